@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: MIT
+// Runs the cases with Google Benchmark and prints the table. Times are processor times of the one thread, so that other
+// work on the machine disturbs the ratios little.
+#include "bench/support/routine.h"
+
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <memory>
+#include <vector>
+
+namespace panoval::bench
+{
+namespace
+{
+
+struct Row {
+    Case c;
+    std::map<std::string, double> seconds; // per call, by variant
+    bool differs = false;
+};
+
+std::vector<std::unique_ptr<Row>>& rows()
+{
+    static std::vector<std::unique_ptr<Row>> instance;
+    return instance;
+}
+
+void measure(benchmark::State& state, const std::function<void()>& call, const std::function<void()>& restore)
+{
+    for (auto _ : state) {
+        if (restore) {
+            state.PauseTiming();
+            restore();
+            state.ResumeTiming();
+        }
+        call();
+        benchmark::ClobberMemory();
+    }
+}
+
+std::function<void()> memcpy_of(std::size_t bytes)
+{
+    const auto from = std::make_shared<std::vector<char>>(bytes, 'a');
+    const auto to = std::make_shared<std::vector<char>>(bytes, 'b');
+    return [from, to] {
+        std::memcpy(to->data(), from->data(), from->size());
+        benchmark::DoNotOptimize(to->data());
+    };
+}
+
+// Prints a row once its last variant is measured.
+class TableReporter : public benchmark::BenchmarkReporter
+{
+public:
+    bool ReportContext(const Context&) override
+    {
+        std::printf("%-36s %-11s %-10s %10s %10s %9s %9s\n", "routine", "size", "content", "us/call", "MP/s",
+                    "x memcpy", "x twin");
+        return true;
+    }
+
+    void ReportRuns(const std::vector<Run>& runs) override
+    {
+        for (const Run& run : runs) {
+            // The name is "row number/variant"; with repetitions the median counts.
+            const std::string name = run.run_name.function_name;
+            if (run.run_type == Run::RT_Aggregate ? run.aggregate_name != "median" : run.repetitions > 1)
+                continue;
+            const auto slash = name.find('/');
+            Row& row = *rows()[std::stoul(name)];
+            row.seconds[name.substr(slash + 1)] =
+                run.GetAdjustedCPUTime() / benchmark::GetTimeUnitMultiplier(run.time_unit);
+            if (is_complete(row))
+                print(row);
+        }
+    }
+
+private:
+    static bool is_complete(const Row& row)
+    {
+        return row.seconds.size() == 1u + (row.c.twin ? 1u : 0u) + (row.c.memcpy_bytes != 0 ? 1u : 0u);
+    }
+
+    static void print(Row& row)
+    {
+        const double fast = row.seconds["fast"];
+        std::printf("%-36s %-11s %-10s %10.2f %10.1f", row.c.routine.c_str(), row.c.size.c_str(), row.c.content.c_str(),
+                    fast * 1e6, row.c.pixels / fast * 1e-6);
+        print_ratio(row, "memcpy", fast);
+        print_ratio(row, "twin", fast);
+        std::printf("%s\n", row.differs ? "  RESULTS DIFFER" : "");
+        std::fflush(stdout);
+    }
+
+    static void print_ratio(Row& row, const char* variant, double fast)
+    {
+        if (row.seconds.count(variant) != 0)
+            std::printf(" %9.2f", row.seconds[variant] / fast);
+        else
+            std::printf(" %9s", "-");
+    }
+};
+
+void register_row(std::size_t number)
+{
+    Row& row = *rows()[number];
+    const auto add = [&](const char* variant, std::function<void()> call, std::function<void()> restore) {
+        benchmark::RegisterBenchmark((std::to_string(number) + "/" + variant).c_str(),
+                                     [call, restore](benchmark::State& state) { measure(state, call, restore); });
+    };
+    if (row.c.memcpy_bytes != 0)
+        add("memcpy", memcpy_of(row.c.memcpy_bytes), {});
+    if (row.c.twin)
+        add("twin", row.c.twin, row.c.restore);
+    add("fast", row.c.fast, row.c.restore);
+}
+
+bool check(const Case& c)
+{
+    if (!c.same)
+        return true;
+    if (c.restore)
+        c.restore();
+    if (c.twin)
+        c.twin();
+    if (c.restore)
+        c.restore();
+    c.fast();
+    return c.same();
+}
+
+} // namespace
+
+void add_case(Case c)
+{
+    rows().push_back(std::make_unique<Row>(Row{std::move(c), {}, false}));
+}
+
+} // namespace panoval::bench
+
+// panoval_bench [WORD] [--benchmark_min_time=S] [--benchmark_repetitions=N]: the cases whose routine contains WORD, or
+// all. Exit code 1 when a result differs from its twin's.
+int main(int argc, char** argv)
+{
+    using namespace panoval::bench;
+    benchmark::Initialize(&argc, argv);
+    const std::string word = argc > 1 ? argv[1] : "";
+    bool all_same = true;
+    for (std::size_t i = 0; i < rows().size(); ++i) {
+        Row& row = *rows()[i];
+        if (row.c.routine.find(word) == std::string::npos)
+            continue;
+        row.differs = !check(row.c);
+        all_same = all_same && !row.differs;
+        register_row(i);
+    }
+    TableReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    return all_same ? 0 : 1;
+}

@@ -1,0 +1,62 @@
+# Compiler options that every target shares, and where things are built.
+
+set(CMAKE_CXX_STANDARD 20)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+set(CMAKE_C_STANDARD 99)
+set(CMAKE_C_EXTENSIONS OFF)
+set(CMAKE_C_VISIBILITY_PRESET hidden)
+set(CMAKE_CXX_VISIBILITY_PRESET hidden)
+set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
+set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
+set(CMAKE_C_FLAGS_RELEASE "-O2 -DNDEBUG")
+set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
+
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+if(WIN32)
+    set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+else()
+    set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+endif()
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/archive")
+
+# The loader looks beside the library (and in ../lib for programs), but after the environment's library path, so that a
+# host can put its own libmath in place of ours: RUNPATH, not RPATH.
+set(CMAKE_BUILD_RPATH_USE_ORIGIN ON)
+set(CMAKE_BUILD_RPATH "$ORIGIN;$ORIGIN/../lib")
+if(NOT WIN32)
+    add_link_options(-Wl,--enable-new-dtags)
+endif()
+
+add_library(panoval_options INTERFACE)
+target_compile_options(panoval_options INTERFACE
+    -Wall -Wextra -Wshadow -Wconversion -Werror
+    # Results are part of the interface: no contraction into fused multiply-add, no fast-math anywhere.
+    -ffp-contract=off)
+if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
+    # GCC takes the sentinel returns of intrinsics and of inlined vectors for defects at -O2.
+    target_compile_options(panoval_options INTERFACE -Wno-psabi -Wno-maybe-uninitialized)
+endif()
+if(PANOVAL_SANITIZE)
+    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+    add_link_options(-fsanitize=address,undefined)
+endif()
+
+# What every shared library of ours has in common: it brings the compiler's run-time library along, and none of that
+# library's C++ symbols leave it.
+function(panoval_shared_library target)
+    if(WIN32)
+        set_target_properties(${target} PROPERTIES PREFIX "")
+        target_link_options(${target} PRIVATE -static)
+        return()
+    endif()
+    target_link_options(${target} PRIVATE "-Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/hide_cpp.map"
+                                          -Wl,--exclude-libs,ALL -Wl,-z,defs)
+    set_target_properties(${target} PROPERTIES LINK_DEPENDS "${CMAKE_SOURCE_DIR}/cmake/hide_cpp.map")
+    if(PANOVAL_SANITIZE)
+        # Clang leaves the sanitizer's symbols to the program.
+        target_link_options(${target} PRIVATE -Wl,-z,undefs)
+    else()
+        target_link_options(${target} PRIVATE -static-libstdc++ -static-libgcc)
+    endif()
+endfunction()

@@ -1,0 +1,3 @@
+// SPDX-License-Identifier: MIT
+// The five routines on Eigen.
+#include "libmath/libmath.h"

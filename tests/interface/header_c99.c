@@ -1,0 +1,7 @@
+/* SPDX-License-Identifier: MIT */
+/* The public headers alone must compile as C99. */
+#include "panoval.h"
+
+#include "libmath/libmath.h"
+
+typedef char header_c99_sees_64_bit_records[sizeof(Mat) == 32 ? 1 : -1];

@@ -1,0 +1,7 @@
+// SPDX-License-Identifier: MIT
+// The public headers alone must compile as C++20.
+#include "panoval.h"
+
+#include "libmath/libmath.h"
+
+static_assert(sizeof(Mat) == 32);
