@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The matrix containers: plain records whose block the resets allocate, keep or replace, and always clear.
+#include "core/containers.h"
+
 #include "core/heap.h"
 #include "core/numbers.h"
 #include "panoval.h"
@@ -13,22 +15,40 @@ namespace
 using panoval::to_count;
 using panoval::wrapping_mul;
 
-// A new, zeroed block in place of the old one. The old contents are dropped first: they would only be cleared.
+// A first block comes from the system's zeroed pages; a later one is cleared where it is, which is cheaper than fresh
+// pages.
 template <class Container>
 void reset_typed(Container& m, std::int32_t width, std::int32_t height, std::int32_t channels) noexcept
 {
     using Element = std::remove_pointer_t<decltype(m.data)>;
-    const auto count = to_count(wrapping_mul(width, height, channels));
-    std::free(m.data);
-    m = {width, height, channels, nullptr};
-    if (count == 0)
+    const std::size_t count = to_count(wrapping_mul(width, height, channels));
+    if (m.data == nullptr && count > 0) {
+        Element* const block = panoval::allocate_zeroed<Element>(count).release();
+        m = block != nullptr ? Container{width, height, channels, block} : Container{};
         return;
-    m.data = panoval::allocate_zeroed<Element>(count).release();
-    if (m.data == nullptr)
-        m = Container{};
+    }
+    if (panoval::reset_uncleared(m, width, height, channels) && count > 0)
+        std::memset(m.data, 0, count * sizeof(Element));
 }
 
 } // namespace
+
+bool panoval::reset_uncleared(Mat& m, std::int32_t width, std::int32_t height, std::int32_t channels,
+                              std::int32_t elem_size) noexcept
+{
+    const std::int32_t size = wrapping_mul(width, height, channels, elem_size);
+    if (m.capacity < size) {
+        std::free(m.data);
+        m.data = allocate<std::uint8_t>(to_count(size)).release();
+        m.capacity = size;
+        if (m.data == nullptr) {
+            m = Mat{};
+            return false;
+        }
+    }
+    m = {width, height, channels, elem_size, size, m.capacity, m.data};
+    return true;
+}
 
 extern "C" {
 
@@ -40,19 +60,14 @@ void MatInit(Mat* m)
 void MatReset(Mat* m, std::int32_t width, std::int32_t height, std::int32_t channels, std::int32_t elemSize)
 {
     const std::int32_t size = wrapping_mul(width, height, channels, elemSize);
-    if (m->capacity >= size) { // also every negative size
-        m->width = width;
-        m->height = height;
-        m->channels = channels;
-        m->elemSize = elemSize;
-        m->size = size;
-        if (size > 0)
-            std::memset(m->data, 0, to_count(size));
+    if (m->capacity < size) { // no negative size is above the capacity
+        std::free(m->data);
+        std::uint8_t* const block = panoval::allocate_zeroed<std::uint8_t>(to_count(size)).release();
+        *m = block != nullptr ? Mat{width, height, channels, elemSize, size, size, block} : Mat{};
         return;
     }
-    std::free(m->data);
-    std::uint8_t* const block = panoval::allocate_zeroed<std::uint8_t>(to_count(size)).release();
-    *m = block != nullptr ? Mat{width, height, channels, elemSize, size, size, block} : Mat{};
+    if (panoval::reset_uncleared(*m, width, height, channels, elemSize) && size > 0)
+        std::memset(m->data, 0, to_count(size));
 }
 
 void MatDestroy(Mat* m)

@@ -6,7 +6,6 @@
 #include <cstring>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace
 {
@@ -27,14 +26,13 @@ void add_reset(std::int32_t width, std::int32_t height)
     MatInit(m.get());
     MatReset(m.get(), width, height, 3, 1);
     const auto bytes = static_cast<std::size_t>(m->size);
-    const auto plain = std::make_shared<std::vector<std::uint8_t>>(bytes);
     Case c;
     c.routine = "MatReset (twin: memset)";
     c.size = std::to_string(width) + "x" + std::to_string(height);
     c.content = "3 x 8 bit";
     c.pixels = static_cast<double>(width) * height;
     c.fast = [m, width, height] { MatReset(m.get(), width, height, 3, 1); };
-    c.twin = [plain] { std::memset(plain->data(), 0, plain->size()); };
+    c.twin = [m, bytes] { std::memset(m->data, 0, bytes); };
     add_case(std::move(c));
 }
 
