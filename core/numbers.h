@@ -57,6 +57,16 @@ std::int32_t wrapping_mul(std::int32_t a, std::int32_t b, std::int32_t c, Rest..
     return wrapping_mul(wrapping_mul(a, b), c, rest...);
 }
 
+// Whether every element of a shape has a place in a block of the wrapped size: nothing is negative, and the product
+// fits.
+inline bool is_addressable(std::int32_t width, std::int32_t height, std::int32_t channels) noexcept
+{
+    if (width < 0 || height < 0 || channels < 0)
+        return false;
+    const std::int64_t area = std::int64_t{width} * height;
+    return channels == 0 || area <= std::numeric_limits<std::int32_t>::max() / channels;
+}
+
 // A size as an index or a byte count: negative sizes count as nothing.
 inline std::size_t to_count(std::int32_t size) noexcept
 {

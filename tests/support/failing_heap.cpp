@@ -4,13 +4,11 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
-#include <new>
 #include <unordered_map>
 
 namespace
 {
 
-// Constant-initialised: the C run-time library allocates before any constructor has run.
 struct State {
     bool active = false;
     bool all_from = false;
@@ -21,13 +19,18 @@ struct State {
     std::ptrdiff_t live = 0;
     std::size_t bytes = 0;
     std::size_t peak = 0;
-    std::unordered_map<void*, std::size_t>* blocks = nullptr; // bytes of each live block
+    std::unordered_map<void*, std::size_t> blocks;
 };
 
-constinit State s; // one letter: it stands in every line below
+State& state()
+{
+    static State instance;
+    return instance;
+}
 
 bool fails(std::size_t bytes)
 {
+    State& s = state();
     if (!s.active)
         return false;
     s.largest = std::max(s.largest, bytes);
@@ -39,9 +42,10 @@ bool fails(std::size_t bytes)
 
 void* born(void* block, std::size_t bytes)
 {
+    State& s = state();
     if (s.active && block != nullptr) {
         ++s.live;
-        (*s.blocks)[block] = bytes;
+        s.blocks[block] = bytes;
         s.bytes += bytes;
         s.peak = std::max(s.peak, s.bytes);
     }
@@ -50,13 +54,14 @@ void* born(void* block, std::size_t bytes)
 
 void gone(void* block)
 {
+    State& s = state();
     if (!s.active || block == nullptr)
         return;
     --s.live;
-    const auto found = s.blocks->find(block);
-    if (found != s.blocks->end()) {
+    const auto found = s.blocks.find(block);
+    if (found != s.blocks.end()) {
         s.bytes -= found->second;
-        s.blocks->erase(found);
+        s.blocks.erase(found);
     }
 }
 
@@ -95,63 +100,41 @@ void __wrap_free(void* block)
 
 } // extern "C"
 
-// The tests' own C++ allocations neither count nor fail, also where the C++ run-time library is linked statically and
-// its operator new would end up in the wrapped malloc.
-void* operator new(std::size_t bytes)
-{
-    void* const block = __real_malloc(bytes == 0 ? 1 : bytes);
-    if (block == nullptr)
-        throw std::bad_alloc();
-    return block;
-}
-
-void operator delete(void* block) noexcept
-{
-    __real_free(block);
-}
-void operator delete(void* block, std::size_t) noexcept
-{
-    __real_free(block);
-}
-
 namespace panoval::test
 {
 
 FailingHeap::FailingHeap(std::size_t fail_at, bool all_from)
 {
-    auto* const blocks = new std::unordered_map<void*, std::size_t>;
-    s = State{};
-    s.blocks = blocks;
-    s.fail_at = fail_at;
-    s.all_from = all_from;
-    s.active = true;
+    state() = State{};
+    state().fail_at = fail_at;
+    state().all_from = all_from;
+    state().active = true;
 }
 
 FailingHeap::~FailingHeap()
 {
-    s.active = false;
-    delete s.blocks;
+    state().active = false;
 }
 
 bool FailingHeap::has_failed() const
 {
-    return s.failed;
+    return state().failed;
 }
 std::size_t FailingHeap::allocations() const
 {
-    return s.count;
+    return state().count;
 }
 std::ptrdiff_t FailingHeap::live_blocks() const
 {
-    return s.live;
+    return state().live;
 }
 std::size_t FailingHeap::largest() const
 {
-    return s.largest;
+    return state().largest;
 }
 std::size_t FailingHeap::peak_bytes() const
 {
-    return s.peak;
+    return state().peak;
 }
 
 } // namespace panoval::test
