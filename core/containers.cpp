@@ -97,6 +97,6 @@ void MatdReset(Matd* m, std::int32_t width, std::int32_t height, std::int32_t ch
 
 // One body under two names: both elements are four bytes wide, and all zero bits mean 0 in both.
 void MatiReset(Mati* m, std::int32_t width, std::int32_t height, std::int32_t channels)
-    __attribute__((alias("MatfReset")));
+    __attribute__((alias("MatfReset"), nothrow));
 
 } // extern "C"

@@ -4,11 +4,13 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <new>
 #include <unordered_map>
 
 namespace
 {
 
+// Constant-initialised: the C run-time library allocates before any constructor has run.
 struct State {
     bool active = false;
     bool all_from = false;
@@ -19,18 +21,13 @@ struct State {
     std::ptrdiff_t live = 0;
     std::size_t bytes = 0;
     std::size_t peak = 0;
-    std::unordered_map<void*, std::size_t> blocks;
+    std::unordered_map<void*, std::size_t>* blocks = nullptr; // bytes of each live block
 };
 
-State& state()
-{
-    static State instance;
-    return instance;
-}
+constinit State s; // one letter: it stands in every line below
 
 bool fails(std::size_t bytes)
 {
-    State& s = state();
     if (!s.active)
         return false;
     s.largest = std::max(s.largest, bytes);
@@ -42,10 +39,9 @@ bool fails(std::size_t bytes)
 
 void* born(void* block, std::size_t bytes)
 {
-    State& s = state();
     if (s.active && block != nullptr) {
         ++s.live;
-        s.blocks[block] = bytes;
+        (*s.blocks)[block] = bytes;
         s.bytes += bytes;
         s.peak = std::max(s.peak, s.bytes);
     }
@@ -54,14 +50,13 @@ void* born(void* block, std::size_t bytes)
 
 void gone(void* block)
 {
-    State& s = state();
     if (!s.active || block == nullptr)
         return;
     --s.live;
-    const auto found = s.blocks.find(block);
-    if (found != s.blocks.end()) {
+    const auto found = s.blocks->find(block);
+    if (found != s.blocks->end()) {
         s.bytes -= found->second;
-        s.blocks.erase(found);
+        s.blocks->erase(found);
     }
 }
 
@@ -100,41 +95,63 @@ void __wrap_free(void* block)
 
 } // extern "C"
 
+// The tests' own C++ allocations neither count nor fail, also where the C++ run-time library is linked statically and
+// its operator new would end up in the wrapped malloc.
+void* operator new(std::size_t bytes)
+{
+    void* const block = __real_malloc(bytes == 0 ? 1 : bytes);
+    if (block == nullptr)
+        throw std::bad_alloc();
+    return block;
+}
+
+void operator delete(void* block) noexcept
+{
+    __real_free(block);
+}
+void operator delete(void* block, std::size_t) noexcept
+{
+    __real_free(block);
+}
+
 namespace panoval::test
 {
 
 FailingHeap::FailingHeap(std::size_t fail_at, bool all_from)
 {
-    state() = State{};
-    state().fail_at = fail_at;
-    state().all_from = all_from;
-    state().active = true;
+    auto* const blocks = new std::unordered_map<void*, std::size_t>;
+    s = State{};
+    s.blocks = blocks;
+    s.fail_at = fail_at;
+    s.all_from = all_from;
+    s.active = true;
 }
 
 FailingHeap::~FailingHeap()
 {
-    state().active = false;
+    s.active = false;
+    delete s.blocks;
 }
 
 bool FailingHeap::has_failed() const
 {
-    return state().failed;
+    return s.failed;
 }
 std::size_t FailingHeap::allocations() const
 {
-    return state().count;
+    return s.count;
 }
 std::ptrdiff_t FailingHeap::live_blocks() const
 {
-    return state().live;
+    return s.live;
 }
 std::size_t FailingHeap::largest() const
 {
-    return state().largest;
+    return s.largest;
 }
 std::size_t FailingHeap::peak_bytes() const
 {
-    return state().peak;
+    return s.peak;
 }
 
 } // namespace panoval::test
