@@ -627,8 +627,10 @@ PANOVAL_API int32_t find_trough(double** histogram);
  * points  count pairs x, y, in
  * result  out
  *
- * Returns 1. Returns 0 for 5 points or fewer, with result untouched; for a conic that is no ellipse, or without memory,
- * with a result that means nothing.
+ * Returns 1. Returns 0 for 5 points or fewer and without memory, with result untouched; and for a conic that is no
+ * ellipse or has an infinite coefficient, with the coefficients alone of meaning. A conic that is a circle to the last
+ * bit has no angle: theta, both axes and rms are not numbers, and the result is 1. For points on a line the answer of
+ * libmath to a singular matrix decides.
  */
 PANOVAL_API int32_t oval_fit(int32_t count, const double* points, OvalFit* result);
 

@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: MIT
+// Fit of an ellipse to points: the conic x*x + B*x*y + C*y*y + D*x + E*y + F = 0 by iteratively reweighted least
+// squares on its algebraic residual, from the circle around the mean point, then centre, axes, angle, and the
+// residual of the focal sums. Every sum runs over the points in their order, in double precision; every expression is
+// evaluated as it is written.
+#include "core/heap.h"
+#include "core/numbers.h"
+#include "detect/least_squares.h"
+#include "panoval.h"
+
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+
+namespace panoval
+{
+namespace
+{
+
+constexpr std::int32_t kUnknowns = 5;
+constexpr std::int32_t kMaxIterations = 50;
+constexpr std::int32_t kAlwaysReweightFrom = 26; // iterations
+constexpr double kConvergedRms = 0.01;           // of the algebraic residuals
+constexpr double kStalledCorrection = 1e-6;
+constexpr double kStalledRmsChange = 1e-6;
+constexpr double kOutlierFactor = 1.5; // times the rms
+constexpr double kHalfPi = 1.5707963267948966;
+
+struct Conic {
+    double b, c, d, e, f;
+};
+
+struct Points {
+    const double* xy; // pairs
+    std::size_t count;
+};
+
+Conic circle_through_first_point(const Points& points)
+{
+    double sum_x = 0;
+    double sum_y = 0;
+    for (std::size_t i = 0; i < points.count; ++i) {
+        sum_x += points.xy[2 * i];
+        sum_y += points.xy[2 * i + 1];
+    }
+    const double mean_x = sum_x / static_cast<double>(points.count);
+    const double mean_y = sum_y / static_cast<double>(points.count);
+    const double dx = points.xy[0] - mean_x;
+    const double dy = points.xy[1] - mean_y;
+    const double radius = std::sqrt(dx * dx + dy * dy);
+    return {0, 1, -2 * mean_x, -2 * mean_y, mean_x * mean_x + mean_y * mean_y - radius * radius};
+}
+
+// One pass over the points. Fills the equations and the residuals, and returns the weighted rms.
+double accumulate(const Points& points, const Conic& conic, const double* weights, double* residuals,
+                  NormalEquations<kUnknowns>& equations)
+{
+    const auto [b, c, d, e, f] = conic;
+    double weight_sum = 0;
+    double square_sum = 0;
+    equations.clear();
+    for (std::size_t i = 0; i < points.count; ++i) {
+        const double x = points.xy[2 * i];
+        const double y = points.xy[2 * i + 1];
+        const double w = weights[i];
+        const double v = -(x * x + (b * x) * y + (c * y) * y + d * x + e * y + f);
+        const double row[kUnknowns] = {x * y, y * y, x, y, 1.0};
+        equations.add(row, v, w);
+        residuals[i] = v;
+        weight_sum += w;
+        square_sum += (w * v) * v;
+    }
+    return std::sqrt(square_sum / weight_sum);
+}
+
+void correct(Conic& conic, const double* correction)
+{
+    conic.b += correction[0];
+    conic.c += correction[1];
+    conic.d += correction[2];
+    conic.e += correction[3];
+    conic.f += correction[4];
+}
+
+bool are_small(const double* correction)
+{
+    for (std::int32_t i = 0; i < kUnknowns; ++i)
+        if (!(std::fabs(correction[i]) < kStalledCorrection))
+            return false;
+    return true;
+}
+
+void lower_weights_of_outliers(const double* residuals, double rms, double* weights, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        const double v = residuals[i];
+        if (std::fabs(v) > kOutlierFactor * rms)
+            weights[i] = ((rms * weights[i]) * rms) / (v * v);
+    }
+}
+
+Conic fit_conic(const Points& points, double* weights, double* residuals)
+{
+    NormalEquations<kUnknowns> equations;
+    Conic conic = circle_through_first_point(points);
+    double previous_rms = 0;
+    bool is_converged = false;
+    bool is_stalled = false;
+    for (std::int32_t k = 0; k < kMaxIterations && !is_converged; ++k) {
+        double correction[kUnknowns];
+        const double rms = accumulate(points, conic, weights, residuals, equations);
+        equations.solve(correction);
+        correct(conic, correction);
+        is_converged = rms < kConvergedRms;
+        is_stalled = is_stalled || are_small(correction);
+        if ((is_stalled && rms > kConvergedRms) || (k > 0 && rms > previous_rms) || k >= kAlwaysReweightFrom) {
+            lower_weights_of_outliers(residuals, rms, weights, points.count);
+            is_stalled = false;
+        }
+        if (k > 0 && is_stalled && std::fabs(previous_rms - rms) < kStalledRmsChange)
+            break;
+        previous_rms = rms;
+    }
+    return conic;
+}
+
+// Not-a-number is no ellipse.
+bool is_ellipse(const Conic& conic)
+{
+    const auto [b, c, d, e, f] = conic;
+    if (std::isinf(b) || std::isinf(c) || std::isinf(d) || std::isinf(e) || std::isinf(f))
+        return false;
+    return b * b - 4 * c < 0;
+}
+
+// Sets centre, axes and angle. The one-argument arctangent leaves the angle within 45 degrees of x; where the other
+// axis is the major one the two change places.
+void measure_axes(const Conic& conic, OvalFit& fit)
+{
+    const auto [b, c, d, e, f] = conic;
+    fit.x0 = (b * e - 2 * c * d) / (4 * c - b * b);
+    fit.y0 = (b * d - 2 * e) / (4 * c - b * b);
+    fit.theta = 0.5 * std::atan(b / (1 - c));
+    const double cosine = std::cos(fit.theta);
+    const double sine = std::sin(fit.theta);
+    const double at_centre = f + (d * fit.x0 + e * fit.y0) / 2;
+    const double scaled = at_centre * (cosine * cosine - sine * sine);
+    fit.semi_major = std::sqrt(scaled / (c * (sine * sine) - cosine * cosine));
+    fit.semi_minor = std::sqrt(scaled / (sine * sine - c * (cosine * cosine)));
+    if (fit.semi_minor > fit.semi_major) {
+        const double longer = fit.semi_minor;
+        fit.semi_minor = fit.semi_major;
+        fit.semi_major = longer;
+        fit.theta += kHalfPi;
+    }
+}
+
+// Sets rms and the largest residual: by how much the distances to both foci add up to more than the major axis.
+void measure_residuals(const Points& points, const double* weights, OvalFit& fit)
+{
+    const double focal = std::sqrt(fit.semi_major * fit.semi_major - fit.semi_minor * fit.semi_minor);
+    const double focal_x = focal * std::cos(fit.theta);
+    const double focal_y = focal * std::sin(fit.theta);
+    const double x1 = fit.x0 - focal_x;
+    const double y1 = fit.y0 - focal_y;
+    const double x2 = fit.x0 + focal_x;
+    const double y2 = fit.y0 + focal_y;
+    double weight_sum = 0;
+    double square_sum = 0;
+    fit.max_residual = 0;
+    for (std::size_t i = 0; i < points.count; ++i) {
+        const double x = points.xy[2 * i];
+        const double y = points.xy[2 * i + 1];
+        const double to_first = std::sqrt((x - x1) * (x - x1) + (y - y1) * (y - y1));
+        const double to_second = std::sqrt((x - x2) * (x - x2) + (y - y2) * (y - y2));
+        const double residual = to_first + to_second - 2 * fit.semi_major;
+        weight_sum += weights[i];
+        square_sum += weights[i] * (residual * residual);
+        if (residual > fit.max_residual)
+            fit.max_residual = residual;
+    }
+    fit.rms = std::sqrt(square_sum / weight_sum);
+}
+
+} // namespace
+} // namespace panoval
+
+extern "C" PANOVAL_API int32_t oval_fit(int32_t count, const double* points, OvalFit* result)
+{
+    using namespace panoval;
+    if (count <= kUnknowns)
+        return 0;
+    const Points all{points, to_count(count)};
+    const HeapArray<double> weights = allocate<double>(all.count);
+    const HeapArray<double> residuals = allocate<double>(all.count);
+    if (!weights || !residuals)
+        return 0;
+    std::fill_n(weights.get(), all.count, 1.0);
+
+    const Conic conic = fit_conic(all, weights.get(), residuals.get());
+    *result = OvalFit{};
+    result->coef_a = 1;
+    result->coef_b = conic.b;
+    result->coef_c = conic.c;
+    result->coef_d = conic.d;
+    result->coef_e = conic.e;
+    result->coef_f = conic.f;
+    if (!is_ellipse(conic))
+        return 0;
+    measure_axes(conic, *result);
+    measure_residuals(all, weights.get(), *result);
+    return 1;
+}
