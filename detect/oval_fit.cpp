@@ -8,6 +8,7 @@
 #include "detect/least_squares.h"
 #include "panoval.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -51,24 +52,48 @@ Conic circle_through_first_point(const Points& points)
     return {0, 1, -2 * mean_x, -2 * mean_y, mean_x * mean_x + mean_y * mean_y - radius * radius};
 }
 
+// Design rows and residuals of a few points: the equations take them later, when they have left the store buffer.
+struct Batch {
+    static constexpr std::size_t kMaxPoints = 32;
+    double row[kMaxPoints][kUnknowns];
+    double residual[kMaxPoints];
+};
+
+void design(const double* xy, std::size_t count, const Conic& conic, Batch& batch)
+{
+    const auto [b, c, d, e, f] = conic;
+    for (std::size_t i = 0; i < count; ++i) {
+        const double x = xy[2 * i];
+        const double y = xy[2 * i + 1];
+        double* const row = batch.row[i];
+        row[0] = x * y;
+        row[1] = y * y;
+        row[2] = x;
+        row[3] = y;
+        row[4] = 1;
+        batch.residual[i] = -(x * x + (b * x) * y + (c * y) * y + d * x + e * y + f);
+    }
+}
+
 // One pass over the points. Fills the equations and the residuals, and returns the weighted rms.
 double accumulate(const Points& points, const Conic& conic, const double* weights, double* residuals,
                   NormalEquations<kUnknowns>& equations)
 {
-    const auto [b, c, d, e, f] = conic;
+    Batch batch;
     double weight_sum = 0;
     double square_sum = 0;
     equations.clear();
-    for (std::size_t i = 0; i < points.count; ++i) {
-        const double x = points.xy[2 * i];
-        const double y = points.xy[2 * i + 1];
-        const double w = weights[i];
-        const double v = -(x * x + (b * x) * y + (c * y) * y + d * x + e * y + f);
-        const double row[kUnknowns] = {x * y, y * y, x, y, 1.0};
-        equations.add(row, v, w);
-        residuals[i] = v;
-        weight_sum += w;
-        square_sum += (w * v) * v;
+    for (std::size_t first = 0; first < points.count; first += Batch::kMaxPoints) {
+        const std::size_t count = std::min(Batch::kMaxPoints, points.count - first);
+        design(points.xy + 2 * first, count, conic, batch);
+        for (std::size_t i = 0; i < count; ++i) {
+            const double v = batch.residual[i];
+            const double w = weights[first + i];
+            equations.add(batch.row[i], v, w);
+            residuals[first + i] = v;
+            weight_sum += w;
+            square_sum += (w * v) * v;
+        }
     }
     return std::sqrt(square_sum / weight_sum);
 }
