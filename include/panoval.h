@@ -505,7 +505,8 @@ PANOVAL_API void smooth_image(const uint8_t* src, int32_t width, int32_t height,
  *                the border the difference to the one neighbour
  * magnitude      width x height, out: the root of dx * dx + dy * dy, truncated, at most 360
  *
- * A width or height below 1 writes nothing.
+ * A width or height below 1 writes nothing. In an image one pixel wide the right neighbour is the sample that follows
+ * in memory, the next row's; a neighbour outside the buffer counts as the pixel itself.
  */
 PANOVAL_API void gradient_image(const uint8_t* src, int32_t width, int32_t height, int16_t* dx, int16_t* dy,
                                 uint16_t* magnitude);

@@ -1,0 +1,32 @@
+// SPDX-License-Identifier: MIT
+// A threshold for every pixel, interpolated between the thresholds of tiles.
+#pragma once
+
+#include <cstdint>
+
+namespace panoval
+{
+
+// The threshold of one tile: of all grey levels that split its pixels in two classes the one with the largest variance
+// between them, in single precision; the lowest of equals. A tile of one grey level alone has threshold 0.
+//
+// width, height  pixels of the tile, at least 1
+// pixels         width x height bytes without gaps
+std::int32_t tile_otsu_threshold(std::int32_t width, std::int32_t height, const std::uint8_t* pixels);
+
+// Marks dark pixels: those at or below the threshold that is interpolated between the tiles' centres.
+//
+// width, height  pixels; nothing is written when either is below 1
+// image          width x height bytes
+// map            width x height, out: 1 = dark, 0 = not
+// divisions      tiles across each dimension; outside 1 to the smaller side there are no tiles and the map becomes 0
+//
+// False when the heap is exhausted, with map untouched.
+[[nodiscard]] bool adaptive_tile_threshold(std::int32_t width, std::int32_t height, const std::uint8_t* image,
+                                           std::uint32_t* map, std::int32_t divisions);
+
+// The same with a map of bytes.
+[[nodiscard]] bool adaptive_tile_threshold(std::int32_t width, std::int32_t height, const std::uint8_t* image,
+                                           std::uint8_t* map, std::int32_t divisions);
+
+} // namespace panoval
