@@ -5,6 +5,7 @@
 // evaluated as it is written.
 #include "core/heap.h"
 #include "core/numbers.h"
+#include "detect/conic_residuals.h"
 #include "detect/least_squares.h"
 #include "panoval.h"
 
@@ -27,10 +28,6 @@ constexpr double kStalledRmsChange = 1e-6;
 constexpr double kOutlierFactor = 1.5; // times the rms
 constexpr double kHalfPi = 1.5707963267948966;
 
-struct Conic {
-    double b, c, d, e, f;
-};
-
 struct Points {
     const double* xy; // pairs
     std::size_t count;
@@ -52,16 +49,14 @@ Conic circle_through_first_point(const Points& points)
     return {0, 1, -2 * mean_x, -2 * mean_y, mean_x * mean_x + mean_y * mean_y - radius * radius};
 }
 
-// Design rows and residuals of a few points: the equations take them later, when they have left the store buffer.
+// Design rows of a few points, which the equations take once they have left the store buffer.
 struct Batch {
     static constexpr std::size_t kMaxPoints = 32;
     double row[kMaxPoints][kUnknowns];
-    double residual[kMaxPoints];
 };
 
-void design(const double* xy, std::size_t count, const Conic& conic, Batch& batch)
+void design(const double* xy, std::size_t count, Batch& batch)
 {
-    const auto [b, c, d, e, f] = conic;
     for (std::size_t i = 0; i < count; ++i) {
         const double x = xy[2 * i];
         const double y = xy[2 * i + 1];
@@ -71,7 +66,6 @@ void design(const double* xy, std::size_t count, const Conic& conic, Batch& batc
         row[2] = x;
         row[3] = y;
         row[4] = 1;
-        batch.residual[i] = -(x * x + (b * x) * y + (c * y) * y + d * x + e * y + f);
     }
 }
 
@@ -83,14 +77,14 @@ double accumulate(const Points& points, const Conic& conic, const double* weight
     double weight_sum = 0;
     double square_sum = 0;
     equations.clear();
+    conic_residuals(conic, points.xy, points.count, residuals);
     for (std::size_t first = 0; first < points.count; first += Batch::kMaxPoints) {
         const std::size_t count = std::min(Batch::kMaxPoints, points.count - first);
-        design(points.xy + 2 * first, count, conic, batch);
+        design(points.xy + 2 * first, count, batch);
         for (std::size_t i = 0; i < count; ++i) {
-            const double v = batch.residual[i];
+            const double v = residuals[first + i];
             const double w = weights[first + i];
             equations.add(batch.row[i], v, w);
-            residuals[first + i] = v;
             weight_sum += w;
             square_sum += (w * v) * v;
         }
@@ -181,30 +175,25 @@ void measure_axes(const Conic& conic, OvalFit& fit)
 }
 
 // Sets rms and the largest residual: by how much the distances to both foci add up to more than the major axis.
-void measure_residuals(const Points& points, const double* weights, OvalFit& fit)
+void measure_residuals(const Points& points, const double* weights, double* residuals, OvalFit& fit)
 {
     const double focal = std::sqrt(fit.semi_major * fit.semi_major - fit.semi_minor * fit.semi_minor);
-    const double focal_x = focal * std::cos(fit.theta);
-    const double focal_y = focal * std::sin(fit.theta);
-    const double x1 = fit.x0 - focal_x;
-    const double y1 = fit.y0 - focal_y;
-    const double x2 = fit.x0 + focal_x;
-    const double y2 = fit.y0 + focal_y;
+    const double x = focal * std::cos(fit.theta);
+    const double y = focal * std::sin(fit.theta);
+    focal_residuals({fit.x0 - x, fit.y0 - y, fit.x0 + x, fit.y0 + y, 2 * fit.semi_major}, points.xy, points.count,
+                    residuals);
     double weight_sum = 0;
     double square_sum = 0;
-    fit.max_residual = 0;
+    double largest = 0;
     for (std::size_t i = 0; i < points.count; ++i) {
-        const double x = points.xy[2 * i];
-        const double y = points.xy[2 * i + 1];
-        const double to_first = std::sqrt((x - x1) * (x - x1) + (y - y1) * (y - y1));
-        const double to_second = std::sqrt((x - x2) * (x - x2) + (y - y2) * (y - y2));
-        const double residual = to_first + to_second - 2 * fit.semi_major;
+        const double residual = residuals[i];
         weight_sum += weights[i];
         square_sum += weights[i] * (residual * residual);
-        if (residual > fit.max_residual)
-            fit.max_residual = residual;
+        if (residual > largest)
+            largest = residual;
     }
     fit.rms = std::sqrt(square_sum / weight_sum);
+    fit.max_residual = largest;
 }
 
 } // namespace
@@ -233,6 +222,6 @@ extern "C" PANOVAL_API int32_t oval_fit(int32_t count, const double* points, Ova
     if (!is_ellipse(conic))
         return 0;
     measure_axes(conic, *result);
-    measure_residuals(all, weights.get(), *result);
+    measure_residuals(all, weights.get(), residuals.get(), *result);
     return 1;
 }
