@@ -1,0 +1,18 @@
+// SPDX-License-Identifier: MIT
+#include "cli/output_file.h"
+#include "cli/program.h"
+#include "cli/utf8.h"
+
+#ifdef _WIN32
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+#endif
+
+int main(int argc, char** argv)
+{
+#ifdef _WIN32
+    SetConsoleOutputCP(CP_UTF8);
+#endif
+    panoval::cli::remove_outputs_on_interruption();
+    return panoval::cli::run_program(panoval::cli::utf8_arguments(argc, argv));
+}

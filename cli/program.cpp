@@ -1,0 +1,87 @@
+// SPDX-License-Identifier: MIT
+// Parsing of the command line, and the one place where whatever goes wrong becomes a line and an exit code.
+#include "cli/program.h"
+
+#include "cli/commands.h"
+#include "cli/errors.h"
+
+#include <CLI/CLI.hpp>
+
+#include <algorithm>
+#include <cstdio>
+#include <exception>
+#include <new>
+
+namespace panoval::cli
+{
+
+namespace
+{
+
+int report(ExitCode code, const std::string& message)
+{
+    std::fflush(stdout);
+    std::fprintf(stderr, "panoval: %s\n", message.c_str());
+    return static_cast<int>(code);
+}
+
+// --help and --version come as errors of their own kind, with the text to print.
+int report_parse_error(const CLI::App& program, const CLI::ParseError& error)
+{
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
+        return program.exit(error) == 0 && std::fflush(stdout) == 0 ? 0 : static_cast<int>(ExitCode::Output);
+    const auto commands = program.get_subcommands();
+    const std::string command = commands.empty() ? "" : " " + commands.front()->get_name();
+    return report(ExitCode::Usage, concat(printable(error.what(), 1000), " (see panoval", command, " --help)"));
+}
+
+bool is_command(const CLI::App& program, const std::string& name)
+{
+    const auto commands = program.get_subcommands([](const CLI::App*) { return true; });
+    return std::any_of(commands.begin(), commands.end(),
+                       [&](const CLI::App* command) { return command->get_name() == name; });
+}
+
+int parse_and_run(CLI::App& program, std::vector<std::string> arguments)
+{
+    if (arguments.empty()) {
+        std::fputs(program.help().c_str(), stderr);
+        return static_cast<int>(ExitCode::Usage);
+    }
+    const std::string& first = arguments.front();
+    if (first.substr(0, 1) != "-" && !is_command(program, first))
+        fail_usage(concat("there is no command '", printable(first), "' (see panoval --help)"));
+    std::reverse(arguments.begin(), arguments.end()); // as the parser wants them
+    try {
+        program.parse(std::move(arguments));
+        return static_cast<int>(ExitCode::Done);
+    } catch (const CLI::ParseError& error) {
+        return report_parse_error(program, error);
+    }
+}
+
+} // namespace
+
+int run_program(const std::vector<std::string>& arguments)
+{
+    try {
+        CLI::App program("Stitches overlapping pictures into panoramas and measures elliptical targets.", "panoval");
+        program.allow_windows_style_options(false); // a path starts with a slash on other systems
+        program.set_version_flag("--version", "panoval " PANOVAL_VERSION);
+        program.require_subcommand(1);
+        program.get_formatter()->column_width(32);
+        program.footer(concat("panoval COMMAND --help tells about one command, with examples.\n\n", kExitCodeHelp));
+        add_commands(program);
+        return parse_and_run(program, arguments);
+    } catch (const UserError& error) {
+        return report(error.code(), error.what());
+    } catch (const ExitCode code) {
+        return static_cast<int>(code);
+    } catch (const std::bad_alloc&) {
+        return report(ExitCode::Memory, "not enough memory");
+    } catch (const std::exception& error) {
+        return report(ExitCode::Internal, concat("a defect of this program: ", printable(error.what())));
+    }
+}
+
+} // namespace panoval::cli

@@ -1,0 +1,79 @@
+// SPDX-License-Identifier: MIT
+#include "cli/system_info.h"
+
+#include <cstdio>
+
+#include <fcntl.h>
+#ifdef _WIN32
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+// after windows.h
+#include <io.h>
+#include <psapi.h>
+#else
+#include <unistd.h>
+#endif
+
+namespace panoval::cli
+{
+
+#ifdef _WIN32
+
+std::uint64_t peak_memory_bytes()
+{
+    PROCESS_MEMORY_COUNTERS counters{};
+    return GetProcessMemoryInfo(GetCurrentProcess(), &counters, sizeof counters) != 0 ? counters.PeakWorkingSetSize : 0;
+}
+
+#else
+
+// From the process's status rather than from getrusage, which counts what the parent used before the program started.
+std::uint64_t peak_memory_bytes()
+{
+    std::FILE* const status = std::fopen("/proc/self/status", "r");
+    if (status == nullptr)
+        return 0;
+    unsigned long long kilobytes = 0;
+    char line[256];
+    while (std::fgets(line, sizeof line, status) != nullptr)
+        if (std::sscanf(line, "VmHWM: %20llu kB", &kilobytes) == 1)
+            break;
+    std::fclose(status);
+    return kilobytes * 1024;
+}
+
+#endif
+
+namespace
+{
+
+#ifdef _WIN32
+const char* const kNowhere = "NUL";
+#else
+const char* const kNowhere = "/dev/null";
+#endif
+
+} // namespace
+
+SilentStdout::SilentStdout()
+{
+    std::fflush(stdout);
+    const int nowhere = open(kNowhere, O_WRONLY);
+    if (nowhere < 0)
+        return;
+    saved_ = dup(fileno(stdout));
+    if (saved_ >= 0)
+        dup2(nowhere, fileno(stdout));
+    close(nowhere);
+}
+
+SilentStdout::~SilentStdout()
+{
+    if (saved_ < 0)
+        return;
+    std::fflush(stdout);
+    dup2(saved_, fileno(stdout));
+    close(saved_);
+}
+
+} // namespace panoval::cli

@@ -1,0 +1,136 @@
+// SPDX-License-Identifier: MIT
+#include "run_program.h"
+
+#include "cli/utf8.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#ifdef _WIN32
+#define WIN32_LEAN_AND_MEAN
+#include <windows.h>
+#else
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#endif
+
+namespace panoval::cli::test
+{
+
+namespace
+{
+
+namespace fs = std::filesystem;
+
+fs::path folder_of_this_program()
+{
+#ifdef _WIN32
+    wchar_t name[4096];
+    GetModuleFileNameW(nullptr, name, 4096);
+    return fs::path(name).parent_path();
+#else
+    return fs::read_symlink("/proc/self/exe").parent_path();
+#endif
+}
+
+std::string contents(const fs::path& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>());
+}
+
+#ifdef _WIN32
+
+// Quotes as the C runtime of the started program takes them apart.
+std::wstring quoted(const std::wstring& argument)
+{
+    std::wstring text = L"\"";
+    std::size_t backslashes = 0;
+    for (const wchar_t c : argument) {
+        if (c == L'"')
+            text.append(backslashes + 1, L'\\');
+        backslashes = c == L'\\' ? backslashes + 1 : 0;
+        text += c;
+    }
+    return text.append(backslashes, L'\\') + L"\"";
+}
+
+int start_and_wait(const fs::path& program, const std::vector<std::string>& arguments, const fs::path& out,
+                   const fs::path& err)
+{
+    std::wstring line = quoted(program.wstring());
+    for (const std::string& argument : arguments)
+        line += L" " + quoted(path_from_utf8(argument).wstring());
+    SECURITY_ATTRIBUTES inherited{sizeof inherited, nullptr, TRUE};
+    const auto create = [&](const fs::path& path) {
+        return CreateFileW(path.c_str(), GENERIC_WRITE, FILE_SHARE_READ, &inherited, CREATE_ALWAYS, 0, nullptr);
+    };
+    STARTUPINFOW startup{};
+    startup.cb = sizeof startup;
+    startup.dwFlags = STARTF_USESTDHANDLES;
+    startup.hStdOutput = create(out);
+    startup.hStdError = create(err);
+    PROCESS_INFORMATION process{};
+    DWORD code = 1000;
+    if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process) != 0) {
+        WaitForSingleObject(process.hProcess, INFINITE);
+        GetExitCodeProcess(process.hProcess, &code);
+        CloseHandle(process.hThread);
+        CloseHandle(process.hProcess);
+    }
+    CloseHandle(startup.hStdOutput);
+    CloseHandle(startup.hStdError);
+    return static_cast<int>(code);
+}
+
+#else
+
+int start_and_wait(const fs::path& program, const std::vector<std::string>& arguments, const fs::path& out,
+                   const fs::path& err)
+{
+    const std::string name = program.string();
+    std::vector<char*> argv{const_cast<char*>(name.c_str())};
+    for (const std::string& argument : arguments)
+        argv.push_back(const_cast<char*>(argument.c_str()));
+    argv.push_back(nullptr);
+    const pid_t child = fork();
+    if (child == 0) {
+        dup2(open(out.c_str(), O_CREAT | O_WRONLY | O_TRUNC, 0600), STDOUT_FILENO);
+        dup2(open(err.c_str(), O_CREAT | O_WRONLY | O_TRUNC, 0600), STDERR_FILENO);
+        execv(name.c_str(), argv.data());
+        _exit(127);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 1000 + WTERMSIG(status);
+}
+
+#endif
+
+} // namespace
+
+Outcome run_program(const std::string& program, const std::vector<std::string>& arguments)
+{
+#ifdef _WIN32
+    const fs::path path = folder_of_this_program() / (program + ".exe");
+    const unsigned long id = GetCurrentProcessId();
+#else
+    const fs::path path = folder_of_this_program() / program;
+    const long id = getpid();
+#endif
+    const fs::path out = fs::temp_directory_path() / ("panoval-out-" + std::to_string(id));
+    const fs::path err = fs::temp_directory_path() / ("panoval-err-" + std::to_string(id));
+    Outcome outcome;
+    outcome.exit_code = start_and_wait(path, arguments, out, err);
+    outcome.out = contents(out);
+    outcome.err = contents(err);
+    fs::remove(out);
+    fs::remove(err);
+    return outcome;
+}
+
+} // namespace panoval::cli::test
