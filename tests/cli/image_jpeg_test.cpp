@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+#include "cli/image_read.h"
+#include "cli/image_write.h"
+#include "scratch_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+
+namespace panoval::cli::test
+{
+
+namespace
+{
+
+using JpegPicture = ScratchFolder;
+
+// Smooth, as JPEG likes it.
+Image soft_picture(std::int32_t width, std::int32_t height, int channels)
+{
+    Image image = make_image(width, height, channels, 8, "test");
+    std::size_t i = 0;
+    for (std::int32_t y = 0; y < height; ++y)
+        for (std::int32_t x = 0; x < width; ++x)
+            for (int c = 0; c < channels; ++c)
+                image.data[i++] = static_cast<std::uint8_t>(40 + 2 * x + y + 20 * c);
+    return image;
+}
+
+TEST_F(JpegPicture, KeepsASmoothPictureWithinAFewLevels)
+{
+    for (const int channels : {1, 3}) {
+        const Image image = soft_picture(61, 37, channels);
+        write_image(in_folder("a.jpg"), image);
+        const Image read = read_image(in_folder("a.jpg"));
+        ASSERT_EQ(describe(read), describe(image));
+        int worst = 0;
+        for (std::size_t i = 0; i < image.bytes(); ++i)
+            worst = std::max(worst, std::abs(read.data[i] - image.data[i]));
+        EXPECT_LE(worst, 4);
+    }
+}
+
+TEST_F(JpegPicture, Holds8BitsWithoutAlpha)
+{
+    const auto refusal = [&](int bits, bool has_mask) {
+        return error_of([&] { write_image(in_folder("a.jpeg"), test_picture(2, 2, 3, bits, has_mask)); });
+    };
+    EXPECT_TRUE(contains(refusal(16, false), "found 16 bits for a JPEG file; expected 8"));
+    EXPECT_TRUE(contains(refusal(8, true), "found an alpha channel"));
+    EXPECT_TRUE(contains(error_of([&] { write_image(in_folder("a.jpg"), test_picture(65501, 1, 1, 8)); }),
+                         "found 65501 x 1 pixels for a JPEG file; expected at most 65500"));
+    EXPECT_TRUE(names().empty());
+}
+
+TEST_F(JpegPicture, EveryTruncationIsExplained)
+{
+    write_image(in_folder("a.jpg"), test_picture(40, 40, 3, 8));
+    const std::string whole = read_text("a.jpg");
+    for (std::size_t size = 3; size < whole.size() - 2; size += 41) {
+        const std::string name = write_text("cut.jpg", whole.substr(0, size));
+        const std::string error = error_of([&] { (void)read_image(name); });
+        EXPECT_TRUE(contains(error, "found a truncated or damaged JPEG file (")) << size << ": " << error;
+    }
+}
+
+TEST_F(JpegPicture, FourComponentsAreRefused)
+{
+    write_image(in_folder("a.jpg"), soft_picture(8, 8, 3));
+    std::string bytes = read_text("a.jpg");
+    const std::size_t frame = bytes.find(std::string("\xFF\xC0", 2));
+    ASSERT_NE(frame, std::string::npos);
+    bytes[frame + 3] = static_cast<char>(bytes[frame + 3] + 3); // a header of four components
+    bytes[frame + 9] = 4;
+    bytes.insert(frame + 19, std::string("\x04\x11\x00", 3));
+    const std::string error = error_of([&] { (void)probe_image(write_text("b.jpg", bytes)); });
+    EXPECT_TRUE(contains(error, "found a JPEG file with 4 components; expected 1 (grey) or 3 (colour)")) << error;
+}
+
+} // namespace
+
+} // namespace panoval::cli::test
