@@ -3,6 +3,7 @@
 // squares on its algebraic residual, from the circle around the mean point, then centre, axes, angle, and the
 // residual of the focal sums. Every sum runs over the points in their order, in double precision; every expression is
 // evaluated as it is written.
+#include "detect/oval_fit.h"
 #include "core/heap.h"
 #include "core/numbers.h"
 #include "detect/conic_residuals.h"
@@ -197,21 +198,17 @@ void measure_residuals(const Points& points, const double* weights, double* resi
 }
 
 } // namespace
-} // namespace panoval
 
-extern "C" PANOVAL_API int32_t oval_fit(int32_t count, const double* points, OvalFit* result)
+std::int32_t fit_oval(std::int32_t count, const double* points, double* scratch, OvalFit* result)
 {
-    using namespace panoval;
     if (count <= kUnknowns)
         return 0;
     const Points all{points, to_count(count)};
-    const HeapArray<double> weights = allocate<double>(all.count);
-    const HeapArray<double> residuals = allocate<double>(all.count);
-    if (!weights || !residuals)
-        return 0;
-    std::fill_n(weights.get(), all.count, 1.0);
+    double* const weights = scratch;
+    double* const residuals = scratch + all.count;
+    std::fill_n(weights, all.count, 1.0);
 
-    const Conic conic = fit_conic(all, weights.get(), residuals.get());
+    const Conic conic = fit_conic(all, weights, residuals);
     *result = OvalFit{};
     result->coef_a = 1;
     result->coef_b = conic.b;
@@ -222,6 +219,17 @@ extern "C" PANOVAL_API int32_t oval_fit(int32_t count, const double* points, Ova
     if (!is_ellipse(conic))
         return 0;
     measure_axes(conic, *result);
-    measure_residuals(all, weights.get(), residuals.get(), *result);
+    measure_residuals(all, weights, residuals, *result);
     return 1;
+}
+
+} // namespace panoval
+
+extern "C" PANOVAL_API int32_t oval_fit(int32_t count, const double* points, OvalFit* result)
+{
+    using namespace panoval;
+    if (count <= kUnknowns)
+        return 0;
+    const HeapArray<double> scratch = allocate<double>(kOvalFitScratch * to_count(count));
+    return scratch != nullptr ? fit_oval(count, points, scratch.get(), result) : 0;
 }
