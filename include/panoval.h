@@ -204,8 +204,8 @@ PANOVAL_API void write_pgm(const uint8_t* data, int32_t width, int32_t height, c
  * data  width * height floats, in
  * name  file name, UTF-8
  *
- * A constant image is written as zeros. A file that does not open: nothing happens. When the heap is exhausted the
- * file stays empty.
+ * A constant image is written as zeros, and so is what is not a number; the range of a picture that starts with one is
+ * none. Without pixels the file holds the header alone. A file that does not open: nothing happens.
  */
 PANOVAL_API void write_pgm_float(const float* data, int32_t width, int32_t height, const char* name);
 
@@ -219,8 +219,8 @@ PANOVAL_API void write_pgm_short(const int16_t* data, int32_t width, int32_t hei
  * name  file name, UTF-8
  *
  * The stretch starts from a maximum of 0, not from the first pixel: a picture of negative values alone is stretched
- * against 0 as its top. Values are truncated. A file that does not open: nothing happens. When the heap is exhausted
- * the file holds the header alone.
+ * against 0 as its top; likewise its minimum starts from 1e10. Values are truncated. Without pixels the file holds the
+ * header alone. A file that does not open: nothing happens.
  */
 PANOVAL_API void write_fpgm(const Matf* img, const char* name);
 

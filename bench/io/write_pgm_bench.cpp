@@ -1,0 +1,108 @@
+// SPDX-License-Identifier: MIT
+// The writers into a file system in memory, where there is one. The memcpy column has the bytes that are read and
+// written; what the system itself takes to make the file is in the times of both, routine and twin.
+#include "bench/support/routine.h"
+#include "panoval.h"
+#include "tests/reference/pgm.h"
+#include "tests/support/noise.h"
+#include "tests/support/temporary_folder.h"
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+using namespace panoval::bench;
+using panoval::test::Content;
+using panoval::test::picture;
+
+struct Files {
+    std::string fast;
+    std::string twin;
+    Files()
+    {
+        const bool has_memory_files = std::filesystem::is_directory("/dev/shm");
+        const auto folder =
+            has_memory_files ? std::filesystem::path("/dev/shm") : std::filesystem::temp_directory_path();
+        const std::string stem =
+            "panoval-bench-" + std::to_string(panoval::test::Random(std::random_device()()).next());
+        fast = (folder / (stem + "-fast.pgm")).string();
+        twin = (folder / (stem + "-twin.pgm")).string();
+    }
+    Files(const Files&) = delete;
+    Files& operator=(const Files&) = delete;
+    ~Files() { remove(); }
+    void remove() const
+    {
+        std::error_code ignored;
+        std::filesystem::remove(fast, ignored);
+        std::filesystem::remove(twin, ignored);
+    }
+};
+
+// A picture of samples that spread over a range as of a gradient or a distance map.
+template <class Sample>
+std::shared_ptr<std::vector<Sample>> samples(Content content, std::int32_t width, std::int32_t height)
+{
+    const auto samples = std::make_shared<std::vector<Sample>>();
+    for (const std::uint8_t value : picture(content, width, height, 1))
+        samples->push_back(static_cast<Sample>(value * 9 - 700));
+    return samples;
+}
+
+template <class Write, class Twin>
+void add_writer(const std::string& routine, std::int32_t width, std::int32_t height, Content content,
+                std::size_t sample_bytes, const Write& write, const Twin& twin)
+{
+    const auto files = std::make_shared<Files>();
+    Case c;
+    c.routine = routine;
+    c.size = std::to_string(width) + "x" + std::to_string(height);
+    c.content = panoval::test::name_of(content);
+    c.pixels = static_cast<double>(width) * height;
+    c.memcpy_bytes = static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * (sample_bytes + 1);
+    c.fast = [files, write] { write(files->fast.c_str()); };
+    c.twin = [files, twin] { twin(files->twin.c_str()); };
+    c.restore = [files] { files->remove(); }; // a fresh file each time: emptying an old one costs as much again
+    c.same = [files, twin] {
+        twin(files->twin.c_str());
+        return panoval::test::read_file(files->fast) == panoval::test::read_file(files->twin);
+    };
+    add_case(std::move(c));
+}
+
+void add_all(std::int32_t width, std::int32_t height, Content content)
+{
+    const auto floats = samples<float>(content, width, height);
+    const auto shorts = samples<std::int16_t>(content, width, height);
+    const auto colours = samples<float>(content, 3 * width, height);
+    const Matf grey = {width, height, 1, floats->data()};
+    const Matf colour = {width, height, 3, colours->data()};
+    add_writer(
+        "write_pgm_float", width, height, content, sizeof(float),
+        [=](const char* name) { write_pgm_float(floats->data(), width, height, name); },
+        [=](const char* name) { panoval::reference::write_stretched(floats->data(), width, height, name); });
+    add_writer(
+        "write_pgm_short", width, height, content, sizeof(std::int16_t),
+        [=](const char* name) { write_pgm_short(shorts->data(), width, height, name); },
+        [=](const char* name) { panoval::reference::write_stretched(shorts->data(), width, height, name); });
+    add_writer(
+        "write_fpgm, 1 channel", width, height, content, sizeof(float),
+        [=, keep = floats](const char* name) { write_fpgm(&grey, name); },
+        [=, keep = floats](const char* name) { panoval::reference::write_fpgm(grey, name); });
+    add_writer(
+        "write_fpgm, 3 channels", width, height, content, 3 * sizeof(float),
+        [=, keep = colours](const char* name) { write_fpgm(&colour, name); },
+        [=, keep = colours](const char* name) { panoval::reference::write_fpgm(colour, name); });
+}
+
+const Registration registration([] {
+    add_all(640, 480, Content::Photograph);
+    for (const Content content : {Content::Noise, Content::Photograph, Content::Flat})
+        add_all(3000, 2000, content);
+});
+
+} // namespace
