@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// TIFF files in strips, uncompressed, with unassociated alpha; big ones as BigTIFF.
+// TIFF files in strips, uncompressed, with unassociated alpha and the picture's position, if it has one that the tags
+// can hold; big ones as BigTIFF.
 #ifndef PANOVAL_PNM_ONLY
 
 #include "cli/errors.h"
@@ -37,6 +38,19 @@ void set_tags(TIFF* tiff, const Image& image, std::uint32_t rows_per_strip)
     }
 }
 
+// Fractions of an inch, as remapping programs write them. They cannot be negative.
+void set_position(TIFF* tiff, const Offset& position)
+{
+    constexpr double kPixelsPerInch = 150.;
+    if (position.x < 0 || position.y < 0)
+        return;
+    TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
+    TIFFSetField(tiff, TIFFTAG_XRESOLUTION, kPixelsPerInch);
+    TIFFSetField(tiff, TIFFTAG_YRESOLUTION, kPixelsPerInch);
+    TIFFSetField(tiff, TIFFTAG_XPOSITION, static_cast<double>(position.x) / kPixelsPerInch);
+    TIFFSetField(tiff, TIFFTAG_YPOSITION, static_cast<double>(position.y) / kPixelsPerInch);
+}
+
 } // namespace
 
 void write_tiff(OutputFile& output, const Image& image)
@@ -49,6 +63,8 @@ void write_tiff(OutputFile& output, const Image& image)
     const std::size_t rows_per_strip =
         std::clamp<std::size_t>(kStripBytes / row_bytes, 1, static_cast<std::size_t>(image.height));
     set_tags(tiff.get(), image, static_cast<std::uint32_t>(rows_per_strip));
+    if (image.position)
+        set_position(tiff.get(), *image.position);
     std::vector<std::uint8_t> strip(rows_per_strip * row_bytes);
     std::uint32_t index = 0;
     const auto height = static_cast<std::size_t>(image.height);
