@@ -601,9 +601,11 @@ typedef struct OvalFit {
  * Fractions of the pixels at each of the 256 grey levels.
  *
  * pixels         width * height bytes, in
+ * width, height  pixels
  * histogram      address of the caller's pointer to 256 doubles, which are written
  *
- * Returns 1. Without pixels every bin is not a number.
+ * Returns 1. Where width * height is 0 every bin is not a number; where it is negative nothing is counted and every bin
+ * is -0.
  */
 PANOVAL_API int32_t histogram_count(const uint8_t* pixels, int32_t width, int32_t height, double** histogram);
 
