@@ -7,6 +7,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <vector>
 
 namespace
@@ -150,6 +151,21 @@ TEST(Gradient, TruncatesRightForEveryPairOfDifferences)
             }
         }
     });
+}
+
+// What the vectors rely on, for every whole number up to the largest sum.
+TEST(Gradient, RestsOnSinglePrecisionRootsThatTruncateRight)
+{
+    int root = 0;
+    for (int sum = 0; sum <= 2 * 255 * 255; ++sum) {
+        if ((root + 1) * (root + 1) == sum)
+            ++root;
+        const float single = std::sqrt(static_cast<float>(sum));
+        ASSERT_EQ(static_cast<int>(single), root) << sum;
+        ASSERT_EQ(static_cast<int>(single + 512.0f) - 512, root) << sum;
+        ASSERT_EQ(static_cast<int>(std::sqrt(static_cast<double>(sum))), root) << sum;
+    }
+    EXPECT_EQ(root, 360);
 }
 
 TEST(Gradient, EqualsItsTwinForEverySize)
