@@ -1,0 +1,135 @@
+// SPDX-License-Identifier: MIT
+#include "detect/inside_mean.h"
+#include "tests/reference/small_ellipse.h"
+#include "tests/support/buffers.h"
+#include "tests/support/noise.h"
+#include "tests/support/targets.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <vector>
+
+namespace
+{
+
+using panoval::Foci;
+using panoval::test::for_each_target;
+using panoval::test::Guarded;
+using panoval::test::noise;
+using panoval::test::Random;
+
+constexpr std::int32_t kLowest = std::numeric_limits<std::int32_t>::min();
+constexpr std::int32_t kHighest = std::numeric_limits<std::int32_t>::max();
+
+std::vector<std::uint8_t> noise_image(std::int32_t width, std::int32_t height, std::uint64_t seed)
+{
+    return noise<std::uint8_t>(static_cast<std::size_t>(width) * static_cast<std::size_t>(height), 0, 255, seed);
+}
+
+std::int32_t mean_of(const std::vector<std::uint8_t>& pixels)
+{
+    return std::accumulate(pixels.begin(), pixels.end(), 0) / static_cast<std::int32_t>(pixels.size());
+}
+
+void expect_twin(const std::vector<std::uint8_t>& pixels, std::int32_t width, std::int32_t height, std::int32_t x1,
+                 std::int32_t y1, std::int32_t x2, std::int32_t y2, double sum)
+{
+    const Guarded<std::uint8_t> image(pixels);
+    const Foci foci = {static_cast<double>(x1), static_cast<double>(y1), static_cast<double>(x2),
+                       static_cast<double>(y2), sum};
+    ASSERT_EQ(panoval::mean_inside(image.data(), width, height, foci),
+              panoval::reference::mean_inside(pixels.data(), width, height, x1, y1, x2, y2, sum))
+        << width << " x " << height << ", foci (" << x1 << ", " << y1 << ") and (" << x2 << ", " << y2 << "), sum "
+        << sum;
+}
+
+TEST(InsideMean, CountsWhatLiesOnePixelInsideTheSum)
+{
+    for_each_target([] {
+        // One focus twice: 2 * distance - 5 truncates below 0 up to a distance of 2. The 13 pixels of that disc are
+        // 10, its neighbours 99.
+        std::vector<std::uint8_t> pixels(49, 99);
+        for (int y = -2; y <= 2; ++y)
+            for (int x = -2; x <= 2; ++x)
+                if (x * x + y * y <= 4)
+                    pixels[static_cast<std::size_t>((y + 3) * 7 + x + 3)] = 10;
+        EXPECT_EQ(panoval::mean_inside(pixels.data(), 7, 7, {3, 3, 3, 3, 5}), 10);
+        EXPECT_GT(panoval::mean_inside(pixels.data(), 7, 7, {3, 3, 3, 3, 5.6}), 10) << "distance sqrt(5) is inside";
+    });
+}
+
+TEST(InsideMean, IsAnIntegerQuotient)
+{
+    const std::uint8_t pixels[] = {1, 2, 2};
+    EXPECT_EQ(panoval::mean_inside(pixels, 3, 1, {1, 0, 1, 0, 100}), 1);
+}
+
+TEST(InsideMean, OfNoPixelIsZero)
+{
+    const std::vector<std::uint8_t> pixels(100, 50);
+    for (const double sum : {0.0, 0.99, -5.0, -1e9})
+        EXPECT_EQ(panoval::mean_inside(pixels.data(), 10, 10, {5, 5, 5, 5, sum}), 0) << "sum " << sum;
+    EXPECT_EQ(panoval::mean_inside(pixels.data(), 10, 10, {1, 5, 9, 5, 8.5}), 0) << "flatter than a pixel";
+    EXPECT_EQ(panoval::mean_inside(pixels.data(), 10, 10, {50, 50, 50, 50, 20}), 0) << "beside the image";
+    EXPECT_EQ(panoval::mean_inside(pixels.data(), 0, 10, {5, 5, 5, 5, 20}), 0);
+    EXPECT_EQ(panoval::mean_inside(pixels.data(), 10, -1, {5, 5, 5, 5, 20}), 0);
+}
+
+TEST(InsideMean, CountsAValueBeyondTheIntegersAsInside)
+{
+    const auto pixels = noise_image(23, 17, 4);
+    EXPECT_EQ(panoval::mean_inside(pixels.data(), 23, 17, {kLowest, 0, kLowest, 0, 10}), mean_of(pixels));
+    EXPECT_EQ(panoval::mean_inside(pixels.data(), 23, 17, {kHighest, kLowest, kLowest, kHighest, 0}), mean_of(pixels));
+    EXPECT_EQ(panoval::mean_inside(pixels.data(), 23, 17, {5, 5, 6, 6, -1e20}), mean_of(pixels));
+    EXPECT_EQ(panoval::mean_inside(pixels.data(), 23, 17, {5, 5, 6, 6, 1e25}), mean_of(pixels)) << "and below them";
+}
+
+TEST(InsideMean, EqualsItsTwinForEverySize)
+{
+    for_each_target([] {
+        Random random(1);
+        for (std::int32_t width = 1; width <= 67; ++width)
+            for (std::int32_t height = 1; height <= 67; height += 3) {
+                const auto pixels = noise_image(width, height, static_cast<std::uint64_t>(width * 100 + height));
+                const auto x = [&] { return static_cast<std::int32_t>(random.integer(-5, width + 5)); };
+                const auto y = [&] { return static_cast<std::int32_t>(random.integer(-5, height + 5)); };
+                expect_twin(pixels, width, height, x(), y(), x(), y(), random.real(0, 90));
+            }
+    });
+}
+
+TEST(InsideMean, EqualsItsTwinWhereTheLimitPassesThroughPixels)
+{
+    // Whole sums and foci a whole distance apart: many pixels have a focal sum of exactly one less, and the segment
+    // between the foci has no other.
+    for_each_target([] {
+        const auto pixels = noise_image(61, 53, 9);
+        for (std::int32_t half = 0; half <= 12; ++half)
+            for (std::int32_t more = 0; more <= 6; ++more) {
+                expect_twin(pixels, 61, 53, 30 - half, 26, 30 + half, 26, 2 * half + more);
+                expect_twin(pixels, 61, 53, 30, 26 - half, 30, 26 + half, 2 * half + more);
+                expect_twin(pixels, 61, 53, 18, 22, 18 + 3 * half, 22 + 4 * (half / 2), 5.0 * half + more);
+                expect_twin(pixels, 61, 53, 20, 10, 20 + 3 * (half / 2), 10 + 4 * (half / 2), 5.0 * (half / 2) + more);
+            }
+    });
+}
+
+TEST(InsideMean, EqualsItsTwinNearTheEndOfTheIntegers)
+{
+    // Focal sums around 2^31: some pixels count because the value leaves the integers, some do not.
+    for_each_target([] {
+        const auto pixels = noise_image(40, 30, 2);
+        for (const std::int32_t x :
+             {kLowest, kLowest + 20, kHighest - 20, kHighest, 1073741824, 1073741840, -1073741800})
+            for (const double sum : {-50.0, 0.0, 20.0, 2147483648.0, 2147483660.0, 4294967296.0, 4294967310.0}) {
+                expect_twin(pixels, 40, 30, x, 10, x, 12, sum);
+                expect_twin(pixels, 40, 30, 10, x, -5, x, sum);
+                expect_twin(pixels, 40, 30, x, x, 3, 4, sum);
+            }
+    });
+}
+
+} // namespace
