@@ -95,8 +95,13 @@ void MatdReset(Matd* m, std::int32_t width, std::int32_t height, std::int32_t ch
     reset_typed(*m, width, height, channels);
 }
 
-// One body under two names: both elements are four bytes wide, and all zero bits mean 0 in both.
-void MatiReset(Mati* m, std::int32_t width, std::int32_t height, std::int32_t channels)
-    __attribute__((alias("MatfReset"), nothrow));
+// One body under two names: both elements are four bytes wide, and all zero bits mean 0 in both. GCC wants an alias to
+// promise as much as its target, which it has found not to throw; Clang takes that promise for another declaration.
+#ifdef __clang__
+#define PANOVAL_ALIAS(target) __attribute__((alias(target)))
+#else
+#define PANOVAL_ALIAS(target) __attribute__((alias(target), nothrow))
+#endif
+void MatiReset(Mati* m, std::int32_t width, std::int32_t height, std::int32_t channels) PANOVAL_ALIAS("MatfReset");
 
 } // extern "C"

