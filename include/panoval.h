@@ -268,7 +268,8 @@ PANOVAL_API int32_t overlapRoi(Point tl1, Point tl2, Size sz1, Size sz2, Roi* ro
  * roi  in the image's own coordinates, in
  * dst  an initialised record, reset to roi's size and src's format, out; not src
  *
- * A rectangle without area gives an empty dst.
+ * A rectangle without area gives an empty dst; one whose bytes do not fit 32 bits gives zeros. Without memory dst is
+ * left empty.
  */
 PANOVAL_API void get_sub_image(const Mat* src, const Roi* roi, Mat* dst);
 
@@ -278,6 +279,8 @@ PANOVAL_API void get_sub_image(const Mat* src, const Roi* roi, Mat* dst);
  * mask  one byte per pixel, in
  * roi   in the mask's own coordinates, in
  * dst   a zeroed or earlier reset record, reset to roi's size, out; not mask
+ *
+ * Rectangles without area or beyond 32 bits as in get_sub_image; without memory dst is left empty.
  */
 PANOVAL_API void get_sub_mask(const Matb* mask, const Roi* roi, Matb* dst);
 
@@ -288,7 +291,7 @@ PANOVAL_API void get_sub_mask(const Matb* mask, const Roi* roi, Matb* dst);
  * b    at least as many bytes as a, addressed with a's indices, in
  * out  reset to a's size; 255 where both are covered, 0 elsewhere; out; neither a nor b
  *
- * Returns the number of pixels set to 255.
+ * Returns the number of pixels set to 255; without memory 0, with out left empty.
  */
 PANOVAL_API int32_t get_mask_intersect(const Matb* a, const Matb* b, Matb* out);
 
