@@ -386,6 +386,9 @@ typedef struct FeatherBlender {
  * blender   a zeroed record
  * channels  samples per pixel of every image to come
  * dst_roi   the canvas in panorama coordinates, in
+ *
+ * A canvas of more than 2^31 - 1 samples, or one that the heap cannot hold, leaves the record empty: feeding it adds
+ * nothing, and blending gives an empty image.
  */
 PANOVAL_API void feather_blender_prepare(FeatherBlender* blender, int32_t channels, const Roi* dst_roi);
 
@@ -399,7 +402,9 @@ PANOVAL_API void feather_blender_prepare(FeatherBlender* blender, int32_t channe
  *
  * A covered pixel counts with 0.02 per pixel of city-block distance to the nearest uncovered one, at most 1. The
  * image's border is no edge: a mask without zeros counts fully everywhere. An img of any other elemSize adds weight
- * but no colour.
+ * but no colour. Of an img of fewer channels the canvas gets these; of one of more, the samples too many fall on the
+ * pixels that follow, never outside the canvas. Without memory for the scratch maps they are left empty and nothing is
+ * added.
  */
 PANOVAL_API void feather_blender_feed(FeatherBlender* blender, const Mat* img, const Matb* mask, Point tl);
 
@@ -410,8 +415,9 @@ PANOVAL_API void feather_blender_feed(FeatherBlender* blender, const Mat* img, c
  * dst        an initialised record, reset to the canvas size; pixels without weight are 0; out
  * elem_size  bytes per sample: 1 keeps the low 8 bits of each value, 2 the low 16; any other leaves zeros
  *
- * Values are rounded half up after a division by (weight + 0.00001): exact halves round down, and 16-bit samples above
- * 50000 lose one.
+ * Values are rounded half up after a division by (weight + 0.00001): exact halves round down, and large 16-bit samples
+ * get smaller, by one from 50128 on where the weight is 1, and by one in 2000 where it is 0.02. Nothing saturates. When
+ * the panorama cannot be allocated, or has more than 2^31 - 1 bytes, dst is left empty.
  */
 PANOVAL_API void feather_blender_blend(FeatherBlender* blender, Mat* dst, int32_t elem_size);
 
