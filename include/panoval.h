@@ -538,17 +538,20 @@ PANOVAL_API void distanceTransform_3x3(const Matb* src, Matf* scratch, Matf* dis
 /**
  * Finds edges (Canny, A computational approach to edge detection, 1986).
  *
- * image        rows x cols bytes, in; at least 3 x 3, smaller ones give no edge
+ * image        rows x cols bytes, in; at least 3 x 3, smaller ones give no edge and differences of 0
  * rows, cols   height and width: in this order, unlike everywhere else
- * edge         rows x cols bytes, out: 0 = edge, 255 = none
- * sigma        standard deviation of the smoothing in pixels
- * tlow         low threshold as a fraction of the high one
- * thigh        fraction of the candidate pixels that lie below the high threshold
+ * edge         rows x cols bytes, out: 0 = edge, 255 = none; not image. The outermost pixels are never an edge, nor
+ *              are the last row and column but one
+ * sigma        standard deviation of the smoothing in pixels; 0 smooths everything away: no edge, differences of 0
+ * tlow         low threshold as a fraction of the high one, 0 to 1
+ * thigh        fraction of the candidate pixels that lie below the high threshold, 0 to 1
  * delta_x_out  null, or receives a new block of rows x cols differences of the smoothed image (90 per grey level); the
  *              caller frees it
  * delta_y_out  the same downward
  *
  * When an intermediate image cannot be allocated, a message goes to standard error and the process ends with exit(1).
+ * A sigma of -0.4 or less, not a number, or too large for a kernel of 32-bit length ends it in the same way. Without
+ * memory to follow an edge, the edge is left incomplete. Uses 130 KiB of the caller's stack.
  */
 PANOVAL_API void canny(const uint8_t* image, int32_t rows, int32_t cols, uint8_t* edge, double sigma, double tlow,
                        double thigh, int16_t** delta_x_out, int16_t** delta_y_out);
