@@ -4,6 +4,9 @@
 namespace panoval::cli
 {
 
-void add_commands(CLI::App&) {}
+void add_commands(CLI::App& program)
+{
+    add_stitch_command(program);
+}
 
 } // namespace panoval::cli

@@ -14,4 +14,6 @@ namespace panoval::cli
 // In the order in which --help lists them.
 void add_commands(CLI::App& program);
 
+void add_stitch_command(CLI::App& program);
+
 } // namespace panoval::cli

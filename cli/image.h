@@ -85,6 +85,20 @@ void convert_to_grey(Image& image, const std::string& file);
 // Grey repeated in three channels. Colour stays as it is.
 void convert_to_colour(Image& image, const std::string& file);
 
+// Which sides of a picture something applies to.
+struct Sides {
+    bool left = false;
+    bool top = false;
+    bool right = false;
+    bool bottom = false;
+
+    bool any() const { return left || top || right || bottom; }
+    friend bool operator==(const Sides&, const Sides&) = default;
+};
+
+// The picture, which has a mask, with one more row or column on these sides, not covered and black.
+Image add_uncovered_frame(const Image& image, Sides sides, const std::string& file);
+
 // e.g. "640 x 480 pixels, 3 channels, 8 bit"
 std::string describe(const ImageInfo& info);
 

@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: MIT
+// The library's blenders behind one face, with exhausted memory as an error.
+#pragma once
+
+#include "cli/image.h"
+#include "cli/panorama_plan.h"
+
+#include <memory>
+#include <string>
+
+namespace panoval::cli
+{
+
+class PanoramaBlender
+{
+public:
+    virtual ~PanoramaBlender() = default;
+
+    // Adds a picture, as load_layer gives it.
+    virtual void feed(const PlacedLayer& layer, const Image& image) = 0;
+
+    // The panorama. To be called once, at the end.
+    virtual Image blend(int bits) = 0;
+};
+
+// A mean with weights that grow with the distance to the edge of the mask. A picture's border counts as an edge where
+// another picture goes on behind it. output names the panorama in messages.
+std::unique_ptr<PanoramaBlender> make_feather_blender(const PanoramaPlan& plan, const std::string& output);
+
+} // namespace panoval::cli

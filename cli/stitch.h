@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+// panoval stitch: from placed pictures to a panorama file.
+#pragma once
+
+#include "cli/common_options.h"
+
+#include <string>
+#include <vector>
+
+namespace panoval::cli
+{
+
+struct StitchOptions {
+    CommonOptions common;
+    std::string output;
+    std::vector<std::string> inputs; // as given: FILE@X,Y ...
+    std::string layout;              // a file, or empty
+    std::string blend = "feather";
+    int depth = 0; // bits per sample of the panorama; 0: as the inputs
+    bool wants_alpha = false;
+};
+
+// Does all of it and prints the results.
+void stitch(const StitchOptions& options);
+
+} // namespace panoval::cli

@@ -1,0 +1,169 @@
+// SPDX-License-Identifier: MIT
+// panoval stitch on PNG, TIFF and JPEG files, and on a scene whose truth is known.
+#include "cli/image_read.h"
+#include "cli/image_write.h"
+#include "run_program.h"
+#include "scratch_folder.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+#include <tiffio.h>
+
+#include <cmath>
+
+namespace panoval::cli::test
+{
+
+namespace
+{
+
+using Json = nlohmann::json;
+
+class StitchFormats : public ScratchFolder
+{
+protected:
+    Json stitch(std::vector<std::string> arguments)
+    {
+        arguments.insert(arguments.begin(), "stitch");
+        arguments.push_back("--json");
+        const Outcome outcome = run_panoval(arguments);
+        EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+        return outcome.exit_code == 0 ? Json::parse(outcome.out) : Json();
+    }
+
+    // A layer of one colour with alpha, as remapping programs write it.
+    void append_layer(const std::string& name, std::uint32_t width, std::uint32_t height, const std::uint8_t* pixel,
+                      double x, double y, bool is_associated)
+    {
+        TIFF* const tiff = TIFFOpen(in_folder(name).c_str(), "a");
+        const std::uint16_t kind = is_associated ? EXTRASAMPLE_ASSOCALPHA : EXTRASAMPLE_UNASSALPHA;
+        TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, width);
+        TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, height);
+        TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, 4);
+        TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, 8);
+        TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
+        TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+        TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_LZW);
+        TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, 1, &kind);
+        TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, 3);
+        TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
+        TIFFSetField(tiff, TIFFTAG_XRESOLUTION, 150.);
+        TIFFSetField(tiff, TIFFTAG_YRESOLUTION, 150.);
+        TIFFSetField(tiff, TIFFTAG_XPOSITION, x / 150.);
+        TIFFSetField(tiff, TIFFTAG_YPOSITION, y / 150.);
+        std::vector<std::uint8_t> row(4 * width);
+        for (std::size_t i = 0; i < row.size(); ++i)
+            row[i] = pixel[i % 4];
+        for (std::uint32_t line = 0; line < height; ++line)
+            TIFFWriteScanline(tiff, row.data(), line, 0);
+        TIFFClose(tiff);
+    }
+};
+
+TEST_F(StitchFormats, AllFormatsGiveTheSamePanorama)
+{
+    const Image left = test_picture(40, 30, 3, 8, true);
+    const Image right = test_picture(36, 28, 3, 8, true);
+    Image expected;
+    for (const char* format : {"png", "tif", "pam"}) {
+        write_image(in_folder(concat("l.", format)), left);
+        write_image(in_folder(concat("r.", format)), right);
+        const std::string out = in_folder(concat("out-", format, ".", format));
+        stitch({"-o", out, "--alpha", in_folder(concat("l.", format)) + "@0,0",
+                in_folder(concat("r.", format)) + "@21,-4"});
+        Image panorama = read_image(out);
+        if (expected.data == nullptr)
+            expected = std::move(panorama);
+        else
+            expect_same_picture(panorama, expected);
+    }
+}
+
+TEST_F(StitchFormats, LayersOfOneTiffFindTheirPlaces)
+{
+    for (const bool is_associated : {false, true}) {
+        const std::string name = concat("layers", is_associated, ".tif");
+        const std::uint8_t dark[4] = {50, 60, 70, 255};
+        const std::uint8_t bright[4] = {200, 100, 150, 255};
+        append_layer(name, 40, 20, dark, 100, 30, is_associated);
+        append_layer(name, 40, 20, bright, 130, 35, is_associated);
+        const Json json = stitch({"-o", in_folder("out.png"), in_folder(name)});
+        EXPECT_EQ(json["images"], 2);
+        EXPECT_EQ(json["x"], 100);
+        EXPECT_EQ(json["y"], 30);
+        const Image panorama = read_image(in_folder("out.png"));
+        EXPECT_EQ(panorama.width, 70);
+        EXPECT_EQ(panorama.height, 25);
+        EXPECT_EQ(panorama.row(10)[0], 50);
+        EXPECT_EQ(panorama.row(10)[3 * 69], 200);
+        EXPECT_EQ(stitch({"-o", in_folder("out.png"), in_folder(name) + "@-100,0"})["x"], 0) << "moved together";
+    }
+}
+
+TEST_F(StitchFormats, OneMaskForSeveralLayersIsRefused)
+{
+    const std::uint8_t pixel[4] = {50, 60, 70, 255};
+    append_layer("two.tif", 8, 8, pixel, 0, 0, false);
+    append_layer("two.tif", 8, 8, pixel, 4, 0, false);
+    write_image(in_folder("m.png"), test_picture(8, 8, 1, 8));
+    const Outcome outcome =
+        run_panoval({"stitch", "-o", in_folder("out.png"), in_folder("two.tif") + "@0,0:" + in_folder("m.png")});
+    EXPECT_EQ(outcome.exit_code, 3);
+    EXPECT_TRUE(contains(outcome.err, "found one mask for a file of several layers")) << outcome.err;
+}
+
+TEST_F(StitchFormats, JpegHolds8BitsWhateverThePicturesHave)
+{
+    write_image(in_folder("a.png"), test_picture(16, 16, 3, 16));
+    EXPECT_EQ(stitch({"-o", in_folder("out.jpg"), in_folder("a.png") + "@0,0"})["bits"], 8);
+    const Outcome outcome =
+        run_panoval({"stitch", "-o", in_folder("out2.jpg"), in_folder("a.png") + "@0,0", "--depth", "16"});
+    EXPECT_EQ(outcome.exit_code, 4);
+    EXPECT_TRUE(contains(outcome.err, "found 16 bits for a JPEG file; expected 8 (--depth 8), or another ending"));
+    EXPECT_EQ(stitch({"-o", in_folder("again.png"), in_folder("out.jpg") + "@0,0"})["channels"], 3);
+}
+
+TEST_F(StitchFormats, ATruncatedPictureLeavesNoOutput)
+{
+    write_image(in_folder("a.png"), test_picture(60, 60, 3, 8));
+    const std::string whole = read_text("a.png");
+    const std::string cut = write_text("cut.png", whole.substr(0, whole.size() / 2));
+    const Outcome outcome = run_panoval({"stitch", "-o", in_folder("out.png"), cut + "@0,0"});
+    EXPECT_EQ(outcome.exit_code, 3);
+    EXPECT_TRUE(contains(outcome.err, "cut.png: found a truncated or damaged PNG file")) << outcome.err;
+    EXPECT_FALSE(file_exists(in_folder("out.png")));
+    EXPECT_EQ(names().size(), 2u);
+}
+
+// Gains of 1, 0.8 and 1.24 and vignetting remain, but the scene is in its place and nothing masked out comes through.
+TEST_F(StitchFormats, ASceneIsFoundAgain)
+{
+    for (const std::string format : {"png", "tiff", "pnm"}) {
+        const std::string folder = "scene-" + format;
+        ASSERT_EQ(
+            run_program("make_scene", {in_folder(folder), "--size", "small", "--pictures", "3", "--format", format})
+                .exit_code,
+            0);
+        const Json json = stitch({"-o", in_folder("out.png"), "--layout", in_folder(folder + "/layout.json")});
+        const Json truth_json = Json::parse(read_text(folder + "/truth.json"));
+        EXPECT_EQ(json["x"], truth_json["x"]);
+        const Image panorama = read_image(in_folder("out.png"));
+        const Image truth = read_image(in_folder(folder + (format == "pnm" ? "/truth.ppm" : "/truth.png")));
+        ASSERT_EQ(panorama.width, truth.width);
+        const auto shift = static_cast<std::int32_t>(json["y"].get<int>() - truth_json["y"].get<int>());
+        double error = 0;
+        std::size_t wrong = 0, count = 0;
+        for (std::int32_t y = 20; y < panorama.height - 20; ++y)
+            for (std::size_t i = 0; i < truth.row_bytes(); ++i, ++count) {
+                const int difference = panorama.row(y)[i] - truth.row(y + shift)[i];
+                error += std::abs(difference);
+                wrong += std::abs(difference) > 0.35 * truth.row(y + shift)[i] + 12;
+            }
+        EXPECT_LT(error / static_cast<double>(count), 25.0);
+        EXPECT_EQ(wrong, 0u);
+    }
+}
+
+} // namespace
+
+} // namespace panoval::cli::test
