@@ -177,6 +177,17 @@ TEST(FindEllipse, WithAMaxRmsOf0KeepsNothingAndPrintsEveryResidual)
     EXPECT_EQ(find(image, 10, -3, 2).printed, lines);
 }
 
+TEST(FindEllipse, RejectsAndPrintsAResidualThatIsNotANumber)
+{
+    const Image image{200, 150, picture(Content::Noise, 200, 150, 25000075)};
+    const Found found = find(image, 5, 1, 6);
+    EXPECT_EQ(std::count(found.printed.begin(), found.printed.end(), '\n'), 1);
+    EXPECT_NE(found.printed.find("nan"), std::string::npos) << found.printed;
+    for (const EllipseRegion& region : found.records)
+        EXPECT_FALSE(std::isnan(region.rms));
+    EXPECT_TRUE(equals_twin(image, 5, 1, 6));
+}
+
 TEST(FindEllipse, DropsShapesWithin3PixelsOfTheBorder)
 {
     // A dark rectangle: whether it is kept depends on its place alone.
