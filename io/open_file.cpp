@@ -6,7 +6,9 @@
 #include "core/heap.h"
 
 #define WIN32_LEAN_AND_MEAN
+#ifndef NOMINMAX // the C++ run-time library may have defined it
 #define NOMINMAX
+#endif
 #include <windows.h>
 #else
 #include <cstring>
