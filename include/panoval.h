@@ -465,8 +465,8 @@ PANOVAL_API void multi_band_blender_prepare(MultiBandBlender* blender, int32_t c
  * mask     the size of img: 0 excludes a pixel, 255 gives it full weight, values between count in proportion; in
  * tl       top-left corner of img in panorama coordinates; what lies outside the canvas is cut away
  *
- * An image that does not overlap the canvas changes nothing. An img of any other elemSize counts as black with weight
- * zero.
+ * An image that does not overlap the padded canvas changes nothing, nor does an img of any other elemSize. Channels
+ * that img lacks count as 0, surplus ones are ignored. Without memory the image is left out.
  */
 PANOVAL_API void multi_band_blender_feed(MultiBandBlender* blender, const Mat* img, const Matb* mask, Point tl);
 
@@ -477,7 +477,8 @@ PANOVAL_API void multi_band_blender_feed(MultiBandBlender* blender, const Mat* i
  * dst        an initialised record, reset to the canvas size before padding, out; or null: nothing is produced
  * elem_size  bytes per sample, 1 or 2; values are clamped and floored; any other leaves zeros
  *
- * A pixel that no image covers keeps what the bands give it, usually 0 or small values from its neighbours.
+ * A pixel that no image covers keeps what the bands give it, usually 0 or small values from its neighbours. Without
+ * memory, and for an empty record, dst has all sizes 0.
  */
 PANOVAL_API void multi_band_blender_blend(MultiBandBlender* blender, Mat* dst, int32_t elem_size);
 
