@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// 8-bit samples go through a table of 256 results; 16-bit ones are computed two to eight at a time.
+// 8-bit samples go through a table of 256 results; 16-bit ones are computed as many at a time as doubles fit a vector.
 #include "exposure/gain_apply.h"
 
 #include "core/numbers.h"
@@ -29,18 +29,14 @@ HWY_INLINE V scaled(DD dd, V value, V gain)
 
 void scale_row_16(std::uint16_t* samples, std::size_t count, double gain)
 {
-    const hn::ScalableTag<std::int32_t> di;
-    const hn::Half<decltype(di)> half;
-    const hn::Repartition<double, decltype(di)> dd;
-    const hn::Rebind<std::uint16_t, decltype(di)> ds;
+    const hn::ScalableTag<double> dd;
+    const hn::Rebind<std::int32_t, decltype(dd)> di;
+    const hn::Rebind<std::uint16_t, decltype(dd)> ds;
     const auto g = hn::Set(dd, gain);
     std::size_t i = 0;
-    for (; i + hn::Lanes(di) <= count; i += hn::Lanes(di)) {
-        const auto wide = hn::PromoteTo(di, hn::LoadU(ds, samples + i));
-        const auto low = scaled(dd, hn::PromoteTo(dd, hn::LowerHalf(half, wide)), g);
-        const auto high = scaled(dd, hn::PromoteTo(dd, hn::UpperHalf(half, wide)), g);
-        const auto whole = hn::Combine(di, hn::DemoteTo(half, high), hn::DemoteTo(half, low));
-        hn::StoreU(hn::DemoteTo(ds, whole), ds, samples + i);
+    for (; i + hn::Lanes(dd) <= count; i += hn::Lanes(dd)) {
+        const auto value = hn::PromoteTo(dd, hn::PromoteTo(di, hn::LoadU(ds, samples + i)));
+        hn::StoreU(hn::DemoteTo(ds, hn::DemoteTo(di, scaled(dd, value, g))), ds, samples + i);
     }
     for (; i < count; ++i)
         samples[i] =

@@ -16,71 +16,37 @@ namespace panoval::HWY_NAMESPACE
 {
 namespace hn = hwy::HWY_NAMESPACE;
 
-// The squares of one channel as signed 32-bit integers, and 0 for the pixels that are not covered.
-template <class DI, class V>
-HWY_INLINE hn::Vec<DI> covered_squares(DI di, V samples, hn::Mask<DI> is_covered)
+// The squares of one channel as doubles, and 0 for the pixels that are not covered. The products are formed as signed
+// 32-bit integers, which is where those of 16-bit samples wrap.
+template <class DD, class V, class M>
+HWY_INLINE hn::Vec<DD> covered_squares(DD dd, V samples, M is_covered)
 {
+    const hn::Rebind<std::int32_t, DD> di;
     const auto wide = hn::PromoteTo(di, samples);
-    return hn::IfThenElseZero(is_covered, hn::Mul(wide, wide));
+    return hn::PromoteTo(dd, hn::IfThenElseZero(is_covered, hn::Mul(wide, wide)));
 }
 
-// Three or four 8-bit squares fit an integer; 16-bit ones are added as doubles, which are exact, too.
-template <class DI, class V>
-HWY_INLINE void store_roots(DI di, V sums, double* norms)
+template <std::size_t kChannels, class DD, class T>
+HWY_INLINE void norms_of_block(DD dd, const T* pixels, const std::uint8_t* covered, double* norms)
 {
-    const hn::Repartition<double, DI> dd;
-    const hn::Half<DI> half;
-    hn::StoreU(hn::Sqrt(hn::PromoteTo(dd, hn::LowerHalf(half, sums))), dd, norms);
-    hn::StoreU(hn::Sqrt(hn::PromoteTo(dd, hn::UpperHalf(half, sums))), dd, norms + hn::Lanes(dd));
-}
-
-template <class DI, class V, class... Vs>
-HWY_INLINE void store_wide_roots(DI di, double* norms, V first, Vs... rest)
-{
-    const hn::Repartition<double, DI> dd;
-    const hn::Half<DI> half;
-    auto low = hn::PromoteTo(dd, hn::LowerHalf(half, first));
-    auto high = hn::PromoteTo(dd, hn::UpperHalf(half, first));
-    ((low = hn::Add(low, hn::PromoteTo(dd, hn::LowerHalf(half, rest))),
-      high = hn::Add(high, hn::PromoteTo(dd, hn::UpperHalf(half, rest)))),
-     ...);
-    hn::StoreU(hn::Sqrt(low), dd, norms);
-    hn::StoreU(hn::Sqrt(high), dd, norms + hn::Lanes(dd));
-}
-
-template <class DI, class... Vs>
-HWY_INLINE void store_norms(DI di, double* norms, const std::uint8_t*, Vs... squares)
-{
-    auto sum = hn::Zero(di);
-    ((sum = hn::Add(sum, squares)), ...);
-    store_roots(di, sum, norms);
-}
-
-template <class DI, class... Vs>
-HWY_INLINE void store_norms(DI di, double* norms, const std::uint16_t*, Vs... squares)
-{
-    store_wide_roots(di, norms, squares...);
-}
-
-template <std::size_t kChannels, class DI, class T>
-HWY_INLINE void norms_of_block(DI di, const T* pixels, const std::uint8_t* covered, double* norms)
-{
-    const hn::Rebind<T, DI> ds;
-    const hn::Rebind<std::uint8_t, DI> d8;
+    const hn::Rebind<T, DD> ds;
+    const hn::Rebind<std::int32_t, DD> di;
+    const hn::Rebind<std::uint8_t, DD> d8;
     const auto is_covered = hn::Ne(hn::PromoteTo(di, hn::LoadU(d8, covered)), hn::Zero(di));
+    hn::Vec<decltype(ds)> a, b, c, e;
+    auto sum = hn::Zero(dd);
     if constexpr (kChannels == 1) {
-        store_norms(di, norms, pixels, covered_squares(di, hn::LoadU(ds, pixels), is_covered));
+        sum = covered_squares(dd, hn::LoadU(ds, pixels), is_covered);
     } else if constexpr (kChannels == 3) {
-        hn::Vec<decltype(ds)> a, b, c;
         hn::LoadInterleaved3(ds, pixels, a, b, c);
-        store_norms(di, norms, pixels, covered_squares(di, a, is_covered), covered_squares(di, b, is_covered),
-                    covered_squares(di, c, is_covered));
+        sum = hn::Add(covered_squares(dd, a, is_covered), covered_squares(dd, b, is_covered));
+        sum = hn::Add(sum, covered_squares(dd, c, is_covered));
     } else {
-        hn::Vec<decltype(ds)> a, b, c, e;
         hn::LoadInterleaved4(ds, pixels, a, b, c, e);
-        store_norms(di, norms, pixels, covered_squares(di, a, is_covered), covered_squares(di, b, is_covered),
-                    covered_squares(di, c, is_covered), covered_squares(di, e, is_covered));
+        sum = hn::Add(covered_squares(dd, a, is_covered), covered_squares(dd, b, is_covered));
+        sum = hn::Add(sum, hn::Add(covered_squares(dd, c, is_covered), covered_squares(dd, e, is_covered)));
     }
+    hn::StoreU(hn::Sqrt(sum), dd, norms); // the sum is exact in any order
 }
 
 template <class T>
@@ -95,10 +61,10 @@ double norm_of_pixel(const T* pixel, std::size_t channels)
 template <std::size_t kChannels, class T>
 void norms_of_row(const T* pixels, const std::uint8_t* covered, std::size_t count, double* norms)
 {
-    const hn::ScalableTag<std::int32_t> di;
+    const hn::ScalableTag<double> dd;
     std::size_t i = 0;
-    for (; i + hn::Lanes(di) <= count; i += hn::Lanes(di))
-        norms_of_block<kChannels>(di, pixels + i * kChannels, covered + i, norms + i);
+    for (; i + hn::Lanes(dd) <= count; i += hn::Lanes(dd))
+        norms_of_block<kChannels>(dd, pixels + i * kChannels, covered + i, norms + i);
     for (; i < count; ++i)
         norms[i] = covered[i] != 0 ? norm_of_pixel(pixels + i * kChannels, kChannels) : 0.0;
 }

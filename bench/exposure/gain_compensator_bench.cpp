@@ -65,7 +65,6 @@ void add_step(const char* content, int channels, int elem_size, int high)
          .same = [pair] { return pair->gc.intensities.data[1] == pair->expected.mean_i; }});
 }
 
-// The gains' line goes to standard output, which is the table's: the cases send it to nowhere while they run.
 void add_batch(const char* content, int channels, int elem_size, int high)
 {
     const auto pair = std::make_shared<Pair>(channels, elem_size, high);

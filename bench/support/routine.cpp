@@ -6,10 +6,17 @@
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <memory>
 #include <vector>
+
+#ifdef _WIN32
+#include <io.h>
+#else
+#include <unistd.h>
+#endif
 
 namespace panoval::bench
 {
@@ -21,6 +28,24 @@ struct Row {
     std::map<std::string, double> seconds; // per call, by variant
     bool differs = false;
 };
+
+// The table's own way to standard output. Routines that print would write between its lines, so that standard output
+// itself leads nowhere while they run.
+std::FILE* open_table()
+{
+#ifdef _WIN32
+    std::FILE* const table = _fdopen(_dup(_fileno(stdout)), "w");
+    const char* const nowhere = "NUL";
+#else
+    std::FILE* const table = fdopen(dup(fileno(stdout)), "w");
+    const char* const nowhere = "/dev/null";
+#endif
+    if (table == nullptr || std::freopen(nowhere, "w", stdout) == nullptr) {
+        std::fprintf(stderr, "panoval_bench: cannot redirect standard output\n");
+        std::exit(2);
+    }
+    return table;
+}
 
 std::vector<std::unique_ptr<Row>>& rows()
 {
@@ -55,10 +80,12 @@ std::function<void()> memcpy_of(std::size_t bytes)
 class TableReporter : public benchmark::BenchmarkReporter
 {
 public:
+    explicit TableReporter(std::FILE* table) : table_(table) {}
+
     bool ReportContext(const Context&) override
     {
-        std::printf("%-36s %-11s %-10s %10s %10s %9s %9s\n", "routine", "size", "content", "us/call", "MP/s",
-                    "x memcpy", "x twin");
+        std::fprintf(table_, "%-36s %-11s %-10s %10s %10s %9s %9s\n", "routine", "size", "content", "us/call", "MP/s",
+                     "x memcpy", "x twin");
         return true;
     }
 
@@ -84,24 +111,26 @@ private:
         return row.seconds.size() == 1u + (row.c.twin ? 1u : 0u) + (row.c.memcpy_bytes != 0 ? 1u : 0u);
     }
 
-    static void print(Row& row)
+    void print(Row& row) const
     {
         const double fast = row.seconds["fast"];
-        std::printf("%-36s %-11s %-10s %10.2f %10.1f", row.c.routine.c_str(), row.c.size.c_str(), row.c.content.c_str(),
-                    fast * 1e6, row.c.pixels / fast * 1e-6);
+        std::fprintf(table_, "%-36s %-11s %-10s %10.2f %10.1f", row.c.routine.c_str(), row.c.size.c_str(),
+                     row.c.content.c_str(), fast * 1e6, row.c.pixels / fast * 1e-6);
         print_ratio(row, "memcpy", fast);
         print_ratio(row, "twin", fast);
-        std::printf("%s\n", row.differs ? "  RESULTS DIFFER" : "");
-        std::fflush(stdout);
+        std::fprintf(table_, "%s\n", row.differs ? "  RESULTS DIFFER" : "");
+        std::fflush(table_);
     }
 
-    static void print_ratio(Row& row, const char* variant, double fast)
+    void print_ratio(Row& row, const char* variant, double fast) const
     {
         if (row.seconds.count(variant) != 0)
-            std::printf(" %9.2f", row.seconds[variant] / fast);
+            std::fprintf(table_, " %9.2f", row.seconds[variant] / fast);
         else
-            std::printf(" %9s", "-");
+            std::fprintf(table_, " %9s", "-");
     }
+
+    std::FILE* table_;
 };
 
 void register_row(std::size_t number)
@@ -148,6 +177,7 @@ int main(int argc, char** argv)
     using namespace panoval::bench;
     benchmark::Initialize(&argc, argv);
     const std::string word = argc > 1 ? argv[1] : "";
+    std::FILE* const table = open_table();
     bool all_same = true;
     for (std::size_t i = 0; i < rows().size(); ++i) {
         Row& row = *rows()[i];
@@ -157,7 +187,8 @@ int main(int argc, char** argv)
         all_same = all_same && !row.differs;
         register_row(i);
     }
-    TableReporter reporter;
+    TableReporter reporter(table);
     benchmark::RunSpecifiedBenchmarks(&reporter);
+    std::fclose(table);
     return all_same ? 0 : 1;
 }
