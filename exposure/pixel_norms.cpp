@@ -35,11 +35,7 @@ HWY_INLINE void norms_of_block(DD dd, const T* pixels, const std::uint8_t* cover
     const auto is_covered = hn::Ne(hn::PromoteTo(di, hn::LoadU(d8, covered)), hn::Zero(di));
     hn::Vec<decltype(ds)> a, b, c, e;
     auto sum = hn::Zero(dd);
-    if constexpr (kChannels == 1 && sizeof(T) == 1) { // the root of a square
-        const auto samples = hn::IfThenElseZero(is_covered, hn::PromoteTo(di, hn::LoadU(ds, pixels)));
-        hn::StoreU(hn::PromoteTo(dd, samples), dd, norms);
-        return;
-    } else if constexpr (kChannels == 1) {
+    if constexpr (kChannels == 1) {
         sum = covered_squares(dd, hn::LoadU(ds, pixels), is_covered);
     } else if constexpr (kChannels == 3) {
         hn::LoadInterleaved3(ds, pixels, a, b, c);
