@@ -7,6 +7,7 @@ namespace panoval::cli
 void add_commands(CLI::App& program)
 {
     add_stitch_command(program);
+    add_ellipses_command(program);
 }
 
 } // namespace panoval::cli

@@ -15,5 +15,6 @@ namespace panoval::cli
 void add_commands(CLI::App& program);
 
 void add_stitch_command(CLI::App& program);
+void add_ellipses_command(CLI::App& program);
 
 } // namespace panoval::cli

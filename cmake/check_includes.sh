@@ -15,6 +15,7 @@ allowed() {
 
 status=0
 for folder in core io filter exposure blend inpaint detect libmath cli; do
+    [ -d "$folder" ] || continue
     pattern="^($folder"
     for other in $(allowed "$folder"); do
         pattern="$pattern|$other"

@@ -1,0 +1,220 @@
+// SPDX-License-Identifier: MIT
+// panoval ellipses, from outside, on rendered targets.
+#include "cli/image_read.h"
+#include "cli/image_write.h"
+#include "run_program.h"
+#include "scratch_folder.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+
+namespace panoval::cli::test
+{
+
+namespace
+{
+
+using Json = nlohmann::json;
+
+struct Disc {
+    double x, y, radius;
+};
+
+// Dark discs of 30 on 210, 8 x 8 samples a pixel; a pixel's centre has whole coordinates.
+Image render(std::int32_t width, std::int32_t height, const std::vector<Disc>& discs)
+{
+    Image image = make_image(width, height, 1, 8, "test");
+    for (std::int32_t y = 0; y < height; ++y)
+        for (std::int32_t x = 0; x < width; ++x) {
+            int dark = 0;
+            for (int sample = 0; sample < 64; ++sample) {
+                const double px = x + (sample % 8 - 3.5) / 8;
+                const double py = y + (sample / 8 - 3.5) / 8;
+                dark += std::any_of(discs.begin(), discs.end(),
+                                    [&](const Disc& d) { return std::hypot(px - d.x, py - d.y) < d.radius; });
+            }
+            image.row(y)[x] = static_cast<std::uint8_t>(210 - 180 * dark / 64);
+        }
+    return image;
+}
+
+const std::vector<Disc> kTwoDiscs = {{40.3, 30.6, 12}, {100.25, 62.5, 9}};
+
+class Ellipses : public ScratchFolder
+{
+protected:
+    std::string write_two_discs(const std::string& name = "two.pgm") const
+    {
+        write_image(in_folder(name), render(150, 100, kTwoDiscs));
+        return in_folder(name);
+    }
+};
+
+TEST_F(Ellipses, JsonGivesEveryTargetWithSubPixelCentres)
+{
+    const Outcome outcome = run_panoval({"ellipses", "--json", write_two_discs()});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    const Json image = Json::parse(outcome.out).at("images").at(0);
+    ASSERT_EQ(image.at("targets").size(), 2u);
+    for (std::size_t i = 0; i < 2; ++i) {
+        const Json target = image.at("targets").at(i);
+        EXPECT_EQ(target.at("number"), i + 1);
+        // Edges without any blur are hard for the finder: see the accuracy study.
+        EXPECT_NEAR(target.at("x").get<double>(), kTwoDiscs[i].x, 0.4);
+        EXPECT_NEAR(target.at("y").get<double>(), kTwoDiscs[i].y, 0.4);
+        EXPECT_NEAR(target.at("semi_major").get<double>(), kTwoDiscs[i].radius, 0.6);
+        EXPECT_GE(target.at("semi_major").get<double>(), target.at("semi_minor").get<double>());
+    }
+    EXPECT_EQ(outcome.err, "");
+}
+
+TEST_F(Ellipses, TheLibrarysOwnLinesStayOutOfTheResults)
+{
+    // A square's fit is bad enough to be rejected, which makes the finder print a line.
+    Image image = render(150, 100, kTwoDiscs);
+    for (std::int32_t y = 8; y < 40; ++y)
+        std::fill_n(image.row(y) + 80, 60, std::uint8_t{30});
+    write_image(in_folder("square.pgm"), image);
+    for (const char* const format : {"--json", "--csv"}) {
+        const Outcome outcome = run_panoval({"ellipses", format, "--max-rms", "1", in_folder("square.pgm")});
+        ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+        EXPECT_FALSE(contains(outcome.out, "rms=")) << outcome.out;
+    }
+}
+
+TEST_F(Ellipses, CsvHasALineForEachTarget)
+{
+    const Outcome outcome = run_panoval({"ellipses", "--csv", write_two_discs()});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_EQ(outcome.out.substr(0, 14), "file,number,x,");
+    EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 3);
+}
+
+TEST_F(Ellipses, TheTableNamesThePictureAndNumbersTheTargets)
+{
+    const Outcome outcome = run_panoval({"ellipses", write_two_discs()});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_TRUE(contains(outcome.out, "two.pgm: 2 targets in 150 x 100 pixels")) << outcome.out;
+}
+
+TEST_F(Ellipses, ColourAndSixteenBitGiveTheSameTargets)
+{
+    const Outcome grey = run_panoval({"ellipses", "--json", write_two_discs()});
+    Image colour = render(150, 100, kTwoDiscs);
+    convert_to_colour(colour, "test");
+    convert_depth(colour, 16, "test");
+    write_image(in_folder("two.ppm"), colour);
+    const Outcome outcome = run_panoval({"ellipses", "--json", in_folder("two.ppm")});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_EQ(Json::parse(outcome.out)["images"][0]["targets"], Json::parse(grey.out)["images"][0]["targets"]);
+}
+
+TEST_F(Ellipses, OverlaysShowTheTargets)
+{
+    const Outcome outcome =
+        run_panoval({"ellipses", write_two_discs(), "--png", in_folder("over.ppm"), "--svg", in_folder("over.svg")});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    const Image overlay = read_image(in_folder("over.ppm"));
+    EXPECT_EQ(describe(overlay), "150 x 100 pixels, 3 channels, 8 bit");
+    const std::uint8_t* const edge = overlay.row(31) + 3 * 28; // on the first disc's left edge
+    EXPECT_GT(edge[0], edge[1] + 40) << "no red outline";
+    EXPECT_EQ(overlay.row(90)[3 * 20], 210) << "the picture shows through";
+    const std::string svg = read_text("over.svg");
+    EXPECT_TRUE(contains(svg, "<svg xmlns=")) << svg.substr(0, 200);
+    std::size_t ellipses = 0;
+    for (auto at = svg.find("<ellipse "); at != std::string::npos; at = svg.find("<ellipse ", at + 1))
+        ++ellipses;
+    EXPECT_EQ(ellipses, 2u);
+}
+
+TEST_F(Ellipses, OneBadPictureDoesNotStopTheOthers)
+{
+    const std::string good = write_two_discs();
+    const std::string bad = write_text("bad.pgm", "P5\n10 10\n255\nshort");
+    const Outcome outcome = run_panoval({"ellipses", "--json", bad, good, in_folder("missing.pgm")});
+    EXPECT_EQ(outcome.exit_code, 1);
+    const Json json = Json::parse(outcome.out);
+    ASSERT_EQ(json["images"].size(), 1u);
+    EXPECT_EQ(json["images"][0]["targets"].size(), 2u);
+    ASSERT_EQ(json["failures"].size(), 2u);
+    EXPECT_EQ(json["failures"][0]["file"], bad);
+    EXPECT_TRUE(contains(outcome.err, "bad.pgm")) << outcome.err;
+    EXPECT_TRUE(contains(outcome.err, "missing.pgm")) << outcome.err;
+}
+
+TEST_F(Ellipses, ABadPictureAloneIsAnInputError)
+{
+    const Outcome outcome = run_panoval({"ellipses", in_folder("missing.pgm")});
+    EXPECT_EQ(outcome.exit_code, 3);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_TRUE(contains(outcome.err, "missing.pgm")) << outcome.err;
+}
+
+TEST_F(Ellipses, ValuesAreCheckedAgainstWhatTheFinderNeeds)
+{
+    const std::string two = write_two_discs();
+    const Outcome many = run_panoval({"ellipses", "--divisions", "101", two});
+    EXPECT_EQ(many.exit_code, 3);
+    EXPECT_TRUE(contains(many.err, "101") && contains(many.err, "1 to 100")) << many.err;
+    EXPECT_EQ(run_panoval({"ellipses", "--divisions", "0", two}).exit_code, 2);
+    EXPECT_EQ(run_panoval({"ellipses", "--max-rms", "0", two}).exit_code, 2);
+    EXPECT_EQ(run_panoval({"ellipses", "--min-pixels", "-1", two}).exit_code, 2);
+    EXPECT_EQ(run_panoval({"ellipses", "--min-pixels", "many", two}).exit_code, 2);
+    EXPECT_EQ(run_panoval({"ellipses", "--csv", "--json", two}).exit_code, 2);
+    write_image(in_folder("tiny.pgm"), make_image(2, 9, 1, 8, "test"));
+    const Outcome tiny = run_panoval({"ellipses", in_folder("tiny.pgm")});
+    EXPECT_EQ(tiny.exit_code, 3);
+    EXPECT_TRUE(contains(tiny.err, "2 x 9")) << tiny.err;
+}
+
+TEST_F(Ellipses, OverlaysOfSeveralPicturesNeedAPlaceForTheirNames)
+{
+    const std::string one = write_two_discs("one.pgm");
+    const std::string two = write_two_discs("two.pgm");
+    const Outcome refused = run_panoval({"ellipses", one, two, "--svg", in_folder("over.svg")});
+    EXPECT_EQ(refused.exit_code, 2);
+    EXPECT_TRUE(contains(refused.err, "{}")) << refused.err;
+    const Outcome outcome = run_panoval({"ellipses", one, two, "--svg", in_folder("{}-over.svg")});
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_TRUE(file_exists(in_folder("one-over.svg")));
+    EXPECT_TRUE(file_exists(in_folder("two-over.svg")));
+    EXPECT_EQ(run_panoval({"ellipses", one, "--png", one}).exit_code, 2) << "the picture itself";
+    EXPECT_EQ(run_panoval({"ellipses", one, one, "--svg", in_folder("{}.svg")}).exit_code, 2) << "written twice";
+}
+
+TEST_F(Ellipses, AnOverlayThatCannotBeWrittenLeavesNothing)
+{
+    const std::string two = write_two_discs();
+    const Outcome outcome = run_panoval({"ellipses", two, "--svg", in_folder("no/such/folder/over.svg")});
+    EXPECT_EQ(outcome.exit_code, 4);
+    EXPECT_EQ(names().size(), 1u);
+}
+
+TEST_F(Ellipses, TheRingFindsABrightMarkAtTwiceTheSize)
+{
+    // A dark disc of radius 10, and a dark band from 17 to 23 with a bright gap of 0.4 radians in direction +x.
+    Image image = render(120, 120, {{60, 60, 10}});
+    for (std::int32_t y = 0; y < 120; ++y)
+        for (std::int32_t x = 0; x < 120; ++x) {
+            const double radius = std::hypot(x - 60, y - 60);
+            if (radius > 16 && radius < 24 && std::fabs(std::atan2(y - 60, x - 60)) > 0.25)
+                image.row(y)[x] = 30;
+        }
+    write_image(in_folder("coded.pgm"), image);
+    const Outcome outcome = run_panoval({"ellipses", "--json", "--ring", in_folder("coded.pgm")});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    bool is_found = false;
+    const Json targets = Json::parse(outcome.out)["images"][0]["targets"];
+    for (const Json& target : targets)
+        for (const Json& feature : target["ring"])
+            is_found = is_found || (std::fabs(feature["x"].get<double>() - 80) < 3 &&
+                                    std::fabs(feature["y"].get<double>() - 60) < 4);
+    EXPECT_TRUE(is_found) << outcome.out;
+}
+
+} // namespace
+
+} // namespace panoval::cli::test
