@@ -326,9 +326,12 @@ TEST(Canny, KeepsNoImageOfDoubles)
 
 TEST(Canny, WithoutMemoryForTheQueueLeavesEdgesIncomplete)
 {
-    // The first ten allocations are the images; the rest belong to the queue and are not acted upon.
-    const auto image = disc(80, 40, 25);
-    const Result whole = detected(image, 80, 80, {1.4, 0.1, 0.97});
+    // A step that is highest in the middle, where the only seed is: the edge leaves it in two directions. The first ten
+    // allocations are the images; the rest belong to the queue and are not acted upon.
+    std::vector<std::uint8_t> image(80 * 80, 50);
+    for (int y = 0; y < 80; ++y)
+        std::fill_n(image.begin() + y * 80 + 40, 40, static_cast<std::uint8_t>(200 - 2 * std::abs(y - 40)));
+    const Result whole = detected(image, 80, 80, {1.4, 0.1, 1.0});
     const auto count_edges = [](const std::vector<std::uint8_t>& edge) {
         return std::count(edge.begin(), edge.end(), 0);
     };
@@ -337,7 +340,7 @@ TEST(Canny, WithoutMemoryForTheQueueLeavesEdgesIncomplete)
     for (;; ++fail_at) {
         std::vector<std::uint8_t> edge(image.size());
         const FailingHeap heap(fail_at, true);
-        canny(image.data(), 80, 80, edge.data(), 1.4, 0.1, 0.97, nullptr, nullptr);
+        canny(image.data(), 80, 80, edge.data(), 1.4, 0.1, 1.0, nullptr, nullptr);
         EXPECT_EQ(heap.live_blocks(), 0);
         if (!heap.has_failed())
             break;
