@@ -4,6 +4,7 @@
 #include "blend/pyramid.h"
 
 #include "blend/border.h"
+#include "blend/expander.h"
 #include "blend/pyramid_rows.h"
 #include "core/heap.h"
 #include "core/numbers.h"
@@ -30,58 +31,15 @@ std::int32_t half(std::int32_t size)
     return size / 2 + size % 2;
 }
 
-// The rows of an image at twice its size, filtered across on demand. Rows are to be asked for in ascending order.
-class Expander
-{
-public:
-    // width  of the expanded rows
-    Expander(const Matf& src, std::int32_t width)
-        : src_(src), width_(width), length_(to_count(width) * to_count(src.channels)),
-          ring_(allocate<float>(kRing * length_))
-    {
-    }
-
-    bool has_memory() const { return ring_ != nullptr; }
-
-    void expand_row(std::int32_t y, float* dst)
-    {
-        const std::int32_t middle = y / 2;
-        const float* const rows[3] = {across(middle - 1), across(middle), across(middle + 1)};
-        if (y % 2 == 0)
-            expand_down_even(rows, length_, dst);
-        else
-            expand_down_odd(rows + 1, length_, dst);
-    }
-
-private:
-    static constexpr std::size_t kRing = 3;
-
-    const float* across(std::int32_t y)
-    {
-        // Mirrored at twice the size: the row above the first is the second, the one below the last the last itself.
-        const std::int32_t inside = border_interpolate(2 * y, 2 * src_.height, kBorderMirrorInner) / 2;
-        for (; done_ <= inside; ++done_)
-            expand_across(row_of(src_, done_), src_.width, src_.channels, slot(done_), width_);
-        return slot(inside);
-    }
-
-    float* slot(std::int32_t y) { return ring_.get() + to_count(y) % kRing * length_; }
-
-    const Matf& src_;
-    std::int32_t width_;
-    std::size_t length_;
-    HeapArray<float> ring_;
-    std::int32_t done_ = 0; // source rows filtered so far
-};
-
 // difference = fine - expanded coarse; difference may be fine itself. False without memory.
 bool subtract_expanded(const Matf& fine, const Matf& coarse, const Matf& difference)
 {
     const std::size_t length = row_length(fine);
     const HeapArray<float> expanded = allocate<float>(length);
-    Expander expander(coarse, fine.width);
+    Expander expander(length);
     if (expanded == nullptr || !expander.has_memory())
         return false;
+    expander.start(coarse, fine.width);
     for (std::int32_t y = 0; y < fine.height; ++y) {
         expander.expand_row(y, expanded.get());
         const float* const fine_row = row_of(fine, y);
@@ -144,11 +102,12 @@ void pyr_down(const Matf* src, Matf* dst, std::int32_t rule)
 
 void pyr_up(const Matf* src, Matf* dst)
 {
-    Expander expander(*src, dst->width);
+    Expander expander(row_length(*dst));
     if (!expander.has_memory()) {
         empty_container(*dst);
         return;
     }
+    expander.start(*src, dst->width);
     for (std::int32_t y = 0; y < dst->height; ++y)
         expander.expand_row(y, row_of(*dst, y));
 }

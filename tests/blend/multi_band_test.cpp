@@ -458,6 +458,41 @@ TEST(MultiBandFeed, WeighsAMaskInProportion)
     EXPECT_EQ(weights[2], 1.0f);
 }
 
+TEST(MultiBandFeed, TakesLittleMemoryBesideTheCanvas)
+{
+    for (const int bands : {1, 5, 7}) {
+        const Picture picture(1500, 900, 3, 1, Cover::Full, 31);
+        Roi roi{0, 0, 1600, 1000};
+        MultiBandBlender blender{};
+        multi_band_blender_setbands(&blender, bands);
+        multi_band_blender_prepare(&blender, 3, &roi);
+        {
+            FailingHeap heap;
+            multi_band_blender_feed(&blender, &picture.img, &picture.mask, {50, 50});
+            const std::size_t as_floats = area(1500, 900, 3) * sizeof(float);
+            EXPECT_LE(heap.peak_bytes(), (std::size_t{4} << 20) + as_floats / 3) << bands << " bands";
+            EXPECT_LE(heap.peak_bytes(), std::size_t{1} << 20) << bands << " bands";
+            EXPECT_GT(heap.peak_bytes(), 0u);
+        }
+        multi_band_blender_blend(&blender, nullptr, 1);
+    }
+}
+
+TEST(MultiBandBlend, LetsGoOfTheCoarserLevelsBeforeItWrites)
+{
+    Roi roi{0, 0, 512, 512};
+    MultiBandBlender blender{};
+    Mat out{};
+    FailingHeap heap;
+    multi_band_blender_setbands(&blender, 5);
+    multi_band_blender_prepare(&blender, 3, &roi);
+    multi_band_blender_blend(&blender, &out, 1);
+    // 16 bytes a pixel for the finest level, 3 for the bands of the next and 3 for the output
+    const std::size_t ring_of_rows = 3 * 512 * 3 * sizeof(float);
+    EXPECT_LE(heap.peak_bytes(), 22 * area(512, 512) + ring_of_rows + 2 * 6 * sizeof(Matf));
+    MatDestroy(&out);
+}
+
 TEST(MultiBandFeed, ChangesNothingWithoutMemory)
 {
     const Picture picture(60, 45, 3, 1, Cover::Grey, 31);
