@@ -9,8 +9,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
-#include <utility>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "detect/histogram.cpp"
@@ -82,34 +80,6 @@ namespace
 
 HWY_EXPORT(best_level);
 
-// Neighbouring pixels are often equal. Eight of them in a row have a table each, so that no counter waits for the one
-// before it; the padding keeps counters of one level in different tables from sharing the low 12 bits of their
-// addresses, by which processors take one for the other.
-constexpr std::size_t kTables = 8;
-constexpr std::size_t kPadding = 16;
-constexpr std::size_t kStep = 16;
-
-struct Counters {
-    std::uint32_t table[kTables][kGreyLevels + kPadding];
-};
-
-// Written out pixel by pixel: as a loop it is only half as fast.
-template <std::size_t... Pixel>
-inline void count_step(const std::uint8_t* pixels, Counters& counters, std::index_sequence<Pixel...>)
-{
-    (++counters.table[Pixel % kTables][pixels[Pixel]], ...);
-}
-
-void count_levels(const std::uint8_t* pixels, std::size_t count, Counters& counters)
-{
-    std::memset(&counters, 0, sizeof counters);
-    std::size_t i = 0;
-    for (; i + kStep <= count; i += kStep)
-        count_step(pixels + i, counters, std::make_index_sequence<kStep>());
-    for (; i < count; ++i)
-        ++counters.table[0][pixels[i]];
-}
-
 } // namespace
 
 std::int32_t between_class_threshold(const double* bins)
@@ -135,15 +105,11 @@ PANOVAL_API int32_t histogram_count(const uint8_t* pixels, int32_t width, int32_
 {
     using namespace panoval;
     const std::int32_t count = wrapping_mul(width, height);
-    Counters counters;
-    count_levels(pixels, to_count(count), counters);
+    std::uint32_t counts[kGreyLevels];
+    count_levels(pixels, 0, to_count(count), 1, counts);
     double* const bins = *histogram;
-    for (std::size_t level = 0; level < kGreyLevels; ++level) {
-        std::uint32_t sum = 0;
-        for (const auto& table : counters.table)
-            sum += table[level];
-        bins[level] = static_cast<double>(sum) / static_cast<double>(count);
-    }
+    for (std::size_t level = 0; level < kGreyLevels; ++level)
+        bins[level] = static_cast<double>(counts[level]) / static_cast<double>(count);
     return 1;
 }
 

@@ -2,12 +2,12 @@
 // Grey-level histograms and the threshold between two classes of levels.
 #pragma once
 
+#include "detect/level_counts.h"
+
 #include <cstdint>
 
 namespace panoval
 {
-
-inline constexpr std::int32_t kGreyLevels = 256;
 
 // The level k that maximises the variance between the levels up to k and those above it, the lowest of equals; -1
 // where none has a positive variance. bins: kGreyLevels fractions.

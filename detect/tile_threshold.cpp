@@ -1,12 +1,133 @@
 // SPDX-License-Identifier: MIT
-// A threshold for every pixel: each tile of the image has one of its own (Otsu, A threshold selection method from
-// gray-level histograms, 1979), and between the tiles' centres they are interpolated.
+// A threshold for every pixel: each tile of the image has one of its own, and between the tiles' centres they are
+// interpolated in double, every term truncated by itself. What a term has in common with the other rows of pixels
+// between the same tiles, the threshold times the horizontal fraction, is its first product and computed once.
 #include "detect/tile_threshold.h"
 
 #include "core/heap.h"
 #include "core/numbers.h"
+#include "detect/level_counts.h"
+#include "detect/tile_otsu.h"
 
 #include <algorithm>
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "detect/tile_threshold.cpp"
+#include <hwy/foreach_target.h> // compiles this file once per instruction set
+#include <hwy/highway.h>
+
+#ifndef PANOVAL_DETECT_TILE_THRESHOLD_ONCE
+#define PANOVAL_DETECT_TILE_THRESHOLD_ONCE
+namespace panoval
+{
+namespace
+{
+
+// Columns that are interpolated together, so that their products stay in the nearest cache.
+constexpr std::size_t kStrip = 128;
+constexpr std::size_t kPad = 8; // lanes of the widest vector of doubles
+
+// Products of thresholds with horizontal fractions, for the tiles below and above a row of pixels, to its right and
+// left.
+struct Corners {
+    double lower_right[kStrip + kPad];
+    double lower_left[kStrip + kPad];
+    double upper_right[kStrip + kPad];
+    double upper_left[kStrip + kPad];
+};
+
+} // namespace
+} // namespace panoval
+#endif
+
+HWY_BEFORE_NAMESPACE();
+namespace panoval::HWY_NAMESPACE
+{
+namespace
+{
+
+namespace hn = hwy::HWY_NAMESPACE;
+using Doubles = hn::ScalableTag<double>;
+using V = hn::Vec<Doubles>;
+
+// Each term is positive: truncated is floored.
+HWY_INLINE V term(const double* corner, V fraction)
+{
+    return hn::Floor(hn::Mul(hn::LoadU(Doubles(), corner), fraction));
+}
+
+// The thresholds of one row; whole vectors are written.
+HWY_INLINE void interpolate(const Corners& corners, double lower, double upper, std::size_t width,
+                            std::uint8_t* thresholds)
+{
+    const Doubles d;
+    const hn::Rebind<std::int32_t, Doubles> di32;
+    const hn::Rebind<std::uint8_t, Doubles> du8;
+    const V fy = hn::Set(d, lower);
+    const V rest = hn::Set(d, upper);
+    for (std::size_t x = 0; x < width; x += hn::Lanes(d)) {
+        const V below = hn::Add(term(corners.lower_right + x, fy), term(corners.lower_left + x, fy));
+        const V above = hn::Add(term(corners.upper_right + x, rest), term(corners.upper_left + x, rest));
+        hn::StoreU(hn::DemoteTo(du8, hn::DemoteTo(di32, hn::Add(below, above))), du8, thresholds + x);
+    }
+}
+
+template <class D>
+HWY_INLINE hn::Vec<D> dark(D d, const std::uint8_t* pixels, const std::uint8_t* thresholds)
+{
+    const auto pixel = hn::LoadU(d, pixels);
+    const auto is_dark = hn::Eq(hn::Min(pixel, hn::LoadU(d, thresholds)), pixel);
+    return hn::IfThenElseZero(is_dark, hn::Set(d, std::uint8_t{1}));
+}
+
+HWY_INLINE void mark(const std::uint8_t* pixels, const std::uint8_t* thresholds, std::size_t count, std::uint8_t* map)
+{
+    const hn::ScalableTag<std::uint8_t> d;
+    std::size_t x = 0;
+    for (; x + hn::Lanes(d) <= count; x += hn::Lanes(d))
+        hn::StoreU(dark(d, pixels + x, thresholds + x), d, map + x);
+    for (; x < count; ++x)
+        map[x] = pixels[x] <= thresholds[x] ? 1 : 0;
+}
+
+HWY_INLINE void mark(const std::uint8_t* pixels, const std::uint8_t* thresholds, std::size_t count, std::uint32_t* map)
+{
+    const hn::ScalableTag<std::uint32_t> d;
+    const hn::Rebind<std::uint8_t, decltype(d)> du8;
+    std::size_t x = 0;
+    for (; x + hn::Lanes(d) <= count; x += hn::Lanes(d))
+        hn::StoreU(hn::PromoteTo(d, dark(du8, pixels + x, thresholds + x)), d, map + x);
+    for (; x < count; ++x)
+        map[x] = pixels[x] <= thresholds[x] ? 1 : 0;
+}
+
+// lower, upper: the vertical fraction and its complement
+template <class Mark>
+HWY_INLINE void mark_row(const Corners& corners, double lower, double upper, const std::uint8_t* pixels,
+                         std::size_t width, Mark* map)
+{
+    std::uint8_t thresholds[kStrip + kPad];
+    interpolate(corners, lower, upper, width, thresholds);
+    mark(pixels, thresholds, width, map);
+}
+
+void mark_row8(const Corners& corners, double lower, double upper, const std::uint8_t* pixels, std::size_t width,
+               std::uint8_t* map)
+{
+    mark_row(corners, lower, upper, pixels, width, map);
+}
+
+void mark_row32(const Corners& corners, double lower, double upper, const std::uint8_t* pixels, std::size_t width,
+                std::uint32_t* map)
+{
+    mark_row(corners, lower, upper, pixels, width, map);
+}
+
+} // namespace
+} // namespace panoval::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
 
 extern "C" {
 int omp_get_max_threads(void);
@@ -18,99 +139,114 @@ namespace panoval
 namespace
 {
 
-constexpr int kLevels = 256;
+HWY_EXPORT(mark_row8);
+HWY_EXPORT(mark_row32);
 
-struct Histogram {
-    std::uint32_t bins[kLevels];
+void mark_row(const Corners& corners, double lower, double upper, const std::uint8_t* pixels, std::size_t width,
+              std::uint8_t* map)
+{
+    HWY_DYNAMIC_DISPATCH(mark_row8)(corners, lower, upper, pixels, width, map);
+}
+
+void mark_row(const Corners& corners, double lower, double upper, const std::uint8_t* pixels, std::size_t width,
+              std::uint32_t* map)
+{
+    HWY_DYNAMIC_DISPATCH(mark_row32)(corners, lower, upper, pixels, width, map);
+}
+
+// Tiles of one dimension. All have the same length but for the last, which has what is left.
+struct Axis {
+    std::int32_t pixels;
+    std::int32_t tile;  // pixels of a tile
+    std::int32_t count; // tiles
 };
+
+Axis divide(std::int32_t pixels, std::int32_t divisions)
+{
+    const std::int32_t tile = pixels / divisions;
+    return {pixels, tile, (pixels - 1) / tile + 1};
+}
+
+// Where a pixel lies between the centres of two tiles. Beyond the outermost centres both are the outermost tile.
+struct Position {
+    std::int32_t before;
+    std::int32_t after;
+    double fraction; // 0 at the centre of the tile before, towards 1 at that of the tile after
+};
+
+Position locate(const Axis& axis, std::int32_t pixel)
+{
+    const std::int32_t shifted = pixel + axis.tile / 2;
+    const std::int32_t tile = shifted / axis.tile;
+    const double fraction = static_cast<double>(shifted % axis.tile) / static_cast<double>(axis.tile);
+    return {std::max(tile - 1, 0), std::min(tile, axis.count - 1), fraction};
+}
 
 struct Grid {
-    std::int32_t tile_width;
-    std::int32_t tile_height;
-    std::int32_t columns;
-    std::int32_t rows;
+    Axis x;
+    Axis y;
+    HeapArray<std::uint8_t> thresholds; // of the tiles, row by row
 };
 
-void count_levels(const std::uint8_t* pixels, std::size_t stride, std::int32_t width, std::int32_t height,
-                  Histogram& histogram)
-{
-    histogram = {};
-    for (std::int32_t y = 0; y < height; ++y, pixels += stride)
-        for (std::int32_t x = 0; x < width; ++x)
-            ++histogram.bins[pixels[x]];
-}
+struct Counts {
+    std::uint32_t of_level[kGreyLevels];
+};
 
-std::int32_t best_level(const Histogram& histogram, std::int32_t pixel_count)
-{
-    float p[kLevels];
-    for (int i = 0; i < kLevels; ++i)
-        p[i] = static_cast<float>(static_cast<double>(static_cast<std::int32_t>(histogram.bins[i])) /
-                                  static_cast<double>(pixel_count));
-    float best = 0;
-    std::int32_t result = 0;
-    float w0 = 0;
-    float s0 = 0;
-    for (int t = 0; t < kLevels; ++t) {
-        if (histogram.bins[t] == 0)
-            continue; // all four sums are those of the level before
-        w0 += p[t];
-        s0 += static_cast<float>(t) * p[t];
-        float w1 = 0;
-        float s1 = 0;
-        for (int i = t + 1; i < kLevels; ++i) {
-            w1 += p[i];
-            s1 += static_cast<float>(i) * p[i];
-        }
-        if (w1 == 0)
-            break;
-        const double d = s0 / w0 - s1 / w1;
-        const float weight = w1 * w0;
-        const auto score = static_cast<float>(d * d * static_cast<double>(weight));
-        if (score > best) {
-            best = score;
-            result = t;
-        }
-    }
-    return result;
-}
-
-// One histogram for each thread that may share the loop over the tiles; here it runs on the calling thread alone. A
-// host that calls from a parallel region of its own may have a higher thread number than this region's maximum.
-bool threshold_tiles(const Grid& grid, std::int32_t width, std::int32_t height, const std::uint8_t* image,
-                     std::uint8_t* thresholds)
+// One table for each thread that may share the loop over the tiles; here the calling thread runs it alone. A host that
+// calls from a parallel region of its own may have a higher thread number than this region's maximum.
+bool threshold_tiles(Grid& grid, const std::uint8_t* image)
 {
     const std::int32_t thread = omp_get_thread_num();
-    const HeapArray<Histogram> slots = allocate<Histogram>(to_count(std::max(omp_get_max_threads(), thread + 1)));
-    if (slots == nullptr)
+    const auto slots = allocate<Counts>(to_count(std::max(omp_get_max_threads(), thread + 1)));
+    grid.thresholds = allocate<std::uint8_t>(to_count(grid.x.count) * to_count(grid.y.count));
+    if (slots == nullptr || grid.thresholds == nullptr)
         return false;
-    Histogram& histogram = slots[to_count(thread)];
-    for (std::int32_t ty = 0; ty < grid.rows; ++ty)
-        for (std::int32_t tx = 0; tx < grid.columns; ++tx) {
-            const std::int32_t x = tx * grid.tile_width;
-            const std::int32_t y = ty * grid.tile_height;
-            const std::int32_t tile_width = std::min(grid.tile_width, width - x);
-            const std::int32_t tile_height = std::min(grid.tile_height, height - y);
-            count_levels(image + to_count(y) * to_count(width) + x, to_count(width), tile_width, tile_height,
-                         histogram);
-            *thresholds++ = low_byte(best_level(histogram, wrapping_mul(tile_width, tile_height)));
+    std::uint32_t* const counts = slots[to_count(thread)].of_level;
+    std::uint8_t* threshold = grid.thresholds.get();
+    const std::size_t stride = to_count(grid.x.pixels);
+    for (std::int32_t ty = 0; ty < grid.y.count; ++ty)
+        for (std::int32_t tx = 0; tx < grid.x.count; ++tx) {
+            const std::int32_t x = tx * grid.x.tile;
+            const std::int32_t y = ty * grid.y.tile;
+            const std::int32_t width = std::min(grid.x.tile, grid.x.pixels - x);
+            const std::int32_t height = std::min(grid.y.tile, grid.y.pixels - y);
+            count_levels(image + to_count(y) * stride + to_count(x), stride, to_count(width), to_count(height), counts);
+            *threshold++ = low_byte(otsu_threshold(counts, wrapping_mul(width, height)));
         }
     return true;
 }
 
-std::int32_t interpolate(const Grid& grid, const std::uint8_t* thresholds, std::int32_t x, std::int32_t y)
+void fill_corners(const Grid& grid, const Position* columns, std::size_t width, const Position& row, Corners& corners)
 {
-    const std::int32_t gy = y + grid.tile_height / 2;
-    const std::int32_t gx = x + grid.tile_width / 2;
-    const std::int32_t ty = gy / grid.tile_height;
-    const std::int32_t tx = gx / grid.tile_width;
-    const double fy = static_cast<double>(gy % grid.tile_height) / static_cast<double>(grid.tile_height);
-    const double fx = static_cast<double>(gx % grid.tile_width) / static_cast<double>(grid.tile_width);
-    const std::uint8_t* const upper = thresholds + to_count(std::max(ty - 1, 0)) * to_count(grid.columns);
-    const std::uint8_t* const lower = thresholds + to_count(std::min(ty, grid.rows - 1)) * to_count(grid.columns);
-    const std::int32_t left = std::max(tx - 1, 0);
-    const std::int32_t right = std::min(tx, grid.columns - 1);
-    return truncate_to_int(lower[right] * fx * fy) + truncate_to_int(lower[left] * (1 - fx) * fy) +
-           truncate_to_int(upper[right] * fx * (1 - fy)) + truncate_to_int(upper[left] * (1 - fx) * (1 - fy));
+    const std::uint8_t* const lower = grid.thresholds.get() + to_count(row.after) * to_count(grid.x.count);
+    const std::uint8_t* const upper = grid.thresholds.get() + to_count(row.before) * to_count(grid.x.count);
+    for (std::size_t i = 0; i < width; ++i) {
+        const Position& column = columns[i];
+        corners.lower_right[i] = lower[column.after] * column.fraction;
+        corners.lower_left[i] = lower[column.before] * (1 - column.fraction);
+        corners.upper_right[i] = upper[column.after] * column.fraction;
+        corners.upper_left[i] = upper[column.before] * (1 - column.fraction);
+    }
+}
+
+// A strip of columns from x on.
+template <class Mark>
+void mark_strip(const Grid& grid, const std::uint8_t* image, std::int32_t x, Mark* map)
+{
+    const std::size_t width = std::min(kStrip, to_count(grid.x.pixels - x));
+    Position columns[kStrip];
+    for (std::size_t i = 0; i < width; ++i)
+        columns[i] = locate(grid.x, x + static_cast<std::int32_t>(i));
+    Corners corners = {};
+    Position row{-1, -1, 0};
+    for (std::int32_t y = 0; y < grid.y.pixels; ++y) {
+        const Position position = locate(grid.y, y);
+        if (position.before != row.before || position.after != row.after)
+            fill_corners(grid, columns, width, position, corners);
+        row = position;
+        const std::size_t begin = to_count(y) * to_count(grid.x.pixels) + to_count(x);
+        mark_row(corners, row.fraction, 1 - row.fraction, image + begin, width, map + begin);
+    }
 }
 
 template <class Mark>
@@ -118,31 +254,19 @@ bool mark_dark(std::int32_t width, std::int32_t height, const std::uint8_t* imag
 {
     if (width < 1 || height < 1)
         return true;
-    const std::size_t count = to_count(width) * to_count(height);
     if (divisions < 1 || divisions > std::min(width, height)) {
-        std::fill_n(map, count, Mark{0});
+        std::fill_n(map, to_count(width) * to_count(height), Mark{0});
         return true;
     }
-    Grid grid{width / divisions, height / divisions, 0, 0};
-    grid.columns = (width - 1) / grid.tile_width + 1;
-    grid.rows = (height - 1) / grid.tile_height + 1;
-    const HeapArray<std::uint8_t> thresholds = allocate<std::uint8_t>(to_count(grid.columns) * to_count(grid.rows));
-    if (thresholds == nullptr || !threshold_tiles(grid, width, height, image, thresholds.get()))
+    Grid grid{divide(width, divisions), divide(height, divisions), nullptr};
+    if (!threshold_tiles(grid, image))
         return false;
-    for (std::int32_t y = 0; y < height; ++y)
-        for (std::int32_t x = 0; x < width; ++x, ++image, ++map)
-            *map = *image <= low_byte(interpolate(grid, thresholds.get(), x, y)) ? 1 : 0;
+    for (std::int32_t x = 0; x < width; x += static_cast<std::int32_t>(kStrip))
+        mark_strip(grid, image, x, map);
     return true;
 }
 
 } // namespace
-
-std::int32_t tile_otsu_threshold(std::int32_t width, std::int32_t height, const std::uint8_t* pixels)
-{
-    Histogram histogram;
-    count_levels(pixels, to_count(width), width, height, histogram);
-    return best_level(histogram, wrapping_mul(width, height));
-}
 
 bool adaptive_tile_threshold(std::int32_t width, std::int32_t height, const std::uint8_t* image, std::uint32_t* map,
                              std::int32_t divisions)
@@ -157,3 +281,4 @@ bool adaptive_tile_threshold(std::int32_t width, std::int32_t height, const std:
 }
 
 } // namespace panoval
+#endif

@@ -7,13 +7,6 @@
 namespace panoval
 {
 
-// The threshold of one tile: of all grey levels that split its pixels in two classes the one with the largest variance
-// between them, in single precision; the lowest of equals. A tile of one grey level alone has threshold 0.
-//
-// width, height  pixels of the tile, at least 1
-// pixels         width x height bytes without gaps
-std::int32_t tile_otsu_threshold(std::int32_t width, std::int32_t height, const std::uint8_t* pixels);
-
 // Marks dark pixels: those at or below the threshold that is interpolated between the tiles' centres.
 //
 // width, height  pixels; nothing is written when either is below 1

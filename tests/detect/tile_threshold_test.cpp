@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "detect/tile_otsu.h"
 #include "detect/tile_threshold.h"
 #include "tests/reference/tile_threshold.h"
 #include "tests/support/buffers.h"
@@ -10,6 +11,13 @@
 
 #include <algorithm>
 #include <vector>
+
+extern "C" {
+int omp_get_max_threads(void);
+int omp_get_thread_num(void);
+void omp_set_num_threads(int);
+void GOMP_parallel(void (*body)(void*), void* data, unsigned threads, unsigned flags);
+}
 
 namespace
 {
@@ -261,6 +269,39 @@ TEST(AdaptiveThreshold, WithoutMemorySaysSoAndLeavesTheMap)
             EXPECT_TRUE(done);
         }
     });
+}
+
+TEST(AdaptiveThreshold, NeedsScratchForTilesAndThreadsOnly)
+{
+    const auto image = picture(Content::Noise, 200, 200, 2);
+    std::vector<std::uint8_t> map(image.size());
+    FailingHeap heap;
+    EXPECT_TRUE(adaptive_tile_threshold(200, 200, image.data(), map.data(), 2));
+    EXPECT_EQ(heap.live_blocks(), 0);
+    EXPECT_LE(heap.peak_bytes(), 4u + 1024u * static_cast<std::size_t>(omp_get_max_threads()));
+}
+
+struct SharedCall {
+    Picture image = picture(Content::Photograph, 60, 50, 2);
+    std::vector<std::uint32_t> maps[4];
+};
+
+TEST(AdaptiveThreshold, WorksInsideParallelRegionsOfTheHost)
+{
+    SharedCall call;
+    const auto on_each_thread = [](void* data) {
+        SharedCall& shared = *static_cast<SharedCall*>(data);
+        omp_set_num_threads(1); // then thread numbers exceed the maximum
+        auto& map = shared.maps[omp_get_thread_num()];
+        map.resize(shared.image.size());
+        (void)adaptive_tile_threshold(60, 50, shared.image.data(), map.data(), 4);
+    };
+    GOMP_parallel(on_each_thread, &call, 4, 0);
+    std::vector<std::uint32_t> expected(call.image.size());
+    reference::adaptive_tile_threshold(60, 50, call.image.data(), expected.data(), 4);
+    ASSERT_EQ(call.maps[0], expected);
+    for (const auto& map : call.maps)
+        EXPECT_TRUE(map.empty() || map == expected); // the run-time library may give fewer threads
 }
 
 TEST(AdaptiveThreshold, EqualsItsTwinForEverySizeWithUnevenTiles)

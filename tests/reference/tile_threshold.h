@@ -9,15 +9,12 @@
 namespace panoval::reference
 {
 
-inline std::int32_t tile_otsu_threshold(int width, int height, const std::uint8_t* pixels)
+// bins: pixels of each of the 256 levels, pixel_count together
+inline std::int32_t otsu_threshold(const std::uint32_t* bins, int pixel_count)
 {
-    int bins[256] = {};
-    for (int x = 0; x < width; ++x)
-        for (int y = 0; y < height; ++y)
-            ++bins[pixels[static_cast<std::ptrdiff_t>(y) * width + x]];
     float p[256];
     for (int i = 0; i < 256; ++i)
-        p[i] = static_cast<float>(static_cast<double>(bins[i]) / static_cast<double>(width * height));
+        p[i] = static_cast<float>(static_cast<double>(bins[i]) / static_cast<double>(pixel_count));
     float best = 0.0f;
     int result = 0;
     for (int t = 0; t < 256; ++t) {
@@ -47,6 +44,15 @@ inline std::int32_t tile_otsu_threshold(int width, int height, const std::uint8_
         }
     }
     return result;
+}
+
+inline std::int32_t tile_otsu_threshold(int width, int height, const std::uint8_t* pixels)
+{
+    std::uint32_t bins[256] = {};
+    for (int x = 0; x < width; ++x)
+        for (int y = 0; y < height; ++y)
+            ++bins[pixels[static_cast<std::ptrdiff_t>(y) * width + x]];
+    return otsu_threshold(bins, width * height);
 }
 
 // divisions between 1 and the smaller side
