@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Whole scenes with every record pinned to the last bit. Nothing but the arctangent, sine and cosine of the C runtime
-// could differ between systems; those of the systems that are tested agree here.
+// Whole scenes with every record pinned to the last bit. Axes, angle and rms pass through the arctangent, sine and
+// cosine of the C runtime, whose last bit differs between systems: there they are pinned with glibc, and elsewhere to a
+// millionth of a millionth.
 #include "tests/support/found_ellipses.h"
 #include "tests/support/golden.h"
 #include "tests/support/scene.h"
@@ -16,6 +17,17 @@ namespace
 {
 
 using namespace panoval::test;
+
+#ifdef __GLIBC__
+constexpr double kRuntimeTolerance = 0;
+#else
+constexpr double kRuntimeTolerance = 1e-12;
+#endif
+
+testing::AssertionResult equals(const char* name, const std::string& text)
+{
+    return equals_golden(name, text, {{"major", "minor", "angle", "rms"}, kRuntimeTolerance});
+}
 
 std::string hash_of(const void* bytes, std::size_t count)
 {
@@ -62,7 +74,7 @@ std::string report(const Scene& scene, int min_pixels, int max_rms, int division
 
 TEST(FindEllipseGolden, BoardOfTwelveTargets)
 {
-    EXPECT_TRUE(equals_golden("find_ellipse_board.txt", report(target_board(400, 300, 4, 3, 20), 10, 2, 3)));
+    EXPECT_TRUE(equals("find_ellipse_board.txt", report(target_board(400, 300, 4, 3, 20), 10, 2, 3)));
 }
 
 // A ring, touching shapes, a faint one, a sliver, one across the border and small ones, in uneven light.
@@ -85,8 +97,8 @@ TEST(FindEllipseGolden, ClutterInUnevenLight)
                       .light_y = 0.1,
                       .noise_sigma = 2,
                       .seed = 9};
-    EXPECT_TRUE(equals_golden("find_ellipse_clutter.txt", report(scene, 6, 1, 2)));
-    EXPECT_TRUE(equals_golden("find_ellipse_clutter_max_rms_0.txt", report(scene, 6, 0, 2)));
+    EXPECT_TRUE(equals("find_ellipse_clutter.txt", report(scene, 6, 1, 2)));
+    EXPECT_TRUE(equals("find_ellipse_clutter_max_rms_0.txt", report(scene, 6, 0, 2)));
 }
 
 // Sharp edges, and axes along the pixel grid and its diagonals.
@@ -102,14 +114,14 @@ TEST(FindEllipseGolden, MirrorSymmetricShapes)
                                    {90.5, 90.5, 20, 20},
                                    {150.5, 90, 20, 10},
                                    {210.5, 90.5, 20, 10, 1, 1}}};
-    EXPECT_TRUE(equals_golden("find_ellipse_symmetric.txt", report(scene, 10, 2, 1)));
+    EXPECT_TRUE(equals("find_ellipse_symmetric.txt", report(scene, 10, 2, 1)));
 }
 
 // Outlines of every shape; some fits are rejected.
 TEST(FindEllipseGolden, Noise)
 {
     const auto pixels = picture(Content::Noise, 200, 150, 213000639);
-    EXPECT_TRUE(equals_golden("find_ellipse_noise.txt", report(pixels, 200, 150, 5, 1, 14)));
+    EXPECT_TRUE(equals("find_ellipse_noise.txt", report(pixels, 200, 150, 5, 1, 14)));
 }
 
 TEST(FindEllipseGolden, LargeShapeWithBlurredEdge)
@@ -118,7 +130,7 @@ TEST(FindEllipseGolden, LargeShapeWithBlurredEdge)
                       .height = 300,
                       .ellipses = {{181.37, 148.21, 160, 120, 24, 7}, {181.37, 148.21, 90.5, 50.25, 7, -24, 190}},
                       .blur_passes = 8};
-    EXPECT_TRUE(equals_golden("find_ellipse_large.txt", report(scene, 10, 2, 4)));
+    EXPECT_TRUE(equals("find_ellipse_large.txt", report(scene, 10, 2, 4)));
 }
 
 } // namespace
