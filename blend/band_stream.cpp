@@ -38,6 +38,11 @@ float* slot(float* ring, std::size_t slots, std::size_t length, std::int32_t y)
     return ring + to_count(y) % slots * length;
 }
 
+std::uint8_t* bytes_of(float* row)
+{
+    return reinterpret_cast<std::uint8_t*>(row);
+}
+
 } // namespace
 
 BandStream::BandStream(const MultiBandBlender& blender, const Mat& img, const Matb& mask,
@@ -136,13 +141,18 @@ void BandStream::load_row(std::int32_t y) noexcept
     float* const inner = level.samples.full + to_count(region_.left) * pixel;
     const std::int32_t row = border_interpolate(y - region_.top, visible.height, kBorderMirrorEdge);
     load_samples(visible_samples(row), to_count(img_.elemSize), to_count(visible.width) * pixel, inner);
-    copy_make_border(reinterpret_cast<const std::uint8_t*>(inner), 0, {visible.width, 1},
-                     reinterpret_cast<std::uint8_t*>(level.samples.full), 0, {level.width, 1}, 0, region_.left,
-                     channels_ * static_cast<std::int32_t>(sizeof(float)), kBorderMirrorEdge);
+    copy_make_border(bytes_of(inner), 0, {visible.width, 1}, bytes_of(level.samples.full), 0, {level.width, 1}, 0,
+                     region_.left, channels_ * static_cast<std::int32_t>(sizeof(float)), kBorderMirrorEdge);
 
-    std::fill_n(level.weights.full, level.weights.length, 0.0f);
-    if (row == y - region_.top)
-        load_weights(visible_mask(row), to_count(visible.width), level.weights.full + region_.left);
+    if (row != y - region_.top) {
+        std::fill_n(level.weights.full, level.weights.length, 0.0f);
+        return;
+    }
+    constexpr std::uint8_t kNoWeight[sizeof(float)] = {};
+    float* const inner_weights = level.weights.full + region_.left;
+    load_weights(visible_mask(row), to_count(visible.width), inner_weights);
+    copy_make_const_border(bytes_of(inner_weights), 0, {visible.width, 1}, bytes_of(level.weights.full), 0,
+                           {level.width, 1}, 0, region_.left, sizeof(float), kNoWeight);
 }
 
 // ------------------------------------------------------------------------------------------- from level to level ----

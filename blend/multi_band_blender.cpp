@@ -91,7 +91,7 @@ float* row_of(const Matf& m, std::int32_t y)
 
 // ---------------------------------------------------------------------------------------------------- blending ----
 
-// Divides the rows of level i by their weights and adds the expanded coarser level. rows, pixels: how many of them
+// Divides the top left `size` pixels of level i by their weights and adds the expanded coarser level.
 void collapse_level(const MultiBandBlender& blender, std::int32_t i, Expander& expander, Size size, std::uint8_t* out,
                     std::size_t out_row_bytes, std::size_t sample_bytes)
 {
@@ -133,9 +133,10 @@ void write_panorama(MultiBandBlender& blender, Mat& dst, std::int32_t elem_size)
 {
     const Roi& canvas = blender.dstRoiFinal;
     const Matf& finest = blender.dstPyrLaplace[0];
-    Expander expander(row_length(finest));
     const bool has_samples = row_length(finest) > 0 && finest.height > 0;
-    if (!expander.has_memory()) {
+    const std::int64_t samples = std::int64_t{canvas.width} * canvas.height * finest.channels;
+    Expander expander(row_length(finest));
+    if (!expander.has_memory() || !fits_32_bits(samples * std::max(elem_size, 0))) {
         MatReset(&dst, 0, 0, 0, 0);
         return;
     }

@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Gaussian and Laplacian pyramids of whole images (Burt and Adelson, The Laplacian pyramid as a compact image code,
 // 1983). Level i + 1 has (w + 1) / 2 by (h + 1) / 2 pixels of level i. Images have at least one pixel.
+//
+// These are for whoever needs a level as a whole. The multi-band blender does not: it sends rows through the same
+// filters and keeps no level.
 #pragma once
 
 #include "panoval.h"
