@@ -25,6 +25,18 @@ const char* const kExplanation =
     "too;\n"
     "with both, a pixel counts where both cover it. Places may be negative: the canvas is what the pictures span.\n"
     "\n"
+    "Brightness: every picture gets one gain, so that overlapping pictures agree. --gains FILE loads the gains when\n"
+    "FILE exists, and otherwise saves there what was measured (JSON), for a second panorama of the same camera.\n"
+    "\n"
+    "Blending: multiband blends coarse structures over wide transitions and fine ones over narrow ones. The coarsest "
+    "of\n"
+    "N bands has structures of about 2^N pixels; without --bands N is the largest for which 8 of them fit the "
+    "narrowest\n"
+    "overlap, from 1 to 7. feather is a mean whose weights fall towards the edges of the masks.\n"
+    "\n"
+    "--report FILE.html writes a page with the panorama, the layout, the gains, and for every overlap how far the\n"
+    "pictures differ before and after the gains, and whether its seam can be trusted. --json has the same numbers.\n"
+    "\n"
     "Examples:\n"
     "  panoval stitch -o both.png left.png@0,0 right.png@700,-12\n"
     "      two pictures, the right one 700 pixels to the right and 12 higher\n"
@@ -32,6 +44,8 @@ const char* const kExplanation =
     "      with masks; what no picture covers is transparent\n"
     "  panoval stitch -o pano.jpg remapped0000.tif remapped0001.tif remapped0002.tif\n"
     "      layers of a remapping program, which know their places\n"
+    "  panoval stitch -o pano.png --layout places.json --report pano.html\n"
+    "      with a page that tells whether the result can be trusted\n"
     "  panoval stitch -o pano.png --layout places.json --json\n"
     "      places.json: [{\"file\": \"a.png\", \"x\": 0, \"y\": 0, \"mask\": \"a_mask.png\"}, ...]\n"
     "      names are relative to the folder of the layout; mask may be left out\n"
@@ -39,6 +53,8 @@ const char* const kExplanation =
 
 void check(const StitchOptions& options)
 {
+    if (options.bands != 0 && options.blend != "multiband")
+        fail_usage("found --bands with --blend feather; expected it with multiband alone");
     if (options.inputs.empty() && options.layout.empty())
         fail_usage("there is nothing to stitch; expected INPUT... or --layout FILE (see panoval stitch --help)");
     if (!options.inputs.empty() && !options.layout.empty())
@@ -60,11 +76,19 @@ void add_stitch_command(CLI::App& program)
         ->type_name("OUT");
     command.add_option("--layout", options->layout, "Take pictures and places from a JSON file instead")
         ->type_name("FILE");
-    command
-        .add_option("--blend", options->blend,
-                    "feather: a mean with weights that fall towards the edges of masks and pictures")
-        ->check(CLI::IsMember({"feather"}))
+    command.add_option("--blend", options->blend, "multiband (default) or feather, see below")
+        ->check(CLI::IsMember({"multiband", "feather"}))
         ->type_name("HOW");
+    command
+        .add_option("--bands", options->bands, "Bands of multiband blending, 1 to 30; fewer where the canvas is small")
+        ->check(CLI::Range(1, 30))
+        ->type_name("N");
+    auto* const no_gain = command.add_flag("--no-gain", options->has_no_gain, "Leave the brightness as it is");
+    command.add_option("--gains", options->gains, "Load the gains from FILE, or save them there if it does not exist")
+        ->type_name("FILE")
+        ->excludes(no_gain);
+    command.add_option("--report", options->report, "Write an HTML page about the panorama and its seams")
+        ->type_name("FILE");
     command
         .add_option("--depth", options->depth,
                     "Bits per sample of the panorama, 8 or 16; without it 16 when a picture has 16, except for JPEG")

@@ -16,5 +16,10 @@ void add_commands(CLI::App& program);
 
 void add_stitch_command(CLI::App& program);
 void add_ellipses_command(CLI::App& program);
+void add_edges_command(CLI::App& program);
+void add_smooth_command(CLI::App& program);
+void add_gradient_command(CLI::App& program);
+void add_distance_command(CLI::App& program);
+void add_threshold_command(CLI::App& program);
 
 } // namespace panoval::cli

@@ -1,16 +1,12 @@
 // SPDX-License-Identifier: MIT
 // The overlay as an SVG document, whose shapes keep their sub-pixel places at any magnification.
 #include "cli/common_options.h"
+#include "cli/data_uri.h"
 #include "cli/ellipse_overlay.h"
 #include "cli/errors.h"
 
-#ifndef PANOVAL_PNM_ONLY
-#include <png.h>
-#endif
-
 #include <algorithm>
 #include <numbers>
-#include <vector>
 
 namespace panoval::cli
 {
@@ -18,50 +14,15 @@ namespace panoval::cli
 namespace
 {
 
-#ifndef PANOVAL_PNM_ONLY
-std::vector<std::uint8_t> png_of(const Image& grey)
-{
-    png_image png = {};
-    png.version = PNG_IMAGE_VERSION;
-    png.width = static_cast<png_uint_32>(grey.width);
-    png.height = static_cast<png_uint_32>(grey.height);
-    png.format = PNG_FORMAT_GRAY;
-    png_alloc_size_t bytes = PNG_IMAGE_PNG_SIZE_MAX(png);
-    std::vector<std::uint8_t> file(bytes);
-    if (png_image_write_to_memory(&png, file.data(), &bytes, 0, grey.data.get(), grey.width, nullptr) == 0)
-        throw UserError(ExitCode::Internal, concat("libpng: ", png.message));
-    file.resize(bytes);
-    return file;
-}
-
-std::string base64(const std::vector<std::uint8_t>& bytes)
-{
-    static const char* const kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string text;
-    text.reserve((bytes.size() + 2) / 3 * 4);
-    for (std::size_t i = 0; i < bytes.size(); i += 3) {
-        const std::size_t count = std::min<std::size_t>(3, bytes.size() - i);
-        std::uint32_t group = 0;
-        for (std::size_t k = 0; k < 3; ++k)
-            group = (group << 8) | (k < count ? bytes[i + k] : 0u);
-        for (std::size_t k = 0; k < 4; ++k)
-            text += k <= count ? kAlphabet[(group >> (18 - 6 * k)) & 63u] : '=';
-    }
-    return text;
-}
-
+// A grey ground where there is no picture to show.
 std::string picture_element(const Image& grey)
 {
+    const std::string uri = picture_data_uri(grey);
+    if (uri.empty())
+        return concat("<rect width=\"", grey.width, "\" height=\"", grey.height, "\" fill=\"#888\"/>\n");
     return concat("<image width=\"", grey.width, "\" height=\"", grey.height,
-                  "\" style=\"image-rendering:pixelated\" href=\"data:image/png;base64,", base64(png_of(grey)),
-                  "\"/>\n");
+                  "\" style=\"image-rendering:pixelated\" href=\"", uri, "\"/>\n");
 }
-#else
-std::string picture_element(const Image& grey)
-{
-    return concat("<rect width=\"", grey.width, "\" height=\"", grey.height, "\" fill=\"#888\"/>\n");
-}
-#endif
 
 std::string target_elements(const Target& target, std::size_t number)
 {

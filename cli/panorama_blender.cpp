@@ -3,7 +3,9 @@
 
 #include "cli/errors.h"
 
+#include <cstring>
 #include <utility>
+#include <vector>
 
 namespace panoval::cli
 {
@@ -73,7 +75,84 @@ private:
     std::uint64_t bytes_ = 0;
 };
 
+class MultiBand : public PanoramaBlender
+{
+public:
+    MultiBand(const PanoramaPlan& plan, int bands, const std::string& output)
+        : output_(output), width_(plan.width), height_(plan.height)
+    {
+        // Sums and weights on the canvas, and a third more for the smaller levels.
+        const auto pixels = static_cast<std::uint64_t>(plan.width) * static_cast<std::uint64_t>(plan.height);
+        bytes_ = 16 * pixels * static_cast<std::uint64_t>(plan.channels + 1) / 3;
+        Roi canvas = {0, 0, plan.width, plan.height};
+        multi_band_blender_setbands(&blender_, bands);
+        multi_band_blender_prepare(&blender_, plan.channels, &canvas);
+        is_open_ = blender_.dstPyrLaplace != nullptr;
+        if (!is_open_)
+            fail_memory(output_, bytes_);
+    }
+    MultiBand(const MultiBand&) = delete;
+    MultiBand& operator=(const MultiBand&) = delete;
+    ~MultiBand() override
+    {
+        if (is_open_)
+            multi_band_blender_blend(&blender_, nullptr, 0);
+    }
+
+    void feed(const PlacedLayer& layer, const Image& image) override
+    {
+        const Mat mat = borrow_mat(image);
+        const Matb mask = borrow_mask(image);
+        multi_band_blender_feed(&blender_, &mat, &mask, layer.corner);
+    }
+
+    Image blend(int bits) override
+    {
+        const std::vector<bool> covered = covered_pixels();
+        Mat panorama;
+        MatInit(&panorama);
+        multi_band_blender_blend(&blender_, &panorama, bits / 8);
+        is_open_ = false;
+        Image image = adopt_mat(panorama);
+        if (image.data == nullptr)
+            fail_memory(output_, bytes_);
+        const std::size_t pixel_bytes = static_cast<std::size_t>(image.channels) * image.sample_bytes();
+        for (std::size_t i = 0; i < covered.size(); ++i)
+            if (!covered[i])
+                std::memset(image.data.get() + i * pixel_bytes, 0, pixel_bytes);
+        return image;
+    }
+
+private:
+    // Where the sum of weights is not 0; the canvas of the sums is wider than the panorama.
+    std::vector<bool> covered_pixels() const
+    {
+        const Matf& weights = blender_.dstBandWeights[0];
+        std::vector<bool> covered;
+        covered.reserve(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_));
+        for (std::int32_t y = 0; y < height_; ++y) {
+            const float* const row =
+                weights.data + static_cast<std::size_t>(y) * static_cast<std::size_t>(weights.width);
+            for (std::int32_t x = 0; x < width_; ++x)
+                covered.push_back(row[x] > 0);
+        }
+        return covered;
+    }
+
+    MultiBandBlender blender_{};
+    std::string output_;
+    std::int32_t width_;
+    std::int32_t height_;
+    std::uint64_t bytes_ = 0;
+    bool is_open_ = false;
+};
+
 } // namespace
+
+std::unique_ptr<PanoramaBlender> make_multi_band_blender(const PanoramaPlan& plan, int bands, const std::string& output)
+{
+    return std::make_unique<MultiBand>(plan, bands, output);
+}
 
 std::unique_ptr<PanoramaBlender> make_feather_blender(const PanoramaPlan& plan, const std::string& output)
 {

@@ -27,4 +27,9 @@ public:
 // another picture goes on behind it. output names the panorama in messages.
 std::unique_ptr<PanoramaBlender> make_feather_blender(const PanoramaPlan& plan, const std::string& output);
 
+// Each frequency band by itself, with transitions as wide as the band is coarse. Pixels that no picture covers are
+// black.
+std::unique_ptr<PanoramaBlender> make_multi_band_blender(const PanoramaPlan& plan, int bands,
+                                                         const std::string& output);
+
 } // namespace panoval::cli

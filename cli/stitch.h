@@ -15,8 +15,12 @@ struct StitchOptions {
     std::string output;
     std::vector<std::string> inputs; // as given: FILE@X,Y ...
     std::string layout;              // a file, or empty
-    std::string blend = "feather";
-    int depth = 0; // bits per sample of the panorama; 0: as the inputs
+    std::string blend = "multiband"; // or "feather"
+    int bands = 0;                   // at most; 0: chosen from the overlaps
+    bool has_no_gain = false;
+    std::string gains;  // a file to load the gains from or, where it does not exist, to save them to; or empty
+    std::string report; // an HTML file to write, or empty
+    int depth = 0;      // bits per sample of the panorama; 0: as the inputs
     bool wants_alpha = false;
 };
 

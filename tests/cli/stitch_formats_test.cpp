@@ -87,7 +87,7 @@ TEST_F(StitchFormats, LayersOfOneTiffFindTheirPlaces)
         const std::uint8_t bright[4] = {200, 100, 150, 255};
         append_layer(name, 40, 20, dark, 100, 30, is_associated);
         append_layer(name, 40, 20, bright, 130, 35, is_associated);
-        const Json json = stitch({"-o", in_folder("out.png"), in_folder(name)});
+        const Json json = stitch({"-o", in_folder("out.png"), in_folder(name), "--blend", "feather", "--no-gain"});
         EXPECT_EQ(json["images"], 2);
         EXPECT_EQ(json["x"], 100);
         EXPECT_EQ(json["y"], 30);

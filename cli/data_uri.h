@@ -1,0 +1,16 @@
+// SPDX-License-Identifier: MIT
+// Pictures inside of documents that stand alone.
+#pragma once
+
+#include "cli/image.h"
+
+#include <string>
+
+namespace panoval::cli
+{
+
+// The picture as a data URI of a PNG file, 8 bit, grey or colour; its mask is left out. Empty where the program was
+// built without PNG.
+std::string picture_data_uri(const Image& image);
+
+} // namespace panoval::cli

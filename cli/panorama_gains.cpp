@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: MIT
+#include "cli/panorama_gains.h"
+
+#include "cli/common_options.h"
+#include "cli/errors.h"
+#include "cli/output_file.h"
+#include "cli/utf8.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <list>
+#include <memory>
+
+namespace panoval::cli
+{
+
+namespace
+{
+
+// Pictures that were read lately, as many as fit the budget, but always the two of a pair.
+class ImageCache
+{
+public:
+    ImageCache(const PanoramaPlan& plan, int bits, std::uint64_t budget) : plan_(plan), bits_(bits), budget_(budget) {}
+
+    std::shared_ptr<const Image> get(std::size_t index)
+    {
+        const auto found = std::find_if(entries_.begin(), entries_.end(),
+                                        [index](const Entry& entry) { return entry.index == index; });
+        if (found != entries_.end()) {
+            entries_.splice(entries_.begin(), entries_, found);
+            return entries_.front().image;
+        }
+        make_room(bytes_of(plan_.layers[index].info));
+        entries_.push_front({index, std::make_shared<const Image>(load_layer(plan_.layers[index], bits_))});
+        return entries_.front().image;
+    }
+
+private:
+    struct Entry {
+        std::size_t index;
+        std::shared_ptr<const Image> image;
+    };
+
+    std::uint64_t bytes_of(const ImageInfo& info) const
+    {
+        return info.pixels() * (static_cast<std::uint64_t>(plan_.channels) * static_cast<std::uint64_t>(bits_ / 8) + 1);
+    }
+
+    void make_room(std::uint64_t bytes)
+    {
+        std::uint64_t held = bytes;
+        for (const Entry& entry : entries_)
+            held += bytes_of(plan_.layers[entry.index].info);
+        while (entries_.size() > 1 && held > budget_) {
+            held -= bytes_of(plan_.layers[entries_.back().index].info);
+            entries_.pop_back();
+        }
+    }
+
+    const PanoramaPlan& plan_;
+    int bits_;
+    std::uint64_t budget_;
+    std::list<Entry> entries_; // the latest first
+};
+
+// The blender's floats take more than 16 bytes a canvas pixel later on: so much may be used before.
+std::uint64_t cache_budget(const PanoramaPlan& plan)
+{
+    return 16 * static_cast<std::uint64_t>(plan.width) * static_cast<std::uint64_t>(plan.height);
+}
+
+// The library's record, freed with the object.
+class Compensator
+{
+public:
+    explicit Compensator(std::size_t count) { gain_compensator_init_start(&record_, static_cast<std::int32_t>(count)); }
+    Compensator(const Compensator&) = delete;
+    Compensator& operator=(const Compensator&) = delete;
+    ~Compensator()
+    {
+        if (is_open_) // an error came in between
+            gain_compensator_init_end(&record_);
+        gain_compensator_free(&record_);
+    }
+
+    void step(std::size_t i, std::size_t j, Point corner_i, const Image& image_i, Point corner_j, const Image& image_j)
+    {
+        const Mat mat_i = borrow_mat(image_i);
+        const Mat mat_j = borrow_mat(image_j);
+        const Matb mask_i = borrow_mask(image_i);
+        const Matb mask_j = borrow_mask(image_j);
+        gain_compensator_init_step(&record_, static_cast<std::int32_t>(i), static_cast<std::int32_t>(j), corner_i,
+                                   &mat_i, &mask_i, corner_j, &mat_j, &mask_j);
+    }
+
+    std::vector<double> solve()
+    {
+        const auto count = static_cast<std::size_t>(record_.counts.width);
+        gain_compensator_init_end(&record_);
+        is_open_ = false;
+        if (record_.gains.data == nullptr)
+            fail_memory("the gains", count * count * sizeof(double));
+        return std::vector<double>(record_.gains.data, record_.gains.data + count);
+    }
+
+private:
+    GainCompensator record_{};
+    bool is_open_ = true;
+};
+
+// source: the file that the gains come from, or empty where they were measured
+void check_gains(const PanoramaPlan& plan, const std::vector<double>& gains, const std::string& source)
+{
+    for (std::size_t i = 0; i < gains.size(); ++i)
+        if (!std::isfinite(gains[i]) || gains[i] <= 0)
+            fail_input(source.empty() ? plan.layers[i].name() : source,
+                       concat("a gain of ", gains[i], " for '", printable(plan.layers[i].name()), "'"),
+                       "a positive number; --no-gain leaves the brightness as it is");
+}
+
+} // namespace
+
+std::vector<Overlap> find_overlaps(const PanoramaPlan& plan)
+{
+    std::vector<Overlap> overlaps;
+    for (std::size_t i = 0; i < plan.layers.size(); ++i)
+        for (std::size_t j = i + 1; j < plan.layers.size(); ++j) {
+            const PlacedLayer& a = plan.layers[i];
+            const PlacedLayer& b = plan.layers[j];
+            Overlap overlap{i, j, {}};
+            if (overlapRoi(a.corner, b.corner, {a.info.width, a.info.height}, {b.info.width, b.info.height},
+                           &overlap.region) != 0)
+                overlaps.push_back(overlap);
+        }
+    return overlaps;
+}
+
+std::size_t gain_pass_steps(const PanoramaPlan& plan)
+{
+    return plan.layers.size();
+}
+
+std::vector<double> run_gain_pass(const PanoramaPlan& plan, const std::vector<Overlap>& overlaps, int bits,
+                                  const GainPass& pass, Progress& progress)
+{
+    ImageCache cache(plan, bits, cache_budget(plan));
+    Compensator compensator(plan.layers.size());
+    for (std::size_t i = 0; i < plan.layers.size(); ++i) {
+        progress.step(plan.layers[i].name());
+        const Point corner_i = plan.layers[i].corner;
+        if (pass.wants_gains) {
+            const auto image = cache.get(i);
+            compensator.step(i, i, corner_i, *image, corner_i, *image);
+        }
+        for (const Overlap& overlap : overlaps) {
+            if (overlap.first != i)
+                continue;
+            const auto first = cache.get(i);
+            const auto second = cache.get(overlap.second);
+            if (pass.wants_gains)
+                compensator.step(i, overlap.second, corner_i, *first, plan.layers[overlap.second].corner, *second);
+            if (pass.observe)
+                pass.observe(overlap, *first, *second);
+        }
+    }
+    if (!pass.wants_gains)
+        return std::vector<double>(plan.layers.size(), 1.0);
+    auto gains = compensator.solve();
+    check_gains(plan, gains, "");
+    return gains;
+}
+
+void apply_gain(Image& image, double gain)
+{
+    Mat mat = borrow_mat(image);
+    GainCompensator record{};
+    record.gains = {1, 1, 1, &gain};
+    gain_compensator_apply(&record, 0, &mat);
+}
+
+void save_gains(const std::string& name, const PanoramaPlan& plan, const std::vector<double>& gains)
+{
+    Json entries = Json::array();
+    for (std::size_t i = 0; i < gains.size(); ++i)
+        entries.push_back({{"file", plan.layers[i].file}, {"layer", plan.layers[i].layer}, {"gain", gains[i]}});
+    OutputFile output(name);
+    output.write(Json{{"gains", entries}}.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
+    output.commit();
+}
+
+std::vector<double> load_gains(const std::string& name, const PanoramaPlan& plan)
+{
+    const char* const expected = R"(a JSON object {"gains": [{"file": ..., "layer": ..., "gain": ...}, ...]})";
+    const Json json = Json::parse(read_text_file(name, expected, std::size_t{1} << 24), nullptr, false);
+    if (!json.is_object() || !json.contains("gains") || !json["gains"].is_array())
+        fail_input(name, "something else", expected);
+    const Json& entries = json["gains"];
+    if (entries.size() != plan.layers.size())
+        fail_input(name, concat(entries.size(), " gains"), concat("one for each of ", plan.layers.size(), " pictures"));
+    std::vector<double> gains;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const Json& entry = entries[i];
+        const PlacedLayer& layer = plan.layers[i];
+        if (!entry.is_object() || !entry.contains("gain") || !entry["gain"].is_number())
+            fail_input(name, concat("no number \"gain\" in entry ", i + 1), expected);
+        const std::string file = entry.value("file", Json()).is_string() ? entry["file"].get<std::string>() : "";
+        const Json number = entry.value("layer", Json(0));
+        if (path_from_utf8(file).filename() != path_from_utf8(layer.file).filename() || number != layer.layer)
+            fail_input(name, concat("entry ", i + 1, " for '", printable(file), "', layer ", printable(number.dump())),
+                       concat("'", printable(layer.file), "', layer ", layer.layer, ", in the order of the pictures"));
+        gains.push_back(entry["gain"].get<double>());
+    }
+    check_gains(plan, gains, name);
+    return gains;
+}
+
+} // namespace panoval::cli

@@ -1,0 +1,48 @@
+// SPDX-License-Identifier: MIT
+// The first pass over the pictures: how bright they are where they overlap, and the gains that make them agree.
+#pragma once
+
+#include "cli/image.h"
+#include "cli/panorama_plan.h"
+#include "cli/progress.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace panoval::cli
+{
+
+// Two pictures whose rectangles meet.
+struct Overlap {
+    std::size_t first = 0;
+    std::size_t second = 0;
+    Roi region{}; // in the canvas's frame
+};
+
+std::vector<Overlap> find_overlaps(const PanoramaPlan& plan);
+
+// Sees every overlapping pair while both pictures are in memory, before any gain is applied.
+using PairObserver = std::function<void(const Overlap& overlap, const Image& first, const Image& second)>;
+
+struct GainPass {
+    bool wants_gains = true;
+    PairObserver observe; // may be empty
+};
+
+// One gain for each picture; 1 for all where the pass wants none. Pictures are kept in memory while there is room for
+// them, which is what the blender will need afterwards; others are read again.
+std::vector<double> run_gain_pass(const PanoramaPlan& plan, const std::vector<Overlap>& overlaps, int bits,
+                                  const GainPass& pass, Progress& progress);
+
+// Steps that the pass announces to its progress bar.
+std::size_t gain_pass_steps(const PanoramaPlan& plan);
+
+// Multiplies the samples in place.
+void apply_gain(Image& image, double gain);
+
+// A JSON file of names and gains. Loading fails unless the file has a gain for each picture, in the plan's order.
+void save_gains(const std::string& name, const PanoramaPlan& plan, const std::vector<double>& gains);
+std::vector<double> load_gains(const std::string& name, const PanoramaPlan& plan);
+
+} // namespace panoval::cli

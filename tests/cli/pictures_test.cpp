@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: MIT
+// panoval edges, smooth, gradient, distance and threshold, from outside.
+#include "cli/image_read.h"
+#include "cli/image_write.h"
+#include "panoval.h"
+#include "run_program.h"
+#include "scratch_folder.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+
+namespace panoval::cli::test
+{
+
+namespace
+{
+
+using Json = nlohmann::json;
+
+class Pictures : public ScratchFolder
+{
+protected:
+    // A white square from (20, 15) to (59, 44) on black, 80 x 60 pixels.
+    static Image square()
+    {
+        Image image = make_image(80, 60, 1, 8, "test");
+        std::fill_n(image.data.get(), image.bytes(), std::uint8_t{0});
+        for (std::int32_t y = 15; y < 45; ++y)
+            std::fill_n(image.row(y) + 20, 40, std::uint8_t{200});
+        return image;
+    }
+    std::string write_square() const
+    {
+        write_image(in_folder("square.pgm"), square());
+        return in_folder("square.pgm");
+    }
+    Image result() const { return read_image(in_folder("out.pgm")); }
+    Outcome run(const std::string& command, std::vector<std::string> more = {}) const
+    {
+        std::vector<std::string> arguments = {command, "--json", write_square(), "-o", in_folder("out.pgm")};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        return run_panoval(arguments);
+    }
+};
+
+TEST_F(Pictures, EdgesOutlineASquare)
+{
+    const Outcome outcome = run("edges", {"--high", "0.5"});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    const Image edges = result();
+    const auto black = std::count(edges.data.get(), edges.data.get() + edges.bytes(), 0);
+    EXPECT_EQ(Json::parse(outcome.out)["edge_pixels"], black);
+    EXPECT_GT(black, 100);
+    EXPECT_LT(black, 320);
+    EXPECT_EQ(edges.row(30)[40], 255) << "the square's middle is no edge";
+    EXPECT_EQ(std::min(edges.row(30)[19], edges.row(30)[20]), 0) << "its left side is one";
+}
+
+TEST_F(Pictures, SmoothGivesWhatTheLibraryGives)
+{
+    ASSERT_EQ(run("smooth").exit_code, 0);
+    const Image input = square();
+    std::vector<std::uint8_t> expected(input.bytes());
+    smooth_image(input.data.get(), 80, 60, expected.data());
+    EXPECT_TRUE(std::equal(expected.begin(), expected.end(), result().data.get()));
+}
+
+TEST_F(Pictures, GradientShowsTheLargestMagnitudeAsWhite)
+{
+    const Outcome outcome = run("gradient");
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_EQ(Json::parse(outcome.out)["largest_magnitude"], 282); // root of 200 * 200 * 2 at the corners
+    EXPECT_EQ(result().row(15)[20], 255);
+    EXPECT_EQ(result().row(30)[20], 181); // 200 of 282
+    EXPECT_EQ(result().row(30)[40], 0);
+}
+
+TEST_F(Pictures, DistanceGrowsInwardFromTheBlackPixels)
+{
+    const Outcome outcome = run("distance", {"--metric", "city-block"});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_EQ(Json::parse(outcome.out)["largest_distance"], 15);
+    EXPECT_EQ(result().row(15)[40], 17); // 1 of 15
+    EXPECT_EQ(result().row(29)[40], 255);
+    EXPECT_EQ(result().row(0)[0], 0);
+}
+
+TEST_F(Pictures, DistanceNeedsABlackPixel)
+{
+    Image white = square();
+    std::fill_n(white.data.get(), white.bytes(), std::uint8_t{9});
+    write_image(in_folder("white.pgm"), white);
+    const Outcome outcome = run_panoval({"distance", in_folder("white.pgm"), "-o", in_folder("out.pgm")});
+    EXPECT_EQ(outcome.exit_code, 3);
+    EXPECT_TRUE(contains(outcome.err, "white.pgm") && contains(outcome.err, "black")) << outcome.err;
+    EXPECT_FALSE(file_exists(in_folder("out.pgm")));
+}
+
+TEST_F(Pictures, ThresholdSeparatesTwoLevels)
+{
+    const Outcome outcome = run("threshold");
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_EQ(Json::parse(outcome.out)["level"], 0);
+    EXPECT_EQ(result().row(30)[40], 255);
+    EXPECT_EQ(result().row(0)[0], 0);
+    ASSERT_EQ(run("threshold", {"--level", "200"}).exit_code, 0);
+    EXPECT_EQ(result().row(30)[40], 0) << "the level itself is black";
+}
+
+TEST_F(Pictures, ThresholdNeedsTwoLevels)
+{
+    Image flat = square();
+    std::fill_n(flat.data.get(), flat.bytes(), std::uint8_t{77});
+    write_image(in_folder("flat.pgm"), flat);
+    const Outcome outcome = run_panoval({"threshold", in_folder("flat.pgm"), "-o", in_folder("out.pgm")});
+    EXPECT_EQ(outcome.exit_code, 3);
+    EXPECT_TRUE(contains(outcome.err, "77")) << outcome.err;
+}
+
+TEST_F(Pictures, ValuesAreChecked)
+{
+    EXPECT_EQ(run("edges", {"--sigma", "0"}).exit_code, 2);
+    EXPECT_EQ(run("edges", {"--low", "1.5"}).exit_code, 2);
+    EXPECT_EQ(run("distance", {"--metric", "euclid"}).exit_code, 2);
+    EXPECT_EQ(run("threshold", {"--level", "256"}).exit_code, 2);
+    EXPECT_EQ(run_panoval({"smooth", in_folder("missing.pgm"), "-o", in_folder("out.pgm")}).exit_code, 3);
+    EXPECT_EQ(run_panoval({"smooth", write_square(), "-o", in_folder("no/folder/out.pgm")}).exit_code, 4);
+    EXPECT_EQ(run_panoval({"smooth", write_square(), "-o", in_folder("out.gif")}).exit_code, 4);
+    write_image(in_folder("line.pgm"), make_image(80, 1, 1, 8, "test"));
+    const Outcome line = run_panoval({"gradient", in_folder("line.pgm"), "-o", in_folder("out.pgm")});
+    EXPECT_EQ(line.exit_code, 3);
+    EXPECT_TRUE(contains(line.err, "80 x 1")) << line.err;
+}
+
+} // namespace
+
+} // namespace panoval::cli::test
