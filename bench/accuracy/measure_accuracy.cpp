@@ -32,6 +32,7 @@ struct Trial {
     double contrast = 160; // grey levels
     double light = 0;      // relative change across the picture
     double noise = 0;      // grey levels
+    int divisions = 1;
     std::uint64_t seed = 1;
 };
 
@@ -97,7 +98,7 @@ class Table
 public:
     explicit Table(std::FILE* file) : file_(file)
     {
-        std::fputs("study,radius,aspect,angle,phase_x,phase_y,blur,contrast,light,noise,found,others,"
+        std::fputs("study,radius,aspect,angle,phase_x,phase_y,blur,contrast,light,noise,divisions,found,others,"
                    "dx,dy,dmajor,dminor,dangle,rms\n",
                    file_);
     }
@@ -108,14 +109,15 @@ public:
         const SceneEllipse& truth = scene.ellipses[0];
         const auto pixels = render(scene);
         EllipseRegion* regions = nullptr;
-        const int count = find_ellipse(pixels.data(), scene.width, scene.height, &regions, kMinPixels, kMaxRms, 1);
+        const int count =
+            find_ellipse(pixels.data(), scene.width, scene.height, &regions, kMinPixels, kMaxRms, trial.divisions);
         const EllipseRegion* best = nullptr;
         for (int i = 0; i < count; ++i)
             if (is_match(regions[i], truth) && (best == nullptr || regions[i].point_count > best->point_count))
                 best = &regions[i];
-        std::fprintf(file_, "%s,%.6g,%.6g,%.9g,%.6g,%.6g,%d,%.6g,%.6g,%.6g,%d,%d", study, trial.radius, trial.aspect,
+        std::fprintf(file_, "%s,%.6g,%.6g,%.9g,%.6g,%.6g,%d,%.6g,%.6g,%.6g,%d,%d,%d", study, trial.radius, trial.aspect,
                      trial.angle, trial.phase_x, trial.phase_y, trial.blur_passes, trial.contrast, trial.light,
-                     trial.noise, best != nullptr, count - (best != nullptr ? 1 : 0));
+                     trial.noise, trial.divisions, best != nullptr, count - (best != nullptr ? 1 : 0));
         if (best != nullptr)
             std::fprintf(file_, ",%.6g,%.6g,%.6g,%.6g,%.6g,%.6g\n", best->cx - truth.cx, best->cy - truth.cy,
                          best->major - truth.semi_major, best->minor - truth.semi_minor,
@@ -229,6 +231,23 @@ void study_conditions(Table& table)
     });
 }
 
+// More and more tiles across a target in uneven light.
+void study_divisions(Table& table)
+{
+    EvenSequence<4> sequence;
+    for (int divisions = 1; divisions <= 8; ++divisions)
+        for (int n = 0; n < 100; ++n, sequence.advance())
+            table.measure("divisions", {.radius = 40,
+                                        .aspect = sequence.between(0, 0.7, 1),
+                                        .angle = sequence.between(1, 0, kPi),
+                                        .phase_x = sequence.between(2, -0.5, 0.5),
+                                        .phase_y = sequence.between(3, -0.5, 0.5),
+                                        .light = 0.2,
+                                        .noise = 1,
+                                        .divisions = divisions,
+                                        .seed = noise_seed(n * 100 + divisions)});
+}
+
 // Flatter and flatter ellipses.
 void study_aspect(Table& table)
 {
@@ -265,6 +284,7 @@ int main(int argc, char** argv)
     study_phase(table);
     study_angle(table);
     study_conditions(table);
+    study_divisions(table);
     study_aspect(table);
     return 0;
 }
