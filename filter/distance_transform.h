@@ -3,6 +3,7 @@
 // cache: the forward pass over the whole mask, then the backward pass row by row from the last row to the first.
 #pragma once
 
+#include "filter/chamfer_rows.h"
 #include "panoval.h"
 
 #include <cstddef>
@@ -11,19 +12,19 @@
 namespace panoval
 {
 
-// A transform whose forward pass is done. Distances are integers in units of 1/65536 pixel.
+// A transform whose forward pass is done.
 struct ChamferPass {
     std::int32_t* frame = nullptr; // the scratch: (width + 2) x (height + 2), pixel (x, y) at (x + 1, y + 1)
     std::int32_t width = 0;        // pixels, not negative
     std::int32_t height = 0;       // rows, not negative; 0 also when there is no scratch
-    std::int32_t straight = 0;     // cost of a horizontal or vertical step
-    std::int32_t diagonal = 0;     // cost of a diagonal step
-    bool scan_is_exact = false;    // costs and size let no sum leave 32 bits
-    bool diagonal_is_dear = false; // at least two straight steps
+    bool exact = false;            // no sum leaves 32 bits
+    bool in_keys = false;          // the forward pass has left 16-bit keys
+    ChamferSteps<std::int32_t> steps = {};
+    ChamferSteps<std::int16_t> key_steps = {};
 };
 
-// Resets the scratch, draws its frame and runs the forward pass. Without memory the scratch is empty and no row is left
-// to finish.
+// Resets the scratch and runs the forward pass. The scratch is complete once every row is finished. Without memory it
+// is empty and no row is left to finish.
 ChamferPass begin_distance_transform(const Matb& src, Matf& scratch, const float* metrics) noexcept;
 
 // Finishes row y of the scratch and writes its width distances in pixels. Row y + 1 must be finished.

@@ -342,6 +342,30 @@ TEST(DistanceTransform, EqualsItsTwinForEveryPairOfCosts)
     });
 }
 
+// 16-bit keys hold whole pixels up to about 8190 beyond the far border: 53 straight steps and a diagonal one here.
+TEST(DistanceTransform, EqualsItsTwinWhereWholePixelsJustFitIntoKeysAndJustDoNot)
+{
+    for_each_target([] {
+        for (float straight = 145.f; straight < 160.f; straight += 1.f)
+            for (const float diagonal : {0.f, straight - 1.f, straight + 1.f, 2.f * straight - 1.f, 2.f * straight,
+                                         2.f * straight + 1.f, 8192.f - 53.f * straight})
+                for (const int rarity : {50, 100000})
+                    expect_equal_to_twin(sparse_mask(40, 20, rarity, 3), 40, 20, straight, diagonal);
+    });
+}
+
+TEST(DistanceTransform, EqualsItsTwinFarFromTheOnlyZero)
+{
+    for_each_target([] {
+        std::vector<std::uint8_t> mask(3 * 8300, 1);
+        mask[1] = 0; // distances from it pass those from the border on their way
+        expect_equal_to_twin(mask, 8300, 3, 1.f, 2.f);
+        expect_equal_to_twin(mask, 3, 8300, 1.f, 2.f);
+        expect_equal_to_twin(mask, 3, 8300, 0.5f, 2.f);
+        expect_equal_to_twin(mask, 3, 8300, 7.f, 9.f);
+    });
+}
+
 TEST(DistanceTransform, EqualsItsTwinWhereSumsJustFitAndJustWrap)
 {
     // In a mask without zeros the deepest pixel is kFar + 10 steps; sums leave 32 bits from 24575 / 10 pixels a step.
