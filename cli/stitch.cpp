@@ -9,6 +9,7 @@
 #include "cli/panorama_plan.h"
 #include "cli/report_page.h"
 #include "cli/system_info.h"
+#include "cli/uncovered_fill.h"
 
 #include <nlohmann/json.hpp>
 
@@ -161,6 +162,8 @@ Image blend(const StitchOptions& options, const Preparation& preparation, Progre
         Image image = load_layer(plan.layers[i], preparation.working_bits);
         if (preparation.gains[i] != 1.0)
             apply_gain(image, preparation.gains[i]);
+        if (options.blend == "multiband")
+            fill_uncovered(image);
         blender->feed(plan.layers[i], image);
         if (coverage != nullptr)
             coverage->add(image, plan.layers[i].corner);
