@@ -503,8 +503,8 @@ PANOVAL_API void GetGaussianKernel(double* kernel, int32_t size, double sigma);
  * width, height  pixels
  * dst            width x height bytes, out; not src
  *
- * Values are floored, also where a sum ends just below a whole number: a flat area of 185 becomes 184, every other level
- * stays. The outermost two rows and columns are copied. Needs no heap.
+ * Values are floored, also where a sum ends just below a whole number: a flat area of 185 becomes 184, every other
+ * level stays. The outermost two rows and columns are copied. Needs no heap.
  */
 PANOVAL_API void smooth_image(const uint8_t* src, int32_t width, int32_t height, uint8_t* dst);
 

@@ -19,6 +19,16 @@ using namespace panoval::test;
 
 using Picture = std::vector<std::uint8_t>;
 
+struct Shape {
+    int width;
+    int height;
+};
+
+struct Levels {
+    int even;
+    int odd;
+};
+
 std::size_t count_of(int width, int height)
 {
     return width > 0 && height > 0 ? static_cast<std::size_t>(width) * static_cast<std::size_t>(height) : 0;
@@ -55,8 +65,10 @@ TEST(Smooth, KeepsEveryFlatImageExcept185)
 {
     // the double sum of 25 products of 185 lands just below 185
     for_each_target([] {
-        for (const auto& [width, height] : {std::pair{5, 5}, {37, 6}, {100, 7}, {300, 5}})
+        for (const Shape& shape : {Shape{5, 5}, {37, 6}, {100, 7}, {300, 5}})
             for (int level = 0; level < 256; ++level) {
+                const int width = shape.width;
+                const int height = shape.height;
                 const auto src = drawn(width, height, [&](int, int) { return level; });
                 const auto expected = drawn(width, height, [&](int x, int y) {
                     const bool frame = x < 2 || y < 2 || x >= width - 2 || y >= height - 2;
@@ -208,12 +220,11 @@ TEST(Smooth, EqualsItsTwinOnMirrorSymmetricInput)
 TEST(Smooth, EqualsItsTwinOnTwoLevels)
 {
     for_each_target([] {
-        for (const auto& [low, high] : {std::pair{0, 255}, {40, 200}, {184, 186}, {185, 0}, {185, 185}, {0, 1}})
+        for (const Levels& levels : {Levels{0, 255}, {40, 200}, {184, 186}, {185, 0}, {185, 185}, {0, 1}})
             for (const int cell : {1, 2, 3, 5, 8, 16, 40}) {
-                const auto [a, b] = std::pair{low, high};
-                expect_twin(drawn(150, 50, [&](int x, int y) { return (x / cell + y / cell) % 2 != 0 ? b : a; }), 150,
-                            50);
-                expect_twin(drawn(150, 20, [&](int x, int) { return x / cell % 2 != 0 ? b : a; }), 150, 20);
+                const auto level = [&](int number) { return number % 2 != 0 ? levels.odd : levels.even; };
+                expect_twin(drawn(150, 50, [&](int x, int y) { return level(x / cell + y / cell); }), 150, 50);
+                expect_twin(drawn(150, 20, [&](int x, int) { return level(x / cell); }), 150, 20);
             }
     });
 }
