@@ -178,8 +178,8 @@ void multi_band_blender_prepare(MultiBandBlender* blender, std::int32_t channels
     const std::int64_t height = round_up(final_roi.height, unit);
     if (!fits_32_bits(width) || !fits_32_bits(height))
         return;
-    dst_roi->width = static_cast<std::int32_t>(width);
-    dst_roi->height = static_cast<std::int32_t>(height);
+    const Roi padded{final_roi.x, final_roi.y, static_cast<std::int32_t>(width), static_cast<std::int32_t>(height)};
+    *dst_roi = padded;
     if (channels < 0 || !fits_32_bits(width * height) || !fits_32_bits(width * height * std::max(channels, 1)))
         return;
 
@@ -188,7 +188,7 @@ void multi_band_blender_prepare(MultiBandBlender* blender, std::int32_t channels
     if (laplace == nullptr || weights == nullptr)
         return;
     blender->numBands = num_bands;
-    blender->dstRoi = *dst_roi;
+    blender->dstRoi = padded;
     blender->dstRoiFinal = final_roi;
     blender->dstPyrLaplace = laplace.release();
     blender->dstBandWeights = weights.release();
