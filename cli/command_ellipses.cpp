@@ -46,7 +46,7 @@ const char* const kExplanation =
     "What to choose:\n"
     "  --min-pixels   outlines of fewer pixels are ignored. 20 is a disc of about 6 pixels across; raise it when "
     "specks\n"
-    "                 are found\n"
+    "                 targets, raise it when specks are found\n"
     "  --max-rms      whole pixels. Clean targets stay below 1; raise it for rough shapes, lower it to 1 against\n"
     "                 shapes that are no ellipses\n"
     "  --divisions    the picture is cut into N x N tiles with a threshold each. Without it a tile has about 100\n"
@@ -264,7 +264,7 @@ void add_ellipses_command(CLI::App& program)
     CLI::App& command = *program.add_subcommand("ellipses", "Measure dark elliptical targets");
     constexpr std::int32_t kMost = 2147483647;
     command.add_option("IMAGE", options->inputs, "Pictures to measure")->required();
-    command.add_option("--min-pixels", options->settings.min_pixels, "Smallest number of outline pixels (default 20)")
+    command.add_option("--min-pixels", options->settings.min_pixels, "Smallest number of outline pixels (default 30)")
         ->check(CLI::Range(0, kMost))
         ->type_name("N");
     command

@@ -13,7 +13,7 @@ namespace panoval::cli
 {
 
 struct EllipseSettings {
-    std::int32_t min_pixels = 20;
+    std::int32_t min_pixels = 30;
     std::int32_t max_rms = 2;
     std::optional<std::int32_t> divisions; // without it: default_divisions
     bool wants_ring = false;

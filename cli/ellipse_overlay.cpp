@@ -116,7 +116,7 @@ Image draw_overlay(const Image& grey, const Measurement& measurement)
 {
     Image image = colored_copy(grey);
     Canvas canvas(image);
-    const int scale = std::max(1, std::min(grey.width, grey.height) / 400);
+    const int scale = std::max(1, std::min(grey.width, grey.height) / 300);
     for (std::size_t i = 0; i < measurement.targets.size(); ++i) {
         const Target& target = measurement.targets[i];
         const double arm = std::clamp(0.3 * target.semi_minor, 2.0, 8.0);
