@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The built main library with another libmath put in the place of ours through the loader's search path, and what the
-// oval fit asks of it. Run once without the stand-in (OwnLibmath) and once with it (StandIn).
+// oval fit and the gain compensation ask of it. Run once without the stand-in (OwnLibmath) and once with it (StandIn).
 #include "libmath/libmath.h"
 #include "panoval.h"
 #include "tests/libmath/standin.h"
@@ -15,7 +15,9 @@
 #endif
 
 #include <cmath>
+#include <cstdint>
 #include <limits>
+#include <utility>
 #include <vector>
 
 namespace
@@ -285,6 +287,61 @@ TEST_F(StandIn, LowersTheWeightOfAFarOutlierAlone)
     EXPECT_LT(seen(last, 0).weight, 1.0);
     EXPECT_GT(seen(last, 0).weight, 0.0);
     EXPECT_EQ(seen(last, 6).weight, 1.0);
+}
+
+// Two flat images of 8 x 8 pixels in the same place.
+struct FlatPair {
+    FlatPair()
+    {
+        for (int i = 0; i < 2; ++i) {
+            images[i] = {8, 8, 1, 1, 64, 64, pixels[i].data()};
+            masks[i] = {8, 8, 1, covered.data()};
+        }
+    }
+
+    // The solution of the 2 x 2 system with the pixel count divided out.
+    static void expect_gains(const double* gains)
+    {
+        const double a = 200 + 0.02 * 100 * 100;
+        const double b = -0.02 * 100 * 120;
+        const double d = 200 + 0.02 * 120 * 120;
+        EXPECT_NEAR(gains[0], (d - b) * 200 / (a * d - b * b), 1e-12);
+        EXPECT_NEAR(gains[1], (a - b) * 200 / (a * d - b * b), 1e-12);
+    }
+
+    std::vector<std::uint8_t> pixels[2] = {std::vector<std::uint8_t>(64, 100), std::vector<std::uint8_t>(64, 120)};
+    std::vector<std::uint8_t> covered = std::vector<std::uint8_t>(64, 255);
+    Mat images[2];
+    Matb masks[2];
+    Point corners[2] = {{3, 4}, {3, 4}};
+};
+
+TEST_F(StandIn, InvertsTheSystemOfAllGains)
+{
+    const FlatPair pair;
+    GainCompensator gc = {};
+    gain_compensator_init(&gc, 2, pair.corners, pair.images, pair.masks);
+    EXPECT_EQ(state->calls[panoval::test::kMatrixInvert], 1);
+    EXPECT_EQ(state->calls[panoval::test::kMatrixSymmetricInvert], 0);
+    EXPECT_EQ(state->calls[panoval::test::kMatrixMult], 1);
+    FlatPair::expect_gains(gc.gains.data);
+    gain_compensator_free(&gc);
+}
+
+TEST_F(StandIn, InvertsTheSymmetricSystemOfGainsMeasuredPairByPair)
+{
+    const FlatPair pair;
+    GainCompensator gc = {};
+    gain_compensator_init_start(&gc, 2);
+    for (const auto& [i, j] : {std::pair(0, 0), std::pair(0, 1), std::pair(1, 1)})
+        gain_compensator_init_step(&gc, i, j, pair.corners[i], &pair.images[i], &pair.masks[i], pair.corners[j],
+                                   &pair.images[j], &pair.masks[j]);
+    gain_compensator_init_end(&gc);
+    EXPECT_EQ(state->calls[panoval::test::kMatrixInvert], 0);
+    EXPECT_EQ(state->calls[panoval::test::kMatrixSymmetricInvert], 1);
+    EXPECT_EQ(state->calls[panoval::test::kMatrixMult], 1);
+    FlatPair::expect_gains(gc.gains.data);
+    gain_compensator_free(&gc);
 }
 
 } // namespace
