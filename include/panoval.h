@@ -565,12 +565,14 @@ PANOVAL_API void canny(const uint8_t* image, int32_t rows, int32_t cols, uint8_t
  * marching method, 2004).
  *
  * image  3 channels of 8 bit; any other channel count is left unchanged; in and out
- * mask   8 bit, the size of image; nonzero = to be filled; in and out: marked runs that touch the border are cleared
- * range  radius of the neighbourhood in pixels
+ * mask   8 bit, the size of image; the first channel of a pixel counts: nonzero = to be filled; in and out
+ * range  radius of the neighbourhood in pixels, 3 to 10 as a rule; below 1 the pixels are filled with 0
  *
- * The marked region grows by one pixel on every side before it is filled. Row 0 and column 0 of the picture are never
- * filled. A value of 256 is stored as 0: there is no saturation. An empty mask, or one that leaves no known pixel
- * around it, leaves the image unchanged.
+ * The marked region grows by one pixel on every side before it is filled. Runs of marked bytes that touch the mask's
+ * border are cleared first: of every column from the top and from the bottom, of every row from the left, and of every
+ * row its last byte. Row 0 and column 0 of the picture are never filled. A value of 256 is stored as 0: there is no
+ * saturation. An empty mask, one that leaves no known pixel around the region, or an exhausted heap leaves the image
+ * unchanged. In a mask of another size than image, marks outside the image do not count.
  */
 PANOVAL_API void inpaint(Mat* image, Mat* mask, int32_t range);
 

@@ -1,0 +1,198 @@
+// SPDX-License-Identifier: MIT
+// Finding the region to be filled: the marks' bounding box, then two dilations inside the window around it.
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "inpaint/fill_region.cpp"
+#include <hwy/foreach_target.h> // compiles this file once per instruction set
+
+#include <hwy/highway.h>
+
+#include "inpaint/fill_region.h"
+
+#include <algorithm>
+#include <cstring>
+
+HWY_BEFORE_NAMESPACE();
+namespace panoval::HWY_NAMESPACE
+{
+namespace hn = hwy::HWY_NAMESPACE;
+
+template <class D>
+HWY_INLINE hn::Vec<D> around(D d, const std::uint8_t* row)
+{
+    return hn::Or(hn::LoadU(d, row - 1), hn::Or(hn::LoadU(d, row), hn::LoadU(d, row + 1)));
+}
+
+// out[i] is the union of the nine cells around cell i, without what taken[i] has. The rows have a cell before the first
+// and one behind the last.
+template <class D>
+HWY_INLINE void dilate_vector(D d, const std::uint8_t* row, std::ptrdiff_t stride, const std::uint8_t* taken,
+                              std::uint8_t* out)
+{
+    const auto all = hn::Or(around(d, row - stride), hn::Or(around(d, row), around(d, row + stride)));
+    hn::StoreU(hn::AndNot(hn::LoadU(d, taken), all), d, out);
+}
+
+void dilate_row(const std::uint8_t* row, std::ptrdiff_t stride, std::size_t count, const std::uint8_t* taken,
+                std::uint8_t* out)
+{
+    const hn::ScalableTag<std::uint8_t> d;
+    const hn::CappedTag<std::uint8_t, 1> one;
+    std::size_t i = 0;
+    for (; i + hn::Lanes(d) <= count; i += hn::Lanes(d))
+        dilate_vector(d, row + i, stride, taken + i, out + i);
+    for (; i < count; ++i)
+        dilate_vector(one, row + i, stride, taken + i, out + i);
+}
+
+} // namespace panoval::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace panoval
+{
+HWY_EXPORT(dilate_row);
+
+namespace
+{
+
+// Whether a row holds a mark, and the first and last one.
+bool find_marks_of_row(const std::uint8_t* row, std::int32_t width, std::int32_t channels, std::int32_t& first,
+                       std::int32_t& last)
+{
+    const auto at = [&](std::int32_t c) {
+        return row[static_cast<std::size_t>(c) * static_cast<std::size_t>(channels)];
+    };
+    std::int32_t c = 0;
+    if (channels == 1)
+        for (std::uint64_t eight; c + 8 <= width; c += 8) {
+            std::memcpy(&eight, row + c, sizeof eight);
+            if (eight != 0)
+                break;
+        }
+    while (c < width && at(c) == 0)
+        ++c;
+    if (c == width)
+        return false;
+    first = c;
+    last = width - 1;
+    while (at(last) == 0)
+        --last;
+    return true;
+}
+
+// Sets the window around all marks: two dilations, then the neighbourhoods and their own neighbours.
+bool find_window(FillRegion& region, const Marks& marks, std::int32_t width, std::int32_t height, std::int32_t reach)
+{
+    std::int32_t top = height;
+    std::int32_t bottom = -1;
+    std::int32_t left = width;
+    std::int32_t right = -1;
+    for (std::int32_t r = 0; r < std::min(height, marks.height); ++r) {
+        std::int32_t first = 0;
+        std::int32_t last = 0;
+        if (!find_marks_of_row(marks.row(r), std::min(width, marks.width), marks.channels, first, last))
+            continue;
+        top = std::min(top, r);
+        bottom = r;
+        left = std::min(left, first);
+        right = std::max(right, last);
+    }
+    if (bottom < 0)
+        return false;
+    const std::int64_t margin = std::int64_t{reach} + 2;
+    const auto before = [margin](std::int32_t pixel) {
+        return static_cast<std::int32_t>(std::max<std::int64_t>(pixel + 1 - margin, 0));
+    };
+    const auto behind = [margin](std::int32_t pixel, std::int32_t cells) {
+        return static_cast<std::int32_t>(std::min<std::int64_t>(pixel + 2 + margin, cells));
+    };
+    region.first_row = before(top);
+    region.end_row = behind(bottom, region.grid_rows);
+    region.first_col = before(left);
+    region.end_col = behind(right, region.grid_cols);
+    region.stride = static_cast<std::size_t>(region.end_col - region.first_col) + kCellsBehindRow;
+    return true;
+}
+
+void copy_marks(const FillRegion& region, const Marks& marks, std::uint8_t* cells)
+{
+    const std::int32_t end_row = std::min(region.end_row - 1, marks.height + 1);
+    const std::int32_t end_col = std::min(region.end_col - 1, marks.width + 1);
+    for (std::int32_t row = region.first_row + 1; row < end_row; ++row) {
+        const std::uint8_t* const source = marks.row(row - 1);
+        std::uint8_t* const dest = cells + region.index(row, region.first_col);
+        for (std::int32_t col = region.first_col + 1; col < end_col; ++col)
+            dest[col - region.first_col] =
+                source[static_cast<std::size_t>(col - 1) * static_cast<std::size_t>(marks.channels)] != 0 ? 1 : 0;
+    }
+}
+
+// Dilates all cells of the window but its outermost ones, which are out of every mark's reach or the picture's frame.
+void dilate_window(const FillRegion& region, const std::uint8_t* cells, const std::uint8_t* taken, std::uint8_t* out)
+{
+    const auto count = static_cast<std::size_t>(region.end_col - region.first_col) - 2;
+    for (std::int32_t row = region.first_row + 1; row < region.end_row - 1; ++row) {
+        const std::size_t i = region.index(row, region.first_col + 1);
+        HWY_DYNAMIC_DISPATCH(dilate_row)
+        (cells + i, static_cast<std::ptrdiff_t>(region.stride), count, taken + i, out + i);
+    }
+}
+
+void set_distances(FillRegion& region)
+{
+    const std::size_t cells = region.cells();
+    std::fill_n(region.distance.get(), cells, kFarAway);
+    for (std::size_t i = 0; i < cells; ++i)
+        if (region.ring[i] != 0)
+            region.distance[i] = 0.0f;
+}
+
+} // namespace
+
+bool find_fill_region(FillRegion& region, const Marks& marks, std::int32_t width, std::int32_t height,
+                      std::int32_t reach)
+{
+    region.grid_rows = height + 2;
+    region.grid_cols = width + 2;
+    if (!find_window(region, marks, width, height, reach))
+        return false;
+    const std::size_t cells = region.cells();
+    const HeapArray<std::uint8_t> marked = allocate_zeroed<std::uint8_t>(cells);
+    region.inside = allocate_zeroed<std::uint8_t>(cells);
+    region.ring = allocate_zeroed<std::uint8_t>(cells);
+    region.distance = allocate<float>(cells);
+    if (marked == nullptr || region.inside == nullptr || region.ring == nullptr || region.distance == nullptr)
+        return false;
+    copy_marks(region, marks, marked.get());
+    dilate_window(region, marked.get(), region.ring.get(), region.inside.get()); // nothing is taken yet
+    dilate_window(region, region.inside.get(), region.inside.get(), region.ring.get());
+    set_distances(region);
+    const auto ring = static_cast<std::size_t>(std::count(region.ring.get(), region.ring.get() + cells, 1));
+    region.band_capacity =
+        ring + static_cast<std::size_t>(std::count(region.inside.get(), region.inside.get() + cells, kInside));
+    return ring != 0;
+}
+
+bool copy_colours(FillRegion& region, const std::uint8_t* image)
+{
+    region.colours = allocate_zeroed<std::uint8_t>(region.cells() * kBytesPerCell);
+    if (region.colours == nullptr)
+        return false;
+    const auto width = static_cast<std::size_t>(region.grid_cols) - 2;
+    const std::int32_t first_row = std::max(region.first_row, 1);
+    const std::int32_t first_col = std::max(region.first_col, 1);
+    const std::int32_t end_col = std::min(region.end_col, region.grid_cols - 1);
+    for (std::int32_t row = first_row; row < std::min(region.end_row, region.grid_rows - 1); ++row) {
+        const std::uint8_t* pixel =
+            image + (static_cast<std::size_t>(row - 1) * width + static_cast<std::size_t>(first_col - 1)) * 3;
+        std::uint8_t* cell = region.colours.get() + region.index(row, first_col) * kBytesPerCell;
+        for (std::int32_t col = first_col; col < end_col; ++col, pixel += 3, cell += kBytesPerCell) {
+            const std::uint8_t colour[kBytesPerCell] = {pixel[0], pixel[1], pixel[2], 1};
+            std::memcpy(cell, colour, kBytesPerCell);
+        }
+    }
+    return true;
+}
+
+} // namespace panoval
+#endif

@@ -1,0 +1,66 @@
+// SPDX-License-Identifier: MIT
+// What an inpainting works on: the part of the picture around the pixels to be filled, as far as their neighbourhoods
+// reach.
+#pragma once
+
+#include "core/heap.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace panoval
+{
+
+inline constexpr std::uint8_t kInside = 1;         // still to be filled; every other cell is known
+inline constexpr float kFarAway = 1000000.0f;      // the distance of a cell that no front has reached
+inline constexpr std::size_t kBytesPerCell = 4;    // of FillRegion::colours
+inline constexpr std::size_t kCellsBehindRow = 16; // that vectors may read, whatever they hold
+
+// Cells are pixels and a frame of one cell around the picture: cell (row + 1, col + 1) is pixel (row, col). A window of
+// the cells is kept: rows first_row to end_row - 1 and columns first_col to end_col - 1.
+struct FillRegion {
+    std::int32_t grid_rows = 0; // of the whole picture with its frame
+    std::int32_t grid_cols = 0;
+    std::int32_t first_row = 0;
+    std::int32_t end_row = 0;
+    std::int32_t first_col = 0;
+    std::int32_t end_col = 0;
+    std::size_t stride = 0;          // cells from one row of the window to the next
+    std::size_t band_capacity = 0;   // cells to be filled and those of the ring
+    HeapArray<std::uint8_t> inside;  // kInside or 0
+    HeapArray<std::uint8_t> ring;    // 1 for a known pixel beside a cell to be filled, else 0
+    HeapArray<float> distance;       // 0 on the ring, kFarAway elsewhere
+    HeapArray<std::uint8_t> colours; // kBytesPerCell: the three channels, and a 1 that counts weights
+
+    std::size_t index(std::int32_t row, std::int32_t col) const
+    {
+        return static_cast<std::size_t>(row - first_row) * stride + static_cast<std::size_t>(col - first_col);
+    }
+    std::size_t cells() const { return static_cast<std::size_t>(end_row - first_row) * stride; }
+};
+
+// A mask: nonzero bytes are marked.
+struct Marks {
+    const std::uint8_t* data;
+    std::int32_t width;
+    std::int32_t height;
+    std::int32_t channels; // bytes from one pixel to the next
+
+    const std::uint8_t* row(std::int32_t r) const
+    {
+        return data +
+               static_cast<std::size_t>(r) * static_cast<std::size_t>(width) * static_cast<std::size_t>(channels);
+    }
+};
+
+// Finds the region to be filled, the marked pixels of a width x height picture grown by one in all eight directions,
+// and the ring of known pixels around it. Marks outside the picture do not count. reach is the radius of the
+// neighbourhoods, at least 1. False where nothing is marked, no known pixel is left beside the region, or the heap is
+// exhausted.
+[[nodiscard]] bool find_fill_region(FillRegion& region, const Marks& marks, std::int32_t width, std::int32_t height,
+                                    std::int32_t reach);
+
+// Takes the colours from a picture of 3 bytes a pixel. False without memory.
+[[nodiscard]] bool copy_colours(FillRegion& region, const std::uint8_t* image);
+
+} // namespace panoval
