@@ -44,6 +44,12 @@ void print_results(const CommonOptions& options, const Json& json, const ResultL
         fail_output("standard output", "an error while writing", "enough room");
 }
 
+void print_warning(const CommonOptions& options, const std::string& message)
+{
+    if (!options.is_quiet)
+        std::fprintf(stderr, "panoval: warning: %s\n", message.c_str());
+}
+
 std::string fixed(double value, int digits)
 {
     char text[64];

@@ -10,6 +10,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace panoval::cli
 {
@@ -48,8 +49,9 @@ struct ImageInfo {
 
 // has_alpha tells whether there is a mask.
 struct Image : ImageInfo {
-    Block data; // samples, row-major, channels interleaved, 16-bit ones in this machine's order
-    Block mask; // one byte a pixel, 0 = not covered, 255 = covered; null = covered everywhere
+    Block data;                        // samples, row-major, channels interleaved, 16-bit ones in this machine's order
+    Block mask;                        // one byte a pixel, 0 = not covered, 255 = covered; null = covered everywhere
+    std::vector<std::uint8_t> profile; // the file's ICC profile, which says what its colours look like; empty for none
 
     std::uint8_t* row(std::int32_t y) { return data.get() + row_offset(y); }
     const std::uint8_t* row(std::int32_t y) const { return data.get() + row_offset(y); }

@@ -152,6 +152,7 @@ Image apply_orientation(Image image, int orientation, const std::string& file)
     const std::int32_t height = way.is_transposed ? image.width : image.height;
     Image turned = make_image(width, height, image.channels, image.bits, file);
     turned.position = image.position;
+    turned.profile = std::move(image.profile);
     if (image.mask != nullptr) {
         turned.mask = allocate_block(image.pixels(), file);
         turned.has_alpha = true;

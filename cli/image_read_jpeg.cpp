@@ -1,13 +1,17 @@
 // SPDX-License-Identifier: MIT
-// JPEG files through libjpeg: grey and colour of 8 bit. Damage that the decoder would paint over is an error here.
+// JPEG files through libjpeg: grey and colour of 8 bit, turned as the camera was held. Damage that the decoder would
+// paint over is an error here.
 #ifndef PANOVAL_PNM_ONLY
 
 #include "cli/errors.h"
+#include "cli/exif_orientation.h"
 #include "cli/image_builder.h"
 #include "cli/image_read.h"
 
 #include <csetjmp>
 #include <cstdio>
+#include <cstdlib>
+#include <utility>
 #include <vector>
 
 // after cstdio
@@ -19,6 +23,9 @@ namespace panoval::cli
 
 namespace
 {
+
+constexpr int kExifBlock = JPEG_APP0 + 1;
+constexpr int kProfileBlock = JPEG_APP0 + 2;
 
 // libjpeg reports through a record that starts with its own fields; leaving its functions is our part, by longjmp.
 struct JpegErrors {
@@ -73,6 +80,27 @@ public:
         return info;
     }
 
+    // As the picture is stored: 1 to 8, as in TIFF.
+    int orientation() const
+    {
+        for (auto* block = jpeg_.marker_list; block != nullptr; block = block->next)
+            if (block->marker == kExifBlock)
+                if (const int orientation = exif_orientation(block->data, block->data_length); orientation != 1)
+                    return orientation;
+        return 1;
+    }
+
+    std::vector<std::uint8_t> profile()
+    {
+        JOCTET* data = nullptr;
+        unsigned size = 0;
+        std::vector<std::uint8_t> copy;
+        if (try_read_profile(data, size))
+            copy.assign(data, data + size);
+        std::free(data);
+        return copy;
+    }
+
     void start()
     {
         if (!try_start())
@@ -105,8 +133,17 @@ private:
         if (setjmp(errors_.leave) != 0)
             return false;
         jpeg_stdio_src(&jpeg_, file_.stream.get());
+        jpeg_save_markers(&jpeg_, kExifBlock, 0xFFFF);
+        jpeg_save_markers(&jpeg_, kProfileBlock, 0xFFFF);
         jpeg_read_header(&jpeg_, TRUE);
         return true;
+    }
+
+    bool try_read_profile(JOCTET*& data, unsigned& size)
+    {
+        if (setjmp(errors_.leave) != 0)
+            return false;
+        return jpeg_read_icc_profile(&jpeg_, &data, &size) == TRUE;
     }
 
     bool try_start()
@@ -150,7 +187,11 @@ private:
 
 std::vector<ImageInfo> probe_jpeg(InputFile& file)
 {
-    return {JpegInput(file).open()};
+    JpegInput jpeg(file);
+    ImageInfo info = jpeg.open();
+    if (jpeg.orientation() >= 5)
+        std::swap(info.width, info.height);
+    return {info};
 }
 
 Image read_jpeg(InputFile& file)
@@ -164,8 +205,11 @@ Image read_jpeg(InputFile& file)
         jpeg.read_row(row.data());
         builder.put(0, y, static_cast<std::size_t>(info.width), row.data());
     }
+    const int orientation = jpeg.orientation();
+    Image image = builder.finish();
+    image.profile = jpeg.profile();
     jpeg.finish();
-    return builder.finish();
+    return apply_orientation(std::move(image), orientation, file.name);
 }
 
 } // namespace panoval::cli

@@ -55,6 +55,17 @@ public:
         return info;
     }
 
+    std::vector<std::uint8_t> profile() const
+    {
+        png_charp name = nullptr;
+        int compression = 0;
+        png_bytep data = nullptr;
+        png_uint_32 size = 0;
+        if (png_get_iCCP(png_, info_, &name, &compression, &data, &size) == 0)
+            return {};
+        return std::vector<std::uint8_t>(data, data + size);
+    }
+
     int passes() const { return passes_; }
     std::size_t row_bytes() const { return png_get_rowbytes(png_, info_); }
 
@@ -149,7 +160,9 @@ Image read_png(InputFile& file)
                 builder.put(0, y, width, row(y));
         }
     png.finish();
-    return builder.finish();
+    Image image = builder.finish();
+    image.profile = png.profile();
+    return image;
 }
 
 } // namespace panoval::cli

@@ -241,6 +241,10 @@ Image read_tiff(InputFile& file, std::size_t layer_index)
     else
         read_strips(file.name, tiff, layer, builder);
     Image image = builder.finish(layer.is_premultiplied);
+    std::uint32_t profile_size = 0;
+    const std::uint8_t* profile = nullptr;
+    if (TIFFGetField(tiff.get(), TIFFTAG_ICCPROFILE, &profile_size, &profile) == 1)
+        image.profile.assign(profile, profile + profile_size);
     if (layer.is_inverted)
         invert(image);
     return apply_orientation(std::move(image), layer.orientation, file.name);

@@ -45,6 +45,8 @@ bool write_rows(jpeg_compress_struct& jpeg, JpegErrors& errors, const Image& ima
     jpeg.comp_info[0].h_samp_factor = 1;
     jpeg.comp_info[0].v_samp_factor = 1;
     jpeg_start_compress(&jpeg, TRUE);
+    if (!image.profile.empty())
+        jpeg_write_icc_profile(&jpeg, image.profile.data(), static_cast<unsigned>(image.profile.size()));
     while (jpeg.next_scanline < jpeg.image_height) {
         JSAMPROW row = const_cast<JSAMPROW>(image.row(static_cast<std::int32_t>(jpeg.next_scanline)));
         jpeg_write_scanlines(&jpeg, &row, 1);

@@ -65,6 +65,9 @@ private:
                      image.bits, color, PNG_INTERLACE_NONE, PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
         png_set_compression_level(png_, kCompressionLevel);
         png_set_filter(png_, 0, PNG_FILTER_SUB | PNG_FILTER_UP);
+        if (!image.profile.empty())
+            png_set_iCCP(png_, info_, "ICC profile", PNG_COMPRESSION_TYPE_BASE, image.profile.data(),
+                         static_cast<png_uint_32>(image.profile.size()));
         png_write_info(png_, info_);
         png_set_swap(png_);
         return true;

@@ -63,6 +63,9 @@ void write_tiff(OutputFile& output, const Image& image)
     const std::size_t rows_per_strip =
         std::clamp<std::size_t>(kStripBytes / row_bytes, 1, static_cast<std::size_t>(image.height));
     set_tags(tiff.get(), image, static_cast<std::uint32_t>(rows_per_strip));
+    if (!image.profile.empty())
+        TIFFSetField(tiff.get(), TIFFTAG_ICCPROFILE, static_cast<std::uint32_t>(image.profile.size()),
+                     image.profile.data());
     if (image.position)
         set_position(tiff.get(), *image.position);
     std::vector<std::uint8_t> strip(rows_per_strip * row_bytes);

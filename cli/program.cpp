@@ -10,13 +10,38 @@
 #include <algorithm>
 #include <cstdio>
 #include <exception>
+#include <memory>
 #include <new>
+#include <sstream>
 
 namespace panoval::cli
 {
 
 namespace
 {
+
+constexpr std::size_t kNameColumns = 26;
+constexpr std::size_t kTextColumns = 92;
+
+// Breaks the descriptions of options into lines that fit beside their names.
+class HelpFormatter : public CLI::Formatter
+{
+public:
+    std::string make_option_desc(const CLI::Option* option) const override
+    {
+        std::istringstream words(Formatter::make_option_desc(option));
+        std::string text;
+        std::size_t column = 0;
+        for (std::string word; words >> word; column += word.size() + 1) {
+            if (column != 0 && column + word.size() > kTextColumns) {
+                text += '\n';
+                column = 0;
+            }
+            text += column != 0 ? " " + word : word;
+        }
+        return text;
+    }
+};
 
 int report(ExitCode code, const std::string& message)
 {
@@ -69,7 +94,9 @@ int run_program(const std::vector<std::string>& arguments)
         program.allow_windows_style_options(false); // a path starts with a slash on other systems
         program.set_version_flag("--version", "panoval " PANOVAL_VERSION);
         program.require_subcommand(1);
-        program.get_formatter()->column_width(32);
+        program.formatter(std::make_shared<HelpFormatter>());
+        program.get_formatter()->column_width(kNameColumns);
+        program.get_formatter()->label("SUBCOMMAND", "COMMAND");
         program.footer(concat("panoval COMMAND --help tells about one command, with examples.\n\n", kExitCodeHelp));
         add_commands(program);
         return parse_and_run(program, arguments);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/stitch.h"
 
+#include "cli/colour_profiles.h"
 #include "cli/errors.h"
 #include "cli/image_write.h"
 #include "cli/overlap_quality.h"
@@ -150,7 +151,7 @@ std::unique_ptr<PanoramaBlender> make_blender(const StitchOptions& options, cons
     return make_multi_band_blender(preparation.plan, preparation.bands, options.output);
 }
 
-Image blend(const StitchOptions& options, const Preparation& preparation, Progress& progress)
+Image blend(const StitchOptions& options, const Preparation& preparation, ColourProfiles& profiles, Progress& progress)
 {
     const PanoramaPlan& plan = preparation.plan;
     const auto blender = make_blender(options, preparation);
@@ -160,6 +161,7 @@ Image blend(const StitchOptions& options, const Preparation& preparation, Progre
     for (std::size_t i = 0; i < plan.layers.size(); ++i) {
         progress.step(plan.layers[i].name());
         Image image = load_layer(plan.layers[i], preparation.working_bits);
+        profiles.add(image, plan.layers[i].name());
         if (preparation.gains[i] != 1.0)
             apply_gain(image, preparation.gains[i]);
         if (options.blend == "multiband")
@@ -171,6 +173,7 @@ Image blend(const StitchOptions& options, const Preparation& preparation, Progre
     progress.step(options.output);
     Image panorama = blender->blend(preparation.working_bits);
     convert_depth(panorama, preparation.bits, options.output);
+    panorama.profile = profiles.common();
     if (coverage != nullptr) {
         panorama.mask = coverage->release();
         panorama.has_alpha = true;
@@ -282,11 +285,12 @@ void stitch(const StitchOptions& options)
     std::unique_ptr<OutputFile> report;
     if (!options.report.empty())
         report = std::make_unique<OutputFile>(options.report);
+    ColourProfiles profiles;
     {
         const std::size_t steps = gain_pass_steps(preparation.plan) + preparation.plan.layers.size() + 1;
         Progress progress(options.common.progress_mode(), "stitching", steps);
         measure(options, preparation, progress);
-        const Image panorama = blend(options, preparation, progress);
+        const Image panorama = blend(options, preparation, profiles, progress);
         write_image(output, panorama);
         if (report != nullptr)
             report->write(report_page({preparation.plan, preparation.gains, preparation.quality, panorama,
@@ -297,6 +301,7 @@ void stitch(const StitchOptions& options)
     output.commit();
     if (report != nullptr)
         report->commit();
+    profiles.warn(options.common);
     print_outcome(options, preparation, stopwatch.seconds());
 }
 

@@ -1,4 +1,5 @@
 // SPDX-License-Identifier: MIT
+#include "cli/exif_orientation.h"
 #include "cli/image_read.h"
 #include "cli/image_write.h"
 #include "scratch_folder.h"
@@ -62,6 +63,49 @@ TEST_F(JpegPicture, EveryTruncationIsExplained)
         const std::string error = error_of([&] { (void)read_image(name); });
         EXPECT_TRUE(contains(error, "found a truncated or damaged JPEG file (")) << size << ": " << error;
     }
+}
+
+// An APP1 block behind the start of the file, as cameras write it.
+std::string with_orientation(const std::string& jpeg, bool is_big_endian, char orientation)
+{
+    const std::string little("Exif\0\0II*\0\x08\0\0\0\x01\0\x12\x01\x03\0\x01\0\0\0", 24);
+    const std::string big("Exif\0\0MM\0*\0\0\0\x08\0\x01\x01\x12\0\x03\0\0\0\x01", 24);
+    const std::string value = is_big_endian ? std::string{0, orientation, 0, 0} : std::string{orientation, 0, 0, 0};
+    const std::string block = (is_big_endian ? big : little) + value + std::string(4, '\0');
+    const std::string length = {0, static_cast<char>(block.size() + 2)};
+    return jpeg.substr(0, 2) + "\xFF\xE1" + length + block + jpeg.substr(2);
+}
+
+TEST_F(JpegPicture, IsTurnedAsTheCameraWasHeld)
+{
+    write_image(in_folder("a.jpg"), soft_picture(48, 32, 1));
+    const Image upright = read_image(in_folder("a.jpg"));
+    for (const bool is_big_endian : {false, true}) {
+        const std::string turned = write_text("turned.jpg", with_orientation(read_text("a.jpg"), is_big_endian, 6));
+        EXPECT_EQ(describe(probe_image(turned).at(0)), "32 x 48 pixels, 1 channel, 8 bit");
+        const Image image = read_image(turned);
+        EXPECT_EQ(describe(image), "32 x 48 pixels, 1 channel, 8 bit");
+        EXPECT_EQ(image.row(0)[31], upright.row(0)[0]) << "the first pixel is seen at the top right";
+        EXPECT_EQ(image.row(47)[31], upright.row(0)[47]);
+        for (const char other : {'\1', '\0', '\x9'})
+            EXPECT_EQ(probe_image(write_text("b.jpg", with_orientation(read_text("a.jpg"), is_big_endian, other)))
+                          .at(0)
+                          .width,
+                      48);
+    }
+}
+
+TEST(ExifOrientation, StaysInsideItsBlock)
+{
+    const std::string whole = with_orientation("\xFF\xD8", false, 6).substr(6);
+    for (std::size_t size = 0; size < whole.size(); ++size) {
+        const std::vector<std::uint8_t> block(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
+        const int orientation = exif_orientation(block.data(), block.size());
+        EXPECT_TRUE(orientation == 1 || orientation == 6);
+    }
+    std::vector<std::uint8_t> far(whole.begin(), whole.end());
+    far[10] = far[11] = far[12] = far[13] = 0xFF;
+    EXPECT_EQ(exif_orientation(far.data(), far.size()), 1);
 }
 
 TEST_F(JpegPicture, FourComponentsAreRefused)

@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <sstream>
+
 namespace panoval::cli::test
 {
 
@@ -17,6 +19,15 @@ TEST(Program, HelpTellsTheCommandsAndTheExitCodes)
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_TRUE(contains(outcome.out, "Exit codes:")) << outcome.out;
     EXPECT_EQ(outcome.err, "");
+}
+
+TEST(Program, HelpFitsAWideTerminal)
+{
+    for (const auto& arguments : {std::vector<std::string>{"--help"}, {"stitch", "--help"}, {"ellipses", "--help"}}) {
+        std::istringstream help(run_panoval(arguments).out);
+        for (std::string line; std::getline(help, line);)
+            EXPECT_LE(line.size(), 121u) << line;
+    }
 }
 
 TEST(Program, VersionIsOneLine)

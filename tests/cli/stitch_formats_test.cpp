@@ -123,6 +123,46 @@ TEST_F(StitchFormats, JpegHolds8BitsWhateverThePicturesHave)
     EXPECT_EQ(stitch({"-o", in_folder("again.png"), in_folder("out.jpg") + "@0,0"})["channels"], 3);
 }
 
+// An ICC profile that the formats' libraries take: a header and one tag of noise.
+std::vector<std::uint8_t> colour_profile()
+{
+    std::vector<std::uint8_t> profile(400, 0);
+    const auto put = [&](std::size_t at, const std::string& bytes) {
+        std::copy(bytes.begin(), bytes.end(), profile.begin() + static_cast<std::ptrdiff_t>(at));
+    };
+    put(2, "\x01\x90"); // the length
+    put(8, "\x02");
+    put(12, "mntrRGB XYZ ");
+    put(36, "acsp");
+    put(68, std::string("\0\0\xF6\xD6\0\1\0\0\0\0\xD3\x2D", 12)); // the white point
+    put(128, std::string("\0\0\0\1desc\0\0\0\x90\0\0\1\0", 16));
+    const Image noise = test_picture(16, 16, 1, 8);
+    std::copy(noise.data.get(), noise.data.get() + 256, profile.begin() + 144);
+    return profile;
+}
+
+// The panorama's colours mean what the pictures' colours mean.
+TEST_F(StitchFormats, AColourProfileIsPassedOn)
+{
+    Image image = test_picture(8, 8, 3, 8);
+    image.profile = colour_profile();
+    for (const char* format : {"png", "tif", "jpg"}) {
+        const std::string name = in_folder(concat("a.", format));
+        write_image(name, image);
+        ASSERT_EQ(read_image(name).profile, image.profile) << format;
+        const std::string out = in_folder(concat("out.", format));
+        stitch({"-o", out, name + "@0,0", name + "@3,0"});
+        EXPECT_EQ(read_image(out).profile, image.profile) << format;
+    }
+    image.profile.clear();
+    write_image(in_folder("plain.png"), image);
+    const Outcome outcome = run_panoval(
+        {"stitch", "-o", in_folder("out.png"), in_folder("a.png") + "@0,0", in_folder("plain.png") + "@3,0"});
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_TRUE(contains(outcome.err, "plain.png: found another colour profile than in ")) << outcome.err;
+    EXPECT_TRUE(read_image(in_folder("out.png")).profile.empty());
+}
+
 TEST_F(StitchFormats, ATruncatedPictureLeavesNoOutput)
 {
     write_image(in_folder("a.png"), test_picture(60, 60, 3, 8));

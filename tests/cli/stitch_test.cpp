@@ -275,6 +275,20 @@ TEST_F(Stitch, OutputsThatCannotBeWrittenAreExplained)
     EXPECT_TRUE(contains(output(in_folder("folder.pgm"), a), "folder.pgm: found a folder; expected a file to write"));
 }
 
+// Twelve pictures of 3 MB on one canvas: held all at once, they would double the memory.
+TEST_F(Stitch, MemoryGrowsWithTheCanvasNotWithThePictures)
+{
+    write_image(in_folder("a.ppm"), test_picture(1250, 800, 3, 8));
+    const auto peak = [&](std::size_t pictures) {
+        std::vector<std::string> arguments(pictures, in_folder("a.ppm") + "@0,0");
+        arguments.insert(arguments.end(), {"-o", in_folder("out.ppm"), "--json"});
+        const Outcome outcome = stitch(arguments);
+        EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+        return Json::parse(outcome.out)["peak_memory_bytes"].get<double>();
+    };
+    EXPECT_LT(peak(12), 1.15 * peak(2));
+}
+
 TEST_F(Stitch, AnOlderOutputIsReplaced)
 {
     write_text("out.pgm", "older");
