@@ -9,6 +9,7 @@ void add_commands(CLI::App& program)
     add_stitch_command(program);
     add_ellipses_command(program);
     add_edges_command(program);
+    add_inpaint_command(program);
     add_smooth_command(program);
     add_gradient_command(program);
     add_distance_command(program);

@@ -17,6 +17,7 @@ void add_commands(CLI::App& program);
 void add_stitch_command(CLI::App& program);
 void add_ellipses_command(CLI::App& program);
 void add_edges_command(CLI::App& program);
+void add_inpaint_command(CLI::App& program);
 void add_smooth_command(CLI::App& program);
 void add_gradient_command(CLI::App& program);
 void add_distance_command(CLI::App& program);

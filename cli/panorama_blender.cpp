@@ -3,6 +3,7 @@
 
 #include "cli/errors.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 #include <vector>
@@ -108,7 +109,7 @@ public:
 
     Image blend(int bits) override
     {
-        const std::vector<bool> covered = covered_pixels();
+        const std::vector<Run> uncovered = uncovered_runs();
         Mat panorama;
         MatInit(&panorama);
         multi_band_blender_blend(&blender_, &panorama, bits / 8);
@@ -117,26 +118,36 @@ public:
         if (image.data == nullptr)
             fail_memory(output_, bytes_);
         const std::size_t pixel_bytes = static_cast<std::size_t>(image.channels) * image.sample_bytes();
-        for (std::size_t i = 0; i < covered.size(); ++i)
-            if (!covered[i])
-                std::memset(image.data.get() + i * pixel_bytes, 0, pixel_bytes);
+        for (const Run& run : uncovered)
+            std::memset(image.data.get() + run.first * pixel_bytes, 0, run.count * pixel_bytes);
         return image;
     }
 
 private:
-    // Where the sum of weights is not 0; the canvas of the sums is wider than the panorama.
-    std::vector<bool> covered_pixels() const
+    // Pixels of the panorama that follow each other in memory.
+    struct Run {
+        std::size_t first;
+        std::size_t count;
+    };
+
+    // Where the sum of weights is 0; the canvas of the sums is wider than the panorama.
+    std::vector<Run> uncovered_runs() const
     {
         const Matf& weights = blender_.dstBandWeights[0];
-        std::vector<bool> covered;
-        covered.reserve(static_cast<std::size_t>(width_) * static_cast<std::size_t>(height_));
-        for (std::int32_t y = 0; y < height_; ++y) {
-            const float* const row =
-                weights.data + static_cast<std::size_t>(y) * static_cast<std::size_t>(weights.width);
-            for (std::int32_t x = 0; x < width_; ++x)
-                covered.push_back(row[x] > 0);
+        const auto width = static_cast<std::size_t>(width_);
+        const auto is_covered = [](float weight) { return weight > 0; };
+        std::vector<Run> runs;
+        for (std::size_t y = 0; y < static_cast<std::size_t>(height_); ++y) {
+            const float* const row = weights.data + y * static_cast<std::size_t>(weights.width);
+            const float* const end = row + width;
+            for (const float* at = std::find_if_not(row, end, is_covered); at != end;
+                 at = std::find_if_not(at, end, is_covered)) {
+                const float* const next = std::find_if(at, end, is_covered);
+                runs.push_back({y * width + static_cast<std::size_t>(at - row), static_cast<std::size_t>(next - at)});
+                at = next;
+            }
         }
-        return covered;
+        return runs;
     }
 
     MultiBandBlender blender_{};
