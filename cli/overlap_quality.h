@@ -40,6 +40,8 @@ std::string name_of(Verdict verdict);
 class OverlapCounts
 {
 public:
+    static constexpr std::size_t kBytes = std::size_t{256} * 256 * sizeof(std::uint32_t); // of one object
+
     OverlapCounts(const Overlap& overlap, const PanoramaPlan& plan, const Image& first, const Image& second);
     OverlapQuality quality(double gain_first, double gain_second) const;
 

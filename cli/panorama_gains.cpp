@@ -68,9 +68,10 @@ private:
 };
 
 // The blender's floats take more than 16 bytes a canvas pixel later on: so much may be used before.
-std::uint64_t cache_budget(const PanoramaPlan& plan)
+std::uint64_t cache_budget(const PanoramaPlan& plan, const GainPass& pass)
 {
-    return 16 * static_cast<std::uint64_t>(plan.width) * static_cast<std::uint64_t>(plan.height);
+    const std::uint64_t all = 16 * static_cast<std::uint64_t>(plan.width) * static_cast<std::uint64_t>(plan.height);
+    return all - std::min(all, pass.observer_bytes);
 }
 
 // The library's record, freed with the object.
@@ -147,7 +148,7 @@ std::size_t gain_pass_steps(const PanoramaPlan& plan)
 std::vector<double> run_gain_pass(const PanoramaPlan& plan, const std::vector<Overlap>& overlaps, int bits,
                                   const GainPass& pass, Progress& progress)
 {
-    ImageCache cache(plan, bits, cache_budget(plan));
+    ImageCache cache(plan, bits, cache_budget(plan, pass));
     Compensator compensator(plan.layers.size());
     for (std::size_t i = 0; i < plan.layers.size(); ++i) {
         progress.step(plan.layers[i].name());

@@ -6,6 +6,7 @@
 #include "cli/panorama_plan.h"
 #include "cli/progress.h"
 
+#include <cstdint>
 #include <functional>
 #include <string>
 #include <vector>
@@ -27,7 +28,8 @@ using PairObserver = std::function<void(const Overlap& overlap, const Image& fir
 
 struct GainPass {
     bool wants_gains = true;
-    PairObserver observe; // may be empty
+    PairObserver observe;             // may be empty
+    std::uint64_t observer_bytes = 0; // that it keeps in the end; so much less is there for pictures
 };
 
 // One gain for each picture; 1 for all where the pass wants none. Pictures are kept in memory while there is room for

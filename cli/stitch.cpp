@@ -129,10 +129,12 @@ void measure(const StitchOptions& options, Preparation& preparation, Progress& p
     GainPass pass;
     pass.wants_gains = !options.has_no_gain && !has_gains_file && !preparation.overlaps.empty();
     std::vector<OverlapCounts> counts;
-    if (wants_quality)
+    if (wants_quality) {
+        pass.observer_bytes = OverlapCounts::kBytes * preparation.overlaps.size();
         pass.observe = [&](const Overlap& overlap, const Image& first, const Image& second) {
             counts.emplace_back(overlap, preparation.plan, first, second);
         };
+    }
     if (pass.wants_gains || wants_quality)
         preparation.gains =
             run_gain_pass(preparation.plan, preparation.overlaps, preparation.working_bits, pass, progress);
