@@ -88,6 +88,9 @@ Image make_board()
 // Curved scratches, and spots.
 bool is_damaged(int x, int y, int width, int height)
 {
+    constexpr int kFrame = 8; // marks that touch the border are not filled
+    if (std::min({x, y, width - 1 - x, height - 1 - y}) < kFrame)
+        return false;
     for (int k = 0; k < 7; ++k) {
         const double along = static_cast<double>(x) / width;
         const double middle =

@@ -25,7 +25,7 @@ document.getElementById("probe").textContent = ["image", image.complete \&\& ima
 "overlaps", document.querySelectorAll("\#overlaps tr").length - 1,\
 "summary", document.getElementById("summary").textContent.length > 20].join(" "); });</script></body>#' \
     "$work/report.html" >"$work/probed.html"
-timeout 120 "$browser" --headless --no-sandbox --disable-gpu --disable-quic --no-first-run \
+timeout 120 "$browser" --headless --no-sandbox --disable-gpu --disable-dev-shm-usage --disable-quic --no-first-run \
     --disable-background-networking --disable-component-update --disable-sync --user-data-dir="$work/profile" \
     --dump-dom "file://$work/probed.html" >"$work/dom.html" 2>"$work/errors" || {
     cat "$work/errors"
