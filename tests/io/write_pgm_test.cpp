@@ -270,7 +270,9 @@ TEST(Writers, EqualTheirTwins)
 {
     const TemporaryFolder folder;
     for_each_target([&] {
-        for (const auto& [width, height] : {std::pair{1, 1}, {1, 67}, {67, 1}, {31, 33}, {128, 128}, {257, 193}}) {
+        for (const auto& size : {std::pair{1, 1}, {1, 67}, {67, 1}, {31, 33}, {128, 128}, {257, 193}}) {
+            const int width = size.first; // named: a lambda captures no structured binding
+            const int height = size.second;
             const auto count = static_cast<std::size_t>(width * height);
             const auto seed = static_cast<std::uint64_t>(width);
             const Guarded<float> floats(noise(3 * count, -70.0f, 1000.0f, seed));
