@@ -169,16 +169,19 @@ private:
     int direction_ = 0;
 };
 
-// Skips eight unmarked pixels at a time; after = the row's end.
+// Whether all of the next 32 pixels are unmarked.
+bool are_unmarked(const std::uint8_t* pixels)
+{
+    std::uint64_t eights[4];
+    std::memcpy(eights, pixels, sizeof eights);
+    return (eights[0] | eights[1] | eights[2] | eights[3]) == 0;
+}
+
+// The first marked pixel, or after.
 const std::uint8_t* find_marked(const std::uint8_t* from, const std::uint8_t* after)
 {
-    std::uint64_t eight = 0;
-    while (after - from >= static_cast<std::ptrdiff_t>(sizeof eight)) {
-        std::memcpy(&eight, from, sizeof eight);
-        if (eight != 0)
-            break;
-        from += sizeof eight;
-    }
+    while (after - from >= 32 && are_unmarked(from))
+        from += 32;
     while (from < after && *from == kNone)
         ++from;
     return from;
@@ -215,12 +218,18 @@ bool trace_marked(std::int32_t width, std::int32_t height, std::uint8_t* marks, 
     return true;
 }
 
+// Marks the whole image. The frame stays unmarked, so that a chain never leaves the interior.
 std::size_t mark_boundary(std::int32_t width, std::int32_t height, const std::uint8_t* foreground, std::uint8_t* marks)
 {
+    const std::size_t stride = to_count(width);
+    std::memset(marks, kNone, stride);
+    std::memset(marks + stride * to_count(height - 1), kNone, stride);
     std::size_t count = 0;
     for (std::int32_t y = 1; y < height - 1; ++y) {
-        const std::uint8_t* const row = foreground + to_count(y) * to_count(width);
-        count += mark_boundary_row(row - width, row, row + width, width, marks + to_count(y) * to_count(width));
+        const std::uint8_t* const row = foreground + stride * to_count(y);
+        std::uint8_t* const row_marks = marks + stride * to_count(y);
+        count += mark_boundary_row(row - stride, row, row + stride, width, row_marks);
+        row_marks[0] = row_marks[stride - 1] = kNone;
     }
     return count;
 }
@@ -232,8 +241,7 @@ bool trace_contours(std::int32_t width, std::int32_t height, const std::uint8_t*
     list = OutlineList{};
     if (width < 3 || height < 3)
         return true;
-    // The frame stays zero, so that a chain never leaves the interior.
-    const auto marks = allocate_zeroed<std::uint8_t>(to_count(width) * to_count(height));
+    const auto marks = allocate<std::uint8_t>(to_count(width) * to_count(height));
     if (marks == nullptr)
         return false;
     list.pixels = allocate<std::int32_t>(mark_boundary(width, height, foreground, marks.get()));

@@ -82,16 +82,12 @@ private:
 // The outlines of what is dark against its neighbourhood. False when the heap is exhausted.
 bool trace_dark_outlines(const Picture& picture, std::int32_t divisions, OutlineList& outlines)
 {
-    const std::size_t count = to_count(picture.width) * to_count(picture.height);
-    auto smoothed = allocate<std::uint8_t>(count);
-    const auto foreground = allocate<std::uint8_t>(count);
-    if (smoothed == nullptr || foreground == nullptr)
+    const auto map = allocate<std::uint8_t>(to_count(picture.width) * to_count(picture.height));
+    if (map == nullptr)
         return false;
-    smooth_image(picture.pixels, picture.width, picture.height, smoothed.get());
-    if (!adaptive_tile_threshold(picture.width, picture.height, smoothed.get(), foreground.get(), divisions))
-        return false;
-    smoothed.reset();
-    return trace_contours(picture.width, picture.height, foreground.get(), outlines);
+    smooth_image(picture.pixels, picture.width, picture.height, map.get());
+    return adaptive_tile_threshold(picture.width, picture.height, map.get(), map.get(), divisions) &&
+           trace_contours(picture.width, picture.height, map.get(), outlines);
 }
 
 // Whether an outline keeps clear of the border and is neither a line nor ten times longer than wide.

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 // A threshold for every pixel: each tile of the image has one of its own, and between the tiles' centres they are
 // interpolated in double, every term truncated by itself. What a term has in common with the other rows of pixels
-// between the same tiles, the threshold times the horizontal fraction, is its first product and computed once.
+// between the same tiles, the threshold times the horizontal fraction, is its first product and computed once. Where
+// the pixels of a block lie beyond the thresholds of all tiles around, nothing is interpolated.
 #include "detect/tile_threshold.h"
 
 #include "core/heap.h"
@@ -25,7 +26,8 @@ namespace
 
 // Columns that are interpolated together, so that their products stay in the nearest cache.
 constexpr std::size_t kStrip = 128;
-constexpr std::size_t kPad = 8; // lanes of the widest vector of doubles
+constexpr std::size_t kBlock = 32; // columns that are decided together; divides kStrip
+constexpr std::size_t kPad = 8;    // lanes of the widest vector of doubles
 
 // Products of thresholds with horizontal fractions, for the tiles below and above a row of pixels, to its right and
 // left.
@@ -34,6 +36,11 @@ struct Corners {
     double lower_left[kStrip + kPad];
     double upper_right[kStrip + kPad];
     double upper_left[kStrip + kPad];
+
+    // Of the tiles around. The four terms add up to a mean of their thresholds and each loses less than 1, so that the
+    // sum lies between lowest - 4 and highest. Rounding cannot carry it beyond: it is a whole number.
+    std::uint8_t lowest;
+    std::uint8_t highest;
 };
 
 } // namespace
@@ -56,8 +63,8 @@ HWY_INLINE V term(const double* corner, V fraction)
     return hn::Floor(hn::Mul(hn::LoadU(Doubles(), corner), fraction));
 }
 
-// The thresholds of one row; whole vectors are written.
-HWY_INLINE void interpolate(const Corners& corners, double lower, double upper, std::size_t width,
+// The thresholds of count columns from x on; whole vectors are written.
+HWY_INLINE void interpolate(const Corners& corners, double lower, double upper, std::size_t x, std::size_t count,
                             std::uint8_t* thresholds)
 {
     const Doubles d;
@@ -65,10 +72,10 @@ HWY_INLINE void interpolate(const Corners& corners, double lower, double upper, 
     const hn::Rebind<std::uint8_t, Doubles> du8;
     const V fy = hn::Set(d, lower);
     const V rest = hn::Set(d, upper);
-    for (std::size_t x = 0; x < width; x += hn::Lanes(d)) {
+    for (const std::size_t end = x + count; x < end; x += hn::Lanes(d), thresholds += hn::Lanes(d)) {
         const V below = hn::Add(term(corners.lower_right + x, fy), term(corners.lower_left + x, fy));
         const V above = hn::Add(term(corners.upper_right + x, rest), term(corners.upper_left + x, rest));
-        hn::StoreU(hn::DemoteTo(du8, hn::DemoteTo(di32, hn::Add(below, above))), du8, thresholds + x);
+        hn::StoreU(hn::DemoteTo(du8, hn::DemoteTo(di32, hn::Add(below, above))), du8, thresholds);
     }
 }
 
@@ -101,14 +108,43 @@ HWY_INLINE void mark(const std::uint8_t* pixels, const std::uint8_t* thresholds,
         map[x] = pixels[x] <= thresholds[x] ? 1 : 0;
 }
 
+enum class Shade { Light, Dark, Mixed };
+
+// Light or Dark when all kBlock pixels are so by every threshold between the tiles.
+HWY_INLINE Shade shade_of_block(const Corners& corners, const std::uint8_t* pixels)
+{
+    const hn::CappedTag<std::uint8_t, kBlock> d;
+    auto darkest = hn::LoadU(d, pixels);
+    auto lightest = darkest;
+    for (std::size_t x = hn::Lanes(d); x < kBlock; x += hn::Lanes(d)) {
+        const auto v = hn::LoadU(d, pixels + x);
+        darkest = hn::Min(darkest, v);
+        lightest = hn::Max(lightest, v);
+    }
+    if (hn::AllTrue(d, hn::Ne(hn::Min(darkest, hn::Set(d, corners.highest)), darkest)))
+        return Shade::Light;
+    lightest = hn::SaturatedAdd(lightest, hn::Set(d, std::uint8_t{4}));
+    if (hn::AllTrue(d, hn::Eq(hn::Min(lightest, hn::Set(d, corners.lowest)), lightest)))
+        return Shade::Dark;
+    return Shade::Mixed;
+}
+
 // lower, upper: the vertical fraction and its complement
 template <class Mark>
 HWY_INLINE void mark_row(const Corners& corners, double lower, double upper, const std::uint8_t* pixels,
                          std::size_t width, Mark* map)
 {
-    std::uint8_t thresholds[kStrip + kPad];
-    interpolate(corners, lower, upper, width, thresholds);
-    mark(pixels, thresholds, width, map);
+    std::uint8_t thresholds[kBlock + kPad];
+    for (std::size_t x = 0; x < width; x += kBlock) {
+        const std::size_t count = std::min(kBlock, width - x);
+        const Shade shade = count == kBlock ? shade_of_block(corners, pixels + x) : Shade::Mixed;
+        if (shade != Shade::Mixed) {
+            std::fill_n(map + x, kBlock, static_cast<Mark>(shade == Shade::Dark ? 1 : 0));
+            continue;
+        }
+        interpolate(corners, lower, upper, x, count, thresholds);
+        mark(pixels + x, thresholds, count, map + x);
+    }
 }
 
 void mark_row8(const Corners& corners, double lower, double upper, const std::uint8_t* pixels, std::size_t width,
@@ -220,8 +256,14 @@ void fill_corners(const Grid& grid, const Position* columns, std::size_t width, 
 {
     const std::uint8_t* const lower = grid.thresholds.get() + to_count(row.after) * to_count(grid.x.count);
     const std::uint8_t* const upper = grid.thresholds.get() + to_count(row.before) * to_count(grid.x.count);
+    corners.lowest = 255;
+    corners.highest = 0;
     for (std::size_t i = 0; i < width; ++i) {
         const Position& column = columns[i];
+        for (const std::uint8_t* const tiles : {lower, upper}) {
+            corners.lowest = std::min({corners.lowest, tiles[column.before], tiles[column.after]});
+            corners.highest = std::max({corners.highest, tiles[column.before], tiles[column.after]});
+        }
         corners.lower_right[i] = lower[column.after] * column.fraction;
         corners.lower_left[i] = lower[column.before] * (1 - column.fraction);
         corners.upper_right[i] = upper[column.after] * column.fraction;

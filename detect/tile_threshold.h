@@ -18,7 +18,7 @@ namespace panoval
 [[nodiscard]] bool adaptive_tile_threshold(std::int32_t width, std::int32_t height, const std::uint8_t* image,
                                            std::uint32_t* map, std::int32_t divisions);
 
-// The same with a map of bytes.
+// The same with a map of bytes, which may be the image itself.
 [[nodiscard]] bool adaptive_tile_threshold(std::int32_t width, std::int32_t height, const std::uint8_t* image,
                                            std::uint8_t* map, std::int32_t divisions);
 

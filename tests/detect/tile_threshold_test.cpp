@@ -43,6 +43,9 @@ std::vector<std::uint32_t> map_of(const Picture& image, int width, int height, i
     EXPECT_TRUE(wide.intact() && narrow.intact());
     const auto bytes = narrow.values();
     EXPECT_EQ(wide.values(), std::vector<std::uint32_t>(bytes.begin(), bytes.end()));
+    Guarded<std::uint8_t> in_place(image);
+    EXPECT_TRUE(adaptive_tile_threshold(width, height, in_place.data(), in_place.data(), divisions));
+    EXPECT_EQ(in_place.values(), bytes);
     return wide.values();
 }
 
@@ -211,6 +214,21 @@ TEST(AdaptiveThreshold, InterpolatesBetweenTheTilesCentres)
                 EXPECT_EQ(map_of(image, 16, 8, 2)[probe], above == 0 ? 1u : 0u) << x;
             }
     });
+}
+
+TEST(AdaptiveThreshold, EqualsItsTwinOnEvenRowsNearTheThresholdOfTheirTiles)
+{
+    // Tiles of threshold 100 and 103; one row is even, close to them.
+    for (int level = 92; level <= 106; ++level) {
+        Picture image;
+        for (std::size_t i = 0; i < 160 * 20; ++i)
+            image.push_back(i / 160 == 7   ? static_cast<std::uint8_t>(level)
+                            : i % 2 == 0   ? 255
+                            : i % 160 < 80 ? 100
+                                           : 103);
+        expect_twin(image, 160, 20, 2);
+        expect_twin(image, 160, 20, 1);
+    }
 }
 
 TEST(AdaptiveThreshold, MarksAUniformImageOnlyWhereItIsBlack)
