@@ -249,9 +249,17 @@ TEST_F(TiffPicture, OtherKindsOfSamplesAreNamed)
 
 TEST_F(TiffPicture, OversizedPicturesAreRefusedByTheirTags)
 {
-    append(
-        test_picture(4, 4, 3, 8), [](TIFF* tiff) { TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, 1000000000); }, "w");
-    EXPECT_TRUE(contains(error_of([&] { (void)probe_image(name()); }), "at most 2^31 - 1 bytes of samples"));
+    append(test_picture(4, 4, 3, 8), {}, "wl");
+    std::string bytes = read_text("a.tif");
+    const std::string width("\x00\x01\x03\x00\x01\x00\x00\x00\x04\x00\x00\x00", 12); // tag, short, one, 4
+    const std::size_t at = bytes.find(width);
+    ASSERT_NE(at, std::string::npos);
+    bytes.replace(at + 2, 1, "\x04"); // long
+    bytes.replace(at + 8, 4, std::string("\x00\xCA\x9A\x3B", 4));
+    const std::string file = write_text("huge.tif", bytes);
+    EXPECT_EQ(error_of([&] { (void)probe_image(file); }),
+              file + ": found a picture of 1000000000 x 4 pixels with 3 x 8 bit; expected at most 2^31 - 1 bytes of "
+                     "samples");
 }
 
 TEST_F(TiffPicture, EveryTruncationIsExplained)
