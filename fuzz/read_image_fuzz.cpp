@@ -1,0 +1,63 @@
+// SPDX-License-Identifier: MIT
+// Feeds files of any bytes to the program's picture readers: each is read as its first bytes say, PNG, TIFF, JPEG or
+// PNM, and must either give all of its layers or fail with a message.
+#include "cli/errors.h"
+#include "cli/image_read.h"
+
+#include <cstdlib>
+#include <string>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+namespace
+{
+
+using panoval::cli::Image;
+using panoval::cli::ImageInfo;
+
+constexpr std::size_t kMaxSamples = 1 << 20; // larger pictures would take all the time
+constexpr std::size_t kMaxLayers = 8;
+
+void require(bool condition)
+{
+    if (!condition)
+        std::abort();
+}
+
+// Makes the memory file hold the bytes, and gives its name.
+const std::string& file_of(const std::uint8_t* data, std::size_t size)
+{
+    static const int descriptor = memfd_create("input", 0);
+    static const std::string name = "/proc/self/fd/" + std::to_string(descriptor);
+    require(ftruncate(descriptor, static_cast<off_t>(size)) == 0);
+    require(pwrite(descriptor, data, size, 0) == static_cast<ssize_t>(size));
+    return name;
+}
+
+void read_layer(const std::string& name, std::size_t layer, const ImageInfo& info)
+{
+    const Image image = panoval::cli::read_image(name, layer);
+    require(describe(image) == describe(info));
+    require((image.mask != nullptr) == info.has_alpha);
+    volatile std::uint8_t sum = 0; // every byte must be there
+    for (std::size_t i = 0; i < image.bytes(); ++i)
+        sum = static_cast<std::uint8_t>(sum + image.data[i]);
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size)
+{
+    const std::string& name = file_of(data, size);
+    try {
+        const auto layers = panoval::cli::probe_image(name);
+        require(!layers.empty());
+        for (std::size_t i = 0; i < layers.size() && i < kMaxLayers; ++i)
+            if (layers[i].samples() <= kMaxSamples)
+                read_layer(name, i, layers[i]);
+    } catch (const panoval::cli::UserError& error) {
+        require(std::string(error.what()).find(": found ") != std::string::npos);
+    }
+    return 0;
+}
