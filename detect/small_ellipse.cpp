@@ -6,8 +6,10 @@
 #include "core/numbers.h"
 #include "detect/histogram.h"
 #include "detect/inside_mean.h"
+#include "detect/ring_positions.h"
 #include "panoval.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -23,12 +25,6 @@ constexpr double kBrightShareOfInside = 0.6;
 constexpr double kSmallestExtent = 0.2;
 constexpr double kLargestSingleExtent = 0.6;
 constexpr double kLargestExtent = 1.2;
-
-// a and b are the full axes for the inside and the semi-axes of the ring, which is twice as large.
-struct Target {
-    double x, y, a, b;
-    double cosine, sine; // of the orientation
-};
 
 struct Image {
     std::uint8_t* pixels;
@@ -51,28 +47,20 @@ struct Ring {
     std::int32_t next(std::int32_t i) const { return i + 1 == count ? 0 : i + 1; }
 };
 
-// A position on the ring of count samples, in whole pixels.
-std::int32_t ring_index(const Target& target, std::int32_t i, std::int32_t count, std::int32_t width)
+void sample(const Image& image, const RingShape& target, Ring& ring)
 {
-    const double phi = (i * kTwoPi) / count;
-    const double c = std::cos(phi);
-    const double s = std::sin(phi);
-    const std::int32_t radius =
-        truncate_to_int(std::sqrt(1 / ((c * c) / (target.a * target.a) + (s * s) / (target.b * target.b))));
-    const double dx = truncate_to_int(radius * c);
-    const double dy = truncate_to_int(radius * s);
-    const double x = dx * target.cosine - dy * target.sine + target.x;
-    const double y = dy * target.cosine + dx * target.sine + target.y;
-    return wrapping_add(wrapping_mul(truncate_to_int(y), width), truncate_to_int(x));
-}
-
-void sample(const Image& image, const Target& target, Ring& ring)
-{
-    for (std::int32_t i = 0; i < ring.count; ++i) {
-        const std::int32_t index = ring_index(target, i, ring.count, image.width);
-        const auto at = static_cast<std::size_t>(i);
-        ring.index[at] = index;
-        ring.level[at] = image.contains(index) ? image.pixels[index] : std::uint8_t{0};
+    std::int32_t x[kRingBatch];
+    std::int32_t y[kRingBatch];
+    for (std::int32_t first = 0; first < ring.count;) {
+        const std::int32_t count = std::min(kRingBatch, ring.count - first);
+        ring_positions(target, first, count, ring.count, x, y);
+        for (std::int32_t i = 0; i < count; ++i) {
+            const std::int32_t index = wrapping_add(wrapping_mul(y[i], image.width), x[i]);
+            const auto at = static_cast<std::size_t>(first) + static_cast<std::size_t>(i);
+            ring.index[at] = index;
+            ring.level[at] = image.contains(index) ? image.pixels[index] : std::uint8_t{0};
+        }
+        first += count;
     }
 }
 
@@ -86,7 +74,8 @@ std::int32_t threshold_of(const Ring& ring)
     return between_class_threshold(bins);
 }
 
-std::int32_t mean_inside(const Image& image, const Target& target)
+// The ellipse itself is half as large as its ring: the ring's semi-axes are its full axes.
+std::int32_t mean_inside(const Image& image, const RingShape& target)
 {
     const double a = target.a / 2;
     const double b = target.b / 2;
@@ -131,7 +120,7 @@ Pixel pixel_of(std::int32_t index, std::int32_t width)
 
 // The angle of a ring sample in the ellipse's frame, its minor direction stretched to a circle. Positions count from
 // the middle of the image, on purpose.
-double stretched_angle(const Image& image, const Target& target, std::int32_t index)
+double stretched_angle(const Image& image, const RingShape& target, std::int32_t index)
 {
     const Pixel pixel = pixel_of(index, image.width);
     const double x = static_cast<double>(pixel.column) - image.width / 2;
@@ -171,7 +160,7 @@ private:
 
 // One run of bright samples: start is the dark sample before it, end its last one, beyond count where the run passes
 // the ring's origin. False when the heap is exhausted.
-bool report_run(const Image& image, const Target& target, const Ring& ring, std::int64_t start, std::int64_t end,
+bool report_run(const Image& image, const RingShape& target, const Ring& ring, std::int64_t start, std::int64_t end,
                 Records& records)
 {
     const auto index_at = [&](std::int64_t i) { return ring.index[static_cast<std::size_t>(i % ring.count)]; };
@@ -190,7 +179,7 @@ bool report_run(const Image& image, const Target& target, const Ring& ring, std:
     return add((start + end) / 2, (end - start) / 2);
 }
 
-bool report_runs(const Image& image, const Target& target, const Ring& ring, std::int32_t first, Records& records)
+bool report_runs(const Image& image, const RingShape& target, const Ring& ring, std::int32_t first, Records& records)
 {
     std::int64_t start = first;
     std::int32_t k = first;
@@ -208,7 +197,7 @@ bool report_runs(const Image& image, const Target& target, const Ring& ring, std
     return true;
 }
 
-std::int32_t sample_count(const Target& target)
+std::int32_t sample_count(const RingShape& target)
 {
     return truncate_to_int((2 * target.a - 2 * target.b) * 4 + 2 * target.b * kTwoPi);
 }
@@ -221,7 +210,8 @@ extern "C" PANOVAL_API uint32_t find_small_ellipse(uint8_t* image, int32_t width
 {
     using namespace panoval;
     *regions = nullptr;
-    const Target target = {ellipse[0], ellipse[1], ellipse[2], ellipse[3], std::cos(ellipse[4]), std::sin(ellipse[4])};
+    const RingShape target = {ellipse[0], ellipse[1],           ellipse[2],
+                              ellipse[3], std::cos(ellipse[4]), std::sin(ellipse[4])};
     const Image picture = {image, width, height};
     Ring ring = {sample_count(target), {}, {}};
     if (ring.count < 1 || target.b == 0)

@@ -679,9 +679,17 @@ PANOVAL_API int32_t find_ellipse(const uint8_t* image, int32_t width, int32_t he
  *                has them as semi-axes
  * regions        receives a new array, or null without a result; the caller frees it; the records own no points
  *
- * Sets cx, cy (a pixel on the ring) and major = minor (size in ring samples) of each record. A feature of more than
- * 0.6 radians gives two records. Where the samples do not separate into two classes the image is left untouched.
- * Ring positions outside the image count as 0 and are not painted. Returns the number of records.
+ * Sets cx, cy (a pixel on the ring) and major = minor (size in ring samples) of each record; the other fields are 0.
+ * The records follow the ring. A run of bright samples counts where it spans more than 0.2 and less than 1.2 radians,
+ * as seen from the middle of the image, not of the ellipse; one of more than 0.6 radians gives two records. Bright is
+ * what lies above the threshold between the ring's two classes and above 0.6 times the mean inside the ellipse; with B
+ * above A that is the mean of the whole image.
+ *
+ * Where the samples do not separate into two classes, or separate at level 0, the image is left untouched. Ring
+ * positions outside the image count as 0 and are not painted; one beside a row that is still an index of the image is
+ * a pixel of the next row. A B of 0 or a ring of less than one sample gives nothing.
+ *
+ * Returns the number of records; 0 without memory, possibly with the ring painted.
  */
 PANOVAL_API uint32_t find_small_ellipse(uint8_t* image, int32_t width, int32_t height, const double* ellipse,
                                         EllipseRegion** regions);

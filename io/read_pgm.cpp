@@ -15,6 +15,13 @@ namespace
 
 constexpr int kLineBytes = 260; // with the terminator
 
+#ifdef _WIN32
+// The system's own: MinGW's stand-in crashes when the heap is exhausted.
+constexpr auto scan_text = __ms_sscanf;
+#else
+constexpr auto scan_text = std::sscanf;
+#endif
+
 // The next piece of the header. What cannot be read, be it a file's end or a folder, counts as an empty line, so that
 // the header always ends.
 void read_line(std::FILE* file, char (&line)[kLineBytes]) noexcept
@@ -38,7 +45,7 @@ void read_header(std::FILE* file, std::int32_t* width, std::int32_t* height) noe
             continue;
         ++lines;
         if (lines == kSizeLine)
-            (void)std::sscanf(line, "%d%d", width, height);
+            (void)scan_text(line, "%d%d", width, height);
     }
 }
 

@@ -14,6 +14,12 @@
 namespace panoval::reference
 {
 
+#ifdef _WIN32
+inline constexpr auto scan_text = __ms_sscanf; // MinGW's own limits large numbers in another way
+#else
+inline constexpr auto scan_text = std::sscanf;
+#endif
+
 struct ReadPgm {
     std::int32_t width;
     std::int32_t height;
@@ -64,11 +70,11 @@ inline ReadPgm read_pgm(std::string_view bytes, std::int32_t width, std::int32_t
         if (line[0] == '#')
             continue;
         if (field == 0)
-            std::sscanf(line.data(), "P%d", &magic);
+            scan_text(line.data(), "P%d", &magic);
         if (field == 1)
-            std::sscanf(line.data(), "%d%d", &result.width, &result.height);
+            scan_text(line.data(), "%d%d", &result.width, &result.height);
         if (field == 2)
-            std::sscanf(line.data(), "%d", &maximum);
+            scan_text(line.data(), "%d", &maximum);
         ++field;
     }
     const std::int64_t count = static_cast<std::int64_t>(result.width) * static_cast<std::int64_t>(result.height);
