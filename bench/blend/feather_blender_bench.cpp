@@ -81,15 +81,14 @@ struct Feather {
     }
 };
 
-std::shared_ptr<Feather> make(Content content, int width, int height, int channels, int elem_size)
+std::shared_ptr<Feather> make_feather(Content content, int width, int height, int channels, int elem_size)
 {
     return std::make_shared<Feather>(content, width, height, channels, elem_size);
 }
 
-panoval::bench::Case describe(const Feather& f, Content content, const char* routine)
+panoval::bench::Case describe(const Feather& f, Content content)
 {
     panoval::bench::Case c;
-    c.routine = std::string(routine) + " " + std::to_string(f.img.channels) + "x" + std::to_string(8 * f.img.elemSize);
     c.size = std::to_string(f.img.width) + "x" + std::to_string(f.img.height);
     c.content = name_of(content);
     c.pixels = static_cast<double>(f.pixels);
@@ -97,23 +96,23 @@ panoval::bench::Case describe(const Feather& f, Content content, const char* rou
 }
 
 // Fed again and again onto the same canvas.
-void add_feed(Content content, int width, int height, int channels, int elem_size)
+panoval::bench::Case make_feed(Content content, int width, int height, int channels, int elem_size)
 {
-    const auto f = make(content, width, height, channels, elem_size);
+    const auto f = make_feather(content, width, height, channels, elem_size);
     f->prepare();
-    auto c = describe(*f, content, "feather_blender_feed");
+    auto c = describe(*f, content);
     c.memcpy_bytes = f->pixels * feed_bytes(static_cast<std::size_t>(channels), static_cast<std::size_t>(elem_size));
     c.fast = [f] { f->feed(); };
     c.twin = [f] { f->feed_twin(); };
     c.same = [f] { return f->same_sums(); };
-    panoval::bench::add_case(c);
+    return c;
 }
 
 // Each call blends a canvas that was prepared and fed untimed.
-void add_blend(Content content, int width, int height, int channels, int elem_size)
+panoval::bench::Case make_blend(Content content, int width, int height, int channels, int elem_size)
 {
-    const auto f = make(content, width, height, channels, elem_size);
-    auto c = describe(*f, content, "feather_blender_blend");
+    const auto f = make_feather(content, width, height, channels, elem_size);
+    auto c = describe(*f, content);
     c.memcpy_bytes = f->pixels * static_cast<std::size_t>(channels * (4 + elem_size) + 4);
     c.fast = [f] { f->blend(); };
     c.twin = [f] { f->blend_twin(); };
@@ -130,14 +129,14 @@ void add_blend(Content content, int width, int height, int channels, int elem_si
         f->feed();
         f->feed_twin();
     };
-    panoval::bench::add_case(c);
+    return c;
 }
 
 // A whole panorama of one image, fresh pages included.
-void add_panorama(Content content, int width, int height)
+panoval::bench::Case make_panorama(Content content, int width, int height)
 {
-    const auto f = make(content, width, height, 3, 1);
-    auto c = describe(*f, content, "feather panorama");
+    const auto f = make_feather(content, width, height, 3, 1);
+    auto c = describe(*f, content);
     c.fast = [f] {
         feather_blender_prepare(&f->blender[0], 3, &f->canvas);
         f->feed();
@@ -149,7 +148,29 @@ void add_panorama(Content content, int width, int height)
         f->blend_twin();
     };
     c.same = [f] { return f->same_panorama(); };
-    panoval::bench::add_case(c);
+    return c;
+}
+
+std::string name(const char* routine, int channels, int elem_size)
+{
+    return std::string(routine) + " " + std::to_string(channels) + "x" + std::to_string(8 * elem_size);
+}
+
+void add_feed(Content content, int width, int height, int channels, int elem_size)
+{
+    panoval::bench::add_case(name("feather_blender_feed", channels, elem_size),
+                             [=] { return make_feed(content, width, height, channels, elem_size); });
+}
+
+void add_blend(Content content, int width, int height, int channels, int elem_size)
+{
+    panoval::bench::add_case(name("feather_blender_blend", channels, elem_size),
+                             [=] { return make_blend(content, width, height, channels, elem_size); });
+}
+
+void add_panorama(Content content, int width, int height)
+{
+    panoval::bench::add_case(name("feather panorama", 3, 1), [=] { return make_panorama(content, width, height); });
 }
 
 const panoval::bench::Registration registration([] {

@@ -53,20 +53,19 @@ struct Feeding {
     reference::MultiBand twin;
 };
 
-void add_feed(test::Content content, int channels, int elem_size, int bands)
+Case make_feed(test::Content content, int channels, int elem_size, int bands)
 {
     constexpr int kWidth = 2000;
     constexpr int kHeight = 1500;
     const auto f = std::make_shared<Feeding>(content, kWidth, kHeight, channels, elem_size, bands);
     Case c;
-    c.routine = "multi_band_blender_feed";
     c.size = std::to_string(kWidth) + "x" + std::to_string(kHeight) + "x" + std::to_string(channels);
     c.content = test::name_of(content) + (elem_size == 2 ? "/16" : "") + "/" + std::to_string(bands);
     c.pixels = kWidth * kHeight;
     c.fast = [f] { multi_band_blender_feed(&f->blender, &f->img, &f->mask, {200, 150}); };
     c.twin = [f] { reference::multi_band_feed(f->twin, f->img, f->mask, {200, 150}); };
     c.same = [f] { return f->same(); };
-    add_case(std::move(c));
+    return c;
 }
 
 // Blending frees the canvas, so that every call gets a copy of it.
@@ -125,13 +124,12 @@ struct Blending {
     std::vector<std::uint8_t> expected;
 };
 
-void add_blend(int channels)
+Case make_blend(int channels)
 {
     const auto b = std::make_shared<Blending>(1600, 1200, channels, 5);
     const Roi canvas = b->feeding.blender.dstRoiFinal;
     const auto pixels = static_cast<std::size_t>(canvas.width) * static_cast<std::size_t>(canvas.height);
     Case c;
-    c.routine = "multi_band_blender_blend";
     c.size = std::to_string(canvas.width) + "x" + std::to_string(canvas.height) + "x" + std::to_string(channels);
     c.content = "photo";
     c.pixels = static_cast<double>(pixels);
@@ -142,7 +140,12 @@ void add_blend(int channels)
     c.twin = [b] { b->expected = reference::multi_band_blend(b->twin_copy, 1); };
     c.same = [b] { return std::memcmp(b->out.data, b->expected.data(), b->expected.size()) == 0; };
     c.restore = [b] { b->restore(); };
-    add_case(std::move(c));
+    return c;
+}
+
+void add_feed(test::Content content, int channels, int elem_size, int bands)
+{
+    add_case("multi_band_blender_feed", [=] { return make_feed(content, channels, elem_size, bands); });
 }
 
 const Registration registration([] {
@@ -152,8 +155,8 @@ const Registration registration([] {
     add_feed(test::Content::Photograph, 3, 2, 5);
     add_feed(test::Content::Photograph, 1, 1, 5);
     add_feed(test::Content::Photograph, 4, 1, 5);
-    add_blend(3);
-    add_blend(1);
+    for (const int channels : {3, 1})
+        add_case("multi_band_blender_blend", [=] { return make_blend(channels); });
 });
 
 } // namespace

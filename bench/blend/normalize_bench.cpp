@@ -12,7 +12,7 @@
 namespace
 {
 
-void add(int width, int height, int channels)
+panoval::bench::Case make(int width, int height, int channels)
 {
     struct Data {
         std::vector<float> weights, source, sums[2];
@@ -41,16 +41,19 @@ void add(int width, int height, int channels)
     d->weight = {width, height, 1, d->weights.data()};
     for (int i = 0; i < 2; ++i)
         d->matrix[i] = {width, height, channels, d->sums[i].data()};
-    panoval::bench::add_case({"normalize_by_weight", std::to_string(width) + "x" + std::to_string(height),
-                              "noise x" + std::to_string(channels), static_cast<double>(pixels),
-                              4 * pixels + 8 * samples, [d] { d->fast(); }, [d] { d->twin(); },
-                              [d] { return d->same(); }, [d] { d->restore(); }});
+    return {std::to_string(width) + "x" + std::to_string(height),
+            "noise x" + std::to_string(channels),
+            static_cast<double>(pixels),
+            4 * pixels + 8 * samples,
+            [d] { d->fast(); },
+            [d] { d->twin(); },
+            [d] { return d->same(); },
+            [d] { d->restore(); }};
 }
 
 const panoval::bench::Registration registration([] {
-    add(1000, 750, 1);
-    add(1000, 750, 3);
-    add(1000, 750, 4);
+    for (const int channels : {1, 3, 4})
+        panoval::bench::add_case("normalize_by_weight", [=] { return make(1000, 750, channels); });
 });
 
 } // namespace

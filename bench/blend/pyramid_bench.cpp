@@ -57,35 +57,49 @@ struct Pyramids {
     std::vector<Image> twin_levels;
 };
 
-Case case_of(const char* routine, int channels)
+constexpr std::size_t bytes_of(int channels)
+{
+    return static_cast<std::size_t>(kWidth * kHeight * channels) * sizeof(float);
+}
+
+Case case_of(int channels)
 {
     Case c;
-    c.routine = routine;
     c.size = std::to_string(kWidth) + "x" + std::to_string(kHeight) + "x" + std::to_string(channels);
     c.content = "photo";
     c.pixels = kWidth * kHeight;
     return c;
 }
 
-void add_cases(int channels)
+Case make_down(int channels)
 {
     const auto p = std::make_shared<Pyramids>(channels);
-    const auto bytes = static_cast<std::size_t>(kWidth * kHeight * channels) * sizeof(float);
-    Case down = case_of("pyr_down", channels);
+    const std::size_t bytes = bytes_of(channels);
+    Case down = case_of(channels);
     down.memcpy_bytes = bytes + bytes / 4;
     down.fast = [p] { pyr_down(&p->src, &p->half, kBorderMirrorInner); };
     down.twin = [p] { reference::pyr_down(p->image, p->twin_half, 4); };
     down.same = [p] { return equal(p->half, p->twin_half); };
-    add_case(std::move(down));
+    return down;
+}
 
-    Case up = case_of("pyr_up", channels);
+Case make_up(int channels)
+{
+    const auto p = std::make_shared<Pyramids>(channels);
+    const std::size_t bytes = bytes_of(channels);
+    Case up = case_of(channels);
     up.memcpy_bytes = bytes + bytes / 4;
     up.fast = [p] { pyr_up(&p->half, &p->twice); };
     up.twin = [p] { reference::pyr_up(p->twin_half, p->twin_twice); };
     up.same = [p] { return equal(p->twice, p->twin_twice); };
-    add_case(std::move(up));
+    return up;
+}
 
-    Case laplace = case_of("create_laplace_pyr", channels);
+Case make_laplace(int channels)
+{
+    const auto p = std::make_shared<Pyramids>(channels);
+    const std::size_t bytes = bytes_of(channels);
+    Case laplace = case_of(channels);
     laplace.memcpy_bytes = bytes + bytes * 4 / 3;
     laplace.fast = [p] { create_laplace_pyr(&p->src, kBands, p->levels); };
     laplace.twin = [p] { p->twin_levels = reference::create_laplace_pyr(p->image, kBands); };
@@ -95,12 +109,15 @@ void add_cases(int channels)
             same = same && equal(p->levels[i], p->twin_levels[i]);
         return same;
     };
-    add_case(std::move(laplace));
+    return laplace;
 }
 
 const Registration registration([] {
-    add_cases(1);
-    add_cases(3);
+    for (const int channels : {1, 3}) {
+        add_case("pyr_down", [=] { return make_down(channels); });
+        add_case("pyr_up", [=] { return make_up(channels); });
+        add_case("create_laplace_pyr", [=] { return make_laplace(channels); });
+    }
 });
 
 } // namespace

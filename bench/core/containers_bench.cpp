@@ -20,20 +20,24 @@ struct Destroy {
     }
 };
 
-void add_reset(std::int32_t width, std::int32_t height)
+Case make_reset(std::int32_t width, std::int32_t height)
 {
     const std::shared_ptr<Mat> m(new Mat, Destroy());
     MatInit(m.get());
     MatReset(m.get(), width, height, 3, 1);
     const auto bytes = static_cast<std::size_t>(m->size);
     Case c;
-    c.routine = "MatReset (twin: memset)";
     c.size = std::to_string(width) + "x" + std::to_string(height);
     c.content = "3 x 8 bit";
     c.pixels = static_cast<double>(width) * height;
     c.fast = [m, width, height] { MatReset(m.get(), width, height, 3, 1); };
     c.twin = [m, bytes] { std::memset(m->data, 0, bytes); };
-    add_case(std::move(c));
+    return c;
+}
+
+void add_reset(std::int32_t width, std::int32_t height)
+{
+    add_case("MatReset (twin: memset)", [=] { return make_reset(width, height); });
 }
 
 const Registration registration([] {

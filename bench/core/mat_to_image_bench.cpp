@@ -20,7 +20,7 @@ struct Data {
     Mat image;
 };
 
-void add_format(std::int32_t width, std::int32_t height, std::int32_t channels, std::int32_t elem_size)
+Case make(std::int32_t width, std::int32_t height, std::int32_t channels, std::int32_t elem_size)
 {
     const auto pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
     const auto bytes = pixels * static_cast<std::size_t>(channels * elem_size);
@@ -31,7 +31,6 @@ void add_format(std::int32_t width, std::int32_t height, std::int32_t channels, 
     const auto size = static_cast<std::int32_t>(bytes);
     data->image = {width, height, channels, elem_size, size, size, data->samples.data()};
     Case c;
-    c.routine = "MatToImage";
     c.size = std::to_string(width) + "x" + std::to_string(height);
     c.content = std::to_string(channels) + " x " + std::to_string(8 * elem_size) + " bit";
     c.pixels = static_cast<double>(pixels);
@@ -39,14 +38,14 @@ void add_format(std::int32_t width, std::int32_t height, std::int32_t channels, 
     c.fast = [data] { MatToImage(&data->image, data->fast.data()); };
     c.twin = [data] { panoval::reference::mat_to_image(data->image, data->twin.data()); };
     c.same = [data] { return data->fast == data->twin; };
-    add_case(std::move(c));
+    return c;
 }
 
 const Registration registration([] {
     for (const std::int32_t channels : {1, 3})
         for (const std::int32_t elem_size : {1, 2}) {
-            add_format(200, 150, channels, elem_size);
-            add_format(2000, 1500, channels, elem_size);
+            add_case("MatToImage", [=] { return make(200, 150, channels, elem_size); });
+            add_case("MatToImage", [=] { return make(2000, 1500, channels, elem_size); });
         }
 });
 

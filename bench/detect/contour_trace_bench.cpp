@@ -23,7 +23,7 @@ std::vector<std::uint8_t> foreground_of(test::Content content)
     return map;
 }
 
-void add(test::Content content)
+bench::Case make(test::Content content)
 {
     struct Data {
         std::vector<std::uint8_t> map;
@@ -34,17 +34,16 @@ void add(test::Content content)
     const auto data = std::make_shared<Data>();
     data->map = foreground_of(content);
     data->wide_map.assign(data->map.begin(), data->map.end());
-    bench::Case c{
-        "trace_contours", "2000x1500", test::name_of(content), double{kWidth} * kHeight, data->map.size() * 2, {}, {}};
+    bench::Case c{"2000x1500", test::name_of(content), double{kWidth} * kHeight, data->map.size() * 2, {}, {}};
     c.fast = [data] { (void)trace_contours(kWidth, kHeight, data->map.data(), data->list); };
     c.twin = [data] { data->twin = reference::trace_contours(kWidth, kHeight, data->wide_map); };
     c.same = [data] { return static_cast<std::size_t>(data->list.count) == data->twin.outlines.size(); };
-    bench::add_case(std::move(c));
+    return c;
 }
 
 const bench::Registration registration([] {
     for (const auto content : {test::Content::Noise, test::Content::Photograph, test::Content::TwoLevel})
-        add(content);
+        bench::add_case("trace_contours", [=] { return make(content); });
 });
 
 } // namespace

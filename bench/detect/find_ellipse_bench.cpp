@@ -36,11 +36,11 @@ struct Data {
     ~Data() { clear(); }
 };
 
-void add(const std::string& content, std::vector<std::uint8_t> image, int divisions)
+bench::Case make(const std::string& content, std::vector<std::uint8_t> image, int divisions)
 {
     const auto data = std::make_shared<Data>();
     data->image = std::move(image);
-    bench::Case c{"find_ellipse", "2000x1500", content, double{kWidth} * kHeight, data->image.size(), {}, {}};
+    bench::Case c{"2000x1500", content, double{kWidth} * kHeight, data->image.size(), {}, {}};
     c.fast = [data, divisions] {
         data->clear();
         data->count = find_ellipse(data->image.data(), kWidth, kHeight, &data->regions, kMinPixels, kMaxRms, divisions);
@@ -56,19 +56,25 @@ void add(const std::string& content, std::vector<std::uint8_t> image, int divisi
                 return false;
         return true;
     };
-    bench::add_case(std::move(c));
+    return c;
+}
+
+// 60 targets as on a calibration board, their axes divided by `reduction`.
+std::vector<std::uint8_t> board(double reduction)
+{
+    auto scene = test::target_board(kWidth, kHeight, 10, 6, 1);
+    for (auto& ellipse : scene.ellipses) {
+        ellipse.semi_major /= reduction;
+        ellipse.semi_minor /= reduction;
+    }
+    return test::render(scene);
 }
 
 const bench::Registration registration([] {
-    // 60 targets: small ones as on a calibration board, and large ones
-    auto small_targets = test::target_board(kWidth, kHeight, 10, 6, 1);
-    for (auto& ellipse : small_targets.ellipses) {
-        ellipse.semi_major /= 3;
-        ellipse.semi_minor /= 3;
-    }
-    add("60 small", test::render(small_targets), 8);
-    add("60 large", test::render(test::target_board(kWidth, kHeight, 10, 6, 1)), 8);
-    add("photo", test::picture(test::Content::Photograph, kWidth, kHeight, 1), 8);
+    bench::add_case("find_ellipse", [] { return make("60 small", board(3), 8); });
+    bench::add_case("find_ellipse", [] { return make("60 large", board(1), 8); });
+    bench::add_case("find_ellipse",
+                    [] { return make("photo", test::picture(test::Content::Photograph, kWidth, kHeight, 1), 8); });
 });
 
 } // namespace

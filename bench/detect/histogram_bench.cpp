@@ -21,49 +21,47 @@ struct Histogram {
     std::int32_t twin_threshold = 0;
 };
 
-void add_count(Content content, int width, int height)
+panoval::bench::Case make_count(Content content, int width, int height)
 {
     const auto h = std::make_shared<Histogram>();
     h->pixels = panoval::test::picture(content, width, height, 1);
-    panoval::bench::add_case({.routine = "histogram_count",
-                              .size = std::to_string(width) + "x" + std::to_string(height),
-                              .content = panoval::test::name_of(content),
-                              .pixels = static_cast<double>(width) * height,
-                              .memcpy_bytes = h->pixels.size(),
-                              .fast =
-                                  [=] {
-                                      double* holder = h->fast.data();
-                                      histogram_count(h->pixels.data(), width, height, &holder);
-                                  },
-                              .twin =
-                                  [=] {
-                                      double* holder = h->twin.data();
-                                      panoval::reference::histogram_count(h->pixels.data(), width, height, &holder);
-                                  },
-                              .same = [h] { return h->fast == h->twin; }});
+    return {.size = std::to_string(width) + "x" + std::to_string(height),
+            .content = panoval::test::name_of(content),
+            .pixels = static_cast<double>(width) * height,
+            .memcpy_bytes = h->pixels.size(),
+            .fast =
+                [=] {
+                    double* holder = h->fast.data();
+                    histogram_count(h->pixels.data(), width, height, &holder);
+                },
+            .twin =
+                [=] {
+                    double* holder = h->twin.data();
+                    panoval::reference::histogram_count(h->pixels.data(), width, height, &holder);
+                },
+            .same = [h] { return h->fast == h->twin; }};
 }
 
-void add_threshold(Content content)
+panoval::bench::Case make_threshold(Content content)
 {
     const auto h = std::make_shared<Histogram>();
     h->pixels = panoval::test::picture(content, 640, 480, 1);
     double* holder = h->fast.data();
     histogram_count(h->pixels.data(), 640, 480, &holder);
-    panoval::bench::add_case({.routine = "find_threshold",
-                              .size = "256",
-                              .content = panoval::test::name_of(content),
-                              .pixels = 256,
-                              .fast = [h] { h->fast_threshold = find_threshold(h->fast.data()); },
-                              .twin = [h] { h->twin_threshold = panoval::reference::find_threshold(h->fast.data()); },
-                              .same = [h] { return h->fast_threshold == h->twin_threshold; }});
+    return {.size = "256",
+            .content = panoval::test::name_of(content),
+            .pixels = 256,
+            .fast = [h] { h->fast_threshold = find_threshold(h->fast.data()); },
+            .twin = [h] { h->twin_threshold = panoval::reference::find_threshold(h->fast.data()); },
+            .same = [h] { return h->fast_threshold == h->twin_threshold; }};
 }
 
 const panoval::bench::Registration registration([] {
     for (const Content content : panoval::test::kAllContents)
-        add_count(content, 2000, 1500);
-    add_count(Content::Noise, 32, 32);
+        panoval::bench::add_case("histogram_count", [=] { return make_count(content, 2000, 1500); });
+    panoval::bench::add_case("histogram_count", [] { return make_count(Content::Noise, 32, 32); });
     for (const Content content : {Content::Noise, Content::Photograph, Content::Flat, Content::TwoLevel})
-        add_threshold(content);
+        panoval::bench::add_case("find_threshold", [=] { return make_threshold(content); });
 });
 
 } // namespace

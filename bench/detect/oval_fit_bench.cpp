@@ -60,25 +60,33 @@ struct Outline {
     OvalFit found = {};
 };
 
-void add(int count, double noise, const std::string& content)
+panoval::bench::Case make_whole(int count, double noise, const std::string& content)
 {
     const auto outline = std::make_shared<Outline>(count, noise);
-    const std::string size = std::to_string(count);
-    panoval::bench::add_case(
-        {.routine = "oval_fit",
-         .size = size,
-         .content = content,
-         .pixels = static_cast<double>(count),
-         .fast = [outline] { outline->fit(); },
-         .twin =
-             [outline] { panoval::reference::oval_fit(outline->size(), outline->points.data(), &outline->expected); },
-         .same = [outline] { return std::memcmp(&outline->found, &outline->expected, sizeof(OvalFit)) == 0; }});
-    panoval::bench::add_case({.routine = "oval_fit_inside_libmath",
-                              .size = size,
-                              .content = content,
-                              .pixels = static_cast<double>(count),
-                              .fast = [outline] { outline->repeat_libmath_calls(); },
-                              .twin = [outline] { outline->fit(); }});
+    return {
+        .size = std::to_string(count),
+        .content = content,
+        .pixels = static_cast<double>(count),
+        .fast = [outline] { outline->fit(); },
+        .twin =
+            [outline] { panoval::reference::oval_fit(outline->size(), outline->points.data(), &outline->expected); },
+        .same = [outline] { return std::memcmp(&outline->found, &outline->expected, sizeof(OvalFit)) == 0; }};
+}
+
+panoval::bench::Case make_inside_libmath(int count, double noise, const std::string& content)
+{
+    const auto outline = std::make_shared<Outline>(count, noise);
+    return {.size = std::to_string(count),
+            .content = content,
+            .pixels = static_cast<double>(count),
+            .fast = [outline] { outline->repeat_libmath_calls(); },
+            .twin = [outline] { outline->fit(); }};
+}
+
+void add(int count, double noise, const std::string& content)
+{
+    panoval::bench::add_case("oval_fit", [=] { return make_whole(count, noise, content); });
+    panoval::bench::add_case("oval_fit_inside_libmath", [=] { return make_inside_libmath(count, noise, content); });
 }
 
 const panoval::bench::Registration registration([] {

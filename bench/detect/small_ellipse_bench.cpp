@@ -69,32 +69,36 @@ std::vector<std::uint8_t> picture_with_target(std::int32_t width, std::int32_t h
     return pixels;
 }
 
-void add(std::int32_t width, std::int32_t height, double a, double b, const std::string& content)
+panoval::bench::Case make(std::int32_t width, std::int32_t height, double a, double b, const std::string& content)
 {
     const auto picture = picture_with_target(width, height);
     const auto s = std::make_shared<Scene>(
         Scene{width, height, {width / 2.0, height / 2.0, a, b, 0.3}, picture, picture, picture});
     s->find_painted();
-    panoval::bench::add_case({.routine = "find_small_ellipse",
-                              .size = std::to_string(width) + "x" + std::to_string(height),
-                              .content = content,
-                              .pixels = static_cast<double>(width) * height,
-                              .fast =
-                                  [s] {
-                                      EllipseRegion* regions = nullptr;
-                                      const auto count = find_small_ellipse(s->fast.data(), s->width, s->height,
-                                                                            s->ellipse.data(), &regions);
-                                      s->fast_records = take(regions, count);
-                                  },
-                              .twin =
-                                  [s] {
-                                      EllipseRegion* regions = nullptr;
-                                      const auto count = panoval::reference::find_small_ellipse(
-                                          s->twin.data(), s->width, s->height, s->ellipse.data(), &regions);
-                                      s->twin_records = take(regions, count);
-                                  },
-                              .same = [s] { return s->found_the_same(); },
-                              .restore = [s] { s->restore(); }});
+    return {.size = std::to_string(width) + "x" + std::to_string(height),
+            .content = content,
+            .pixels = static_cast<double>(width) * height,
+            .fast =
+                [s] {
+                    EllipseRegion* regions = nullptr;
+                    const auto count =
+                        find_small_ellipse(s->fast.data(), s->width, s->height, s->ellipse.data(), &regions);
+                    s->fast_records = take(regions, count);
+                },
+            .twin =
+                [s] {
+                    EllipseRegion* regions = nullptr;
+                    const auto count = panoval::reference::find_small_ellipse(s->twin.data(), s->width, s->height,
+                                                                              s->ellipse.data(), &regions);
+                    s->twin_records = take(regions, count);
+                },
+            .same = [s] { return s->found_the_same(); },
+            .restore = [s] { s->restore(); }};
+}
+
+void add(std::int32_t width, std::int32_t height, double a, double b, const std::string& content)
+{
+    panoval::bench::add_case("find_small_ellipse", [=] { return make(width, height, a, b, content); });
 }
 
 const panoval::bench::Registration registration([] {

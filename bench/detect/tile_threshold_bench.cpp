@@ -19,7 +19,7 @@ std::string size_of(int width, int height)
     return std::to_string(width) + "x" + std::to_string(height);
 }
 
-void add_tile(test::Content content, int side)
+bench::Case make_tile(test::Content content, int side)
 {
     struct Data {
         std::vector<std::uint8_t> tile;
@@ -27,16 +27,15 @@ void add_tile(test::Content content, int side)
     };
     const auto data = std::make_shared<Data>();
     data->tile = test::picture(content, side, side, 1);
-    bench::Case c{
-        "tile_otsu_threshold", size_of(side, side), test::name_of(content), double{1} * side * side, 0, {}, {}};
+    bench::Case c{size_of(side, side), test::name_of(content), double{1} * side * side, 0, {}, {}};
     c.fast = [=] { data->fast = tile_otsu_threshold(side, side, data->tile.data()); };
     c.twin = [=] { data->twin = reference::tile_otsu_threshold(side, side, data->tile.data()); };
     c.same = [=] { return data->fast == data->twin; };
-    bench::add_case(std::move(c));
+    return c;
 }
 
 // The threshold of a tile whose levels are counted already.
-void add_counts(test::Content content, int side)
+bench::Case make_counts(test::Content content, int side)
 {
     struct Data {
         std::uint32_t counts[kGreyLevels];
@@ -45,15 +44,15 @@ void add_counts(test::Content content, int side)
     const auto data = std::make_shared<Data>();
     const auto tile = test::picture(content, side, side, 1);
     count_levels(tile.data(), 0, tile.size(), 1, data->counts);
-    bench::Case c{"otsu_threshold", "256", test::name_of(content), 256, 0, {}, {}};
+    bench::Case c{"256", test::name_of(content), 256, 0, {}, {}};
     c.fast = [=] { data->fast = otsu_threshold(data->counts, side * side); };
     c.twin = [=] { data->twin = reference::otsu_threshold(data->counts, side * side); };
     c.same = [=] { return data->fast == data->twin; };
-    bench::add_case(std::move(c));
+    return c;
 }
 
 template <class Mark>
-void add_map(const char* routine, test::Content content, int divisions)
+bench::Case make_map(test::Content content, int divisions)
 {
     constexpr int kWidth = 2000;
     constexpr int kHeight = 1500;
@@ -65,8 +64,7 @@ void add_map(const char* routine, test::Content content, int divisions)
     data->image = test::picture(content, kWidth, kHeight, 1);
     data->fast.resize(data->image.size());
     data->twin.resize(data->image.size());
-    bench::Case c{routine,
-                  size_of(kWidth, kHeight),
+    bench::Case c{size_of(kWidth, kHeight),
                   test::name_of(content) + "/" + std::to_string(divisions),
                   double{kWidth} * kHeight,
                   data->image.size() * (1 + sizeof(Mark)),
@@ -77,13 +75,24 @@ void add_map(const char* routine, test::Content content, int divisions)
         reference::adaptive_tile_threshold(kWidth, kHeight, data->image.data(), data->twin.data(), divisions);
     };
     c.same = [=] { return data->fast == data->twin; };
-    bench::add_case(std::move(c));
+    return c;
+}
+
+void add_tile(test::Content content, int side)
+{
+    bench::add_case("tile_otsu_threshold", [=] { return make_tile(content, side); });
+}
+
+template <class Mark>
+void add_map(const char* routine, test::Content content, int divisions)
+{
+    bench::add_case(routine, [=] { return make_map<Mark>(content, divisions); });
 }
 
 const bench::Registration registration([] {
     for (const auto content :
          {test::Content::Noise, test::Content::Photograph, test::Content::Ramp, test::Content::TwoLevel})
-        add_counts(content, 64);
+        bench::add_case("otsu_threshold", [=] { return make_counts(content, 64); });
     for (const auto content : {test::Content::Noise, test::Content::Photograph, test::Content::Ramp,
                                test::Content::Flat, test::Content::TwoLevel})
         add_tile(content, 64);

@@ -74,7 +74,7 @@ Roi half_of(std::int32_t width, std::int32_t height, Place place)
     return {place == Place::Inside ? width / 4 : width - width * 3 / 8, 0, width / 2, height};
 }
 
-void add_sub_image(std::int32_t width, std::int32_t height, std::int32_t elem_size, Place place)
+Case make_sub_image(std::int32_t width, std::int32_t height, std::int32_t elem_size, Place place)
 {
     constexpr std::int32_t kChannels = 3;
     const auto data = std::make_shared<Images>();
@@ -84,7 +84,6 @@ void add_sub_image(std::int32_t width, std::int32_t height, std::int32_t elem_si
     data->src = {width, height, kChannels, elem_size, size, size, data->samples.data()};
     const Roi roi = half_of(width, height, place);
     Case c;
-    c.routine = "get_sub_image, 3 x " + std::to_string(8 * elem_size) + " bit";
     c.size = size_text(roi.width, roi.height);
     c.content = name_of(place);
     c.pixels = static_cast<double>(pixels_of(roi.width, roi.height));
@@ -95,7 +94,7 @@ void add_sub_image(std::int32_t width, std::int32_t height, std::int32_t elem_si
         return data->fast.size == data->twin.size &&
                std::memcmp(data->fast.data, data->twin.data, static_cast<std::size_t>(data->fast.size)) == 0;
     };
-    add_case(std::move(c));
+    return c;
 }
 
 std::shared_ptr<Masks> masks(Content content, std::int32_t width, std::int32_t height)
@@ -114,12 +113,11 @@ bool same_masks(const Masks& data)
            std::memcmp(data.fast.data, data.twin.data, pixels_of(data.fast.width, data.fast.height)) == 0;
 }
 
-void add_sub_mask(std::int32_t width, std::int32_t height, Place place)
+Case make_sub_mask(std::int32_t width, std::int32_t height, Place place)
 {
     const auto data = masks(Content::TwoLevel, width, height);
     const Roi roi = half_of(width, height, place);
     Case c;
-    c.routine = "get_sub_mask";
     c.size = size_text(roi.width, roi.height);
     c.content = name_of(place);
     c.pixels = static_cast<double>(pixels_of(roi.width, roi.height));
@@ -127,14 +125,13 @@ void add_sub_mask(std::int32_t width, std::int32_t height, Place place)
     c.fast = [data, roi] { get_sub_mask(&data->a, &roi, &data->fast); };
     c.twin = [data, roi] { panoval::reference::get_sub_mask(&data->a, &roi, &data->twin); };
     c.same = [data] { return same_masks(*data); };
-    add_case(std::move(c));
+    return c;
 }
 
-void add_intersect(Content content, std::int32_t width, std::int32_t height)
+Case make_intersect(Content content, std::int32_t width, std::int32_t height)
 {
     const auto data = masks(content, width, height);
     Case c;
-    c.routine = "get_mask_intersect";
     c.size = size_text(width, height);
     c.content = name_of(content);
     c.pixels = static_cast<double>(pixels_of(width, height));
@@ -142,7 +139,23 @@ void add_intersect(Content content, std::int32_t width, std::int32_t height)
     c.fast = [data] { data->fast_count = get_mask_intersect(&data->a, &data->b, &data->fast); };
     c.twin = [data] { data->twin_count = panoval::reference::get_mask_intersect(&data->a, &data->b, &data->twin); };
     c.same = [data] { return same_masks(*data); };
-    add_case(std::move(c));
+    return c;
+}
+
+void add_sub_image(std::int32_t width, std::int32_t height, std::int32_t elem_size, Place place)
+{
+    add_case("get_sub_image, 3 x " + std::to_string(8 * elem_size) + " bit",
+             [=] { return make_sub_image(width, height, elem_size, place); });
+}
+
+void add_sub_mask(std::int32_t width, std::int32_t height, Place place)
+{
+    add_case("get_sub_mask", [=] { return make_sub_mask(width, height, place); });
+}
+
+void add_intersect(Content content, std::int32_t width, std::int32_t height)
+{
+    add_case("get_mask_intersect", [=] { return make_intersect(content, width, height); });
 }
 
 const Registration registration([] {

@@ -12,7 +12,7 @@ namespace
 
 using namespace panoval;
 
-void add(test::Content content, int width, int height, double sigma, const char* name)
+bench::Case make(test::Content content, int width, int height, double sigma)
 {
     struct Data {
         std::vector<std::uint8_t> image;
@@ -24,7 +24,6 @@ void add(test::Content content, int width, int height, double sigma, const char*
     data->edge.resize(data->image.size());
 
     bench::Case c;
-    c.routine = name;
     c.size = std::to_string(width) + "x" + std::to_string(height);
     c.content = test::name_of(content);
     c.pixels = static_cast<double>(data->image.size());
@@ -32,7 +31,12 @@ void add(test::Content content, int width, int height, double sigma, const char*
     c.fast = [=] { canny(data->image.data(), height, width, data->edge.data(), sigma, 0.5, 0.9, nullptr, nullptr); };
     c.twin = [=] { data->twin_edge = reference::canny(data->image.data(), height, width, sigma, 0.5, 0.9).edge; };
     c.same = [=] { return data->edge == data->twin_edge; };
-    bench::add_case(std::move(c));
+    return c;
+}
+
+void add(test::Content content, int width, int height, double sigma, const char* name)
+{
+    bench::add_case(name, [=] { return make(content, width, height, sigma); });
 }
 
 const bench::Registration registration([] {

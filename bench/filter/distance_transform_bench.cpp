@@ -54,18 +54,25 @@ struct Transform {
     }
 };
 
-void add(Content content, int width, int height, float straight, float diagonal, const char* costs)
+panoval::bench::Case make(Content content, int width, int height, float straight, float diagonal)
 {
     const auto t = std::make_shared<Transform>(content, width, height);
     t->metrics[0] = straight;
     t->metrics[1] = diagonal;
     const auto pixels = static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
-    panoval::bench::add_case(
-        {std::string("distanceTransform_3x3 ") + costs, std::to_string(width) + "x" + std::to_string(height),
-         name_of(content), static_cast<double>(pixels), kBytesPerPixel * pixels,
-         [t] { distanceTransform_3x3(&t->src, &t->scratch[0], &t->dist[0], t->metrics); },
-         [t] { panoval::reference::distanceTransform_3x3(&t->src, &t->scratch[1], &t->dist[1], t->metrics); },
-         [t] { return t->same(); }});
+    return {std::to_string(width) + "x" + std::to_string(height),
+            name_of(content),
+            static_cast<double>(pixels),
+            kBytesPerPixel * pixels,
+            [t] { distanceTransform_3x3(&t->src, &t->scratch[0], &t->dist[0], t->metrics); },
+            [t] { panoval::reference::distanceTransform_3x3(&t->src, &t->scratch[1], &t->dist[1], t->metrics); },
+            [t] { return t->same(); }};
+}
+
+void add(Content content, int width, int height, float straight, float diagonal, const char* costs)
+{
+    panoval::bench::add_case(std::string("distanceTransform_3x3 ") + costs,
+                             [=] { return make(content, width, height, straight, diagonal); });
 }
 
 const panoval::bench::Registration registration([] {

@@ -19,7 +19,7 @@ struct Gradient {
     bool operator==(const Gradient&) const = default;
 };
 
-void add(test::Content content, int width, int height)
+bench::Case make(test::Content content, int width, int height)
 {
     struct Data {
         std::vector<std::uint8_t> src;
@@ -28,8 +28,7 @@ void add(test::Content content, int width, int height)
     auto src = test::picture(content, width, height, 1);
     const std::size_t count = src.size();
     const auto data = std::make_shared<Data>(Data{std::move(src), Gradient(count), Gradient(count)});
-    bench::Case c{"gradient_image",
-                  std::to_string(width) + "x" + std::to_string(height),
+    bench::Case c{std::to_string(width) + "x" + std::to_string(height),
                   test::name_of(content),
                   double{1} * width * height,
                   count * 7,
@@ -44,7 +43,12 @@ void add(test::Content content, int width, int height)
                                   data->twin.magnitude.data());
     };
     c.same = [=] { return data->fast == data->twin; };
-    bench::add_case(std::move(c));
+    return c;
+}
+
+void add(test::Content content, int width, int height)
+{
+    bench::add_case("gradient_image", [=] { return make(content, width, height); });
 }
 
 const bench::Registration registration([] {

@@ -15,7 +15,7 @@ using namespace panoval;
 constexpr int kWidth = 2000;
 constexpr int kHeight = 1500;
 
-void add(const std::string& content, std::vector<std::uint8_t> source)
+bench::Case make(const std::string& content, std::vector<std::uint8_t> source)
 {
     struct Data {
         std::vector<std::uint8_t> src, fast, twin;
@@ -24,11 +24,11 @@ void add(const std::string& content, std::vector<std::uint8_t> source)
     data->fast.resize(source.size());
     data->twin.resize(source.size());
     data->src = std::move(source);
-    bench::Case c{"smooth_image", "2000x1500", content, double{kWidth} * kHeight, data->src.size() * 2, {}, {}};
+    bench::Case c{"2000x1500", content, double{kWidth} * kHeight, data->src.size() * 2, {}, {}};
     c.fast = [data] { smooth_image(data->src.data(), kWidth, kHeight, data->fast.data()); };
     c.twin = [data] { reference::smooth_image(data->src.data(), kWidth, kHeight, data->twin.data()); };
     c.same = [data] { return data->fast == data->twin; };
-    bench::add_case(std::move(c));
+    return c;
 }
 
 // One level a pixel along both axes: every sum is a whole number and no window is flat.
@@ -44,8 +44,9 @@ std::vector<std::uint8_t> steep_ramp()
 const bench::Registration registration([] {
     for (const auto content : {test::Content::Noise, test::Content::Photograph, test::Content::Flat,
                                test::Content::Ramp, test::Content::Checkerboard, test::Content::TwoLevel})
-        add(test::name_of(content), test::picture(content, kWidth, kHeight, 1));
-    add("steep ramp", steep_ramp());
+        bench::add_case("smooth_image",
+                        [=] { return make(test::name_of(content), test::picture(content, kWidth, kHeight, 1)); });
+    bench::add_case("smooth_image", [] { return make("steep ramp", steep_ramp()); });
 });
 
 } // namespace

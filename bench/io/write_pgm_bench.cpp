@@ -54,12 +54,11 @@ std::shared_ptr<std::vector<Sample>> samples(Content content, std::int32_t width
 }
 
 template <class Write, class Twin>
-void add_writer(const std::string& routine, std::int32_t width, std::int32_t height, Content content,
-                std::size_t sample_bytes, const Write& write, const Twin& twin)
+Case make_writer(std::int32_t width, std::int32_t height, Content content, std::size_t sample_bytes, const Write& write,
+                 const Twin& twin)
 {
     const auto files = std::make_shared<Files>();
     Case c;
-    c.routine = routine;
     c.size = std::to_string(width) + "x" + std::to_string(height);
     c.content = panoval::test::name_of(content);
     c.pixels = static_cast<double>(width) * height;
@@ -71,32 +70,36 @@ void add_writer(const std::string& routine, std::int32_t width, std::int32_t hei
         twin(files->twin.c_str());
         return panoval::test::read_file(files->fast) == panoval::test::read_file(files->twin);
     };
-    add_case(std::move(c));
+    return c;
+}
+
+template <class Sample>
+Case make_plain_writer(std::int32_t width, std::int32_t height, Content content,
+                       void (*write)(const Sample*, std::int32_t, std::int32_t, const char*))
+{
+    const auto pixels = samples<Sample>(content, width, height);
+    return make_writer(
+        width, height, content, sizeof(Sample), [=](const char* name) { write(pixels->data(), width, height, name); },
+        [=](const char* name) { panoval::reference::write_stretched(pixels->data(), width, height, name); });
+}
+
+Case make_matrix_writer(std::int32_t width, std::int32_t height, Content content, std::int32_t channels)
+{
+    const auto pixels = samples<float>(content, channels * width, height);
+    const Matf matrix = {width, height, channels, pixels->data()};
+    return make_writer(
+        width, height, content, static_cast<std::size_t>(channels) * sizeof(float),
+        [=, keep = pixels](const char* name) { write_fpgm(&matrix, name); },
+        [=, keep = pixels](const char* name) { panoval::reference::write_fpgm(matrix, name); });
 }
 
 void add_all(std::int32_t width, std::int32_t height, Content content)
 {
-    const auto floats = samples<float>(content, width, height);
-    const auto shorts = samples<std::int16_t>(content, width, height);
-    const auto colours = samples<float>(content, 3 * width, height);
-    const Matf grey = {width, height, 1, floats->data()};
-    const Matf colour = {width, height, 3, colours->data()};
-    add_writer(
-        "write_pgm_float", width, height, content, sizeof(float),
-        [=](const char* name) { write_pgm_float(floats->data(), width, height, name); },
-        [=](const char* name) { panoval::reference::write_stretched(floats->data(), width, height, name); });
-    add_writer(
-        "write_pgm_short", width, height, content, sizeof(std::int16_t),
-        [=](const char* name) { write_pgm_short(shorts->data(), width, height, name); },
-        [=](const char* name) { panoval::reference::write_stretched(shorts->data(), width, height, name); });
-    add_writer(
-        "write_fpgm, 1 channel", width, height, content, sizeof(float),
-        [=, keep = floats](const char* name) { write_fpgm(&grey, name); },
-        [=, keep = floats](const char* name) { panoval::reference::write_fpgm(grey, name); });
-    add_writer(
-        "write_fpgm, 3 channels", width, height, content, 3 * sizeof(float),
-        [=, keep = colours](const char* name) { write_fpgm(&colour, name); },
-        [=, keep = colours](const char* name) { panoval::reference::write_fpgm(colour, name); });
+    add_case("write_pgm_float", [=] { return make_plain_writer<float>(width, height, content, write_pgm_float); });
+    add_case("write_pgm_short",
+             [=] { return make_plain_writer<std::int16_t>(width, height, content, write_pgm_short); });
+    add_case("write_fpgm, 1 channel", [=] { return make_matrix_writer(width, height, content, 1); });
+    add_case("write_fpgm, 3 channels", [=] { return make_matrix_writer(width, height, content, 3); });
 }
 
 const Registration registration([] {

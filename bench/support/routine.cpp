@@ -24,8 +24,10 @@ namespace
 {
 
 struct Row {
-    Case c;
-    std::map<std::string, double> seconds; // per call, by variant
+    std::string routine;
+    std::function<Case()> make;
+    Case c = {};                                // empty but while the row is measured
+    std::map<std::string, double> seconds = {}; // per call, by variant
     bool differs = false;
 };
 
@@ -117,7 +119,7 @@ private:
     void print(Row& row) const
     {
         const double fast = row.seconds["fast"];
-        std::fprintf(table_, "%-36s %-11s %-10s %10.2f %10.1f", row.c.routine.c_str(), row.c.size.c_str(),
+        std::fprintf(table_, "%-36s %-11s %-10s %10.2f %10.1f", row.routine.c_str(), row.c.size.c_str(),
                      row.c.content.c_str(), fast * 1e6, row.c.pixels / fast * 1e-6);
         print_ratio(row, "memcpy", fast);
         print_ratio(row, "twin", fast);
@@ -167,9 +169,9 @@ bool check(const Case& c)
 
 } // namespace
 
-void add_case(Case c)
+void add_case(std::string routine, std::function<Case()> make)
 {
-    rows().push_back(std::make_unique<Row>(Row{std::move(c), {}, false}));
+    rows().push_back(std::make_unique<Row>(Row{std::move(routine), std::move(make)}));
 }
 
 } // namespace panoval::bench
@@ -186,13 +188,15 @@ int main(int argc, char** argv)
     bool all_same = true;
     for (std::size_t i = 0; i < rows().size(); ++i) {
         Row& row = *rows()[i];
-        if (row.c.routine.find(word) == std::string::npos)
+        if (row.routine.find(word) == std::string::npos)
             continue;
+        row.c = row.make();
         row.differs = !check(row.c);
         all_same = all_same && !row.differs;
         register_row(i);
         benchmark::RunSpecifiedBenchmarks(&reporter); // case by case, so that the table grows from the start
         benchmark::ClearRegisteredBenchmarks();
+        row.c = {};
     }
     std::fclose(table);
     return all_same ? 0 : 1;

@@ -11,7 +11,6 @@ namespace panoval::bench
 {
 
 struct Case {
-    std::string routine;                // exported or internal name
     std::string size;                   // as "2000x1500"
     std::string content;                // as "photo"
     double pixels = 0;                  // per call, for the rate in MP/s
@@ -22,8 +21,9 @@ struct Case {
     std::function<void()> restore = {}; // untimed, before each call; may be empty
 };
 
-// Adds a case to the table. What the functions capture must live as long as they do: capture shared pointers.
-void add_case(Case c);
+// Adds a case of a routine, by its exported or internal name. Its pictures are made when its turn comes and end with
+// it: `make` builds them, and the case's functions capture shared pointers to them.
+void add_case(std::string routine, std::function<Case()> make);
 
 // At namespace scope of a benchmark file: static const Registration registration([] { add_case(...); });
 struct Registration {
