@@ -32,6 +32,7 @@ template <class Container>
             empty_container(m);
             return false;
         }
+        prefer_large_pages(block, count * sizeof(Element));
     } else {
         std::free(m.data);
     }

@@ -3,6 +3,8 @@
 // looks at the block, and without it leaves the outputs empty; a record whose block is gone becomes empty.
 #pragma once
 
+#include "core/large_pages.h"
+
 #include <cstddef>
 #include <cstdlib>
 #include <limits>
@@ -26,7 +28,9 @@ template <class T>
 {
     if (count > std::numeric_limits<std::size_t>::max() / 2 / sizeof(T))
         return nullptr;
-    return HeapArray<T>(static_cast<T*>(std::malloc(count == 0 ? 1 : count * sizeof(T))));
+    void* const block = std::malloc(count == 0 ? 1 : count * sizeof(T));
+    prefer_large_pages(block, count * sizeof(T));
+    return HeapArray<T>(static_cast<T*>(block));
 }
 
 // As allocate, every byte zero. Fresh pages of the system are not touched twice.
@@ -35,7 +39,9 @@ template <class T>
 {
     if (count > std::numeric_limits<std::size_t>::max() / 2 / sizeof(T))
         return nullptr;
-    return HeapArray<T>(static_cast<T*>(std::calloc(count == 0 ? 1 : count, sizeof(T))));
+    void* const block = std::calloc(count == 0 ? 1 : count, sizeof(T));
+    prefer_large_pages(block, count * sizeof(T));
+    return HeapArray<T>(static_cast<T*>(block));
 }
 
 // Grows an array to hold new_count elements and keeps its contents. False, with the array untouched, when the heap is
