@@ -9,6 +9,7 @@
 #include "inpaint/fill_region.h"
 
 #include <algorithm>
+#include <bit>
 #include <cstring>
 
 HWY_BEFORE_NAMESPACE();
@@ -138,19 +139,47 @@ void dilate_window(const FillRegion& region, const std::uint8_t* cells, const st
     }
 }
 
-void set_distances(FillRegion& region)
+void set_cell(const FillRegion& region, std::size_t cell, float distance, std::uint32_t colour, std::uint32_t known)
 {
-    const std::size_t cells = region.cells();
-    std::fill_n(region.distance.get(), cells, kFarAway);
-    for (std::size_t i = 0; i < cells; ++i)
-        if (region.ring[i] != 0)
-            region.distance[i] = 0.0f;
+    region.words[2 * cell] = std::bit_cast<std::uint32_t>(distance);
+    region.words[2 * cell + 1] = colour | known << 24;
+}
+
+void make_pixels_of_row(const FillRegion& region, std::int32_t row, const std::uint8_t* inside,
+                        const std::uint8_t* image)
+{
+    const std::int32_t first_col = std::max(region.first_col, 1);
+    const std::int32_t end_col = std::min(region.end_col, region.grid_cols - 1);
+    const auto width = static_cast<std::size_t>(region.grid_cols) - 2;
+    const std::uint8_t* pixel =
+        image + 3 * (static_cast<std::size_t>(row - 1) * width + static_cast<std::size_t>(first_col - 1));
+    std::size_t cell = region.index(row, first_col);
+    for (std::int32_t col = first_col; col < end_col; ++col, ++cell, pixel += 3)
+        set_cell(region, cell, region.ring[cell] != 0 ? 0.0f : kFarAway,
+                 pixel[0] | static_cast<std::uint32_t>(pixel[1]) << 8 | static_cast<std::uint32_t>(pixel[2]) << 16,
+                 inside[cell] != 0 ? kInside : kPixel);
+}
+
+void make_cells(const FillRegion& region, const std::uint8_t* inside, const std::uint8_t* image)
+{
+    for (std::int32_t row = region.first_row; row < region.end_row; ++row) {
+        const std::size_t first = region.index(row, region.first_col);
+        for (std::size_t cell = first; cell < first + region.stride; ++cell)
+            set_cell(region, cell, kFarAway, 0, kFrame);
+        if (row > 0 && row < region.grid_rows - 1)
+            make_pixels_of_row(region, row, inside, image);
+    }
+}
+
+std::size_t count_ones(const std::uint8_t* cells, std::size_t count)
+{
+    return static_cast<std::size_t>(std::count(cells, cells + count, 1));
 }
 
 } // namespace
 
-bool find_fill_region(FillRegion& region, const Marks& marks, std::int32_t width, std::int32_t height,
-                      std::int32_t reach)
+bool find_fill_region(FillRegion& region, const Marks& marks, const std::uint8_t* image, std::int32_t width,
+                      std::int32_t height, std::int32_t reach)
 {
     region.grid_rows = height + 2;
     region.grid_cols = width + 2;
@@ -158,40 +187,19 @@ bool find_fill_region(FillRegion& region, const Marks& marks, std::int32_t width
         return false;
     const std::size_t cells = region.cells();
     const HeapArray<std::uint8_t> marked = allocate_zeroed<std::uint8_t>(cells);
-    region.inside = allocate_zeroed<std::uint8_t>(cells);
+    const HeapArray<std::uint8_t> inside = allocate_zeroed<std::uint8_t>(cells);
     region.ring = allocate_zeroed<std::uint8_t>(cells);
-    region.distance = allocate<float>(cells);
-    if (marked == nullptr || region.inside == nullptr || region.ring == nullptr || region.distance == nullptr)
+    region.words = allocate<std::uint32_t>(2 * cells);
+    if (marked == nullptr || inside == nullptr || region.ring == nullptr || region.words == nullptr)
         return false;
     copy_marks(region, marks, marked.get());
-    dilate_window(region, marked.get(), region.ring.get(), region.inside.get()); // nothing is taken yet
-    dilate_window(region, region.inside.get(), region.inside.get(), region.ring.get());
-    set_distances(region);
-    const auto ring = static_cast<std::size_t>(std::count(region.ring.get(), region.ring.get() + cells, 1));
-    region.band_capacity =
-        ring + static_cast<std::size_t>(std::count(region.inside.get(), region.inside.get() + cells, kInside));
+    dilate_window(region, marked.get(), region.ring.get(), inside.get()); // nothing is taken yet
+    dilate_window(region, inside.get(), inside.get(), region.ring.get());
+    const std::size_t ring = count_ones(region.ring.get(), cells);
+    region.band_capacity = ring + count_ones(inside.get(), cells);
+    if (ring != 0)
+        make_cells(region, inside.get(), image);
     return ring != 0;
-}
-
-bool copy_colours(FillRegion& region, const std::uint8_t* image)
-{
-    region.colours = allocate_zeroed<std::uint8_t>(region.cells() * kBytesPerCell);
-    if (region.colours == nullptr)
-        return false;
-    const auto width = static_cast<std::size_t>(region.grid_cols) - 2;
-    const std::int32_t first_row = std::max(region.first_row, 1);
-    const std::int32_t first_col = std::max(region.first_col, 1);
-    const std::int32_t end_col = std::min(region.end_col, region.grid_cols - 1);
-    for (std::int32_t row = first_row; row < std::min(region.end_row, region.grid_rows - 1); ++row) {
-        const std::uint8_t* pixel =
-            image + (static_cast<std::size_t>(row - 1) * width + static_cast<std::size_t>(first_col - 1)) * 3;
-        std::uint8_t* cell = region.colours.get() + region.index(row, first_col) * kBytesPerCell;
-        for (std::int32_t col = first_col; col < end_col; ++col, pixel += 3, cell += kBytesPerCell) {
-            const std::uint8_t colour[kBytesPerCell] = {pixel[0], pixel[1], pixel[2], 1};
-            std::memcpy(cell, colour, kBytesPerCell);
-        }
-    }
-    return true;
 }
 
 } // namespace panoval

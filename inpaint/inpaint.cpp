@@ -9,7 +9,6 @@
 #include "panoval.h"
 
 #include <algorithm>
-#include <cstring>
 #include <limits>
 
 namespace panoval
@@ -51,10 +50,19 @@ bool push_ring(NarrowBand& band, const FillRegion& region)
 // The front never enters the frame, nor the picture's first row and column.
 bool is_to_be_filled(const FillRegion& region, std::int32_t row, std::int32_t col)
 {
-    return row >= 2 && col >= 2 && region.inside[region.index(row, col)] != 0;
+    return row >= 2 && col >= 2 && region.known(region.index(row, col)) == kInside;
 }
 
-void march(FillRegion& region, NarrowBand& band, Neighbourhood& neighbourhood, Mat& image)
+void write_pixel(Mat& image, std::int32_t row, std::int32_t col, std::uint32_t colour)
+{
+    std::uint8_t* const pixel =
+        image.data +
+        3 * (static_cast<std::size_t>(row) * static_cast<std::size_t>(image.width) + static_cast<std::size_t>(col));
+    for (unsigned c = 0; c < 3; ++c)
+        pixel[c] = static_cast<std::uint8_t>(colour >> (8 * c) & 0xFFu);
+}
+
+void march(FillRegion& region, NarrowBand& band, const Neighbourhood& neighbourhood, Mat& image)
 {
     std::int32_t i = 0;
     std::int32_t j = 0;
@@ -63,14 +71,10 @@ void march(FillRegion& region, NarrowBand& band, Neighbourhood& neighbourhood, M
         for (const auto& [row, col] : neighbours) {
             if (!is_to_be_filled(region, row, col))
                 continue;
-            const std::size_t cell = region.index(row, col);
-            region.distance[cell] = front_distance(region, row, col);
             fill_cell(region, neighbourhood, row, col);
-            region.inside[cell] = 0;
-            const std::size_t pixel = static_cast<std::size_t>(row - 1) * static_cast<std::size_t>(image.width) +
-                                      static_cast<std::size_t>(col - 1);
-            std::memcpy(image.data + 3 * pixel, region.colours.get() + kBytesPerCell * cell, 3);
-            narrow_band_push(band, row, col, region.distance[cell]);
+            const std::size_t cell = region.index(row, col);
+            write_pixel(image, row - 1, col - 1, region.colour(cell));
+            narrow_band_push(band, row, col, region.distance(cell));
         }
     }
 }
@@ -82,14 +86,12 @@ void fill(Mat& image, const Marks& marks, std::int32_t range)
         return;
     FillRegion region;
     const std::int32_t reach = std::clamp(range, 1, larger_side + 2);
-    if (!find_fill_region(region, marks, image.width, image.height, reach))
+    if (!find_fill_region(region, marks, image.data, image.width, image.height, reach))
         return;
     NarrowBand band;
     Neighbourhood neighbourhood;
-    if (!push_ring(band, region) || !neighbourhood_init(neighbourhood, range, region.grid_rows, region.grid_cols) ||
-        !copy_colours(region, image.data))
-        return;
-    march(region, band, neighbourhood, image);
+    if (push_ring(band, region) && neighbourhood_init(neighbourhood, range, region.grid_rows, region.grid_cols))
+        march(region, band, neighbourhood, image);
 }
 
 bool has_pixels(const Mat& m)

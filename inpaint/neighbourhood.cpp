@@ -11,6 +11,7 @@
 #include "inpaint/neighbourhood.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 HWY_BEFORE_NAMESPACE();
@@ -18,31 +19,58 @@ namespace panoval::HWY_NAMESPACE
 {
 namespace hn = hwy::HWY_NAMESPACE;
 
-// weights[i] of the cell i columns further right, of which the first lies from_col columns left of the pixel (negative:
-// right of it) and from_row rows above. Weights are written a vector at a time, beyond count as well.
-void weigh_row(const Front& front, const float* distance, const float* falloff, std::int32_t from_col,
-               std::int32_t from_row, std::size_t count, float* weights)
+constexpr std::ptrdiff_t kWordBytes = sizeof(std::uint32_t);
+constexpr std::ptrdiff_t kCellBytes = 2 * kWordBytes; // from a cell's colour to the next one's
+
+// Cells of a row that are weighed together.
+constexpr std::int32_t kRun = 32;
+
+// What the cells of a run count for.
+struct Run {
+    float weights[kRun];
+    float steps[kRun]; // columns from the cell to the pixel
+};
+
+// Weighs count cells, at most kRun; cells points to the words of the first of them, which lies first_step columns left
+// of the pixel (negative: right of it) and row_step rows above. Returns the known ones: bit i for cell i. Runs of cells
+// none of which is known keep what they hold.
+HWY_INLINE std::uint32_t weigh_run(const Front& front, const std::uint32_t* cells, const float* falloff,
+                                   float first_step, float row_step, std::int32_t count, Run& run)
 {
-    const hn::ScalableTag<double> dd;
+    const hn::CappedTag<double, 8> dd;
     const hn::Rebind<float, decltype(dd)> df;
+    const hn::Rebind<std::uint32_t, decltype(dd)> du;
+    const auto lanes = static_cast<std::int32_t>(hn::Lanes(dd));
     const auto one = hn::Set(dd, 1.0);
-    const auto along_y = hn::Set(df, static_cast<float>(from_row) * front.gradient_y);
-    for (std::size_t i = 0; i < count; i += hn::Lanes(dd)) {
-        const auto step = hn::PromoteTo(dd, hn::Sub(hn::LoadU(df, distance + i), hn::Set(df, front.distance)));
+    const auto along_y = hn::Set(df, row_step * front.gradient_y);
+    std::uint32_t known = 0;
+    for (std::int32_t i = 0; i < count; i += lanes) {
+        hn::Vec<decltype(du)> distance;
+        hn::Vec<decltype(du)> colour;
+        hn::LoadInterleaved2(du, cells + 2 * i, distance, colour);
+        const auto is_known = hn::Gt(colour, hn::Set(du, 0xFFFFFFu));
+        std::uint8_t bits[8] = {};
+        hn::StoreMaskBits(du, is_known, bits);
+        if (bits[0] == 0)
+            continue;
+        known |= static_cast<std::uint32_t>(bits[0]) << i;
+        const auto step = hn::PromoteTo(dd, hn::Sub(hn::BitCast(df, distance), hn::Set(df, front.distance)));
         const auto level = hn::DemoteTo(df, hn::Div(one, hn::Add(one, hn::Abs(step))));
-        const auto x = hn::Sub(hn::Set(df, static_cast<float>(from_col)), hn::Iota(df, static_cast<float>(i)));
+        const auto x = hn::Sub(hn::Set(df, first_step), hn::Iota(df, static_cast<float>(i)));
         const auto along = hn::Add(hn::Mul(x, hn::Set(df, front.gradient_x)), along_y);
         const auto is_across = hn::Le(hn::Abs(along), hn::Set(df, 0.01f)); // the float next below 0.01
         const auto direction = hn::IfThenElse(is_across, hn::Set(df, 0.000001f), along);
         const auto weight = hn::Mul(hn::Mul(hn::LoadU(df, falloff + i), level), direction);
-        hn::StoreU(hn::Abs(weight), df, weights + i);
+        hn::StoreU(hn::Abs(weight), df, run.weights + i);
+        hn::StoreU(x, df, run.steps + i);
     }
+    return count < kRun ? known & ((1u << count) - 1) : known;
 }
 
 #if HWY_TARGET == HWY_SCALAR
 // Four floats where vectors have one lane.
 struct Quad {
-    float lane[kBytesPerCell];
+    float lane[4];
 };
 
 inline Quad quad_of(float value)
@@ -53,9 +81,15 @@ inline Quad load_floats(const float* p)
 {
     return {{p[0], p[1], p[2], p[3]}};
 }
-inline Quad load_colours(const std::uint8_t* p)
+inline Quad quad_of_bytes(const std::uint8_t* p)
 {
     return {{static_cast<float>(p[0]), static_cast<float>(p[1]), static_cast<float>(p[2]), static_cast<float>(p[3])}};
+}
+// Byte by byte.
+inline Quad difference(const std::uint8_t* p, const std::uint8_t* q)
+{
+    return {{static_cast<float>(p[0] - q[0]), static_cast<float>(p[1] - q[1]), static_cast<float>(p[2] - q[2]),
+             static_cast<float>(p[3] - q[3])}};
 }
 template <class Operation>
 Quad for_each_lane(const Quad& a, const Quad& b, const Operation& operation)
@@ -77,10 +111,10 @@ inline Quad times(const Quad& a, const Quad& b)
 }
 inline void store(const Quad& a, float* p)
 {
-    std::copy_n(a.lane, kBytesPerCell, p);
+    std::copy_n(a.lane, 4, p);
 }
 #else
-using QuadTag = hn::FixedTag<float, kBytesPerCell>;
+using QuadTag = hn::FixedTag<float, 4>;
 using Quad = hn::Vec<QuadTag>;
 
 HWY_INLINE Quad quad_of(float value)
@@ -91,11 +125,18 @@ HWY_INLINE Quad load_floats(const float* p)
 {
     return hn::LoadU(QuadTag(), p);
 }
-HWY_INLINE Quad load_colours(const std::uint8_t* p)
+HWY_INLINE hn::Vec<hn::FixedTag<std::int32_t, 4>> integers_of_bytes(const std::uint8_t* p)
 {
-    const hn::FixedTag<std::uint8_t, kBytesPerCell> d8;
-    const hn::FixedTag<std::int32_t, kBytesPerCell> d32;
-    return hn::ConvertTo(QuadTag(), hn::PromoteTo(d32, hn::LoadU(d8, p)));
+    return hn::PromoteTo(hn::FixedTag<std::int32_t, 4>(), hn::LoadU(hn::FixedTag<std::uint8_t, 4>(), p));
+}
+HWY_INLINE Quad quad_of_bytes(const std::uint8_t* p)
+{
+    return hn::ConvertTo(QuadTag(), integers_of_bytes(p));
+}
+// Byte by byte.
+HWY_INLINE Quad difference(const std::uint8_t* p, const std::uint8_t* q)
+{
+    return hn::ConvertTo(QuadTag(), hn::Sub(integers_of_bytes(p), integers_of_bytes(q)));
 }
 HWY_INLINE Quad plus(Quad a, Quad b)
 {
@@ -121,81 +162,94 @@ struct Sums {
     Quad along_y;
 };
 
-// The bytes from a cell to the neighbours that its differences are taken of. At the picture's border they are those of
-// the next cell inward, the one before along one side and the one behind along the other; differences follow.
-struct Differences {
-    const std::uint8_t* centre;
-    const std::uint8_t* before_x;
-    const std::uint8_t* behind_x;
-    const std::uint8_t* before_y;
-    const std::uint8_t* behind_y;
-};
-
-// Adds one known cell: x and y are the steps from it to the pixel. A difference of two known neighbours counts double,
-// one of the cell itself and its only known neighbour once, and without a known neighbour there is none.
-HWY_INLINE void add_cell(Sums& sums, const Differences& d, float scale_x, float scale_y, float weight, float x, float y)
+// Adds a cell whose four neighbours are known pixels. cell points to the bytes of its colour, whose last one is 1.
+// The difference of two known neighbours counts double; so does the weight, which is as exact.
+HWY_INLINE void add_surrounded(Sums& sums, const std::uint8_t* cell, std::ptrdiff_t row_bytes, float weight, float x,
+                               Quad y)
 {
-    const auto w = quad_of(weight);
-    const auto gradient_x = times(minus(load_colours(d.behind_x), load_colours(d.before_x)), quad_of(scale_x));
-    const auto gradient_y = times(minus(load_colours(d.behind_y), load_colours(d.before_y)), quad_of(scale_y));
-    sums.colours = plus(sums.colours, times(w, load_colours(d.centre)));
-    sums.along_x = minus(sums.along_x, times(times(w, gradient_x), quad_of(x)));
-    sums.along_y = minus(sums.along_y, times(times(w, gradient_y), quad_of(y)));
+    const auto twice = quad_of(weight + weight);
+    sums.colours = plus(sums.colours, times(quad_of(weight), quad_of_bytes(cell)));
+    const auto slope_x = difference(cell + kCellBytes, cell - kCellBytes);
+    const auto slope_y = difference(cell + row_bytes, cell - row_bytes);
+    sums.along_x = minus(sums.along_x, times(times(twice, slope_x), quad_of(x)));
+    sums.along_y = minus(sums.along_y, times(times(twice, slope_y), y));
 }
 
-// Adds the known cells of a row. first to last are columns of the grid, weights[0] is the weight of the first.
-HWY_INLINE void add_row(Sums& sums, const FillRegion& region, std::int32_t k, std::int32_t first, std::int32_t last,
-                        std::int32_t row, std::int32_t col, const float* weights)
+// Adds any known cell. Towards the top and left border the next row and column stand in for the outermost one as the
+// centre, towards the bottom and right border the last but one as the start of the differences behind it. A difference
+// of two known neighbours counts double, one of the cell itself and its only known neighbour once; without a known
+// neighbour there is none.
+HWY_INLINE void add_any(Sums& sums, const FillRegion& region, std::int32_t k, std::int32_t l, float weight, float x,
+                        Quad y)
 {
-    const auto stride = static_cast<std::ptrdiff_t>(region.stride);
-    const auto step = static_cast<std::ptrdiff_t>(kBytesPerCell);
-    const std::uint8_t* const inside = region.inside.get() + region.index(k, first);
-    const std::uint8_t* const colours = region.colours.get() + region.index(k, first) * kBytesPerCell;
-    // Rows of the picture that differences start from: towards the top the second row stands in for the first, towards
-    // the bottom the last but one for the last.
-    const std::ptrdiff_t from_top = k == 1 ? stride * step : 0;
-    const std::ptrdiff_t from_bottom = k == region.grid_rows - 2 ? -stride * step : 0;
-    for (std::ptrdiff_t i = 0; i <= last - first; ++i) {
-        if (inside[i] != 0)
-            continue;
-        const std::ptrdiff_t l = first + i;
-        const std::ptrdiff_t from_left = l == 1 ? step : 0;
-        const std::ptrdiff_t from_right = l == region.grid_cols - 2 ? -step : 0;
-        const std::ptrdiff_t knows_left = 1 - inside[i - 1];
-        const std::ptrdiff_t knows_right = 1 - inside[i + 1];
-        const std::ptrdiff_t knows_above = 1 - inside[i - stride];
-        const std::ptrdiff_t knows_below = 1 - inside[i + stride];
-        const std::uint8_t* const cell = colours + i * step;
-        const std::uint8_t* const centre = cell + from_top + from_left;
-        const Differences d = {centre, centre - knows_left * step, cell + from_top + from_right + knows_right * step,
-                               centre - knows_above * stride * step,
-                               cell + from_bottom + from_left + knows_below * stride * step};
-        add_cell(sums, d, static_cast<float>(knows_left + knows_right), static_cast<float>(knows_above + knows_below),
-                 weights[i], static_cast<float>(col - l), static_cast<float>(row - k));
+    const std::size_t cell = region.index(k, l);
+    const std::size_t stride = region.stride;
+    const std::size_t knows_left = region.known(cell - 1) != kInside ? 1 : 0;
+    const std::size_t knows_right = region.known(cell + 1) != kInside ? 1 : 0;
+    const std::size_t knows_above = region.known(cell - stride) != kInside ? 1 : 0;
+    const std::size_t knows_below = region.known(cell + stride) != kInside ? 1 : 0;
+    const std::size_t top = cell + (k == 1 ? stride : 0);
+    const std::size_t bottom = cell - (k == region.grid_rows - 2 ? stride : 0);
+    const std::size_t left = l == 1 ? 1 : 0;
+    const std::size_t right = l == region.grid_cols - 2 ? 1 : 0;
+
+    const auto bytes = [&region](std::size_t c)
+                           HWY_ATTR { return reinterpret_cast<const std::uint8_t*>(region.words.get() + 2 * c + 1); };
+    const std::uint32_t colour = (region.colour(top + left) & 0xFFFFFFu) | 1u << 24; // an unknown centre counts, too
+    const auto slope_x = difference(bytes(top - right + knows_right), bytes(top + left - knows_left));
+    const auto slope_y =
+        difference(bytes(bottom + left + knows_below * stride), bytes(top + left - knows_above * stride));
+    const auto scaled_x = times(slope_x, quad_of(static_cast<float>(knows_left + knows_right)));
+    const auto scaled_y = times(slope_y, quad_of(static_cast<float>(knows_above + knows_below)));
+    const auto w = quad_of(weight);
+    sums.colours = plus(sums.colours, times(w, quad_of_bytes(reinterpret_cast<const std::uint8_t*>(&colour))));
+    sums.along_x = minus(sums.along_x, times(times(w, scaled_x), quad_of(x)));
+    sums.along_y = minus(sums.along_y, times(times(w, scaled_y), y));
+}
+
+// Adds the known cells of row k from column first on, in order: those whose bits are set.
+HWY_INLINE void add_run(Sums& sums, const FillRegion& region, std::int32_t k, std::int32_t first, std::uint32_t known,
+                        const Run& run, float row_step)
+{
+    const std::uint32_t* const words = region.words.get() + 2 * region.index(k, first) + 1;
+    const auto row_words = static_cast<std::ptrdiff_t>(2 * region.stride);
+    const auto y = quad_of(row_step);
+    for (; known != 0; known &= known - 1) {
+        const std::int32_t i = std::countr_zero(known);
+        const std::uint32_t* const cell = words + 2 * i;
+        const std::uint32_t neighbours = cell[-2] & cell[2] & cell[-row_words] & cell[row_words];
+        if (HWY_LIKELY(neighbours >> 24 == kPixel))
+            add_surrounded(sums, reinterpret_cast<const std::uint8_t*>(cell), kWordBytes * row_words, run.weights[i],
+                           run.steps[i], y);
+        else
+            add_any(sums, region, k, first + i, run.weights[i], run.steps[i], y);
     }
 }
 
-// Colours, sum of weights and both sums of gradients, four floats each.
-void sum_neighbourhood(const FillRegion& region, const Front& front, Neighbourhood& n, std::int32_t row,
+// Colours and the sum of weights, then both sums of gradients: four floats each.
+void sum_neighbourhood(const FillRegion& region, const Front& front, const Neighbourhood& n, std::int32_t row,
                        std::int32_t col, float* out)
 {
-    constexpr float kStart[kBytesPerCell] = {0.0f, 0.0f, 0.0f, 1e-20f}; // no division by 0 without a known cell
+    constexpr float kStart[4] = {0.0f, 0.0f, 0.0f, 1e-20f}; // no division by 0 without a known cell
     Sums sums = {load_floats(kStart), quad_of(0.0f), quad_of(0.0f)};
+    Run run;
     const std::int32_t end_row = std::min(row + n.rows, region.grid_rows - 2);
     for (std::int32_t k = std::max(row - n.rows, 1); k <= end_row; ++k) {
-        const std::int32_t distance_in_rows = k > row ? k - row : row - k;
-        const std::int32_t half = n.half_widths[static_cast<std::size_t>(distance_in_rows)];
-        const std::int32_t first = std::max(col - half, 1);
-        const std::int32_t last = std::min(col + half, region.grid_cols - 2);
-        const float* const falloff = n.falloff.get() + static_cast<std::size_t>(distance_in_rows) * n.stride +
-                                     static_cast<std::size_t>(first - col + n.cols);
-        weigh_row(front, region.distance.get() + region.index(k, first), falloff, col - first, row - k,
-                  static_cast<std::size_t>(last - first + 1), n.weights.get());
-        add_row(sums, region, k, first, last, row, col, n.weights.get());
+        const auto distance_in_rows = static_cast<std::size_t>(k > row ? k - row : row - k);
+        const std::int32_t half = n.half_widths[distance_in_rows];
+        const float* const falloff = n.falloff.get() + distance_in_rows * n.stride;
+        const auto row_step = static_cast<float>(row - k);
+        const std::int32_t end = std::min(col + half, region.grid_cols - 2) + 1;
+        for (std::int32_t l = std::max(col - half, 1); l < end; l += kRun) {
+            const std::uint32_t known =
+                weigh_run(front, region.words.get() + 2 * region.index(k, l), falloff + (l - col + n.cols),
+                          static_cast<float>(col - l), row_step, std::min(end - l, kRun), run);
+            add_run(sums, region, k, l, known, run, row_step);
+        }
     }
     store(sums.colours, out);
-    store(sums.along_x, out + kBytesPerCell);
-    store(sums.along_y, out + 2 * kBytesPerCell);
+    store(sums.along_x, out + 4);
+    store(sums.along_y, out + 8);
 }
 
 } // namespace panoval::HWY_NAMESPACE
@@ -212,10 +266,10 @@ namespace
 // One solution of the front's equation from two neighbours of a cell, one above or below and one beside it.
 float solve(const FillRegion& region, std::size_t first, std::size_t second)
 {
-    const double a = region.distance[first];
-    const double b = region.distance[second];
-    const bool knows_first = region.inside[first] == 0;
-    const bool knows_second = region.inside[second] == 0;
+    const double a = region.distance(first);
+    const double b = region.distance(second);
+    const bool knows_first = region.known(first) != kInside;
+    const bool knows_second = region.known(second) != kInside;
     if (knows_first != knows_second)
         return static_cast<float>((knows_first ? a : b) + 1);
     if (!knows_first || std::fabs(a - b) >= 1.0)
@@ -223,18 +277,26 @@ float solve(const FillRegion& region, std::size_t first, std::size_t second)
     return static_cast<float>((std::sqrt(2 - (a - b) * (a - b)) + a + b) * 0.5);
 }
 
+// The distance that a cell gains from its four neighbours.
+float front_distance(const FillRegion& region, std::size_t cell)
+{
+    const std::size_t above = cell - region.stride;
+    const std::size_t below = cell + region.stride;
+    return std::min({solve(region, above, cell + 1), solve(region, below, cell - 1), solve(region, above, cell - 1),
+                     solve(region, below, cell + 1)});
+}
+
 // The slope of the distance at a cell between the neighbours before and behind it, as far as they are known.
 float slope(const FillRegion& region, std::size_t before, std::size_t cell, std::size_t behind)
 {
-    const float* const t = region.distance.get();
-    const bool knows_before = region.inside[before] == 0;
-    const bool knows_behind = region.inside[behind] == 0;
+    const bool knows_before = region.known(before) != kInside;
+    const bool knows_behind = region.known(behind) != kInside;
     if (knows_before && knows_behind)
-        return (t[behind] - t[before]) * 0.5f;
+        return (region.distance(behind) - region.distance(before)) * 0.5f;
     if (knows_behind)
-        return t[behind] - t[cell];
+        return region.distance(behind) - region.distance(cell);
     if (knows_before)
-        return t[cell] - t[before];
+        return region.distance(cell) - region.distance(before);
     return 0.0f;
 }
 
@@ -277,8 +339,7 @@ bool neighbourhood_init(Neighbourhood& n, std::int32_t radius, std::int32_t grid
     n.stride = 2 * static_cast<std::size_t>(n.cols) + 1 + kCellsBehindRow;
     n.half_widths = allocate<std::int32_t>(rows);
     n.falloff = allocate_zeroed<float>(rows * n.stride);
-    n.weights = allocate<float>(n.stride);
-    if (n.half_widths == nullptr || n.falloff == nullptr || n.weights == nullptr)
+    if (n.half_widths == nullptr || n.falloff == nullptr)
         return false;
     for (std::int32_t y = 0; y <= n.rows; ++y) {
         n.half_widths[static_cast<std::size_t>(y)] = half_width(radius, y, n.cols);
@@ -289,25 +350,19 @@ bool neighbourhood_init(Neighbourhood& n, std::int32_t radius, std::int32_t grid
     return true;
 }
 
-float front_distance(const FillRegion& region, std::int32_t row, std::int32_t col)
+void fill_cell(FillRegion& region, const Neighbourhood& n, std::int32_t row, std::int32_t col)
 {
     const std::size_t cell = region.index(row, col);
-    const std::size_t above = cell - region.stride;
-    const std::size_t below = cell + region.stride;
-    return std::min({solve(region, above, cell + 1), solve(region, below, cell - 1), solve(region, above, cell - 1),
-                     solve(region, below, cell + 1)});
-}
-
-void fill_cell(FillRegion& region, Neighbourhood& n, std::int32_t row, std::int32_t col)
-{
-    const std::size_t cell = region.index(row, col);
-    const Front front = {region.distance[cell], slope(region, cell - 1, cell, cell + 1),
+    const float distance = front_distance(region, cell);
+    region.words[2 * cell] = std::bit_cast<std::uint32_t>(distance);
+    const Front front = {distance, slope(region, cell - 1, cell, cell + 1),
                          slope(region, cell - region.stride, cell, cell + region.stride)};
-    float sums[3][kBytesPerCell];
+    float sums[3][4];
     HWY_DYNAMIC_DISPATCH(sum_neighbourhood)(region, front, n, row, col, sums[0]);
-    const float weight = sums[0][3];
-    for (std::size_t c = 0; c < 3; ++c)
-        region.colours[cell * kBytesPerCell + c] = colour_of(sums[0][c], sums[1][c], sums[2][c], weight);
+    std::uint32_t colour = kPixel << 24;
+    for (unsigned c = 0; c < 3; ++c)
+        colour |= static_cast<std::uint32_t>(colour_of(sums[0][c], sums[1][c], sums[2][c], sums[0][3])) << (8 * c);
+    region.words[2 * cell + 1] = colour;
 }
 
 } // namespace panoval

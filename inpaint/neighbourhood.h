@@ -15,7 +15,6 @@ struct Neighbourhood {
     std::size_t stride = 0;
     HeapArray<std::int32_t> half_widths; // for each distance in rows, columns within the radius; at most cols
     HeapArray<float> falloff;            // 1 / r^3 for each distance in rows, and columns from -cols on
-    HeapArray<float> weights;            // of one row of cells
 };
 
 // What all cells around one pixel have in common.
@@ -29,10 +28,7 @@ struct Front {
 [[nodiscard]] bool neighbourhood_init(Neighbourhood& n, std::int32_t radius, std::int32_t grid_rows,
                                       std::int32_t grid_cols);
 
-// The distance gained by a cell from its four neighbours.
-float front_distance(const FillRegion& region, std::int32_t row, std::int32_t col);
-
-// Sets the colours of a cell whose distance is set and which still counts as inside.
-void fill_cell(FillRegion& region, Neighbourhood& n, std::int32_t row, std::int32_t col);
+// Gives a cell its distance and its colour, from its four neighbours and from its neighbourhood, and makes it known.
+void fill_cell(FillRegion& region, const Neighbourhood& n, std::int32_t row, std::int32_t col);
 
 } // namespace panoval

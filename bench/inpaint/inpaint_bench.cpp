@@ -104,7 +104,7 @@ const bench::Registration registration([] {
     add_blob(test::Content::Flat, "inpaint, blob of 10^4", 1e4, true);
     add_blob(test::Content::Photograph, "inpaint, blob of 10^5", 1e5, true);
     add_blob(test::Content::Photograph, "inpaint, blob of 10^6", 1e6, false); // the twin's list makes it wait
-    bench::add_case("inpaint, scratches", [] { return make_scratches(test::Content::Photograph, 2000, 1500); });
+    bench::add_case("inpaint, scratches", [] { return make_scratches(test::Content::Photograph, 640, 480); });
 });
 
 } // namespace
