@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: MIT
 // Otsu's threshold (A threshold selection method from gray-level histograms, 1979) with sums in single precision that
 // are built anew for every level, in ascending order: s1(t) is not s1(t - 1) less a term. Levels without pixels add 0
-// to every sum and never score above the level before, so that only the others take part; vectors run across the levels
-// t.
+// to every sum and never score above the level before, so that only the others take part. Sums of whole numbers tell
+// which of those can have the best score, and only these are scored. Vectors run across the levels t.
 #include "detect/tile_otsu.h"
 
 #include "core/numbers.h"
 #include "detect/level_counts.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 
 #undef HWY_TARGET_INCLUDE
@@ -23,14 +24,14 @@ namespace panoval
 namespace
 {
 
-// Levels are taken in blocks of four vectors; the last block may reach beyond the levels in use.
+// Levels are taken in blocks of four vectors; a block may reach beyond the levels in use.
 constexpr std::size_t kMostBlock = 64;
 constexpr std::size_t kRoom = kGreyLevels + kMostBlock;
 
-// The levels that have pixels, in ascending order.
+// The levels that have pixels, in ascending order, then kMostBlock levels of none.
 struct Levels {
     std::size_t count;
-    float level[kRoom];
+    std::int32_t level[kRoom];
     std::int32_t pixels[kRoom];
     float fraction[kRoom]; // of the tile's pixels
     float moment[kRoom];   // level times fraction
@@ -41,6 +42,25 @@ struct ClassSums {
     float fraction[kRoom];
     float moment[kRoom];
 };
+
+struct Range {
+    std::size_t begin;
+    std::size_t end;
+};
+
+// Up to so many pixels, their levels add up to less than 2^31.
+constexpr std::int32_t kMostCountedPixels = 1 << 23;
+
+// How far the root of a score can be from that of its estimate, which is computed in single precision from whole
+// numbers, with n levels and u = 2^-24. The score's sums of at most n rounded terms are off by shares of n * u, and
+// (n + 1) * u for moments; the means, at most 255, by 255 * (2 * n + 3) * u; their difference by 510 * (2 * n + 4) * u,
+// and the estimate's by 510 * 4 * u. Its factor, the root of the product of the fractions, is at most 1/2: that makes
+// 255 * (2 * n + 8) * u. The product itself and the roundings after it change the root, at most 127.5, by a share
+// below (n + 8) * u, which makes 255 * (n / 2 + 4) * u. The rest is left for second orders and for the comparison.
+constexpr float root_error(std::size_t n)
+{
+    return 255 * static_cast<float>(3 * n + 16) * 0x1p-24f;
+}
 
 // kBelow.mask + kMostBlock - n: all bits set in the first n elements, none in the others
 struct BelowMask {
@@ -129,7 +149,63 @@ void sum_upper_block(const Levels& levels, std::size_t begin, ClassSums& upper)
     store(moment, upper.moment + begin);
 }
 
-// Fractions are divided in double.
+// Single precision estimates of the scores, from whole numbers. Returns the largest.
+float estimate(const Levels& levels, float* estimates)
+{
+    std::int32_t pixels[kRoom];
+    std::int32_t moments[kRoom];
+    std::int32_t pixel_sum = 0;
+    std::int32_t moment_sum = 0;
+    const Floats d;
+    const hn::RebindToSigned<Floats> di;
+    const std::size_t end = levels.count + hn::Lanes(d);
+    for (std::size_t i = 0; i < end; ++i) {
+        pixel_sum += levels.pixels[i];
+        moment_sum += levels.pixels[i] * levels.level[i];
+        pixels[i] = pixel_sum;
+        moments[i] = moment_sum;
+    }
+    const V share = hn::Set(d, 1 / static_cast<float>(pixel_sum));
+    const V one = hn::Set(d, 1.0f); // in place of the pixels of an empty upper class, whose estimate is 0
+    V largest = hn::Zero(d);
+    for (std::size_t i = 0; i < levels.count; i += hn::Lanes(d)) {
+        const auto lower_pixels = hn::LoadU(di, pixels + i);
+        const auto lower_moment = hn::LoadU(di, moments + i);
+        const V w0 = hn::ConvertTo(d, lower_pixels);
+        const V w1 = hn::ConvertTo(d, hn::Sub(hn::Set(di, pixel_sum), lower_pixels));
+        const V s0 = hn::ConvertTo(d, lower_moment);
+        const V s1 = hn::ConvertTo(d, hn::Sub(hn::Set(di, moment_sum), lower_moment));
+        const V difference = hn::Sub(hn::Div(s0, w0), hn::Div(s1, hn::Max(w1, one)));
+        const V weight = hn::Mul(hn::Mul(w0, share), hn::Mul(w1, share));
+        const V score = hn::Mul(hn::Mul(difference, difference), weight);
+        largest = hn::Max(largest, score);
+        hn::StoreU(score, d, estimates + i);
+    }
+    return hn::GetLane(hn::MaxOfLanes(d, largest));
+}
+
+// Whole vectors that hold every level which can have the best score.
+Range find_candidates(const Levels& levels, std::int32_t pixel_count)
+{
+    const Range all{0, levels.count};
+    if (pixel_count < 1 || pixel_count > kMostCountedPixels)
+        return all;
+    float estimates[kRoom];
+    const float root = std::sqrt(estimate(levels, estimates)) - 2 * root_error(levels.count);
+    if (!(root > 0))
+        return all;
+    const Floats d;
+    const V least = hn::Set(d, root * root);
+    Range range{levels.count, 0};
+    for (std::size_t i = 0; i < levels.count; i += hn::Lanes(d))
+        if (!hn::AllTrue(d, hn::Lt(hn::LoadU(d, estimates + i), least))) {
+            range.begin = std::min(range.begin, i);
+            range.end = std::min(i + hn::Lanes(d), levels.count);
+        }
+    return range;
+}
+
+// Fractions are divided in double. Whole vectors of floats are filled.
 void weigh(Levels& levels, std::int32_t pixel_count)
 {
     const Doubles d;
@@ -138,55 +214,56 @@ void weigh(Levels& levels, std::int32_t pixel_count)
     const auto total = hn::Set(d, static_cast<double>(pixel_count));
     for (std::size_t i = 0; i < levels.count; i += hn::Lanes(d)) {
         const auto pixels = hn::PromoteTo(d, hn::LoadU(di32, levels.pixels + i));
+        const auto level = hn::ConvertTo(df, hn::LoadU(di32, levels.level + i));
         const auto fraction = hn::DemoteTo(df, hn::Div(pixels, total));
         hn::StoreU(fraction, df, levels.fraction + i);
-        hn::StoreU(hn::Mul(hn::LoadU(df, levels.level + i), fraction), df, levels.moment + i);
+        hn::StoreU(hn::Mul(level, fraction), df, levels.moment + i);
     }
 }
 
-// The variances between the classes: the difference of the means squared in double, times the product of the fractions.
-void score(const ClassSums& lower, const ClassSums& upper, std::size_t count, float* scores)
+// Up to each level before `end`.
+void sum_lower(const Levels& levels, std::size_t end, ClassSums& lower)
 {
-    const Doubles d;
-    const hn::Rebind<float, Doubles> df;
-    for (std::size_t i = 0; i < count; i += hn::Lanes(d)) {
-        const auto w0 = hn::LoadU(df, lower.fraction + i);
-        const auto w1 = hn::LoadU(df, upper.fraction + i);
-        const auto lower_mean = hn::Div(hn::LoadU(df, lower.moment + i), w0);
-        const auto upper_mean = hn::Div(hn::LoadU(df, upper.moment + i), w1);
-        const auto difference = hn::PromoteTo(d, hn::Sub(lower_mean, upper_mean));
-        const auto weight = hn::PromoteTo(d, hn::Mul(w1, w0));
-        hn::StoreU(hn::DemoteTo(df, hn::Mul(hn::Mul(difference, difference), weight)), df, scores + i);
-    }
-}
-
-std::int32_t best_level(Levels& levels, std::int32_t pixel_count)
-{
-    weigh(levels, pixel_count);
-    ClassSums lower = {};
-    ClassSums upper;
     float fraction = 0;
     float moment = 0;
-    for (std::size_t i = 0; i < levels.count; ++i) {
+    for (std::size_t i = 0; i < end; ++i) {
         fraction += levels.fraction[i];
         moment += levels.moment[i];
         lower.fraction[i] = fraction;
         lower.moment[i] = moment;
     }
-    for (std::size_t begin = 0; begin < levels.count; begin += 4 * hn::Lanes(Floats()))
+}
+
+// The variance between the classes: the difference of the means squared in double, times the product of the fractions.
+float score(const ClassSums& lower, const ClassSums& upper, std::size_t i)
+{
+    const float w0 = lower.fraction[i];
+    const float w1 = upper.fraction[i];
+    const double difference = lower.moment[i] / w0 - upper.moment[i] / w1;
+    const double weight = w1 * w0;
+    return static_cast<float>(difference * difference * weight);
+}
+
+std::int32_t best_level(Levels& levels, std::int32_t pixel_count)
+{
+    const Range range = find_candidates(levels, pixel_count);
+    weigh(levels, pixel_count);
+    ClassSums lower;
+    ClassSums upper;
+    sum_lower(levels, range.end, lower);
+    for (std::size_t begin = range.begin; begin < range.end; begin += 4 * hn::Lanes(Floats()))
         sum_upper_block(levels, begin, upper);
-    float scores[kRoom];
-    score(lower, upper, levels.count, scores);
     float best = 0;
-    std::size_t winner = 0;
-    bool has_winner = false;
-    for (std::size_t i = 0; i + 1 < levels.count; ++i) // above the last level there is no class
-        if (scores[i] > best) {
-            best = scores[i];
-            winner = i;
-            has_winner = true;
+    std::int32_t winner = 0;
+    const std::size_t last = levels.count - 1; // above it there is no class
+    for (std::size_t i = range.begin; i < std::min(range.end, last); ++i) {
+        const float s = score(lower, upper, i);
+        if (s > best) {
+            best = s;
+            winner = levels.level[i];
         }
-    return has_winner ? truncate_to_int(levels.level[winner]) : 0;
+    }
+    return winner;
 }
 
 } // namespace
@@ -206,11 +283,11 @@ void gather_levels(const std::uint32_t* counts, Levels& levels)
 {
     std::size_t used = 0;
     for (std::int32_t level = 0; level < kGreyLevels; ++level) {
-        levels.level[used] = static_cast<float>(level);
+        levels.level[used] = level;
         levels.pixels[used] = static_cast<std::int32_t>(counts[level]);
         used += counts[level] != 0 ? 1u : 0u;
     }
-    std::fill_n(levels.level + used, kMostBlock, 0.0f);
+    std::fill_n(levels.level + used, kMostBlock, 0);
     std::fill_n(levels.pixels + used, kMostBlock, 0);
     levels.count = used;
 }

@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 // A threshold for every pixel: each tile of the image has one of its own, and between the tiles' centres they are
 // interpolated in double, every term truncated by itself. What a term has in common with the other rows of pixels
-// between the same tiles, the threshold times the horizontal fraction, is its first product and computed once. Where
-// the pixels of a block lie beyond the thresholds of all tiles around, nothing is interpolated.
+// between the same tiles, the threshold times the horizontal fraction, is its first product and computed once. Most
+// pixels need no threshold: where a block of them lies beyond the thresholds of all tiles around, nothing is
+// interpolated, and elsewhere 16-bit arithmetic bounds the threshold closely enough to tell dark from light.
 #include "detect/tile_threshold.h"
 
 #include "core/heap.h"
@@ -11,6 +12,7 @@
 #include "detect/tile_otsu.h"
 
 #include <algorithm>
+#include <cstring>
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "detect/tile_threshold.cpp"
@@ -25,23 +27,47 @@ namespace
 {
 
 // Columns that are interpolated together, so that their products stay in the nearest cache.
-constexpr std::size_t kStrip = 128;
+constexpr std::size_t kStrip = 1024;
 constexpr std::size_t kBlock = 32; // columns that are decided together; divides kStrip
-constexpr std::size_t kPad = 8;    // lanes of the widest vector of doubles
 
-// Products of thresholds with horizontal fractions, for the tiles below and above a row of pixels, to its right and
-// left.
+// A threshold times a horizontal fraction: the first product of one of the four terms.
+struct Corner {
+    double value[kStrip];
+    std::uint16_t fixed[kStrip]; // 256 * value, truncated; of each block first the even columns, then the odd ones
+};
+
+// Where Corner::fixed has column x.
+constexpr std::size_t fixed_index(std::size_t x)
+{
+    return x / kBlock * kBlock + x % 2 * (kBlock / 2) + x % kBlock / 2;
+}
+
+// Of the tiles below and above a row of pixels, to its right and left.
 struct Corners {
-    double lower_right[kStrip + kPad];
-    double lower_left[kStrip + kPad];
-    double upper_right[kStrip + kPad];
-    double upper_left[kStrip + kPad];
+    Corner lower_right;
+    Corner lower_left;
+    Corner upper_right;
+    Corner upper_left;
 
     // Of the tiles around. The four terms add up to a mean of their thresholds and each loses less than 1, so that the
     // sum lies between lowest - 4 and highest. Rounding cannot carry it beyond: it is a whole number.
     std::uint8_t lowest;
     std::uint8_t highest;
 };
+
+// The second factor of a term, between 0 and 1.
+struct Fraction {
+    double value;
+    std::uint16_t fixed; // 65536 * value, truncated, less 1 where that is not negative
+};
+
+// How the fixed-point product x = floor(c * f / 65536) of a corner c and a fraction f bounds the term p in double.
+// Below: where c is not 0, c * f / 65536 is at least c / 65536 less than 256 * p's real value, a share of 2^-32, which
+// the rounding of p, a share of 2^-53, does not make up for. Above: 256 * value is below c + 1, 65536 * value below
+// f + 2, and c is at most 65280, so that 256 * p is below x + 1 + 2 * 65280 / 65536 + 1 < x + 3.993.
+// Whole multiples of 256 up to 256 * p are therefore at most x + 3: p, truncated, lies between x >> 8 and
+// (x + kMargin) >> 8.
+constexpr std::uint16_t kMargin = 3;
 
 } // namespace
 } // namespace panoval
@@ -54,7 +80,9 @@ namespace
 {
 
 namespace hn = hwy::HWY_NAMESPACE;
-using Doubles = hn::ScalableTag<double>;
+using Doubles = hn::CappedTag<double, 8>;
+using Bytes = hn::CappedTag<std::uint8_t, kBlock>;
+using Words = hn::Repartition<std::uint16_t, Bytes>;
 using V = hn::Vec<Doubles>;
 
 // Each term is positive: truncated is floored.
@@ -63,7 +91,7 @@ HWY_INLINE V term(const double* corner, V fraction)
     return hn::Floor(hn::Mul(hn::LoadU(Doubles(), corner), fraction));
 }
 
-// The thresholds of count columns from x on; whole vectors are written.
+// The thresholds of count columns from x on, a multiple of the lanes.
 HWY_INLINE void interpolate(const Corners& corners, double lower, double upper, std::size_t x, std::size_t count,
                             std::uint8_t* thresholds)
 {
@@ -73,39 +101,80 @@ HWY_INLINE void interpolate(const Corners& corners, double lower, double upper, 
     const V fy = hn::Set(d, lower);
     const V rest = hn::Set(d, upper);
     for (const std::size_t end = x + count; x < end; x += hn::Lanes(d), thresholds += hn::Lanes(d)) {
-        const V below = hn::Add(term(corners.lower_right + x, fy), term(corners.lower_left + x, fy));
-        const V above = hn::Add(term(corners.upper_right + x, rest), term(corners.upper_left + x, rest));
+        const V below = hn::Add(term(corners.lower_right.value + x, fy), term(corners.lower_left.value + x, fy));
+        const V above = hn::Add(term(corners.upper_right.value + x, rest), term(corners.upper_left.value + x, rest));
         hn::StoreU(hn::DemoteTo(du8, hn::DemoteTo(di32, hn::Add(below, above))), du8, thresholds);
     }
 }
 
-template <class D>
-HWY_INLINE hn::Vec<D> dark(D d, const std::uint8_t* pixels, const std::uint8_t* thresholds)
+struct Bounds {
+    hn::Vec<Words> low;
+    hn::Vec<Words> high;
+};
+
+HWY_INLINE void add_term(const std::uint16_t* corner, hn::Vec<Words> fraction, Bounds& bounds)
 {
-    const auto pixel = hn::LoadU(d, pixels);
-    const auto is_dark = hn::Eq(hn::Min(pixel, hn::LoadU(d, thresholds)), pixel);
-    return hn::IfThenElseZero(is_dark, hn::Set(d, std::uint8_t{1}));
+    const Words d;
+    const auto product = hn::MulHigh(hn::LoadU(d, corner), fraction);
+    bounds.low = hn::Add(bounds.low, hn::ShiftRight<8>(product));
+    bounds.high = hn::Add(bounds.high, hn::ShiftRight<8>(hn::Add(product, hn::Set(d, kMargin))));
 }
 
-HWY_INLINE void mark(const std::uint8_t* pixels, const std::uint8_t* thresholds, std::size_t count, std::uint8_t* map)
+// Of the thresholds of one vector of columns that follow each other in Corner::fixed.
+HWY_INLINE Bounds bound(const Corners& corners, const Fraction& lower, const Fraction& upper, std::size_t i)
 {
-    const hn::ScalableTag<std::uint8_t> d;
-    std::size_t x = 0;
-    for (; x + hn::Lanes(d) <= count; x += hn::Lanes(d))
-        hn::StoreU(dark(d, pixels + x, thresholds + x), d, map + x);
-    for (; x < count; ++x)
-        map[x] = pixels[x] <= thresholds[x] ? 1 : 0;
+    const Words d;
+    Bounds bounds{hn::Zero(d), hn::Zero(d)};
+    add_term(corners.lower_right.fixed + i, hn::Set(d, lower.fixed), bounds);
+    add_term(corners.lower_left.fixed + i, hn::Set(d, lower.fixed), bounds);
+    add_term(corners.upper_right.fixed + i, hn::Set(d, upper.fixed), bounds);
+    add_term(corners.upper_left.fixed + i, hn::Set(d, upper.fixed), bounds);
+    return bounds;
 }
 
-HWY_INLINE void mark(const std::uint8_t* pixels, const std::uint8_t* thresholds, std::size_t count, std::uint32_t* map)
+// Of even and odd columns. What exceeds a byte bounds as well when it is 255.
+HWY_INLINE hn::Vec<Bytes> to_bytes(hn::Vec<Words> even, hn::Vec<Words> odd)
 {
-    const hn::ScalableTag<std::uint32_t> d;
+    const auto most = hn::Set(Words(), std::uint16_t{255});
+    return hn::BitCast(Bytes(), hn::Or(hn::Min(even, most), hn::ShiftLeft<8>(hn::Min(odd, most))));
+}
+
+HWY_INLINE hn::Mask<Bytes> is_at_most(hn::Vec<Bytes> pixels, hn::Vec<Bytes> thresholds)
+{
+    return hn::Eq(hn::Min(pixels, thresholds), pixels);
+}
+
+// One vector of marks, 1 = dark.
+HWY_INLINE hn::Vec<Bytes> mark_vector(const Corners& corners, const Fraction& lower, const Fraction& upper,
+                                      std::size_t x, hn::Vec<Bytes> pixels)
+{
+    const Bytes d;
+    const Bounds even = bound(corners, lower, upper, fixed_index(x));
+    const Bounds odd = bound(corners, lower, upper, fixed_index(x + 1));
+    const auto one = hn::Set(d, std::uint8_t{1});
+    auto marks = hn::IfThenElseZero(is_at_most(pixels, to_bytes(even.low, odd.low)), one);
+    const auto most = hn::IfThenElseZero(is_at_most(pixels, to_bytes(even.high, odd.high)), one);
+    if (!hn::AllTrue(d, hn::Eq(marks, most))) {
+        std::uint8_t thresholds[kBlock];
+        interpolate(corners, lower.value, upper.value, x, hn::Lanes(d), thresholds);
+        marks = hn::IfThenElseZero(is_at_most(pixels, hn::LoadU(d, thresholds)), one);
+    }
+    return marks;
+}
+
+HWY_INLINE void store(hn::Vec<Bytes> marks, std::uint8_t* map)
+{
+    hn::StoreU(marks, Bytes(), map);
+}
+
+HWY_INLINE void store(hn::Vec<Bytes> marks, std::uint32_t* map)
+{
+    const hn::CappedTag<std::uint32_t, kBlock / 4> d;
     const hn::Rebind<std::uint8_t, decltype(d)> du8;
-    std::size_t x = 0;
-    for (; x + hn::Lanes(d) <= count; x += hn::Lanes(d))
-        hn::StoreU(hn::PromoteTo(d, dark(du8, pixels + x, thresholds + x)), d, map + x);
-    for (; x < count; ++x)
-        map[x] = pixels[x] <= thresholds[x] ? 1 : 0;
+    std::uint8_t bytes[kBlock];
+    hn::StoreU(marks, Bytes(), bytes);
+    for (std::size_t i = 0; i < hn::Lanes(Bytes()); i += hn::Lanes(d))
+        hn::StoreU(hn::PromoteTo(d, hn::LoadU(du8, bytes + i)), d, map + i);
 }
 
 enum class Shade { Light, Dark, Mixed };
@@ -129,32 +198,44 @@ HWY_INLINE Shade shade_of_block(const Corners& corners, const std::uint8_t* pixe
     return Shade::Mixed;
 }
 
-// lower, upper: the vertical fraction and its complement
 template <class Mark>
-HWY_INLINE void mark_row(const Corners& corners, double lower, double upper, const std::uint8_t* pixels,
-                         std::size_t width, Mark* map)
+HWY_INLINE void mark_block(const Corners& corners, const Fraction& lower, const Fraction& upper, std::size_t x,
+                           const std::uint8_t* pixels, Mark* map)
 {
-    std::uint8_t thresholds[kBlock + kPad];
-    for (std::size_t x = 0; x < width; x += kBlock) {
-        const std::size_t count = std::min(kBlock, width - x);
-        const Shade shade = count == kBlock ? shade_of_block(corners, pixels + x) : Shade::Mixed;
-        if (shade != Shade::Mixed) {
-            std::fill_n(map + x, kBlock, static_cast<Mark>(shade == Shade::Dark ? 1 : 0));
-            continue;
-        }
-        interpolate(corners, lower, upper, x, count, thresholds);
-        mark(pixels + x, thresholds, count, map + x);
+    const Bytes d;
+    const Shade shade = shade_of_block(corners, pixels);
+    const auto common = hn::Set(d, std::uint8_t{shade == Shade::Dark});
+    for (std::size_t i = 0; i < kBlock; i += hn::Lanes(d)) {
+        const bool is_mixed = shade == Shade::Mixed;
+        store(is_mixed ? mark_vector(corners, lower, upper, x + i, hn::LoadU(d, pixels + i)) : common, map + i);
     }
 }
 
-void mark_row8(const Corners& corners, double lower, double upper, const std::uint8_t* pixels, std::size_t width,
-               std::uint8_t* map)
+// lower, upper: the vertical fraction and its complement
+template <class Mark>
+HWY_INLINE void mark_row(const Corners& corners, const Fraction& lower, const Fraction& upper,
+                         const std::uint8_t* pixels, std::size_t width, Mark* map)
+{
+    std::size_t x = 0;
+    for (; x + kBlock <= width; x += kBlock)
+        mark_block(corners, lower, upper, x, pixels + x, map + x);
+    if (x == width)
+        return;
+    std::uint8_t last[kBlock] = {}; // the row may end where memory ends
+    Mark last_map[kBlock];
+    std::memcpy(last, pixels + x, width - x);
+    mark_block(corners, lower, upper, x, last, last_map);
+    std::memcpy(map + x, last_map, (width - x) * sizeof(Mark));
+}
+
+void mark_row8(const Corners& corners, const Fraction& lower, const Fraction& upper, const std::uint8_t* pixels,
+               std::size_t width, std::uint8_t* map)
 {
     mark_row(corners, lower, upper, pixels, width, map);
 }
 
-void mark_row32(const Corners& corners, double lower, double upper, const std::uint8_t* pixels, std::size_t width,
-                std::uint32_t* map)
+void mark_row32(const Corners& corners, const Fraction& lower, const Fraction& upper, const std::uint8_t* pixels,
+                std::size_t width, std::uint32_t* map)
 {
     mark_row(corners, lower, upper, pixels, width, map);
 }
@@ -178,14 +259,14 @@ namespace
 HWY_EXPORT(mark_row8);
 HWY_EXPORT(mark_row32);
 
-void mark_row(const Corners& corners, double lower, double upper, const std::uint8_t* pixels, std::size_t width,
-              std::uint8_t* map)
+void mark_row(const Corners& corners, const Fraction& lower, const Fraction& upper, const std::uint8_t* pixels,
+              std::size_t width, std::uint8_t* map)
 {
     HWY_DYNAMIC_DISPATCH(mark_row8)(corners, lower, upper, pixels, width, map);
 }
 
-void mark_row(const Corners& corners, double lower, double upper, const std::uint8_t* pixels, std::size_t width,
-              std::uint32_t* map)
+void mark_row(const Corners& corners, const Fraction& lower, const Fraction& upper, const std::uint8_t* pixels,
+              std::size_t width, std::uint32_t* map)
 {
     HWY_DYNAMIC_DISPATCH(mark_row32)(corners, lower, upper, pixels, width, map);
 }
@@ -252,6 +333,17 @@ bool threshold_tiles(Grid& grid, const std::uint8_t* image)
     return true;
 }
 
+void set(Corner& corner, std::size_t i, double value)
+{
+    corner.value[i] = value;
+    corner.fixed[fixed_index(i)] = static_cast<std::uint16_t>(truncate_to_int(256 * value));
+}
+
+Fraction fraction_of(double value)
+{
+    return {value, static_cast<std::uint16_t>(std::max(truncate_to_int(65536 * value) - 1, 0))};
+}
+
 void fill_corners(const Grid& grid, const Position* columns, std::size_t width, const Position& row, Corners& corners)
 {
     const std::uint8_t* const lower = grid.thresholds.get() + to_count(row.after) * to_count(grid.x.count);
@@ -264,10 +356,10 @@ void fill_corners(const Grid& grid, const Position* columns, std::size_t width, 
             corners.lowest = std::min({corners.lowest, tiles[column.before], tiles[column.after]});
             corners.highest = std::max({corners.highest, tiles[column.before], tiles[column.after]});
         }
-        corners.lower_right[i] = lower[column.after] * column.fraction;
-        corners.lower_left[i] = lower[column.before] * (1 - column.fraction);
-        corners.upper_right[i] = upper[column.after] * column.fraction;
-        corners.upper_left[i] = upper[column.before] * (1 - column.fraction);
+        set(corners.lower_right, i, lower[column.after] * column.fraction);
+        set(corners.lower_left, i, lower[column.before] * (1 - column.fraction));
+        set(corners.upper_right, i, upper[column.after] * column.fraction);
+        set(corners.upper_left, i, upper[column.before] * (1 - column.fraction));
     }
 }
 
@@ -287,7 +379,7 @@ void mark_strip(const Grid& grid, const std::uint8_t* image, std::int32_t x, Mar
             fill_corners(grid, columns, width, position, corners);
         row = position;
         const std::size_t begin = to_count(y) * to_count(grid.x.pixels) + to_count(x);
-        mark_row(corners, row.fraction, 1 - row.fraction, image + begin, width, map + begin);
+        mark_row(corners, fraction_of(row.fraction), fraction_of(1 - row.fraction), image + begin, width, map + begin);
     }
 }
 

@@ -98,11 +98,16 @@ const bench::Registration registration([] {
         add_tile(content, 64);
     add_tile(test::Content::Noise, 200);
     add_tile(test::Content::Photograph, 200);
-    for (const auto content : {test::Content::Noise, test::Content::Photograph, test::Content::Flat})
+    for (const auto content : {test::Content::Noise, test::Content::Photograph, test::Content::Ramp,
+                               test::Content::Flat, test::Content::TwoLevel}) {
         add_map<std::uint8_t>("adaptive_tile_threshold, bytes", content, 10);
-    add_map<std::uint32_t>("adaptive_tile_threshold, words", test::Content::Photograph, 10);
-    add_map<std::uint8_t>("adaptive_tile_threshold, bytes", test::Content::Photograph, 1);
-    add_map<std::uint8_t>("adaptive_tile_threshold, bytes", test::Content::Photograph, 60);
+        add_map<std::uint32_t>("adaptive_tile_threshold, words", content, 10);
+    }
+    for (const int divisions : {1, 60})
+        for (const auto content : {test::Content::Noise, test::Content::Photograph}) {
+            add_map<std::uint8_t>("adaptive_tile_threshold, bytes", content, divisions);
+            add_map<std::uint32_t>("adaptive_tile_threshold, words", content, divisions);
+        }
 });
 
 } // namespace

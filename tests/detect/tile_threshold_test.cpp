@@ -10,6 +10,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <vector>
 
 extern "C" {
@@ -146,6 +148,30 @@ TEST(TileThreshold, EqualsItsTwinWhereManyLevelsScoreNearlyTheSame)
     });
 }
 
+TEST(TileThreshold, EqualsItsTwinForCountsOfEverySize)
+{
+    // Totals from a few pixels to beyond 2^23, evenly spread or around two levels.
+    for (std::uint64_t seed = 0; seed < 400; ++seed) {
+        Random random(seed);
+        const double most = std::exp2(random.real(0, 18));
+        const double share = random.unit();
+        std::array<std::uint32_t, 256> counts;
+        std::int32_t total = 0;
+        for (int level = 0; level < 256; ++level) {
+            const double hill =
+                std::exp(-std::pow((level - 60) / 20.0, 2)) + std::exp(-std::pow((level - 190) / 9.0, 2));
+            const double most_here = seed % 2 == 0 ? most : most * hill;
+            counts[static_cast<std::size_t>(level)] =
+                random.unit() < share ? static_cast<std::uint32_t>(random.real(0, most_here + 1)) : 0;
+            total += static_cast<std::int32_t>(counts[static_cast<std::size_t>(level)]);
+        }
+        if (total == 0)
+            continue;
+        const std::int32_t expected = reference::otsu_threshold(counts.data(), total);
+        for_each_target([&] { EXPECT_EQ(otsu_threshold(counts.data(), total), expected) << "seed " << seed; });
+    }
+}
+
 TEST(TileThreshold, EqualsItsTwinForEverySizeAndContent)
 {
     for_each_target([] {
@@ -229,6 +255,14 @@ TEST(AdaptiveThreshold, EqualsItsTwinOnEvenRowsNearTheThresholdOfTheirTiles)
         expect_twin(image, 160, 20, 2);
         expect_twin(image, 160, 20, 1);
     }
+}
+
+TEST(AdaptiveThreshold, EqualsItsTwinWhereTermsAreWholeNumbers)
+{
+    // Tiles of 2, 4, 8 and 16 pixels: fractions of few bits make many products exact, and bright tiles make them large.
+    for (const int divisions : {32, 16, 8, 4})
+        for (const int lowest : {0, 128, 248})
+            expect_twin(noise<std::uint8_t>(64 * 64, static_cast<std::uint8_t>(lowest), 255, 6), 64, 64, divisions);
 }
 
 TEST(AdaptiveThreshold, MarksAUniformImageOnlyWhereItIsBlack)
