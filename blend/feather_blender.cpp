@@ -71,31 +71,36 @@ float sample_at(const Mat& img, std::int64_t index) noexcept
     return static_cast<float>(sample);
 }
 
+// Elements that positions may be told from; none where sizes are negative or their product wraps.
 std::int64_t element_count(const Matf& m) noexcept
 {
-    return m.data != nullptr ? std::int64_t{m.width} * m.height * m.channels : 0;
+    const bool has_elements = m.data != nullptr && is_addressable(m.width, m.height, m.channels);
+    return has_elements ? std::int64_t{m.width} * m.height * m.channels : 0;
 }
 
-// Images of another sample size, channel count or mask size: each sample goes where its own indices say, in order, as
-// long as that is a place in the maps.
+// Images of another sample size, channel count or mask size, and canvases whose rectangle the host has changed: each
+// sample goes where its own indices say, in order, as long as that is a place in the maps.
 void add_irregular(FeatherBlender& blender, const Mat& img, const Visible& part, std::int64_t dx,
                    std::int64_t dy) noexcept
 {
     const std::int64_t weight_count = element_count(blender.weightMap);
     const std::int64_t sum_count = element_count(blender.dst);
     const std::int64_t weight_sum_count = element_count(blender.dstWeightMap);
-    const std::int64_t colours = img.elemSize == 1 || img.elemSize == 2 ? img.channels : 0;
+    if (weight_count == 0 || weight_sum_count == 0)
+        return;
+    const bool has_colour = (img.elemSize == 1 || img.elemSize == 2) && sum_count > 0;
+    const std::int64_t colours = has_colour ? img.channels : 0;
     for (std::int64_t y = part.y; y < part.y_end; ++y)
         for (std::int64_t x = part.x; x < part.x_end; ++x) {
             const std::int64_t weight_index = y * blender.weightMap.width + x;
-            const std::int64_t canvas_pixel = (y + dy) * blender.dstRoi.width + x + dx;
-            if (weight_index >= weight_count || canvas_pixel >= weight_sum_count)
+            const std::int64_t weight_sum_index = (y + dy) * blender.dstWeightMap.width + x + dx;
+            if (weight_index >= weight_count || weight_sum_index >= weight_sum_count)
                 continue;
             const float weight = blender.weightMap.data[weight_index];
-            const std::int64_t first = canvas_pixel * blender.dst.channels;
+            const std::int64_t first = ((y + dy) * blender.dst.width + x + dx) * blender.dst.channels;
             for (std::int64_t c = 0; c < colours && first + c < sum_count; ++c)
                 blender.dst.data[first + c] += sample_at(img, (y * img.width + x) * img.channels + c) * weight;
-            blender.dstWeightMap.data[canvas_pixel] += weight;
+            blender.dstWeightMap.data[weight_sum_index] += weight;
         }
 }
 
@@ -143,14 +148,15 @@ void store_means(const FeatherBlender& blender, Sample* out) noexcept
 void write_panorama(const FeatherBlender& blender, Mat& dst, std::int32_t elem_size) noexcept
 {
     const Matf& sums = blender.dst;
-    if (elem_size == 2 && std::int64_t{sums.width} * sums.height * sums.channels > 0x3FFFFFFF) {
-        MatDestroy(&dst); // more bytes than a size can tell
-        MatInit(&dst);
+    const bool has_samples = sums.width > 0 && sums.height > 0 && sums.channels > 0;
+    const bool is_sample_size = elem_size == 1 || elem_size == 2;
+    if (!has_samples || !is_sample_size || sums.data == nullptr || blender.dstWeightMap.data == nullptr) {
+        MatReset(&dst, sums.width, sums.height, sums.channels, elem_size);
         return;
     }
-    const bool is_sample_size = elem_size == 1 || elem_size == 2;
-    if (!is_sample_size || sums.data == nullptr || blender.dstWeightMap.data == nullptr) {
-        MatReset(&dst, sums.width, sums.height, sums.channels, elem_size);
+    if (elem_size == 2 && std::int64_t{sums.width} * sums.height > 0x3FFFFFFF / sums.channels) {
+        MatDestroy(&dst); // more bytes than a size can tell
+        MatInit(&dst);
         return;
     }
     if (!reset_uncleared(dst, sums.width, sums.height, sums.channels, elem_size))
@@ -177,11 +183,11 @@ void feather_blender_prepare(FeatherBlender* blender, int32_t channels, const Ro
     const Roi roi = *dst_roi;
     blender->sharpness = panoval::kSharpness;
     blender->dstRoi = roi;
-    if (panoval::is_addressable(roi.width, roi.height, channels)) {
+    const bool has_pixels = roi.width > 0 && roi.height > 0;
+    if (!has_pixels || panoval::is_addressable(roi.width, roi.height, std::max(channels, 1))) {
         MatfReset(&blender->dst, roi.width, roi.height, channels);
         MatfReset(&blender->dstWeightMap, roi.width, roi.height, 1);
-        const bool wants_block = roi.width > 0 && roi.height > 0;
-        if (!wants_block || (blender->dstWeightMap.data != nullptr && (blender->dst.data != nullptr || channels == 0)))
+        if (!has_pixels || (blender->dstWeightMap.data != nullptr && (blender->dst.data != nullptr || channels <= 0)))
             return;
     }
     panoval::empty_container(blender->dst);

@@ -47,16 +47,44 @@ TEST(FeatherPrepare, OpensAZeroCanvas)
 
 TEST(FeatherPrepare, OfACanvasBeyondTheSizesLeavesItEmpty)
 {
-    for (const Roi& canvas : {Roi{0, 0, 65536, 65536}, Roi{0, 0, 65537, 65536}, Roi{0, 0, kMost, kMost},
-                              Roi{0, 0, -4, -4}, Roi{0, 0, 40000, 40000}}) {
-        Panorama p(canvas, 3);
-        EXPECT_EQ(p.blender.dst.data, nullptr);
-        EXPECT_EQ(p.blender.dst.width, 0);
-        EXPECT_EQ(p.blender.dstWeightMap.data, nullptr);
-        p.feed(Placed(4, 4, 3, 1, {0, 0}).filled(9));
-        EXPECT_EQ(p.blend(1), Samples{});
-        EXPECT_EQ(p.out.width, 0);
-    }
+    for (const Roi& canvas :
+         {Roi{0, 0, 65536, 65536}, Roi{0, 0, 65537, 65536}, Roi{0, 0, kMost, kMost}, Roi{0, 0, 40000, 40000}})
+        for (const int channels : {0, 3}) {
+            if (channels == 0 && canvas.width == 40000)
+                continue; // the weights alone fit
+            Panorama p(canvas, channels);
+            EXPECT_EQ(p.blender.dst.data, nullptr);
+            EXPECT_EQ(p.blender.dst.width, 0);
+            EXPECT_EQ(p.blender.dstWeightMap.data, nullptr);
+            p.feed(Placed(4, 4, 3, 1, {0, 2}).filled(9));
+            EXPECT_EQ(p.blend(1), Samples{});
+            EXPECT_EQ(p.out.width, 0);
+        }
+}
+
+TEST(FeatherPrepare, KeepsASizeThatIsNotPositiveAndNothingIsFed)
+{
+    for (const Roi& canvas : {Roi{0, 0, -4, 3}, Roi{0, 0, 3, -4}, Roi{0, 0, -4, -4}, Roi{-2, -2, kLeast, kLeast}})
+        for (const int channels : {1, 3}) {
+            Panorama p(canvas, channels);
+            EXPECT_EQ(p.blender.dst.width, canvas.width);
+            EXPECT_EQ(p.blender.dstWeightMap.height, canvas.height);
+            p.feed(Placed(4, 4, 3, 1, {-3, -3}).filled(9)).feed(Placed(4, 4, 3, 8, {-5, -5}));
+            const bool is_product_positive = canvas.width == -4 && canvas.height == -4;
+            EXPECT_EQ(p.blend(1), Samples(is_product_positive ? 16u * static_cast<unsigned>(channels) : 0u, 0));
+            EXPECT_EQ(p.out.width, canvas.width);
+            EXPECT_EQ(p.out.height, canvas.height);
+        }
+}
+
+TEST(FeatherPrepare, OfNegativeChannelsSumsWeightsAlone)
+{
+    Panorama p({0, 0, 5, 2}, -2);
+    p.feed(Placed(5, 2, 3, 1, {0, 0}).filled(9));
+    EXPECT_EQ(p.blender.dst.data, nullptr);
+    EXPECT_EQ(values_of(p.blender.dstWeightMap), std::vector<float>(10, 1.f));
+    EXPECT_EQ(p.blend(1), Samples{});
+    EXPECT_EQ(p.out.channels, -2);
 }
 
 TEST(FeatherFeed, WeighsByTheDistanceFromTheMasksEdge)
@@ -211,6 +239,19 @@ TEST(FeatherFeed, WithAMaskOfAnotherSizeNeverLeavesItsMaps)
             EXPECT_EQ(p.blend(1).size(), 432u);
         }
     });
+}
+
+TEST(FeatherFeed, AddressesTheSumsWithTheirOwnWidthsWhereTheHostNarrowsTheCanvas)
+{
+    for (const int elem_size : {1, 8}) { // also an image that adds weight alone
+        Panorama p({0, 0, 4, 3}, 1);
+        p.blender.dstRoi = {0, 0, 3, 2};
+        p.feed(Placed(9, 9, 1, elem_size, {1, -2}).filled(7));
+        const float w = 1.f;
+        EXPECT_EQ(values_of(p.blender.dstWeightMap), (std::vector<float>{0, w, w, 0, 0, w, w, 0, 0, 0, 0, 0}));
+        const float v = elem_size == 1 ? 7.f : 0.f;
+        EXPECT_EQ(values_of(p.blender.dst), (std::vector<float>{0, v, v, 0, 0, v, v, 0, 0, 0, 0, 0}));
+    }
 }
 
 TEST(FeatherFeed, OfNothingChangesNothing)
