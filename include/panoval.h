@@ -153,9 +153,9 @@ PANOVAL_API int32_t MatToImage(const Mat* m, uint8_t* out);
  * m  a zeroed or earlier reset record, in and out
  * width, height, channels  the new shape, stored as given
  *
- * The block is reallocated on every call. A shape of zero or negative size leaves data as the C runtime's realloc
- * returns it for size 0, or null. When the heap is exhausted the old block is freed and the record is left empty.
- * MatfReset and MatiReset are one routine under two names.
+ * The block is reallocated on every call. A shape of zero or negative size frees it and leaves data null. When the heap
+ * is exhausted the old block is freed and the record is left empty. MatfReset and MatiReset are one routine under
+ * two names.
  */
 PANOVAL_API void MatbReset(Matb* m, int32_t width, int32_t height, int32_t channels);
 PANOVAL_API void MatsReset(Mats* m, int32_t width, int32_t height, int32_t channels);
@@ -182,8 +182,8 @@ PANOVAL_API void MatdReset(Matd* m, int32_t width, int32_t height, int32_t chann
  * are not tested: plain-text and 16-bit files are read as raw bytes as well. A header line that does not parse leaves
  * its values as the caller set them, and an empty line counts as one. Pixels that the file lacks are 0.
  *
- * A file that does not open: nothing is written, so set *out_data to null first. A size that is negative, or whose
- * product does not fit a signed 32-bit integer, or a block that the heap cannot give: *out_data is null.
+ * A file that does not open: nothing is written, so set *out_data to null first. A size whose product is negative or
+ * does not fit a signed 32-bit integer, or a block that the heap cannot give: *out_data is null.
  */
 PANOVAL_API void read_pgm(uint8_t** out_data, int32_t* width, int32_t* height, const char* name);
 
@@ -193,7 +193,7 @@ PANOVAL_API void read_pgm(uint8_t** out_data, int32_t* width, int32_t* height, c
  * data  width * height bytes, in
  * name  file name, UTF-8
  *
- * A file that does not open: nothing happens.
+ * Without pixels the file holds the header alone. A file that does not open: nothing happens.
  */
 PANOVAL_API void write_pgm(const uint8_t* data, int32_t width, int32_t height, const char* name);
 
@@ -388,7 +388,7 @@ typedef struct FeatherBlender {
  * dst_roi   the canvas in panorama coordinates, in
  *
  * A canvas of more than 2^31 - 1 samples, or one that the heap cannot hold, leaves the record empty: feeding it adds
- * nothing, and blending gives an empty image.
+ * nothing, and blending gives an empty image. Sizes that are not positive are stored as given; nothing can be fed.
  */
 PANOVAL_API void feather_blender_prepare(FeatherBlender* blender, int32_t channels, const Roi* dst_roi);
 
@@ -532,8 +532,9 @@ PANOVAL_API void gradient_image(const uint8_t* src, int32_t width, int32_t heigh
  * dist     width as src, at least height rows, sized by the caller; distances in pixels, out
  * metrics  two floats, in: the cost of a straight step and of a diagonal one
  *
- * The border counts as far away: in a mask without zeros distances grow inward from about 8193. Without memory for the
- * scratch nothing is written.
+ * The border counts as far away: in a mask without zeros distances grow inward from about 8193. A distance of at most
+ * one straight step stays, even where a cheaper diagonal step would improve it. Costs are rounded to 1/65536, and sums
+ * wrap at 32 bits. Rows of dist are its own width apart. Without memory for the scratch nothing is written.
  */
 PANOVAL_API void distanceTransform_3x3(const Matb* src, Matf* scratch, Matf* dist, const float* metrics);
 

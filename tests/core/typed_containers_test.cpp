@@ -110,19 +110,33 @@ TYPED_TEST(TypedReset, NeverKeepsMoreThanOneBlock)
     EXPECT_EQ(heap.live_blocks(), 0);
 }
 
-TYPED_TEST(TypedReset, ToNoElementsKeepsTheGivenShapeAndLeaks0Bytes)
+TYPED_TEST(TypedReset, ToNoElementsKeepsTheGivenShapeAndHoldsNoBlock)
 {
-    for (const std::int32_t height : {0, -3}) {
-        FailingHeap heap;
-        typename TypeParam::Record m = {};
-        TypeParam::reset(&m, 6, 6, 1);
-        TypeParam::reset(&m, 5, height, 2);
-        EXPECT_EQ(m.width, 5);
-        EXPECT_EQ(m.height, height);
-        EXPECT_EQ(m.channels, 2);
-        std::free(m.data); // null, or what the C runtime gives for 0 bytes
-        EXPECT_EQ(heap.live_blocks(), 0);
-    }
+    for (const std::int32_t height : {0, -3})
+        for (const bool is_fresh : {true, false}) {
+            FailingHeap heap;
+            typename TypeParam::Record m = {};
+            if (!is_fresh)
+                TypeParam::reset(&m, 6, 6, 1);
+            TypeParam::reset(&m, 5, height, 2);
+            EXPECT_EQ(m.width, 5);
+            EXPECT_EQ(m.height, height);
+            EXPECT_EQ(m.channels, 2);
+            EXPECT_EQ(m.data, nullptr);
+            EXPECT_EQ(heap.live_blocks(), 0);
+        }
+}
+
+TYPED_TEST(TypedReset, OfTwoNegativeSizesTakesTheirPositiveProduct)
+{
+    FailingHeap heap;
+    typename TypeParam::Record m = {};
+    TypeParam::reset(&m, -2, -3, 4);
+    EXPECT_EQ(m.width, -2);
+    EXPECT_EQ(m.height, -3);
+    EXPECT_EQ(heap.largest(), 24 * sizeof(typename TypeParam::Value));
+    EXPECT_TRUE(TypeParam::is_zero(m, 24));
+    std::free(m.data);
 }
 
 TYPED_TEST(TypedReset, WithoutMemoryLeavesTheRecordEmptyAndFreesTheOldBlock)

@@ -49,6 +49,7 @@ Result run(Transform transform, std::vector<std::uint8_t> mask, int width, int h
     EXPECT_EQ(scratch.width, width + 2);
     EXPECT_EQ(scratch.height, height + 2);
     EXPECT_EQ(scratch.channels, 1);
+    EXPECT_TRUE(dist.width == width && dist.height == height && dist.data == out.data()); // the caller sizes it
     std::free(scratch.data);
     return result;
 }
