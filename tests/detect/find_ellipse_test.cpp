@@ -13,6 +13,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <string>
 #include <vector>
 
 namespace
@@ -72,6 +73,16 @@ std::uint8_t& pixel(Image& image, int x, int y)
 {
     return image
         .pixels[static_cast<std::size_t>(y) * static_cast<std::size_t>(image.width) + static_cast<std::size_t>(x)];
+}
+
+// A grey area along the left border, so wide that the threshold takes a small dark shape without its blurred edge.
+Image beside_a_grey_area(std::uint8_t grey)
+{
+    Image image = blank(40, 30);
+    for (int y = 0; y < 30; ++y)
+        for (int x = 0; x < 14; ++x)
+            pixel(image, x, y) = grey;
+    return image;
 }
 
 TEST(FindEllipse, MeasuresADiscToASixthOfAPixel)
@@ -186,6 +197,77 @@ TEST(FindEllipse, RejectsAndPrintsAResidualThatIsNotANumber)
     for (const EllipseRegion& region : found.records)
         EXPECT_FALSE(std::isnan(region.rms));
     EXPECT_TRUE(equals_twin(image, 5, 1, 6));
+}
+
+// The outline of a bar two pixels wide is two lines; the ellipse through both is millions of pixels long, and its
+// residuals vanish beside its length.
+TEST(FindEllipse, RejectsAndPrintsAResidualThatEqualsMaxRms)
+{
+    int equal = 0;
+    for (int length = 6; length < 16; ++length) {
+        Image image = beside_a_grey_area(170);
+        for (int y = 6; y < 6 + length; ++y)
+            pixel(image, 26, y) = pixel(image, 27, y) = 180;
+        const Found kept = find(image, 1, 1, 1);
+        if (kept.records.size() != 1 || kept.records[0].rms != 0)
+            continue;
+        ++equal;
+        const Found rejected = find(image, 1, 0, 1);
+        EXPECT_EQ(rejected.records.size(), 0u) << length;
+        EXPECT_EQ(rejected.printed, "rms=0.00\n") << length;
+        EXPECT_TRUE(equals_twin(image, 1, 0, 1)) << length;
+    }
+    EXPECT_GT(equal, 0);
+}
+
+// A dark stroke in white, part of an ellipse that goes on beyond the border.
+struct Stroke {
+    int width, height; // of the picture
+    int left, top;     // of the stroke
+    std::vector<std::string> rows;
+    bool is_left, is_above; // where the ellipse's centre lies of the picture
+};
+
+TEST(FindEllipse, DropsFitsCentredLeftOfOrAboveTheImageWithoutALine)
+{
+    const std::vector<std::string> upright = {".x", "xx", "xx", "xx", "xx", "xx", "xx", "x."};
+    const std::vector<std::string> level = {"xx....", "xxxx..", "..xxxx", "....xx"};
+    const std::vector<std::string> slanted = {"xx...........", "..x..........", "...x.........", "....x........",
+                                              ".....xx......", ".......x.....", "........x....", ".........x...",
+                                              "..........xx.", "............x"};
+    for (const Stroke& stroke : {Stroke{16, 15, 6, 4, upright, false, true}, Stroke{18, 22, 8, 15, level, true, false},
+                                 Stroke{13, 11, 0, 0, slanted, true, true}}) {
+        Image image = blank(stroke.width, stroke.height);
+        for (std::size_t y = 0; y < stroke.rows.size(); ++y)
+            for (std::size_t x = 0; x < stroke.rows[y].size(); ++x)
+                if (stroke.rows[y][x] == 'x')
+                    pixel(image, stroke.left + static_cast<int>(x), stroke.top + static_cast<int>(y)) = 0;
+        const auto fits = reference::find_ellipse(image.pixels, image.width, image.height, 0, 1000, 3).fits;
+        ASSERT_EQ(fits.size(), 1u);
+        EXPECT_EQ(fits[0].x0 < 0, stroke.is_left);
+        EXPECT_EQ(fits[0].y0 < 0, stroke.is_above);
+        const Found found = find(image, 0, 0, 3);
+        EXPECT_EQ(found.printed, "") << "no residual is looked at";
+        EXPECT_EQ(find(image, 0, 1000, 3).records.size(), 0u);
+        EXPECT_TRUE(equals_twin(image, 0, 1000, 3));
+    }
+}
+
+TEST(FindEllipse, DropsAnOutlineOfOneRow)
+{
+    for (const bool is_transposed : {false, true}) {
+        Image image = beside_a_grey_area(185);
+        pixel(image, 26, 15) = 0;
+        pixel(image, is_transposed ? 26 : 27, is_transposed ? 16 : 15) = 0;
+        const auto traced = reference::find_ellipse(image.pixels, 40, 30, 1, 1000, 1).traced;
+        const std::vector<std::int32_t> pair = {15 * 40 + 26, is_transposed ? 16 * 40 + 26 : 15 * 40 + 27};
+        EXPECT_EQ(std::count(traced.begin(), traced.end(), pair), 1) << "there is such an outline";
+        const Found found = find(image, 1, 1000, 1);
+        EXPECT_EQ(found.records.size(), 0u);
+        EXPECT_EQ(found.printed, "");
+        EXPECT_FALSE(found.array_is_null);
+        EXPECT_TRUE(equals_twin(image, 1, 1000, 1));
+    }
 }
 
 TEST(FindEllipse, DropsShapesWithin3PixelsOfTheBorder)

@@ -182,6 +182,18 @@ TEST(FindThreshold, TakesTheLowestOfEqualVariances)
     });
 }
 
+TEST(FindThreshold, TreatsTheHighestLevelAsAnyOther)
+{
+    // Fractions that sum to less than one leave a class above level 255; its mean is 0.
+    for_each_target([] {
+        for (const std::size_t level : {std::size_t{1}, std::size_t{100}, std::size_t{254}, std::size_t{255}}) {
+            std::vector<double> bins(256, 0.0);
+            bins[level] = 0.5;
+            EXPECT_EQ(threshold_of(bins), static_cast<std::int32_t>(level));
+        }
+    });
+}
+
 TEST(FindThreshold, EqualsItsTwinOnHistogramsOfPictures)
 {
     for_each_target([] {

@@ -184,8 +184,9 @@ std::vector<std::pair<int, int>> upright_ring(double a, double b)
     return ring;
 }
 
-// The minor axis with which sample `end` has the angle 0.6 in the ellipse's frame to the last bit; 0 if none is found.
-double minor_axis_for_06_radians(double a, std::size_t end)
+// The minor axis with which sample `end` has the given angle in the ellipse's frame to the last bit; 0 if none is
+// found.
+double minor_axis_for(double angle, double a, std::size_t end)
 {
     double b = a * 0.8;
     for (int round = 0; round < 20; ++round) {
@@ -193,11 +194,11 @@ double minor_axis_for_06_radians(double a, std::size_t end)
         if (ring.size() <= end || ring[end].first <= 0 || ring[end].second <= 0)
             return 0;
         const auto [x, y] = ring[end];
-        b = a / (std::tan(0.6) * x / y);
+        b = a / (std::tan(angle) * x / y);
         for (int i = 0; i < 8; ++i)
             b = std::nextafter(b, 0.0);
         for (int i = 0; i < 16; ++i, b = std::nextafter(b, kInfinity))
-            if (b < a && std::atan2(a / b * y, x) == 0.6 && upright_ring(a, b)[end] == ring[end])
+            if (b < a && std::atan2(a / b * y, x) == angle && upright_ring(a, b)[end] == ring[end])
                 return b;
         if (!(b > 1 && b < a))
             return 0;
@@ -218,23 +219,46 @@ std::size_t records_of_run_up_to(std::size_t end, double a, double b)
     return find(picture, {100, 100, a, b, 0}).records.size();
 }
 
-TEST(FindSmallEllipse, GivesOneRecordFor06RadiansExactlyAndTwoJustAbove)
+// Runs of exactly some angle, and of the next one that their ring can have, above or below.
+struct Limit {
+    double angle;
+    std::size_t first_end, last_end; // samples that may have the angle
+    double towards;                  // where the minor axis goes for the next angle
+    std::size_t records_at, records_beside;
+};
+
+void expect_limit(const Limit& limit)
 {
     int tried = 0;
     for (double a = 30.3; a < 45 && tried < 5; a += 0.37)
-        for (std::size_t end = 20; end < 45 && tried < 5; ++end) {
-            const double b = minor_axis_for_06_radians(a, end);
+        for (std::size_t end = limit.first_end; end < limit.last_end && tried < 5; ++end) {
+            const double b = minor_axis_for(limit.angle, a, end);
             if (b == 0)
                 continue;
             ++tried;
-            EXPECT_EQ(records_of_run_up_to(end, a, b), 1u) << a << ", " << b;
+            EXPECT_EQ(records_of_run_up_to(end, a, b), limit.records_at) << a << ", " << b;
             const auto [x, y] = upright_ring(a, b)[end];
-            double flatter = b;
-            while (!(std::atan2(a / flatter * y, x) > 0.6))
-                flatter = std::nextafter(flatter, 0.0);
-            EXPECT_EQ(records_of_run_up_to(end, a, flatter), 2u) << a << ", " << flatter;
+            double beside = b;
+            while (std::atan2(a / beside * y, x) == limit.angle)
+                beside = std::nextafter(beside, limit.towards);
+            EXPECT_EQ(records_of_run_up_to(end, a, beside), limit.records_beside) << a << ", " << beside;
         }
     EXPECT_EQ(tried, 5);
+}
+
+TEST(FindSmallEllipse, GivesOneRecordFor06RadiansExactlyAndTwoJustAbove)
+{
+    expect_limit({0.6, 20, 45, 0.0, 1, 2});
+}
+
+TEST(FindSmallEllipse, GivesNoRecordFor02RadiansExactlyAndOneJustAbove)
+{
+    expect_limit({0.2, 4, 25, 0.0, 0, 1});
+}
+
+TEST(FindSmallEllipse, GivesNoRecordFor12RadiansExactlyAndTwoJustBelow)
+{
+    expect_limit({1.2, 40, 100, kInfinity, 0, 2});
 }
 
 TEST(FindSmallEllipse, PaintsTheRingAndNothingElse)

@@ -5,7 +5,9 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <numeric>
 #include <vector>
 
@@ -71,6 +73,18 @@ TEST(GaussianKernel, StaysAGaussianForSmallAndLargeSigma)
         EXPECT_EQ(narrow[k], k == 12 ? 1.0 : 0.0);
     for (const double weight : kernel_of(5, 1e9))
         EXPECT_NEAR(weight, 0.04, 1e-15);
+}
+
+TEST(GaussianKernel, OfSize5AndSigma1IsTheOneThatImagesAreSmoothedWith)
+{
+    // by the distance in rows and columns; to the last bit, on every system
+    const double expected[3][3] = {{0x1.4bfc906c2a8eep-3, 0x1.92b856facd85ap-4, 0x1.676f9c7838aaap-6},
+                                   {0x1.92b856facd85ap-4, 0x1.e8862e93c9e61p-5, 0x1.b40494286615bp-7},
+                                   {0x1.676f9c7838aaap-6, 0x1.b40494286615bp-7, 0x1.8527aba212073p-9}};
+    const auto kernel = kernel_of(5, 1.0);
+    for (int i = 0; i < 5; ++i)
+        for (int j = 0; j < 5; ++j)
+            EXPECT_EQ(kernel[static_cast<std::size_t>(5 * i + j)], expected[std::abs(i - 2)][std::abs(j - 2)]);
 }
 
 TEST(GaussianKernel, OfSigma0IsNotANumber)

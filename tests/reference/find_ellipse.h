@@ -22,13 +22,15 @@ namespace panoval::reference
 struct FoundEllipses {
     std::vector<EllipseRegion> records;            // points is null
     std::vector<std::vector<std::int32_t>> points; // of each record
+    std::vector<std::vector<std::int32_t>> traced; // every outline, kept or not
+    std::vector<OvalFit> fits;                     // every ellipse that was fitted, kept or not
     std::string printed;
     bool array_is_null = true;
 };
 
-// The tests b to e of one record. True when it reaches the residual test, with the fit in `fit`.
+// The tests b to e of one record. True when it reaches the residual test, with its fit the last of `fits`.
 inline bool passes_geometry(int width, int height, const std::int16_t* magnitude, EllipseRegion& region,
-                            const std::vector<std::int32_t>& points, OvalFit& fit)
+                            const std::vector<std::int32_t>& points, std::vector<OvalFit>& fits)
 {
     region.cx = region.cx / region.pixel_count;
     if (region.cx < 0)
@@ -61,8 +63,12 @@ inline bool passes_geometry(int width, int height, const std::int16_t* magnitude
     std::vector<double> refined(2 * points.size());
     for (std::size_t i = 0; i < points.size(); ++i)
         refine_edge_point(width, height, magnitude, points[i] % width, points[i] / width, &refined[2 * i]);
+    OvalFit fit;
     const int result = reference::oval_fit(static_cast<std::int32_t>(points.size()), refined.data(), &fit);
-    return result != 0 && fit.x0 >= 0 && fit.y0 >= 0;
+    if (result == 0)
+        return false;
+    fits.push_back(fit);
+    return fit.x0 >= 0 && fit.y0 >= 0;
 }
 
 inline FoundEllipses find_ellipse(const std::vector<std::uint8_t>& image, int width, int height, int min_pixels,
@@ -76,6 +82,7 @@ inline FoundEllipses find_ellipse(const std::vector<std::uint8_t>& image, int wi
     adaptive_tile_threshold(width, height, smoothed.data(), map.data(), divisions);
     const TracedContours contours = trace_contours(width, height, map);
     found.array_is_null = !contours.any_opened;
+    found.traced = contours.outlines;
 
     std::vector<EllipseRegion> regions(contours.outlines.size(), EllipseRegion{});
     for (int y = 1; y <= height - 2; ++y)
@@ -95,9 +102,9 @@ inline FoundEllipses find_ellipse(const std::vector<std::uint8_t>& image, int wi
         region.point_count = static_cast<std::int32_t>(points.size());
         if (!(region.pixel_count > 0 && region.point_count >= 1 && region.pixel_count >= min_pixels))
             continue;
-        OvalFit fit;
-        if (!passes_geometry(width, height, magnitude.data(), region, points, fit))
+        if (!passes_geometry(width, height, magnitude.data(), region, points, found.fits))
             continue;
+        const OvalFit& fit = found.fits.back();
         region.cx = fit.x0;
         region.cy = fit.y0;
         region.major = fit.semi_major;

@@ -34,6 +34,7 @@ inline Found find_and_capture(const std::vector<std::uint8_t>& pixels, int width
     testing::internal::CaptureStdout();
     const int count = find_ellipse(image.data(), width, height, &regions, min_pixels, max_rms, divisions);
     std::fflush(stdout);
+    EXPECT_TRUE(image.intact() && same_bits(image.values(), pixels)) << "the image is read only";
     found.printed = testing::internal::GetCapturedStdout();
     found.printed.erase(std::remove(found.printed.begin(), found.printed.end(), '\r'), found.printed.end());
     found.array_is_null = regions == nullptr;
