@@ -492,7 +492,7 @@ PANOVAL_API void multi_band_blender_blend(MultiBandBlender* blender, Mat* dst, i
  *
  * kernel  size x size doubles, row-major, out; element (i, j) has the offsets y = i - size/2, x = j - size/2
  * size    odd or even; below 1 nothing is written
- * sigma   standard deviation in pixels
+ * sigma   standard deviation in pixels; 0 makes every element not a number
  */
 PANOVAL_API void GetGaussianKernel(double* kernel, int32_t size, double sigma);
 
