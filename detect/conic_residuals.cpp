@@ -80,6 +80,38 @@ void focal_residuals_kernel(const Foci& foci, const double* xy, size_t count, do
     });
 }
 
+void design_rows_kernel(const double* xy, size_t count, double (*rows)[5])
+{
+    const hn::CappedTag<double, 2> d;
+    for (size_t i = 0; i < count; ++i) {
+        for (size_t k = 0; k < 2; k += hn::Lanes(d)) {
+            const auto point = hn::LoadU(d, xy + 2 * i + k);
+            hn::StoreU(hn::Mul(point, hn::Set(d, xy[2 * i + 1])), d, rows[i] + k);
+            hn::StoreU(point, d, rows[i] + 2 + k);
+        }
+        rows[i][4] = 1;
+    }
+}
+
+// Residuals within the limit may be 0: what they divide is left aside.
+void lower_weights_kernel(const double* residuals, size_t count, double limit, double rms, double* weights)
+{
+    const auto lower = [&](auto d, size_t i) HWY_ATTR {
+        const auto residual = hn::LoadU(d, residuals + i);
+        const auto weight = hn::LoadU(d, weights + i);
+        const auto one_rms = hn::Set(d, rms);
+        const auto quotient = hn::Div(hn::Mul(hn::Mul(one_rms, weight), one_rms), hn::Mul(residual, residual));
+        const auto exceeds = hn::Gt(hn::Abs(residual), hn::Set(d, limit));
+        hn::StoreU(hn::IfThenElse(exceeds, quotient, weight), d, weights + i);
+    };
+    const D d;
+    size_t i = 0;
+    for (; i + hn::Lanes(d) <= count; i += hn::Lanes(d))
+        lower(d, i);
+    for (; i < count; ++i)
+        lower(hn::CappedTag<double, 1>(), i);
+}
+
 } // namespace
 } // namespace panoval::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -89,6 +121,8 @@ namespace panoval
 {
 HWY_EXPORT(conic_residuals_kernel);
 HWY_EXPORT(focal_residuals_kernel);
+HWY_EXPORT(design_rows_kernel);
+HWY_EXPORT(lower_weights_kernel);
 
 void conic_residuals(const Conic& conic, const double* xy, std::size_t count, double* residuals)
 {
@@ -98,6 +132,16 @@ void conic_residuals(const Conic& conic, const double* xy, std::size_t count, do
 void focal_residuals(const Foci& foci, const double* xy, std::size_t count, double* residuals)
 {
     HWY_DYNAMIC_DISPATCH(focal_residuals_kernel)(foci, xy, count, residuals);
+}
+
+void design_rows(const double* xy, std::size_t count, double (*rows)[5])
+{
+    HWY_DYNAMIC_DISPATCH(design_rows_kernel)(xy, count, rows);
+}
+
+void lower_weights(const double* residuals, std::size_t count, double limit, double rms, double* weights)
+{
+    HWY_DYNAMIC_DISPATCH(lower_weights_kernel)(residuals, count, limit, rms, weights);
 }
 
 } // namespace panoval

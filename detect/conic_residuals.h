@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// How far points lie from a conic, and from an ellipse by its foci. Points are pairs x, y.
+// What a conic fit computes of every point: how far it lies from the conic, or from an ellipse by its foci, its row of
+// the equations, its weight. Points are pairs x, y.
 #pragma once
 
 #include <cstddef>
@@ -22,5 +23,11 @@ void conic_residuals(const Conic& conic, const double* xy, std::size_t count, do
 
 // residuals[i] = distance to the first focus + distance to the second - sum
 void focal_residuals(const Foci& foci, const double* xy, std::size_t count, double* residuals);
+
+// rows[i] = x*y, y*y, x, y, 1: the conic's derivatives by b to f
+void design_rows(const double* xy, std::size_t count, double (*rows)[5]);
+
+// Every point whose residual exceeds `limit` in size gets rms * weight * rms / (residual * residual) for its weight.
+void lower_weights(const double* residuals, std::size_t count, double limit, double rms, double* weights);
 
 } // namespace panoval

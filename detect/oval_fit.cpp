@@ -50,47 +50,64 @@ Conic circle_through_first_point(const Points& points)
     return {0, 1, -2 * mean_x, -2 * mean_y, mean_x * mean_x + mean_y * mean_y - radius * radius};
 }
 
-// Design rows of a few points, which the equations take once they have left the store buffer.
-struct Batch {
-    static constexpr std::size_t kMaxPoints = 32;
-    double row[kMaxPoints][kUnknowns];
+// Design rows of many points at once, which the equations take once they have left the store buffer. They do not change
+// from pass to pass: up to kMaxPoints points are designed only once.
+class DesignRows
+{
+public:
+    static constexpr std::size_t kMaxPoints = 512;
+
+    explicit DesignRows(const Points& points) : points_(points) {}
+
+    // The rows of the points from `first` on, a multiple of kMaxPoints.
+    const double (*rows_from(std::size_t first))[kUnknowns]
+    {
+        if (first_ != first)
+            design_rows(points_.xy + 2 * first, std::min(kMaxPoints, points_.count - first), row_);
+        first_ = first;
+        return row_;
+    }
+
+private:
+    static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
+
+    Points points_;
+    std::size_t first_ = kNone;
+    double row_[kMaxPoints][kUnknowns];
 };
 
-void design(const double* xy, std::size_t count, Batch& batch)
-{
-    for (std::size_t i = 0; i < count; ++i) {
-        const double x = xy[2 * i];
-        const double y = xy[2 * i + 1];
-        double* const row = batch.row[i];
-        row[0] = x * y;
-        row[1] = y * y;
-        row[2] = x;
-        row[3] = y;
-        row[4] = 1;
+// The weights of all points, and their sum in order.
+struct Weights {
+    double* of_point;
+    std::size_t count;
+    double sum;
+
+    void add_up()
+    {
+        sum = 0;
+        for (std::size_t i = 0; i < count; ++i)
+            sum += of_point[i];
     }
-}
+};
 
 // One pass over the points. Fills the equations and the residuals, and returns the weighted rms.
-double accumulate(const Points& points, const Conic& conic, const double* weights, double* residuals,
-                  NormalEquations<kUnknowns>& equations)
+double accumulate(const Points& points, const Conic& conic, const Weights& weights, DesignRows& design,
+                  double* residuals, NormalEquations<kUnknowns>& equations)
 {
-    Batch batch;
-    double weight_sum = 0;
     double square_sum = 0;
     equations.clear();
     conic_residuals(conic, points.xy, points.count, residuals);
-    for (std::size_t first = 0; first < points.count; first += Batch::kMaxPoints) {
-        const std::size_t count = std::min(Batch::kMaxPoints, points.count - first);
-        design(points.xy + 2 * first, count, batch);
-        for (std::size_t i = 0; i < count; ++i) {
-            const double v = residuals[first + i];
-            const double w = weights[first + i];
-            equations.add(batch.row[i], v, w);
-            weight_sum += w;
+    for (std::size_t first = 0; first < points.count; first += DesignRows::kMaxPoints) {
+        const double(*const rows)[kUnknowns] = design.rows_from(first);
+        const std::size_t end = std::min(first + DesignRows::kMaxPoints, points.count);
+        for (std::size_t i = first; i < end; ++i) {
+            const double v = residuals[i];
+            const double w = weights.of_point[i];
+            equations.add(rows[i - first], v, w);
             square_sum += (w * v) * v;
         }
     }
-    return std::sqrt(square_sum / weight_sum);
+    return std::sqrt(square_sum / weights.sum);
 }
 
 void correct(Conic& conic, const double* correction)
@@ -110,17 +127,9 @@ bool are_small(const double* correction)
     return true;
 }
 
-void lower_weights_of_outliers(const double* residuals, double rms, double* weights, std::size_t count)
+Conic fit_conic(const Points& points, Weights& weights, double* residuals)
 {
-    for (std::size_t i = 0; i < count; ++i) {
-        const double v = residuals[i];
-        if (std::fabs(v) > kOutlierFactor * rms)
-            weights[i] = ((rms * weights[i]) * rms) / (v * v);
-    }
-}
-
-Conic fit_conic(const Points& points, double* weights, double* residuals)
-{
+    DesignRows design(points);
     NormalEquations<kUnknowns> equations;
     Conic conic = circle_through_first_point(points);
     double previous_rms = 0;
@@ -128,13 +137,14 @@ Conic fit_conic(const Points& points, double* weights, double* residuals)
     bool is_stalled = false;
     for (std::int32_t k = 0; k < kMaxIterations && !is_converged; ++k) {
         double correction[kUnknowns];
-        const double rms = accumulate(points, conic, weights, residuals, equations);
+        const double rms = accumulate(points, conic, weights, design, residuals, equations);
         equations.solve(correction);
         correct(conic, correction);
         is_converged = rms < kConvergedRms;
         is_stalled = is_stalled || are_small(correction);
         if ((is_stalled && rms > kConvergedRms) || (k > 0 && rms > previous_rms) || k >= kAlwaysReweightFrom) {
-            lower_weights_of_outliers(residuals, rms, weights, points.count);
+            lower_weights(residuals, points.count, kOutlierFactor * rms, rms, weights.of_point);
+            weights.add_up();
             is_stalled = false;
         }
         if (k > 0 && is_stalled && std::fabs(previous_rms - rms) < kStalledRmsChange)
@@ -176,24 +186,22 @@ void measure_axes(const Conic& conic, OvalFit& fit)
 }
 
 // Sets rms and the largest residual: by how much the distances to both foci add up to more than the major axis.
-void measure_residuals(const Points& points, const double* weights, double* residuals, OvalFit& fit)
+void measure_residuals(const Points& points, const Weights& weights, double* residuals, OvalFit& fit)
 {
     const double focal = std::sqrt(fit.semi_major * fit.semi_major - fit.semi_minor * fit.semi_minor);
     const double x = focal * std::cos(fit.theta);
     const double y = focal * std::sin(fit.theta);
     focal_residuals({fit.x0 - x, fit.y0 - y, fit.x0 + x, fit.y0 + y, 2 * fit.semi_major}, points.xy, points.count,
                     residuals);
-    double weight_sum = 0;
     double square_sum = 0;
     double largest = 0;
     for (std::size_t i = 0; i < points.count; ++i) {
         const double residual = residuals[i];
-        weight_sum += weights[i];
-        square_sum += weights[i] * (residual * residual);
+        square_sum += weights.of_point[i] * (residual * residual);
         if (residual > largest)
             largest = residual;
     }
-    fit.rms = std::sqrt(square_sum / weight_sum);
+    fit.rms = std::sqrt(square_sum / weights.sum);
     fit.max_residual = largest;
 }
 
@@ -204,9 +212,9 @@ std::int32_t fit_oval(std::int32_t count, const double* points, double* scratch,
     if (count <= kUnknowns)
         return 0;
     const Points all{points, to_count(count)};
-    double* const weights = scratch;
     double* const residuals = scratch + all.count;
-    std::fill_n(weights, all.count, 1.0);
+    std::fill_n(scratch, all.count, 1.0);
+    Weights weights{scratch, all.count, static_cast<double>(all.count)};
 
     const Conic conic = fit_conic(all, weights, residuals);
     *result = OvalFit{};

@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace
 {
@@ -173,16 +174,27 @@ int32_t result_of(const Body& body) noexcept
     }
 }
 
-// normal += (weight * row) * row', with the number of unknowns known to the compiler where it is given
-template <int Unknowns>
+// normal += (weight * row) * row', rhs += (weight * value) * row'
 void add_observation(const double* row, int32_t n, double value, double* normal, double* rhs, double weight)
 {
-    using Column = Eigen::Matrix<double, Unknowns, 1>;
-    using Line = Eigen::Matrix<double, 1, Unknowns>;
+    using Line = Eigen::RowVectorXd;
     const Eigen::Map<const Line> design(row, n);
     for (int32_t i = 0; i < n; ++i)
         Eigen::Map<Line>(normal + static_cast<std::ptrdiff_t>(i) * n, n) += (weight * row[i]) * design;
-    Eigen::Map<Column>(rhs, n) += (weight * value) * design.transpose();
+    Eigen::Map<Line>(rhs, n) += (weight * value) * design;
+}
+
+// The same for the five unknowns of a conic, without a loop: of an ellipse fit's time most passes here.
+template <std::size_t... I>
+void add_conic_observation(const double* row, double value, double* normal, double* rhs, double weight,
+                           std::index_sequence<I...>)
+{
+    constexpr int kUnknowns = sizeof...(I);
+    using Line = Eigen::Matrix<double, 1, kUnknowns>;
+    using LineMap = Eigen::Map<Line>;
+    const Line design = Eigen::Map<const Line>(row); // a copy, which no store to the sums can change
+    ((LineMap(normal + kUnknowns * I) += (weight * design[I]) * design), ...);
+    LineMap(rhs) += (weight * value) * design;
 }
 
 } // namespace
@@ -236,11 +248,10 @@ LIBMATH_API int32_t pnrml(const double* row, int32_t n, double value, double* no
 {
     if (n <= 0)
         return 1;
-    constexpr int32_t kConic = 5; // the unknowns of a conic
-    if (n == kConic)
-        add_observation<kConic>(row, n, value, normal, rhs, weight);
+    if (n == 5)
+        add_conic_observation(row, value, normal, rhs, weight, std::make_index_sequence<5>());
     else
-        add_observation<Dynamic>(row, n, value, normal, rhs, weight);
+        add_observation(row, n, value, normal, rhs, weight);
     return 1;
 }
 

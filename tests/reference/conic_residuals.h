@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Residuals of points against a conic and against an ellipse's foci, one point at a time.
+// What a conic fit computes of every point, one point at a time.
 #pragma once
 
 #include "detect/conic_residuals.h"
@@ -28,6 +28,24 @@ inline void focal_residuals(const Foci& foci, const double* xy, std::size_t coun
         const double dy2 = xy[2 * i + 1] - foci.y2;
         residuals[i] = std::sqrt(dx1 * dx1 + dy1 * dy1) + std::sqrt(dx2 * dx2 + dy2 * dy2) - foci.sum;
     }
+}
+
+inline void design_rows(const double* xy, std::size_t count, double (*rows)[5])
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        const double x = xy[2 * i];
+        const double y = xy[2 * i + 1];
+        const double row[5] = {x * y, y * y, x, y, 1};
+        for (int k = 0; k < 5; ++k)
+            rows[i][k] = row[k];
+    }
+}
+
+inline void lower_weights(const double* residuals, std::size_t count, double limit, double rms, double* weights)
+{
+    for (std::size_t i = 0; i < count; ++i)
+        if (std::fabs(residuals[i]) > limit)
+            weights[i] = rms * weights[i] * rms / (residuals[i] * residuals[i]);
 }
 
 } // namespace panoval::reference
