@@ -420,6 +420,27 @@ TEST(GainCompensatorApply, EqualsItsTwin)
         }
 }
 
+// Gains that take a level to a half, and the doubles beside them, which single precision cannot tell apart.
+TEST(GainCompensatorApply, EqualsItsTwinForBytesThatComeOutNearAHalf)
+{
+    for (int level = 1; level < 256; level += 2)
+        for (const int half : {0, 1, 7, level, 200, 254}) {
+            const double at = (half + 0.5) / level;
+            for (double gain : {std::nextafter(at, 0.0), at, std::nextafter(at, 1e9), at * (1 + 1e-9)}) {
+                GainCompensator gc = with_gain(gain);
+                OwnedMat actual(256, 1, 1, 1);
+                OwnedMat expected(256, 1, 1, 1);
+                for (int i = 0; i < 256; ++i) {
+                    actual.set(i, i);
+                    expected.set(i, i);
+                }
+                gain_compensator_apply(&gc, 0, actual.get());
+                reference::apply_gain(*expected.get(), gain);
+                ASSERT_TRUE(test::same_bits((*actual).data, (*expected).data, 256)) << "gain " << gain;
+            }
+        }
+}
+
 TEST(GainCompensator, WithoutMemoryLeavesTheGainsEmptyAndLeaksNothing)
 {
     Scene scene = two_flat(80, 100, {5, 0});
