@@ -39,6 +39,36 @@ void split_pixels(const std::uint8_t* interleaved, std::size_t count, std::uint8
     }
 }
 
+std::uint32_t load_word(const std::uint8_t* at)
+{
+    std::uint32_t word;
+    std::memcpy(&word, at, sizeof word);
+    return word;
+}
+
+void store_word(std::uint8_t* at, std::uint32_t word)
+{
+    std::memcpy(at, &word, sizeof word);
+}
+
+// Three bytes of colour and one of alpha: four pixels are four words in, three words and one out.
+void split_rgba(const std::uint8_t* interleaved, std::size_t count, std::uint8_t* color, std::uint8_t* alpha)
+{
+    constexpr std::uint32_t kColor = 0xFFFFFF;
+    std::size_t i = 0;
+    for (; i + 4 <= count; i += 4) {
+        const std::uint32_t a = load_word(interleaved + 4 * i);
+        const std::uint32_t b = load_word(interleaved + 4 * i + 4);
+        const std::uint32_t c = load_word(interleaved + 4 * i + 8);
+        const std::uint32_t d = load_word(interleaved + 4 * i + 12);
+        store_word(color + 3 * i, (a & kColor) | (b << 24));
+        store_word(color + 3 * i + 4, ((b & kColor) >> 8) | (c << 16));
+        store_word(color + 3 * i + 8, ((c & kColor) >> 16) | (d << 8));
+        store_word(alpha + i, (a >> 24) | ((b >> 24) << 8) | ((c >> 24) << 16) | (d & ~kColor));
+    }
+    split_pixels<3, 1>(interleaved + 4 * i, count - i, color + 3 * i, alpha + i);
+}
+
 template <std::size_t Size>
 void spread_samples(const std::uint8_t* samples, std::size_t count, std::uint8_t* color, std::size_t step)
 {
@@ -95,7 +125,7 @@ void ImageBuilder::put(std::int32_t x, std::int32_t y, std::size_t count, const 
     else if (image_.bits == 16)
         split_pixels<2, 2>(interleaved, count, color, alpha);
     else if (image_.channels == 3)
-        split_pixels<3, 1>(interleaved, count, color, alpha);
+        split_rgba(interleaved, count, color, alpha);
     else
         split_pixels<1, 1>(interleaved, count, color, alpha);
 }

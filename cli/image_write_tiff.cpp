@@ -68,14 +68,18 @@ void write_tiff(OutputFile& output, const Image& image)
                      image.profile.data());
     if (image.position)
         set_position(tiff.get(), *image.position);
-    std::vector<std::uint8_t> strip(rows_per_strip * row_bytes);
+    const bool is_copied = image.mask != nullptr; // else the picture's own rows are what the file holds
+    std::vector<std::uint8_t> copy(is_copied ? rows_per_strip * row_bytes : 0);
     std::uint32_t index = 0;
     const auto height = static_cast<std::size_t>(image.height);
     for (std::size_t top = 0; top < height; top += rows_per_strip, ++index) {
         const std::size_t rows = std::min(rows_per_strip, height - top);
-        for (std::size_t y = 0; y < rows; ++y)
-            copy_row(image, static_cast<std::int32_t>(top + y), strip.data() + y * row_bytes);
-        if (TIFFWriteEncodedStrip(tiff.get(), index, strip.data(), static_cast<tmsize_t>(rows * row_bytes)) < 0)
+        for (std::size_t y = 0; is_copied && y < rows; ++y)
+            copy_row(image, static_cast<std::int32_t>(top + y), copy.data() + y * row_bytes);
+        // The type has no const, but samples in this machine's order are not touched.
+        std::uint8_t* const strip =
+            is_copied ? copy.data() : const_cast<std::uint8_t*>(image.row(static_cast<std::int32_t>(top)));
+        if (TIFFWriteEncodedStrip(tiff.get(), index, strip, static_cast<tmsize_t>(rows * row_bytes)) < 0)
             output.fail_writing();
     }
     if (!tiff.close())

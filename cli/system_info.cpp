@@ -13,6 +13,9 @@
 #else
 #include <unistd.h>
 #endif
+#ifdef __linux__
+#include <sys/mman.h>
+#endif
 
 namespace panoval::cli
 {
@@ -40,6 +43,44 @@ std::uint64_t peak_memory_bytes()
             break;
     std::fclose(status);
     return kilobytes * 1024;
+}
+
+#endif
+
+#ifdef __linux__
+
+// Only whole large pages inside the block are named, so that nothing beside it changes.
+void prefer_large_pages(void* block, std::size_t bytes)
+{
+    constexpr std::uintptr_t kPage = std::uintptr_t{2} << 20;
+    const auto start = reinterpret_cast<std::uintptr_t>(block);
+    const std::uintptr_t first = (start + kPage - 1) / kPage * kPage;
+    const std::uintptr_t end = (start + bytes) / kPage * kPage;
+    if (first < end)
+        (void)madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
+}
+
+bool provide_pages(void* block, std::size_t bytes)
+{
+#ifdef MADV_POPULATE_WRITE
+    const auto page = static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE));
+    const auto start = reinterpret_cast<std::uintptr_t>(block);
+    const std::uintptr_t first = (start + page - 1) / page * page;
+    const std::uintptr_t end = (start + bytes) / page * page;
+    return first >= end || madvise(reinterpret_cast<void*>(first), end - first, MADV_POPULATE_WRITE) == 0;
+#else
+    (void)block;
+    (void)bytes;
+    return false;
+#endif
+}
+
+#else
+
+void prefer_large_pages(void*, std::size_t) {}
+bool provide_pages(void*, std::size_t)
+{
+    return false;
 }
 
 #endif

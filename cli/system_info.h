@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: MIT
-// What the program tells about its own run, and the one thing that it does to the process: silencing the library.
+// What the program tells about its own run, and what it does to the process: silencing the library, and asking the
+// system for large pages.
 #pragma once
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 
 namespace panoval::cli
@@ -10,6 +12,14 @@ namespace panoval::cli
 
 // The most memory that this process has had in use so far, in bytes; 0 where the system does not tell.
 std::uint64_t peak_memory_bytes();
+
+// Advice to the system to back a large block with pages of 2 MiB, which it hands out at a fraction of the cost. Does
+// nothing for small blocks and on systems without such advice.
+void prefer_large_pages(void* block, std::size_t bytes);
+
+// Has the system provide the memory behind a fresh block now, all at once, instead of page by page as it is written.
+// The block keeps its contents. False on systems that cannot.
+bool provide_pages(void* block, std::size_t bytes);
 
 class Stopwatch
 {

@@ -29,19 +29,25 @@ void fill_run(Sample* row, std::size_t channels, std::size_t width, std::size_t 
     }
 }
 
+const std::uint8_t* find_uncovered(const std::uint8_t* begin, const std::uint8_t* end)
+{
+    const void* const at = std::memchr(begin, 0, static_cast<std::size_t>(end - begin));
+    return at != nullptr ? static_cast<const std::uint8_t*>(at) : end;
+}
+
 // False where the row has no covered pixel.
 template <class Sample>
 bool fill_row(Sample* row, const std::uint8_t* mask, std::size_t channels, std::size_t width)
 {
     const auto is_covered = [](std::uint8_t value) { return value != 0; };
     const std::uint8_t* const end = mask + width;
-    const std::uint8_t* at = std::find(mask, end, 0);
+    const std::uint8_t* at = find_uncovered(mask, end);
     while (at != end) {
         const std::uint8_t* const next = std::find_if(at, end, is_covered);
         if (at == mask && next == end)
             return false;
         fill_run(row, channels, width, static_cast<std::size_t>(at - mask), static_cast<std::size_t>(next - mask));
-        at = std::find(next, end, 0);
+        at = find_uncovered(next, end);
     }
     return true;
 }

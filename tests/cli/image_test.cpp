@@ -38,6 +38,25 @@ TEST(Image, DepthGoesUpAndDownWithoutLoss)
     EXPECT_EQ(bytes_of(image), before);
 }
 
+TEST(Image, AlphaIsTakenOutOfRowsOfAnyLength)
+{
+    for (std::int32_t width = 1; width < 20; ++width)
+        for (const int channels : {1, 3}) {
+            const Image source = test_picture(width, 2, channels, 8, true);
+            std::vector<std::uint8_t> interleaved;
+            for (std::size_t i = 0; i < source.pixels(); ++i) {
+                const std::size_t at = i * static_cast<std::size_t>(channels);
+                interleaved.insert(interleaved.end(), &source.data[at], &source.data[at] + channels);
+                interleaved.push_back(source.mask[i]);
+            }
+            ImageBuilder builder("test", source);
+            for (std::int32_t y = 0; y < 2; ++y)
+                builder.put(0, y, static_cast<std::size_t>(width),
+                            interleaved.data() + interleaved.size() / 2 * static_cast<std::size_t>(y));
+            expect_same_picture(builder.finish(), source);
+        }
+}
+
 TEST(Image, SixteenBitsAreRoundedToTheNearestByte)
 {
     Image image = make_image(4, 1, 1, 16, "test");
