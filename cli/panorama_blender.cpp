@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/panorama_blender.h"
 
+#include "cli/canvas_pages.h"
 #include "cli/errors.h"
 
 #include <algorithm>
@@ -79,23 +80,22 @@ private:
 class MultiBand : public PanoramaBlender
 {
 public:
-    MultiBand(const PanoramaPlan& plan, int bands, const std::string& output)
-        : output_(output), width_(plan.width), height_(plan.height)
+    MultiBand(const PanoramaPlan& plan, const CanvasStrip& strip, int bands, const std::string& output)
+        : output_(output), width_(plan.width), height_(strip.rows()), bytes_(multi_band_bytes(plan, strip.rows()))
     {
-        // Sums and weights on the canvas, and a third more for the smaller levels.
-        const auto pixels = static_cast<std::uint64_t>(plan.width) * static_cast<std::uint64_t>(plan.height);
-        bytes_ = 16 * pixels * static_cast<std::uint64_t>(plan.channels + 1) / 3;
-        Roi canvas = {0, 0, plan.width, plan.height};
+        Roi canvas = {0, strip.first, plan.width, strip.rows()};
         multi_band_blender_setbands(&blender_, bands);
         multi_band_blender_prepare(&blender_, plan.channels, &canvas);
         is_open_ = blender_.dstPyrLaplace != nullptr;
         if (!is_open_)
             fail_memory(output_, bytes_);
+        pages_ = std::make_unique<CanvasPages>(plan, strip, blender_);
     }
     MultiBand(const MultiBand&) = delete;
     MultiBand& operator=(const MultiBand&) = delete;
     ~MultiBand() override
     {
+        pages_.reset();
         if (is_open_)
             multi_band_blender_blend(&blender_, nullptr, 0);
     }
@@ -109,6 +109,7 @@ public:
 
     Image blend(int bits) override
     {
+        pages_.reset();
         const std::vector<Run> uncovered = uncovered_runs();
         Mat panorama;
         MatInit(&panorama);
@@ -154,15 +155,17 @@ private:
     std::string output_;
     std::int32_t width_;
     std::int32_t height_;
-    std::uint64_t bytes_ = 0;
+    std::uint64_t bytes_;
     bool is_open_ = false;
+    std::unique_ptr<CanvasPages> pages_;
 };
 
 } // namespace
 
-std::unique_ptr<PanoramaBlender> make_multi_band_blender(const PanoramaPlan& plan, int bands, const std::string& output)
+std::unique_ptr<PanoramaBlender> make_multi_band_blender(const PanoramaPlan& plan, const CanvasStrip& strip, int bands,
+                                                         const std::string& output)
 {
-    return std::make_unique<MultiBand>(plan, bands, output);
+    return std::make_unique<MultiBand>(plan, strip, bands, output);
 }
 
 std::unique_ptr<PanoramaBlender> make_feather_blender(const PanoramaPlan& plan, const std::string& output)

@@ -11,8 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
-#include <list>
-#include <memory>
+#include <cstring>
 
 namespace panoval::cli
 {
@@ -20,58 +19,19 @@ namespace panoval::cli
 namespace
 {
 
-// Pictures that were read lately, as many as fit the budget, but always the two of a pair.
-class ImageCache
+// Eight pixels at a time where all of them are covered, as most are.
+std::int32_t count_covered(const std::uint8_t* mask, std::size_t pixels)
 {
-public:
-    ImageCache(const PanoramaPlan& plan, int bits, std::uint64_t budget) : plan_(plan), bits_(bits), budget_(budget) {}
-
-    std::shared_ptr<const Image> get(std::size_t index)
-    {
-        const auto found = std::find_if(entries_.begin(), entries_.end(),
-                                        [index](const Entry& entry) { return entry.index == index; });
-        if (found != entries_.end()) {
-            entries_.splice(entries_.begin(), entries_, found);
-            return entries_.front().image;
-        }
-        make_room(bytes_of(plan_.layers[index].info));
-        entries_.push_front({index, std::make_shared<const Image>(load_layer(plan_.layers[index], bits_))});
-        return entries_.front().image;
+    std::size_t covered = 0;
+    std::size_t i = 0;
+    for (; i + 8 <= pixels; i += 8) {
+        std::uint64_t eight;
+        std::memcpy(&eight, mask + i, sizeof eight);
+        covered +=
+            eight == ~std::uint64_t{0} ? 8u : static_cast<std::size_t>(8 - std::count(mask + i, mask + i + 8, 0));
     }
-
-private:
-    struct Entry {
-        std::size_t index;
-        std::shared_ptr<const Image> image;
-    };
-
-    std::uint64_t bytes_of(const ImageInfo& info) const
-    {
-        return info.pixels() * (static_cast<std::uint64_t>(plan_.channels) * static_cast<std::uint64_t>(bits_ / 8) + 1);
-    }
-
-    void make_room(std::uint64_t bytes)
-    {
-        std::uint64_t held = bytes;
-        for (const Entry& entry : entries_)
-            held += bytes_of(plan_.layers[entry.index].info);
-        while (entries_.size() > 1 && held > budget_) {
-            held -= bytes_of(plan_.layers[entries_.back().index].info);
-            entries_.pop_back();
-        }
-    }
-
-    const PanoramaPlan& plan_;
-    int bits_;
-    std::uint64_t budget_;
-    std::list<Entry> entries_; // the latest first
-};
-
-// The blender's floats take more than 16 bytes a canvas pixel later on: so much may be used before.
-std::uint64_t cache_budget(const PanoramaPlan& plan, const GainPass& pass)
-{
-    const std::uint64_t all = 16 * static_cast<std::uint64_t>(plan.width) * static_cast<std::uint64_t>(plan.height);
-    return all - std::min(all, pass.observer_bytes);
+    covered += pixels - i - static_cast<std::size_t>(std::count(mask + i, mask + pixels, 0));
+    return static_cast<std::int32_t>(covered);
 }
 
 // The library's record, freed with the object.
@@ -86,6 +46,13 @@ public:
         if (is_open_) // an error came in between
             gain_compensator_init_end(&record_);
         gain_compensator_free(&record_);
+    }
+
+    // The entry of a picture with itself. Nobody asks how bright it is there: a count of the covered pixels will do.
+    void count_alone(std::size_t i, const Image& image)
+    {
+        const auto size = static_cast<std::size_t>(record_.counts.width);
+        record_.counts.data[i * size + i] = std::max(count_covered(image.mask.get(), image.pixels()), 1);
     }
 
     void step(std::size_t i, std::size_t j, Point corner_i, const Image& image_i, Point corner_j, const Image& image_j)
@@ -145,23 +112,20 @@ std::size_t gain_pass_steps(const PanoramaPlan& plan)
     return plan.layers.size();
 }
 
-std::vector<double> run_gain_pass(const PanoramaPlan& plan, const std::vector<Overlap>& overlaps, int bits,
+std::vector<double> run_gain_pass(const PanoramaPlan& plan, const std::vector<Overlap>& overlaps, PictureStore& store,
                                   const GainPass& pass, Progress& progress)
 {
-    ImageCache cache(plan, bits, cache_budget(plan, pass));
     Compensator compensator(plan.layers.size());
     for (std::size_t i = 0; i < plan.layers.size(); ++i) {
         progress.step(plan.layers[i].name());
         const Point corner_i = plan.layers[i].corner;
-        if (pass.wants_gains) {
-            const auto image = cache.get(i);
-            compensator.step(i, i, corner_i, *image, corner_i, *image);
-        }
+        if (pass.wants_gains)
+            compensator.count_alone(i, *store.get(i));
         for (const Overlap& overlap : overlaps) {
             if (overlap.first != i)
                 continue;
-            const auto first = cache.get(i);
-            const auto second = cache.get(overlap.second);
+            const auto first = store.get(i);
+            const auto second = store.get(overlap.second);
             if (pass.wants_gains)
                 compensator.step(i, overlap.second, corner_i, *first, plan.layers[overlap.second].corner, *second);
             if (pass.observe)

@@ -4,6 +4,7 @@
 
 #include "cli/image.h"
 #include "cli/panorama_plan.h"
+#include "cli/picture_store.h"
 #include "cli/progress.h"
 
 #include <cstdint>
@@ -28,13 +29,11 @@ using PairObserver = std::function<void(const Overlap& overlap, const Image& fir
 
 struct GainPass {
     bool wants_gains = true;
-    PairObserver observe;             // may be empty
-    std::uint64_t observer_bytes = 0; // that it keeps in the end; so much less is there for pictures
+    PairObserver observe; // may be empty
 };
 
-// One gain for each picture; 1 for all where the pass wants none. Pictures are kept in memory while there is room for
-// them, which is what the blender will need afterwards; others are read again.
-std::vector<double> run_gain_pass(const PanoramaPlan& plan, const std::vector<Overlap>& overlaps, int bits,
+// One gain for each picture; 1 for all where the pass wants none. The store is to hold two pictures at least.
+std::vector<double> run_gain_pass(const PanoramaPlan& plan, const std::vector<Overlap>& overlaps, PictureStore& store,
                                   const GainPass& pass, Progress& progress);
 
 // Steps that the pass announces to its progress bar.

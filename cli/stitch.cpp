@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/stitch.h"
 
+#include "cli/canvas_strips.h"
 #include "cli/colour_profiles.h"
 #include "cli/errors.h"
 #include "cli/image_write.h"
@@ -8,6 +9,7 @@
 #include "cli/panorama_blender.h"
 #include "cli/panorama_gains.h"
 #include "cli/panorama_plan.h"
+#include "cli/picture_store.h"
 #include "cli/report_page.h"
 #include "cli/system_info.h"
 #include "cli/uncovered_fill.h"
@@ -83,6 +85,8 @@ struct Preparation {
     int bits = 0;         // of the panorama
     int working_bits = 0; // of the pictures as they are blended
     int bands = 0;
+    std::vector<CanvasStrip> strips; // of which only one is blended at a time
+    bool holds_pictures = false;     // all at once, so that each is read once
     bool has_measured_gains = false;
     std::vector<double> gains;
     std::vector<OverlapQuality> quality; // where the report or JSON wants it
@@ -103,6 +107,20 @@ int bands_for(const StitchOptions& options, const std::vector<Overlap>& overlaps
     return bands;
 }
 
+// Whether all pictures fit into memory decides how the canvas is blended.
+void plan_memory(const StitchOptions& options, Preparation& preparation)
+{
+    const PanoramaPlan& plan = preparation.plan;
+    preparation.strips = {{0, plan.height, 0, plan.height}};
+    if (options.blend != "multiband")
+        return;
+    const std::uint64_t pictures = PictureStore(plan, preparation.working_bits).bytes_of_all();
+    const auto strips = strips_within_budget(plan, preparation.bands, preparation.working_bits, pictures);
+    preparation.holds_pictures = !strips.empty();
+    if (preparation.holds_pictures)
+        preparation.strips = strips;
+}
+
 Preparation prepare(const StitchOptions& options)
 {
     Preparation preparation;
@@ -114,14 +132,22 @@ Preparation prepare(const StitchOptions& options)
     check_canvas(plan, preparation.working_bits);
     preparation.overlaps = find_overlaps(plan);
     preparation.bands = bands_for(options, preparation.overlaps);
+    plan_memory(options, preparation);
     for (const std::string& output : {options.output, options.gains, options.report})
         if (!output.empty())
             refuse_to_overwrite(plan, output);
     return preparation;
 }
 
+// What the first pass may hold in pictures: the blender's floats take more later on.
+std::uint64_t first_pass_budget(const PanoramaPlan& plan, std::uint64_t other_bytes)
+{
+    const std::uint64_t all = multi_band_bytes(plan, plan.height) / 4 * 3;
+    return all - std::min(all, other_bytes);
+}
+
 // The pass over the overlaps, if anybody wants what it finds.
-void measure(const StitchOptions& options, Preparation& preparation, Progress& progress)
+void measure(const StitchOptions& options, Preparation& preparation, PictureStore& store, Progress& progress)
 {
     const bool has_gains_file = !options.gains.empty() && file_exists(options.gains);
     const bool wants_quality = (!options.report.empty() || options.common.wants_json) && !preparation.overlaps.empty();
@@ -129,15 +155,17 @@ void measure(const StitchOptions& options, Preparation& preparation, Progress& p
     GainPass pass;
     pass.wants_gains = !options.has_no_gain && !has_gains_file && !preparation.overlaps.empty();
     std::vector<OverlapCounts> counts;
+    if (!preparation.holds_pictures)
+        store.set_budget(first_pass_budget(preparation.plan,
+                                           wants_quality ? OverlapCounts::kBytes * preparation.overlaps.size() : 0),
+                         2);
     if (wants_quality) {
-        pass.observer_bytes = OverlapCounts::kBytes * preparation.overlaps.size();
         pass.observe = [&](const Overlap& overlap, const Image& first, const Image& second) {
             counts.emplace_back(overlap, preparation.plan, first, second);
         };
     }
     if (pass.wants_gains || wants_quality)
-        preparation.gains =
-            run_gain_pass(preparation.plan, preparation.overlaps, preparation.working_bits, pass, progress);
+        preparation.gains = run_gain_pass(preparation.plan, preparation.overlaps, store, pass, progress);
     if (has_gains_file)
         preparation.gains = load_gains(options.gains, preparation.plan);
     preparation.has_measured_gains = !options.has_no_gain && !has_gains_file;
@@ -146,34 +174,69 @@ void measure(const StitchOptions& options, Preparation& preparation, Progress& p
                                                         preparation.gains[preparation.overlaps[i].second]));
 }
 
-std::unique_ptr<PanoramaBlender> make_blender(const StitchOptions& options, const Preparation& preparation)
+std::unique_ptr<PanoramaBlender> make_blender(const StitchOptions& options, const Preparation& preparation,
+                                              const CanvasStrip& strip)
 {
     if (options.blend == "feather")
         return make_feather_blender(preparation.plan, options.output);
-    return make_multi_band_blender(preparation.plan, preparation.bands, options.output);
+    return make_multi_band_blender(preparation.plan, strip, preparation.bands, options.output);
 }
 
-Image blend(const StitchOptions& options, const Preparation& preparation, ColourProfiles& profiles, Progress& progress)
+// What a picture is blended as.
+void prepare_pictures(const StitchOptions& options, const Preparation& preparation, PictureStore& store)
+{
+    store.prepare_with([&options, &preparation](std::size_t index, Image& image) {
+        if (preparation.gains[index] != 1.0)
+            apply_gain(image, preparation.gains[index]);
+        if (options.blend == "multiband")
+            fill_uncovered(image);
+    });
+    if (preparation.holds_pictures)
+        store.prepare_all();
+    else
+        store.set_budget(memory_budget(preparation.plan) / 17, 1);
+}
+
+void copy_kept_rows(const CanvasStrip& strip, const Image& blended, Image& panorama)
+{
+    std::memcpy(panorama.row(strip.first_kept), blended.row(strip.first_kept - strip.first),
+                static_cast<std::size_t>(strip.end_kept - strip.first_kept) * panorama.row_bytes());
+}
+
+Image blend(const StitchOptions& options, const Preparation& preparation, PictureStore& store, ColourProfiles& profiles,
+            Progress& progress)
 {
     const PanoramaPlan& plan = preparation.plan;
-    const auto blender = make_blender(options, preparation);
     std::unique_ptr<Coverage> coverage;
     if (options.wants_alpha)
         coverage = std::make_unique<Coverage>(plan, options.output);
-    for (std::size_t i = 0; i < plan.layers.size(); ++i) {
-        progress.step(plan.layers[i].name());
-        Image image = load_layer(plan.layers[i], preparation.working_bits);
-        profiles.add(image, plan.layers[i].name());
-        if (preparation.gains[i] != 1.0)
-            apply_gain(image, preparation.gains[i]);
-        if (options.blend == "multiband")
-            fill_uncovered(image);
-        blender->feed(plan.layers[i], image);
-        if (coverage != nullptr)
-            coverage->add(image, plan.layers[i].corner);
+    prepare_pictures(options, preparation, store);
+    Image panorama;
+    for (const CanvasStrip& strip : preparation.strips) {
+        const bool is_first = strip.first_kept == 0;
+        const bool is_last = strip.end_kept == plan.height;
+        const auto blender = make_blender(options, preparation, strip);
+        for (std::size_t i = 0; i < plan.layers.size(); ++i) {
+            progress.step(plan.layers[i].name());
+            const auto image = store.get(i);
+            blender->feed(plan.layers[i], *image);
+            if (is_first)
+                profiles.add(*image, plan.layers[i].name());
+            if (is_first && coverage != nullptr)
+                coverage->add(*image, plan.layers[i].corner);
+            if (is_last)
+                store.drop(i);
+        }
+        Image blended = blender->blend(preparation.working_bits);
+        if (is_first && is_last) {
+            panorama = std::move(blended);
+            break;
+        }
+        if (is_first)
+            panorama = make_image(plan.width, plan.height, plan.channels, preparation.working_bits, options.output);
+        copy_kept_rows(strip, blended, panorama);
     }
     progress.step(options.output);
-    Image panorama = blender->blend(preparation.working_bits);
     convert_depth(panorama, preparation.bits, options.output);
     panorama.profile = profiles.common();
     if (coverage != nullptr) {
@@ -289,10 +352,14 @@ void stitch(const StitchOptions& options)
         report = std::make_unique<OutputFile>(options.report);
     ColourProfiles profiles;
     {
-        const std::size_t steps = gain_pass_steps(preparation.plan) + preparation.plan.layers.size() + 1;
+        const std::size_t steps =
+            gain_pass_steps(preparation.plan) + preparation.strips.size() * preparation.plan.layers.size() + 1;
         Progress progress(options.common.progress_mode(), "stitching", steps);
-        measure(options, preparation, progress);
-        const Image panorama = blend(options, preparation, profiles, progress);
+        PictureStore store(preparation.plan, preparation.working_bits);
+        if (preparation.holds_pictures)
+            store.load_all();
+        measure(options, preparation, store, progress);
+        const Image panorama = blend(options, preparation, store, profiles, progress);
         write_image(output, panorama);
         if (report != nullptr)
             report->write(report_page({preparation.plan, preparation.gains, preparation.quality, panorama,

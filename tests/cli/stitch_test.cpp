@@ -289,6 +289,20 @@ TEST_F(Stitch, MemoryGrowsWithTheCanvasNotWithThePictures)
     EXPECT_LT(peak(12), 1.15 * peak(2));
 }
 
+// The blender of the whole canvas alone would take 21, the pictures 5.
+TEST_F(Stitch, TwoPicturesTakeAtMost24BytesAPixel)
+{
+    write_image(in_folder("a.ppm"), test_picture(1500, 1600, 3, 8));
+    write_image(in_folder("small.ppm"), test_picture(64, 64, 3, 8));
+    const auto peak = [&](const std::string& name, const std::string& second) {
+        const Outcome outcome = stitch(
+            {in_folder(name) + "@0,0", in_folder(name) + second, "--bands", "4", "-o", in_folder("out.ppm"), "--json"});
+        EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+        return Json::parse(outcome.out)["peak_memory_bytes"].get<double>();
+    };
+    EXPECT_LT(peak("a.ppm", "@750,0") - peak("small.ppm", "@32,0"), 24.0 * 2250 * 1600);
+}
+
 TEST_F(Stitch, AnOlderOutputIsReplaced)
 {
     write_text("out.pgm", "older");
