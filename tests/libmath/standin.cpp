@@ -93,9 +93,13 @@ LIBMATH_API StandInState* standin_state()
 
 LIBMATH_API int32_t matrix_invert(double* a, int32_t n, int32_t* scratch1, int32_t* scratch2)
 {
-    ++state.calls[panoval::test::kMatrixInvert];
-    for (std::int32_t i = 0; i < n; ++i)
+    const std::int32_t call = state.calls[panoval::test::kMatrixInvert]++;
+    bool was_zero = call == 0 || state.scratch_was_zero != 0;
+    for (std::int32_t i = 0; i < n; ++i) {
+        was_zero = was_zero && scratch1[i] == 0 && scratch2[i] == 0;
         scratch1[i] = scratch2[i] = -1;
+    }
+    state.scratch_was_zero = was_zero;
     return invert(a, n);
 }
 

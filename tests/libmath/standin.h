@@ -25,6 +25,7 @@ struct StandInState {
     double answer[kMaxAnswers][5];              // the solutions of the first calls
     std::int32_t result;                        // what solve_lsq returns; 0: its own result
     std::int32_t solution_was_zero;             // whether every call of solve_lsq found its solution cleared
+    std::int32_t scratch_was_zero;              // whether every call of matrix_invert found both scratch arrays cleared
     std::int32_t equations_were_zero;           // whether the first observation of each pass found cleared sums
 };
 
