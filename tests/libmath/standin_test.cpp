@@ -232,6 +232,22 @@ TEST_F(StandIn, DoesNotReweightWhileOneCorrectionIsNotSmall)
         EXPECT_EQ(seen(pass, 6).weight, 1.0) << "pass " << pass;
 }
 
+TEST_F(StandIn, LowersWeightsOnlyAboveOneAndAHalfTimesTheRms)
+{
+    for (const double excess : {0.0, 0x1p-23}) {
+        *state = StandInState{};
+        script(0, -1, 0, -1, 0); // from here on a residual is its point's y
+        script(0, 0, 0, 0, 0);
+        const double y = 3 + excess;
+        fit({0, 0, 0, 0, 0, 3, 0, -3, 0, y, 0, -y, 0, 1, 0, -1, 0, 1, 0, -1}); // rms 2, or hardly more
+        EXPECT_EQ(seen(1, 2).value, 3.0);
+        EXPECT_EQ(seen(2, 2).weight, 1.0);
+        EXPECT_EQ(seen(2, 6).weight, 1.0);
+        EXPECT_NEAR(seen(2, 4).weight, excess > 0 ? 4.0 / 9 : 1.0, 1e-6);
+        EXPECT_NEAR(seen(2, 5).weight, excess > 0 ? 4.0 / 9 : 1.0, 1e-6);
+    }
+}
+
 TEST_F(StandIn, ReweightsWhenTheFitGotWorse)
 {
     script(0, 0, 0, 0, -0.003); // residuals 0.003 and 0.033
@@ -330,6 +346,16 @@ TEST_F(StandIn, FailsTheFitWithACoefficientThatIsNotANumber)
 {
     script(NAN, 0, 0, 0, 0);
     EXPECT_EQ(fit({5, 0, -5, 0, 0, 5, 0, -5, 3, 4, -3, -4}), 0);
+}
+
+TEST_F(StandIn, KeepsTheAngleWhereBothAxesAreEqual)
+{
+    script(0, -0x1p-53, 0, 0, 0); // C is the double next below 1, which rounding takes out of the axes
+    ASSERT_EQ(fit({5, 0, -5, 0, 0, 5, 0, -5, 3, 4, -3, -4}), 1);
+    EXPECT_EQ(result.semi_major, 5.0);
+    EXPECT_EQ(result.semi_minor, 5.0);
+    EXPECT_EQ(result.theta, 0.0);
+    EXPECT_EQ(result.rms, 0.0);
 }
 
 TEST_F(StandIn, FailsTheFitOfAParabola)
