@@ -666,7 +666,10 @@ PANOVAL_API int32_t oval_fit(int32_t count, const double* points, OvalFit* resul
  * max_rms     fits whose rms is not below it are rejected, each with a line "rms=%.2f\n" on standard output
  * divisions   tiles across each dimension for the local threshold; 1 to the smaller side
  *
- * Shapes within 3 pixels of the border are ignored. Returns the number of records; 0 without memory.
+ * Ignored without a line are outlines within 3 pixels of the border, those ten times longer than wide or more along the
+ * axes of the image, and those whose fit fails or has its centre left of or above the image.
+ *
+ * Returns the number of records; 0 without memory, with *regions null.
  */
 PANOVAL_API int32_t find_ellipse(const uint8_t* image, int32_t width, int32_t height, EllipseRegion** regions,
                                  int32_t min_pixels, int32_t max_rms, int32_t divisions);
