@@ -137,17 +137,21 @@ public:
     bool fit(const std::int32_t* points, std::int32_t count, OvalFit& oval)
     {
         double* const refined = scratch_.get();
-        for (std::int32_t i = 0; i < count; ++i) {
-            const std::int32_t y = points[i] / picture_.width;
-            const std::int32_t x = points[i] - y * picture_.width;
-            const EdgePoint edge = refine_edge_point(magnitude_patch(picture_.pixels, picture_.width, points[i]), x, y);
-            refined[2 * to_count(i)] = edge.x;
-            refined[2 * to_count(i) + 1] = edge.y;
-        }
+        refine(points, to_count(count), refined);
         return fit_oval(count, refined, refined + 2 * to_count(count), &oval) != 0 && oval.x0 >= 0 && oval.y0 >= 0;
     }
 
 private:
+    void refine(const std::int32_t* points, std::size_t count, double* refined) const
+    {
+        MagnitudePatches patches;
+        for (std::size_t first = 0; first < count; first += MagnitudePatches::kCount) {
+            const std::size_t some = std::min(MagnitudePatches::kCount, count - first);
+            measure_patches(picture_.pixels, picture_.width, points + first, some, patches);
+            refine_edge_points(patches, picture_.width, points + first, some, refined + 2 * first);
+        }
+    }
+
     Picture picture_;
     HeapArray<double> scratch_; // x, y pairs, then what the fit needs
     std::size_t capacity_ = 0;  // points that there is room for
