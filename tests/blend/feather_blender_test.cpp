@@ -419,6 +419,24 @@ TEST(FeatherBlend, ReleasesItsBuffersAndClearsTheirPointers)
     EXPECT_EQ(heap.live_blocks(), 0);
 }
 
+TEST(FeatherBlender, NeitherReadsNorWritesItsSpareContainer)
+{
+    FeatherBlender blender{};
+    std::memset(&blender.spare, 0x5A, sizeof blender.spare);
+    const Matf spare = blender.spare;
+    const Roi canvas{0, 0, 12, 9};
+    const Placed image = Placed(12, 9, 3, 1, {0, 0});
+    Mat out{};
+    feather_blender_prepare(&blender, 3, &canvas);
+    feather_blender_feed(&blender, &image.img, &image.mask, image.tl);
+    feather_blender_blend(&blender, &out, 1);
+    EXPECT_EQ(blender.spare.width, spare.width);
+    EXPECT_EQ(blender.spare.height, spare.height);
+    EXPECT_EQ(blender.spare.channels, spare.channels);
+    EXPECT_EQ(blender.spare.data, spare.data);
+    MatDestroy(&out);
+}
+
 TEST(FeatherBlend, OfASpentRecordIsZeroAndFeedingOneIsHarmless)
 {
     Panorama p({0, 0, 5, 2}, 1);

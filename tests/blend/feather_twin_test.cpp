@@ -121,6 +121,24 @@ TEST(FeatherTwin, EqualsItForImagesOfOtherChannelCountsThanPrepared)
     });
 }
 
+// Weights are found by the mask's own width, samples by the image's.
+TEST(FeatherTwin, EqualsItForMasksLargerThanTheirImages)
+{
+    for_each_target([] {
+        for (const int elem_size : {1, 2})
+            for (int cut = 0; cut <= 4; ++cut) {
+                SCOPED_TRACE(testing::Message() << cut << " columns less, " << elem_size << " bytes");
+                Pair pair({0, 0, 41, 15}, 3);
+                Placed image = Placed(39, 13, 3, elem_size, {1, -2});
+                image.noisy(5).masked(30, 6);
+                image.img.width -= cut;
+                image.img.height -= cut / 2;
+                pair.feed(image);
+                pair.blend(elem_size);
+            }
+    });
+}
+
 TEST(FeatherTwin, EqualsItForEveryPlaceAroundTheCanvas)
 {
     for_each_target([] {

@@ -115,6 +115,19 @@ TEST(Writers, WriteTheHeaderAloneOfAPictureWithoutPixels)
     }
 }
 
+TEST(Writers, TakeTheProductOfTwoNegativeSizes)
+{
+    const std::string expected = "P5\n-2\n-1\n255\n" + bytes({0, 255});
+    const std::uint8_t pixels[] = {0, 255};
+    const std::int16_t samples[] = {3, 4};
+    float values[] = {3, 4};
+    const Matf image = {-2, -1, 1, values};
+    EXPECT_EQ(written_by([&](const char* name) { write_pgm(pixels, -2, -1, name); }), expected);
+    EXPECT_EQ(written_by([&](const char* name) { write_pgm_short(samples, -2, -1, name); }), expected);
+    EXPECT_EQ(written_by([&](const char* name) { write_pgm_float(values, -2, -1, name); }), expected);
+    EXPECT_EQ(written_by([&](const char* name) { write_fpgm(&image, name); }), expected);
+}
+
 TEST(Writers, DoNothingWhenTheFileDoesNotOpen)
 {
     const TemporaryFolder folder;
