@@ -5,6 +5,8 @@
 // number takes the place of low before it comes to that, because instruction sets convert it differently.
 #include "io/stretch.h"
 
+#include "core/numbers.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -30,9 +32,41 @@ HWY_INLINE V greater(V v, V high)
     return hn::IfThenElse(hn::Gt(v, high), v, high);
 }
 
-// Two pairs of bounds, so that one does not wait for the other.
+// What a range is taken of and what is stretched: values as they are, and the grey values of pixels of 3 samples, which
+// are formed anew each time, because keeping them would cost more than that.
 template <class T>
-void widen(const T* values, std::size_t count, T& low, T& high)
+struct Values {
+    using Value = T;
+    const T* values;
+    template <class D>
+    HWY_INLINE hn::Vec<D> load(D d, std::size_t i) const
+    {
+        return hn::LoadU(d, values + i);
+    }
+    T at(std::size_t i) const { return values[i]; }
+};
+
+struct GreyValues {
+    using Value = float;
+    const float* pixels;
+    template <class D>
+    HWY_INLINE hn::Vec<D> load(D d, std::size_t i) const
+    {
+        hn::Vec<D> s0, s1, s2;
+        hn::LoadInterleaved3(d, pixels + 3 * i, s0, s1, s2);
+        const auto first_two = hn::Add(hn::Mul(s1, hn::Set(d, 0.587f)), hn::Mul(s0, hn::Set(d, 0.299f)));
+        return hn::Add(first_two, hn::Mul(s2, hn::Set(d, 0.114f)));
+    }
+    float at(std::size_t i) const
+    {
+        const float* const s = pixels + 3 * i;
+        return (s[1] * 0.587f + s[0] * 0.299f) + s[2] * 0.114f;
+    }
+};
+
+// Two pairs of bounds, so that one does not wait for the other.
+template <class Source, class T = typename Source::Value>
+void widen(const Source& source, std::size_t count, T& low, T& high)
 {
     const hn::ScalableTag<T> d;
     const std::size_t lanes = hn::Lanes(d);
@@ -40,8 +74,8 @@ void widen(const T* values, std::size_t count, T& low, T& high)
     auto high0 = hn::Set(d, high), high1 = high0;
     std::size_t i = 0;
     for (; i + 2 * lanes <= count; i += 2 * lanes) {
-        const auto v0 = hn::LoadU(d, values + i);
-        const auto v1 = hn::LoadU(d, values + i + lanes);
+        const auto v0 = source.load(d, i);
+        const auto v1 = source.load(d, i + lanes);
         low0 = lesser(v0, low0);
         low1 = lesser(v1, low1);
         high0 = greater(v0, high0);
@@ -56,128 +90,99 @@ void widen(const T* values, std::size_t count, T& low, T& high)
         high = highs[lane] > high ? highs[lane] : high;
     }
     for (; i < count; ++i) {
-        low = values[i] < low ? values[i] : low;
-        high = values[i] > high ? values[i] : high;
+        low = source.at(i) < low ? source.at(i) : low;
+        high = source.at(i) > high ? source.at(i) : high;
     }
 }
 
-// Whole numbers of 0 to 255, to bytes.
-void narrow(const std::int32_t* numbers, std::size_t count, std::uint8_t* out)
-{
-    const hn::ScalableTag<std::int32_t> d;
-    const hn::Rebind<std::uint8_t, decltype(d)> d_out;
-    std::size_t i = 0;
-    for (; i + hn::Lanes(d) <= count; i += hn::Lanes(d))
-        hn::StoreU(hn::DemoteTo(d_out, hn::LoadU(d, numbers + i)), d_out, out + i);
-    for (; i < count; ++i)
-        out[i] = static_cast<std::uint8_t>(numbers[i]);
-}
-
 template <class D>
-HWY_INLINE hn::Vec<D> load_number(D d, const float* values, float otherwise)
+HWY_INLINE hn::Vec<D> number_or(D d, hn::Vec<D> v, float otherwise)
 {
-    const auto v = hn::LoadU(d, values);
     return hn::IfThenElse(hn::Eq(v, v), v, hn::Set(d, otherwise));
 }
 
+// Vectors of D, as 32-bit integers, hold the values in double precision.
 template <class D>
-HWY_INLINE hn::Vec<D> load_as_double(D d, const float* values, float otherwise)
+HWY_INLINE hn::Vec<hn::Rebind<double, D>> load_as_double(D, const Values<float>& source, std::size_t i, float otherwise)
 {
-    return hn::PromoteTo(d, load_number(hn::Rebind<float, D>(), values, otherwise));
+    const hn::Rebind<float, D> d_float;
+    return hn::PromoteTo(hn::Rebind<double, D>(), number_or(d_float, source.load(d_float, i), otherwise));
 }
 
 template <class D>
-HWY_INLINE hn::Vec<D> load_as_double(D d, const std::int16_t* values, std::int16_t /*otherwise*/)
+HWY_INLINE hn::Vec<hn::Rebind<double, D>> load_as_double(D d, const Values<std::int16_t>& source, std::size_t i,
+                                                         std::int16_t /*otherwise*/)
 {
-    const hn::Rebind<std::int32_t, D> d_int;
-    return hn::PromoteTo(d, hn::PromoteTo(d_int, hn::LoadU(hn::Rebind<std::int16_t, D>(), values)));
-}
-
-// In double precision, from the i-th value on as long as whole vectors remain. Returns where it stopped.
-template <class D, class T>
-HWY_INLINE std::size_t stretch_vectors(D d, const T* values, std::size_t i, std::size_t count, T low, double scale,
-                                       std::int32_t* numbers)
-{
-    const hn::Rebind<std::int32_t, D> d_int;
-    const auto bottom = hn::Set(d, static_cast<double>(low));
-    const auto factor = hn::Set(d, scale);
-    for (; i + hn::Lanes(d) <= count; i += hn::Lanes(d)) {
-        const auto product = hn::Mul(hn::Sub(load_as_double(d, values + i, low), bottom), factor);
-        hn::StoreU(hn::DemoteTo(d_int, product), d_int, numbers + i);
-    }
-    return i;
-}
-
-// The same in single precision.
-template <class D>
-HWY_INLINE std::size_t stretch_vectors(D d, const float* values, std::size_t i, std::size_t count, float low,
-                                       float scale, std::int32_t* numbers)
-{
-    const hn::RebindToSigned<D> d_int;
-    const auto bottom = hn::Set(d, low);
-    const auto factor = hn::Set(d, scale);
-    for (; i + hn::Lanes(d) <= count; i += hn::Lanes(d)) {
-        const auto product = hn::Mul(hn::Sub(load_number(d, values + i, low), bottom), factor);
-        hn::StoreU(hn::ConvertTo(d_int, product), d_int, numbers + i);
-    }
-    return i;
+    const hn::Rebind<std::int16_t, D> d_short;
+    return hn::PromoteTo(hn::Rebind<double, D>(), hn::PromoteTo(d, source.load(d_short, i)));
 }
 
 // Scale's type is the precision.
-template <class T, class Scale>
-void stretch_tiles(const T* values, std::size_t count, T low, Scale scale, std::uint8_t* out)
+template <class D, class Source>
+HWY_INLINE hn::Vec<D> stretch_vector(D d, const Source& source, std::size_t i, typename Source::Value low, double scale)
 {
-    constexpr std::size_t kTile = 1024; // numbers between the two steps, a part of the nearest cache
-    std::int32_t numbers[kTile];
-    for (std::size_t first = 0; first < count; first += kTile) {
-        const std::size_t part = std::min(kTile, count - first);
-        const T* const tile = values + first;
-        const std::size_t done = stretch_vectors(hn::ScalableTag<Scale>(), tile, 0, part, low, scale, numbers);
-        stretch_vectors(hn::CappedTag<Scale, 1>(), tile, done, part, low, scale, numbers);
-        narrow(numbers, part, out + first);
-    }
+    const hn::Rebind<double, D> d_double;
+    const auto above = hn::Sub(load_as_double(d, source, i, low), hn::Set(d_double, static_cast<double>(low)));
+    return hn::DemoteTo(d, hn::Mul(above, hn::Set(d_double, scale)));
 }
 
-void mix_grey(const float* pixels, std::size_t count, float* grey)
+template <class D, class Source>
+HWY_INLINE hn::Vec<D> stretch_vector(D d, const Source& source, std::size_t i, float low, float scale)
 {
-    const hn::ScalableTag<float> d;
+    const hn::Rebind<float, D> d_float;
+    const auto above = hn::Sub(number_or(d_float, source.load(d_float, i), low), hn::Set(d_float, low));
+    return hn::ConvertTo(d, hn::Mul(above, hn::Set(d_float, scale)));
+}
+
+template <class Source, class Scale>
+void stretch_values(const Source& source, std::size_t count, typename Source::Value low, Scale scale, std::uint8_t* out)
+{
+    const hn::Rebind<std::int32_t, hn::ScalableTag<Scale>> d; // whose lanes are as many as Scale's
+    const hn::Rebind<std::uint8_t, decltype(d)> d_out;
     std::size_t i = 0;
-    for (; i + hn::Lanes(d) <= count; i += hn::Lanes(d)) {
-        hn::Vec<decltype(d)> s0, s1, s2;
-        hn::LoadInterleaved3(d, pixels + 3 * i, s0, s1, s2);
-        const auto first_two = hn::Add(hn::Mul(s1, hn::Set(d, 0.587f)), hn::Mul(s0, hn::Set(d, 0.299f)));
-        hn::StoreU(hn::Add(first_two, hn::Mul(s2, hn::Set(d, 0.114f))), d, grey + i);
-    }
+    for (; i + hn::Lanes(d) <= count; i += hn::Lanes(d))
+        hn::StoreU(hn::DemoteTo(d_out, stretch_vector(d, source, i, low, scale)), d_out, out + i);
     for (; i < count; ++i) {
-        const float* const s = pixels + 3 * i;
-        grey[i] = (s[1] * 0.587f + s[0] * 0.299f) + s[2] * 0.114f;
+        const auto value = source.at(i) == source.at(i) ? source.at(i) : low;
+        const Scale product = (static_cast<Scale>(value) - static_cast<Scale>(low)) * scale;
+        out[i] = static_cast<std::uint8_t>(truncate_to_int(product));
     }
 }
 
-// The two element types, under names that the dispatch can tell apart.
+// The kinds of values, under names that the dispatch can tell apart.
 void widen_float(const float* values, std::size_t count, float& low, float& high)
 {
-    widen(values, count, low, high);
+    widen(Values<float>{values}, count, low, high);
 }
 
 void widen_short(const std::int16_t* values, std::size_t count, std::int16_t& low, std::int16_t& high)
 {
-    widen(values, count, low, high);
+    widen(Values<std::int16_t>{values}, count, low, high);
+}
+
+void widen_grey(const float* pixels, std::size_t count, float& low, float& high)
+{
+    widen(GreyValues{pixels}, count, low, high);
 }
 
 void stretch_float(const float* values, std::size_t count, float low, double scale, std::uint8_t* out)
 {
-    stretch_tiles(values, count, low, scale, out);
+    stretch_values(Values<float>{values}, count, low, scale, out);
 }
 
 void stretch_short(const std::int16_t* values, std::size_t count, std::int16_t low, double scale, std::uint8_t* out)
 {
-    stretch_tiles(values, count, low, scale, out);
+    stretch_values(Values<std::int16_t>{values}, count, low, scale, out);
 }
 
 void stretch_single(const float* values, std::size_t count, float low, float scale, std::uint8_t* out)
 {
-    stretch_tiles(values, count, low, scale, out);
+    stretch_values(Values<float>{values}, count, low, scale, out);
+}
+
+void stretch_grey(const float* pixels, std::size_t count, float low, float scale, std::uint8_t* out)
+{
+    stretch_values(GreyValues{pixels}, count, low, scale, out);
 }
 
 } // namespace panoval::HWY_NAMESPACE
@@ -192,7 +197,8 @@ HWY_EXPORT(widen_short);
 HWY_EXPORT(stretch_float);
 HWY_EXPORT(stretch_short);
 HWY_EXPORT(stretch_single);
-HWY_EXPORT(mix_grey);
+HWY_EXPORT(widen_grey);
+HWY_EXPORT(stretch_grey);
 
 void widen_range(const float* values, std::size_t count, float& low, float& high)
 {
@@ -202,6 +208,11 @@ void widen_range(const float* values, std::size_t count, float& low, float& high
 void widen_range(const std::int16_t* values, std::size_t count, std::int16_t& low, std::int16_t& high)
 {
     HWY_DYNAMIC_DISPATCH(widen_short)(values, count, low, high);
+}
+
+void widen_grey_range(const float* pixels, std::size_t count, float& low, float& high)
+{
+    HWY_DYNAMIC_DISPATCH(widen_grey)(pixels, count, low, high);
 }
 
 // Only then is every product within the range of bytes, or not a number for want of a number.
@@ -235,9 +246,12 @@ void stretch_single(const float* values, std::size_t count, float low, float sca
         std::fill_n(out, count, std::uint8_t{0});
 }
 
-void mix_grey(const float* pixels, std::size_t count, float* grey)
+void stretch_grey(const float* pixels, std::size_t count, float low, float scale, std::uint8_t* out)
 {
-    HWY_DYNAMIC_DISPATCH(mix_grey)(pixels, count, grey);
+    if (has_range(scale))
+        HWY_DYNAMIC_DISPATCH(stretch_grey)(pixels, count, low, scale, out);
+    else
+        std::fill_n(out, count, std::uint8_t{0});
 }
 
 } // namespace panoval

@@ -21,7 +21,9 @@ void stretch(const std::int16_t* values, std::size_t count, std::int16_t low, do
 // The same in single precision.
 void stretch_single(const float* values, std::size_t count, float low, float scale, std::uint8_t* out);
 
-// grey = (s1 * 0.587 + s0 * 0.299) + s2 * 0.114, in single precision and this order, of pixels s0, s1, s2.
-void mix_grey(const float* pixels, std::size_t count, float* grey);
+// Both for the grey values of count pixels: grey = (s1 * 0.587 + s0 * 0.299) + s2 * 0.114, in single precision and this
+// order, of a pixel's samples s0, s1, s2.
+void widen_grey_range(const float* pixels, std::size_t count, float& low, float& high);
+void stretch_grey(const float* pixels, std::size_t count, float low, float scale, std::uint8_t* out);
 
 } // namespace panoval

@@ -18,10 +18,11 @@ using panoval::to_count;
 using panoval::wrapping_mul;
 
 constexpr std::size_t kTilePixels = 65536; // smaller tiles cost more calls of the system
-constexpr std::size_t kGreyPixels = 4096;  // grey values on the stack at a time
 
+// Without a buffer of the stream's own: pixels come in large runs, which it would copy in part.
 void write_header(std::FILE* file, std::int32_t width, std::int32_t height) noexcept
 {
+    std::setvbuf(file, nullptr, _IONBF, 0);
     std::fprintf(file, "P5\n%d\n%d\n%d\n", width, height, 255);
 }
 
@@ -56,27 +57,25 @@ void write_stretched(const Sample* data, std::int32_t width, std::int32_t height
     });
 }
 
-// The grey values of count pixels: the samples themselves where there is one channel, else made in scratch.
-const float* grey_values(const Matf& img, std::size_t first, std::size_t count, float* scratch) noexcept
+// Widens a range to the grey values of a picture.
+void widen_to_grey(const Matf& img, std::size_t pixels, float& low, float& high) noexcept
 {
     if (img.channels == 1)
-        return img.data + first;
-    if (img.channels == 3)
-        panoval::mix_grey(img.data + 3 * first, count, scratch);
-    else
-        std::fill_n(scratch, count, 0.0f);
-    return scratch;
+        panoval::widen_range(img.data, pixels, low, high);
+    else if (img.channels == 3)
+        panoval::widen_grey_range(img.data, pixels, low, high);
 }
 
-// use(values, at, count) takes the grey values from the pixel first + at on.
-template <class Use>
-void for_grey_runs(const Matf& img, std::size_t first, std::size_t pixels, const Use& use) noexcept
+// The bytes of count pixels from the first one on. Of any other number of channels the grey values are all 0.
+void stretch_to_bytes(const Matf& img, std::size_t first, std::size_t count, float low, float scale,
+                      std::uint8_t* out) noexcept
 {
-    float scratch[kGreyPixels];
-    for (std::size_t at = 0; at < pixels; at += kGreyPixels) {
-        const std::size_t count = std::min(kGreyPixels, pixels - at);
-        use(grey_values(img, first + at, count, scratch), at, count);
-    }
+    if (img.channels == 1)
+        panoval::stretch_single(img.data + first, count, low, scale, out);
+    else if (img.channels == 3)
+        panoval::stretch_grey(img.data + 3 * first, count, low, scale, out);
+    else
+        std::fill_n(out, count, std::uint8_t{0});
 }
 
 } // namespace
@@ -113,14 +112,10 @@ void write_fpgm(const Matf* img, const char* name)
     const std::size_t pixels = to_count(wrapping_mul(img->width, img->height));
     float low = 1e10f;
     float high = 0.0f; // never below: negative pictures are stretched against 0 on purpose
-    for_grey_runs(*img, 0, pixels, [&](const float* grey, std::size_t, std::size_t count) {
-        panoval::widen_range(grey, count, low, high);
-    });
+    widen_to_grey(*img, pixels, low, high);
     const float scale = 255.0f / (high - low);
-    write_in_tiles(file.get(), pixels, [&](std::size_t first, std::size_t tile_pixels, std::uint8_t* out) {
-        for_grey_runs(*img, first, tile_pixels, [&](const float* grey, std::size_t at, std::size_t count) {
-            panoval::stretch_single(grey, count, low, scale, out + at);
-        });
+    write_in_tiles(file.get(), pixels, [&](std::size_t first, std::size_t count, std::uint8_t* out) {
+        stretch_to_bytes(*img, first, count, low, scale, out);
     });
 }
 

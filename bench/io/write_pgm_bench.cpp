@@ -83,6 +83,15 @@ Case make_plain_writer(std::int32_t width, std::int32_t height, Content content,
         [=](const char* name) { panoval::reference::write_stretched(pixels->data(), width, height, name); });
 }
 
+// The file without any arithmetic, which no writer can undercut.
+Case make_byte_writer(std::int32_t width, std::int32_t height, Content content)
+{
+    const auto pixels = std::make_shared<std::vector<std::uint8_t>>(picture(content, width, height, 1));
+    return make_writer(
+        width, height, content, 1, [=](const char* name) { write_pgm(pixels->data(), width, height, name); },
+        [=](const char* name) { panoval::reference::write_picture(pixels->data(), width, height, name); });
+}
+
 Case make_matrix_writer(std::int32_t width, std::int32_t height, Content content, std::int32_t channels)
 {
     const auto pixels = samples<float>(content, channels * width, height);
@@ -95,6 +104,7 @@ Case make_matrix_writer(std::int32_t width, std::int32_t height, Content content
 
 void add_all(std::int32_t width, std::int32_t height, Content content)
 {
+    add_case("write_pgm", [=] { return make_byte_writer(width, height, content); });
     add_case("write_pgm_float", [=] { return make_plain_writer<float>(width, height, content, write_pgm_float); });
     add_case("write_pgm_short",
              [=] { return make_plain_writer<std::int16_t>(width, height, content, write_pgm_short); });

@@ -182,19 +182,45 @@ TEST(StretchSingle, EqualsItsTwin)
     });
 }
 
-TEST(MixGrey, EqualsItsTwin)
+TEST(StretchGrey, EqualsItsTwin)
 {
     for_each_target([] {
         for (const std::size_t count : counts())
-            for (const bool wide : {false, true}) {
-                const auto pixels = wide ? floats(3 * count, count, false) : noise(3 * count, -1.0f, 255.0f, count);
+            for (int kind = 0; kind < 4; ++kind) {
+                const auto pixels = kind == 0   ? noise(3 * count, -1.0f, 255.0f, count)
+                                    : kind == 1 ? noise(3 * count, -5e-45f, 5e-45f, count)
+                                                : floats(3 * count, count, kind == 3);
+                std::vector<float> grey(count);
+                reference::mix_grey(pixels.data(), count, grey.data());
+                float low = 1e10f;
+                float high = 0.0f;
+                reference::widen_range(grey.data(), count, low, high);
+                const float scale = 255.0f / (high - low);
                 const Guarded<float> in(pixels);
-                Guarded<float> actual(count);
-                std::vector<float> expected(count);
-                panoval::mix_grey(in.data(), count, actual.data());
-                reference::mix_grey(in.data(), count, expected.data());
-                ASSERT_TRUE(same_bits(actual.values(), expected));
+                Guarded<std::uint8_t> actual(count);
+                std::vector<std::uint8_t> expected(count);
+                panoval::stretch_grey(in.data(), count, low, scale, actual.data());
+                reference::stretch_single(grey.data(), count, low, scale, expected.data());
+                ASSERT_TRUE(same_bits(actual.values(), expected)) << "kind " << kind << ", count " << count;
                 ASSERT_TRUE(actual.intact());
+            }
+    });
+}
+
+TEST(WidenGreyRange, EqualsItsTwin)
+{
+    for_each_target([] {
+        for (const std::size_t count : counts())
+            for (const bool with_odd : {false, true}) {
+                const auto pixels = floats(3 * count, count, with_odd);
+                std::vector<float> grey(count);
+                reference::mix_grey(pixels.data(), count, grey.data());
+                const Guarded<float> in(pixels);
+                float actual[] = {1e10f, 0.0f};
+                float expected[] = {1e10f, 0.0f};
+                panoval::widen_grey_range(in.data(), count, actual[0], actual[1]);
+                reference::widen_range(grey.data(), count, expected[0], expected[1]);
+                ASSERT_TRUE(same_bits(actual, expected, 2)) << "count " << count;
             }
     });
 }
