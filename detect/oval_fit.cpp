@@ -76,24 +76,11 @@ private:
     double row_[kMaxPoints][kUnknowns];
 };
 
-// The weights of all points, and their sum in order.
-struct Weights {
-    double* of_point;
-    std::size_t count;
-    double sum;
-
-    void add_up()
-    {
-        sum = 0;
-        for (std::size_t i = 0; i < count; ++i)
-            sum += of_point[i];
-    }
-};
-
 // One pass over the points. Fills the equations and the residuals, and returns the weighted rms.
-double accumulate(const Points& points, const Conic& conic, const Weights& weights, DesignRows& design,
+double accumulate(const Points& points, const Conic& conic, const double* weights, DesignRows& design,
                   double* residuals, NormalEquations<kUnknowns>& equations)
 {
+    double weight_sum = 0;
     double square_sum = 0;
     equations.clear();
     conic_residuals(conic, points.xy, points.count, residuals);
@@ -102,12 +89,13 @@ double accumulate(const Points& points, const Conic& conic, const Weights& weigh
         const std::size_t end = std::min(first + DesignRows::kMaxPoints, points.count);
         for (std::size_t i = first; i < end; ++i) {
             const double v = residuals[i];
-            const double w = weights.of_point[i];
+            const double w = weights[i];
             equations.add(rows[i - first], v, w);
+            weight_sum += w;
             square_sum += (w * v) * v;
         }
     }
-    return std::sqrt(square_sum / weights.sum);
+    return std::sqrt(square_sum / weight_sum);
 }
 
 void correct(Conic& conic, const double* correction)
@@ -127,7 +115,7 @@ bool are_small(const double* correction)
     return true;
 }
 
-Conic fit_conic(const Points& points, Weights& weights, double* residuals)
+Conic fit_conic(const Points& points, double* weights, double* residuals)
 {
     DesignRows design(points);
     NormalEquations<kUnknowns> equations;
@@ -143,8 +131,7 @@ Conic fit_conic(const Points& points, Weights& weights, double* residuals)
         is_converged = rms < kConvergedRms;
         is_stalled = is_stalled || are_small(correction);
         if ((is_stalled && rms > kConvergedRms) || (k > 0 && rms > previous_rms) || k >= kAlwaysReweightFrom) {
-            lower_weights(residuals, points.count, kOutlierFactor * rms, rms, weights.of_point);
-            weights.add_up();
+            lower_weights(residuals, points.count, kOutlierFactor * rms, rms, weights);
             is_stalled = false;
         }
         if (k > 0 && is_stalled && std::fabs(previous_rms - rms) < kStalledRmsChange)
@@ -186,22 +173,24 @@ void measure_axes(const Conic& conic, OvalFit& fit)
 }
 
 // Sets rms and the largest residual: by how much the distances to both foci add up to more than the major axis.
-void measure_residuals(const Points& points, const Weights& weights, double* residuals, OvalFit& fit)
+void measure_residuals(const Points& points, const double* weights, double* residuals, OvalFit& fit)
 {
     const double focal = std::sqrt(fit.semi_major * fit.semi_major - fit.semi_minor * fit.semi_minor);
     const double x = focal * std::cos(fit.theta);
     const double y = focal * std::sin(fit.theta);
     focal_residuals({fit.x0 - x, fit.y0 - y, fit.x0 + x, fit.y0 + y, 2 * fit.semi_major}, points.xy, points.count,
                     residuals);
+    double weight_sum = 0;
     double square_sum = 0;
     double largest = 0;
     for (std::size_t i = 0; i < points.count; ++i) {
         const double residual = residuals[i];
-        square_sum += weights.of_point[i] * (residual * residual);
+        weight_sum += weights[i];
+        square_sum += weights[i] * (residual * residual);
         if (residual > largest)
             largest = residual;
     }
-    fit.rms = std::sqrt(square_sum / weights.sum);
+    fit.rms = std::sqrt(square_sum / weight_sum);
     fit.max_residual = largest;
 }
 
@@ -212,9 +201,9 @@ std::int32_t fit_oval(std::int32_t count, const double* points, double* scratch,
     if (count <= kUnknowns)
         return 0;
     const Points all{points, to_count(count)};
+    double* const weights = scratch;
     double* const residuals = scratch + all.count;
-    std::fill_n(scratch, all.count, 1.0);
-    Weights weights{scratch, all.count, static_cast<double>(all.count)};
+    std::fill_n(weights, all.count, 1.0);
 
     const Conic conic = fit_conic(all, weights, residuals);
     *result = OvalFit{};
