@@ -172,6 +172,27 @@ TEST(TileThreshold, EqualsItsTwinForCountsOfEverySize)
     }
 }
 
+TEST(TileThreshold, EqualsItsTwinWhereOnlyRoundingTellsTheLevelsApart)
+{
+    // Nearly all pixels have one of two levels, and few lie between: whichever of those levels the threshold takes, the
+    // score is the same but for its rounding.
+    for (std::uint64_t seed = 0; seed < 200; ++seed) {
+        Random random(seed);
+        std::array<std::uint32_t, 256> counts = {};
+        const auto low = static_cast<std::size_t>(random.integer(0, 60));
+        const auto high = static_cast<std::size_t>(random.integer(150, 255));
+        for (std::size_t level = low; level < high; ++level)
+            counts[level] = static_cast<std::uint32_t>(random.integer(0, 1));
+        counts[low] = static_cast<std::uint32_t>(random.integer(100000, 4000000));
+        counts[high] = static_cast<std::uint32_t>(random.integer(100000, 4000000));
+        std::int32_t total = 0;
+        for (const std::uint32_t count : counts)
+            total += static_cast<std::int32_t>(count);
+        const std::int32_t expected = reference::otsu_threshold(counts.data(), total);
+        for_each_target([&] { EXPECT_EQ(otsu_threshold(counts.data(), total), expected) << "seed " << seed; });
+    }
+}
+
 TEST(TileThreshold, EqualsItsTwinForEverySizeAndContent)
 {
     for_each_target([] {
