@@ -12,6 +12,7 @@
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "exposure/regions.cpp"
+#include <hwy/cache_control.h>
 #include <hwy/foreach_target.h> // compiles this file once per instruction set
 #include <hwy/highway.h>
 
@@ -37,6 +38,30 @@ std::size_t intersect_masks(const std::uint8_t* a, const std::uint8_t* b, std::s
         covered += both ? 1 : 0;
     }
     return covered;
+}
+
+// The processor foresees no jump from one row to the next, so that a call asks for the next row's lines while it copies
+// its own. The last vector may overlap the one before it.
+void copy_row(const std::uint8_t* src, const std::uint8_t* next, std::size_t length, std::uint8_t* dst)
+{
+    const hn::ScalableTag<std::uint8_t> d;
+    const std::size_t lanes = hn::Lanes(d);
+    if (length < lanes) {
+        std::memcpy(dst, src, length);
+        return;
+    }
+    std::size_t i = 0;
+    for (; i + 2 * lanes <= length; i += 2 * lanes) {
+        hwy::Prefetch(next + i);
+        const auto first = hn::LoadU(d, src + i);
+        const auto second = hn::LoadU(d, src + i + lanes);
+        hn::StoreU(first, d, dst + i);
+        hn::StoreU(second, d, dst + i + lanes);
+    }
+    for (; i + lanes <= length; i += lanes)
+        hn::StoreU(hn::LoadU(d, src + i), d, dst + i);
+    if (i < length)
+        hn::StoreU(hn::LoadU(d, src + length - lanes), d, dst + length - lanes);
 }
 
 } // namespace panoval::HWY_NAMESPACE
@@ -76,6 +101,16 @@ bool is_proper_shape(std::int32_t width, std::int32_t height, std::int32_t chann
     return true;
 }
 
+// One run; the next one starts stride bytes further on. A long one is a copy like any other.
+void copy_run(const std::uint8_t* src, std::size_t stride, std::size_t length, std::uint8_t* dst) noexcept
+{
+    constexpr std::size_t kLongRun = 16384; // two of them fill the nearest cache
+    if (length < kLongRun)
+        copy_row(src, src + stride, length, dst);
+    else
+        std::memcpy(dst, src, length);
+}
+
 // Copies count runs of the given length, stride bytes apart, to dst, with gap zeros between them. Returns dst's end.
 std::uint8_t* copy_runs(const std::uint8_t* src, std::size_t stride, std::size_t count, std::size_t length,
                         std::size_t gap, std::uint8_t* dst) noexcept
@@ -87,7 +122,7 @@ std::uint8_t* copy_runs(const std::uint8_t* src, std::size_t stride, std::size_t
     for (std::size_t run = 0; run < count; ++run) {
         if (run > 0 && gap > 0)
             std::memset(dst + run * (length + gap) - gap, 0, gap);
-        std::memcpy(dst + run * (length + gap), src + run * stride, length);
+        copy_run(src + run * stride, run + 1 < count ? stride : 0, length, dst + run * (length + gap));
     }
     return dst + count * (length + gap) - gap;
 }
@@ -133,7 +168,13 @@ Roi part_inside(const Roi& roi, std::int32_t source_width, std::int32_t source_h
     return {columns.begin, rows.begin, columns.end - columns.begin, rows.end - rows.begin};
 }
 
+HWY_EXPORT(copy_row);
 HWY_EXPORT(intersect_masks);
+
+void copy_row(const std::uint8_t* src, const std::uint8_t* next, std::size_t length, std::uint8_t* dst)
+{
+    HWY_DYNAMIC_DISPATCH(copy_row)(src, next, length, dst);
+}
 
 std::size_t intersect_masks(const std::uint8_t* a, const std::uint8_t* b, std::size_t count, std::uint8_t* out)
 {

@@ -17,6 +17,9 @@ namespace panoval
 // coordinates. Width and height are 0 when nothing does.
 [[nodiscard]] Roi part_inside(const Roi& roi, std::int32_t source_width, std::int32_t source_height) noexcept;
 
+// Copies length bytes. next is where the following call starts reading, readable or not.
+void copy_row(const std::uint8_t* src, const std::uint8_t* next, std::size_t length, std::uint8_t* dst);
+
 // out[i] = 255 where a[i] and b[i] are both nonzero, else 0. Returns how many are.
 std::size_t intersect_masks(const std::uint8_t* a, const std::uint8_t* b, std::size_t count, std::uint8_t* out);
 

@@ -279,6 +279,41 @@ TEST(GetSubImage, EqualsItsTwinForEveryPlace)
     MatDestroy(&expected);
 }
 
+TEST(CopyRow, CopiesEveryLengthAndNothingBeside)
+{
+    for_each_target([] {
+        for (std::size_t length = 0; length <= 200; ++length)
+            for (std::size_t offset = 0; offset < 3; ++offset) {
+                const Guarded<std::uint8_t> src(noise<std::uint8_t>(offset + length, 1, 255, length));
+                Guarded<std::uint8_t> dst(length);
+                const std::uint8_t* const row = src.data() + offset;
+                panoval::copy_row(row, row, length, dst.data());
+                ASSERT_TRUE(same_bits(dst.data(), row, length)) << "length " << length;
+                ASSERT_TRUE(dst.intact());
+            }
+    });
+}
+
+TEST(GetSubImage, CopiesRowsOfEveryKindOfLength)
+{
+    for_each_target([] {
+        for (const std::int32_t width : {1, 5000, 5461, 5462, 7000}) { // 3 bytes a pixel: long rows go another way
+            const Bytes samples = noise<std::uint8_t>(static_cast<std::size_t>(3 * (width + 2) * 3), 0, 255, 1);
+            Bytes source = samples;
+            const Mat src = image_over(width + 2, 3, 3, 1, source.data());
+            for (const Roi& roi : {Roi{1, 0, width, 3}, Roi{-1, -1, width, 5}, Roi{3, 1, width, 2}}) {
+                Mat actual = {};
+                Mat expected = {};
+                get_sub_image(&src, &roi, &actual);
+                reference::get_sub_image(&src, &roi, &expected);
+                EXPECT_TRUE(same_bits(bytes_of(actual), bytes_of(expected))) << "width " << width << ", x " << roi.x;
+                MatDestroy(&actual);
+                MatDestroy(&expected);
+            }
+        }
+    });
+}
+
 TEST(GetSubImage, WithoutMemoryLeavesTheDestinationEmpty)
 {
     Bytes samples(100, 3);
