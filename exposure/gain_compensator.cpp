@@ -32,6 +32,7 @@ void store(std::int32_t* counts, double* intensities, std::size_t n, std::size_t
     intensities[j * n + i] = pair.mean_j;
 }
 
+// Null tables without memory.
 Tables measure_all(std::size_t n, const Point* corners, const Mat* images, const Matb* masks)
 {
     Tables tables{allocate_zeroed<std::int32_t>(n * n), allocate_zeroed<double>(n * n)};
@@ -41,7 +42,9 @@ Tables measure_all(std::size_t n, const Point* corners, const Mat* images, const
         for (std::size_t j = i; j < n; ++j) {
             const auto pair = measure_overlap({corners[i], &images[i], &masks[i]}, {corners[j], &images[j], &masks[j]},
                                               SumOrder::PixelByPixel);
-            if (pair.measured)
+            if (pair.overlap == Overlap::NoMemory)
+                return {};
+            if (pair.overlap == Overlap::Measured)
                 store(tables.counts.get(), tables.intensities.get(), n, i, j, pair);
         }
     return tables;
@@ -116,7 +119,7 @@ void gain_compensator_init_step(GainCompensator* gc, std::int32_t i, std::int32_
     if (gc->counts.data == nullptr) // no memory at the start
         return;
     const auto pair = measure_overlap({corner_i, image_i, mask_i}, {corner_j, image_j, mask_j}, SumOrder::RowByRow);
-    if (pair.measured)
+    if (pair.overlap == Overlap::Measured)
         store(gc->counts.data, gc->intensities.data, to_count(gc->counts.width), static_cast<std::size_t>(i),
               static_cast<std::size_t>(j), pair);
 }

@@ -209,7 +209,8 @@ HeapArray<std::uint8_t> repack_for(const Mat& image_i, const PlacedImage& j, con
     const Roi roi = {wrapping_sub(overlap.x, j.corner.x), wrapping_sub(overlap.y, j.corner.y), overlap.width,
                      overlap.height};
     get_sub_image(j.image, &roi, &cut);
-    if (packed && cut.data != nullptr) {
+    const bool has_memory = cut.width == overlap.width; // a cut of pixels without bytes has no block either
+    if (packed && has_memory) {
         const std::size_t have = to_count(cut.size);
         const std::size_t step = stride_j * to_count(image_i.elemSize); // j's own channel count is its pixel stride
         for (std::size_t p = 0; p < pixels && p * step < have; ++p)
@@ -248,7 +249,7 @@ OverlapStatistics measure_overlap(const PlacedImage& i, const PlacedImage& j, Su
     if (is_summed && (image_i.channels != image_j.channels || image_i.elemSize != image_j.elemSize)) {
         packed = repack_for(image_i, j, overlap);
         if (!packed)
-            return {};
+            return {Overlap::NoMemory};
         pair.image_j = {packed.get(), 0, overlap.width};
     }
     pair.same_pixels = pair.image_i.data == pair.image_j.data && pair.image_i.origin == pair.image_j.origin;
@@ -262,7 +263,7 @@ OverlapStatistics measure_overlap(const PlacedImage& i, const PlacedImage& j, Su
     else
         count = count_covered(pair);
     count = std::max(count, 1);
-    return {true, count, sums.i / count, sums.j / count};
+    return {Overlap::Measured, count, sums.i / count, sums.j / count};
 }
 
 } // namespace panoval

@@ -19,8 +19,10 @@ struct PlacedImage {
 // The sums run pixel by pixel over the whole overlap, or each row is summed by itself first. The last bits differ.
 enum class SumOrder { PixelByPixel, RowByRow };
 
+enum class Overlap { None, Measured, NoMemory }; // images of different formats need a copy
+
 struct OverlapStatistics {
-    bool measured = false;  // false: no overlap, or no memory for images of different formats
+    Overlap overlap = Overlap::None;
     std::int32_t count = 0; // pixels that both cover, at least 1
     double mean_i = 0;      // mean pixel norm of image i over them
     double mean_j = 0;

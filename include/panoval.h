@@ -319,7 +319,8 @@ typedef struct GainCompensator {
  * masks    n masks, each the size of its image, in
  *
  * The sum of squares of 16-bit samples above 46340 wraps at 32 bits, on purpose. A pair whose sample sizes or channel
- * counts differ is read by the first image's format, and never outside either image. Without memory gains is left
+ * counts differ is read by the first image's format, and never outside either image. A mask smaller than its image
+ * covers nothing beyond its edge. An n of 0 or less prints "\n" alone, and so does an exhausted heap, which leaves gains
  * empty.
  */
 PANOVAL_API void gain_compensator_init(GainCompensator* gc, int32_t n, const Point* corners, const Mat* images,
@@ -354,7 +355,7 @@ PANOVAL_API void gain_compensator_init_start(GainCompensator* gc, int32_t n);
  * image_i, image_j    elemSize 1 or 2; the first one's format governs both; in
  * mask_i, mask_j      the size of their images, in
  *
- * Images that do not overlap leave the tables as they are.
+ * Images that do not overlap leave the tables as they are, and so do images of different formats without memory.
  */
 PANOVAL_API void gain_compensator_init_step(GainCompensator* gc, int32_t i, int32_t j, Point corner_i,
                                             const Mat* image_i, const Matb* mask_i, Point corner_j, const Mat* image_j,

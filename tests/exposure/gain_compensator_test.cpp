@@ -452,12 +452,15 @@ TEST(GainCompensator, WithoutMemoryLeavesTheGainsEmptyAndLeaksNothing)
         testing::internal::CaptureStdout();
         gain_compensator_init(&gc, scene.size(), scene.corners.data(), mats.data(), masks.data());
         std::fflush(stdout);
-        EXPECT_EQ(testing::internal::GetCapturedStdout().back(), '\n');
-        OwnedMat image = flat(2, 2, 1, 1, 100);
-        gain_compensator_apply(&gc, 0, image.get()); // leaves the image alone where there are no gains
-        if (gc.gains.data == nullptr) {
-            EXPECT_TRUE(heap.has_failed());
-            EXPECT_EQ(gc.gains.width, 0);
+        const std::string printed = testing::internal::GetCapturedStdout();
+        const bool has_failed = heap.has_failed();
+        EXPECT_EQ(gc.gains.data == nullptr, has_failed);
+        EXPECT_EQ(gc.gains.width, has_failed ? 0 : 3);
+        EXPECT_EQ(printed == "\n", has_failed);
+        EXPECT_EQ(heap.live_blocks(), has_failed ? 0 : 1);
+        if (has_failed) {
+            OwnedMat image = flat(2, 2, 1, 1, 100);
+            gain_compensator_apply(&gc, 0, image.get()); // leaves the image alone where there are no gains
             EXPECT_EQ(image.at(0), 100);
         }
         gain_compensator_free(&gc);

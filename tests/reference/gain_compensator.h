@@ -43,7 +43,7 @@ inline Cut cut_image(const Mat& image, const Roi& roi)
     cut.channels = image.channels;
     const auto pixel_bytes = static_cast<std::size_t>(image.channels) * static_cast<std::size_t>(image.elemSize);
     cut.bytes.assign(static_cast<std::size_t>(roi.width) * static_cast<std::size_t>(roi.height) * pixel_bytes, 0);
-    if (image.elemSize != 1 && image.elemSize != 2)
+    if ((image.elemSize != 1 && image.elemSize != 2) || pixel_bytes == 0)
         return cut;
     for (std::int32_t r = 0; r < roi.height; ++r)
         for (std::int32_t c = 0; c < roi.width; ++c) {
