@@ -162,6 +162,27 @@ TEST(MultiBandBlend, GivesAnEmptyImageWithoutMemory)
     });
 }
 
+TEST(MultiBandBlend, TakesOverWhateverTheOutputHolds)
+{
+    const Picture picture(50, 40, 3, 1, Cover::Holes, 34);
+    for (const int held : {0, 10, 5999, 6000, 20000}) { // bytes; the panorama has 6000
+        Pair pair(3, 3, {0, 0, 50, 40});
+        MatReset(&pair.out, held, 1, 1, 1);
+        if (held > 0)
+            std::memset(pair.out.data, 0xA5, static_cast<std::size_t>(held));
+        const std::uint8_t* const block = pair.out.data;
+        pair.feed(picture, {0, 0});
+        ASSERT_TRUE(pair.same_panorama(1)) << held;
+        EXPECT_EQ(pair.out.width, 50);
+        EXPECT_EQ(pair.out.height, 40);
+        EXPECT_EQ(pair.out.channels, 3);
+        EXPECT_EQ(pair.out.elemSize, 1);
+        EXPECT_EQ(pair.out.capacity, std::max(held, 6000));
+        EXPECT_TRUE(held < 6000 || pair.out.data == block);
+        EXPECT_TRUE(held <= 6000 || pair.out.data[6000] == 0xA5);
+    }
+}
+
 TEST(MultiBandBlend, LetsGoOfTheCoarserLevelsBeforeItWrites)
 {
     Roi roi{0, 0, 512, 512};

@@ -135,6 +135,20 @@ TEST(MultiBandFeed, TakesTheChannelsThatImageAndCanvasShare)
     });
 }
 
+TEST(MultiBandFeed, ReadsRowsOfTheMaskAtItsOwnWidth)
+{
+    const Picture picture(30, 20, 3, 1, Cover::Full, 22);
+    const Guarded<std::uint8_t> wider(mask_of(Cover::Grey, 37, 20, 23));
+    const Matb mask{37, 20, 1, const_cast<std::uint8_t*>(wider.data())};
+    for (const Point tl : {Point{5, 30}, Point{-30, 0}}) {
+        Pair pair(3, 3, kCanvas);
+        multi_band_blender_feed(&pair.blender, &picture.img, &mask, tl);
+        reference::multi_band_feed(pair.twin, picture.img, mask, tl);
+        EXPECT_TRUE(pair.same_sums());
+        EXPECT_TRUE(pair.same_panorama(1));
+    }
+}
+
 TEST(MultiBandFeed, KeepsTheImageAndItsMask)
 {
     const Picture picture(40, 40, 3, 1, Cover::Grey, 21);

@@ -3,6 +3,7 @@
 #include "tests/blend/multi_band_pictures.h"
 #include "tests/support/failing_heap.h"
 
+#include <cstring>
 #include <limits>
 
 namespace panoval::test
@@ -33,6 +34,18 @@ TEST(MultiBandPrepare, PadsTheCanvasAndTellsTheCaller)
     EXPECT_EQ(out.height, 600);
     EXPECT_EQ(out.channels, 3);
     MatDestroy(&out);
+}
+
+TEST(MultiBandPrepare, TakesAnyNumberOfBandsToBeginWithAndChangesNothingElse)
+{
+    for (const int bands : {5, 0, -7, std::numeric_limits<int>::max()}) {
+        MultiBandBlender blender;
+        std::memset(&blender, 0x5B, sizeof blender);
+        MultiBandBlender expected = blender;
+        expected.requestedBands = bands;
+        multi_band_blender_setbands(&blender, bands);
+        EXPECT_EQ(std::memcmp(&blender, &expected, sizeof blender), 0) << bands;
+    }
 }
 
 TEST(MultiBandPrepare, UsesNoMoreBandsThanTheLargerSideAllows)

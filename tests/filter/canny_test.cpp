@@ -314,6 +314,25 @@ TEST(Canny, LeavesNoAllocationBehind)
     EXPECT_EQ(heap.live_blocks(), 0);
 }
 
+TEST(Canny, HandsOutEitherDifferenceAlone)
+{
+    const auto image = picture(Content::Photograph, 60, 50, 2);
+    const Result both = detected(image, 50, 60);
+    for (const double tlow : {0.5, -0.5}) { // a negative one keeps both images inside
+        std::vector<std::uint8_t> edge(image.size());
+        std::int16_t* x = nullptr;
+        std::int16_t* y = nullptr;
+        FailingHeap heap;
+        canny(image.data(), 50, 60, edge.data(), 1.0, tlow, 0.9, &x, nullptr);
+        canny(image.data(), 50, 60, edge.data(), 1.0, tlow, 0.9, nullptr, &y);
+        EXPECT_EQ(heap.live_blocks(), 2);
+        EXPECT_TRUE(same_bits(x, both.delta_x.data(), image.size()));
+        EXPECT_TRUE(same_bits(y, both.delta_y.data(), image.size()));
+        std::free(x);
+        std::free(y);
+    }
+}
+
 TEST(Canny, KeepsNoImageOfDoubles)
 {
     constexpr int kSide = 400;
