@@ -320,8 +320,8 @@ typedef struct GainCompensator {
  *
  * The sum of squares of 16-bit samples above 46340 wraps at 32 bits, on purpose. A pair whose sample sizes or channel
  * counts differ is read by the first image's format, and never outside either image. A mask smaller than its image
- * covers nothing beyond its edge. An n of 0 or less prints "\n" alone, and so does an exhausted heap, which leaves gains
- * empty.
+ * covers nothing beyond its edge. An n of 0 or less prints "\n" alone, and so does an exhausted heap, which leaves
+ * gains empty.
  */
 PANOVAL_API void gain_compensator_init(GainCompensator* gc, int32_t n, const Point* corners, const Mat* images,
                                        const Matb* masks);
