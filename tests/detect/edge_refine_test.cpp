@@ -129,7 +129,7 @@ TEST(EdgeRefine, EqualsItsTwinOnRandomPatchesForEveryCount)
 {
     for (const int high : {1, 3, 20, 360}) {
         Random random(static_cast<std::uint64_t>(high));
-        for (std::size_t n = 0; n < 1600; ++n) {
+        for (std::size_t n = 0; n < 400; ++n) {
             const std::size_t count = n % (MagnitudePatches::kCount + 1);
             constexpr int kWidth = 40;
             MagnitudePatches patches = {};
