@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "cli/canvas_pages.h"
 
-#include "cli/parallel.h"
 #include "cli/system_info.h"
 
 #include <algorithm>
@@ -14,12 +13,14 @@ namespace panoval::cli
 namespace
 {
 
-// The part-th of so many parts of a level, from the top.
-bool provide_part(const Matf& level, std::int64_t part, std::int64_t parts)
+constexpr std::int64_t kParts = 8; // of the strip, judged by themselves
+
+// One part of a level, from the top.
+bool provide_part(const Matf& level, std::int64_t part)
 {
     const std::int64_t row_floats = std::int64_t{level.width} * level.channels;
-    const std::int64_t first = level.height * part / parts;
-    const std::int64_t end = level.height * (part + 1) / parts;
+    const std::int64_t first = level.height * part / kParts;
+    const std::int64_t end = level.height * (part + 1) / kParts;
     return provide_pages(level.data + first * row_floats,
                          static_cast<std::size_t>((end - first) * row_floats) * sizeof(float));
 }
@@ -42,33 +43,18 @@ std::int64_t covered_columns(const PanoramaPlan& plan, std::int64_t first, std::
     return covered;
 }
 
-// Where the pictures leave much of the canvas empty, its pages are better left to those who write them.
-CanvasPages::CanvasPages(const PanoramaPlan& plan, const CanvasStrip& strip, const MultiBandBlender& blender)
-    : blender_(blender)
+void provide_canvas(const PanoramaPlan& plan, const CanvasStrip& strip, const MultiBandBlender& blender)
 {
-    for (std::size_t i = 0; i < kParts; ++i) {
-        const auto part = static_cast<std::int64_t>(i);
-        const std::int64_t first = strip.first + strip.rows() * part / static_cast<std::int64_t>(kParts);
-        const std::int64_t end = strip.first + strip.rows() * (part + 1) / static_cast<std::int64_t>(kParts);
-        is_wanted_[i] = covered_columns(plan, first, end) >= std::int64_t{plan.width} * 3 / 4;
-    }
-    thread_ = start_beside([this] { provide(); });
-}
-
-CanvasPages::~CanvasPages()
-{
-    is_stopped_ = true;
-    if (thread_.joinable())
-        thread_.join();
-}
-
-void CanvasPages::provide() const
-{
-    for (std::size_t part = 0; part < kParts; ++part)
-        for (std::int32_t i = 0; is_wanted_[part] && i <= blender_.numBands; ++i)
-            for (const Matf* const levels : {blender_.dstPyrLaplace, blender_.dstBandWeights})
-                if (is_stopped_ || !provide_part(levels[i], static_cast<std::int64_t>(part), kParts))
+    for (std::int64_t part = 0; part < kParts; ++part) {
+        const std::int64_t first = strip.first + strip.rows() * part / kParts;
+        const std::int64_t end = strip.first + strip.rows() * (part + 1) / kParts;
+        if (covered_columns(plan, first, end) < std::int64_t{plan.width} * 3 / 4)
+            continue;
+        for (std::int32_t i = 0; i <= blender.numBands; ++i)
+            for (const Matf* const levels : {blender.dstPyrLaplace, blender.dstBandWeights})
+                if (!provide_part(levels[i], part))
                     return;
+    }
 }
 
 } // namespace panoval::cli

@@ -1,38 +1,19 @@
 // SPDX-License-Identifier: MIT
-// The system's part in a fresh canvas. Clearing its pages takes about as long as blending a picture into them, so a
-// second thread has it done a little ahead of the blender.
+// The system's part in a fresh canvas. Its pages are first read, then written: each would be asked for twice, and each
+// time all threads of the program would be told. Asked for together, they cost what clearing them does.
 #pragma once
 
 #include "cli/canvas_strips.h"
 #include "cli/panorama_plan.h"
 
-#include <array>
-#include <atomic>
-#include <cstddef>
-#include <thread>
+#include <cstdint>
 
 namespace panoval::cli
 {
 
-class CanvasPages
-{
-public:
-    // Begins with the buffers of a blender that is open for the strip. It must outlive this object.
-    CanvasPages(const PanoramaPlan& plan, const CanvasStrip& strip, const MultiBandBlender& blender);
-    CanvasPages(const CanvasPages&) = delete;
-    CanvasPages& operator=(const CanvasPages&) = delete;
-    ~CanvasPages(); // stops where it is
-
-private:
-    static constexpr std::size_t kParts = 32; // of the strip, one after the other
-
-    void provide() const;
-
-    const MultiBandBlender& blender_;
-    std::array<bool, kParts> is_wanted_{};
-    std::atomic<bool> is_stopped_{false};
-    std::thread thread_;
-};
+// Gets the pages of a blender that is open for the strip, where pictures cover most of it; where they leave much of it
+// empty, its pages are better left to those who write them.
+void provide_canvas(const PanoramaPlan& plan, const CanvasStrip& strip, const MultiBandBlender& blender);
 
 // How many columns of the canvas any picture covers somewhere in these rows, the last one excluded.
 std::int64_t covered_columns(const PanoramaPlan& plan, std::int64_t first, std::int64_t end);

@@ -123,6 +123,20 @@ void write_image(const std::string& target, const Image& image)
     output.commit();
 }
 
+bool takes_rows(const std::string& target)
+{
+    return known_ending_of(target) == Ending::Tiff;
+}
+
+std::unique_ptr<RowWriter> make_row_writer([[maybe_unused]] OutputFile& output, [[maybe_unused]] const Image& header)
+{
+#ifndef PANOVAL_PNM_ONLY
+    return make_tiff_writer(output, header);
+#else
+    return nullptr;
+#endif
+}
+
 std::size_t copied_row_bytes(const Image& image)
 {
     const auto width = static_cast<std::size_t>(image.width);

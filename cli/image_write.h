@@ -6,6 +6,8 @@
 #include "cli/image.h"
 #include "cli/output_file.h"
 
+#include <cstdint>
+#include <memory>
 #include <string>
 
 namespace panoval::cli
@@ -23,12 +25,32 @@ void write_image(OutputFile& output, const Image& image);
 // As above, and commits it.
 void write_image(const std::string& target, const Image& image);
 
+// Writes a picture whose rows come bit by bit, so that it never is in memory as a whole.
+class RowWriter
+{
+public:
+    virtual ~RowWriter() = default;
+
+    // The next rows: those from first to end, the last one excluded, of an image in the picture's format.
+    virtual void add(const Image& image, std::int32_t first, std::int32_t end) = 0;
+
+    // To be called when all rows have been added. The output is complete then, but not yet committed.
+    virtual void finish() = 0;
+};
+
+// Whether a file of this name can be written like that.
+bool takes_rows(const std::string& target);
+
+// header: the picture without samples and without alpha. For a name that takes_rows knows.
+std::unique_ptr<RowWriter> make_row_writer(OutputFile& output, const Image& header);
+
 // ---- for the writers of the formats ----
 
 void write_pnm(OutputFile& output, const Image& image, bool is_pam);
 #ifndef PANOVAL_PNM_ONLY
 void write_png(OutputFile& output, const Image& image);
 void write_tiff(OutputFile& output, const Image& image);
+std::unique_ptr<RowWriter> make_tiff_writer(OutputFile& output, const Image& header);
 void write_jpeg(OutputFile& output, const Image& image);
 #endif
 

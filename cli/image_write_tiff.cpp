@@ -51,39 +51,87 @@ void set_position(TIFF* tiff, const Offset& position)
     TIFFSetField(tiff, TIFFTAG_YPOSITION, static_cast<double>(position.y) / kPixelsPerInch);
 }
 
+class TiffRowWriter : public RowWriter
+{
+public:
+    TiffRowWriter(OutputFile& output, const Image& header)
+        : output_(output), row_bytes_(copied_row_bytes(header)),
+          rows_per_strip_(
+              std::clamp<std::size_t>(kStripBytes / row_bytes_, 1, static_cast<std::size_t>(header.height))),
+          tiff_(output.stream(), output.target(), is_big(header) ? "w8" : "w")
+    {
+        if (tiff_.get() == nullptr)
+            output_.fail_writing();
+        set_tags(tiff_.get(), header, static_cast<std::uint32_t>(rows_per_strip_));
+        if (!header.profile.empty())
+            TIFFSetField(tiff_.get(), TIFFTAG_ICCPROFILE, static_cast<std::uint32_t>(header.profile.size()),
+                         header.profile.data());
+        if (header.position)
+            set_position(tiff_.get(), *header.position);
+        strip_.resize(rows_per_strip_ * row_bytes_);
+    }
+
+    void add(const Image& image, std::int32_t first, std::int32_t end) override
+    {
+        for (std::int32_t y = first; y < end; ++y) {
+            const bool is_whole_strip = held_rows_ == 0 && end - y >= static_cast<std::int32_t>(rows_per_strip_);
+            if (is_whole_strip && image.mask == nullptr) { // is in the file as it is in memory
+                write_strip(image.row(y), rows_per_strip_);
+                y += static_cast<std::int32_t>(rows_per_strip_) - 1;
+                continue;
+            }
+            copy_row(image, y, strip_.data() + held_rows_ * row_bytes_);
+            if (++held_rows_ == rows_per_strip_)
+                write_held_rows();
+        }
+    }
+
+    void finish() override
+    {
+        if (held_rows_ != 0)
+            write_held_rows();
+        if (!tiff_.close())
+            output_.fail_writing();
+    }
+
+private:
+    bool is_big(const Image& header) const { return row_bytes_ * static_cast<std::uint64_t>(header.height) > kBigFile; }
+
+    void write_held_rows()
+    {
+        write_strip(strip_.data(), held_rows_);
+        held_rows_ = 0;
+    }
+
+    // The format's library wants no const, but samples in this machine's order are not touched.
+    void write_strip(const std::uint8_t* strip, std::size_t rows)
+    {
+        if (TIFFWriteEncodedStrip(tiff_.get(), index_++, const_cast<std::uint8_t*>(strip),
+                                  static_cast<tmsize_t>(rows * row_bytes_)) < 0)
+            output_.fail_writing();
+    }
+
+    OutputFile& output_;
+    std::size_t row_bytes_;
+    std::size_t rows_per_strip_;
+    TiffFile tiff_;
+    std::uint32_t index_ = 0; // of the next strip
+    std::vector<std::uint8_t> strip_;
+    std::size_t held_rows_ = 0; // of that strip
+};
+
 } // namespace
+
+std::unique_ptr<RowWriter> make_tiff_writer(OutputFile& output, const Image& header)
+{
+    return std::make_unique<TiffRowWriter>(output, header);
+}
 
 void write_tiff(OutputFile& output, const Image& image)
 {
-    const std::size_t row_bytes = copied_row_bytes(image);
-    const bool is_big = row_bytes * static_cast<std::uint64_t>(image.height) > kBigFile;
-    TiffFile tiff(output.stream(), output.target(), is_big ? "w8" : "w");
-    if (tiff.get() == nullptr)
-        output.fail_writing();
-    const std::size_t rows_per_strip =
-        std::clamp<std::size_t>(kStripBytes / row_bytes, 1, static_cast<std::size_t>(image.height));
-    set_tags(tiff.get(), image, static_cast<std::uint32_t>(rows_per_strip));
-    if (!image.profile.empty())
-        TIFFSetField(tiff.get(), TIFFTAG_ICCPROFILE, static_cast<std::uint32_t>(image.profile.size()),
-                     image.profile.data());
-    if (image.position)
-        set_position(tiff.get(), *image.position);
-    const bool is_copied = image.mask != nullptr; // else the picture's own rows are what the file holds
-    std::vector<std::uint8_t> copy(is_copied ? rows_per_strip * row_bytes : 0);
-    std::uint32_t index = 0;
-    const auto height = static_cast<std::size_t>(image.height);
-    for (std::size_t top = 0; top < height; top += rows_per_strip, ++index) {
-        const std::size_t rows = std::min(rows_per_strip, height - top);
-        for (std::size_t y = 0; is_copied && y < rows; ++y)
-            copy_row(image, static_cast<std::int32_t>(top + y), copy.data() + y * row_bytes);
-        // The type has no const, but samples in this machine's order are not touched.
-        std::uint8_t* const strip =
-            is_copied ? copy.data() : const_cast<std::uint8_t*>(image.row(static_cast<std::int32_t>(top)));
-        if (TIFFWriteEncodedStrip(tiff.get(), index, strip, static_cast<tmsize_t>(rows * row_bytes)) < 0)
-            output.fail_writing();
-    }
-    if (!tiff.close())
-        output.fail_writing();
+    TiffRowWriter writer(output, image);
+    writer.add(image, 0, image.height);
+    writer.finish();
 }
 
 } // namespace panoval::cli

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/output_file.h"
 #include "cli/program.h"
+#include "cli/system_info.h"
 #include "cli/utf8.h"
 
 #ifdef _WIN32
@@ -8,27 +9,9 @@
 #include <windows.h>
 #endif
 
-#ifdef __GLIBC__
-#include <malloc.h>
-#endif
-
-namespace
-{
-
-// Pictures come and go, all of them large. Their memory goes back to the system at once, so that the most in use at any
-// time is what the canvas and one picture need; by default the C library keeps freed blocks of up to 32 MB.
-void return_freed_pictures()
-{
-#ifdef __GLIBC__
-    mallopt(M_MMAP_THRESHOLD, 1 << 20);
-#endif
-}
-
-} // namespace
-
 int main(int argc, char** argv)
 {
-    return_freed_pictures();
+    panoval::cli::return_freed_blocks();
 #ifdef _WIN32
     SetConsoleOutputCP(CP_UTF8);
 #endif

@@ -4,20 +4,32 @@
 #include <atomic>
 #include <exception>
 #include <system_error>
+#include <thread>
 #include <vector>
 
 namespace panoval::cli
 {
 
+namespace
+{
+
+// A second thread, unless the machine has no use for it or the system gives none.
 std::thread start_beside(const std::function<void()>& body)
 {
-    if (std::thread::hardware_concurrency() < 2)
+    if (parallel_calls() < 2)
         return {};
     try {
         return std::thread(body);
     } catch (const std::system_error&) {
         return {};
     }
+}
+
+} // namespace
+
+std::size_t parallel_calls()
+{
+    return std::thread::hardware_concurrency() < 2 ? 1 : 2;
 }
 
 void run_in_parallel(std::size_t count, const std::function<void(std::size_t)>& work)

@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Work on pictures that do not depend on each other, on two threads where the machine has two processors. The library
-// itself has one thread; what it does for one picture is never divided.
+// Work on pictures and strips of the canvas that do not depend on each other, on two threads where the machine has two
+// processors. The library itself has one thread; what it does for one picture or strip is never divided.
 #pragma once
 
 #include <cstddef>
 #include <functional>
-#include <thread>
 
 namespace panoval::cli
 {
@@ -14,7 +13,7 @@ namespace panoval::cli
 // throws what the first of them in this order has thrown, if any has.
 void run_in_parallel(std::size_t count, const std::function<void(std::size_t)>& work);
 
-// A second thread that runs body, which must not throw; none if the machine cannot use one or the system gives none.
-std::thread start_beside(const std::function<void()>& body);
+// How many calls run_in_parallel makes at a time at most.
+std::size_t parallel_calls();
 
 } // namespace panoval::cli

@@ -9,8 +9,10 @@
 #include "cli/panorama_blender.h"
 #include "cli/panorama_gains.h"
 #include "cli/panorama_plan.h"
+#include "cli/parallel.h"
 #include "cli/picture_store.h"
 #include "cli/report_page.h"
+#include "cli/strip_collector.h"
 #include "cli/system_info.h"
 #include "cli/uncovered_fill.h"
 
@@ -19,6 +21,8 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <mutex>
+#include <utility>
 
 namespace panoval::cli
 {
@@ -85,8 +89,9 @@ struct Preparation {
     int bits = 0;         // of the panorama
     int working_bits = 0; // of the pictures as they are blended
     int bands = 0;
-    std::vector<CanvasStrip> strips; // of which only one is blended at a time
-    bool holds_pictures = false;     // all at once, so that each is read once
+    std::vector<CanvasStrip> strips;
+    bool holds_pictures = false; // all at once, so that each is read once
+    bool writes_strips = false;  // as they come, so that the panorama never is in memory
     bool has_measured_gains = false;
     std::vector<double> gains;
     std::vector<OverlapQuality> quality; // where the report or JSON wants it
@@ -111,14 +116,23 @@ int bands_for(const StitchOptions& options, const std::vector<Overlap>& overlaps
 void plan_memory(const StitchOptions& options, Preparation& preparation)
 {
     const PanoramaPlan& plan = preparation.plan;
+    const int bits = preparation.working_bits;
     preparation.strips = {{0, plan.height, 0, plan.height}};
     if (options.blend != "multiband")
         return;
-    const std::uint64_t pictures = PictureStore(plan, preparation.working_bits).bytes_of_all();
-    const auto strips = strips_within_budget(plan, preparation.bands, preparation.working_bits, pictures);
-    preparation.holds_pictures = !strips.empty();
-    if (preparation.holds_pictures)
-        preparation.strips = strips;
+    // Strips go into the file at once where the panorama is wanted nowhere else, and as it is.
+    const bool writes_strips =
+        takes_rows(options.output) && preparation.bits == bits && !options.wants_alpha && options.report.empty();
+    const std::uint64_t panorama_bytes = static_cast<std::uint64_t>(plan.width) *
+                                         static_cast<std::uint64_t>(plan.height) *
+                                         static_cast<std::uint64_t>(plan.channels * (bits / 8));
+    const std::uint64_t bytes = PictureStore(plan, bits).bytes_of_all() + (writes_strips ? 0 : panorama_bytes);
+    const auto strips = strips_within_budget(plan, preparation.bands, bits, bytes, parallel_calls());
+    if (strips.empty())
+        return;
+    preparation.holds_pictures = true;
+    preparation.writes_strips = writes_strips;
+    preparation.strips = strips;
 }
 
 Preparation prepare(const StitchOptions& options)
@@ -182,7 +196,7 @@ std::unique_ptr<PanoramaBlender> make_blender(const StitchOptions& options, cons
     return make_multi_band_blender(preparation.plan, strip, preparation.bands, options.output);
 }
 
-// What a picture is blended as.
+// What pictures are blended as.
 void prepare_pictures(const StitchOptions& options, const Preparation& preparation, PictureStore& store)
 {
     store.prepare_with([&options, &preparation](std::size_t index, Image& image) {
@@ -191,56 +205,108 @@ void prepare_pictures(const StitchOptions& options, const Preparation& preparati
         if (options.blend == "multiband")
             fill_uncovered(image);
     });
-    if (preparation.holds_pictures)
-        store.prepare_all();
-    else
-        store.set_budget(memory_budget(preparation.plan) / 17, 1);
 }
 
-void copy_kept_rows(const CanvasStrip& strip, const Image& blended, Image& panorama)
-{
-    std::memcpy(panorama.row(strip.first_kept), blended.row(strip.first_kept - strip.first),
-                static_cast<std::size_t>(strip.end_kept - strip.first_kept) * panorama.row_bytes());
-}
+// Everything that pictures leave in the panorama besides their pixels.
+struct PanoramaExtras {
+    ColourProfiles& profiles;
+    std::unique_ptr<Coverage> coverage; // where it is wanted
 
-Image blend(const StitchOptions& options, const Preparation& preparation, PictureStore& store, ColourProfiles& profiles,
-            Progress& progress)
+    void add(const PlacedLayer& layer, const Image& image)
+    {
+        profiles.add(image, layer.name());
+        if (coverage != nullptr)
+            coverage->add(image, layer.corner);
+    }
+};
+
+// The whole canvas at once; pictures come and go.
+Image blend_one_by_one(const StitchOptions& options, const Preparation& preparation, PictureStore& store,
+                       PanoramaExtras& extras, Progress& progress)
 {
     const PanoramaPlan& plan = preparation.plan;
-    std::unique_ptr<Coverage> coverage;
-    if (options.wants_alpha)
-        coverage = std::make_unique<Coverage>(plan, options.output);
-    prepare_pictures(options, preparation, store);
-    Image panorama;
-    for (const CanvasStrip& strip : preparation.strips) {
-        const bool is_first = strip.first_kept == 0;
-        const bool is_last = strip.end_kept == plan.height;
-        const auto blender = make_blender(options, preparation, strip);
-        for (std::size_t i = 0; i < plan.layers.size(); ++i) {
-            progress.step(plan.layers[i].name());
-            const auto image = store.get(i);
-            blender->feed(plan.layers[i], *image);
-            if (is_first)
-                profiles.add(*image, plan.layers[i].name());
-            if (is_first && coverage != nullptr)
-                coverage->add(*image, plan.layers[i].corner);
-            if (is_last)
-                store.drop(i);
+    store.set_budget(memory_budget(plan) - multi_band_bytes(plan, plan.height), 1);
+    const auto blender = make_blender(options, preparation, preparation.strips.front());
+    for (std::size_t i = 0; i < plan.layers.size(); ++i) {
+        progress.step(plan.layers[i].name());
+        const auto image = store.get(i);
+        extras.add(plan.layers[i], *image);
+        blender->feed(plan.layers[i], *image);
+        store.drop(i);
+    }
+    return blender->blend(preparation.working_bits);
+}
+
+using Blenders = std::vector<std::unique_ptr<PanoramaBlender>>; // one for each strip, or null
+
+// The strips that are blended first.
+Blenders make_first_blenders(const StitchOptions& options, const Preparation& preparation)
+{
+    keep_freed_blocks(); // those of a strip, for the next one
+    Blenders blenders(preparation.strips.size());
+    for (std::size_t i = 0; i < std::min(blenders.size(), parallel_calls()); ++i)
+        blenders[i] = make_blender(options, preparation, preparation.strips[i]);
+    return blenders;
+}
+
+// All pictures are in memory; strips of the canvas come and go. Empty if the panorama has been written to the output.
+Image blend_in_strips(const StitchOptions& options, const Preparation& preparation, Blenders blenders,
+                      PictureStore& store, PanoramaExtras& extras, OutputFile& output, Progress& progress)
+{
+    const PanoramaPlan& plan = preparation.plan;
+    store.prepare_all();
+    std::vector<std::shared_ptr<const Image>> images;
+    for (std::size_t i = 0; i < plan.layers.size(); ++i) {
+        images.push_back(store.get(i));
+        extras.add(plan.layers[i], *images.back());
+        store.drop(i);
+    }
+    Image header;
+    header.width = plan.width;
+    header.height = plan.height;
+    header.channels = plan.channels;
+    header.bits = preparation.working_bits;
+    header.profile = extras.profiles.common();
+    auto writer = preparation.writes_strips ? make_row_writer(output, header) : nullptr;
+    StripCollector collector(preparation.strips, std::move(header), std::move(writer), options.output);
+    std::mutex progress_mutex;
+    run_in_parallel(preparation.strips.size(), [&](std::size_t index) {
+        const CanvasStrip& strip = preparation.strips[index];
+        auto blender = std::move(blenders[index]);
+        if (blender == nullptr)
+            blender = make_blender(options, preparation, strip);
+        for (std::size_t i = 0; i < images.size(); ++i) {
+            {
+                const std::lock_guard lock(progress_mutex);
+                progress.step(plan.layers[i].name());
+            }
+            blender->feed(plan.layers[i], *images[i]);
         }
         Image blended = blender->blend(preparation.working_bits);
-        if (is_first && is_last) {
-            panorama = std::move(blended);
-            break;
-        }
-        if (is_first)
-            panorama = make_image(plan.width, plan.height, plan.channels, preparation.working_bits, options.output);
-        copy_kept_rows(strip, blended, panorama);
-    }
+        blender.reset();
+        collector.put(index, std::move(blended));
+    });
+    return collector.finish();
+}
+
+// Empty if the panorama has been written to the output.
+Image blend(const StitchOptions& options, const Preparation& preparation, Blenders blenders, PictureStore& store,
+            ColourProfiles& profiles, OutputFile& output, Progress& progress)
+{
+    PanoramaExtras extras{profiles, nullptr};
+    if (options.wants_alpha)
+        extras.coverage = std::make_unique<Coverage>(preparation.plan, options.output);
+    prepare_pictures(options, preparation, store);
+    Image panorama = preparation.holds_pictures
+                         ? blend_in_strips(options, preparation, std::move(blenders), store, extras, output, progress)
+                         : blend_one_by_one(options, preparation, store, extras, progress);
     progress.step(options.output);
+    if (panorama.data == nullptr)
+        return panorama;
     convert_depth(panorama, preparation.bits, options.output);
     panorama.profile = profiles.common();
-    if (coverage != nullptr) {
-        panorama.mask = coverage->release();
+    if (extras.coverage != nullptr) {
+        panorama.mask = extras.coverage->release();
         panorama.has_alpha = true;
     }
     return panorama;
@@ -356,11 +422,21 @@ void stitch(const StitchOptions& options)
             gain_pass_steps(preparation.plan) + preparation.strips.size() * preparation.plan.layers.size() + 1;
         Progress progress(options.common.progress_mode(), "stitching", steps);
         PictureStore store(preparation.plan, preparation.working_bits);
-        if (preparation.holds_pictures)
+        Blenders blenders;
+        if (preparation.holds_pictures) {
             store.load_all();
-        measure(options, preparation, store, progress);
-        const Image panorama = blend(options, preparation, store, profiles, progress);
-        write_image(output, panorama);
+            run_in_parallel(2, [&](std::size_t task) {
+                if (task == 0)
+                    measure(options, preparation, store, progress);
+                else
+                    blenders = make_first_blenders(options, preparation);
+            });
+        } else {
+            measure(options, preparation, store, progress);
+        }
+        const Image panorama = blend(options, preparation, std::move(blenders), store, profiles, output, progress);
+        if (panorama.data != nullptr)
+            write_image(output, panorama);
         if (report != nullptr)
             report->write(report_page({preparation.plan, preparation.gains, preparation.quality, panorama,
                                        options.output, blend_in_words(options, preparation)}));

@@ -16,6 +16,9 @@
 #ifdef __linux__
 #include <sys/mman.h>
 #endif
+#ifdef __GLIBC__
+#include <malloc.h>
+#endif
 
 namespace panoval::cli
 {
@@ -82,6 +85,27 @@ bool provide_pages(void*, std::size_t)
 {
     return false;
 }
+
+#endif
+
+#ifdef __GLIBC__
+
+void return_freed_blocks()
+{
+    mallopt(M_MMAP_THRESHOLD, 1 << 20);
+    mallopt(M_ARENA_MAX, 1); // what one thread has freed serves the other
+}
+
+void keep_freed_blocks()
+{
+    mallopt(M_MMAP_MAX, 0);
+    mallopt(M_TRIM_THRESHOLD, -1);
+}
+
+#else
+
+void return_freed_blocks() {}
+void keep_freed_blocks() {}
 
 #endif
 
