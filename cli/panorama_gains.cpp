@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace panoval::cli
 {
@@ -32,6 +33,34 @@ std::int32_t count_covered(const std::uint8_t* mask, std::size_t pixels)
     }
     covered += pixels - i - static_cast<std::size_t>(std::count(mask + i, mask + pixels, 0));
     return static_cast<std::int32_t>(covered);
+}
+
+// What a 16-bit picture shows of the region, with its samples halved: the library squares samples in 32 bits, which
+// those beyond 46340 do not fit. Gains are ratios, which halving both pictures of a pair keeps.
+Image halved_cut(const Image& image, Point corner, const Roi& region)
+{
+    const Roi own = {region.x - corner.x, region.y - corner.y, region.width, region.height};
+    const Mat samples = borrow_mat(image);
+    const Matb covered = borrow_mask(image);
+    Mat cut;
+    MatInit(&cut);
+    get_sub_image(&samples, &own, &cut);
+    Matb cut_mask = {0, 0, 0, nullptr};
+    get_sub_mask(&covered, &own, &cut_mask);
+    Block mask(cut_mask.data);
+    if (cut.data == nullptr || mask == nullptr) {
+        MatDestroy(&cut);
+        fail_memory("an overlap", static_cast<std::size_t>(own.width) * static_cast<std::size_t>(own.height));
+    }
+    Image result = adopt_mat(cut);
+    result.mask = std::move(mask);
+    for (std::size_t at = 0; at < result.bytes(); at += 2) {
+        std::uint16_t sample;
+        std::memcpy(&sample, &result.data[at], sizeof sample);
+        sample = static_cast<std::uint16_t>(sample / 2);
+        std::memcpy(&result.data[at], &sample, sizeof sample);
+    }
+    return result;
 }
 
 // The library's record, freed with the object.
@@ -55,14 +84,15 @@ public:
         record_.counts.data[i * size + i] = std::max(count_covered(image.mask.get(), image.pixels()), 1);
     }
 
-    void step(std::size_t i, std::size_t j, Point corner_i, const Image& image_i, Point corner_j, const Image& image_j)
+    void step(const Overlap& overlap, Point corner_i, const Image& image_i, Point corner_j, const Image& image_j)
     {
-        const Mat mat_i = borrow_mat(image_i);
-        const Mat mat_j = borrow_mat(image_j);
-        const Matb mask_i = borrow_mask(image_i);
-        const Matb mask_j = borrow_mask(image_j);
-        gain_compensator_init_step(&record_, static_cast<std::int32_t>(i), static_cast<std::int32_t>(j), corner_i,
-                                   &mat_i, &mask_i, corner_j, &mat_j, &mask_j);
+        const Roi& region = overlap.region;
+        const Point corner = {region.x, region.y};
+        if (image_i.bits == 16)
+            compare(overlap, corner, halved_cut(image_i, corner_i, region), corner,
+                    halved_cut(image_j, corner_j, region));
+        else
+            compare(overlap, corner_i, image_i, corner_j, image_j);
     }
 
     std::vector<double> solve()
@@ -76,6 +106,17 @@ public:
     }
 
 private:
+    void compare(const Overlap& overlap, Point corner_i, const Image& image_i, Point corner_j, const Image& image_j)
+    {
+        const Mat mat_i = borrow_mat(image_i);
+        const Mat mat_j = borrow_mat(image_j);
+        const Matb mask_i = borrow_mask(image_i);
+        const Matb mask_j = borrow_mask(image_j);
+        gain_compensator_init_step(&record_, static_cast<std::int32_t>(overlap.first),
+                                   static_cast<std::int32_t>(overlap.second), corner_i, &mat_i, &mask_i, corner_j,
+                                   &mat_j, &mask_j);
+    }
+
     GainCompensator record_{};
     bool is_open_ = true;
 };
@@ -127,7 +168,7 @@ std::vector<double> run_gain_pass(const PanoramaPlan& plan, const std::vector<Ov
             const auto first = store.get(i);
             const auto second = store.get(overlap.second);
             if (pass.wants_gains)
-                compensator.step(i, overlap.second, corner_i, *first, plan.layers[overlap.second].corner, *second);
+                compensator.step(overlap, corner_i, *first, plan.layers[overlap.second].corner, *second);
             if (pass.observe)
                 pass.observe(overlap, *first, *second);
         }
