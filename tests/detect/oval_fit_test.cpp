@@ -232,6 +232,18 @@ TEST(OvalFit, EqualsItsTwinForEveryCount)
     });
 }
 
+TEST(OvalFit, EqualsItsTwinForMorePointsThanItTakesAtOnce)
+{
+    for (const int count : {511, 512, 513, 1024, 1100})
+        for (const double noise : {0.0, 0.4}) {
+            auto points = points_on({200, 150, 90, 60, 0.7}, count, noise, static_cast<std::uint64_t>(count));
+            for (std::size_t i = 0; i < points.size(); i += 37)
+                points[i] += 40 * noise;
+            SCOPED_TRACE(testing::Message() << count << " points, noise " << noise);
+            expect_twin(points);
+        }
+}
+
 TEST(OvalFit, EqualsItsTwinForManyShapes)
 {
     Random random(5);
