@@ -44,9 +44,8 @@ const char* const kExplanation =
     "the outline. The table shows degrees, JSON and CSV give radians.\n"
     "\n"
     "What to choose:\n"
-    "  --min-pixels   outlines of fewer pixels are ignored. 20 is a disc of about 6 pixels across; raise it when "
-    "specks\n"
-    "                 targets, raise it when specks are found\n"
+    "  --min-pixels   outlines of fewer pixels are ignored. 30 is a disc of about 12 pixels across; lower it for\n"
+    "                 smaller targets, raise it when specks are found\n"
     "  --max-rms      whole pixels. Clean targets stay below 1; raise it for rough shapes, lower it to 1 against\n"
     "                 shapes that are no ellipses\n"
     "  --divisions    the picture is cut into N x N tiles with a threshold each. Without it a tile has about 100\n"
@@ -104,9 +103,12 @@ void check(const EllipsesOptions& options)
             if (!pattern.empty() && is_same_file(overlay_name(pattern, input), input))
                 fail_usage(concat("the overlay '", printable(overlay_name(pattern, input)),
                                   "' is the picture itself; expected another name"));
-    for (const std::string& input : options.inputs)
+    for (const std::string& input : options.inputs) {
         if (!options.picture.empty())
             check_output_format(overlay_name(options.picture, input), 3, 8, false);
+        if (!options.picture.empty() && !options.svg.empty())
+            refuse_one_name({overlay_name(options.svg, input), overlay_name(options.picture, input)});
+    }
 }
 
 Image read_grey(const std::string& file)
@@ -245,8 +247,8 @@ void measure_all(EllipsesOptions& options)
             } catch (const UserError& error) {
                 if (options.inputs.size() == 1)
                     throw;
-                std::fprintf(stderr, "%spanoval: %s\n",
-                             options.common.progress_mode() == ProgressMode::Never ? "" : "\r", error.what());
+                progress.clear();
+                std::fprintf(stderr, "panoval: %s\n", error.what());
                 failures.push_back({{"file", file}, {"error", error.what()}});
             }
         }

@@ -5,6 +5,7 @@
 #include "cli/errors.h"
 #include "cli/image_read.h"
 #include "cli/image_write.h"
+#include "cli/output_file.h"
 #include "cli/system_info.h"
 
 #include <CLI/CLI.hpp>
@@ -82,6 +83,7 @@ void inpaint_picture(Image& colour, const std::uint8_t* to_fill, std::int32_t ra
 
 void inpaint_file(const InpaintOptions& options)
 {
+    refuse_to_overwrite(options.output, {options.input, options.mask});
     Progress progress(options.common.progress_mode(), "inpainting", 3);
     progress.step("reading");
     Image image = read_image(options.input);

@@ -5,6 +5,7 @@
 #include "cli/errors.h"
 #include "cli/image_read.h"
 #include "cli/image_write.h"
+#include "cli/output_file.h"
 #include "cli/picture_filters.h"
 #include "cli/system_info.h"
 
@@ -29,6 +30,17 @@ struct PictureOptions {
     std::int32_t level = -1;
     CommonOptions common;
 };
+
+// Accepts numbers from least to most, and nothing that is not a number.
+CLI::Validator between(double least, double most)
+{
+    const auto check = [least, most](const std::string& text) {
+        double value = 0;
+        const bool is_inside = CLI::detail::lexical_cast(text, value) && value >= least && value <= most;
+        return is_inside ? std::string() : concat("Value ", text, " not in range ", least, " to ", most);
+    };
+    return CLI::Validator(check, concat("FLOAT in [", least, " - ", most, "]"));
+}
 
 // What a command found out beside its picture.
 struct PictureResult {
@@ -61,6 +73,7 @@ void need_size(const Image& image, const std::string& file, std::int32_t least)
 void run(const PictureOptions& options, const std::string& label, const MakePicture& make)
 {
     check_output_format(options.output, 1, 8, false);
+    refuse_to_overwrite(options.output, {options.input});
     Progress progress(options.common.progress_mode(), label, 3);
     progress.step("reading");
     const Image grey = read_grey_8(options.input);
@@ -161,13 +174,13 @@ void add_edges_command(CLI::App& program)
         "  panoval edges photo.jpg -o coarse.png --sigma 3 --high 0.95\n");
     // Larger sigmas than the picture is wide only cost time.
     command.add_option("--sigma", options->edges.sigma, "Smoothing before, in pixels (default 1)")
-        ->check(CLI::Range(0.1, 1000.0))
+        ->check(between(0.1, 1000))
         ->type_name("PIXELS");
     command.add_option("--low", options->edges.low, "Low threshold as a share of the high one (default 0.4)")
-        ->check(CLI::Range(0.0, 1.0))
+        ->check(between(0, 1))
         ->type_name("SHARE");
     command.add_option("--high", options->edges.high, "Share of candidates below the high threshold (default 0.9)")
-        ->check(CLI::Range(0.0, 1.0))
+        ->check(between(0, 1))
         ->type_name("SHARE");
 }
 

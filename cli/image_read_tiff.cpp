@@ -68,6 +68,25 @@ std::optional<Offset> position_of(const TiffFile& tiff)
     return Offset{std::llround(x_pixels), std::llround(y_pixels)};
 }
 
+// What the samples of a kind that is not read are.
+std::string kind_of_colour(std::uint16_t photometric)
+{
+    switch (photometric) {
+    case PHOTOMETRIC_PALETTE:
+        return "a palette";
+    case PHOTOMETRIC_SEPARATED:
+        return "CMYK or other inks";
+    case PHOTOMETRIC_YCBCR:
+        return "YCbCr samples";
+    case PHOTOMETRIC_CIELAB:
+    case PHOTOMETRIC_ICCLAB:
+    case PHOTOMETRIC_ITULAB:
+        return "L*a*b* samples";
+    default:
+        return concat("the photometric interpretation ", photometric);
+    }
+}
+
 void read_photometric(const std::string& name, const TiffFile& tiff, TiffLayer& layer)
 {
     const auto compression = tiff.field<std::uint16_t>(TIFFTAG_COMPRESSION, COMPRESSION_NONE);
@@ -90,7 +109,7 @@ void read_photometric(const std::string& name, const TiffFile& tiff, TiffLayer& 
         }
         [[fallthrough]];
     default:
-        fail_input(name, concat("a TIFF file of the colour kind ", photometric), "grey or RGB samples");
+        fail_input(name, "a TIFF file with " + kind_of_colour(photometric), "grey or RGB samples");
     }
 }
 

@@ -204,6 +204,21 @@ void OutputFile::fail_writing() const
     fail_output(target_, "an error while writing: " + system_message(errno), "enough room");
 }
 
+void refuse_to_overwrite(const std::string& output, const std::vector<std::string>& inputs)
+{
+    for (const std::string& input : inputs)
+        if (!output.empty() && !input.empty() && is_same_file(output, input))
+            fail_output(output, "a file that is also an input", "another name");
+}
+
+void refuse_one_name(const std::vector<std::string>& outputs)
+{
+    for (std::size_t i = 0; i < outputs.size(); ++i)
+        for (std::size_t j = 0; j < i; ++j)
+            if (!outputs[i].empty() && !outputs[j].empty() && is_same_place(outputs[i], outputs[j]))
+                fail_output(outputs[i], "the name of two outputs", "different names");
+}
+
 void remove_outputs_on_interruption()
 {
 #ifndef _WIN32

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <string>
+#include <vector>
 
 namespace panoval::cli
 {
@@ -42,6 +43,12 @@ private:
     FileHandle stream_;
     int slot_ = -1; // in the list of files that an interruption removes
 };
+
+// Ends in an output error where the output is one of the inputs, which would be lost. Empty names stand for nothing.
+void refuse_to_overwrite(const std::string& output, const std::vector<std::string>& inputs);
+
+// Ends in an output error where two outputs have one name. Empty names stand for nothing.
+void refuse_one_name(const std::vector<std::string>& outputs);
 
 // From here on an interrupted program (Ctrl+C, a closed terminal, a polite kill) removes its unfinished outputs.
 void remove_outputs_on_interruption();

@@ -9,7 +9,6 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -121,14 +120,17 @@ private:
     bool is_open_ = true;
 };
 
+// Beyond it, and below its inverse, a picture is white or black.
+constexpr double kMostGain = 1e6;
+
 // source: the file that the gains come from, or empty where they were measured
 void check_gains(const PanoramaPlan& plan, const std::vector<double>& gains, const std::string& source)
 {
     for (std::size_t i = 0; i < gains.size(); ++i)
-        if (!std::isfinite(gains[i]) || gains[i] <= 0)
+        if (!(gains[i] >= 1 / kMostGain && gains[i] <= kMostGain))
             fail_input(source.empty() ? plan.layers[i].name() : source,
                        concat("a gain of ", gains[i], " for '", printable(plan.layers[i].name()), "'"),
-                       "a positive number; --no-gain leaves the brightness as it is");
+                       "a number from 0.000001 to 1000000; --no-gain leaves the brightness as it is");
 }
 
 } // namespace
@@ -202,8 +204,10 @@ std::vector<double> load_gains(const std::string& name, const PanoramaPlan& plan
 {
     const char* const expected = R"(a JSON object {"gains": [{"file": ..., "layer": ..., "gain": ...}, ...]})";
     const Json json = Json::parse(read_text_file(name, expected, std::size_t{1} << 24), nullptr, false);
+    if (json.is_discarded())
+        fail_input(name, "no valid JSON", expected);
     if (!json.is_object() || !json.contains("gains") || !json["gains"].is_array())
-        fail_input(name, "something else", expected);
+        fail_input(name, "JSON of another kind", expected);
     const Json& entries = json["gains"];
     if (entries.size() != plan.layers.size())
         fail_input(name, concat(entries.size(), " gains"), concat("one for each of ", plan.layers.size(), " pictures"));
@@ -213,10 +217,14 @@ std::vector<double> load_gains(const std::string& name, const PanoramaPlan& plan
         const PlacedLayer& layer = plan.layers[i];
         if (!entry.is_object() || !entry.contains("gain") || !entry["gain"].is_number())
             fail_input(name, concat("no number \"gain\" in entry ", i + 1), expected);
-        const std::string file = entry.value("file", Json()).is_string() ? entry["file"].get<std::string>() : "";
-        const Json number = entry.value("layer", Json(0));
-        if (path_from_utf8(file).filename() != path_from_utf8(layer.file).filename() || number != layer.layer)
-            fail_input(name, concat("entry ", i + 1, " for '", printable(file), "', layer ", printable(number.dump())),
+        const auto file_at = entry.find("file");
+        const auto number_at = entry.find("layer");
+        const std::string file = file_at != entry.end() && file_at->is_string() ? file_at->get<std::string>() : "";
+        const std::string number = number_at == entry.end()         ? "0"
+                                   : number_at->is_number_integer() ? number_at->dump()
+                                                                    : "that is no whole number";
+        if (path_from_utf8(file).filename() != path_from_utf8(layer.file).filename() || number != concat(layer.layer))
+            fail_input(name, concat("entry ", i + 1, " for '", printable(file), "', layer ", number),
                        concat("'", printable(layer.file), "', layer ", layer.layer, ", in the order of the pictures"));
         gains.push_back(entry["gain"].get<double>());
     }

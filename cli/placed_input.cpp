@@ -58,6 +58,14 @@ std::optional<PlacedInput> split_at(const std::string& argument, std::size_t at)
     return input;
 }
 
+// A value as a message can show it. Arrays and objects may be nested too deep to be written out.
+std::string shown(const json& value)
+{
+    if (value.is_structured())
+        return value.is_array() ? "an array" : "an object";
+    return printable(value.dump(), 60);
+}
+
 [[noreturn]] void fail_entry(const std::string& layout, std::size_t number, const std::string& found,
                              const std::string& expected)
 {
@@ -68,7 +76,7 @@ std::string text_of(const std::string& layout, std::size_t number, const json& e
 {
     const json& value = entry.at(key);
     if (!value.is_string() || value.get<std::string>().empty())
-        fail_entry(layout, number, concat("\"", key, "\": ", printable(value.dump(), 60)), "the name of a file");
+        fail_entry(layout, number, concat("\"", key, "\": ", shown(value)), "the name of a file");
     return value.get<std::string>();
 }
 
@@ -80,7 +88,7 @@ std::int64_t number_of(const std::string& layout, std::size_t number, const json
     // A whole number that was written with a fraction of zero is welcome.
     const double real = value.is_number() ? value.get<double>() : 0.5;
     if (!(real >= -kFarthest && real <= kFarthest) || real != static_cast<double>(static_cast<std::int64_t>(real)))
-        fail_entry(layout, number, concat("\"", key, "\": ", printable(value.dump(), 60)),
+        fail_entry(layout, number, concat("\"", key, "\": ", shown(value)),
                    concat("a whole number of pixels, at most ", kFarthest, " from 0"));
     return static_cast<std::int64_t>(real);
 }
@@ -88,7 +96,7 @@ std::int64_t number_of(const std::string& layout, std::size_t number, const json
 void check_keys(const std::string& layout, std::size_t number, const json& entry)
 {
     if (!entry.is_object())
-        fail_entry(layout, number, printable(entry.dump(), 60), "an object with file, x, y and perhaps mask");
+        fail_entry(layout, number, shown(entry), "an object with file, x, y and perhaps mask");
     for (const auto& [key, value] : entry.items())
         if (key != "file" && key != "x" && key != "y" && key != "mask")
             fail_entry(layout, number, concat("the key \"", printable(key, 60), "\""), "file, x, y or mask");
@@ -103,6 +111,8 @@ json parse_layout(const std::string& name)
         return json::parse(text);
     } catch (const json::parse_error& error) {
         fail_input(name, concat("no valid JSON (at byte ", error.byte, ")"), "an array of objects with file, x and y");
+    } catch (const json::out_of_range&) {
+        fail_input(name, "a number that is too large", concat("places of at most ", kFarthest, " from 0"));
     }
 }
 
@@ -121,7 +131,8 @@ PlacedInput parse_placed_input(const std::string& argument)
     if (!best) {
         const std::string place = argument.substr(argument.rfind('@') + 1);
         fail_usage(concat(printable(argument), ": found the position '", printable(place, 60),
-                          "'; expected FILE@X,Y or FILE@X,Y:MASK with whole numbers of pixels"));
+                          "'; expected FILE@X,Y or FILE@X,Y:MASK with whole numbers of pixels, at most ", kFarthest,
+                          " from 0"));
     }
     return *best;
 }

@@ -41,10 +41,16 @@ Progress::Progress(ProgressMode mode, std::string label, std::size_t total)
 
 Progress::~Progress()
 {
+    clear();
+}
+
+void Progress::clear()
+{
     if (drawn_ == 0)
         return;
     std::fprintf(stderr, "\r%*s\r", static_cast<int>(drawn_), "");
     std::fflush(stderr);
+    drawn_ = 0;
 }
 
 void Progress::step(const std::string& what)

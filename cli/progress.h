@@ -23,6 +23,9 @@ public:
     Progress& operator=(const Progress&) = delete;
     ~Progress();
 
+    // Removes the bar, for a line of another kind; the next step draws it anew.
+    void clear();
+
     // The next step begins; what names it, e.g. a file.
     void step(const std::string& what);
 

@@ -45,11 +45,17 @@ int output_bits(const StitchOptions& options, const PanoramaPlan& plan)
     return options.depth != 0 ? options.depth : std::min(plan.bits, most_bits_of(options.output));
 }
 
-void refuse_to_overwrite(const PanoramaPlan& plan, const std::string& output)
+void check_outputs(const StitchOptions& options, const PanoramaPlan& plan)
 {
-    for (const PlacedLayer& layer : plan.layers)
-        if (is_same_file(layer.file, output) || (!layer.mask.empty() && is_same_file(layer.mask, output)))
-            fail_output(output, "a file that is also an input", "another name");
+    std::vector<std::string> inputs = {options.layout};
+    for (const PlacedLayer& layer : plan.layers) {
+        inputs.push_back(layer.file);
+        inputs.push_back(layer.mask);
+    }
+    refuse_to_overwrite(options.output, inputs);
+    refuse_to_overwrite(options.gains, inputs);
+    refuse_to_overwrite(options.report, inputs);
+    refuse_one_name({options.output, options.gains, options.report});
 }
 
 // Where the canvas is covered: at each pixel the largest value of any picture's mask.
@@ -147,9 +153,7 @@ Preparation prepare(const StitchOptions& options)
     preparation.overlaps = find_overlaps(plan);
     preparation.bands = bands_for(options, preparation.overlaps);
     plan_memory(options, preparation);
-    for (const std::string& output : {options.output, options.gains, options.report})
-        if (!output.empty())
-            refuse_to_overwrite(plan, output);
+    check_outputs(options, plan);
     return preparation;
 }
 
@@ -314,7 +318,9 @@ Image blend(const StitchOptions& options, const Preparation& preparation, Blende
 
 std::string blend_in_words(const StitchOptions& options, const Preparation& preparation)
 {
-    return options.blend == "feather" ? "feathered" : concat("multi-band, ", preparation.bands, " bands at most");
+    return options.blend == "feather"
+               ? "feathered"
+               : concat("multi-band, ", preparation.bands, preparation.bands == 1 ? " band" : " bands", " at most");
 }
 
 Json json_of(const Differences& differences)

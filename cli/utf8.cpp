@@ -121,6 +121,19 @@ bool file_exists(const std::string& name)
     }
 }
 
+bool is_same_place(const std::string& a, const std::string& b)
+{
+    namespace fs = std::filesystem;
+    try {
+        const auto place = [](const std::string& name) {
+            return fs::weakly_canonical(fs::absolute(path_from_utf8(name)));
+        };
+        return is_same_file(a, b) || place(a) == place(b);
+    } catch (const std::system_error&) {
+        return false;
+    }
+}
+
 bool is_same_file(const std::string& a, const std::string& b)
 {
     try {

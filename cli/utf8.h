@@ -31,6 +31,9 @@ bool file_exists(const std::string& name);
 // Whether both names lead to one existing file.
 bool is_same_file(const std::string& a, const std::string& b);
 
+// Whether both names lead to one place, with a file or yet without.
+bool is_same_place(const std::string& a, const std::string& b);
+
 // As fseek and ftell, for files of any length.
 bool seek_in_file(std::FILE* file, std::int64_t offset, int origin);
 std::int64_t tell_in_file(std::FILE* file);

@@ -145,6 +145,17 @@ TEST_F(Ellipses, OneBadPictureDoesNotStopTheOthers)
     EXPECT_TRUE(contains(outcome.err, "missing.pgm")) << outcome.err;
 }
 
+TEST_F(Ellipses, LinesAboutBadPicturesStandAlone)
+{
+    const std::vector<std::string> bad = {in_folder("none.pgm"), in_folder("missing.pgm")};
+    const Outcome plain = run_panoval({"ellipses", bad[0], bad[1]});
+    EXPECT_EQ(plain.exit_code, 1);
+    EXPECT_EQ(std::count(plain.err.begin(), plain.err.end(), '\n'), 2) << plain.err;
+    EXPECT_FALSE(contains(plain.err, "\r")) << "no bar was drawn";
+    const Outcome bar = run_panoval({"ellipses", bad[0], bad[1], "--progress", "always"});
+    EXPECT_TRUE(contains(bar.err, "\rpanoval: ")) << "the bar is removed first: " << bar.err;
+}
+
 TEST_F(Ellipses, ABadPictureAloneIsAnInputError)
 {
     const Outcome outcome = run_panoval({"ellipses", in_folder("missing.pgm")});
@@ -183,6 +194,11 @@ TEST_F(Ellipses, OverlaysOfSeveralPicturesNeedAPlaceForTheirNames)
     EXPECT_TRUE(file_exists(in_folder("two-over.svg")));
     EXPECT_EQ(run_panoval({"ellipses", one, "--png", one}).exit_code, 2) << "the picture itself";
     EXPECT_EQ(run_panoval({"ellipses", one, one, "--svg", in_folder("{}.svg")}).exit_code, 2) << "written twice";
+    const Outcome both =
+        run_panoval({"ellipses", one, "--svg", in_folder("over.ppm"), "--png", in_folder("./over.ppm")});
+    EXPECT_EQ(both.exit_code, 4);
+    EXPECT_TRUE(contains(both.err, "over.ppm: found the name of two outputs")) << both.err;
+    EXPECT_FALSE(file_exists(in_folder("over.ppm")));
 }
 
 TEST_F(Ellipses, AnOverlayThatCannotBeWrittenLeavesNothing)

@@ -242,8 +242,7 @@ TEST_F(TiffPicture, OtherKindsOfSamplesAreNamed)
     EXPECT_TRUE(contains(error(set(TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_INT)), "found TIFF samples of 16 bit, signed"));
     EXPECT_TRUE(contains(error(set(TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_IEEEFP)), "16 bit, floating; expected whole"));
     EXPECT_TRUE(contains(error(set(TIFFTAG_BITSPERSAMPLE, 32)), "found TIFF samples of 32 bit"));
-    EXPECT_TRUE(
-        contains(error(set(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_CIELAB)), "found a TIFF file of the colour kind 8"));
+    EXPECT_TRUE(contains(error(set(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_CIELAB)), "found a TIFF file with L*a*b* samples"));
     EXPECT_TRUE(contains(error(set(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK)), "found 3 samples a pixel"));
 }
 

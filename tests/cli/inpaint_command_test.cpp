@@ -104,6 +104,19 @@ TEST_F(Inpainting, NeedsAMaskOfThePicturesSize)
     EXPECT_FALSE(file_exists(in_folder("out.ppm")));
 }
 
+TEST_F(Inpainting, ItsInputsAreNoOutput)
+{
+    const std::string picture = in_folder("damaged.ppm");
+    const std::string mask = in_folder("mask.pgm");
+    const std::string before = read_text("damaged.ppm") + read_text("mask.pgm");
+    for (const std::string& output : {picture, mask}) {
+        const Outcome outcome = run_panoval({"inpaint", picture, "--mask", mask, "-o", output});
+        EXPECT_EQ(outcome.exit_code, 4);
+        EXPECT_TRUE(contains(outcome.err, output + ": found a file that is also an input")) << outcome.err;
+    }
+    EXPECT_EQ(read_text("damaged.ppm") + read_text("mask.pgm"), before);
+}
+
 } // namespace
 
 } // namespace panoval::cli::test

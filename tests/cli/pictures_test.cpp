@@ -124,6 +124,14 @@ TEST_F(Pictures, ValuesAreChecked)
 {
     EXPECT_EQ(run("edges", {"--sigma", "0"}).exit_code, 2);
     EXPECT_EQ(run("edges", {"--low", "1.5"}).exit_code, 2);
+    for (const char* option : {"--sigma", "--low", "--high"})
+        for (const char* value : {"nan", "-nan", "inf", "-1", "1e400", "wide", ""}) {
+            const Outcome outcome = run("edges", {option, value});
+            EXPECT_EQ(outcome.exit_code, 2) << option << " " << value << ": " << outcome.err;
+            EXPECT_TRUE(contains(outcome.err, option)) << outcome.err;
+        }
+    EXPECT_TRUE(contains(run("edges", {"--sigma", "nan"}).err, "nan not in range 0.1 to 1000"));
+    EXPECT_EQ(run("edges", {"--sigma", "0.1", "--low", "0", "--high", "1"}).exit_code, 0) << "the limits themselves";
     EXPECT_EQ(run("distance", {"--metric", "euclid"}).exit_code, 2);
     EXPECT_EQ(run("threshold", {"--level", "256"}).exit_code, 2);
     EXPECT_EQ(run_panoval({"smooth", in_folder("missing.pgm"), "-o", in_folder("out.pgm")}).exit_code, 3);
@@ -133,6 +141,18 @@ TEST_F(Pictures, ValuesAreChecked)
     const Outcome line = run_panoval({"gradient", in_folder("line.pgm"), "-o", in_folder("out.pgm")});
     EXPECT_EQ(line.exit_code, 3);
     EXPECT_TRUE(contains(line.err, "80 x 1")) << line.err;
+}
+
+TEST_F(Pictures, ThePictureItselfIsNoOutput)
+{
+    const std::string square = write_square();
+    const std::string before = read_text("square.pgm");
+    for (const char* command : {"edges", "smooth", "gradient", "distance", "threshold"}) {
+        const Outcome outcome = run_panoval({command, square, "-o", square});
+        EXPECT_EQ(outcome.exit_code, 4) << command;
+        EXPECT_TRUE(contains(outcome.err, "square.pgm: found a file that is also an input")) << outcome.err;
+    }
+    EXPECT_EQ(read_text("square.pgm"), before);
 }
 
 } // namespace

@@ -44,10 +44,11 @@ TEST(PlacedInputs, NamesMayHoldAtSignsAndColons)
 TEST(PlacedInputs, WhatIsNoPositionIsShown)
 {
     for (const char* place : {"", "x,5", "1", "1,", ",1", "1,2,3", "1.5,2", "1,2:", "1;2", "1,2 ", "+-1,2", "0x1,2",
-                              "99999999999,0", "0,99999999999999999999999"})
-        EXPECT_EQ(refused(std::string("a.png@") + place),
-                  concat("a.png@", place, ": found the position '", place,
-                         "'; expected FILE@X,Y or FILE@X,Y:MASK with whole numbers of pixels"));
+                              "99999999999,0", "0,-1000000001", "nan,0", "1e3,0", "0,99999999999999999999999"})
+        EXPECT_EQ(
+            refused(std::string("a.png@") + place),
+            concat("a.png@", place, ": found the position '", place,
+                   "'; expected FILE@X,Y or FILE@X,Y:MASK with whole numbers of pixels, at most 1000000000 from 0"));
 }
 
 class PlacedFiles : public ScratchFolder
@@ -100,7 +101,20 @@ TEST_F(PlacedFiles, LayoutsThatMakeNoSenseAreExplained)
             << x;
     EXPECT_EQ(layout_error(R"([{"file": "a", "x": 1, "y": 2, "maks": "m"}])"),
               "found the key \"maks\" in entry 1; expected file, x, y or mask");
+    EXPECT_EQ(layout_error(R"([{"file": "a", "x": 1e999, "y": 2}])"),
+              "found a number that is too large; expected places of at most 1000000000 from 0");
     EXPECT_TRUE(contains(error_of([&] { (void)read_layout(in_folder("none.json")); }), "found no such file"));
+}
+
+TEST_F(PlacedFiles, LayoutsThatAreNestedWithoutEndAreExplained)
+{
+    const std::string deep = std::string(300000, '[') + std::string(300000, ']');
+    EXPECT_EQ(layout_error("[" + deep + "]"),
+              "found an array in entry 1; expected an object with file, x, y and perhaps mask");
+    EXPECT_EQ(layout_error(concat(R"([{"file": )", deep, "}]")),
+              "found \"file\": an array in entry 1; expected the name of a file");
+    EXPECT_TRUE(contains(layout_error(concat(R"([{"file": "a", "y": 1, "x": {"a": )", deep, "}}]")),
+                         "found \"x\": an object in entry 1; expected a whole number"));
 }
 
 } // namespace

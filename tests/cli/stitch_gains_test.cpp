@@ -167,6 +167,16 @@ TEST_F(StitchGains, GainsOfOtherPicturesAreRefused)
                           {"file": "shot2.pgm", "layer": 0, "gain": 1}]})");
     refused(R"({"gains": [{"file": "shot0.pgm", "layer": 0, "gain": 1}, {"file": "shot1.pgm", "layer": 0, "gain": -1},
                           {"file": "shot2.pgm", "layer": 0, "gain": 1}]})");
+    const std::string deep = std::string(300000, '[') + std::string(300000, ']');
+    for (const std::string& entry : {std::string(R"("file": "shot0.pgm", "layer": 0, "gain": 1e300)"),
+                                     std::string(R"("file": "shot0.pgm", "layer": 0, "gain": 1e-300)"),
+                                     std::string(R"("file": "shot0.pgm", "layer": 0, "gain": 1e999)"),
+                                     std::string(R"("file": "shot0.pgm", "layer": 0, "gain": NaN)"),
+                                     std::string(R"("file": "shot0.pgm", "layer": "0", "gain": 1)"),
+                                     concat(R"("file": "shot0.pgm", "gain": 1, "layer": )", deep),
+                                     concat(R"("layer": 0, "gain": 1, "file": )", deep)})
+        refused(concat(R"({"gains": [{)", entry, R"(}, {"file": "shot1.pgm", "layer": 0, "gain": 1},
+                          {"file": "shot2.pgm", "layer": 0, "gain": 1}]})"));
     refused(R"({"gains": [{"file": "shot0.pgm"}, {"file": "shot1.pgm"}, {"file": "shot2.pgm"}]})");
 }
 

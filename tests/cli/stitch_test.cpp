@@ -271,6 +271,13 @@ TEST_F(Stitch, OutputsThatCannotBeWrittenAreExplained)
     EXPECT_TRUE(contains(output(in_folder("out.pgm"), c), "out.pgm: found 3 channels for a grey format"));
     EXPECT_TRUE(contains(output(a, a), "a.pgm: found a file that is also an input"));
     EXPECT_TRUE(contains(refusal(4, {"-o", in_folder("out.pgm"), "--alpha", a + "@0,0"}), "found an alpha channel"));
+    const std::string out = in_folder("out.pgm");
+    const std::string layout = write_text("layout.json", R"([{"file": "a.pgm", "x": 0, "y": 0}])");
+    EXPECT_TRUE(contains(refusal(4, {"-o", out, "--layout", layout, "--report", layout}), "is also an input"));
+    for (const char* option : {"--report", "--gains"})
+        EXPECT_TRUE(contains(refusal(4, {"-o", out, a + "@0,0", option, out}), "found the name of two outputs"));
+    EXPECT_TRUE(contains(refusal(4, {"-o", out, a + "@0,0", "--report", in_folder("r"), "--gains", in_folder("./r")}),
+                         "found the name of two outputs"));
     std::filesystem::create_directory(path_from_utf8(in_folder("folder.pgm")));
     EXPECT_TRUE(contains(output(in_folder("folder.pgm"), a), "folder.pgm: found a folder; expected a file to write"));
 }
