@@ -36,7 +36,8 @@ struct EllipsesOptions {
 const char* const kExplanation =
     "Finds dark, closed, roughly elliptical shapes on a lighter ground and fits an ellipse to each outline with\n"
     "sub-pixel precision. Pictures are PNG, TIFF, JPEG or PNM files of 8 or 16 bit; colour is made grey, 16 bit are\n"
-    "scaled to 8. Shapes within 3 pixels of the border are ignored.\n"
+    "scaled to 8. Of a TIFF file with several pictures the first is taken. Shapes within 3 pixels of the border are\n"
+    "ignored.\n"
     "\n"
     "Results: centre x, y and semi-axes in pixels, x to the right, y downward, a pixel's centre at whole coordinates;\n"
     "the major axis' angle from +x towards +y; the fit's residual (rms) in pixels of focal sum; the number of pixels "

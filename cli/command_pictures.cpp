@@ -54,6 +54,7 @@ using MakePicture = std::function<PictureResult(const Image& grey, const Picture
 const char* const kInputHelp =
     "IMAGE is a PNG, TIFF, JPEG or PNM file. Colour is made grey (0.299 red, 0.587 green, 0.114 blue), 16 bit are\n"
     "scaled to 8. OUT is grey, 8 bit; its ending names the format.\n"
+    "Of a TIFF file with several pictures the first is taken.\n"
     "\n";
 
 Image read_grey_8(const std::string& file)

@@ -100,6 +100,19 @@ TEST_F(StitchFormats, LayersOfOneTiffFindTheirPlaces)
     }
 }
 
+TEST_F(StitchFormats, OtherCommandsTakeTheFirstOfSeveralLayers)
+{
+    const std::uint8_t dark[4] = {50, 50, 50, 255};
+    const std::uint8_t bright[4] = {200, 200, 200, 255};
+    append_layer("two.tif", 40, 20, dark, 0, 0, false);
+    append_layer("two.tif", 30, 10, bright, 0, 0, false);
+    const Outcome outcome = run_panoval({"smooth", in_folder("two.tif"), "-o", in_folder("out.png")});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    const Image smooth = read_image(in_folder("out.png"));
+    EXPECT_EQ(smooth.width, 40);
+    EXPECT_EQ(smooth.row(10)[20], 50);
+}
+
 TEST_F(StitchFormats, OneMaskForSeveralLayersIsRefused)
 {
     const std::uint8_t pixel[4] = {50, 60, 70, 255};
