@@ -2,7 +2,6 @@
 #include "cli/image.h"
 
 #include "cli/errors.h"
-#include "cli/system_info.h"
 
 #include <bit>
 #include <cstring>
@@ -33,7 +32,6 @@ Block allocate_block(std::size_t bytes, const std::string& file)
     Block block(static_cast<std::uint8_t*>(std::malloc(bytes == 0 ? 1 : bytes)));
     if (block == nullptr)
         fail_memory(file, bytes);
-    prefer_large_pages(block.get(), bytes);
     return block;
 }
 
