@@ -103,8 +103,9 @@ std::string name_of(Verdict verdict)
 }
 
 OverlapCounts::OverlapCounts(const Overlap& overlap, const PanoramaPlan& plan, const Image& first, const Image& second)
-    : overlap_(overlap), counts_(kLevels * kLevels)
+    : overlap_(overlap)
 {
+    std::vector<std::uint32_t> counts(kLevels * kLevels); // level of the first picture, level of the second
     const Point a = plan.layers[overlap.first].corner;
     const Point b = plan.layers[overlap.second].corner;
     const auto channels = static_cast<std::size_t>(plan.channels);
@@ -119,9 +120,23 @@ OverlapCounts::OverlapCounts(const Overlap& overlap, const PanoramaPlan& plan, c
                 continue;
             ++shared_pixels_;
             for (std::size_t c = 0; c < channels; ++c)
-                ++counts_[level_at(first, i * channels + c) * kLevels + level_at(second, j * channels + c)];
+                ++counts[level_at(first, i * channels + c) * kLevels + level_at(second, j * channels + c)];
         }
     samples_ = shared_pixels_ * channels;
+    keep(counts);
+}
+
+// Objects live until the gains are known, so they hold the pairs that occur alone.
+void OverlapCounts::keep(const std::vector<std::uint32_t>& counts)
+{
+    const auto occurring = counts.size() - static_cast<std::size_t>(std::count(counts.begin(), counts.end(), 0u));
+    pairs_.reserve(occurring);
+    counts_.reserve(occurring);
+    for (std::size_t i = 0; i < counts.size(); ++i)
+        if (counts[i] != 0) {
+            pairs_.push_back({static_cast<std::uint8_t>(i / kLevels), static_cast<std::uint8_t>(i % kLevels)});
+            counts_.push_back(counts[i]);
+        }
 }
 
 Differences OverlapCounts::differences(double gain_first, double gain_second) const
@@ -129,14 +144,13 @@ Differences OverlapCounts::differences(double gain_first, double gain_second) co
     Differences result;
     const auto first = gained_levels(gain_first);
     const auto second = gained_levels(gain_second);
-    for (std::size_t i = 0; i < kLevels; ++i)
-        for (std::size_t j = 0; j < kLevels; ++j) {
-            const double share = counts_[i * kLevels + j] / static_cast<double>(samples_);
-            const std::int32_t difference = second[j] - first[i];
-            result.signed_mean += share * difference;
-            result.mean += share * std::abs(difference);
-            result.distribution[static_cast<std::size_t>(std::abs(difference))] += share;
-        }
+    for (std::size_t i = 0; i < pairs_.size(); ++i) {
+        const double share = counts_[i] / static_cast<double>(samples_);
+        const std::int32_t difference = second[pairs_[i].second] - first[pairs_[i].first];
+        result.signed_mean += share * difference;
+        result.mean += share * std::abs(difference);
+        result.distribution[static_cast<std::size_t>(std::abs(difference))] += share;
+    }
     result.median = percentile(result.distribution, 0.5);
     result.percentile_95 = percentile(result.distribution, 0.95);
     return result;

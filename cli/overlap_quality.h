@@ -40,18 +40,25 @@ std::string name_of(Verdict verdict);
 class OverlapCounts
 {
 public:
-    static constexpr std::size_t kBytes = std::size_t{256} * 256 * sizeof(std::uint32_t); // of one object
+    // What an object takes of a photograph, whose pairs lie near a line; noise takes six times as much.
+    static constexpr std::size_t kUsualBytes = std::size_t{1} << 16;
 
     OverlapCounts(const Overlap& overlap, const PanoramaPlan& plan, const Image& first, const Image& second);
     OverlapQuality quality(double gain_first, double gain_second) const;
 
 private:
+    struct Pair { // of levels that meet
+        std::uint8_t first, second;
+    };
+
+    void keep(const std::vector<std::uint32_t>& counts);
     Differences differences(double gain_first, double gain_second) const;
 
     Overlap overlap_;
     std::uint64_t shared_pixels_ = 0;
     std::uint64_t samples_ = 0;
-    std::vector<std::uint32_t> counts_; // 256 x 256: level of the first picture, level of the second
+    std::vector<Pair> pairs_;
+    std::vector<std::uint32_t> counts_; // of each pair
 };
 
 // Which picture spoils the panorama, in a sentence that names it; nothing where all overlaps are at least fair.

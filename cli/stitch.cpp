@@ -174,9 +174,10 @@ void measure(const StitchOptions& options, Preparation& preparation, PictureStor
     pass.wants_gains = !options.has_no_gain && !has_gains_file && !preparation.overlaps.empty();
     std::vector<OverlapCounts> counts;
     if (!preparation.holds_pictures)
-        store.set_budget(first_pass_budget(preparation.plan,
-                                           wants_quality ? OverlapCounts::kBytes * preparation.overlaps.size() : 0),
-                         2);
+        store.set_budget(
+            first_pass_budget(preparation.plan,
+                              wants_quality ? OverlapCounts::kUsualBytes * preparation.overlaps.size() : 0),
+            2);
     if (wants_quality) {
         pass.observe = [&](const Overlap& overlap, const Image& first, const Image& second) {
             counts.emplace_back(overlap, preparation.plan, first, second);
