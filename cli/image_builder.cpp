@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "cli/image_builder.h"
 
+#include "cli/system_info.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -76,6 +78,14 @@ void spread_samples(const std::uint8_t* samples, std::size_t count, std::uint8_t
         std::memcpy(color + i * step, samples + i * Size, Size);
 }
 
+// A block all of which is going to be written.
+Block allocate_provided(std::size_t bytes, const std::string& file)
+{
+    Block block = allocate_block(bytes, file);
+    (void)provide_pages(block.get(), bytes);
+    return block;
+}
+
 // Where a pixel of a stored picture goes, by TIFF's eight orientations.
 struct Orientation {
     bool is_transposed;
@@ -93,9 +103,9 @@ constexpr Orientation kOrientations[] = {
 ImageBuilder::ImageBuilder(const std::string& file, const ImageInfo& info)
 {
     static_cast<ImageInfo&>(image_) = info;
-    image_.data = allocate_block(image_.bytes(), file);
+    image_.data = allocate_provided(image_.bytes(), file);
     if (info.has_alpha)
-        alpha_ = allocate_block(image_.pixels() * image_.sample_bytes(), file);
+        alpha_ = allocate_provided(image_.pixels() * image_.sample_bytes(), file);
 }
 
 std::uint8_t* ImageBuilder::color_at(std::int32_t x, std::int32_t y)

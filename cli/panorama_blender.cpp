@@ -80,16 +80,17 @@ private:
 class MultiBand : public PanoramaBlender
 {
 public:
-    MultiBand(const PanoramaPlan& plan, const CanvasStrip& strip, int bands, const std::string& output)
-        : output_(output), width_(plan.width), height_(strip.rows()), bytes_(multi_band_bytes(plan, strip.rows()))
+    MultiBand(const PanoramaPlan& plan, const CanvasTile& tile, int bands, const std::string& output)
+        : output_(output), width_(tile.columns.length()), height_(tile.rows.length()),
+          bytes_(multi_band_bytes(plan, tile.pixels()))
     {
-        Roi canvas = {0, strip.first, plan.width, strip.rows()};
+        Roi canvas = {tile.columns.first, tile.rows.first, width_, height_};
         multi_band_blender_setbands(&blender_, bands);
         multi_band_blender_prepare(&blender_, plan.channels, &canvas);
         is_open_ = blender_.dstPyrLaplace != nullptr;
         if (!is_open_)
             fail_memory(output_, bytes_);
-        provide_canvas(plan, strip, blender_);
+        provide_canvas(plan, tile, blender_);
     }
     MultiBand(const MultiBand&) = delete;
     MultiBand& operator=(const MultiBand&) = delete;
@@ -172,10 +173,10 @@ private:
 
 } // namespace
 
-std::unique_ptr<PanoramaBlender> make_multi_band_blender(const PanoramaPlan& plan, const CanvasStrip& strip, int bands,
+std::unique_ptr<PanoramaBlender> make_multi_band_blender(const PanoramaPlan& plan, const CanvasTile& tile, int bands,
                                                          const std::string& output)
 {
-    return std::make_unique<MultiBand>(plan, strip, bands, output);
+    return std::make_unique<MultiBand>(plan, tile, bands, output);
 }
 
 std::unique_ptr<PanoramaBlender> make_feather_blender(const PanoramaPlan& plan, const std::string& output)

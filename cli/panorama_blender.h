@@ -2,7 +2,7 @@
 // The library's blenders behind one face, with exhausted memory as an error.
 #pragma once
 
-#include "cli/canvas_strips.h"
+#include "cli/canvas_tiles.h"
 #include "cli/image.h"
 #include "cli/panorama_plan.h"
 
@@ -20,7 +20,7 @@ public:
     // Adds a picture, as load_layer gives it.
     virtual void feed(const PlacedLayer& layer, const Image& image) = 0;
 
-    // The panorama, or the strip of it. To be called once, at the end.
+    // The panorama, or the tile of it. To be called once, at the end.
     virtual Image blend(int bits) = 0;
 };
 
@@ -29,8 +29,8 @@ public:
 std::unique_ptr<PanoramaBlender> make_feather_blender(const PanoramaPlan& plan, const std::string& output);
 
 // Each frequency band by itself, with transitions as wide as the band is coarse. Pixels that no picture covers are
-// black. The rows to blend of a strip of the canvas.
-std::unique_ptr<PanoramaBlender> make_multi_band_blender(const PanoramaPlan& plan, const CanvasStrip& strip, int bands,
+// black. What is to blend of a tile of the canvas.
+std::unique_ptr<PanoramaBlender> make_multi_band_blender(const PanoramaPlan& plan, const CanvasTile& tile, int bands,
                                                          const std::string& output);
 
 } // namespace panoval::cli

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Work on pictures and strips of the canvas that do not depend on each other, on two threads where the machine has two
-// processors. The library itself has one thread; what it does for one picture or strip is never divided.
+// Work on pictures and tiles of the canvas that do not depend on each other, on two threads where the machine has two
+// processors. The library itself has one thread; what it does for one picture or tile is never divided.
 #pragma once
 
 #include <cstddef>

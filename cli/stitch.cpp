@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/stitch.h"
 
-#include "cli/canvas_strips.h"
+#include "cli/canvas_tiles.h"
 #include "cli/colour_profiles.h"
 #include "cli/errors.h"
 #include "cli/image_write.h"
@@ -12,8 +12,8 @@
 #include "cli/parallel.h"
 #include "cli/picture_store.h"
 #include "cli/report_page.h"
-#include "cli/strip_collector.h"
 #include "cli/system_info.h"
+#include "cli/tile_collector.h"
 #include "cli/uncovered_fill.h"
 
 #include <nlohmann/json.hpp>
@@ -95,9 +95,9 @@ struct Preparation {
     int bits = 0;         // of the panorama
     int working_bits = 0; // of the pictures as they are blended
     int bands = 0;
-    std::vector<CanvasStrip> strips;
+    CanvasGrid grid;
     bool holds_pictures = false; // all at once, so that each is read once
-    bool writes_strips = false;  // as they come, so that the panorama never is in memory
+    bool writes_rows = false;    // of tiles as they come, so that the panorama never is in memory
     bool has_measured_gains = false;
     std::vector<double> gains;
     std::vector<OverlapQuality> quality; // where the report or JSON wants it
@@ -123,22 +123,22 @@ void plan_memory(const StitchOptions& options, Preparation& preparation)
 {
     const PanoramaPlan& plan = preparation.plan;
     const int bits = preparation.working_bits;
-    preparation.strips = {{0, plan.height, 0, plan.height}};
+    preparation.grid = cut_canvas(plan, preparation.bands, 1, 1);
     if (options.blend != "multiband")
         return;
-    // Strips go into the file at once where the panorama is wanted nowhere else, and as it is.
-    const bool writes_strips =
+    // Tiles go into the file at once where the panorama is wanted nowhere else, and as it is.
+    const bool writes_rows =
         takes_rows(options.output) && preparation.bits == bits && !options.wants_alpha && options.report.empty();
     const std::uint64_t panorama_bytes = static_cast<std::uint64_t>(plan.width) *
                                          static_cast<std::uint64_t>(plan.height) *
                                          static_cast<std::uint64_t>(plan.channels * (bits / 8));
-    const std::uint64_t bytes = PictureStore(plan, bits).bytes_of_all() + (writes_strips ? 0 : panorama_bytes);
-    const auto strips = strips_within_budget(plan, preparation.bands, bits, bytes, parallel_calls());
-    if (strips.empty())
+    const std::uint64_t bytes = PictureStore(plan, bits).bytes_of_all() + (writes_rows ? 0 : panorama_bytes);
+    const auto grid = grid_within_budget(plan, preparation.bands, bits, bytes, parallel_calls());
+    if (!grid)
         return;
     preparation.holds_pictures = true;
-    preparation.writes_strips = writes_strips;
-    preparation.strips = strips;
+    preparation.writes_rows = writes_rows;
+    preparation.grid = *grid;
 }
 
 Preparation prepare(const StitchOptions& options)
@@ -160,7 +160,7 @@ Preparation prepare(const StitchOptions& options)
 // What the first pass may hold in pictures: the blender's floats take more later on.
 std::uint64_t first_pass_budget(const PanoramaPlan& plan, std::uint64_t other_bytes)
 {
-    const std::uint64_t all = multi_band_bytes(plan, plan.height) / 4 * 3;
+    const std::uint64_t all = multi_band_bytes(plan) / 4 * 3;
     return all - std::min(all, other_bytes);
 }
 
@@ -194,11 +194,11 @@ void measure(const StitchOptions& options, Preparation& preparation, PictureStor
 }
 
 std::unique_ptr<PanoramaBlender> make_blender(const StitchOptions& options, const Preparation& preparation,
-                                              const CanvasStrip& strip)
+                                              const CanvasTile& tile)
 {
     if (options.blend == "feather")
         return make_feather_blender(preparation.plan, options.output);
-    return make_multi_band_blender(preparation.plan, strip, preparation.bands, options.output);
+    return make_multi_band_blender(preparation.plan, tile, preparation.bands, options.output);
 }
 
 // What pictures are blended as.
@@ -230,8 +230,8 @@ Image blend_one_by_one(const StitchOptions& options, const Preparation& preparat
                        PanoramaExtras& extras, Progress& progress)
 {
     const PanoramaPlan& plan = preparation.plan;
-    store.set_budget(memory_budget(plan) - multi_band_bytes(plan, plan.height), 1);
-    const auto blender = make_blender(options, preparation, preparation.strips.front());
+    store.set_budget(memory_budget(plan) - multi_band_bytes(plan), 1);
+    const auto blender = make_blender(options, preparation, preparation.grid.tile(0));
     for (std::size_t i = 0; i < plan.layers.size(); ++i) {
         progress.step(plan.layers[i].name());
         const auto image = store.get(i);
@@ -242,21 +242,21 @@ Image blend_one_by_one(const StitchOptions& options, const Preparation& preparat
     return blender->blend(preparation.working_bits);
 }
 
-using Blenders = std::vector<std::unique_ptr<PanoramaBlender>>; // one for each strip, or null
+using Blenders = std::vector<std::unique_ptr<PanoramaBlender>>; // one for each tile, or null
 
-// The strips that are blended first.
+// Those of the tiles that are blended first.
 Blenders make_first_blenders(const StitchOptions& options, const Preparation& preparation)
 {
-    keep_freed_blocks(); // those of a strip, for the next one
-    Blenders blenders(preparation.strips.size());
+    keep_freed_blocks(); // those of a tile, for the next one
+    Blenders blenders(preparation.grid.size());
     for (std::size_t i = 0; i < std::min(blenders.size(), parallel_calls()); ++i)
-        blenders[i] = make_blender(options, preparation, preparation.strips[i]);
+        blenders[i] = make_blender(options, preparation, preparation.grid.tile(i));
     return blenders;
 }
 
-// All pictures are in memory; strips of the canvas come and go. Empty if the panorama has been written to the output.
-Image blend_in_strips(const StitchOptions& options, const Preparation& preparation, Blenders blenders,
-                      PictureStore& store, PanoramaExtras& extras, OutputFile& output, Progress& progress)
+// All pictures are in memory; tiles of the canvas come and go. Empty if the panorama has been written to the output.
+Image blend_in_tiles(const StitchOptions& options, const Preparation& preparation, Blenders blenders,
+                     PictureStore& store, PanoramaExtras& extras, OutputFile& output, Progress& progress)
 {
     const PanoramaPlan& plan = preparation.plan;
     store.prepare_all();
@@ -272,14 +272,13 @@ Image blend_in_strips(const StitchOptions& options, const Preparation& preparati
     header.channels = plan.channels;
     header.bits = preparation.working_bits;
     header.profile = extras.profiles.common();
-    auto writer = preparation.writes_strips ? make_row_writer(output, header) : nullptr;
-    StripCollector collector(preparation.strips, std::move(header), std::move(writer), options.output);
+    auto writer = preparation.writes_rows ? make_row_writer(output, header) : nullptr;
+    TileCollector collector(preparation.grid, std::move(header), std::move(writer), options.output);
     std::mutex progress_mutex;
-    run_in_parallel(preparation.strips.size(), [&](std::size_t index) {
-        const CanvasStrip& strip = preparation.strips[index];
+    run_in_parallel(preparation.grid.size(), [&](std::size_t index) {
         auto blender = std::move(blenders[index]);
         if (blender == nullptr)
-            blender = make_blender(options, preparation, strip);
+            blender = make_blender(options, preparation, preparation.grid.tile(index));
         for (std::size_t i = 0; i < images.size(); ++i) {
             {
                 const std::lock_guard lock(progress_mutex);
@@ -303,7 +302,7 @@ Image blend(const StitchOptions& options, const Preparation& preparation, Blende
         extras.coverage = std::make_unique<Coverage>(preparation.plan, options.output);
     prepare_pictures(options, preparation, store);
     Image panorama = preparation.holds_pictures
-                         ? blend_in_strips(options, preparation, std::move(blenders), store, extras, output, progress)
+                         ? blend_in_tiles(options, preparation, std::move(blenders), store, extras, output, progress)
                          : blend_one_by_one(options, preparation, store, extras, progress);
     progress.step(options.output);
     if (panorama.data == nullptr)
@@ -426,7 +425,7 @@ void stitch(const StitchOptions& options)
     ColourProfiles profiles;
     {
         const std::size_t steps =
-            gain_pass_steps(preparation.plan) + preparation.strips.size() * preparation.plan.layers.size() + 1;
+            gain_pass_steps(preparation.plan) + preparation.grid.size() * preparation.plan.layers.size() + 1;
         Progress progress(options.common.progress_mode(), "stitching", steps);
         PictureStore store(preparation.plan, preparation.working_bits);
         Blenders blenders;

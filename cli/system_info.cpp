@@ -96,6 +96,7 @@ void try_large_pages(Span span)
         Span page = span;
         page.end = page.first + kLargePage;
         const double start = processor_seconds();
+        (void)page.advise(MADV_HUGEPAGE);
         if (!page.advise(MADV_POPULATE_WRITE))
             return;
         if (processor_seconds() - start > kSlowSeconds)
