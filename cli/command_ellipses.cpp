@@ -49,9 +49,12 @@ const char* const kExplanation =
     "                 smaller targets, raise it when specks are found\n"
     "  --max-rms      whole pixels. Clean targets stay below 1; raise it for rough shapes, lower it to 1 against\n"
     "                 shapes that are no ellipses\n"
-    "  --divisions    the picture is cut into N x N tiles with a threshold each. Without it a tile has about 100\n"
-    "                 pixels. Fewer for targets larger than a tile, more for uneven light\n"
-    "  --ring         also looks for bright marks on a ring of twice each target's size, as coded targets have them\n"
+    "  --divisions    the picture is cut into N x N tiles with a threshold each. Without it the smaller side of a\n"
+    "                 tile is about 100 pixels. Fewer for targets larger than a tile, more for uneven light\n"
+    "  --ring         also looks for bright marks on a ring of twice each target's size, as coded targets have them.\n"
+    "                 A mark counts where it spans 0.2 to 1.2 radians of the ring; one of more than 0.6 gives two\n"
+    "                 places. The table and CSV show how many there are, JSON also where, and their size: about the\n"
+    "                 length along the ring in pixels. A ring that leaves the picture is not looked at\n"
     "\n"
     "Examples:\n"
     "  panoval ellipses board.png\n"
@@ -181,7 +184,7 @@ void print_csv(const std::vector<Measurement>& measurements, bool wants_ring)
                         t.x, t.y, t.semi_major, t.semi_minor, t.angle, t.rms, static_cast<int>(t.outline_points),
                         static_cast<int>(t.pixel_count));
             if (wants_ring)
-                std::printf(",%zu", t.ring.size());
+                std::printf(",%s", t.is_ring_inside ? std::to_string(t.ring.size()).c_str() : "");
             std::printf("\n");
         }
 }

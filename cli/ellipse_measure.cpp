@@ -6,7 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
+#include <cstdlib>
 
 namespace panoval::cli
 {
@@ -61,32 +61,54 @@ Target target_of(const EllipseRegion& region)
     return target;
 }
 
-// Samples are painted where the ring is looked at: the rows that it crosses are put back afterwards.
-void measure_ring(Image& work, const Image& grey, Target& target)
+// How far the ring of twice the target's size reaches from its centre, with a pixel for the rounding of its samples.
+struct Reach {
+    double x, y;
+
+    explicit Reach(const Target& target)
+    {
+        const double cosine = std::cos(target.angle);
+        const double sine = std::sin(target.angle);
+        x = 2 * std::hypot(target.semi_major * cosine, target.semi_minor * sine) + 1;
+        y = 2 * std::hypot(target.semi_major * sine, target.semi_minor * cosine) + 1;
+    }
+};
+
+bool lies_inside(const Image& grey, const Target& target, const Reach& reach)
 {
-    const double reach = 2 * target.semi_major + 1;
-    target.is_ring_inside = target.x - reach >= 0 && target.y - reach >= 0 && target.x + reach <= grey.width - 1 &&
-                            target.y + reach <= grey.height - 1;
-    if (!target.is_ring_inside)
-        return;
-    // The finder takes full axes and looks along the ellipse of twice the size.
-    const double ellipse[5] = {target.x, target.y, 2 * target.semi_major, 2 * target.semi_minor, target.angle};
-    EllipseRegion* records = nullptr;
-    const std::uint32_t count = find_small_ellipse(work.data.get(), work.width, work.height, ellipse, &records);
-    for (std::uint32_t i = 0; i < count; ++i)
-        target.ring.push_back({records[i].cx, records[i].cy, records[i].major});
-    std::free(records);
-    const auto top = static_cast<std::int32_t>(target.y - reach);
-    const auto bottom = static_cast<std::int32_t>(target.y + reach);
-    const auto rows = static_cast<std::size_t>(bottom - top + 1);
-    std::memcpy(work.row(top), grey.row(top), rows * grey.row_bytes());
+    return target.x - reach.x >= 0 && target.y - reach.y >= 0 && target.x + reach.x <= grey.width - 1 &&
+           target.y + reach.y <= grey.height - 1;
 }
 
-Image copy_of(const Image& image, const std::string& file)
+// The finder gets a picture of the ring with the target in its middle: it takes the angles that marks span from there,
+// and paints where it looks.
+void measure_ring(const Image& grey, const std::string& file, Target& target)
 {
-    Image copy = make_image(image.width, image.height, image.channels, image.bits, file);
-    std::memcpy(copy.data.get(), image.data.get(), image.bytes());
-    return copy;
+    const Reach reach(target);
+    target.is_ring_inside = lies_inside(grey, target, reach);
+    if (!target.is_ring_inside)
+        return;
+    const auto column = static_cast<std::int32_t>(std::lround(target.x));
+    const auto row = static_cast<std::int32_t>(std::lround(target.y));
+    const auto right = static_cast<std::int32_t>(reach.x) + 1; // pixels beside the middle one
+    const auto below = static_cast<std::int32_t>(reach.y) + 1;
+    const Roi surroundings = {column - right, row - below, 2 * right + 1, 2 * below + 1};
+    const Matb picture = {grey.width, grey.height, 1, grey.data.get()};
+    Matb cut = {0, 0, 0, nullptr};
+    get_sub_mask(&picture, &surroundings, &cut);
+    const Block pixels(cut.data);
+    if (pixels == nullptr)
+        fail_memory(file,
+                    static_cast<std::uint64_t>(surroundings.width) * static_cast<std::uint64_t>(surroundings.height));
+
+    // The finder takes full axes and looks along the ellipse of twice the size.
+    const double ellipse[5] = {target.x - surroundings.x, target.y - surroundings.y, 2 * target.semi_major,
+                               2 * target.semi_minor, target.angle};
+    EllipseRegion* records = nullptr;
+    const std::uint32_t count = find_small_ellipse(pixels.get(), cut.width, cut.height, ellipse, &records);
+    for (std::uint32_t i = 0; i < count; ++i)
+        target.ring.push_back({records[i].cx + surroundings.x, records[i].cy + surroundings.y, records[i].major});
+    std::free(records);
 }
 
 } // namespace
@@ -114,11 +136,9 @@ Measurement measure_ellipses(const std::string& file, const Image& grey, const E
     }
     for (std::int32_t i = 0; i < regions.count; ++i)
         result.targets.push_back(target_of(regions.records[i]));
-    if (settings.wants_ring) {
-        Image work = copy_of(grey, file);
+    if (settings.wants_ring)
         for (Target& target : result.targets)
-            measure_ring(work, grey, target);
-    }
+            measure_ring(grey, file, target);
     result.seconds = stopwatch.seconds();
     return result;
 }

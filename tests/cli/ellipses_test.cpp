@@ -209,26 +209,70 @@ TEST_F(Ellipses, AnOverlayThatCannotBeWrittenLeavesNothing)
     EXPECT_EQ(names().size(), 1u);
 }
 
-TEST_F(Ellipses, TheRingFindsABrightMarkAtTwiceTheSize)
+// A dark disc of radius 10, and a dark band from 17 to 23 around it with a bright gap of 0.5 radians in direction +x.
+Image render_coded_target(std::int32_t width, std::int32_t height, double centre_x, double centre_y)
 {
-    // A dark disc of radius 10, and a dark band from 17 to 23 with a bright gap of 0.4 radians in direction +x.
-    Image image = render(120, 120, {{60, 60, 10}});
-    for (std::int32_t y = 0; y < 120; ++y)
-        for (std::int32_t x = 0; x < 120; ++x) {
-            const double radius = std::hypot(x - 60, y - 60);
-            if (radius > 16 && radius < 24 && std::fabs(std::atan2(y - 60, x - 60)) > 0.25)
+    Image image = render(width, height, {{centre_x, centre_y, 10}});
+    for (std::int32_t y = 0; y < height; ++y)
+        for (std::int32_t x = 0; x < width; ++x) {
+            const double radius = std::hypot(x - centre_x, y - centre_y);
+            if (radius > 16 && radius < 24 && std::fabs(std::atan2(y - centre_y, x - centre_x)) > 0.25)
                 image.row(y)[x] = 30;
         }
-    write_image(in_folder("coded.pgm"), image);
-    const Outcome outcome = run_panoval({"ellipses", "--json", "--ring", in_folder("coded.pgm")});
-    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
-    bool is_found = false;
-    const Json targets = Json::parse(outcome.out)["images"][0]["targets"];
+    return image;
+}
+
+// The target whose centre lies there.
+Json target_at(const Outcome& outcome, double x, double y)
+{
+    const Json targets = Json::parse(outcome.out).at("images").at(0).at("targets");
     for (const Json& target : targets)
-        for (const Json& feature : target["ring"])
-            is_found = is_found || (std::fabs(feature["x"].get<double>() - 80) < 3 &&
-                                    std::fabs(feature["y"].get<double>() - 60) < 4);
-    EXPECT_TRUE(is_found) << outcome.out;
+        if (target["semi_major"] < 13 && std::hypot(target["x"].get<double>() - x, target["y"].get<double>() - y) < 1)
+            return target;
+    return {};
+}
+
+TEST_F(Ellipses, TheRingFindsABrightMarkWhereverTheTargetIs)
+{
+    const double centres[][2] = {{60, 60}, {30, 32}, {160, 40}, {45, 120}, {170, 125}};
+    for (const auto& [x, y] : centres) {
+        write_image(in_folder("coded.pgm"), render_coded_target(210, 160, x, y));
+        const Outcome outcome = run_panoval({"ellipses", "--json", "--ring", in_folder("coded.pgm")});
+        ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+        const Json target = target_at(outcome, x, y);
+        ASSERT_FALSE(target.is_null()) << outcome.out;
+        ASSERT_EQ(target["ring"].size(), 1u) << "a target at " << x << ", " << y;
+        EXPECT_NEAR(target["ring"][0]["x"].get<double>(), x + 18, 3);
+        EXPECT_NEAR(target["ring"][0]["y"].get<double>(), y, 2);
+        EXPECT_NEAR(target["ring"][0]["size"].get<double>(), 0.5 * 18, 2) << "its length in pixels";
+    }
+}
+
+TEST_F(Ellipses, ARingBeyondTheBorderIsNotLookedAt)
+{
+    write_image(in_folder("near.pgm"), render(80, 60, {{40, 21, 10}}));   // twice the size reaches row 1
+    write_image(in_folder("beyond.pgm"), render(80, 60, {{40, 19, 10}})); // and here row -1
+    const Outcome near = run_panoval({"ellipses", "--csv", "--ring", in_folder("near.pgm")});
+    const Outcome beyond = run_panoval({"ellipses", "--csv", "--ring", in_folder("beyond.pgm")});
+    EXPECT_EQ(near.out.substr(near.out.rfind(',')), ",0\n");
+    EXPECT_EQ(beyond.out.substr(beyond.out.rfind(',')), ",\n") << "not 0: it is not known";
+    const Outcome json = run_panoval({"ellipses", "--json", "--ring", in_folder("beyond.pgm")});
+    EXPECT_EQ(target_at(json, 40, 19).at("ring_inside_picture"), false);
+    const Outcome table = run_panoval({"ellipses", "--ring", in_folder("beyond.pgm")});
+    EXPECT_TRUE(contains(table.out, "  outside\n")) << table.out;
+}
+
+TEST_F(Ellipses, ARingReachesAsFarAsItsAxesAlone)
+{
+    // 28 x 10, lying: the ring fits a picture of 60 rows, a circle around it would not.
+    Image image = make_image(140, 60, 1, 8, "test");
+    for (std::int32_t y = 0; y < 60; ++y)
+        for (std::int32_t x = 0; x < 140; ++x)
+            image.row(y)[x] = std::hypot((x - 70) / 28.0, (y - 30) / 10.0) < 1 ? 30 : 210;
+    write_image(in_folder("flat.pgm"), image);
+    const Outcome outcome = run_panoval({"ellipses", "--json", "--ring", in_folder("flat.pgm")});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_EQ(Json::parse(outcome.out)["images"][0]["targets"][0]["ring_inside_picture"], true) << outcome.out;
 }
 
 } // namespace
