@@ -74,7 +74,9 @@ void add_stitch_command(CLI::App& program)
                     "target and takes its name when it is complete")
         ->required()
         ->type_name("OUT");
-    command.add_option("--layout", options->layout, "Take pictures and places from a JSON file instead")
+    command
+        .add_option("--layout", options->layout,
+                    "Take pictures and places from a JSON file instead, or the layers of a TIFF file")
         ->type_name("FILE");
     command.add_option("--blend", options->blend, "multiband (default) or feather, see below")
         ->check(CLI::IsMember({"multiband", "feather"}))

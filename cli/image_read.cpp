@@ -24,11 +24,11 @@ const char* const kKnownFormats = "PNM (this build reads PGM, PPM and PAM files 
 const char* const kKnownFormats = "PNG, TIFF, JPEG or PNM";
 #endif
 
-std::string first_bytes(InputFile& file)
+std::string first_bytes(std::FILE* file)
 {
     std::array<char, 8> bytes{};
-    const std::size_t count = std::fread(bytes.data(), 1, bytes.size(), file.stream.get());
-    seek_in_file(file.stream.get(), 0, SEEK_SET);
+    const std::size_t count = std::fread(bytes.data(), 1, bytes.size(), file);
+    seek_in_file(file, 0, SEEK_SET);
     return std::string(bytes.data(), count);
 }
 
@@ -74,10 +74,16 @@ InputFile open_image(const std::string& name)
 
 } // namespace
 
+bool starts_as_picture(const std::string& name)
+{
+    const FileHandle file = open_utf8(name, "rb");
+    return file != nullptr && format_of(first_bytes(file.get())) != Format::Unknown;
+}
+
 std::vector<ImageInfo> probe_image(const std::string& name)
 {
     InputFile file = open_image(name);
-    switch (const Format format = format_of(first_bytes(file))) {
+    switch (const Format format = format_of(first_bytes(file.stream.get()))) {
     case Format::Pnm:
         return probe_pnm(file);
 #ifndef PANOVAL_PNM_ONLY
@@ -96,7 +102,7 @@ std::vector<ImageInfo> probe_image(const std::string& name)
 Image read_image(const std::string& name, [[maybe_unused]] std::size_t layer)
 {
     InputFile file = open_image(name);
-    switch (const Format format = format_of(first_bytes(file))) {
+    switch (const Format format = format_of(first_bytes(file.stream.get()))) {
     case Format::Pnm:
         return read_pnm(file);
 #ifndef PANOVAL_PNM_ONLY

@@ -12,6 +12,9 @@
 namespace panoval::cli
 {
 
+// Whether there is a file that starts as pictures do, known ones or not, whatever its name.
+bool starts_as_picture(const std::string& name);
+
 // Sizes and formats of all layers, without reading pixels.
 std::vector<ImageInfo> probe_image(const std::string& name);
 

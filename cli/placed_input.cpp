@@ -2,6 +2,7 @@
 #include "cli/placed_input.h"
 
 #include "cli/errors.h"
+#include "cli/image_read.h"
 #include "cli/utf8.h"
 
 #include <nlohmann/json.hpp>
@@ -139,6 +140,8 @@ PlacedInput parse_placed_input(const std::string& argument)
 
 std::vector<PlacedInput> read_layout(const std::string& name)
 {
+    if (starts_as_picture(name))
+        return {{name, std::nullopt, ""}};
     const json layout = parse_layout(name);
     if (!layout.is_array() || layout.empty())
         fail_input(name, layout.is_array() ? "an empty array" : "JSON of another kind",

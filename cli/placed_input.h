@@ -21,7 +21,8 @@ struct PlacedInput {
 // file; else the last '@' that a position follows ends the name, existing files preferred.
 PlacedInput parse_placed_input(const std::string& argument);
 
-// A JSON array of objects with file, x, y and, if wanted, mask. Names are relative to the layout's folder.
+// A JSON array of objects with file, x, y and, if wanted, mask; names are relative to the layout's folder. Or a picture
+// whose layers know their places.
 std::vector<PlacedInput> read_layout(const std::string& name);
 
 } // namespace panoval::cli

@@ -9,6 +9,8 @@
 #include <nlohmann/json.hpp>
 #include <tiffio.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace panoval::cli::test
@@ -31,9 +33,19 @@ protected:
         return outcome.exit_code == 0 ? Json::parse(outcome.out) : Json();
     }
 
-    // A layer of one colour with alpha, as remapping programs write it.
+    // A layer of one colour with alpha.
     void append_layer(const std::string& name, std::uint32_t width, std::uint32_t height, const std::uint8_t* pixel,
                       double x, double y, bool is_associated)
+    {
+        append_layer(name, width, height, x, y, is_associated, [pixel](std::uint32_t, std::uint32_t) {
+            return std::array<std::uint8_t, 4>{pixel[0], pixel[1], pixel[2], pixel[3]};
+        });
+    }
+
+    // A layer as remapping programs write it. pixel_at(x, y) gives what is stored in the layer's pixel.
+    template <class PixelAt>
+    void append_layer(const std::string& name, std::uint32_t width, std::uint32_t height, double x, double y,
+                      bool is_associated, const PixelAt& pixel_at)
     {
         TIFF* const tiff = TIFFOpen(in_folder(name).c_str(), "a");
         const std::uint16_t kind = is_associated ? EXTRASAMPLE_ASSOCALPHA : EXTRASAMPLE_UNASSALPHA;
@@ -51,11 +63,12 @@ protected:
         TIFFSetField(tiff, TIFFTAG_YRESOLUTION, 150.);
         TIFFSetField(tiff, TIFFTAG_XPOSITION, x / 150.);
         TIFFSetField(tiff, TIFFTAG_YPOSITION, y / 150.);
-        std::vector<std::uint8_t> row(4 * width);
-        for (std::size_t i = 0; i < row.size(); ++i)
-            row[i] = pixel[i % 4];
-        for (std::uint32_t line = 0; line < height; ++line)
+        std::vector<std::array<std::uint8_t, 4>> row(width);
+        for (std::uint32_t line = 0; line < height; ++line) {
+            for (std::uint32_t column = 0; column < width; ++column)
+                row[column] = pixel_at(column, line);
             TIFFWriteScanline(tiff, row.data(), line, 0);
+        }
         TIFFClose(tiff);
     }
 };
@@ -98,6 +111,98 @@ TEST_F(StitchFormats, LayersOfOneTiffFindTheirPlaces)
         EXPECT_EQ(panorama.row(10)[3 * 69], 200);
         EXPECT_EQ(stitch({"-o", in_folder("out.png"), in_folder(name) + "@-100,0"})["x"], 0) << "moved together";
     }
+}
+
+TEST_F(StitchFormats, ALayeredTiffIsALayout)
+{
+    const std::uint8_t pixel[4] = {50, 60, 70, 255};
+    append_layer("layers.tif", 40, 20, pixel, 100, 30, false);
+    append_layer("layers.tif", 40, 20, pixel, 130, 35, false);
+    const Json json = stitch({"-o", in_folder("out.png"), "--layout", in_folder("layers.tif")});
+    EXPECT_EQ(json["images"], 2);
+    EXPECT_EQ(json["width"], 70);
+    const Image placed = read_image(in_folder("out.png"));
+    stitch({"-o", in_folder("again.png"), in_folder("layers.tif")});
+    expect_same_picture(read_image(in_folder("again.png")), placed);
+    write_image(in_folder("plain.png"), test_picture(8, 8, 3, 8));
+    const Outcome outcome = run_panoval({"stitch", "-o", in_folder("no.png"), "--layout", in_folder("plain.png")});
+    EXPECT_EQ(outcome.exit_code, 3);
+    EXPECT_TRUE(contains(outcome.err, "plain.png: found no position in the file")) << outcome.err;
+}
+
+// A remapped view: a disc of the canvas with a soft rim, on which every view shows the same.
+struct RemappedView {
+    int x, y, radius;
+
+    int alpha_at(int u, int v) const
+    {
+        return static_cast<int>(std::clamp(std::lround(100 * (radius - std::hypot(u - x, v - y))), 0l, 255l));
+    }
+};
+
+constexpr int kRemappedWidth = 120;
+constexpr int kRemappedHeight = 60;
+constexpr RemappedView kRemappedViews[] = {{32, 30, 27}, {60, 29, 28}, {88, 31, 27}};
+
+int remapped_scene(int u, int v, int channel)
+{
+    return 40 + u + v / 2 + 30 * channel;
+}
+
+std::array<std::uint8_t, 4> stored_pixel(const RemappedView& view, int u, int v, bool is_associated)
+{
+    const int alpha = view.alpha_at(u, v);
+    std::array<std::uint8_t, 4> pixel = {0, 0, 0, static_cast<std::uint8_t>(alpha)};
+    for (std::size_t c = 0; c < 3 && alpha != 0; ++c) {
+        const double factor = is_associated ? alpha / 255.0 : 1;
+        pixel[c] = static_cast<std::uint8_t>(factor * remapped_scene(u, v, static_cast<int>(c)) + 0.5);
+    }
+    return pixel;
+}
+
+// The largest difference from the scene where a view covers it fully. The alpha is that of the views.
+int worst_difference(const Image& panorama, int left, int top)
+{
+    int worst = 0;
+    for (int y = 0; y < panorama.height; ++y)
+        for (int x = 0; x < panorama.width; ++x) {
+            int alpha = 0;
+            for (const RemappedView& view : kRemappedViews)
+                alpha = std::max(alpha, view.alpha_at(x + left, y + top));
+            EXPECT_EQ(panorama.mask[static_cast<std::size_t>(y * panorama.width + x)], alpha) << x << ", " << y;
+            for (int c = 0; c < 3 && alpha == 255; ++c)
+                worst = std::max(worst, std::abs(panorama.row(y)[3 * x + c] - remapped_scene(x + left, y + top, c)));
+        }
+    return worst;
+}
+
+// Cropped layers have the size of what they show, uncropped ones the size of the canvas.
+TEST_F(StitchFormats, RemappedLayersGiveOnePanoramaInEveryKindOfFile)
+{
+    for (const bool is_cropped : {true, false})
+        for (const bool is_associated : {true, false}) {
+            const std::string name = concat(is_cropped ? "cropped-" : "uncropped-", is_associated, ".tif");
+            for (const RemappedView& view : kRemappedViews) {
+                const int left = is_cropped ? view.x - view.radius : 0;
+                const int top = is_cropped ? view.y - view.radius : 0;
+                const int side = 2 * view.radius + 1;
+                append_layer(name, static_cast<std::uint32_t>(is_cropped ? side : kRemappedWidth),
+                             static_cast<std::uint32_t>(is_cropped ? side : kRemappedHeight), left, top, is_associated,
+                             [&](std::uint32_t x, std::uint32_t y) {
+                                 return stored_pixel(view, left + static_cast<int>(x), top + static_cast<int>(y),
+                                                     is_associated);
+                             });
+            }
+            for (const std::string blend : {"feather", "multiband"}) {
+                const Json json = stitch({"-o", in_folder("out.png"), "--alpha", "--no-gain", "--blend", blend,
+                                          "--layout", in_folder(name)});
+                EXPECT_EQ(json["x"], is_cropped ? 5 : 0);
+                EXPECT_EQ(json["width"], is_cropped ? 111 : kRemappedWidth);
+                const int worst = worst_difference(read_image(in_folder("out.png")), json["x"], json["y"]);
+                // Colours multiplied with a faint alpha are coarse.
+                EXPECT_LE(worst, is_associated ? 2 : 1) << name << ", " << blend;
+            }
+        }
 }
 
 TEST_F(StitchFormats, OtherCommandsTakeTheFirstOfSeveralLayers)
