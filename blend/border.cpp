@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 
 namespace panoval
 {
@@ -18,6 +19,9 @@ std::int32_t mirror(std::int64_t p, std::int64_t length, std::int64_t inner)
 {
     if (length <= 1)
         return 0;
+    const std::int64_t reflected = p < 0 ? inner - p - 1 : 2 * length - inner - p - 1;
+    if (reflected >= 0 && reflected < length) // once, as nearly always
+        return static_cast<std::int32_t>(reflected);
     const std::int64_t period = 2 * (length - inner);
     std::int64_t q = p % period;
     if (q < 0)
@@ -38,11 +42,40 @@ std::size_t row_bytes(std::int32_t width, std::int32_t elem_bytes)
     return to_count(width) * to_count(elem_bytes);
 }
 
+// Does the work with the size of a pixel, as a constant where it is that of one, three or four floats.
+template <class Work>
+void with_pixel(std::size_t bytes, const Work& work)
+{
+    switch (bytes) {
+    case 4:
+        return work(std::integral_constant<std::size_t, 4>());
+    case 12:
+        return work(std::integral_constant<std::size_t, 12>());
+    case 16:
+        return work(std::integral_constant<std::size_t, 16>());
+    default:
+        return work(bytes);
+    }
+}
+
 // Fills a run of pixels with one value.
 void fill_pixels(std::uint8_t* dst, std::int32_t count, const std::uint8_t* value, std::size_t elem_bytes)
 {
-    for (std::int32_t i = 0; i < count; ++i)
-        std::memcpy(dst + to_count(i) * elem_bytes, value, elem_bytes);
+    with_pixel(elem_bytes, [&](auto pixel) {
+        for (std::int32_t i = 0; i < count; ++i)
+            std::memcpy(dst + to_count(i) * pixel, value, pixel);
+    });
+}
+
+// Fills pixels first to last - 1 of a row from those that they repeat. inner is pixel 0; the margins lie around it.
+void fill_margin(std::uint8_t* inner, std::int32_t first, std::int32_t last, std::int32_t width, std::int32_t rule,
+                 std::size_t elem_bytes)
+{
+    with_pixel(elem_bytes, [&](auto pixel) {
+        for (std::int32_t x = first; x < last; ++x)
+            std::memcpy(inner + x * static_cast<std::ptrdiff_t>(pixel),
+                        inner + to_count(border_interpolate(x, width, rule)) * pixel, pixel);
+    });
 }
 
 // Rows of the source that find room below the top margin.
@@ -80,7 +113,6 @@ void copy_make_border(const std::uint8_t* src, std::size_t src_step, Size src_si
     const std::size_t pixel = to_count(elem_bytes);
     const std::size_t inner_bytes = row_bytes(src_size.width, elem_bytes);
     const std::size_t dst_bytes = row_bytes(dst_size.width, elem_bytes);
-    const std::int32_t right = dst_size.width - src_size.width - left;
     const std::int32_t rows = rows_to_copy(src_size, dst_size, top);
     for (std::int32_t y = 0; y < rows; ++y) {
         const std::uint8_t* const src_row = src + to_count(y) * src_step;
@@ -88,13 +120,8 @@ void copy_make_border(const std::uint8_t* src, std::size_t src_step, Size src_si
         std::uint8_t* const inner = dst_row + to_count(left) * pixel;
         if (inner != src_row)
             std::memcpy(inner, src_row, inner_bytes);
-        const auto copy_pixel = [&](std::uint8_t* to, std::int32_t x) {
-            std::memcpy(to, inner + to_count(border_interpolate(x, src_size.width, rule)) * pixel, pixel);
-        };
-        for (std::int32_t i = 0; i < left; ++i)
-            copy_pixel(dst_row + to_count(i) * pixel, i - left);
-        for (std::int32_t i = 0; i < right; ++i)
-            copy_pixel(inner + inner_bytes + to_count(i) * pixel, src_size.width + i);
+        fill_margin(inner, -left, 0, src_size.width, rule, pixel);
+        fill_margin(inner, src_size.width, dst_size.width - left, src_size.width, rule, pixel);
     }
     const auto copy_row = [&](std::int32_t to, std::int32_t y) {
         const std::int32_t from = top + border_interpolate(y, src_size.height, rule);

@@ -235,13 +235,16 @@ HWY_EXPORT(expand_column_odd);
 void reduce_edge_pixel(const float* src, std::int32_t width, std::int32_t channels, std::int32_t rule, std::int32_t x,
                        float* dst)
 {
+    std::int32_t columns[5];
+    for (std::int32_t k = 0; k < 5; ++k)
+        columns[k] = border_interpolate(2 * x - 2 + k, width, rule);
     for (std::int32_t c = 0; c < channels; ++c) {
-        const auto sample = [&](std::int32_t offset) {
-            const std::int32_t column = border_interpolate(2 * x + offset, width, rule);
+        const auto sample = [&](std::int32_t k) {
+            const std::int32_t column = columns[k];
             return column >= 0 && column < width ? src[column * std::ptrdiff_t{channels} + c] : 0.0f;
         };
         dst[x * std::ptrdiff_t{channels} + c] =
-            4.0f * (sample(-1) + sample(1)) + 6.0f * sample(0) + sample(-2) + sample(2);
+            4.0f * (sample(1) + sample(3)) + 6.0f * sample(2) + sample(0) + sample(4);
     }
 }
 } // namespace
