@@ -286,7 +286,7 @@ void add_ellipses_command(CLI::App& program)
     command.add_option("--png", options->picture, "Write an overlay as PNG, or as another format by the name's ending")
         ->type_name("FILE");
     add_common_options(command, options->common);
-    command.footer(concat(kExplanation, kExitCodeHelp));
+    command.footer(concat(kExplanation, kHelpEnd));
     command.callback([options] { measure_all(*options); });
 }
 

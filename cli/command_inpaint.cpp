@@ -138,7 +138,7 @@ void add_inpaint_command(CLI::App& program)
         ->check(CLI::Range(1, 1000))
         ->type_name("PIXELS");
     add_common_options(command, options->common);
-    command.footer(concat(kExplanation, kExitCodeHelp));
+    command.footer(concat(kExplanation, kHelpEnd));
     command.callback([options] { inpaint_file(*options); });
 }
 

@@ -53,7 +53,7 @@ using MakePicture = std::function<PictureResult(const Image& grey, const Picture
 
 const char* const kInputHelp =
     "IMAGE is a PNG, TIFF, JPEG or PNM file. Colour is made grey (0.299 red, 0.587 green, 0.114 blue), 16 bit are\n"
-    "scaled to 8. OUT is grey, 8 bit; its ending names the format.\n"
+    "scaled to 8, an alpha channel is ignored. OUT is grey, 8 bit; its ending names the format.\n"
     "Of a TIFF file with several pictures the first is taken.\n"
     "\n";
 
@@ -155,7 +155,7 @@ CLI::App& add_picture_command(CLI::App& program, const std::string& name, const 
         ->required()
         ->type_name("OUT");
     add_common_options(command, options->common);
-    command.footer(concat(kInputHelp, explanation, "\n", kExitCodeHelp));
+    command.footer(concat(kInputHelp, explanation, "\n", kHelpEnd));
     command.callback([options, name, make = std::move(make)] { run(*options, name, make); });
     return command;
 }

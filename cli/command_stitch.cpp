@@ -94,11 +94,11 @@ void add_stitch_command(CLI::App& program)
     command
         .add_option("--depth", options->depth,
                     "Bits per sample of the panorama, 8 or 16; without it 16 when a picture has 16, except for JPEG")
-        ->check(CLI::IsMember({8, 16}))
+        ->check(CLI::IsMember({"8", "16"}))
         ->type_name("BITS");
     command.add_flag("--alpha", options->wants_alpha, "Write the coverage as alpha channel (PNG, TIFF, PAM)");
     add_common_options(command, options->common);
-    command.footer(concat(kExplanation, kExitCodeHelp));
+    command.footer(concat(kExplanation, kHelpEnd));
     command.callback([options] {
         check(*options);
         stitch(*options);

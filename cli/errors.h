@@ -21,8 +21,8 @@ enum class ExitCode : int {
     Internal = 70,  // a defect of the program
 };
 
-// The table of exit codes that every --help ends with.
-extern const char* const kExitCodeHelp;
+// What every --help ends with: what this build lacks, and the table of exit codes.
+extern const char* const kHelpEnd;
 
 // Ends the command. what() is the line for the user, without the program's name.
 class UserError : public std::runtime_error
@@ -53,8 +53,11 @@ std::string concat(const Parts&... parts)
     return text.str();
 }
 
+// As long as a path can be.
+inline constexpr std::size_t kLongestName = 4096;
+
 // A text from a file or a command line, fit to stand in a message of one line: control characters become '?', a long
-// text ends in "...".
-std::string printable(const std::string& text, std::size_t longest = 200);
+// text of UTF-8 ends in "..." after a whole character.
+std::string printable(const std::string& text, std::size_t longest = kLongestName);
 
 } // namespace panoval::cli

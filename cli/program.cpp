@@ -53,8 +53,11 @@ int report(ExitCode code, const std::string& message)
 // --help and --version come as errors of their own kind, with the text to print.
 int report_parse_error(const CLI::App& program, const CLI::ParseError& error)
 {
-    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success))
-        return program.exit(error) == 0 && std::fflush(stdout) == 0 ? 0 : static_cast<int>(ExitCode::Output);
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+        if (program.exit(error) != 0 || std::fflush(stdout) != 0)
+            fail_output("standard output", "an error while writing", "enough room");
+        return static_cast<int>(ExitCode::Done);
+    }
     const auto commands = program.get_subcommands();
     const std::string command = commands.empty() ? "" : " " + commands.front()->get_name();
     return report(ExitCode::Usage, concat(printable(error.what(), 1000), " (see panoval", command, " --help)"));
@@ -74,7 +77,11 @@ int parse_and_run(CLI::App& program, std::vector<std::string> arguments)
         return static_cast<int>(ExitCode::Usage);
     }
     const std::string& first = arguments.front();
-    if (first.substr(0, 1) != "-" && !is_command(program, first))
+    const bool is_option = first.substr(0, 1) == "-";
+    if (is_option && program.get_option_no_throw(first.substr(0, first.find('='))) == nullptr)
+        fail_usage(
+            concat("found '", printable(first), "' before the command; expected it behind (see panoval --help)"));
+    if (!is_option && !is_command(program, first))
         fail_usage(concat("there is no command '", printable(first), "' (see panoval --help)"));
     std::reverse(arguments.begin(), arguments.end()); // as the parser wants them
     try {
@@ -97,8 +104,10 @@ int run_program(const std::vector<std::string>& arguments)
         program.formatter(std::make_shared<HelpFormatter>());
         program.get_formatter()->column_width(kNameColumns);
         program.get_formatter()->label("SUBCOMMAND", "COMMAND");
-        program.footer(concat("panoval COMMAND --help tells about one command, with examples.\n\n", kExitCodeHelp));
+        program.footer(concat("panoval COMMAND --help tells about one command, with examples.\n\n", kHelpEnd));
         add_commands(program);
+        for (CLI::App* const command : program.get_subcommands({}))
+            command->group("Commands");
         return parse_and_run(program, arguments);
     } catch (const UserError& error) {
         return report(error.code(), error.what());

@@ -20,7 +20,7 @@ namespace
 {
 
 constexpr std::size_t kBarWidth = 30;
-constexpr std::size_t kLongestName = 40;
+constexpr std::size_t kColumns = 79; // a longer line would wrap in a narrow terminal, and could not be wiped out
 
 } // namespace
 
@@ -63,8 +63,12 @@ void Progress::step(const std::string& what)
 void Progress::draw(const std::string& what)
 {
     const std::size_t filled = kBarWidth * (begun_ - 1) / total_;
-    const std::string line = concat(label_, " [", std::string(filled, '#'), std::string(kBarWidth - filled, '.'), "] ",
-                                    begun_, "/", total_, " ", printable(what, kLongestName));
+    const std::string bar = concat(label_, " [", std::string(filled, '#'), std::string(kBarWidth - filled, '.'), "] ",
+                                   begun_, "/", total_, " ");
+    const std::string file = what.substr(what.find_last_of("/\\") + 1); // its folder would take all the room
+    const std::string dots = "...";
+    const std::size_t room = kColumns - std::min(kColumns, bar.size() + dots.size());
+    const std::string line = bar + printable(file, room);
     const std::size_t rest = drawn_ > line.size() ? drawn_ - line.size() : 0;
     std::fprintf(stderr, "\r%s%*s", line.c_str(), static_cast<int>(rest), "");
     std::fflush(stderr);

@@ -418,6 +418,8 @@ void stitch(const StitchOptions& options)
     const Stopwatch stopwatch;
     (void)most_bits_of(options.output); // an unknown ending is known at once
     Preparation preparation = prepare(options);
+    if (!options.gains.empty() && !file_exists(options.gains))
+        OutputFile(options.gains); // a place that cannot be written to is known at once
     OutputFile output(options.output);
     std::unique_ptr<OutputFile> report;
     if (!options.report.empty())

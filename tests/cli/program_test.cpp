@@ -13,17 +13,41 @@ namespace panoval::cli::test
 namespace
 {
 
+constexpr const char* kCommands[] = {"stitch", "ellipses", "edges",    "inpaint",
+                                     "smooth", "gradient", "distance", "threshold"};
+
 TEST(Program, HelpTellsTheCommandsAndTheExitCodes)
 {
     const Outcome outcome = run_panoval({"--help"});
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_TRUE(contains(outcome.out, "Exit codes:")) << outcome.out;
+    EXPECT_TRUE(contains(outcome.out, "\nCommands:\n")) << outcome.out;
+    for (const char* const command : kCommands)
+        EXPECT_TRUE(contains(outcome.out, concat("\n  ", command, " "))) << command;
     EXPECT_EQ(outcome.err, "");
+}
+
+TEST(Program, HelpOfEachCommandHasExamplesExitCodesAndTheKnownFormats)
+{
+    for (const char* const command : kCommands) {
+        const Outcome outcome = run_panoval({command, "--help"});
+        EXPECT_EQ(outcome.exit_code, 0);
+        for (const std::string& words : {concat("\n  panoval ", command, " "), std::string("\nExit codes:\n")})
+            EXPECT_TRUE(contains(outcome.out, words)) << words;
+#ifdef PANOVAL_PNM_ONLY
+        EXPECT_TRUE(contains(outcome.out, "This build reads and writes PNM pictures alone")) << outcome.out;
+#else
+        EXPECT_FALSE(contains(outcome.out, "This build")) << outcome.out;
+#endif
+    }
 }
 
 TEST(Program, HelpFitsAWideTerminal)
 {
-    for (const auto& arguments : {std::vector<std::string>{"--help"}, {"stitch", "--help"}, {"ellipses", "--help"}}) {
+    std::vector<std::vector<std::string>> all = {{"--help"}};
+    for (const char* const command : kCommands)
+        all.push_back({command, "--help"});
+    for (const auto& arguments : all) {
         std::istringstream help(run_panoval(arguments).out);
         for (std::string line; std::getline(help, line);)
             EXPECT_LE(line.size(), 121u) << line;
@@ -52,6 +76,25 @@ TEST(Program, AnUnknownCommandIsOneLine)
     EXPECT_EQ(outcome.out, "");
     EXPECT_TRUE(contains(outcome.err, "stich")) << outcome.err;
     EXPECT_TRUE(contains(outcome.err, "see panoval --help")) << outcome.err;
+}
+
+TEST(Program, AnOptionBeforeTheCommandIsNamed)
+{
+    for (const char* const option : {"--quiet", "-q", "--nonsense=3", "--"}) {
+        const Outcome outcome = run_panoval({option, "smooth"});
+        EXPECT_EQ(outcome.exit_code, 2);
+        EXPECT_EQ(outcome.out, "");
+        EXPECT_TRUE(contains(outcome.err, concat("found '", option, "' before the command"))) << outcome.err;
+    }
+}
+
+TEST(Program, ShowsNamesWholeAndLongTextsUpToAWholeCharacter)
+{
+    const std::string name(300, 'n');
+    EXPECT_EQ(printable(name + "\n.pgm"), name + "?.pgm");
+    EXPECT_EQ(printable("写真", 5), "写...");
+    EXPECT_EQ(printable("写真", 6), "写真");
+    EXPECT_EQ(printable("abc", 2), "ab...");
 }
 
 } // namespace

@@ -9,6 +9,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <sstream>
 
 namespace panoval::cli::test
 {
@@ -204,6 +205,21 @@ TEST_F(Stitch, QuietAndProgressDoAsTheySay)
     EXPECT_TRUE(contains(refusal(2, {"-o", out, a, "--progress", "often"}), "often"));
 }
 
+TEST_F(Stitch, TheProgressBarFitsANarrowTerminal)
+{
+    std::string name;
+    for (int i = 0; i < 20; ++i)
+        name += "写真";
+    const Outcome outcome =
+        stitch({"-o", in_folder("out.pgm"), flat(name + ".pgm", 40, 30, 50) + "@0,0", "--progress", "always"});
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_TRUE(contains(outcome.err, "] 1/3 写真写真")) << "the name without its folder: " << outcome.err;
+    EXPECT_TRUE(contains(outcome.err, "写...") || contains(outcome.err, "真...")) << outcome.err;
+    std::istringstream bar(outcome.err);
+    for (std::string line; std::getline(bar, line, '\r');)
+        EXPECT_LE(line.size(), 79u) << line;
+}
+
 TEST_F(Stitch, HelpTeachesWithExamples)
 {
     const Outcome outcome = stitch({"--help"});
@@ -220,7 +236,9 @@ TEST_F(Stitch, BadCommandLinesAreExplained)
     EXPECT_TRUE(contains(refusal(2, {a + "@0,0"}), "--output is required"));
     EXPECT_TRUE(contains(refusal(2, {"-o", out, a + "@zero,0"}), "found the position 'zero,0'"));
     EXPECT_TRUE(contains(refusal(2, {"-o", out, a + "@0,0", "--layout", "x.json"}), "found both INPUT"));
-    EXPECT_TRUE(contains(refusal(2, {"-o", out, a + "@0,0", "--depth", "12"}), "12"));
+    for (const char* depth : {"12", "deep"})
+        EXPECT_TRUE(contains(refusal(2, {"-o", out, a + "@0,0", "--depth", depth}),
+                             concat("--depth: ", depth, " not in {8,16}")));
     EXPECT_TRUE(contains(refusal(2, {"-o", out, a + "@0,0", "--blend", "magic"}), "magic"));
     EXPECT_TRUE(contains(refusal(2, {"-o", out, a + "@0,0", "--nonsense"}), "--nonsense"));
 }
@@ -243,6 +261,10 @@ TEST_F(Stitch, AFileThatEndsInItsPixelsLeavesNoOutput)
     write_text("out.pgm", "older");
     EXPECT_TRUE(contains(refused_input(bad + "@0,0"), "found the file's end where a sample stands"));
     EXPECT_EQ(read_text("out.pgm"), "older");
+    const std::vector<std::string> badly_placed_gains = {"-o", in_folder("out.pgm"), bad + "@0,0", "--gains",
+                                                         in_folder("none/gains.json")};
+    EXPECT_TRUE(contains(refusal(4, badly_placed_gains), "gains.json: found no folder "))
+        << "before the pixels are read";
 }
 
 TEST_F(Stitch, PicturesThatDoNotGoTogetherAreExplained)
@@ -266,6 +288,7 @@ TEST_F(Stitch, OutputsThatCannotBeWrittenAreExplained)
         return refusal(4, {"-o", name, input + "@0,0"});
     };
     EXPECT_TRUE(contains(output(in_folder("none/out.pgm"), a), "out.pgm: found no folder "));
+    EXPECT_TRUE(contains(output("", a), "panoval: '': found no ending; expected "));
     EXPECT_TRUE(contains(output(in_folder("out.xyz"), a), "out.xyz: found the ending .xyz; expected "));
     EXPECT_TRUE(contains(output(in_folder("out"), a), "out: found no ending; expected "));
     EXPECT_TRUE(contains(output(in_folder("out.pgm"), c), "out.pgm: found 3 channels for a grey format"));
