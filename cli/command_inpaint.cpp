@@ -14,7 +14,7 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <vector>
+#include <utility>
 
 namespace panoval::cli
 {
@@ -44,20 +44,19 @@ const char* const kExplanation =
     "\n";
 
 // One byte a pixel: not 0 where the picture is to be filled.
-std::vector<std::uint8_t> pixels_to_fill(const InpaintOptions& options, const Image& image)
+Block pixels_to_fill(const InpaintOptions& options, const Image& image)
 {
-    std::vector<std::uint8_t> marks(image.pixels());
     if (!options.mask.empty()) {
-        const Image mask = read_mask(options.mask);
+        Image mask = read_mask(options.mask);
         if (mask.width != image.width || mask.height != image.height)
             fail_input(options.mask, concat("a mask of ", mask.width, " x ", mask.height, " pixels"),
                        concat(image.width, " x ", image.height, ", the size of '", printable(options.input), "'"));
-        std::copy_n(mask.data.get(), marks.size(), marks.begin());
-        return marks;
+        return std::move(mask.data);
     }
     if (image.mask == nullptr)
         fail_input(options.input, "no alpha channel", "one, or a mask with --mask FILE");
-    for (std::size_t i = 0; i < marks.size(); ++i)
+    Block marks = allocate_block(image.pixels(), options.input);
+    for (std::size_t i = 0; i < image.pixels(); ++i)
         marks[i] = image.mask[i] == 0 ? 255 : 0;
     return marks;
 }
@@ -71,11 +70,38 @@ std::size_t changed_pixels(const Image& before, const Image& after)
     return changed;
 }
 
+// What the routine takes: 11 bytes for every pixel of the rectangle that its neighbourhoods reach, and 16 for every one
+// that its front can meet: of each mark 5 x 5.
+std::size_t inpaint_bytes(const Image& image, const std::uint8_t* to_fill, std::int32_t range)
+{
+    const std::int32_t margin = range + 3;
+    std::int32_t left = image.width, top = image.height, right = 0, bottom = 0;
+    std::size_t marked = 0;
+    for (std::int32_t y = 0; y < image.height; ++y)
+        for (std::int32_t x = 0; x < image.width; ++x)
+            if (*to_fill++ != 0) {
+                ++marked;
+                left = std::min(left, x);
+                right = std::max(right, x + 1);
+                top = std::min(top, y);
+                bottom = std::max(bottom, y + 1);
+            }
+    if (marked == 0)
+        return 0;
+    constexpr std::size_t kBehindRow = 16;
+    const auto width = static_cast<std::size_t>(std::min(right - left + 2 * margin, image.width + 2)) + kBehindRow;
+    const auto height = static_cast<std::size_t>(std::min(bottom - top + 2 * margin, image.height + 2));
+    const auto side = static_cast<std::size_t>(2 * margin);
+    return 11 * width * height + 16 * std::min(width * height, 25 * marked) +
+           sizeof(float) * side * (side + kBehindRow);
+}
+
 // Fills the pixels where to_fill is not 0, in place. 3 channels of 8 bit.
 void inpaint_picture(Image& colour, const std::uint8_t* to_fill, std::int32_t range, const std::string& file)
 {
     const Block mask_block = allocate_block(colour.pixels(), file); // the routine changes the mask
     std::memcpy(mask_block.get(), to_fill, colour.pixels());
+    need_memory(inpaint_bytes(colour, to_fill, range), file); // without it the picture would stay as it is
     Mat image = borrow_mat(colour);
     const auto size = static_cast<std::int32_t>(colour.pixels());
     Mat mask = {colour.width, colour.height, 1, 1, size, size, mask_block.get()};
@@ -88,7 +114,7 @@ void inpaint_file(const InpaintOptions& options)
     Progress progress(options.common.progress_mode(), "inpainting", 3);
     progress.step("reading");
     Image image = read_image(options.input);
-    const auto marks = pixels_to_fill(options, image);
+    const Block marks = pixels_to_fill(options, image);
     image.mask.reset();
     image.has_alpha = false;
     const bool is_grey = image.channels == 1;
@@ -100,7 +126,7 @@ void inpaint_file(const InpaintOptions& options)
     Image filled = make_image(image.width, image.height, 3, 8, options.input);
     std::copy_n(image.data.get(), image.bytes(), filled.data.get());
     const Stopwatch stopwatch;
-    inpaint_picture(filled, marks.data(), options.range, options.input);
+    inpaint_picture(filled, marks.get(), options.range, options.input);
     const double seconds = stopwatch.seconds();
     const std::size_t changed = changed_pixels(image, filled);
     if (is_grey)
@@ -109,7 +135,7 @@ void inpaint_file(const InpaintOptions& options)
     progress.step("writing");
     write_image(options.output, filled);
     const auto marked = static_cast<std::size_t>(
-        std::count_if(marks.begin(), marks.end(), [](std::uint8_t mark) { return mark != 0; }));
+        std::count_if(marks.get(), marks.get() + filled.pixels(), [](std::uint8_t mark) { return mark != 0; }));
     print_results(options.common,
                   {{"output", options.output},
                    {"width", filled.width},

@@ -35,6 +35,11 @@ Block allocate_block(std::size_t bytes, const std::string& file)
     return block;
 }
 
+void need_memory(std::size_t bytes, const std::string& file)
+{
+    allocate_block(bytes, file);
+}
+
 Image make_image(std::int32_t width, std::int32_t height, int channels, int bits, const std::string& file)
 {
     Image image;

@@ -26,6 +26,19 @@ FilteredPicture stretched(const T* values, const Image& grey, const std::string&
     return result;
 }
 
+// What canny takes: a magnitude for every pixel, and doubles for each row under the kernel. Without it, it ends the
+// process with an exit code that means something else here.
+std::size_t canny_bytes(const Image& grey, double sigma)
+{
+    constexpr double kRowsPerSigma = 5; // 2.5 sigmas on either side
+    constexpr std::size_t kOtherRows = 16;
+    constexpr std::size_t kOtherBytes = 1'000'000;
+    const double kernel_rows = std::min(kRowsPerSigma * sigma + 3, static_cast<double>(grey.height));
+    const std::size_t row_bytes = static_cast<std::size_t>(grey.width) * sizeof(double);
+    return grey.pixels() * sizeof(std::int16_t) + (static_cast<std::size_t>(kernel_rows) + kOtherRows) * row_bytes +
+           kOtherBytes;
+}
+
 // A container of the library that is freed with the object.
 struct FloatMap {
     FloatMap() = default;
@@ -47,6 +60,7 @@ Image smooth_picture(const Image& grey, const std::string& file)
 FilteredPicture gradient_picture(const Image& grey, const std::string& file)
 {
     const std::size_t pixels = grey.pixels();
+    need_memory(pixels * 3 * sizeof(std::int16_t), file);
     std::vector<std::int16_t> dx(pixels);
     std::vector<std::int16_t> dy(pixels);
     std::vector<std::uint16_t> magnitude(pixels);
@@ -89,6 +103,7 @@ FilteredPicture edge_picture(const Image& grey, const EdgeSettings& settings, co
 {
     FilteredPicture result;
     result.image = make_image(grey.width, grey.height, 1, 8, file);
+    need_memory(canny_bytes(grey, settings.sigma), file);
     canny(grey.data.get(), grey.height, grey.width, result.image.data.get(), settings.sigma, settings.low,
           settings.high, nullptr, nullptr);
     const auto* const data = result.image.data.get();

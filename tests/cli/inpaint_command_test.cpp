@@ -64,6 +64,36 @@ TEST_F(Inpainting, FillsWhatTheMaskMarks)
     EXPECT_LT(error_of(read_image(in_folder("out.ppm"))), 15);
 }
 
+TEST_F(Inpainting, PassesTheRangeOnToTheLibrary)
+{
+    const auto expect_filled = [&](const std::vector<std::string>& options, std::int32_t range) {
+        std::vector<std::string> arguments = {"inpaint", in_folder("damaged.ppm"), "--mask", in_folder("mask.pgm"),
+                                              "-o",      in_folder("out.ppm")};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        ASSERT_EQ(run_panoval(arguments).exit_code, 0);
+        Image expected = read_image(in_folder("damaged.ppm"));
+        const Image marks = read_mask(in_folder("mask.pgm"));
+        Mat image = borrow_mat(expected);
+        Mat mask = borrow_mat(marks);
+        inpaint(&image, &mask, range);
+        expect_same_picture(read_image(in_folder("out.ppm")), expected);
+    };
+    expect_filled({}, 5);
+    expect_filled({"--range", "1"}, 1);
+    expect_filled({"--range", "12"}, 12);
+}
+
+TEST_F(Inpainting, ShowsItsProgressWhereItIsWanted)
+{
+    const auto errors = [&](const char* mode) {
+        return run_panoval({"inpaint", in_folder("damaged.ppm"), "--mask", in_folder("mask.pgm"), "-o",
+                            in_folder("out.ppm"), "--progress", mode})
+            .err;
+    };
+    EXPECT_EQ(errors("auto"), "") << "standard error is no terminal here";
+    EXPECT_TRUE(contains(errors("always"), "inpainting ["));
+}
+
 TEST_F(Inpainting, TakesAnAlphaChannelAsMask)
 {
     Image with_alpha = read_image(in_folder("damaged.ppm"));

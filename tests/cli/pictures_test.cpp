@@ -59,6 +59,48 @@ TEST_F(Pictures, EdgesOutlineASquare)
     EXPECT_EQ(std::min(edges.row(30)[19], edges.row(30)[20]), 0) << "its left side is one";
 }
 
+TEST_F(Pictures, EdgesPassTheirValuesOnToTheLibrary)
+{
+    const Image input = test_picture(80, 60, 1, 8);
+    write_image(in_folder("noise.pgm"), input);
+    const auto expect_edges = [&](const std::vector<std::string>& options, double sigma, double low, double high) {
+        std::vector<std::string> arguments = {"edges", in_folder("noise.pgm"), "-o", in_folder("out.pgm")};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        ASSERT_EQ(run_panoval(arguments).exit_code, 0);
+        std::vector<std::uint8_t> expected(input.bytes());
+        canny(input.data.get(), 60, 80, expected.data(), sigma, low, high, nullptr, nullptr);
+        EXPECT_TRUE(std::equal(expected.begin(), expected.end(), result().data.get())) << options.front();
+    };
+    expect_edges({"--quiet"}, 1.0, 0.4, 0.9);
+    expect_edges({"--sigma", "2.5"}, 2.5, 0.4, 0.9);
+    expect_edges({"--low", "0.8"}, 1.0, 0.8, 0.9);
+    expect_edges({"--high", "0.3"}, 1.0, 0.4, 0.3);
+}
+
+TEST_F(Pictures, ColourSixteenBitAndAlphaGiveTheEdgesOfTheGreyPicture)
+{
+    ASSERT_EQ(run("edges").exit_code, 0);
+    const Image expected = result();
+    Image image = square();
+    convert_to_colour(image, "test");
+    convert_depth(image, 16, "test");
+    ensure_mask(image, "test");
+    image.mask[30 * 80 + 40] = 0;
+    write_image(in_folder("wide.pam"), image);
+    const Outcome outcome = run_panoval({"edges", in_folder("wide.pam"), "-o", in_folder("out.pgm")});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    expect_same_picture(result(), expected);
+}
+
+TEST_F(Pictures, ShowTheirProgressWhereItIsWanted)
+{
+    for (const char* command : {"edges", "smooth", "gradient", "distance", "threshold"}) {
+        EXPECT_EQ(run(command).err, "") << "standard error is no terminal here";
+        EXPECT_TRUE(contains(run(command, {"--progress", "always"}).err, concat(command, " ["))) << command;
+        EXPECT_EQ(run(command, {"--progress", "always", "--quiet"}).err, "");
+    }
+}
+
 TEST_F(Pictures, SmoothGivesWhatTheLibraryGives)
 {
     ASSERT_EQ(run("smooth").exit_code, 0);
@@ -86,6 +128,23 @@ TEST_F(Pictures, DistanceGrowsInwardFromTheBlackPixels)
     EXPECT_EQ(result().row(15)[40], 17); // 1 of 15
     EXPECT_EQ(result().row(29)[40], 255);
     EXPECT_EQ(result().row(0)[0], 0);
+}
+
+TEST_F(Pictures, DistanceKnowsThreeMetrics)
+{
+    Image dot = square();
+    std::fill_n(dot.data.get(), dot.bytes(), std::uint8_t{9});
+    dot.row(30)[40] = 0;
+    write_image(in_folder("dot.pgm"), dot);
+    const auto farthest = [&](const std::vector<std::string>& options) { // from (40, 30) to (0, 0)
+        std::vector<std::string> arguments = {"distance", "--json", in_folder("dot.pgm"), "-o", in_folder("out.pgm")};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        return Json::parse(run_panoval(arguments).out)["largest_distance"].get<double>();
+    };
+    EXPECT_EQ(farthest({"--metric", "city-block"}), 70);
+    EXPECT_EQ(farthest({"--metric", "chessboard"}), 40);
+    EXPECT_NEAR(farthest({"--metric", "chamfer"}), 50, 1);
+    EXPECT_EQ(farthest({}), farthest({"--metric", "chamfer"}));
 }
 
 TEST_F(Pictures, DistanceNeedsABlackPixel)
