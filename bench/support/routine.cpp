@@ -5,6 +5,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -177,19 +178,24 @@ void add_case(std::string routine, std::function<Case()> make)
 } // namespace panoval::bench
 
 // panoval_bench [WORD] [--benchmark_min_time=S] [--benchmark_repetitions=N]: the cases whose routine contains WORD, or
-// all. Exit code 1 when a result differs from its twin's.
+// all. Exit code 1 when a result differs from its twin's, 2 when no case is left.
 int main(int argc, char** argv)
 {
     using namespace panoval::bench;
     benchmark::Initialize(&argc, argv);
     const std::string word = argc > 1 ? argv[1] : "";
+    const auto is_asked_for = [&](const auto& row) { return row->routine.find(word) != std::string::npos; };
+    if (std::none_of(rows().begin(), rows().end(), is_asked_for)) {
+        std::fprintf(stderr, "panoval_bench: no routine's name contains '%s'\n", word.c_str());
+        return 2;
+    }
     std::FILE* const table = open_table();
     TableReporter reporter(table);
     bool all_same = true;
     for (std::size_t i = 0; i < rows().size(); ++i) {
-        Row& row = *rows()[i];
-        if (row.routine.find(word) == std::string::npos)
+        if (!is_asked_for(rows()[i]))
             continue;
+        Row& row = *rows()[i];
         row.c = row.make();
         row.differs = !check(row.c);
         all_same = all_same && !row.differs;
