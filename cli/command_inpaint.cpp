@@ -96,8 +96,28 @@ std::size_t inpaint_bytes(const Image& image, const std::uint8_t* to_fill, std::
            sizeof(float) * side * (side + kBehindRow);
 }
 
-// Fills the pixels where to_fill is not 0, in place. 3 channels of 8 bit.
-void inpaint_picture(Image& colour, const std::uint8_t* to_fill, std::int32_t range, const std::string& file)
+// Marked pixels that stay as they are: those of the first row and column, and runs at the border, whose marks the
+// routine has taken away, as far as no mark is left beside them.
+std::size_t unfilled_pixels(const Image& image, const std::uint8_t* to_fill, const std::uint8_t* left_marks)
+{
+    const auto is_left_beside = [&](std::int32_t x, std::int32_t y) {
+        for (std::int32_t row = std::max(y - 1, 0); row <= std::min(y + 1, image.height - 1); ++row)
+            for (std::int32_t col = std::max(x - 1, 0); col <= std::min(x + 1, image.width - 1); ++col)
+                if (left_marks[static_cast<std::size_t>(row) * static_cast<std::size_t>(image.width) +
+                               static_cast<std::size_t>(col)] != 0)
+                    return true;
+        return false;
+    };
+    std::size_t unfilled = 0;
+    for (std::int32_t y = 0; y < image.height; ++y)
+        for (std::int32_t x = 0; x < image.width; ++x)
+            if (*to_fill++ != 0 && (x == 0 || y == 0 || !is_left_beside(x, y)))
+                ++unfilled;
+    return unfilled;
+}
+
+// Fills the pixels where to_fill is not 0, in place, and returns how many of them it did not fill. 3 channels of 8 bit.
+std::size_t inpaint_picture(Image& colour, const std::uint8_t* to_fill, std::int32_t range, const std::string& file)
 {
     const Block mask_block = allocate_block(colour.pixels(), file); // the routine changes the mask
     std::memcpy(mask_block.get(), to_fill, colour.pixels());
@@ -106,6 +126,7 @@ void inpaint_picture(Image& colour, const std::uint8_t* to_fill, std::int32_t ra
     const auto size = static_cast<std::int32_t>(colour.pixels());
     Mat mask = {colour.width, colour.height, 1, 1, size, size, mask_block.get()};
     inpaint(&image, &mask, range);
+    return unfilled_pixels(colour, to_fill, mask_block.get());
 }
 
 void inpaint_file(const InpaintOptions& options)
@@ -125,8 +146,9 @@ void inpaint_file(const InpaintOptions& options)
     progress.step("filling");
     Image filled = make_image(image.width, image.height, 3, 8, options.input);
     std::copy_n(image.data.get(), image.bytes(), filled.data.get());
+    filled.profile = image.profile;
     const Stopwatch stopwatch;
-    inpaint_picture(filled, marks.get(), options.range, options.input);
+    const std::size_t unfilled = inpaint_picture(filled, marks.get(), options.range, options.input);
     const double seconds = stopwatch.seconds();
     const std::size_t changed = changed_pixels(image, filled);
     if (is_grey)
@@ -136,11 +158,16 @@ void inpaint_file(const InpaintOptions& options)
     write_image(options.output, filled);
     const auto marked = static_cast<std::size_t>(
         std::count_if(marks.get(), marks.get() + filled.pixels(), [](std::uint8_t mark) { return mark != 0; }));
+    progress.clear();
+    if (unfilled != 0)
+        print_warning(options.common, concat(printable(options.input), ": found ", unfilled, " of ", marked,
+                                             " marked pixels at the picture's border; they stay as they are"));
     print_results(options.common,
                   {{"output", options.output},
                    {"width", filled.width},
                    {"height", filled.height},
                    {"marked_pixels", marked},
+                   {"unfilled_pixels", unfilled},
                    {"changed_pixels", changed},
                    {"seconds", seconds}},
                   {{"output", concat(printable(options.output), ", ", describe(filled))},

@@ -84,6 +84,7 @@ void run(const PictureOptions& options, const std::string& label, const MakePict
     const double seconds = stopwatch.seconds();
     progress.step("writing");
     write_image(options.output, result.image);
+    progress.clear();
     Json json = {{"output", options.output}, {"width", grey.width}, {"height", grey.height}, {"seconds", seconds}};
     json.update(result.numbers);
     ResultLines lines = {{"output", concat(printable(options.output), ", ", describe(result.image))},

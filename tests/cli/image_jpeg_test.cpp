@@ -65,6 +65,18 @@ TEST_F(JpegPicture, EveryTruncationIsExplained)
     }
 }
 
+TEST_F(JpegPicture, OversizedPicturesAreRefusedByTheirHeader)
+{
+    write_image(in_folder("a.jpg"), soft_picture(40, 30, 3));
+    std::string file = read_text("a.jpg");
+    const std::size_t frame = file.find("\xFF\xC0"); // behind it two bytes of length, one of bits, height and width
+    ASSERT_NE(frame, std::string::npos);
+    file.replace(frame + 5, 4, "\xEA\x60\xEA\x60"); // 60000 each
+    const std::string name = write_text("large.jpg", file);
+    EXPECT_TRUE(contains(error_of([&] { (void)probe_image(name); }),
+                         "large.jpg: found a picture of 60000 x 60000 pixels with 3 x 8 bit; expected at most"));
+}
+
 // An APP1 block behind the start of the file, as cameras write it.
 std::string with_orientation(const std::string& jpeg, bool is_big_endian, char orientation)
 {

@@ -94,6 +94,30 @@ TEST_F(Inpainting, ShowsItsProgressWhereItIsWanted)
     EXPECT_TRUE(contains(errors("always"), "inpainting ["));
 }
 
+TEST_F(Inpainting, TellsWhatItDoesNotFill)
+{
+    const auto fill = [&](const std::vector<std::pair<int, int>>& marked_places) {
+        Image mask = make_image(60, 50, 1, 8, "test");
+        std::fill_n(mask.data.get(), mask.bytes(), std::uint8_t{0});
+        for (const auto& [x, y] : marked_places)
+            mask.row(y)[x] = 255;
+        write_image(in_folder("places.pgm"), mask);
+        return run_panoval({"inpaint", "--json", in_folder("damaged.ppm"), "--mask", in_folder("places.pgm"), "-o",
+                            in_folder("out.ppm")});
+    };
+    const Outcome inside = fill({{1, 1}, {30, 30}, {58, 48}});
+    EXPECT_EQ(inside.err, "");
+    EXPECT_EQ(Json::parse(inside.out)["unfilled_pixels"], 0);
+    // A run of three from the top, one at the left, and the last pixel of a row, which its neighbour's mark grows into.
+    const Outcome border = fill({{30, 0}, {30, 1}, {30, 2}, {0, 20}, {58, 30}, {59, 30}});
+    EXPECT_EQ(Json::parse(border.out)["unfilled_pixels"], 4);
+    EXPECT_TRUE(contains(border.err, "damaged.ppm: found 4 of 6 marked pixels at the picture's border")) << border.err;
+    const Image before = read_image(in_folder("damaged.ppm"));
+    const Image after = read_image(in_folder("out.ppm"));
+    EXPECT_EQ(after.row(2)[90], before.row(2)[90]);
+    EXPECT_EQ(after.row(20)[0], before.row(20)[0]);
+}
+
 TEST_F(Inpainting, TakesAnAlphaChannelAsMask)
 {
     Image with_alpha = read_image(in_folder("damaged.ppm"));

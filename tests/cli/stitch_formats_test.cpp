@@ -259,6 +259,13 @@ std::vector<std::uint8_t> colour_profile()
     return profile;
 }
 
+Image make_zero_mask(std::int32_t width, std::int32_t height)
+{
+    Image mask = make_image(width, height, 1, 8, "test");
+    std::fill_n(mask.data.get(), mask.bytes(), std::uint8_t{0});
+    return mask;
+}
+
 // The panorama's colours mean what the pictures' colours mean.
 TEST_F(StitchFormats, AColourProfileIsPassedOn)
 {
@@ -271,6 +278,9 @@ TEST_F(StitchFormats, AColourProfileIsPassedOn)
         const std::string out = in_folder(concat("out.", format));
         stitch({"-o", out, name + "@0,0", name + "@3,0"});
         EXPECT_EQ(read_image(out).profile, image.profile) << format;
+        write_image(in_folder("mask.png"), make_zero_mask(8, 8));
+        EXPECT_EQ(run_panoval({"inpaint", name, "--mask", in_folder("mask.png"), "-o", out}).exit_code, 0);
+        EXPECT_EQ(read_image(out).profile, image.profile) << format << " repaired";
     }
     image.profile.clear();
     write_image(in_folder("plain.png"), image);
