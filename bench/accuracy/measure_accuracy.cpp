@@ -177,13 +177,18 @@ void study_clean(Table& table, int trials)
                                 .phase_y = sequence.between(4, -0.5, 0.5)});
 }
 
-// Discs of some radii moved through one pixel in x, for several places in y.
+// Discs of some radii, and ellipses that lie aslant, moved through one pixel in x, for several places in y.
 void study_phase(Table& table)
 {
     for (const double radius : {4.0, 8.0, 16.0, 40.0})
         for (int i = 0; i <= 50; ++i)
-            for (int j = 0; j < 10; ++j)
-                table.measure("phase", {.radius = radius, .phase_x = i / 50.0 - 0.5, .phase_y = j / 10.0 - 0.5});
+            for (int j = 0; j < 10; ++j) {
+                const double x = i / 50.0 - 0.5;
+                const double y = j / 10.0 - 0.5;
+                table.measure("phase", {.radius = radius, .phase_x = x, .phase_y = y});
+                table.measure("phase_aslant",
+                              {.radius = radius, .aspect = 0.6, .angle = kPi / 6, .phase_x = x, .phase_y = y});
+            }
 }
 
 // Ellipses turned through half a circle in steps of a degree, and close to 45 degrees in finer ones.

@@ -189,18 +189,41 @@ def draw_over_radius(clean, everything):
         figure.write(HERE / f"axes_radius_{name}.svg")
 
 
-def draw_over_phase(rows):
-    figure = Figure("Error of a disc's centre x over its place within the pixel",
-                    "centre x minus the pixel's centre, pixels (mean of 10 places in y)", "pixels", (-0.5, 0.5),
+def mean_over_phase(rows, column, scale=1):
+    points = []
+    for x, same in groups(rows, "phase_x"):
+        values = finite(r[column] for r in same if r["found"])
+        if values:
+            points.append((x, scale * sum(values) / len(values)))
+    return points
+
+
+def spread_over_phase(rows, radius, column, scale=1):
+    """Largest minus smallest mean."""
+    values = [y for _, y in mean_over_phase([r for r in rows if r["radius"] == radius], column, scale)]
+    return max(values) - min(values)
+
+
+def draw_over_phase(discs, aslant):
+    x_label = "centre x minus the pixel's centre, pixels (mean of 10 places in y)"
+    figure = Figure("Error of a disc's centre x over its place within the pixel", x_label, "pixels", (-0.5, 0.5),
                     (-0.4, 0.4))
-    for (radius, discs), colour in zip(groups(rows, "radius"), COLOURS):
-        points = []
-        for x, same in groups(discs, "phase_x"):
-            values = finite(r["dx"] for r in same if r["found"])
-            if values:
-                points.append((x, sum(values) / len(values)))
-        figure.line(points, colour, f"radius {radius:g}")
+    for (radius, same), colour in zip(groups(discs, "radius"), COLOURS):
+        figure.line(mean_over_phase(same, "dx"), colour, f"radius {radius:g}")
     figure.write(HERE / "centre_phase.svg")
+
+    figure = Figure("Errors of the semi-axes over the place within the pixel, aspect 0.6, at 30 degrees", x_label,
+                    "pixels", (-0.5, 0.5), (-0.8, 0.4))
+    for (radius, same), colour in zip(groups(aslant, "radius"), COLOURS):
+        figure.line(mean_over_phase(same, "dmajor"), colour, f"radius {radius:g}: major")
+        figure.line(mean_over_phase(same, "dminor"), colour, f"radius {radius:g}: minor", True)
+    figure.write(HERE / "axes_phase.svg")
+
+    figure = Figure("Error of the angle over the place within the pixel, aspect 0.6, at 30 degrees", x_label,
+                    "degrees", (-0.5, 0.5), (-6, 6))
+    for (radius, same), colour in zip(groups(aslant, "radius"), COLOURS):
+        figure.line(mean_over_phase(same, "dangle", 180 / math.pi), colour, f"radius {radius:g}")
+    figure.write(HERE / "angle_phase.svg")
 
 
 def degrees(row):
@@ -340,6 +363,10 @@ def facts(rows):
         "major_near_axes": number(quantile([r["dmajor"] for r in near_axes], 0.5)),
         "minor_near_45": number(quantile([r["dminor"] for r in near_45], 0.5)),
         "minor_near_axes": number(quantile([r["dminor"] for r in near_axes], 0.5)),
+        "phase_major_4": number(spread_over_phase(study["phase_aslant"], 4, "dmajor")),
+        "phase_major_40": number(spread_over_phase(study["phase_aslant"], 40, "dmajor")),
+        "phase_angle_4": number(spread_over_phase(study["phase_aslant"], 4, "dangle", 180 / math.pi), 1),
+        "phase_angle_40": number(spread_over_phase(study["phase_aslant"], 40, "dangle", 180 / math.pi), 1),
         "phase_largest": number(max(abs(r["dx"]) for r in phase), 2),
     }
 
@@ -353,7 +380,7 @@ def main():
         rows = read(table)
     of = {name: [r for r in rows if r["study"] == name] for name in {r["study"] for r in rows}}
     draw_over_radius(of["clean"], of["everything"])
-    draw_over_phase(of["phase"])
+    draw_over_phase(of["phase"], of["phase_aslant"])
     draw_over_angle(of["angle"])
     draw_conditions(rows)
     draw_over_divisions(of["divisions"])
