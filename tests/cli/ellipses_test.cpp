@@ -248,18 +248,25 @@ TEST_F(Ellipses, TheRingFindsABrightMarkWhereverTheTargetIs)
     }
 }
 
+// Behind the last comma of a table. Lines end in "\r\n" on Windows.
+std::string last_field(const std::string& table)
+{
+    const std::string field = table.substr(table.rfind(',') + 1);
+    return field.substr(0, field.find_first_of("\r\n"));
+}
+
 TEST_F(Ellipses, ARingBeyondTheBorderIsNotLookedAt)
 {
-    write_image(in_folder("near.pgm"), render(80, 60, {{40, 21, 10}}));   // twice the size reaches row 1
+    write_image(in_folder("inside.pgm"), render(80, 60, {{40, 21, 10}})); // twice the size reaches row 1
     write_image(in_folder("beyond.pgm"), render(80, 60, {{40, 19, 10}})); // and here row -1
-    const Outcome near = run_panoval({"ellipses", "--csv", "--ring", in_folder("near.pgm")});
+    const Outcome inside = run_panoval({"ellipses", "--csv", "--ring", in_folder("inside.pgm")});
     const Outcome beyond = run_panoval({"ellipses", "--csv", "--ring", in_folder("beyond.pgm")});
-    EXPECT_EQ(near.out.substr(near.out.rfind(',')), ",0\n");
-    EXPECT_EQ(beyond.out.substr(beyond.out.rfind(',')), ",\n") << "not 0: it is not known";
+    EXPECT_EQ(last_field(inside.out), "0");
+    EXPECT_EQ(last_field(beyond.out), "") << "not 0: it is not known";
     const Outcome json = run_panoval({"ellipses", "--json", "--ring", in_folder("beyond.pgm")});
     EXPECT_EQ(target_at(json, 40, 19).at("ring_inside_picture"), false);
     const Outcome table = run_panoval({"ellipses", "--ring", in_folder("beyond.pgm")});
-    EXPECT_TRUE(contains(table.out, "  outside\n")) << table.out;
+    EXPECT_TRUE(contains(table.out, "  outside")) << table.out;
 }
 
 TEST_F(Ellipses, ARingReachesAsFarAsItsAxesAlone)
