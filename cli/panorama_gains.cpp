@@ -3,7 +3,6 @@
 
 #include "cli/common_options.h"
 #include "cli/errors.h"
-#include "cli/output_file.h"
 #include "cli/utf8.h"
 
 #include <nlohmann/json.hpp>
@@ -190,14 +189,12 @@ void apply_gain(Image& image, double gain)
     gain_compensator_apply(&record, 0, &mat);
 }
 
-void save_gains(const std::string& name, const PanoramaPlan& plan, const std::vector<double>& gains)
+void write_gains(OutputFile& output, const PanoramaPlan& plan, const std::vector<double>& gains)
 {
     Json entries = Json::array();
     for (std::size_t i = 0; i < gains.size(); ++i)
         entries.push_back({{"file", plan.layers[i].file}, {"layer", plan.layers[i].layer}, {"gain", gains[i]}});
-    OutputFile output(name);
     output.write(Json{{"gains", entries}}.dump(2, ' ', false, Json::error_handler_t::replace) + "\n");
-    output.commit();
 }
 
 std::vector<double> load_gains(const std::string& name, const PanoramaPlan& plan)

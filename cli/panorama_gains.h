@@ -3,6 +3,7 @@
 #pragma once
 
 #include "cli/image.h"
+#include "cli/output_file.h"
 #include "cli/panorama_plan.h"
 #include "cli/picture_store.h"
 #include "cli/progress.h"
@@ -42,8 +43,9 @@ std::size_t gain_pass_steps(const PanoramaPlan& plan);
 // Multiplies the samples in place.
 void apply_gain(Image& image, double gain);
 
-// A JSON file of names and gains. Loading fails unless the file has a gain for each picture, in the plan's order.
-void save_gains(const std::string& name, const PanoramaPlan& plan, const std::vector<double>& gains);
+// A JSON file of names and gains. Writing does not commit; loading fails unless the file has a gain for each picture,
+// in the plan's order.
+void write_gains(OutputFile& output, const PanoramaPlan& plan, const std::vector<double>& gains);
 std::vector<double> load_gains(const std::string& name, const PanoramaPlan& plan);
 
 } // namespace panoval::cli

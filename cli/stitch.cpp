@@ -96,10 +96,10 @@ struct Preparation {
     int working_bits = 0; // of the pictures as they are blended
     int bands = 0;
     CanvasGrid grid;
-    bool holds_pictures = false; // all at once, so that each is read once
-    bool writes_rows = false;    // of tiles as they come, so that the panorama never is in memory
-    bool has_measured_gains = false;
-    std::vector<double> gains;
+    bool holds_pictures = false;         // all at once, so that each is read once
+    bool writes_rows = false;            // of tiles as they come, so that the panorama never is in memory
+    bool measures_gains = false;         // neither switched off nor in a file that exists
+    std::vector<double> gains;           // loaded, or 1 until they are measured
     std::vector<OverlapQuality> quality; // where the report or JSON wants it
 };
 
@@ -141,6 +141,15 @@ void plan_memory(const StitchOptions& options, Preparation& preparation)
     preparation.grid = *grid;
 }
 
+void prepare_gains(const StitchOptions& options, Preparation& preparation)
+{
+    const bool has_file = !options.gains.empty() && file_exists(options.gains);
+    preparation.measures_gains = !options.has_no_gain && !has_file;
+    preparation.gains.assign(preparation.plan.layers.size(), 1.0);
+    if (has_file)
+        preparation.gains = load_gains(options.gains, preparation.plan);
+}
+
 Preparation prepare(const StitchOptions& options)
 {
     Preparation preparation;
@@ -154,6 +163,7 @@ Preparation prepare(const StitchOptions& options)
     preparation.bands = bands_for(options, preparation.overlaps);
     plan_memory(options, preparation);
     check_outputs(options, plan);
+    prepare_gains(options, preparation);
     return preparation;
 }
 
@@ -167,11 +177,9 @@ std::uint64_t first_pass_budget(const PanoramaPlan& plan, std::uint64_t other_by
 // The pass over the overlaps, if anybody wants what it finds.
 void measure(const StitchOptions& options, Preparation& preparation, PictureStore& store, Progress& progress)
 {
-    const bool has_gains_file = !options.gains.empty() && file_exists(options.gains);
     const bool wants_quality = (!options.report.empty() || options.common.wants_json) && !preparation.overlaps.empty();
-    preparation.gains.assign(preparation.plan.layers.size(), 1.0);
     GainPass pass;
-    pass.wants_gains = !options.has_no_gain && !has_gains_file && !preparation.overlaps.empty();
+    pass.wants_gains = preparation.measures_gains && !preparation.overlaps.empty();
     std::vector<OverlapCounts> counts;
     if (!preparation.holds_pictures)
         store.set_budget(
@@ -183,11 +191,11 @@ void measure(const StitchOptions& options, Preparation& preparation, PictureStor
             counts.emplace_back(overlap, preparation.plan, first, second);
         };
     }
-    if (pass.wants_gains || wants_quality)
-        preparation.gains = run_gain_pass(preparation.plan, preparation.overlaps, store, pass, progress);
-    if (has_gains_file)
-        preparation.gains = load_gains(options.gains, preparation.plan);
-    preparation.has_measured_gains = !options.has_no_gain && !has_gains_file;
+    if (pass.wants_gains || wants_quality) {
+        auto measured = run_gain_pass(preparation.plan, preparation.overlaps, store, pass, progress);
+        if (pass.wants_gains)
+            preparation.gains = std::move(measured);
+    }
     for (std::size_t i = 0; i < counts.size(); ++i)
         preparation.quality.push_back(counts[i].quality(preparation.gains[preparation.overlaps[i].first],
                                                         preparation.gains[preparation.overlaps[i].second]));
@@ -371,9 +379,9 @@ std::string gains_in_words(const StitchOptions& options, const Preparation& prep
         return "none";
     const auto [least, most] = std::minmax_element(preparation.gains.begin(), preparation.gains.end());
     const std::string range = concat(fixed(*least, 3), " to ", fixed(*most, 3));
-    return options.gains.empty() ? range
-                                 : concat(range, preparation.has_measured_gains ? ", saved in " : ", loaded from ",
-                                          printable(options.gains));
+    return options.gains.empty()
+               ? range
+               : concat(range, preparation.measures_gains ? ", saved in " : ", loaded from ", printable(options.gains));
 }
 
 void print_outcome(const StitchOptions& options, const Preparation& preparation, double seconds)
@@ -418,12 +426,13 @@ void stitch(const StitchOptions& options)
     const Stopwatch stopwatch;
     (void)most_bits_of(options.output); // an unknown ending is known at once
     Preparation preparation = prepare(options);
-    if (!options.gains.empty() && !file_exists(options.gains))
-        OutputFile(options.gains); // a place that cannot be written to is known at once
     OutputFile output(options.output);
     std::unique_ptr<OutputFile> report;
     if (!options.report.empty())
         report = std::make_unique<OutputFile>(options.report);
+    std::unique_ptr<OutputFile> gains;
+    if (!options.gains.empty() && preparation.measures_gains)
+        gains = std::make_unique<OutputFile>(options.gains);
     ColourProfiles profiles;
     {
         const std::size_t steps =
@@ -449,9 +458,11 @@ void stitch(const StitchOptions& options)
             report->write(report_page({preparation.plan, preparation.gains, preparation.quality, panorama,
                                        options.output, blend_in_words(options, preparation)}));
     }
-    if (!options.gains.empty() && preparation.has_measured_gains)
-        save_gains(options.gains, preparation.plan, preparation.gains);
+    if (gains != nullptr)
+        write_gains(*gains, preparation.plan, preparation.gains);
     output.commit();
+    if (gains != nullptr)
+        gains->commit();
     if (report != nullptr)
         report->commit();
     profiles.warn(options.common);

@@ -180,6 +180,21 @@ TEST_F(StitchGains, GainsOfOtherPicturesAreRefused)
     refused(R"({"gains": [{"file": "shot0.pgm"}, {"file": "shot1.pgm"}, {"file": "shot2.pgm"}]})");
 }
 
+// A picture that ends in its pixels is noticed when it is read; what is wrong with the gains, before that.
+TEST_F(StitchGains, GainsThatCannotBeLoadedOrSavedAreKnownBeforeThePicturesAreRead)
+{
+    const std::string bad = write_text("bad.pgm", "P2\n2 2\n255\n1 2 3") + "@0,0";
+    const std::string other = write_text("other.json", R"({"gains": []})");
+    const Outcome load = stitch({bad}, {"-o", in_folder("o.pgm"), "--gains", other});
+    EXPECT_EQ(load.exit_code, 3);
+    EXPECT_TRUE(contains(load.err, "other.json: found 0 gains")) << load.err;
+    const Outcome save = stitch({bad}, {"-o", in_folder("o.pgm"), "--gains", in_folder("none/g.json")});
+    EXPECT_EQ(save.exit_code, 4);
+    EXPECT_TRUE(contains(save.err, "g.json: found no folder")) << save.err;
+    EXPECT_EQ(stitch({bad}, {"-o", in_folder("o.pgm"), "--gains", in_folder("g.json")}).exit_code, 3);
+    EXPECT_EQ(names().size(), 2u) << "nothing is left behind";
+}
+
 TEST_F(StitchGains, BandsAreChosenFromTheNarrowestOverlap)
 {
     const auto inputs = shoot_all(1, 8); // overlaps 40 pixels wide: 8 x 4 fit, 8 x 8 do not
