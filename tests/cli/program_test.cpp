@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <sstream>
 
 namespace panoval::cli::test
@@ -16,12 +17,20 @@ namespace
 constexpr const char* kCommands[] = {"stitch", "ellipses", "edges",    "inpaint",
                                      "smooth", "gradient", "distance", "threshold"};
 
+// With the line ends of every system the same.
+std::string lines_of(const Outcome& outcome)
+{
+    std::string text = outcome.out;
+    text.erase(std::remove(text.begin(), text.end(), '\r'), text.end());
+    return text;
+}
+
 TEST(Program, HelpTellsTheCommandsAndTheExitCodes)
 {
     const Outcome outcome = run_panoval({"--help"});
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_TRUE(contains(outcome.out, "Exit codes:")) << outcome.out;
-    EXPECT_TRUE(contains(outcome.out, "\nCommands:\n")) << outcome.out;
+    EXPECT_TRUE(contains(lines_of(outcome), "\nCommands:\n")) << outcome.out;
     for (const char* const command : kCommands)
         EXPECT_TRUE(contains(outcome.out, concat("\n  ", command, " "))) << command;
     EXPECT_EQ(outcome.err, "");
@@ -33,7 +42,7 @@ TEST(Program, HelpOfEachCommandHasExamplesExitCodesAndTheKnownFormats)
         const Outcome outcome = run_panoval({command, "--help"});
         EXPECT_EQ(outcome.exit_code, 0);
         for (const std::string& words : {concat("\n  panoval ", command, " "), std::string("\nExit codes:\n")})
-            EXPECT_TRUE(contains(outcome.out, words)) << words;
+            EXPECT_TRUE(contains(lines_of(outcome), words)) << words;
 #ifdef PANOVAL_PNM_ONLY
         EXPECT_TRUE(contains(outcome.out, "This build reads and writes PNM pictures alone")) << outcome.out;
 #else
