@@ -115,7 +115,8 @@ std::string layout_drawing(const ReportData& data)
     return svg + "</svg>\n";
 }
 
-// Bars of the shares at each difference, after in front of before.
+// Bars of the shares at each difference, after beside before. The last bar is cut off where it would leave the others
+// flat.
 std::string distribution_drawing(const OverlapQuality& quality)
 {
     std::array<double, kBars> before = {};
@@ -124,11 +125,13 @@ std::string distribution_drawing(const OverlapQuality& quality)
         before[std::min(d, kBars - 1)] += quality.before.distribution[d];
         after[std::min(d, kBars - 1)] += quality.after.distribution[d];
     }
-    const double top = std::max(
-        {*std::max_element(before.begin(), before.end()), *std::max_element(after.begin(), after.end()), 1e-9});
+    const auto highest = [](const auto& shares) { return *std::max_element(shares.begin(), shares.end() - 1); };
+    double top = std::max(highest(before), highest(after));
+    if (top == 0)
+        top = 1;
     std::string svg = "<svg class=\"bars\" viewBox=\"0 0 192 50\" role=\"img\" aria-label=\"distribution\">\n";
     const auto bar = [&](std::size_t d, double share, double offset, const char* color) {
-        const double height = 48 * share / top;
+        const double height = 48 * std::min(share / top, 1.0);
         svg += concat("<rect x=\"", fixed(6.0 * static_cast<double>(d) + offset, 1), "\" y=\"", fixed(50 - height, 2),
                       "\" width=\"2.5\" height=\"", fixed(height, 2), "\" fill=\"", color, "\"/>");
     };
@@ -207,7 +210,8 @@ std::string report_page(const ReportData& data)
                    picture_rows(data), "</table>\n");
     page += "<h2>Overlaps</h2>\n<p>Absolute differences in grey levels of 255, where both pictures are covered, "
             "<span class=\"before\">before</span> and <span class=\"after\">after</span> the gains. The bars show how "
-            "often each difference from 0 to 30 occurs; the last one holds all larger ones.</p>\n";
+            "often each difference from 0 to 30 occurs; the last one stands for all larger ones and may be cut "
+            "off.</p>\n";
     page +=
         concat("<table id=\"overlaps\"><tr><th>pictures</th><th>shared pixels</th><th class=\"before\">mean</th>"
                "<th class=\"before\">median</th><th class=\"before\">95 %</th><th class=\"after\">mean</th>"

@@ -259,6 +259,17 @@ TEST_F(StitchGains, TheReportTellsWhichPictureIsBad)
     EXPECT_TRUE(contains(page, "</html>"));
 }
 
+// Before the gains nearly all differences are beyond the last bar.
+TEST_F(StitchGains, TheReportShowsSmallDifferencesBesideManyLargeOnes)
+{
+    const std::vector<std::string> inputs = {shoot("a.pgm", {0, 0, 60, 40, 0.4}, 1, 8),
+                                             shoot("b.pgm", {20, 0, 60, 40, 1.3}, 1, 8)};
+    ASSERT_EQ(stitch(inputs, {"-o", in_folder("out.pgm"), "--report", in_folder("r.html")}).exit_code, 0);
+    const std::string page = read_text("r.html");
+    EXPECT_TRUE(contains(page, R"(height="48.00" fill="#b9a06a")")) << "the last bar";
+    EXPECT_TRUE(contains(page, R"(height="48.00" fill="#2a6fb0")")) << "the highest one after the gains";
+}
+
 TEST_F(StitchGains, AReportThatCannotBeWrittenLeavesNoPanorama)
 {
     const auto inputs = shoot_all(1, 8);
