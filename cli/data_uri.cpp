@@ -3,7 +3,9 @@
 
 #include "cli/errors.h"
 
-#ifndef PANOVAL_PNM_ONLY
+#ifdef PANOVAL_PNM_ONLY
+#include "cli/stored_png.h"
+#else
 #include <png.h>
 #endif
 
@@ -13,17 +15,17 @@
 namespace panoval::cli
 {
 
+namespace
+{
+
 #ifdef PANOVAL_PNM_ONLY
 
-std::string picture_data_uri(const Image&)
+std::vector<std::uint8_t> png_of(const Image& image)
 {
-    return "";
+    return stored_png(image);
 }
 
 #else
-
-namespace
-{
 
 std::vector<std::uint8_t> png_of(const Image& image)
 {
@@ -39,6 +41,8 @@ std::vector<std::uint8_t> png_of(const Image& image)
     file.resize(bytes);
     return file;
 }
+
+#endif
 
 std::string base64(const std::vector<std::uint8_t>& bytes)
 {
@@ -62,7 +66,5 @@ std::string picture_data_uri(const Image& image)
 {
     return "data:image/png;base64," + base64(png_of(image));
 }
-
-#endif
 
 } // namespace panoval::cli

@@ -9,8 +9,8 @@
 namespace panoval::cli
 {
 
-// The picture as a data URI of a PNG file, 8 bit, grey or colour; its mask is left out. Empty where the program was
-// built without PNG.
+// The picture as a data URI of a PNG file, 8 bit, grey or colour; its mask is left out. Without
+// the PNG library it is not compressed.
 std::string picture_data_uri(const Image& image);
 
 } // namespace panoval::cli

@@ -14,14 +14,10 @@ namespace panoval::cli
 namespace
 {
 
-// A grey ground where there is no picture to show.
 std::string picture_element(const Image& grey)
 {
-    const std::string uri = picture_data_uri(grey);
-    if (uri.empty())
-        return concat("<rect width=\"", grey.width, "\" height=\"", grey.height, "\" fill=\"#888\"/>\n");
     return concat("<image width=\"", grey.width, "\" height=\"", grey.height,
-                  "\" style=\"image-rendering:pixelated\" href=\"", uri, "\"/>\n");
+                  "\" style=\"image-rendering:pixelated\" href=\"", picture_data_uri(grey), "\"/>\n");
 }
 
 std::string target_elements(const Target& target, std::size_t number)

@@ -195,15 +195,14 @@ const char* const kStyle =
 
 std::string report_page(const ReportData& data)
 {
-    const std::string uri = picture_data_uri(preview_of(data.panorama));
     const PanoramaPlan& plan = data.plan;
     std::string page = concat("<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>Panorama ",
                               escaped(data.output), "</title><style>", kStyle, "</style></head><body>\n");
     page += concat("<h1>", escaped(data.output), "</h1>\n<p>", plan.width, " x ", plan.height, " pixels of ",
                    plan.layers.size(), plan.layers.size() == 1 ? " picture, " : " pictures, ", escaped(data.blend),
                    "</p>\n<p class=\"summary\" id=\"summary\">", escaped(summary_of(data)), "</p>\n");
-    if (!uri.empty())
-        page += concat("<p><img id=\"panorama\" alt=\"the panorama\" src=\"", uri, "\"></p>\n");
+    page += concat("<p><img id=\"panorama\" alt=\"the panorama\" src=\"", picture_data_uri(preview_of(data.panorama)),
+                   "\"></p>\n");
     page += concat("<h2>Layout</h2>\n<p>Overlaps are coloured by their verdict.</p>\n", layout_drawing(data));
     page += concat("<h2>Pictures</h2>\n<table id=\"pictures\"><tr><th>number</th><th>picture</th><th>x, y</th>"
                    "<th>size</th><th>gain</th></tr>\n",

@@ -124,6 +124,8 @@ TEST_F(Ellipses, OverlaysShowTheTargets)
     EXPECT_EQ(overlay.row(90)[3 * 20], 210) << "the picture shows through";
     const std::string svg = read_text("over.svg");
     EXPECT_TRUE(contains(svg, "<svg xmlns=")) << svg.substr(0, 200);
+    EXPECT_TRUE(contains(svg, "<image width=\"150\" height=\"100\"")) << svg.substr(0, 400);
+    EXPECT_TRUE(contains(svg, "href=\"data:image/png;base64,iVBORw0KGgo")) << "the picture itself";
     std::size_t ellipses = 0;
     for (auto at = svg.find("<ellipse "); at != std::string::npos; at = svg.find("<ellipse ", at + 1))
         ++ellipses;

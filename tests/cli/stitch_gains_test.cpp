@@ -256,6 +256,7 @@ TEST_F(StitchGains, TheReportTellsWhichPictureIsBad)
     const std::string page = read_text("r.html");
     EXPECT_TRUE(contains(page, "shot1.ppm&#39; is probably") || contains(page, "shot1.ppm' is probably"));
     EXPECT_TRUE(contains(page, "Do not trust this seam"));
+    EXPECT_TRUE(contains(page, R"(<img id="panorama" alt="the panorama" src="data:image/png;base64,iVBORw0KGgo)"));
     EXPECT_TRUE(contains(page, "</html>"));
 }
 
