@@ -20,6 +20,7 @@ struct Color {
 constexpr Color kOutline = {255, 64, 32};
 constexpr Color kCentre = {0, 200, 255};
 constexpr Color kNumber = {255, 220, 0};
+constexpr Color kRim = {0, 0, 0}; // around numbers, which stand on light ground as a rule
 constexpr Color kFeature = {80, 255, 80};
 
 // 3 x 5 pixels each, one bit a pixel, rows from the top.
@@ -86,19 +87,31 @@ public:
         }
     }
 
-    void number(std::int64_t left, std::int64_t top, const std::string& digits, int scale, Color color)
+    void number(std::int64_t left, std::int64_t top, const std::string& digits, int scale)
+    {
+        for_each_dot(left, top, digits, scale, [&](std::int64_t x, std::int64_t y) {
+            for (int dy = -1; dy <= 1; ++dy)
+                for (int dx = -1; dx <= 1; ++dx)
+                    blend(x + dx, y + dy, 1.0, kRim);
+        });
+        for_each_dot(left, top, digits, scale, [&](std::int64_t x, std::int64_t y) { blend(x, y, 1.0, kNumber); });
+    }
+
+private:
+    template <class Paint>
+    static void for_each_dot(std::int64_t left, std::int64_t top, const std::string& digits, int scale,
+                             const Paint& paint)
     {
         for (const char digit : digits) {
             const auto& rows = kDigits[static_cast<std::size_t>(digit - '0')];
             for (int y = 0; y < 5 * scale; ++y)
                 for (int x = 0; x < 3 * scale; ++x)
                     if ((rows[static_cast<std::size_t>(y / scale)] >> (2 - x / scale)) & 1)
-                        blend(left + x, top + y, 1.0, color);
+                        paint(left + x, top + y);
             left += 4 * scale;
         }
     }
 
-private:
     Image& image_;
 };
 
@@ -126,8 +139,7 @@ Image draw_overlay(const Image& grey, const Measurement& measurement)
         for (const RingFeature& feature : target.ring)
             canvas.ellipse(feature.x, feature.y, 3, 3, 0, kFeature);
         canvas.number(std::llround(target.x + 0.75 * target.semi_major) + 2,
-                      std::llround(target.y - 0.75 * target.semi_major) - 5 * scale - 2, std::to_string(i + 1), scale,
-                      kNumber);
+                      std::llround(target.y - 0.75 * target.semi_major) - 5 * scale - 2, std::to_string(i + 1), scale);
     }
     return image;
 }

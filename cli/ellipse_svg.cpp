@@ -50,7 +50,8 @@ std::string overlay_svg(const Image& grey, const Measurement& measurement)
     std::string text = concat("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"", grey.width, "\" height=\"",
                               grey.height, "\" viewBox=\"0 0 ", grey.width, " ", grey.height, "\">\n");
     text += concat("<style>ellipse{fill:none;stroke:#ff4020;stroke-width:1}.centre{stroke:#00c8ff;stroke-width:1}"
-                   ".feature{fill:none;stroke:#50ff50;stroke-width:1}text{fill:#ffdc00;font:",
+                   ".feature{fill:none;stroke:#50ff50;stroke-width:1}text{fill:#ffdc00;stroke:#000;stroke-width:2;"
+                   "stroke-linejoin:round;paint-order:stroke;font:",
                    font, "px sans-serif}</style>\n");
     text += picture_element(grey);
     text += "<g transform=\"translate(0.5 0.5)\">\n";

@@ -112,6 +112,25 @@ TEST_F(Ellipses, ColourAndSixteenBitGiveTheSameTargets)
     EXPECT_EQ(Json::parse(outcome.out)["images"][0]["targets"], Json::parse(grey.out)["images"][0]["targets"]);
 }
 
+// Yellow alone could not be read on light ground.
+void expect_numbers_on_dark_rims(const Image& overlay)
+{
+    const auto is = [&](std::int32_t x, std::int32_t y, int red, int green, int blue) {
+        const std::uint8_t* const pixel = overlay.row(y) + 3 * x;
+        return pixel[0] == red && pixel[1] == green && pixel[2] == blue;
+    };
+    int dots = 0;
+    for (std::int32_t y = 1; y + 1 < overlay.height; ++y)
+        for (std::int32_t x = 1; x + 1 < overlay.width; ++x) {
+            if (!is(x, y, 255, 220, 0))
+                continue;
+            ++dots;
+            for (const std::int32_t side : {-1, 1})
+                EXPECT_TRUE(is(x + side, y, 255, 220, 0) || is(x + side, y, 0, 0, 0)) << x << ", " << y;
+        }
+    EXPECT_EQ(dots, 8 + 11) << "of a 1 and a 2";
+}
+
 TEST_F(Ellipses, OverlaysShowTheTargets)
 {
     const Outcome outcome =
@@ -122,6 +141,7 @@ TEST_F(Ellipses, OverlaysShowTheTargets)
     const std::uint8_t* const edge = overlay.row(31) + 3 * 28; // on the first disc's left edge
     EXPECT_GT(edge[0], edge[1] + 40) << "no red outline";
     EXPECT_EQ(overlay.row(90)[3 * 20], 210) << "the picture shows through";
+    expect_numbers_on_dark_rims(overlay);
     const std::string svg = read_text("over.svg");
     EXPECT_TRUE(contains(svg, "<svg xmlns=")) << svg.substr(0, 200);
     EXPECT_TRUE(contains(svg, "<image width=\"150\" height=\"100\"")) << svg.substr(0, 400);
