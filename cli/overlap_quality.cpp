@@ -83,6 +83,18 @@ std::string explain(Verdict verdict, const Differences& after)
     return "The rectangles meet, but no pixel is covered by both pictures.";
 }
 
+// Of the only poor overlap. The picture that agrees less with its other neighbours is the suspect.
+std::string suspect_of_two(const PanoramaPlan& plan, const Overlap& poor, const std::vector<std::size_t>& fair_of)
+{
+    const std::string first = plan.layers[poor.first].name();
+    const std::string second = plan.layers[poor.second].name();
+    if (fair_of[poor.first] == fair_of[poor.second])
+        return concat("Look at '", first, "' and '", second, "': their overlap is the only poor one.");
+    const bool is_first = fair_of[poor.first] > fair_of[poor.second];
+    return concat("'", is_first ? first : second, "' is probably the bad picture: its overlap with '",
+                  is_first ? second : first, "' is poor, and with others it is only fair.");
+}
+
 } // namespace
 
 std::string name_of(Verdict verdict)
@@ -172,21 +184,23 @@ OverlapQuality OverlapCounts::quality(double gain_first, double gain_second) con
 
 std::optional<std::string> find_suspect(const PanoramaPlan& plan, const std::vector<OverlapQuality>& overlaps)
 {
-    std::vector<std::size_t> poor_of(plan.layers.size());
-    std::size_t poor = 0;
-    const OverlapQuality* last = nullptr;
-    for (const OverlapQuality& quality : overlaps)
-        if (quality.verdict == Verdict::Poor) {
-            ++poor;
-            ++poor_of[quality.overlap.first];
-            ++poor_of[quality.overlap.second];
-            last = &quality;
-        }
+    const auto count_of = [&](Verdict verdict) {
+        std::vector<std::size_t> counts(plan.layers.size());
+        for (const OverlapQuality& quality : overlaps)
+            if (quality.verdict == verdict) {
+                ++counts[quality.overlap.first];
+                ++counts[quality.overlap.second];
+            }
+        return counts;
+    };
+    const auto is_poor = [](const OverlapQuality& quality) { return quality.verdict == Verdict::Poor; };
+    const auto poor = static_cast<std::size_t>(std::count_if(overlaps.begin(), overlaps.end(), is_poor));
     if (poor == 0)
         return std::nullopt;
+    const auto poor_of = count_of(Verdict::Poor);
     if (poor == 1)
-        return concat("Look at '", plan.layers[last->overlap.first].name(), "' and '",
-                      plan.layers[last->overlap.second].name(), "': their overlap is the only poor one.");
+        return suspect_of_two(plan, std::find_if(overlaps.begin(), overlaps.end(), is_poor)->overlap,
+                              count_of(Verdict::Fair));
     const auto most = std::max_element(poor_of.begin(), poor_of.end());
     const std::string name = plan.layers[static_cast<std::size_t>(most - poor_of.begin())].name();
     if (*most == poor)
