@@ -36,7 +36,10 @@ template <class Container>
     } else {
         std::free(m.data);
     }
-    m = {width, height, channels, block};
+    m.width = width;
+    m.height = height;
+    m.channels = channels;
+    m.data = block;
     return true;
 }
 

@@ -25,7 +25,7 @@ void prefer_large_pages(void* block, std::size_t bytes) noexcept
     const std::uintptr_t end = (start + bytes) / kPage * kPage;
     const int saved = errno;
     if (first < end)
-        (void)madvise(reinterpret_cast<void*>(first), end - first, MADV_HUGEPAGE);
+        (void)madvise(static_cast<char*>(block) + (first - start), end - first, MADV_HUGEPAGE);
     errno = saved;
 }
 

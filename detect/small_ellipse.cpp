@@ -123,8 +123,9 @@ Pixel pixel_of(std::int32_t index, std::int32_t width)
 double stretched_angle(const Image& image, const RingShape& target, std::int32_t index)
 {
     const Pixel pixel = pixel_of(index, image.width);
-    const double x = static_cast<double>(pixel.column) - image.width / 2;
-    const double y = static_cast<double>(pixel.row) - image.height / 2;
+    const Pixel middle = {image.width / 2, image.height / 2};
+    const double x = static_cast<double>(pixel.column) - middle.column;
+    const double y = static_cast<double>(pixel.row) - middle.row;
     const double stretch = target.a / target.b;
     return std::atan2(stretch * (y * target.cosine - x * target.sine), x * target.cosine + y * target.sine);
 }

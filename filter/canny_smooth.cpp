@@ -144,9 +144,10 @@ std::int32_t kernel_length(double sigma)
 HeapArray<double> make_kernel(std::int32_t length, double sigma)
 {
     HeapArray<double> kernel = allocate_or_end<double>(static_cast<std::size_t>(length), kNoKernel);
+    const std::int32_t half = length / 2;
     double sum = 0;
     for (std::int32_t i = 0; i < length; ++i) {
-        const double x = i - length / 2;
+        const double x = i - half;
         kernel[static_cast<std::size_t>(i)] =
             std::pow(kE, ((x * -0.5) * x) / (sigma * sigma)) / (std::sqrt(kTwoPi) * sigma);
         sum += kernel[static_cast<std::size_t>(i)];
