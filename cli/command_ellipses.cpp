@@ -97,17 +97,28 @@ void check_overlay(const EllipsesOptions& options, const std::string& option, co
     }
 }
 
+// The overlay of one picture may have the name of another one, as overlays of an earlier run have.
+void refuse_to_overwrite_pictures(const EllipsesOptions& options, const std::string& pattern)
+{
+    for (const std::string& input : options.inputs) {
+        const std::string name = overlay_name(pattern, input);
+        if (name.empty() || !file_exists(name))
+            continue;
+        for (const std::string& picture : options.inputs)
+            if (is_same_file(name, picture))
+                fail_usage(concat("the overlay '", printable(name),
+                                  "' is one of the pictures to measure; expected another name"));
+    }
+}
+
 void check(const EllipsesOptions& options)
 {
     if (options.wants_csv && options.common.wants_json)
         fail_usage("found both --json and --csv; expected one");
     check_overlay(options, "--svg", options.svg);
     check_overlay(options, "--png", options.picture);
-    for (const std::string& input : options.inputs)
-        for (const std::string& pattern : {options.svg, options.picture})
-            if (!pattern.empty() && is_same_file(overlay_name(pattern, input), input))
-                fail_usage(concat("the overlay '", printable(overlay_name(pattern, input)),
-                                  "' is the picture itself; expected another name"));
+    for (const std::string& pattern : {options.svg, options.picture})
+        refuse_to_overwrite_pictures(options, pattern);
     for (const std::string& input : options.inputs) {
         if (!options.picture.empty())
             check_output_format(overlay_name(options.picture, input), 3, 8, false);

@@ -223,6 +223,20 @@ TEST_F(Ellipses, OverlaysOfSeveralPicturesNeedAPlaceForTheirNames)
     EXPECT_FALSE(file_exists(in_folder("over.ppm")));
 }
 
+TEST_F(Ellipses, NoOverlayTakesThePlaceOfAPicture)
+{
+    const std::string one = write_two_discs("one.pnm");
+    const std::string earlier = write_two_discs("one-found.pnm");
+    const std::string before = read_text("one-found.pnm");
+    for (const char* const option : {"--png", "--svg"}) {
+        const Outcome outcome = run_panoval({"ellipses", one, earlier, option, in_folder("{}-found.pnm")});
+        EXPECT_EQ(outcome.exit_code, 2);
+        EXPECT_TRUE(contains(outcome.err, "one-found.pnm' is one of the pictures to measure")) << outcome.err;
+    }
+    EXPECT_TRUE(read_text("one-found.pnm") == before) << "the picture is lost";
+    EXPECT_EQ(names().size(), 2u);
+}
+
 TEST_F(Ellipses, AnOverlayThatCannotBeWrittenLeavesNothing)
 {
     const std::string two = write_two_discs();
