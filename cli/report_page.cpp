@@ -93,6 +93,12 @@ const char* color_of(Verdict verdict)
     return "#777";
 }
 
+// Rectangles that meet without a pixel that both pictures cover, as those of uncropped layers do, have no seam.
+bool has_seam(const OverlapQuality& quality)
+{
+    return quality.verdict != Verdict::NothingShared;
+}
+
 std::string layout_drawing(const ReportData& data)
 {
     const PanoramaPlan& plan = data.plan;
@@ -100,6 +106,8 @@ std::string layout_drawing(const ReportData& data)
     std::string svg = concat("<svg class=\"layout\" viewBox=\"", -line, " ", -line, " ", plan.width + 2 * line, " ",
                              plan.height + 2 * line, "\" role=\"img\" aria-label=\"layout\">\n");
     for (const OverlapQuality& quality : data.overlaps) {
+        if (!has_seam(quality))
+            continue;
         const Roi& region = quality.overlap.region;
         svg += concat("<rect x=\"", region.x, "\" y=\"", region.y, "\" width=\"", region.width, "\" height=\"",
                       region.height, "\" fill=\"", color_of(quality.verdict), "\" fill-opacity=\"0.45\"/>\n");
@@ -163,18 +171,31 @@ std::string difference_cells(const Differences& differences)
 std::string overlap_rows(const ReportData& data)
 {
     std::string rows;
-    for (const OverlapQuality& quality : data.overlaps)
+    for (const OverlapQuality& quality : data.overlaps) {
+        if (!has_seam(quality))
+            continue;
         rows +=
             concat("<tr><td>", quality.overlap.first + 1, " and ", quality.overlap.second + 1, "</td><td>",
                    quality.shared_pixels, "</td>", difference_cells(quality.before), difference_cells(quality.after),
                    "<td>", distribution_drawing(quality), "</td><td><b style=\"color:", color_of(quality.verdict),
                    "\">", name_of(quality.verdict), "</b><br>", escaped(quality.explanation), "</td></tr>\n");
+    }
     return rows;
+}
+
+std::string sentence_about_others(const ReportData& data)
+{
+    const auto others = data.overlaps.size() -
+                        static_cast<std::size_t>(std::count_if(data.overlaps.begin(), data.overlaps.end(), has_seam));
+    if (others == 0)
+        return "";
+    return concat("<p>", others, others == 1 ? " pair of rectangles meets" : " pairs of rectangles meet",
+                  " without a pixel that both pictures cover.</p>\n");
 }
 
 std::string summary_of(const ReportData& data)
 {
-    if (data.overlaps.empty())
+    if (std::none_of(data.overlaps.begin(), data.overlaps.end(), has_seam))
         return "No two pictures overlap: there is no seam to judge.";
     if (const auto suspect = find_suspect(data.plan, data.overlaps))
         return *suspect;
@@ -215,7 +236,7 @@ std::string report_page(const ReportData& data)
         concat("<table id=\"overlaps\"><tr><th>pictures</th><th>shared pixels</th><th class=\"before\">mean</th>"
                "<th class=\"before\">median</th><th class=\"before\">95 %</th><th class=\"after\">mean</th>"
                "<th class=\"after\">median</th><th class=\"after\">95 %</th><th>distribution</th><th>seam</th></tr>\n",
-               overlap_rows(data), "</table>\n</body></html>\n");
+               overlap_rows(data), "</table>\n", sentence_about_others(data), "</body></html>\n");
     return page;
 }
 

@@ -271,6 +271,37 @@ TEST_F(StitchGains, TheReportShowsSmallDifferencesBesideManyLargeOnes)
     EXPECT_TRUE(contains(page, R"(height="48.00" fill="#2a6fb0")")) << "the highest one after the gains";
 }
 
+// Three layers as large as the canvas, of which each shows a third and a bit.
+TEST_F(StitchGains, TheReportLeavesOutRectanglesThatMeetWithoutASharedPixel)
+{
+    std::vector<std::string> inputs;
+    for (std::int32_t i = 0; i < 3; ++i) {
+        Image mask = make_image(120, 40, 1, 8, "test");
+        for (std::int32_t y = 0; y < mask.height; ++y)
+            for (std::int32_t x = 0; x < mask.width; ++x)
+                mask.row(y)[x] = x >= 40 * i - 5 && x < 40 * i + 45 ? 255 : 0;
+        write_image(in_folder(concat("m", i, ".pgm")), mask);
+        inputs.push_back(
+            concat(shoot(concat("p", i, ".pgm"), {0, 0, 120, 40, 1}, 1, 8), ":", in_folder(concat("m", i, ".pgm"))));
+    }
+    const auto count_of = [](const std::string& text, const std::string& part) {
+        std::size_t count = 0;
+        for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1))
+            ++count;
+        return count;
+    };
+    const Outcome three = stitch(inputs, {"-o", in_folder("o.pgm"), "--report", in_folder("r.html")});
+    ASSERT_EQ(three.exit_code, 0) << three.err;
+    EXPECT_EQ(Json::parse(three.out)["overlaps"].size(), 3u);
+    const std::string page = read_text("r.html");
+    EXPECT_EQ(count_of(page, "<svg class=\"bars\""), 2u);
+    EXPECT_TRUE(contains(page, "1 pair of rectangles meets without"));
+    EXPECT_TRUE(contains(page, "All overlaps agree well."));
+
+    ASSERT_EQ(stitch({inputs[0], inputs[2]}, {"-o", in_folder("o.pgm"), "--report", in_folder("r.html")}).exit_code, 0);
+    EXPECT_TRUE(contains(read_text("r.html"), "No two pictures overlap: there is no seam to judge."));
+}
+
 TEST_F(StitchGains, AReportThatCannotBeWrittenLeavesNoPanorama)
 {
     const auto inputs = shoot_all(1, 8);
