@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -102,9 +103,15 @@ public:
 
     void feed(const PlacedLayer& layer, const Image& image) override
     {
+        const std::optional<Point> covered = find_covered(image, layer.corner);
+        if (!covered)
+            return; // adds nothing here
         const Mat mat = borrow_mat(image);
         const Matb mask = borrow_mask(image);
+        const float weight = weight_at(*covered);
         multi_band_blender_feed(&blender_, &mat, &mask, layer.corner);
+        if (!(weight_at(*covered) > weight)) // the library leaves out a picture for which it has no memory
+            fail_memory(output_, bytes_ + 16 * image.bytes() / 3);
     }
 
     Image blend(int bits) override
@@ -124,6 +131,33 @@ public:
     }
 
 private:
+    // A pixel of the canvas that the picture covers.
+    std::optional<Point> find_covered(const Image& image, Point corner) const
+    {
+        const Roi& canvas = blender_.dstRoi;
+        const std::int32_t left = std::max(canvas.x, corner.x);
+        const std::int32_t right = std::min(canvas.x + canvas.width, corner.x + image.width);
+        const std::int32_t bottom = std::min(canvas.y + canvas.height, corner.y + image.height);
+        for (std::int32_t y = std::max(canvas.y, corner.y); y < bottom && left < right; ++y) {
+            const std::uint8_t* const row =
+                image.mask.get() + static_cast<std::size_t>(y - corner.y) * static_cast<std::size_t>(image.width);
+            const std::uint8_t* const end = row + (right - corner.x);
+            const std::uint8_t* const at =
+                std::find_if(row + (left - corner.x), end, [](std::uint8_t value) { return value != 0; });
+            if (at != end)
+                return Point{corner.x + static_cast<std::int32_t>(at - row), y};
+        }
+        return std::nullopt;
+    }
+
+    float weight_at(Point at) const
+    {
+        const Matf& weights = blender_.dstBandWeights[0];
+        return weights
+            .data[static_cast<std::size_t>(at.y - blender_.dstRoi.y) * static_cast<std::size_t>(weights.width) +
+                  static_cast<std::size_t>(at.x - blender_.dstRoi.x)];
+    }
+
     // Pixels of the panorama that follow each other in memory.
     struct Run {
         std::size_t first;

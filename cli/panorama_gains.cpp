@@ -65,7 +65,14 @@ Image halved_cut(const Image& image, Point corner, const Roi& region)
 class Compensator
 {
 public:
-    explicit Compensator(std::size_t count) { gain_compensator_init_start(&record_, static_cast<std::int32_t>(count)); }
+    explicit Compensator(std::size_t count)
+    {
+        gain_compensator_init_start(&record_, static_cast<std::int32_t>(count));
+        if (record_.counts.data == nullptr) {
+            gain_compensator_free(&record_);
+            fail_memory("the gains", count * count * sizeof(double));
+        }
+    }
     Compensator(const Compensator&) = delete;
     Compensator& operator=(const Compensator&) = delete;
     ~Compensator()

@@ -344,6 +344,23 @@ TEST(CanvasTiles, HoldTheSameSums)
     EXPECT_GT(same, 1000000);
 }
 
+TEST(PanoramaBlender, TakesPicturesThatCoverNothing)
+{
+    PanoramaPlan plan = canvas(100, 70, 3);
+    add_layer(plan, {0, 0}, 100, 70);
+    std::vector<Image> images;
+    images.push_back(make_image(100, 70, 3, 8, "test"));
+    std::memset(images[0].data.get(), 100, images[0].bytes());
+    ensure_mask(images[0], "test");
+    const auto brightest = [&] {
+        const Image blended = blend_tile(plan, cut_canvas(plan, 3, 1, 1).tile(0), 3, images);
+        return *std::max_element(blended.data.get(), blended.data.get() + blended.bytes());
+    };
+    EXPECT_NEAR(brightest(), 100, 1);
+    std::memset(images[0].mask.get(), 0, images[0].pixels());
+    EXPECT_EQ(brightest(), 0);
+}
+
 TEST(CanvasPages, AreLeftAloneWhereTheCanvasIsEmpty)
 {
     PanoramaPlan plan = canvas(1000, 500, 3);

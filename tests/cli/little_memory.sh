@@ -82,5 +82,6 @@ grow out.pgm edges grey.pgm
 grow out.pgm edges grey.pgm --sigma 20
 grow out.pgm distance dots.pgm
 grow out.ppm inpaint colour.ppm --mask holes.pgm
-step=3000
+step=1000
 grow out.ppm stitch colour.ppm@0,0 colour.ppm@300,7 --blend feather
+grow out.ppm stitch colour.ppm@0,0 colour.ppm@300,7 --bands 4
