@@ -252,13 +252,19 @@ Image blend_one_by_one(const StitchOptions& options, const Preparation& preparat
 
 using Blenders = std::vector<std::unique_ptr<PanoramaBlender>>; // one for each tile, or null
 
-// Those of the tiles that are blended first.
-Blenders make_first_blenders(const StitchOptions& options, const Preparation& preparation)
+// The pass over the overlaps, and meanwhile the blenders of the tiles that come first: the system takes its time over
+// their memory.
+Blenders measure_and_open_blenders(const StitchOptions& options, Preparation& preparation, PictureStore& store,
+                                   Progress& progress)
 {
     keep_freed_blocks(); // those of a tile, for the next one
     Blenders blenders(preparation.grid.size());
-    for (std::size_t i = 0; i < std::min(blenders.size(), parallel_calls()); ++i)
-        blenders[i] = make_blender(options, preparation, preparation.grid.tile(i));
+    run_in_parallel(1 + std::min(blenders.size(), parallel_calls()), [&](std::size_t task) {
+        if (task == 0)
+            measure(options, preparation, store, progress);
+        else
+            blenders[task - 1] = make_blender(options, preparation, preparation.grid.tile(task - 1));
+    });
     return blenders;
 }
 
@@ -442,12 +448,7 @@ void stitch(const StitchOptions& options)
         Blenders blenders;
         if (preparation.holds_pictures) {
             store.load_all();
-            run_in_parallel(2, [&](std::size_t task) {
-                if (task == 0)
-                    measure(options, preparation, store, progress);
-                else
-                    blenders = make_first_blenders(options, preparation);
-            });
+            blenders = measure_and_open_blenders(options, preparation, store, progress);
         } else {
             measure(options, preparation, store, progress);
         }
