@@ -82,6 +82,7 @@ void spread_samples(const std::uint8_t* samples, std::size_t count, std::uint8_t
 Block allocate_provided(std::size_t bytes, const std::string& file)
 {
     Block block = allocate_block(bytes, file);
+    prefer_large_pages(block.get(), bytes);
     (void)provide_pages(block.get(), bytes);
     return block;
 }

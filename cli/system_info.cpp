@@ -96,7 +96,6 @@ void try_large_pages(Span span)
         Span page = span;
         page.end = page.first + kLargePage;
         const double start = processor_seconds();
-        (void)page.advise(MADV_HUGEPAGE);
         if (!page.advise(MADV_POPULATE_WRITE))
             return;
         if (processor_seconds() - start > kSlowSeconds)
@@ -108,6 +107,11 @@ void try_large_pages(Span span)
 #endif
 
 } // namespace
+
+void prefer_large_pages(void* block, std::size_t bytes)
+{
+    (void)Span(block, bytes, kLargePage).advise(MADV_HUGEPAGE);
+}
 
 bool provide_pages(void* block, std::size_t bytes)
 {
@@ -122,6 +126,8 @@ bool provide_pages(void* block, std::size_t bytes)
 }
 
 #else
+
+void prefer_large_pages(void*, std::size_t) {}
 
 bool provide_pages(void*, std::size_t)
 {
