@@ -78,12 +78,10 @@ void spread_samples(const std::uint8_t* samples, std::size_t count, std::uint8_t
         std::memcpy(color + i * step, samples + i * Size, Size);
 }
 
-// A block all of which is going to be written.
-Block allocate_provided(std::size_t bytes, const std::string& file)
+Block allocate_large(std::size_t bytes, const std::string& file)
 {
     Block block = allocate_block(bytes, file);
     prefer_large_pages(block.get(), bytes);
-    (void)provide_pages(block.get(), bytes);
     return block;
 }
 
@@ -104,9 +102,9 @@ constexpr Orientation kOrientations[] = {
 ImageBuilder::ImageBuilder(const std::string& file, const ImageInfo& info)
 {
     static_cast<ImageInfo&>(image_) = info;
-    image_.data = allocate_provided(image_.bytes(), file);
+    image_.data = allocate_large(image_.bytes(), file);
     if (info.has_alpha)
-        alpha_ = allocate_provided(image_.pixels() * image_.sample_bytes(), file);
+        alpha_ = allocate_large(image_.pixels() * image_.sample_bytes(), file);
 }
 
 std::uint8_t* ImageBuilder::color_at(std::int32_t x, std::int32_t y)
