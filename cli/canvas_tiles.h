@@ -46,7 +46,7 @@ struct CanvasGrid {
 };
 
 // The canvas in at most so many columns and rows of tiles, all with about as many pixels to blend; fewer where they
-// would overlap by more than is their own.
+// would overlap by more than is their own, or where no border between them leaves every sum as it is.
 CanvasGrid cut_canvas(const PanoramaPlan& plan, int bands, std::size_t most_columns, std::size_t most_rows);
 
 // What the multi-band blender takes for so many pixels of the canvas, in bytes.
