@@ -10,11 +10,12 @@ allowed() {
     io | filter | exposure | inpaint) echo core ;;
     detect) echo core filter ;;
     blend) echo core filter exposure ;;
+    measure) echo core filter detect ;;
     esac
 }
 
 status=0
-for folder in core io filter exposure blend inpaint detect libmath cli; do
+for folder in core io filter exposure blend inpaint detect measure libmath cli; do
     [ -d "$folder" ] || continue
     pattern="^($folder"
     for other in $(allowed "$folder"); do
@@ -24,7 +25,7 @@ for folder in core io filter exposure blend inpaint detect libmath cli; do
     # "panoval.h" is the public header; libmath's header stands for the library that is imported.
     bad=$(grep -rnE '^ *#include "|HWY_TARGET_INCLUDE "' --include='*.cpp' --include='*.h' "$folder" |
         sed -E 's/^([^:]*:[0-9]+):[^"]*"([^"]*)".*/\1 \2/' |
-        awk -v pattern="$pattern" '$2 !~ pattern && $2 != "panoval.h" && $2 != "libmath/libmath.h"') || true
+        awk -v pattern="$pattern" '$2 !~ pattern && $2 !~ /^panoval(_measure)?\.h$/ && $2 != "libmath/libmath.h"') || true
     if [ "$folder" = cli ] || [ "$folder" = io ]; then
         math=$(grep -rnE '#include "libmath/' "$folder" || true)
         bad="$bad$math"

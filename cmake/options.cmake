@@ -42,6 +42,35 @@ if(PANOVAL_SANITIZE)
     add_link_options(-fsanitize=address,undefined)
 endif()
 
+# The names of a list in tests/interface, for a linker's file: FORMAT is what stands for one name, with @ in its place.
+function(panoval_exported_names list format result)
+    file(STRINGS "${CMAKE_SOURCE_DIR}/tests/interface/${list}.exports" names REGEX "^[^#]")
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
+                 "${CMAKE_SOURCE_DIR}/tests/interface/${list}.exports")
+    set(lines "")
+    foreach(name IN LISTS names)
+        string(REPLACE "@" "${name}" line "${format}")
+        string(APPEND lines "${line}\n")
+    endforeach()
+    set(${result} "${lines}" PARENT_SCOPE)
+endfunction()
+
+# A library that stands on the first one's objects exports its own names alone, not theirs.
+function(panoval_export_only target)
+    if(WIN32)
+        panoval_exported_names(${target} "@" names)
+        set(file "${CMAKE_CURRENT_BINARY_DIR}/${target}.def")
+        file(CONFIGURE OUTPUT "${file}" CONTENT "EXPORTS\n${names}" @ONLY)
+        target_sources(${target} PRIVATE "${file}")
+        return()
+    endif()
+    panoval_exported_names(${target} "        @;" names)
+    set(file "${CMAKE_CURRENT_BINARY_DIR}/${target}.map")
+    file(CONFIGURE OUTPUT "${file}" CONTENT "{\n    global:\n${names}    local:\n        *;\n};\n" @ONLY)
+    target_link_options(${target} PRIVATE "-Wl,--version-script=${file}")
+    set_target_properties(${target} PROPERTIES LINK_DEPENDS "${file}")
+endfunction()
+
 # What every shared library of ours has in common: it brings the compiler's run-time library along, and none of that
 # library's C++ symbols leave it.
 function(panoval_shared_library target)
@@ -50,9 +79,12 @@ function(panoval_shared_library target)
         target_link_options(${target} PRIVATE -static)
         return()
     endif()
-    target_link_options(${target} PRIVATE "-Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/hide_cpp.map"
-                                          -Wl,--exclude-libs,ALL -Wl,-z,defs)
-    set_target_properties(${target} PROPERTIES LINK_DEPENDS "${CMAKE_SOURCE_DIR}/cmake/hide_cpp.map")
+    target_link_options(${target} PRIVATE -Wl,--exclude-libs,ALL -Wl,-z,defs)
+    get_target_property(listed ${target} LINK_DEPENDS)
+    if(NOT listed)
+        target_link_options(${target} PRIVATE "-Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/hide_cpp.map")
+        set_target_properties(${target} PROPERTIES LINK_DEPENDS "${CMAKE_SOURCE_DIR}/cmake/hide_cpp.map")
+    endif()
     if(PANOVAL_SANITIZE)
         # Clang leaves the sanitizer's symbols to the program.
         target_link_options(${target} PRIVATE -Wl,-z,undefs)

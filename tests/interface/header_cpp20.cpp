@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 // The public headers alone must compile as C++20.
 #include "panoval.h"
+#include "panoval_measure.h"
 
 #include "libmath/libmath.h"
 
 static_assert(sizeof(Mat) == 32);
+static_assert(sizeof(PanovalMeasureTarget) == 400);

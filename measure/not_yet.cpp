@@ -1,0 +1,38 @@
+// SPDX-License-Identifier: MIT
+// Routines that are about to move into files of their own.
+#include "panoval_measure.h"
+
+extern "C" {
+PANOVAL_MEASURE_API int32_t panoval_measure_detect(const PanovalMeasureImage*, const PanovalMeasureDetectOptions*,
+                                                   PanovalMeasureDetection*)
+{
+    return PANOVAL_MEASURE_NO_MEMORY;
+}
+PANOVAL_MEASURE_API void panoval_measure_free(PanovalMeasureDetection*) {}
+PANOVAL_MEASURE_API int32_t panoval_measure_refine(const PanovalMeasureImage*, const PanovalMeasureEllipse*, int32_t,
+                                                   PanovalMeasureTarget*)
+{
+    return PANOVAL_MEASURE_NO_MEMORY;
+}
+PANOVAL_MEASURE_API int32_t panoval_measure_centre_by_homography(const PanovalMeasureEllipse*, const double*,
+                                                                 const double*, PanovalMeasurePoint*)
+{
+    return PANOVAL_MEASURE_NO_MEMORY;
+}
+PANOVAL_MEASURE_API int32_t panoval_measure_centre_by_focal_length(const PanovalMeasureEllipse*, const double*, double,
+                                                                   double, double, PanovalMeasureCirclePose*)
+{
+    return PANOVAL_MEASURE_NO_MEMORY;
+}
+PANOVAL_MEASURE_API int32_t panoval_measure_centre_by_rings(const PanovalMeasureEllipse*, const double*,
+                                                            const PanovalMeasureEllipse*, const double*,
+                                                            PanovalMeasurePoint*)
+{
+    return PANOVAL_MEASURE_NO_MEMORY;
+}
+PANOVAL_MEASURE_API int32_t panoval_measure_grid(const PanovalMeasureTarget*, int32_t, int32_t, int32_t,
+                                                 PanovalMeasureGrid*, PanovalMeasureGridCell*)
+{
+    return PANOVAL_MEASURE_NO_MEMORY;
+}
+}
