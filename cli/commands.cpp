@@ -1,6 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "cli/commands.h"
 
+#include "cli/ellipses/command_ellipses.h"
+#include "cli/filters/command_inpaint.h"
+#include "cli/filters/command_pictures.h"
+#include "cli/stitch/command_stitch.h"
+
 namespace panoval::cli
 {
 

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "cli/output_file.h"
+#include "cli/base/arguments.h"
+#include "cli/base/system_info.h"
 #include "cli/program.h"
-#include "cli/system_info.h"
-#include "cli/utf8.h"
+#include "image/output_file.h"
 
 #ifdef _WIN32
 #define WIN32_LEAN_AND_MEAN
@@ -15,6 +15,6 @@ int main(int argc, char** argv)
 #ifdef _WIN32
     SetConsoleOutputCP(CP_UTF8);
 #endif
-    panoval::cli::remove_outputs_on_interruption();
+    panoval::image::remove_outputs_on_interruption();
     return panoval::cli::run_program(panoval::cli::utf8_arguments(argc, argv));
 }

@@ -2,8 +2,8 @@
 // Parsing of the command line, and the one place where whatever goes wrong becomes a line and an exit code.
 #include "cli/program.h"
 
+#include "cli/base/errors.h"
 #include "cli/commands.h"
-#include "cli/errors.h"
 
 #include <CLI/CLI.hpp>
 
@@ -109,8 +109,10 @@ int run_program(const std::vector<std::string>& arguments)
         for (CLI::App* const command : program.get_subcommands({}))
             command->group("Commands");
         return parse_and_run(program, arguments);
-    } catch (const UserError& error) {
-        return report(error.code(), error.what());
+    } catch (const UsageError& error) {
+        return report(ExitCode::Usage, error.what());
+    } catch (const Failure& error) {
+        return report(exit_code_of(error.fault()), error.what());
     } catch (const ExitCode code) {
         return static_cast<int>(code);
     } catch (const std::bad_alloc&) {

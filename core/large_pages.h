@@ -5,11 +5,34 @@
 
 #include <cstddef>
 
+#ifdef __linux__
+#include <cerrno>
+#include <cstdint>
+
+#include <sys/mman.h>
+#endif
+
 namespace panoval
 {
 
 // Advice to the system about a block of the C heap, which stays an ordinary one. Does nothing for blocks of a few
-// pages, for null, and where the system has no such pages.
-void prefer_large_pages(void* block, std::size_t bytes) noexcept;
+// pages, for null, and where the system has no such pages. Only whole large pages inside the block are named, so that
+// nothing beside it changes. errno is the host's.
+inline void prefer_large_pages([[maybe_unused]] void* block, [[maybe_unused]] std::size_t bytes) noexcept
+{
+#ifdef __linux__
+    constexpr std::uintptr_t kPage = std::uintptr_t{2} << 20;
+    constexpr std::size_t kLeast = 2 * kPage;
+    if (block == nullptr || bytes < kLeast)
+        return;
+    const auto start = reinterpret_cast<std::uintptr_t>(block);
+    const std::uintptr_t first = (start + kPage - 1) / kPage * kPage;
+    const std::uintptr_t end = (start + bytes) / kPage * kPage;
+    const int saved = errno;
+    if (first < end)
+        (void)madvise(static_cast<char*>(block) + (first - start), end - first, MADV_HUGEPAGE);
+    errno = saved;
+#endif
+}
 
 } // namespace panoval

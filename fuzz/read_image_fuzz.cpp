@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Feeds files of any bytes to the program's picture readers: each is read as its first bytes say, PNG, TIFF, JPEG or
 // PNM, and must either give all of its layers or fail with a message.
-#include "cli/errors.h"
-#include "cli/image_read.h"
+#include "image/failure.h"
+#include "image/image_read.h"
 
 #include <cstdlib>
 #include <string>
@@ -13,8 +13,8 @@
 namespace
 {
 
-using panoval::cli::Image;
-using panoval::cli::ImageInfo;
+using panoval::image::Image;
+using panoval::image::ImageInfo;
 
 constexpr std::size_t kMaxSamples = 1 << 20; // larger pictures would take all the time
 constexpr std::size_t kMaxLayers = 8;
@@ -37,7 +37,7 @@ const std::string& file_of(const std::uint8_t* data, std::size_t size)
 
 void read_layer(const std::string& name, std::size_t layer, const ImageInfo& info)
 {
-    const Image image = panoval::cli::read_image(name, layer);
+    const Image image = panoval::image::read_image(name, layer);
     require(describe(image) == describe(info));
     require((image.mask != nullptr) == info.has_alpha);
     volatile std::uint8_t sum = 0; // every byte must be there
@@ -51,12 +51,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
 {
     const std::string& name = file_of(data, size);
     try {
-        const auto layers = panoval::cli::probe_image(name);
+        const auto layers = panoval::image::probe_image(name);
         require(!layers.empty());
         for (std::size_t i = 0; i < layers.size() && i < kMaxLayers; ++i)
             if (layers[i].samples() <= kMaxSamples)
                 read_layer(name, i, layers[i]);
-    } catch (const panoval::cli::UserError& error) {
+    } catch (const panoval::image::Failure& error) {
         require(std::string(error.what()).find(": found ") != std::string::npos);
     }
     return 0;

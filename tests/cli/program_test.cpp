@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 // The built program from outside: what holds for all commands.
-#include "run_program.h"
-#include "scratch_folder.h"
+#include "tests/cli/run_program.h"
+#include "tests/support/scratch_folder.h"
 
 #include <gtest/gtest.h>
 

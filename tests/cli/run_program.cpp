@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-#include "run_program.h"
+#include "tests/cli/run_program.h"
 
-#include "cli/utf8.h"
+#include "cli/base/image_names.h"
+#include "image/files.h"
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+#include "cli/base/common_options.h"
+
+#include "cli/base/errors.h"
+
+#include <CLI/CLI.hpp>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cstdio>
+#include <map>
+
+namespace panoval::cli
+{
+
+void add_common_options(CLI::App& command, CommonOptions& options)
+{
+    const std::map<std::string, ProgressMode> modes = {
+        {"never", ProgressMode::Never}, {"auto", ProgressMode::Auto}, {"always", ProgressMode::Always}};
+    command.add_flag("-q,--quiet", options.is_quiet, "Print errors alone (and the JSON results, if asked for)");
+    command.add_flag("--json", options.wants_json, "Print the results as one JSON object");
+    command
+        .add_option_function<std::string>(
+            "--progress", [&options, modes](const std::string& mode) { options.progress = modes.at(mode); },
+            "Progress bar on standard error: auto (default), when it is a terminal; never; always")
+        ->check(CLI::IsMember({"auto", "never", "always"}))
+        ->type_name("WHEN");
+}
+
+void print_results(const CommonOptions& options, const Json& json, const ResultLines& lines)
+{
+    if (options.wants_json) {
+        // File names need not be UTF-8 on every system; JSON must be.
+        const std::string text = json.dump(2, ' ', false, Json::error_handler_t::replace);
+        std::printf("%s\n", text.c_str());
+    } else if (!options.is_quiet) {
+        std::size_t width = 0;
+        for (const auto& [name, value] : lines)
+            width = std::max(width, name.size());
+        for (const auto& [name, value] : lines)
+            std::printf("%-*s  %s\n", static_cast<int>(width), name.c_str(), value.c_str());
+    }
+    if (std::fflush(stdout) != 0)
+        fail_output("standard output", "an error while writing", "enough room");
+}
+
+void print_warning(const CommonOptions& options, const std::string& message)
+{
+    if (!options.is_quiet)
+        std::fprintf(stderr, "panoval: warning: %s\n", message.c_str());
+}
+
+std::string fixed(double value, int digits)
+{
+    char text[64];
+    std::snprintf(text, sizeof text, "%.*f", digits, value);
+    return text;
+}
+
+} // namespace panoval::cli

@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: MIT
+#include "cli/stitch/panorama_plan.h"
+
+#include "cli/base/errors.h"
+#include "image/image_read.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace panoval::cli
+{
+
+namespace
+{
+
+constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+
+// The smallest rectangle around pictures, in wide numbers.
+struct Bounds {
+    std::int64_t left = std::numeric_limits<std::int64_t>::max();
+    std::int64_t top = std::numeric_limits<std::int64_t>::max();
+    std::int64_t right = std::numeric_limits<std::int64_t>::min();
+    std::int64_t bottom = std::numeric_limits<std::int64_t>::min();
+
+    void add(const PlacedLayer& layer)
+    {
+        left = std::min(left, layer.position.x);
+        top = std::min(top, layer.position.y);
+        right = std::max(right, layer.position.x + layer.info.width);
+        bottom = std::max(bottom, layer.position.y + layer.info.height);
+    }
+
+    std::int64_t width() const { return right - left; }
+    std::int64_t height() const { return bottom - top; }
+    bool holds(std::int64_t samples_per_pixel) const
+    {
+        return width() <= kMost && height() <= kMost && width() <= kMost / samples_per_pixel / height();
+    }
+};
+
+void check_mask(const PlacedLayer& layer)
+{
+    if (layer.mask.empty())
+        return;
+    const ImageInfo mask = probe_image(layer.mask).front();
+    if (mask.channels != 1 || mask.has_alpha)
+        fail_input(layer.mask, describe(mask), "a mask of one grey channel");
+    if (mask.width != layer.info.width || mask.height != layer.info.height)
+        fail_input(layer.mask, concat("a mask of ", mask.width, " x ", mask.height, " pixels"),
+                   concat(layer.info.width, " x ", layer.info.height, ", the size of ", printable(layer.name())));
+}
+
+Offset position_of(const PlacedInput& input, const PlacedLayer& layer)
+{
+    if (!input.position && !layer.info.position)
+        fail_input(layer.name(), "no position in the file", "one: FILE@X,Y");
+    // A place that the user gives moves the layers of a file together.
+    const Offset own = layer.is_one_of_several || !input.position ? layer.info.position.value_or(Offset{}) : Offset{};
+    const Offset given = input.position.value_or(Offset{});
+    return {own.x + given.x, own.y + given.y};
+}
+
+void add_layers(const PlacedInput& input, std::vector<PlacedLayer>& layers)
+{
+    const std::vector<ImageInfo> infos = probe_image(input.file);
+    if (infos.size() > 1 && !input.mask.empty())
+        fail_input(input.mask, "one mask for a file of several layers", "none: their alpha channels are the masks");
+    for (std::size_t i = 0; i < infos.size(); ++i) {
+        PlacedLayer layer;
+        layer.file = input.file;
+        layer.layer = i;
+        layer.mask = input.mask;
+        layer.info = infos[i];
+        layer.is_one_of_several = infos.size() > 1;
+        layer.position = position_of(input, layer);
+        check_mask(layer);
+        layers.push_back(layer);
+    }
+}
+
+// Names the picture with which the canvas becomes too large.
+void check_bounds(const std::vector<PlacedLayer>& layers, std::int64_t bytes_per_sample)
+{
+    Bounds bounds;
+    for (const PlacedLayer& layer : layers) {
+        bounds.add(layer);
+        if (!bounds.holds(layer.info.channels * bytes_per_sample))
+            fail_input(layer.name(),
+                       concat("at ", layer.position.x, ",", layer.position.y, " a canvas of ", bounds.width(), " x ",
+                              bounds.height(), " pixels with ", layer.info.channels, " x ", 8 * bytes_per_sample,
+                              " bit"),
+                       bytes_per_sample == 1 ? "at most 2^31 - 1 samples" : "at most 2^30 - 1 samples of 16 bit");
+    }
+}
+
+// Whether the border at `border` lies inside a picture from first to last, where they meet along the border.
+bool goes_on(std::int64_t border, std::int64_t first, std::int64_t last)
+{
+    return first < border && border < last;
+}
+
+Sides inner_sides_of(const PlacedLayer& layer, const std::vector<PlacedLayer>& layers)
+{
+    Bounds own;
+    own.add(layer);
+    Sides sides;
+    for (const PlacedLayer& other_layer : layers) {
+        Bounds other;
+        other.add(other_layer);
+        if (other.top < own.bottom && own.top < other.bottom) {
+            sides.left |= goes_on(own.left, other.left, other.right);
+            sides.right |= goes_on(own.right, other.left, other.right);
+        }
+        if (other.left < own.right && own.left < other.right) {
+            sides.top |= goes_on(own.top, other.top, other.bottom);
+            sides.bottom |= goes_on(own.bottom, other.top, other.bottom);
+        }
+    }
+    return sides;
+}
+
+} // namespace
+
+std::string PlacedLayer::name() const
+{
+    return is_one_of_several ? concat(file, " (layer ", layer + 1, ")") : file;
+}
+
+PanoramaPlan plan_panorama(const std::vector<PlacedInput>& inputs)
+{
+    PanoramaPlan plan;
+    for (const PlacedInput& input : inputs)
+        add_layers(input, plan.layers);
+    const PlacedLayer& first = plan.layers.front();
+    Bounds bounds;
+    for (const PlacedLayer& layer : plan.layers) {
+        if (layer.info.channels != first.info.channels)
+            fail_input(layer.name(), concat(layer.info.channels, layer.info.channels == 1 ? " channel" : " channels"),
+                       concat(first.info.channels, ", as in ", printable(first.name())));
+        bounds.add(layer);
+        plan.bits = std::max(plan.bits, layer.info.bits);
+    }
+    plan.channels = first.info.channels;
+    check_bounds(plan.layers, 1);
+    plan.origin = {bounds.left, bounds.top};
+    plan.width = static_cast<std::int32_t>(bounds.width());
+    plan.height = static_cast<std::int32_t>(bounds.height());
+    for (PlacedLayer& layer : plan.layers) {
+        layer.corner = {static_cast<std::int32_t>(layer.position.x - bounds.left),
+                        static_cast<std::int32_t>(layer.position.y - bounds.top)};
+        layer.inner_sides = inner_sides_of(layer, plan.layers);
+    }
+    return plan;
+}
+
+void check_canvas(const PanoramaPlan& plan, int bits)
+{
+    check_bounds(plan.layers, bits / 8);
+}
+
+Image load_layer(const PlacedLayer& layer, int bits)
+{
+    Image image = read_image(layer.file, layer.layer);
+    if (describe(image) != describe(layer.info))
+        fail_input(layer.name(), concat(describe(image), " while reading"), describe(layer.info) + " as a moment ago");
+    ensure_mask(image, layer.file);
+    if (!layer.mask.empty()) {
+        const Image mask = read_mask(layer.mask);
+        if (mask.pixels() != image.pixels())
+            fail_input(layer.mask, describe(mask), "the mask's size of a moment ago");
+        std::transform(mask.data.get(), mask.data.get() + mask.pixels(), image.mask.get(), image.mask.get(),
+                       [](std::uint8_t a, std::uint8_t b) { return std::min(a, b); });
+    }
+    convert_depth(image, bits, layer.file);
+    return image;
+}
+
+} // namespace panoval::cli

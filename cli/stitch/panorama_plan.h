@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+// The panorama before any pixel is read: which pictures there are, that they go together, where each lies, and the
+// canvas that holds them all. Pictures are read from here one at a time, so that memory grows with the canvas alone.
+#pragma once
+
+#include "cli/base/image_names.h"
+#include "cli/stitch/placed_input.h"
+#include "image/image.h"
+
+#include <string>
+#include <vector>
+
+namespace panoval::cli
+{
+
+// One picture of the panorama.
+struct PlacedLayer {
+    std::string file;
+    std::size_t layer = 0; // in the file
+    std::string mask;      // a file, or empty
+    ImageInfo info;
+    Offset position; // of its top-left corner, in the frame that the user speaks of
+    Point corner{};  // the same in the canvas's frame, whose corner is (0, 0)
+
+    Sides inner_sides; // borders behind which another picture goes on
+
+    std::string name() const; // for messages: the file, and the layer where there are several
+    bool is_one_of_several = false;
+};
+
+struct PanoramaPlan {
+    std::vector<PlacedLayer> layers;
+    Offset origin; // of the canvas in the user's frame
+    std::int32_t width = 0;
+    std::int32_t height = 0;
+    int channels = 0;
+    int bits = 0; // the most of any picture
+
+    double megapixels() const { return 1e-6 * static_cast<double>(width) * static_cast<double>(height); }
+};
+
+// Looks into every file. Fails when one is missing or unsuitable, when pictures do not go together, or when the canvas
+// would not fit the library's 32-bit sizes.
+PanoramaPlan plan_panorama(const std::vector<PlacedInput>& inputs);
+
+// Fails unless a canvas of this plan can be held with so many bits a sample.
+void check_canvas(const PanoramaPlan& plan, int bits);
+
+// The picture, with this many bits a sample and with a mask: its alpha and its mask file, the smaller of the two where
+// it has both; covered everywhere where it has none.
+Image load_layer(const PlacedLayer& layer, int bits);
+
+} // namespace panoval::cli

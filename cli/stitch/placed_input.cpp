@@ -1,0 +1,166 @@
+// SPDX-License-Identifier: MIT
+#include "cli/stitch/placed_input.h"
+
+#include "cli/base/errors.h"
+#include "cli/base/file_names.h"
+#include "image/image_read.h"
+
+#include <nlohmann/json.hpp>
+
+#include <charconv>
+
+namespace panoval::cli
+{
+
+namespace
+{
+
+using nlohmann::json;
+
+// Far beyond any canvas, and sums of two stay exact.
+constexpr std::int64_t kFarthest = 1'000'000'000;
+constexpr std::size_t kLongestLayout = 64u << 20;
+
+// A whole number at the start of the text, which it is cut off. Nothing when there is none, or too large a one.
+std::optional<std::int64_t> take_number(std::string_view& text)
+{
+    std::string_view digits = text;
+    if (digits.size() > 1 && digits[0] == '+' && digits[1] != '-')
+        digits.remove_prefix(1);
+    std::int64_t value = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
+    if (error != std::errc() || value < -kFarthest || value > kFarthest)
+        return std::nullopt;
+    text = digits.substr(static_cast<std::size_t>(end - digits.data()));
+    return value;
+}
+
+// "X,Y" or "X,Y:MASK"
+std::optional<PlacedInput> parse_place(std::string_view place)
+{
+    PlacedInput input;
+    const auto x = take_number(place);
+    if (!x || place.empty() || place[0] != ',')
+        return std::nullopt;
+    place.remove_prefix(1);
+    const auto y = take_number(place);
+    if (!y || (!place.empty() && (place[0] != ':' || place.size() == 1)))
+        return std::nullopt;
+    input.position = Offset{*x, *y};
+    input.mask = place.empty() ? "" : std::string(place.substr(1));
+    return input;
+}
+
+std::optional<PlacedInput> split_at(const std::string& argument, std::size_t at)
+{
+    auto input = parse_place(std::string_view(argument).substr(at + 1));
+    if (input)
+        input->file = argument.substr(0, at);
+    return input;
+}
+
+// A value as a message can show it. Arrays and objects may be nested too deep to be written out.
+std::string shown(const json& value)
+{
+    if (value.is_structured())
+        return value.is_array() ? "an array" : "an object";
+    return printable(value.dump(), 60);
+}
+
+[[noreturn]] void fail_entry(const std::string& layout, std::size_t number, const std::string& found,
+                             const std::string& expected)
+{
+    fail_input(layout, concat(found, " in entry ", number), expected);
+}
+
+std::string text_of(const std::string& layout, std::size_t number, const json& entry, const char* key)
+{
+    const json& value = entry.at(key);
+    if (!value.is_string() || value.get<std::string>().empty())
+        fail_entry(layout, number, concat("\"", key, "\": ", shown(value)), "the name of a file");
+    return value.get<std::string>();
+}
+
+std::int64_t number_of(const std::string& layout, std::size_t number, const json& entry, const char* key)
+{
+    if (!entry.contains(key))
+        fail_entry(layout, number, concat("no \"", key, "\""), "x and y, or neither");
+    const json& value = entry.at(key);
+    // A whole number that was written with a fraction of zero is welcome.
+    const double real = value.is_number() ? value.get<double>() : 0.5;
+    if (!(real >= -kFarthest && real <= kFarthest) || real != static_cast<double>(static_cast<std::int64_t>(real)))
+        fail_entry(layout, number, concat("\"", key, "\": ", shown(value)),
+                   concat("a whole number of pixels, at most ", kFarthest, " from 0"));
+    return static_cast<std::int64_t>(real);
+}
+
+void check_keys(const std::string& layout, std::size_t number, const json& entry)
+{
+    if (!entry.is_object())
+        fail_entry(layout, number, shown(entry), "an object with file, x, y and perhaps mask");
+    for (const auto& [key, value] : entry.items())
+        if (key != "file" && key != "x" && key != "y" && key != "mask")
+            fail_entry(layout, number, concat("the key \"", printable(key, 60), "\""), "file, x, y or mask");
+    if (!entry.contains("file"))
+        fail_entry(layout, number, "no \"file\"", "the name of a picture");
+}
+
+json parse_layout(const std::string& name)
+{
+    const std::string text = read_text_file(name, "a layout in JSON", kLongestLayout);
+    try {
+        return json::parse(text);
+    } catch (const json::parse_error& error) {
+        fail_input(name, concat("no valid JSON (at byte ", error.byte, ")"), "an array of objects with file, x and y");
+    } catch (const json::out_of_range&) {
+        fail_input(name, "a number that is too large", concat("places of at most ", kFarthest, " from 0"));
+    }
+}
+
+} // namespace
+
+PlacedInput parse_placed_input(const std::string& argument)
+{
+    if (argument.find('@') == std::string::npos || file_exists(argument))
+        return {argument, std::nullopt, ""};
+    std::optional<PlacedInput> best;
+    for (std::size_t at = argument.rfind('@'); at != std::string::npos && at > 0; at = argument.rfind('@', at - 1)) {
+        const auto input = split_at(argument, at);
+        if (input && (!best || (file_exists(input->file) && !file_exists(best->file))))
+            best = input;
+    }
+    if (!best) {
+        const std::string place = argument.substr(argument.rfind('@') + 1);
+        fail_usage(concat(printable(argument), ": found the position '", printable(place, 60),
+                          "'; expected FILE@X,Y or FILE@X,Y:MASK with whole numbers of pixels, at most ", kFarthest,
+                          " from 0"));
+    }
+    return *best;
+}
+
+std::vector<PlacedInput> read_layout(const std::string& name)
+{
+    if (starts_as_picture(name))
+        return {{name, std::nullopt, ""}};
+    const json layout = parse_layout(name);
+    if (!layout.is_array() || layout.empty())
+        fail_input(name, layout.is_array() ? "an empty array" : "JSON of another kind",
+                   "an array of objects with file, x and y");
+    const std::filesystem::path folder = path_from_utf8(name).parent_path();
+    const auto beside = [&](const std::string& file) { return utf8_from_path(folder / path_from_utf8(file)); };
+    std::vector<PlacedInput> inputs;
+    for (std::size_t i = 0; i < layout.size(); ++i) {
+        const json& entry = layout[i];
+        check_keys(name, i + 1, entry);
+        PlacedInput input;
+        input.file = beside(text_of(name, i + 1, entry, "file"));
+        if (entry.contains("mask"))
+            input.mask = beside(text_of(name, i + 1, entry, "mask"));
+        if (entry.contains("x") || entry.contains("y"))
+            input.position = Offset{number_of(name, i + 1, entry, "x"), number_of(name, i + 1, entry, "y")};
+        inputs.push_back(input);
+    }
+    return inputs;
+}
+
+} // namespace panoval::cli

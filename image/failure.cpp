@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: MIT
+#include "image/failure.h"
+
+#include "image/text.h"
+
+#include <system_error>
+
+namespace panoval::image
+{
+
+namespace
+{
+
+std::string line_about(const std::string& file, const std::string& found, const std::string& expected)
+{
+    return concat(file.empty() ? "''" : printable(file), ": found ", found, "; expected ", expected);
+}
+
+} // namespace
+
+void fail_input(const std::string& file, const std::string& found, const std::string& expected)
+{
+    throw Failure(Fault::Input, line_about(file, found, expected));
+}
+
+void fail_output(const std::string& file, const std::string& found, const std::string& expected)
+{
+    throw Failure(Fault::Output, line_about(file, found, expected));
+}
+
+void fail_memory(const std::string& file, std::uint64_t bytes)
+{
+    throw Failure(Fault::Memory,
+                  line_about(file, "too little memory", concat((bytes + 999'999) / 1'000'000, " MB to be free")));
+}
+
+std::string system_message(int error_number)
+{
+    return std::generic_category().message(error_number);
+}
+
+} // namespace panoval::image

@@ -1,0 +1,104 @@
+// SPDX-License-Identifier: MIT
+#include "image/files.h"
+
+#include "image/failure.h"
+#include "image/text.h"
+
+#include <cerrno>
+#include <system_error>
+
+namespace panoval::image
+{
+
+std::filesystem::path path_from_utf8(const std::string& name)
+{
+#ifdef _WIN32
+    return std::filesystem::path(std::u8string(name.begin(), name.end()));
+#else
+    return std::filesystem::path(name);
+#endif
+}
+
+std::string utf8_from_path(const std::filesystem::path& path)
+{
+#ifdef _WIN32
+    const std::u8string name = path.u8string();
+    return std::string(name.begin(), name.end());
+#else
+    return path.string();
+#endif
+}
+
+#ifdef _WIN32
+
+FileHandle open_utf8(const std::string& name, const char* mode)
+{
+    const std::string narrow_mode = mode;
+    const std::wstring wide_mode(narrow_mode.begin(), narrow_mode.end());
+    try {
+        return FileHandle(_wfopen(path_from_utf8(name).c_str(), wide_mode.c_str()));
+    } catch (const std::system_error&) { // the name is no UTF-8
+        errno = EINVAL;
+        return nullptr;
+    }
+}
+
+bool seek_in_file(std::FILE* file, std::int64_t offset, int origin)
+{
+    return _fseeki64(file, offset, origin) == 0;
+}
+
+std::int64_t tell_in_file(std::FILE* file)
+{
+    return _ftelli64(file);
+}
+
+#else
+
+FileHandle open_utf8(const std::string& name, const char* mode)
+{
+    return FileHandle(std::fopen(name.c_str(), mode));
+}
+
+bool seek_in_file(std::FILE* file, std::int64_t offset, int origin)
+{
+    return fseeko(file, offset, origin) == 0;
+}
+
+std::int64_t tell_in_file(std::FILE* file)
+{
+    return ftello(file);
+}
+
+#endif
+
+bool file_exists(const std::string& name)
+{
+    try {
+        std::error_code error;
+        return std::filesystem::exists(path_from_utf8(name), error);
+    } catch (const std::system_error&) {
+        return false;
+    }
+}
+
+FileHandle open_input(const std::string& name, const std::string& expected)
+{
+    if (name.empty())
+        fail_input("''", "an empty file name", expected);
+    errno = 0;
+    FileHandle file = open_utf8(name, "rb");
+    const int reason = errno;
+    std::error_code error;
+    if (file != nullptr || file_exists(name))
+        if (std::filesystem::is_directory(path_from_utf8(name), error))
+            fail_input(name, "a folder", expected);
+    if (file == nullptr)
+        fail_input(name, reason == ENOENT ? "no such file" : "a file that does not open: " + system_message(reason),
+                   expected);
+    if (!std::filesystem::is_regular_file(path_from_utf8(name), error))
+        fail_input(name, "no regular file", expected);
+    return file;
+}
+
+} // namespace panoval::image

@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+// Reading pictures. The format is known by the file's first bytes, never by its name. A file is a sequence of layers,
+// one for most formats, any number for TIFF. Whatever is wrong with a file ends in an input error that names it.
+#pragma once
+
+#include "image/files.h"
+#include "image/image.h"
+
+#include <string>
+#include <vector>
+
+namespace panoval::image
+{
+
+// Whether there is a file that starts as pictures do, known ones or not, whatever its name.
+bool starts_as_picture(const std::string& name);
+
+// Sizes and formats of all layers, without reading pixels.
+std::vector<ImageInfo> probe_image(const std::string& name);
+
+// One layer with its pixels: grey or colour, 8 or 16 bit, an alpha channel as mask. Samples that were stored multiplied
+// with their alpha are divided by it.
+Image read_image(const std::string& name, std::size_t layer = 0);
+
+// The first layer of a file as a mask of one byte a pixel: one grey channel without alpha, 16 bit are scaled to 8.
+Image read_mask(const std::string& name);
+
+// ---- for the readers of the formats ----
+
+// A file that is open at its first byte.
+struct InputFile {
+    std::string name;
+    FileHandle stream;
+    std::int64_t size = 0; // bytes
+};
+
+std::vector<ImageInfo> probe_pnm(InputFile& file);
+Image read_pnm(InputFile& file);
+#ifndef PANOVAL_PNM_ONLY
+std::vector<ImageInfo> probe_png(InputFile& file);
+Image read_png(InputFile& file);
+std::vector<ImageInfo> probe_jpeg(InputFile& file);
+Image read_jpeg(InputFile& file);
+std::vector<ImageInfo> probe_tiff(InputFile& file);
+Image read_tiff(InputFile& file, std::size_t layer);
+#endif
+
+// Fails unless a picture of this size can be handled: at least one pixel, and all of its samples in 2^31 - 1 bytes.
+void check_image_size(const std::string& name, std::int64_t width, std::int64_t height, int channels, int bits);
+
+} // namespace panoval::image

@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+// An output that is either complete or not there: everything goes into a file beside the target, which takes the
+// target's name when all of it is written. Until then an older file of that name stays as it is.
+#pragma once
+
+#include "image/files.h"
+
+#include <cstddef>
+#include <cstdio>
+#include <string>
+
+namespace panoval::image
+{
+
+class OutputFile
+{
+public:
+    // Creates the file beside the target, so that an output that cannot be written is known before the work starts.
+    explicit OutputFile(const std::string& target);
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    ~OutputFile(); // removes what was not committed
+
+    const std::string& target() const { return target_; }
+    std::FILE* stream() const { return stream_.get(); } // for reading and writing in binary
+
+    void write(const void* data, std::size_t bytes);
+    void write(const std::string& text) { write(text.data(), text.size()); }
+
+    // Puts the finished file in the target's place.
+    void commit();
+
+    // Ends in an output error that tells what errno means.
+    [[noreturn]] void fail_writing() const;
+
+private:
+    void create_beside();
+
+    std::string target_;
+    std::filesystem::path place_; // the target, or what it links to
+    std::filesystem::path temporary_;
+    FileHandle stream_;
+    int slot_ = -1; // in the list of files that an interruption removes
+};
+
+// From here on an interrupted program (Ctrl+C, a closed terminal, a polite kill) removes its unfinished outputs.
+void remove_outputs_on_interruption();
+
+} // namespace panoval::image

@@ -1,0 +1,323 @@
+// SPDX-License-Identifier: MIT
+// panoval ellipses, from outside, on rendered targets.
+#include "image/image_read.h"
+#include "image/image_write.h"
+#include "tests/cli/run_program.h"
+#include "tests/support/scratch_folder.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+
+namespace panoval::cli::test
+{
+
+namespace
+{
+
+using Json = nlohmann::json;
+
+struct Disc {
+    double x, y, radius;
+};
+
+// Dark discs of 30 on 210, 8 x 8 samples a pixel; a pixel's centre has whole coordinates.
+Image render(std::int32_t width, std::int32_t height, const std::vector<Disc>& discs)
+{
+    Image image = make_image(width, height, 1, 8, "test");
+    for (std::int32_t y = 0; y < height; ++y)
+        for (std::int32_t x = 0; x < width; ++x) {
+            int dark = 0;
+            for (int sample = 0; sample < 64; ++sample) {
+                const double px = x + (sample % 8 - 3.5) / 8;
+                const double py = y + (sample / 8 - 3.5) / 8;
+                dark += std::any_of(discs.begin(), discs.end(),
+                                    [&](const Disc& d) { return std::hypot(px - d.x, py - d.y) < d.radius; });
+            }
+            image.row(y)[x] = static_cast<std::uint8_t>(210 - 180 * dark / 64);
+        }
+    return image;
+}
+
+const std::vector<Disc> kTwoDiscs = {{40.3, 30.6, 12}, {100.25, 62.5, 9}};
+
+class Ellipses : public ScratchFolder
+{
+protected:
+    std::string write_two_discs(const std::string& name = "two.pgm") const
+    {
+        write_image(in_folder(name), render(150, 100, kTwoDiscs));
+        return in_folder(name);
+    }
+};
+
+TEST_F(Ellipses, JsonGivesEveryTargetWithSubPixelCentres)
+{
+    const Outcome outcome = run_panoval({"ellipses", "--json", write_two_discs()});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    const Json image = Json::parse(outcome.out).at("images").at(0);
+    ASSERT_EQ(image.at("targets").size(), 2u);
+    for (std::size_t i = 0; i < 2; ++i) {
+        const Json target = image.at("targets").at(i);
+        EXPECT_EQ(target.at("number"), i + 1);
+        // Edges without any blur are hard for the finder: see the accuracy study.
+        EXPECT_NEAR(target.at("x").get<double>(), kTwoDiscs[i].x, 0.4);
+        EXPECT_NEAR(target.at("y").get<double>(), kTwoDiscs[i].y, 0.4);
+        EXPECT_NEAR(target.at("semi_major").get<double>(), kTwoDiscs[i].radius, 0.6);
+        EXPECT_GE(target.at("semi_major").get<double>(), target.at("semi_minor").get<double>());
+    }
+    EXPECT_EQ(outcome.err, "");
+}
+
+TEST_F(Ellipses, TheLibrarysOwnLinesStayOutOfTheResults)
+{
+    // A square's fit is bad enough to be rejected, which makes the finder print a line.
+    Image image = render(150, 100, kTwoDiscs);
+    for (std::int32_t y = 8; y < 40; ++y)
+        std::fill_n(image.row(y) + 80, 60, std::uint8_t{30});
+    write_image(in_folder("square.pgm"), image);
+    for (const char* const format : {"--json", "--csv"}) {
+        const Outcome outcome = run_panoval({"ellipses", format, "--max-rms", "1", in_folder("square.pgm")});
+        ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+        EXPECT_FALSE(contains(outcome.out, "rms=")) << outcome.out;
+    }
+}
+
+TEST_F(Ellipses, CsvHasALineForEachTarget)
+{
+    const Outcome outcome = run_panoval({"ellipses", "--csv", write_two_discs()});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_EQ(outcome.out.substr(0, 14), "file,number,x,");
+    EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 3);
+}
+
+TEST_F(Ellipses, TheTableNamesThePictureAndNumbersTheTargets)
+{
+    const Outcome outcome = run_panoval({"ellipses", write_two_discs()});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_TRUE(contains(outcome.out, "two.pgm: 2 targets in 150 x 100 pixels")) << outcome.out;
+}
+
+TEST_F(Ellipses, ColourAndSixteenBitGiveTheSameTargets)
+{
+    const Outcome grey = run_panoval({"ellipses", "--json", write_two_discs()});
+    Image colour = render(150, 100, kTwoDiscs);
+    convert_to_colour(colour, "test");
+    convert_depth(colour, 16, "test");
+    write_image(in_folder("two.ppm"), colour);
+    const Outcome outcome = run_panoval({"ellipses", "--json", in_folder("two.ppm")});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_EQ(Json::parse(outcome.out)["images"][0]["targets"], Json::parse(grey.out)["images"][0]["targets"]);
+}
+
+// Yellow alone could not be read on light ground.
+void expect_numbers_on_dark_rims(const Image& overlay)
+{
+    const auto is = [&](std::int32_t x, std::int32_t y, int red, int green, int blue) {
+        const std::uint8_t* const pixel = overlay.row(y) + 3 * x;
+        return pixel[0] == red && pixel[1] == green && pixel[2] == blue;
+    };
+    int dots = 0;
+    for (std::int32_t y = 1; y + 1 < overlay.height; ++y)
+        for (std::int32_t x = 1; x + 1 < overlay.width; ++x) {
+            if (!is(x, y, 255, 220, 0))
+                continue;
+            ++dots;
+            for (const std::int32_t side : {-1, 1})
+                EXPECT_TRUE(is(x + side, y, 255, 220, 0) || is(x + side, y, 0, 0, 0)) << x << ", " << y;
+        }
+    EXPECT_EQ(dots, 8 + 11) << "of a 1 and a 2";
+}
+
+TEST_F(Ellipses, OverlaysShowTheTargets)
+{
+    const Outcome outcome =
+        run_panoval({"ellipses", write_two_discs(), "--png", in_folder("over.ppm"), "--svg", in_folder("over.svg")});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    const Image overlay = read_image(in_folder("over.ppm"));
+    EXPECT_EQ(describe(overlay), "150 x 100 pixels, 3 channels, 8 bit");
+    const std::uint8_t* const edge = overlay.row(31) + 3 * 28; // on the first disc's left edge
+    EXPECT_GT(edge[0], edge[1] + 40) << "no red outline";
+    EXPECT_EQ(overlay.row(90)[3 * 20], 210) << "the picture shows through";
+    expect_numbers_on_dark_rims(overlay);
+    const std::string svg = read_text("over.svg");
+    EXPECT_TRUE(contains(svg, "<svg xmlns=")) << svg.substr(0, 200);
+    EXPECT_TRUE(contains(svg, "<image width=\"150\" height=\"100\"")) << svg.substr(0, 400);
+    EXPECT_TRUE(contains(svg, "href=\"data:image/png;base64,iVBORw0KGgo")) << "the picture itself";
+    std::size_t ellipses = 0;
+    for (auto at = svg.find("<ellipse "); at != std::string::npos; at = svg.find("<ellipse ", at + 1))
+        ++ellipses;
+    EXPECT_EQ(ellipses, 2u);
+}
+
+TEST_F(Ellipses, OneBadPictureDoesNotStopTheOthers)
+{
+    const std::string good = write_two_discs();
+    const std::string bad = write_text("bad.pgm", "P5\n10 10\n255\nshort");
+    const Outcome outcome = run_panoval({"ellipses", "--json", bad, good, in_folder("missing.pgm")});
+    EXPECT_EQ(outcome.exit_code, 1);
+    const Json json = Json::parse(outcome.out);
+    ASSERT_EQ(json["images"].size(), 1u);
+    EXPECT_EQ(json["images"][0]["targets"].size(), 2u);
+    ASSERT_EQ(json["failures"].size(), 2u);
+    EXPECT_EQ(json["failures"][0]["file"], bad);
+    EXPECT_TRUE(contains(outcome.err, "bad.pgm")) << outcome.err;
+    EXPECT_TRUE(contains(outcome.err, "missing.pgm")) << outcome.err;
+}
+
+TEST_F(Ellipses, LinesAboutBadPicturesStandAlone)
+{
+    const std::vector<std::string> bad = {in_folder("none.pgm"), in_folder("missing.pgm")};
+    const Outcome plain = run_panoval({"ellipses", bad[0], bad[1]});
+    EXPECT_EQ(plain.exit_code, 1);
+    EXPECT_EQ(std::count(plain.err.begin(), plain.err.end(), '\n'), 2) << plain.err;
+    EXPECT_FALSE(contains(plain.err, "\rpanoval: ")) << "no bar was drawn";
+    const Outcome bar = run_panoval({"ellipses", bad[0], bad[1], "--progress", "always"});
+    EXPECT_TRUE(contains(bar.err, "\rpanoval: ")) << "the bar is removed first: " << bar.err;
+}
+
+TEST_F(Ellipses, ABadPictureAloneIsAnInputError)
+{
+    const Outcome outcome = run_panoval({"ellipses", in_folder("missing.pgm")});
+    EXPECT_EQ(outcome.exit_code, 3);
+    EXPECT_EQ(outcome.out, "");
+    EXPECT_TRUE(contains(outcome.err, "missing.pgm")) << outcome.err;
+}
+
+TEST_F(Ellipses, ValuesAreCheckedAgainstWhatTheFinderNeeds)
+{
+    const std::string two = write_two_discs();
+    const Outcome many = run_panoval({"ellipses", "--divisions", "101", two});
+    EXPECT_EQ(many.exit_code, 3);
+    EXPECT_TRUE(contains(many.err, "101") && contains(many.err, "1 to 100")) << many.err;
+    EXPECT_EQ(run_panoval({"ellipses", "--divisions", "0", two}).exit_code, 2);
+    EXPECT_EQ(run_panoval({"ellipses", "--max-rms", "0", two}).exit_code, 2);
+    EXPECT_EQ(run_panoval({"ellipses", "--min-pixels", "-1", two}).exit_code, 2);
+    EXPECT_EQ(run_panoval({"ellipses", "--min-pixels", "many", two}).exit_code, 2);
+    EXPECT_EQ(run_panoval({"ellipses", "--csv", "--json", two}).exit_code, 2);
+    write_image(in_folder("tiny.pgm"), make_image(2, 9, 1, 8, "test"));
+    const Outcome tiny = run_panoval({"ellipses", in_folder("tiny.pgm")});
+    EXPECT_EQ(tiny.exit_code, 3);
+    EXPECT_TRUE(contains(tiny.err, "2 x 9")) << tiny.err;
+}
+
+TEST_F(Ellipses, OverlaysOfSeveralPicturesNeedAPlaceForTheirNames)
+{
+    const std::string one = write_two_discs("one.pgm");
+    const std::string two = write_two_discs("two.pgm");
+    const Outcome refused = run_panoval({"ellipses", one, two, "--svg", in_folder("over.svg")});
+    EXPECT_EQ(refused.exit_code, 2);
+    EXPECT_TRUE(contains(refused.err, "{}")) << refused.err;
+    const Outcome outcome = run_panoval({"ellipses", one, two, "--svg", in_folder("{}-over.svg")});
+    EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_TRUE(file_exists(in_folder("one-over.svg")));
+    EXPECT_TRUE(file_exists(in_folder("two-over.svg")));
+    EXPECT_EQ(run_panoval({"ellipses", one, "--png", one}).exit_code, 2) << "the picture itself";
+    EXPECT_EQ(run_panoval({"ellipses", one, one, "--svg", in_folder("{}.svg")}).exit_code, 2) << "written twice";
+    const Outcome both =
+        run_panoval({"ellipses", one, "--svg", in_folder("over.ppm"), "--png", in_folder("./over.ppm")});
+    EXPECT_EQ(both.exit_code, 4);
+    EXPECT_TRUE(contains(both.err, "over.ppm: found the name of two outputs")) << both.err;
+    EXPECT_FALSE(file_exists(in_folder("over.ppm")));
+}
+
+TEST_F(Ellipses, NoOverlayTakesThePlaceOfAPicture)
+{
+    const std::string one = write_two_discs("one.pnm");
+    const std::string earlier = write_two_discs("one-found.pnm");
+    const std::string before = read_text("one-found.pnm");
+    for (const char* const option : {"--png", "--svg"}) {
+        const Outcome outcome = run_panoval({"ellipses", one, earlier, option, in_folder("{}-found.pnm")});
+        EXPECT_EQ(outcome.exit_code, 2);
+        EXPECT_TRUE(contains(outcome.err, "one-found.pnm' is one of the pictures to measure")) << outcome.err;
+    }
+    EXPECT_TRUE(read_text("one-found.pnm") == before) << "the picture is lost";
+    EXPECT_EQ(names().size(), 2u);
+}
+
+TEST_F(Ellipses, AnOverlayThatCannotBeWrittenLeavesNothing)
+{
+    const std::string two = write_two_discs();
+    const Outcome outcome = run_panoval({"ellipses", two, "--svg", in_folder("no/such/folder/over.svg")});
+    EXPECT_EQ(outcome.exit_code, 4);
+    EXPECT_EQ(names().size(), 1u);
+}
+
+// A dark disc of radius 10, and a dark band from 17 to 23 around it with a bright gap of 0.5 radians in direction +x.
+Image render_coded_target(std::int32_t width, std::int32_t height, double centre_x, double centre_y)
+{
+    Image image = render(width, height, {{centre_x, centre_y, 10}});
+    for (std::int32_t y = 0; y < height; ++y)
+        for (std::int32_t x = 0; x < width; ++x) {
+            const double radius = std::hypot(x - centre_x, y - centre_y);
+            if (radius > 16 && radius < 24 && std::fabs(std::atan2(y - centre_y, x - centre_x)) > 0.25)
+                image.row(y)[x] = 30;
+        }
+    return image;
+}
+
+// The target whose centre lies there.
+Json target_at(const Outcome& outcome, double x, double y)
+{
+    const Json targets = Json::parse(outcome.out).at("images").at(0).at("targets");
+    for (const Json& target : targets)
+        if (target["semi_major"] < 13 && std::hypot(target["x"].get<double>() - x, target["y"].get<double>() - y) < 1)
+            return target;
+    return {};
+}
+
+TEST_F(Ellipses, TheRingFindsABrightMarkWhereverTheTargetIs)
+{
+    const double centres[][2] = {{60, 60}, {30, 32}, {160, 40}, {45, 120}, {170, 125}};
+    for (const auto& [x, y] : centres) {
+        write_image(in_folder("coded.pgm"), render_coded_target(210, 160, x, y));
+        const Outcome outcome = run_panoval({"ellipses", "--json", "--ring", in_folder("coded.pgm")});
+        ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+        const Json target = target_at(outcome, x, y);
+        ASSERT_FALSE(target.is_null()) << outcome.out;
+        ASSERT_EQ(target["ring"].size(), 1u) << "a target at " << x << ", " << y;
+        EXPECT_NEAR(target["ring"][0]["x"].get<double>(), x + 18, 3);
+        EXPECT_NEAR(target["ring"][0]["y"].get<double>(), y, 2);
+        EXPECT_NEAR(target["ring"][0]["size"].get<double>(), 0.5 * 18, 2) << "its length in pixels";
+    }
+}
+
+// Behind the last comma of a table. Lines end in "\r\n" on Windows.
+std::string last_field(const std::string& table)
+{
+    const std::string field = table.substr(table.rfind(',') + 1);
+    return field.substr(0, field.find_first_of("\r\n"));
+}
+
+TEST_F(Ellipses, ARingBeyondTheBorderIsNotLookedAt)
+{
+    write_image(in_folder("inside.pgm"), render(80, 60, {{40, 21, 10}})); // twice the size reaches row 1
+    write_image(in_folder("beyond.pgm"), render(80, 60, {{40, 19, 10}})); // and here row -1
+    const Outcome inside = run_panoval({"ellipses", "--csv", "--ring", in_folder("inside.pgm")});
+    const Outcome beyond = run_panoval({"ellipses", "--csv", "--ring", in_folder("beyond.pgm")});
+    EXPECT_EQ(last_field(inside.out), "0");
+    EXPECT_EQ(last_field(beyond.out), "") << "not 0: it is not known";
+    const Outcome json = run_panoval({"ellipses", "--json", "--ring", in_folder("beyond.pgm")});
+    EXPECT_EQ(target_at(json, 40, 19).at("ring_inside_picture"), false);
+    const Outcome table = run_panoval({"ellipses", "--ring", in_folder("beyond.pgm")});
+    EXPECT_TRUE(contains(table.out, "  outside")) << table.out;
+}
+
+TEST_F(Ellipses, ARingReachesAsFarAsItsAxesAlone)
+{
+    // 28 x 10, lying: the ring fits a picture of 60 rows, a circle around it would not.
+    Image image = make_image(140, 60, 1, 8, "test");
+    for (std::int32_t y = 0; y < 60; ++y)
+        for (std::int32_t x = 0; x < 140; ++x)
+            image.row(y)[x] = std::hypot((x - 70) / 28.0, (y - 30) / 10.0) < 1 ? 30 : 210;
+    write_image(in_folder("flat.pgm"), image);
+    const Outcome outcome = run_panoval({"ellipses", "--json", "--ring", in_folder("flat.pgm")});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_EQ(Json::parse(outcome.out)["images"][0]["targets"][0]["ring_inside_picture"], true) << outcome.out;
+}
+
+} // namespace
+
+} // namespace panoval::cli::test

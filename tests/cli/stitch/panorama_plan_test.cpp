@@ -1,0 +1,130 @@
+// SPDX-License-Identifier: MIT
+#include "cli/stitch/panorama_plan.h"
+
+#include "image/image_write.h"
+#include "tests/support/scratch_folder.h"
+
+#include <gtest/gtest.h>
+
+namespace panoval::cli::test
+{
+
+namespace
+{
+
+class Plan : public ScratchFolder
+{
+protected:
+    std::string picture(const std::string& name, std::int32_t width, std::int32_t height, int channels = 1,
+                        int bits = 8)
+    {
+        write_image(in_folder(name), test_picture(width, height, channels, bits));
+        return in_folder(name);
+    }
+
+    static std::string refusal(const std::vector<PlacedInput>& inputs)
+    {
+        return error_of([&] { (void)plan_panorama(inputs); });
+    }
+};
+
+TEST_F(Plan, TheCanvasIsWhatThePicturesSpan)
+{
+    const std::string a = picture("a.pgm", 30, 20);
+    const std::string b = picture("b.pgm", 10, 40, 1, 16);
+    const PanoramaPlan plan = plan_panorama({{a, Offset{-5, 7}, ""}, {b, Offset{20, -3}, ""}});
+    EXPECT_EQ(plan.origin, (Offset{-5, -3}));
+    EXPECT_EQ(plan.width, 35);
+    EXPECT_EQ(plan.height, 40);
+    EXPECT_EQ(plan.channels, 1);
+    EXPECT_EQ(plan.bits, 16);
+    EXPECT_EQ(plan.layers[0].corner.x, 0);
+    EXPECT_EQ(plan.layers[0].corner.y, 10);
+    EXPECT_EQ(plan.layers[1].corner.x, 25);
+    EXPECT_EQ(plan.layers[1].corner.y, 0);
+}
+
+TEST_F(Plan, BordersBehindWhichAnotherPictureGoesOnAreKnown)
+{
+    const std::string a = picture("a.pgm", 10, 10);
+    const auto sides = [&](Offset other) {
+        return plan_panorama({{a, Offset{0, 0}, ""}, {a, other, ""}}).layers[0].inner_sides;
+    };
+    EXPECT_EQ(sides({5, 0}), (Sides{false, false, true, false}));
+    EXPECT_EQ(sides({5, 3}), (Sides{false, false, true, true}));
+    EXPECT_EQ(sides({-5, -3}), (Sides{true, true, false, false}));
+    EXPECT_EQ(sides({0, 0}), Sides{}) << "equal borders end together";
+    EXPECT_EQ(sides({10, 0}), Sides{}) << "they only touch";
+    EXPECT_EQ(sides({5, 50}), Sides{}) << "they do not meet";
+}
+
+TEST_F(Plan, PicturesThatDoNotGoTogetherAreNamed)
+{
+    const std::string grey = picture("grey.pgm", 4, 4);
+    const std::string colour = picture("colour.ppm", 4, 4, 3);
+    EXPECT_EQ(refusal({{grey, Offset{}, ""}, {colour, Offset{}, ""}}),
+              colour + ": found 3 channels; expected 1, as in " + grey);
+    EXPECT_EQ(refusal({{grey, std::nullopt, ""}}), grey + ": found no position in the file; expected one: FILE@X,Y");
+    EXPECT_TRUE(contains(refusal({{in_folder("none.pgm"), Offset{}, ""}}), "none.pgm: found no such file"));
+}
+
+TEST_F(Plan, AMaskOfAnotherSizeOrKindIsNamed)
+{
+    const std::string grey = picture("grey.pgm", 4, 4);
+    const std::string mask = picture("mask.pgm", 4, 5);
+    const std::string colour = picture("colour.ppm", 4, 4, 3);
+    EXPECT_EQ(refusal({{grey, Offset{}, mask}}),
+              mask + ": found a mask of 4 x 5 pixels; expected 4 x 4, the size of " + grey);
+    EXPECT_EQ(refusal({{grey, Offset{}, colour}}),
+              colour + ": found 4 x 4 pixels, 3 channels, 8 bit; expected a mask of one grey channel");
+    EXPECT_TRUE(contains(refusal({{grey, Offset{}, in_folder("none.pgm")}}), "none.pgm: found no such file"));
+}
+
+TEST_F(Plan, TooLargeACanvasIsRefusedWithThePictureThatMakesItSo)
+{
+    const std::string a = picture("a.pgm", 10, 10);
+    const auto at = [&](std::int64_t x, std::int64_t y) {
+        return refusal({{a, Offset{0, 0}, ""}, {a, Offset{x, y}, ""}});
+    };
+    EXPECT_EQ(at(99990, 99990), a + ": found at 99990,99990 a canvas of 100000 x 100000 pixels with 1 x 8 bit; "
+                                    "expected at most 2^31 - 1 samples");
+    EXPECT_EQ(at(46330, 46330), "no error") << "46340 x 46340 fits";
+    EXPECT_NE(at(46331, 46331), "no error") << "46341 x 46341 does not";
+    EXPECT_NE(at(1'000'000'000, -1'000'000'000), "no error");
+    const PanoramaPlan plan = plan_panorama({{a, Offset{0, 0}, ""}, {a, Offset{46330, 46330}, ""}});
+    EXPECT_TRUE(contains(error_of([&] { check_canvas(plan, 16); }), "expected at most 2^30 - 1 samples of 16 bit"));
+}
+
+TEST_F(Plan, AlphaAndMaskFileCoverTogether)
+{
+    Image image = test_picture(3, 1, 1, 8, true);
+    const std::uint8_t alpha[] = {255, 200, 0};
+    std::memcpy(image.mask.get(), alpha, 3);
+    write_image(in_folder("a.pam"), image);
+    Image mask = make_image(3, 1, 1, 8, "test");
+    const std::uint8_t values[] = {7, 255, 255};
+    std::memcpy(mask.data.get(), values, 3);
+    write_image(in_folder("m.pgm"), mask);
+    const PanoramaPlan plan = plan_panorama({{in_folder("a.pam"), Offset{}, in_folder("m.pgm")}});
+    const Image loaded = load_layer(plan.layers[0], 16);
+    EXPECT_EQ(loaded.bits, 16);
+    const std::uint8_t expected[] = {7, 200, 0};
+    EXPECT_EQ(std::memcmp(loaded.mask.get(), expected, 3), 0);
+}
+
+TEST_F(Plan, AFrameIsAddedOnTheGivenSidesAlone)
+{
+    Image image = test_picture(2, 2, 3, 16, true);
+    const Image framed = add_uncovered_frame(image, {true, false, false, true}, "test");
+    EXPECT_EQ(framed.width, 3);
+    EXPECT_EQ(framed.height, 3);
+    EXPECT_EQ(std::memcmp(framed.row(1) + 6, image.row(1), 12), 0);
+    EXPECT_EQ(framed.mask[0], 0);
+    EXPECT_EQ(framed.mask[1], image.mask[0]);
+    EXPECT_EQ(framed.mask[4], image.mask[2]);
+    EXPECT_EQ(framed.mask[7], 0);
+}
+
+} // namespace
+
+} // namespace panoval::cli::test

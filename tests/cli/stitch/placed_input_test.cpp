@@ -1,0 +1,122 @@
+// SPDX-License-Identifier: MIT
+#include "cli/stitch/placed_input.h"
+
+#include "tests/support/scratch_folder.h"
+
+#include <gtest/gtest.h>
+
+namespace panoval::cli::test
+{
+
+namespace
+{
+
+// FILE | X,Y | MASK
+std::string parsed(const std::string& argument)
+{
+    const PlacedInput input = parse_placed_input(argument);
+    return input.file + " | " + (input.position ? concat(input.position->x, ",", input.position->y) : "-") + " | " +
+           input.mask;
+}
+
+std::string refused(const std::string& argument)
+{
+    return error_of([&] { (void)parse_placed_input(argument); });
+}
+
+TEST(PlacedInputs, AFileHasAPositionAndAMask)
+{
+    EXPECT_EQ(parsed("a.png@10,20"), "a.png | 10,20 | ");
+    EXPECT_EQ(parsed("a.png@-10,+20"), "a.png | -10,20 | ");
+    EXPECT_EQ(parsed("a.png@0,0:m.png"), "a.png | 0,0 | m.png");
+    EXPECT_EQ(parsed("a.tif"), "a.tif | - | ");
+}
+
+TEST(PlacedInputs, NamesMayHoldAtSignsAndColons)
+{
+    EXPECT_EQ(parsed("me@home.png@1,2"), "me@home.png | 1,2 | ");
+    EXPECT_EQ(parsed("a.png@1,2:me@home.pgm"), "a.png | 1,2 | me@home.pgm");
+    EXPECT_EQ(parsed("12:30.png@1,2:12:31.pgm"), "12:30.png | 1,2 | 12:31.pgm");
+    EXPECT_EQ(parsed("C:\\pictures\\a.png@1,2:D:\\masks\\a.png"), "C:\\pictures\\a.png | 1,2 | D:\\masks\\a.png");
+    EXPECT_EQ(parsed("C:/pictures/a.tif"), "C:/pictures/a.tif | - | ");
+}
+
+TEST(PlacedInputs, WhatIsNoPositionIsShown)
+{
+    for (const char* place : {"", "x,5", "1", "1,", ",1", "1,2,3", "1.5,2", "1,2:", "1;2", "1,2 ", "+-1,2", "0x1,2",
+                              "99999999999,0", "0,-1000000001", "nan,0", "1e3,0", "0,99999999999999999999999"})
+        EXPECT_EQ(
+            refused(std::string("a.png@") + place),
+            concat("a.png@", place, ": found the position '", place,
+                   "'; expected FILE@X,Y or FILE@X,Y:MASK with whole numbers of pixels, at most 1000000000 from 0"));
+}
+
+class PlacedFiles : public ScratchFolder
+{
+protected:
+    std::string layout_error(const std::string& text)
+    {
+        const std::string name = write_text("layout.json", text);
+        const std::string error = error_of([&] { (void)read_layout(name); });
+        EXPECT_EQ(error.substr(0, name.size() + 2), name + ": ");
+        return error.size() > name.size() + 2 ? error.substr(name.size() + 2) : error;
+    }
+};
+
+TEST_F(PlacedFiles, ExistingFilesDecideWhereANameEnds)
+{
+    const std::string odd = write_text("a@1,2", "");
+    EXPECT_EQ(parsed(odd), odd + " | - | ") << "the whole argument is a file's name";
+    EXPECT_EQ(parsed(odd + "@3,4"), odd + " | 3,4 | ");
+    const std::string plain = write_text("b", "");
+    EXPECT_EQ(parsed(plain + "@1,2:m@3,4"), plain + " | 1,2 | m@3,4");
+}
+
+TEST_F(PlacedFiles, ALayoutIsRelativeToItsFolder)
+{
+    const std::string name = write_text("layout.json", R"([{"file": "a.png", "x": -3, "y": 4.0, "mask": "m/b.png"},
+                                                            {"file": "c.tif"}])");
+    const auto inputs = read_layout(name);
+    ASSERT_EQ(inputs.size(), 2u);
+    EXPECT_EQ(path_from_utf8(inputs[0].file), path_from_utf8(in_folder("a.png")));
+    EXPECT_EQ(path_from_utf8(inputs[0].mask), path_from_utf8(in_folder("m/b.png")));
+    EXPECT_EQ(inputs[0].position, (Offset{-3, 4}));
+    EXPECT_FALSE(inputs[1].position.has_value());
+    EXPECT_EQ(inputs[1].mask, "");
+}
+
+TEST_F(PlacedFiles, LayoutsThatMakeNoSenseAreExplained)
+{
+    EXPECT_EQ(layout_error("[{]"), "found no valid JSON (at byte 3); expected an array of objects with file, x and y");
+    EXPECT_EQ(layout_error("{}"), "found JSON of another kind; expected an array of objects with file, x and y");
+    EXPECT_EQ(layout_error("[]"), "found an empty array; expected an array of objects with file, x and y");
+    EXPECT_EQ(layout_error("[7]"), "found 7 in entry 1; expected an object with file, x, y and perhaps mask");
+    EXPECT_EQ(layout_error(R"([{"x": 1, "y": 2}])"), "found no \"file\" in entry 1; expected the name of a picture");
+    EXPECT_EQ(layout_error(R"([{"file": 5, "x": 1, "y": 2}])"),
+              "found \"file\": 5 in entry 1; expected the name of a file");
+    EXPECT_EQ(layout_error(R"([{"file": "a", "x": 1}])"), "found no \"y\" in entry 1; expected x and y, or neither");
+    for (const char* x : {"\"1\"", "1.5", "1e99", "null"})
+        EXPECT_TRUE(contains(layout_error(concat(R"([{"file": "a", "x": )", x, R"(, "y": 2}])")),
+                             "in entry 1; expected a whole number of pixels"))
+            << x;
+    EXPECT_EQ(layout_error(R"([{"file": "a", "x": 1, "y": 2, "maks": "m"}])"),
+              "found the key \"maks\" in entry 1; expected file, x, y or mask");
+    EXPECT_EQ(layout_error(R"([{"file": "a", "x": 1e999, "y": 2}])"),
+              "found a number that is too large; expected places of at most 1000000000 from 0");
+    EXPECT_TRUE(contains(error_of([&] { (void)read_layout(in_folder("none.json")); }), "found no such file"));
+}
+
+TEST_F(PlacedFiles, LayoutsThatAreNestedWithoutEndAreExplained)
+{
+    const std::string deep = std::string(300000, '[') + std::string(300000, ']');
+    EXPECT_EQ(layout_error("[" + deep + "]"),
+              "found an array in entry 1; expected an object with file, x, y and perhaps mask");
+    EXPECT_EQ(layout_error(concat(R"([{"file": )", deep, "}]")),
+              "found \"file\": an array in entry 1; expected the name of a file");
+    EXPECT_TRUE(contains(layout_error(concat(R"([{"file": "a", "y": 1, "x": {"a": )", deep, "}}]")),
+                         "found \"x\": an object in entry 1; expected a whole number"));
+}
+
+} // namespace
+
+} // namespace panoval::cli::test

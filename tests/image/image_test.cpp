@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: MIT
+#include "image/image.h"
+
+#include "image/image_builder.h"
+#include "tests/support/scratch_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <vector>
+
+namespace panoval::image::test
+{
+
+namespace
+{
+
+Image grey_picture(std::int32_t width, std::int32_t height, const std::vector<std::uint8_t>& values)
+{
+    Image image = make_image(width, height, 1, 8, "test");
+    std::memcpy(image.data.get(), values.data(), values.size());
+    return image;
+}
+
+std::vector<std::uint8_t> bytes_of(const Image& image)
+{
+    return std::vector<std::uint8_t>(image.data.get(), image.data.get() + image.bytes());
+}
+
+TEST(Image, DepthGoesUpAndDownWithoutLoss)
+{
+    Image image = test_picture(16, 16, 3, 8);
+    const auto before = bytes_of(image);
+    convert_depth(image, 16, "test");
+    EXPECT_EQ(image.bits, 16);
+    EXPECT_EQ(image.data[0], before[0]);
+    EXPECT_EQ(image.data[1], before[0]) << "255 becomes 65535";
+    convert_depth(image, 8, "test");
+    EXPECT_EQ(bytes_of(image), before);
+}
+
+TEST(Image, AlphaIsTakenOutOfRowsOfAnyLength)
+{
+    for (std::int32_t width = 1; width < 20; ++width)
+        for (const int channels : {1, 3}) {
+            const Image source = test_picture(width, 2, channels, 8, true);
+            std::vector<std::uint8_t> interleaved;
+            for (std::size_t i = 0; i < source.pixels(); ++i) {
+                const std::size_t at = i * static_cast<std::size_t>(channels);
+                interleaved.insert(interleaved.end(), &source.data[at], &source.data[at] + channels);
+                interleaved.push_back(source.mask[i]);
+            }
+            ImageBuilder builder("test", source);
+            for (std::int32_t y = 0; y < 2; ++y)
+                builder.put(0, y, static_cast<std::size_t>(width),
+                            interleaved.data() + interleaved.size() / 2 * static_cast<std::size_t>(y));
+            expect_same_picture(builder.finish(), source);
+        }
+}
+
+TEST(Image, SixteenBitsAreRoundedToTheNearestByte)
+{
+    Image image = make_image(4, 1, 1, 16, "test");
+    const std::uint16_t samples[] = {128, 129, 65535 - 128, 65535 - 129};
+    std::memcpy(image.data.get(), samples, sizeof samples);
+    convert_depth(image, 8, "test");
+    EXPECT_EQ(bytes_of(image), (std::vector<std::uint8_t>{0, 1, 255, 254}));
+}
+
+TEST(Image, GreyIsAWeightedMeanAndKeepsGreyColours)
+{
+    Image image = make_image(3, 1, 3, 8, "test");
+    const std::uint8_t samples[] = {255, 0, 0, 77, 77, 77, 10, 200, 30};
+    std::memcpy(image.data.get(), samples, sizeof samples);
+    convert_to_grey(image, "test");
+    EXPECT_EQ(image.channels, 1);
+    // 76.245, 77, 2.99 + 117.4 + 3.42 = 123.81
+    EXPECT_EQ(bytes_of(image), (std::vector<std::uint8_t>{76, 77, 124}));
+}
+
+TEST(Image, ColourRepeatsGrey)
+{
+    Image image = grey_picture(2, 1, {7, 9});
+    convert_to_colour(image, "test");
+    EXPECT_EQ(bytes_of(image), (std::vector<std::uint8_t>{7, 7, 7, 9, 9, 9}));
+}
+
+TEST(Image, TheLibrarysViewHasTheSameShape)
+{
+    const Image image = test_picture(5, 4, 3, 16, true);
+    const Mat mat = borrow_mat(image);
+    EXPECT_EQ(mat.width, 5);
+    EXPECT_EQ(mat.height, 4);
+    EXPECT_EQ(mat.channels, 3);
+    EXPECT_EQ(mat.elemSize, 2);
+    EXPECT_EQ(mat.size, 5 * 4 * 3 * 2);
+    EXPECT_EQ(mat.data, image.data.get());
+    EXPECT_EQ(borrow_mask(image).data, image.mask.get());
+}
+
+TEST(Image, TakesOverWhatTheLibraryFilled)
+{
+    Mat mat;
+    MatInit(&mat);
+    MatReset(&mat, 3, 2, 1, 2);
+    const std::uint8_t* const block = mat.data;
+    const Image image = adopt_mat(mat);
+    EXPECT_EQ(image.data.get(), block);
+    EXPECT_EQ(image.bits, 16);
+    EXPECT_EQ(mat.data, nullptr);
+}
+
+// Every stored picture shows the same scene, as a viewer that honours the tag displays it:
+//   1 2 3
+//   4 5 6
+TEST(Image, AllEightOrientationsShowTheSameScene)
+{
+    const std::vector<std::uint8_t> scene = {1, 2, 3, 4, 5, 6};
+    const std::vector<std::uint8_t> stored[] = {
+        {1, 2, 3, 4, 5, 6}, // upright
+        {3, 2, 1, 6, 5, 4}, // first column on the right
+        {6, 5, 4, 3, 2, 1}, // first row at the bottom, first column on the right
+        {4, 5, 6, 1, 2, 3}, // first row at the bottom
+        {1, 4, 2, 5, 3, 6}, // first row on the left, first column on top
+        {3, 6, 2, 5, 1, 4}, // first row on the right, first column on top
+        {6, 3, 5, 2, 4, 1}, // first row on the right, first column at the bottom
+        {4, 1, 5, 2, 6, 3}, // first row on the left, first column at the bottom
+    };
+    for (int orientation = 1; orientation <= 8; ++orientation) {
+        const bool is_turned = orientation >= 5;
+        Image image = grey_picture(is_turned ? 2 : 3, is_turned ? 3 : 2, stored[orientation - 1]);
+        image.mask = allocate_block(6, "test");
+        image.has_alpha = true;
+        std::memcpy(image.mask.get(), image.data.get(), 6);
+        const Image seen = apply_orientation(std::move(image), orientation, "test");
+        EXPECT_EQ(seen.width, 3) << orientation;
+        EXPECT_EQ(bytes_of(seen), scene) << orientation;
+        EXPECT_EQ(std::memcmp(seen.mask.get(), scene.data(), 6), 0) << orientation;
+    }
+}
+
+TEST(Image, ColoursMultipliedWithAlphaAreDividedByIt)
+{
+    ImageInfo info{4, 1, 1, 8, true, {}};
+    ImageBuilder builder("test", info);
+    const std::uint8_t pixels[] = {100, 200, 50, 255, 9, 0, 60, 50}; // the last one is brighter than its alpha allows
+    builder.put(0, 0, 4, pixels);
+    const Image image = builder.finish(true);
+    EXPECT_EQ(bytes_of(image), (std::vector<std::uint8_t>{128, 50, 0, 255}));
+    const std::vector<std::uint8_t> alpha = {200, 255, 0, 50};
+    EXPECT_EQ(std::memcmp(image.mask.get(), alpha.data(), 4), 0);
+}
+
+TEST(Image, AFaintAlphaOf16BitStillCovers)
+{
+    Block alpha = allocate_block(8, "test");
+    const std::uint16_t values[] = {0, 1, 256, 65535};
+    std::memcpy(alpha.get(), values, sizeof values);
+    alpha = coverage_of_16_bit(std::move(alpha), 4);
+    const std::vector<std::uint8_t> expected = {0, 1, 1, 255};
+    EXPECT_EQ(std::memcmp(alpha.get(), expected.data(), 4), 0);
+}
+
+} // namespace
+
+} // namespace panoval::image::test
