@@ -84,6 +84,17 @@ public:
     // without any gain, and the mask (255 everywhere where the picture has none; 0 = not covered). Throws an Error
     // where the host cannot give the rows, or std::bad_alloc.
     virtual void read(std::size_t picture, const Rect& rect, PixelBlock& block) = 0;
+
+    // Fills rect.pixels() bytes: 0, or anything else where a pixel must belong to this picture if it covers it (of two
+    // such pictures, to that of the lower number). False, and nothing filled, where the picture has no such pixel at
+    // all; then that is the answer for each of its rectangles.
+    virtual bool read_keep(std::size_t picture, const Rect& rect, std::uint8_t* out)
+    {
+        static_cast<void>(picture);
+        static_cast<void>(rect);
+        static_cast<void>(out);
+        return false;
+    }
 };
 
 } // namespace panoval::mosaic

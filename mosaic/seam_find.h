@@ -1,0 +1,33 @@
+// SPDX-License-Identifier: MIT
+// Decides which picture each pixel of the panorama belongs to.
+#pragma once
+
+#include "mosaic/corrections.h"
+#include "mosaic/layout.h"
+#include "mosaic/pixel_block.h"
+#include "mosaic/progress.h"
+#include "mosaic/seam_map.h"
+
+#include <cstddef>
+#include <vector>
+
+namespace panoval::mosaic
+{
+
+enum class SeamMode {
+    Nearest, // to the picture in which the pixel lies farthest from the edge of what is covered
+    Optimal  // then moved to where pictures differ least once they are corrected
+};
+
+struct SeamOptions {
+    SeamMode mode = SeamMode::Optimal;
+    std::size_t memory = std::size_t{512} << 20; // bytes that the search may take for itself, beside the seams it finds
+    std::size_t threads = 1;
+};
+
+// Every covered pixel gets a picture that covers it; the others are nobody's. The result depends on nothing but the
+// pictures, their places and corrections, the mode and the memory; not on the number of threads.
+SeamMap find_seams(const Layout& layout, const std::vector<Overlap>& overlaps, const Corrections& corrections,
+                   PictureReader& reader, const SeamOptions& options, Progress& progress);
+
+} // namespace panoval::mosaic
