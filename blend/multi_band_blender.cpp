@@ -6,6 +6,7 @@
 #include "blend/band_stream.h"
 #include "blend/expander.h"
 #include "core/containers.h"
+#include "core/elementary.h"
 #include "core/heap.h"
 #include "core/numbers.h"
 #include "panoval.h"
@@ -23,7 +24,7 @@ using namespace panoval;
 std::int32_t bands_for(const Roi& canvas, std::int32_t requested)
 {
     const double larger = std::max(canvas.width, canvas.height);
-    const std::int32_t possible = truncate_to_int(std::ceil(std::log(larger) / std::log(2.0)));
+    const std::int32_t possible = truncate_to_int(std::ceil(panoval::log(larger) / panoval::log(2.0)));
     return std::max(std::min(requested, possible), 1);
 }
 

@@ -4,6 +4,7 @@
 // residual of the focal sums. Every sum runs over the points in their order, in double precision; every expression is
 // evaluated as it is written.
 #include "detect/oval_fit.h"
+#include "core/elementary.h"
 #include "core/heap.h"
 #include "core/numbers.h"
 #include "detect/conic_residuals.h"
@@ -157,9 +158,9 @@ void measure_axes(const Conic& conic, OvalFit& fit)
     const auto [b, c, d, e, f] = conic;
     fit.x0 = (b * e - 2 * c * d) / (4 * c - b * b);
     fit.y0 = (b * d - 2 * e) / (4 * c - b * b);
-    fit.theta = 0.5 * std::atan(b / (1 - c));
-    const double cosine = std::cos(fit.theta);
-    const double sine = std::sin(fit.theta);
+    fit.theta = 0.5 * panoval::atan(b / (1 - c));
+    const double cosine = panoval::cos(fit.theta);
+    const double sine = panoval::sin(fit.theta);
     const double at_centre = f + (d * fit.x0 + e * fit.y0) / 2;
     const double scaled = at_centre * (cosine * cosine - sine * sine);
     fit.semi_major = std::sqrt(scaled / (c * (sine * sine) - cosine * cosine));
@@ -176,8 +177,8 @@ void measure_axes(const Conic& conic, OvalFit& fit)
 void measure_residuals(const Points& points, const double* weights, double* residuals, OvalFit& fit)
 {
     const double focal = std::sqrt(fit.semi_major * fit.semi_major - fit.semi_minor * fit.semi_minor);
-    const double x = focal * std::cos(fit.theta);
-    const double y = focal * std::sin(fit.theta);
+    const double x = focal * panoval::cos(fit.theta);
+    const double y = focal * panoval::sin(fit.theta);
     focal_residuals({fit.x0 - x, fit.y0 - y, fit.x0 + x, fit.y0 + y, 2 * fit.semi_major}, points.xy, points.count,
                     residuals);
     double weight_sum = 0;

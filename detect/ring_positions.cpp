@@ -3,9 +3,9 @@
 // samples. Integers stay doubles, in which they are exact, until the end.
 #include "detect/ring_positions.h"
 
+#include "core/elementary.h"
 #include "core/numbers.h"
 
-#include <cmath>
 #include <cstddef>
 
 #undef HWY_TARGET_INCLUDE
@@ -99,8 +99,8 @@ void ring_positions(const RingShape& shape, std::int32_t first, std::int32_t cou
     Angles angles = {};
     for (std::int32_t i = 0; i < count; ++i) {
         const double phi = ((first + i) * kTwoPi) / all;
-        angles.cosine[i] = std::cos(phi);
-        angles.sine[i] = std::sin(phi);
+        angles.cosine[i] = panoval::cos(phi);
+        angles.sine[i] = panoval::sin(phi);
     }
     Positions positions = {};
     HWY_DYNAMIC_DISPATCH(place)(shape, angles, to_count(count), positions);

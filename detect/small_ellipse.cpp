@@ -2,6 +2,7 @@
 // Bright features on a ring around a known ellipse: the ring is sampled, its samples are split into two classes, and
 // each run of bright samples that covers a moderate angle gives one or two records. Every expression is evaluated as it
 // is written, in double precision.
+#include "core/elementary.h"
 #include "core/heap.h"
 #include "core/numbers.h"
 #include "detect/histogram.h"
@@ -127,7 +128,7 @@ double stretched_angle(const Image& image, const RingShape& target, std::int32_t
     const double x = static_cast<double>(pixel.column) - middle.column;
     const double y = static_cast<double>(pixel.row) - middle.row;
     const double stretch = target.a / target.b;
-    return std::atan2(stretch * (y * target.cosine - x * target.sine), x * target.cosine + y * target.sine);
+    return panoval::atan2(stretch * (y * target.cosine - x * target.sine), x * target.cosine + y * target.sine);
 }
 
 class Records
@@ -211,8 +212,8 @@ extern "C" PANOVAL_API uint32_t find_small_ellipse(uint8_t* image, int32_t width
 {
     using namespace panoval;
     *regions = nullptr;
-    const RingShape target = {ellipse[0], ellipse[1],           ellipse[2],
-                              ellipse[3], std::cos(ellipse[4]), std::sin(ellipse[4])};
+    const RingShape target = {
+        ellipse[0], ellipse[1], ellipse[2], ellipse[3], panoval::cos(ellipse[4]), panoval::sin(ellipse[4])};
     const Image picture = {image, width, height};
     Ring ring = {sample_count(target), {}, {}};
     if (ring.count < 1 || target.b == 0)

@@ -7,6 +7,7 @@
 
 #include <hwy/highway.h>
 
+#include "core/elementary.h"
 #include "core/numbers.h"
 #include "filter/canny.h"
 
@@ -149,7 +150,7 @@ HeapArray<double> make_kernel(std::int32_t length, double sigma)
     for (std::int32_t i = 0; i < length; ++i) {
         const double x = i - half;
         kernel[static_cast<std::size_t>(i)] =
-            std::pow(kE, ((x * -0.5) * x) / (sigma * sigma)) / (std::sqrt(kTwoPi) * sigma);
+            panoval::pow(kE, ((x * -0.5) * x) / (sigma * sigma)) / (std::sqrt(kTwoPi) * sigma);
         sum += kernel[static_cast<std::size_t>(i)];
     }
     for (std::int32_t i = 0; i < length; ++i)

@@ -1,9 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The square two-dimensional Gaussian kernel.
+#include "core/elementary.h"
 #include "core/numbers.h"
 #include "panoval.h"
-
-#include <cmath>
 
 namespace
 {
@@ -33,7 +32,7 @@ void GetGaussianKernel(double* kernel, std::int32_t size, double sigma)
             const std::int32_t y = i - centre;
             const std::int32_t x = j - centre;
             const std::int32_t exponent = wrapping_sub(0, wrapping_add(wrapping_mul(x, x), wrapping_mul(y, y)));
-            *element = std::exp(exponent / ((sigma + sigma) * sigma)) * factor;
+            *element = panoval::exp(exponent / ((sigma + sigma) * sigma)) * factor;
             sum += *element;
         }
     for (std::size_t k = 0; k < count; ++k)

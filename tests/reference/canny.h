@@ -3,6 +3,7 @@
 // table written out, a plain list for edge following. Needs at least 3 x 3 pixels.
 #pragma once
 
+#include "core/elementary.h"
 #include "core/numbers.h"
 
 #include <cmath>
@@ -39,7 +40,7 @@ inline std::vector<double> canny_kernel(double sigma)
     double sum = 0;
     for (std::int32_t i = 0; i < length; ++i) {
         const double x = i - centre;
-        const double k = std::pow(2.71828, ((x * -0.5) * x) / (sigma * sigma)) / (std::sqrt(6.2831853) * sigma);
+        const double k = panoval::pow(2.71828, ((x * -0.5) * x) / (sigma * sigma)) / (std::sqrt(6.2831853) * sigma);
         kernel[static_cast<std::size_t>(i)] = k;
         sum += k;
     }

@@ -2,7 +2,7 @@
 // The definition of the Gaussian kernel.
 #pragma once
 
-#include <cmath>
+#include "core/elementary.h"
 
 namespace panoval::reference
 {
@@ -20,7 +20,7 @@ inline void gaussian_kernel(double* kernel, int size, double sigma)
             const int d = -(x * x + y * y);
             const double quotient = static_cast<double>(d) / ((sigma + sigma) * sigma);
             const double factor = 1.0 / ((sigma * 6.283185307179586) * sigma);
-            const double value = std::exp(quotient) * factor;
+            const double value = panoval::exp(quotient) * factor;
             kernel[i * size + j] = value;
             sum = sum + value;
         }

@@ -2,6 +2,7 @@
 // Multi-band blending as it is defined: whole images, whole pyramids, one step after the other.
 #pragma once
 
+#include "core/elementary.h"
 #include "panoval.h"
 #include "tests/reference/pyramid.h"
 
@@ -28,7 +29,8 @@ inline MultiBand multi_band_prepare(int requested_bands, int channels, Roi& dst_
     MultiBand blender;
     blender.dst_roi_final = dst_roi;
     const double larger = std::max(dst_roi.width, dst_roi.height);
-    blender.num_bands = std::min(requested_bands, static_cast<int>(std::ceil(std::log(larger) / std::log(2.0))));
+    blender.num_bands =
+        std::min(requested_bands, static_cast<int>(std::ceil(panoval::log(larger) / panoval::log(2.0))));
     blender.num_bands = std::max(blender.num_bands, 1);
     const int u = 1 << blender.num_bands;
     dst_roi.width += (u - dst_roi.width % u) % u;

@@ -2,6 +2,7 @@
 // The oval fit as it is defined, step by step, on libmath. The weights at the end can be looked at.
 #pragma once
 
+#include "core/elementary.h"
 #include "libmath/libmath.h"
 #include "panoval.h"
 
@@ -116,10 +117,10 @@ inline std::int32_t oval_fit(std::int32_t count, const double* points, OvalFit* 
 
     const double x0 = (B * E - 2 * C * D) / (4 * C - B * B);
     const double y0 = (B * D - 2 * E) / (4 * C - B * B);
-    double theta = 0.5 * std::atan(B / (1 - C));
+    double theta = 0.5 * panoval::atan(B / (1 - C));
     const double F0 = F + (D * x0 + E * y0) / 2;
-    const double cos2 = std::cos(theta) * std::cos(theta);
-    const double sin2 = std::sin(theta) * std::sin(theta);
+    const double cos2 = panoval::cos(theta) * panoval::cos(theta);
+    const double sin2 = panoval::sin(theta) * panoval::sin(theta);
     const double K = F0 * (cos2 - sin2);
     double a = std::sqrt(K / (C * sin2 - cos2));
     double b = std::sqrt(K / (sin2 - C * cos2));
@@ -129,10 +130,10 @@ inline std::int32_t oval_fit(std::int32_t count, const double* points, OvalFit* 
     }
 
     const double c = std::sqrt(a * a - b * b);
-    const double f1x = x0 - c * std::cos(theta);
-    const double f1y = y0 - c * std::sin(theta);
-    const double f2x = x0 + c * std::cos(theta);
-    const double f2y = y0 + c * std::sin(theta);
+    const double f1x = x0 - c * panoval::cos(theta);
+    const double f1y = y0 - c * panoval::sin(theta);
+    const double f2x = x0 + c * panoval::cos(theta);
+    const double f2y = y0 + c * panoval::sin(theta);
     double weight_sum = 0;
     double square_sum = 0;
     double largest = 0.0;

@@ -2,6 +2,7 @@
 // The small-ellipse finder as it is defined, step by step. Positions outside the image read as 0 and are not painted.
 #pragma once
 
+#include "core/elementary.h"
 #include "core/numbers.h"
 #include "panoval.h"
 #include "tests/reference/histogram.h"
@@ -74,13 +75,13 @@ inline std::uint32_t find_small_ellipse(std::uint8_t* image, std::int32_t width,
     std::vector<Sample> samples;
     for (std::int32_t i = 0; i < N; ++i) {
         const double phi = static_cast<double>(i) * two_pi / static_cast<double>(N);
-        const double c2 = std::cos(phi) * std::cos(phi);
-        const double s2 = std::sin(phi) * std::sin(phi);
+        const double c2 = panoval::cos(phi) * panoval::cos(phi);
+        const double s2 = panoval::sin(phi) * panoval::sin(phi);
         const std::int32_t r = truncate_to_int(std::sqrt(1 / (c2 / (A * A) + s2 / (B * B))));
-        const double dx = static_cast<double>(truncate_to_int(static_cast<double>(r) * std::cos(phi)));
-        const double dy = static_cast<double>(truncate_to_int(static_cast<double>(r) * std::sin(phi)));
-        const double X = dx * std::cos(t) - dy * std::sin(t) + cx;
-        const double Y = dy * std::cos(t) + dx * std::sin(t) + cy;
+        const double dx = static_cast<double>(truncate_to_int(static_cast<double>(r) * panoval::cos(phi)));
+        const double dy = static_cast<double>(truncate_to_int(static_cast<double>(r) * panoval::sin(phi)));
+        const double X = dx * panoval::cos(t) - dy * panoval::sin(t) + cx;
+        const double Y = dy * panoval::cos(t) + dx * panoval::sin(t) + cy;
         const std::int32_t index = wrapping_add(wrapping_mul(truncate_to_int(Y), width), truncate_to_int(X));
         const bool is_in_buffer = index >= 0 && index < pixels;
         samples.push_back({index, is_in_buffer ? image[index] : 0, r});
@@ -95,9 +96,9 @@ inline std::uint32_t find_small_ellipse(std::uint8_t* image, std::int32_t width,
     seen.threshold = T;
 
     const std::int32_t c = truncate_to_int(std::sqrt((A / 2) * (A / 2) - (B / 2) * (B / 2)));
-    const std::int32_t M =
-        mean_inside(image, width, height, truncate_to_int(cx - c * std::cos(t)), truncate_to_int(cy - c * std::sin(t)),
-                    truncate_to_int(cx + c * std::cos(t)), truncate_to_int(cy + c * std::sin(t)), A);
+    const std::int32_t M = mean_inside(
+        image, width, height, truncate_to_int(cx - c * panoval::cos(t)), truncate_to_int(cy - c * panoval::sin(t)),
+        truncate_to_int(cx + c * panoval::cos(t)), truncate_to_int(cy + c * panoval::sin(t)), A);
     seen.inside_mean = M;
 
     if (!(T > 0))
@@ -130,7 +131,8 @@ inline std::uint32_t find_small_ellipse(std::uint8_t* image, std::int32_t width,
         const double q = A / B;
         const double x = static_cast<double>(samples[at(i)].index % width) - static_cast<double>(width / 2);
         const double y = static_cast<double>(samples[at(i)].index / width) - static_cast<double>(height / 2);
-        return std::atan2(q * (y * std::cos(t) - x * std::sin(t)), x * std::cos(t) + y * std::sin(t));
+        return panoval::atan2(q * (y * panoval::cos(t) - x * panoval::sin(t)),
+                              x * panoval::cos(t) + y * panoval::sin(t));
     };
     std::int64_t start = -1;
     for (std::int64_t j = 0; j < N; ++j) {
