@@ -1,0 +1,82 @@
+// SPDX-License-Identifier: MIT
+#include "mosaic/covered_share.h"
+
+#include "blend/border.h"
+#include "blend/pyramid_rows.h"
+#include "mosaic/seam_map.h"
+
+#include <algorithm>
+#include <cstddef>
+
+namespace panoval::mosaic
+{
+
+namespace
+{
+
+std::size_t to_size(std::int64_t value)
+{
+    return static_cast<std::size_t>(value);
+}
+
+// Beyond the finer plane, which begins at even pixels and is as wide as the coarser one needs, lies nothing.
+Plane<float> reduced(const Plane<float>& fine, const Rect& rect)
+{
+    const std::size_t stride = to_size(fine.rect.width / 2) + 4; // whole vectors of four
+    std::vector<float> across(stride * to_size(fine.rect.height + 4));
+    for (std::int64_t y = 0; y < fine.rect.height; ++y)
+        reduce_across(fine.at(fine.rect.x, fine.rect.y + y), static_cast<std::int32_t>(fine.rect.width), 1,
+                      kBorderConstant, across.data() + to_size(y + 2) * stride,
+                      static_cast<std::int32_t>(fine.rect.width / 2));
+    Plane<float> coarse(rect, 1);
+    std::vector<float> row(stride);
+    const std::int64_t skipped = rect.x - fine.rect.x / 2;
+    for (std::int64_t y = rect.y; y < rect.bottom(); ++y) {
+        const float* rows[5];
+        for (std::int64_t k = 0; k < 5; ++k)
+            rows[k] = across.data() + to_size(2 * y + k - fine.rect.y) * stride;
+        reduce_down(rows, stride / 4 * 4, row.data());
+        std::copy_n(row.data() + skipped, rect.width, coarse.at(rect.x, y));
+    }
+    return coarse;
+}
+
+} // namespace
+
+CoveredShare::CoveredShare(const Plane<std::int32_t>& labels, const TileLevels& levels)
+    : is_whole_(std::find(labels.data.begin(), labels.data.end(), kNobody) == labels.data.end())
+{
+    const Rect& frame = levels.frame();
+    const auto windows = picture_windows(levels.windows(), frame.width, frame.height);
+    const Rect seen = windows[0].rect().moved(frame.x, frame.y);
+    is_whole_ = is_whole_ && labels.rect.contains(seen);
+    if (is_whole_)
+        return;
+    Plane<float> finest(windows[0].rect(), 1);
+    const Rect inside = intersect(seen, labels.rect);
+    for (std::int64_t y = inside.y; y < inside.bottom(); ++y)
+        std::transform(labels.at(inside.x, y), labels.at(inside.x, y) + inside.width,
+                       finest.at(inside.x - frame.x, y - frame.y),
+                       [](std::int32_t label) { return label == kNobody ? 0.0f : 1.0f; });
+    planes_.push_back(std::move(finest));
+    for (std::size_t i = 1; i < windows.size(); ++i)
+        planes_.push_back(reduced(planes_[i - 1], windows[i].rect()));
+}
+
+void CoveredShare::normalize(int level, std::int64_t y, std::int64_t first, std::int64_t count, int channels,
+                             float* samples, float* weights) const
+{
+    if (is_whole_)
+        return;
+    const float* const shares = planes_[to_size(level)].at(first, y);
+    for (std::int64_t x = 0; x < count; ++x) {
+        if (shares[x] == 1.0f)
+            continue;
+        float* const pixel = samples + x * channels;
+        weights[x] = shares[x] > 0 ? weights[x] / shares[x] : 0.0f;
+        for (int c = 0; c < channels; ++c)
+            pixel[c] = shares[x] > 0 ? pixel[c] / shares[x] : 0.0f;
+    }
+}
+
+} // namespace panoval::mosaic
