@@ -9,11 +9,6 @@ PANOVAL_MEASURE_API int32_t panoval_measure_detect(const PanovalMeasureImage*, c
     return PANOVAL_MEASURE_NO_MEMORY;
 }
 PANOVAL_MEASURE_API void panoval_measure_free(PanovalMeasureDetection*) {}
-PANOVAL_MEASURE_API int32_t panoval_measure_refine(const PanovalMeasureImage*, const PanovalMeasureEllipse*, int32_t,
-                                                   PanovalMeasureTarget*)
-{
-    return PANOVAL_MEASURE_NO_MEMORY;
-}
 PANOVAL_MEASURE_API int32_t panoval_measure_centre_by_homography(const PanovalMeasureEllipse*, const double*,
                                                                  const double*, PanovalMeasurePoint*)
 {

@@ -10,14 +10,29 @@ namespace panoval::measure
 namespace
 {
 
-template <class Sample>
-void convert(const unsigned char* bytes, std::int32_t count, double* samples) noexcept
+template <class Sample, class Value>
+void convert(const unsigned char* bytes, std::int32_t count, Value* samples) noexcept
 {
     for (std::int32_t i = 0; i < count; ++i) {
         Sample sample;
         std::memcpy(&sample, bytes + static_cast<std::size_t>(i) * sizeof(Sample), sizeof(Sample));
-        samples[i] = static_cast<double>(sample);
+        samples[i] = static_cast<Value>(sample);
     }
+}
+
+template <class Value>
+void read_row(const PanovalMeasureImage& image, std::int32_t x, std::int32_t y, std::int32_t count,
+              Value* samples) noexcept
+{
+    const std::size_t offset = static_cast<std::size_t>(y) * static_cast<std::size_t>(image.stride) +
+                               static_cast<std::size_t>(x) * sample_size(image.sample_type);
+    const auto* bytes = static_cast<const unsigned char*>(image.data) + offset;
+    if (image.sample_type == PANOVAL_MEASURE_U8)
+        convert<std::uint8_t>(bytes, count, samples);
+    else if (image.sample_type == PANOVAL_MEASURE_U16)
+        convert<std::uint16_t>(bytes, count, samples);
+    else
+        convert<float>(bytes, count, samples);
 }
 
 } // namespace
@@ -67,15 +82,13 @@ double highest_sample(std::int32_t sample_type) noexcept
 void read_samples(const PanovalMeasureImage& image, std::int32_t x, std::int32_t y, std::int32_t count,
                   double* samples) noexcept
 {
-    const std::size_t offset = static_cast<std::size_t>(y) * static_cast<std::size_t>(image.stride) +
-                               static_cast<std::size_t>(x) * sample_size(image.sample_type);
-    const auto* bytes = static_cast<const unsigned char*>(image.data) + offset;
-    if (image.sample_type == PANOVAL_MEASURE_U8)
-        convert<std::uint8_t>(bytes, count, samples);
-    else if (image.sample_type == PANOVAL_MEASURE_U16)
-        convert<std::uint16_t>(bytes, count, samples);
-    else
-        convert<float>(bytes, count, samples);
+    read_row(image, x, y, count, samples);
+}
+
+void read_samples(const PanovalMeasureImage& image, std::int32_t x, std::int32_t y, std::int32_t count,
+                  float* samples) noexcept
+{
+    read_row(image, x, y, count, samples);
 }
 
 } // namespace panoval::measure

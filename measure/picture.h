@@ -22,5 +22,7 @@ double highest_sample(std::int32_t sample_type) noexcept;
 // Samples x to x + count - 1 of row y, all of them inside the picture.
 void read_samples(const PanovalMeasureImage& image, std::int32_t x, std::int32_t y, std::int32_t count,
                   double* samples) noexcept;
+void read_samples(const PanovalMeasureImage& image, std::int32_t x, std::int32_t y, std::int32_t count,
+                  float* samples) noexcept; // exact, too
 
 } // namespace panoval::measure

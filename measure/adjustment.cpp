@@ -1,0 +1,273 @@
+// SPDX-License-Identifier: MIT
+// Levenberg-Marquardt over the twelve unknowns of a target.
+#include "measure/adjustment.h"
+
+#include "core/numbers.h"
+
+#include <Eigen/Cholesky>
+
+#include <algorithm>
+#include <cmath>
+
+namespace panoval::measure
+{
+
+namespace
+{
+
+constexpr int kMostIterations = 40;
+constexpr double kFirstDamping = 1e-4;
+constexpr double kMostDamping = 1e8;
+constexpr double kBoxVariance = 1.0 / 12;
+
+// A step is the last one when it moves the outline by less than this many pixels,
+constexpr double kSettled = 1e-7;
+// or by less than these many pixels and all unknowns by less than 0.3 % of what noise leaves open.
+constexpr double kNearlySettled = 2e-4;
+constexpr double kSettledAgainstNoise = 1e-5;
+
+struct Equations {
+    Matrix12 normal;
+    Vector12 rhs;
+    double edge_cost = 0;
+    double edge_count = 0;
+    double flat_cost = 0;
+    double cost = 0;
+};
+
+void add_row(Equations& equations, const double* row, double residual) noexcept
+{
+    for (int j = 0; j < kUnknowns; ++j)
+        for (int i = 0; i <= j; ++i)
+            equations.normal(i, j) += row[i] * row[j];
+    for (int i = 0; i < kUnknowns; ++i)
+        equations.rhs[i] += row[i] * residual;
+}
+
+// One row of pixels.
+void add_samples(const AdjustmentInput& input, const TargetModel& model, const double* planes, std::size_t stride,
+                 std::int32_t y, Equations& equations) noexcept
+{
+    const Box& box = input.patch->box();
+    const Part* const parts = input.patch->parts(y);
+    const float* const samples = input.patch->samples(y);
+    const double variance = model.blur * model.blur + kBoxVariance;
+    const double dy = y - input.reference_y;
+    double row[kUnknowns];
+    for (std::size_t i = 0; i < to_count(box.width); ++i) {
+        if (parts[i] != Part::kEdge)
+            continue;
+        const double dx = box.x + static_cast<std::int32_t>(i) - input.reference_x;
+        const double area = planes[kCoverage * stride + i];
+        const double rest = 1 - area;
+        const double contrast = model.inside.at(dx, dy) - model.outside.at(dx, dy);
+        for (std::size_t plane = 0; plane <= kByBlur; ++plane)
+            row[plane] = contrast * planes[plane * stride + i];
+        const double bend_x = variance * planes[kByX * stride + i];
+        const double bend_y = variance * planes[kByY * stride + i];
+        row[kInside] = area;
+        row[kInsideSlopeX] = area * dx - bend_x;
+        row[kInsideSlopeY] = area * dy - bend_y;
+        row[kOutside] = rest;
+        row[kOutsideSlopeX] = rest * dx + bend_x;
+        row[kOutsideSlopeY] = rest * dy + bend_y;
+        const double residual = static_cast<double>(samples[i]) - predict(model, planes, stride, i, dx, dy);
+        equations.edge_cost += residual * residual;
+        equations.edge_count += 1;
+        add_row(equations, row, residual);
+    }
+}
+
+// The samples away from the outline, by their sums.
+void add_flat(const PlaneSums& sums, const LevelPlane& plane, int first, Equations& equations) noexcept
+{
+    Matrix12& normal = equations.normal;
+    normal(first, first) += sums.count;
+    normal(first, first + 1) += sums.x;
+    normal(first, first + 2) += sums.y;
+    normal(first + 1, first + 1) += sums.xx;
+    normal(first + 1, first + 2) += sums.xy;
+    normal(first + 2, first + 2) += sums.yy;
+    const double level = plane.level - sums.origin;
+    equations.rhs[first] += sums.v - (level * sums.count + plane.slope_x * sums.x + plane.slope_y * sums.y);
+    equations.rhs[first + 1] += sums.vx - (level * sums.x + plane.slope_x * sums.xx + plane.slope_y * sums.xy);
+    equations.rhs[first + 2] += sums.vy - (level * sums.y + plane.slope_x * sums.xy + plane.slope_y * sums.yy);
+    equations.flat_cost += sums.squared_residuals(plane);
+}
+
+void add_tie(const SlopeTie& tie, const TargetModel& model, Equations& equations) noexcept
+{
+    const double off[2] = {model.inside.slope_x - tie.ratio * model.outside.slope_x,
+                           model.inside.slope_y - tie.ratio * model.outside.slope_y};
+    for (int axis = 0; axis < 2; ++axis) {
+        const int in = kInsideSlopeX + axis;
+        const int out = kOutsideSlopeX + axis;
+        equations.normal(in, in) += tie.weight;
+        equations.normal(in, out) -= tie.weight * tie.ratio;
+        equations.normal(out, out) += tie.weight * tie.ratio * tie.ratio;
+        equations.rhs[in] -= tie.weight * off[axis];
+        equations.rhs[out] += tie.weight * tie.ratio * off[axis];
+        equations.cost += tie.weight * off[axis] * off[axis];
+    }
+}
+
+bool evaluate(const AdjustmentInput& input, OutlineModel& outlines, const TargetModel& model,
+              Equations& equations) noexcept
+{
+    if (!outlines.sample(model.outline, model.blur))
+        return false;
+    equations.normal.setZero();
+    equations.rhs.setZero();
+    equations.edge_cost = equations.edge_count = equations.flat_cost = equations.cost = 0;
+    const Box& box = input.patch->box();
+    for (std::int32_t y = box.y; y < box.y + box.height; ++y)
+        if (input.patch->has_edge(y))
+            add_samples(input, model, outlines.row(y), outlines.stride(), y, equations);
+    add_flat(input.flat_inside, model.inside, kInside, equations);
+    add_flat(input.flat_outside, model.outside, kOutside, equations);
+    add_tie(input.tie, model, equations);
+    equations.cost += equations.edge_cost + equations.flat_cost;
+    for (int i = 0; i < kUnknowns; ++i)
+        for (int j = 0; j < i; ++j)
+            equations.normal(i, j) = equations.normal(j, i);
+    return std::isfinite(equations.cost);
+}
+
+// The damped step. Unknowns are scaled by the roots of the diagonal first, for they have different units.
+Vector12 solve(const Equations& equations, double damping, bool is_blur_fixed) noexcept
+{
+    Vector12 scale;
+    for (int i = 0; i < kUnknowns; ++i)
+        scale[i] = equations.normal(i, i) > 0 ? 1 / std::sqrt(equations.normal(i, i)) : 1;
+    Matrix12 scaled;
+    Vector12 rhs;
+    for (int i = 0; i < kUnknowns; ++i) {
+        for (int j = 0; j < kUnknowns; ++j)
+            scaled(i, j) = equations.normal(i, j) * scale[i] * scale[j];
+        scaled(i, i) = 1 + damping;
+        rhs[i] = equations.rhs[i] * scale[i];
+    }
+    if (is_blur_fixed) {
+        scaled.row(kBlurSquare).setZero();
+        scaled.col(kBlurSquare).setZero();
+        scaled(kBlurSquare, kBlurSquare) = 1;
+        rhs[kBlurSquare] = 0;
+    }
+    Vector12 step = scaled.ldlt().solve(rhs);
+    for (int i = 0; i < kUnknowns; ++i)
+        step[i] *= scale[i];
+    return step;
+}
+
+TargetModel moved(const AdjustmentInput& input, const TargetModel& model, const Vector12& step) noexcept
+{
+    TargetModel result = model;
+    result.outline.x += step[kX];
+    result.outline.y += step[kY];
+    result.outline.mean += step[kMean];
+    result.outline.skew_x += step[kSkewX];
+    result.outline.skew_y += step[kSkewY];
+    const double square = std::clamp(model.blur * model.blur + step[kBlurSquare], input.least_blur * input.least_blur,
+                                     input.largest_blur * input.largest_blur);
+    result.blur = std::clamp(std::sqrt(square), input.least_blur, input.largest_blur);
+    result.inside.level += step[kInside];
+    result.inside.slope_x += step[kInsideSlopeX];
+    result.inside.slope_y += step[kInsideSlopeY];
+    result.outside.level += step[kOutside];
+    result.outside.slope_x += step[kOutsideSlopeX];
+    result.outside.slope_y += step[kOutsideSlopeY];
+    return result;
+}
+
+double largest_move(const Vector12& step) noexcept
+{
+    double most = 0;
+    for (int i = kX; i <= kBlurSquare; ++i)
+        most = std::max(most, std::fabs(step[i]));
+    return most;
+}
+
+// A step against the range of the blur is taken without it.
+Vector12 step_within_range(const AdjustmentInput& input, const TargetModel& model, const Equations& equations,
+                           double damping) noexcept
+{
+    const Vector12 step = solve(equations, damping, false);
+    const bool is_at_least = model.blur <= input.least_blur && step[kBlurSquare] < 0;
+    const bool is_at_most = model.blur >= input.largest_blur && step[kBlurSquare] > 0;
+    return is_at_least || is_at_most ? solve(equations, damping, true) : step;
+}
+
+bool is_settled(const Equations& equations, const Vector12& step) noexcept
+{
+    const double move = largest_move(step);
+    if (move < kSettled)
+        return true;
+    const double noise = equations.edge_cost / std::max(1.0, equations.edge_count - kUnknowns);
+    return move < kNearlySettled && step.dot(equations.normal * step) < kSettledAgainstNoise * noise;
+}
+
+} // namespace
+
+double predict(const TargetModel& model, const double* planes, std::size_t stride, std::size_t column, double dx,
+               double dy) noexcept
+{
+    const double outside = model.outside.at(dx, dy);
+    const double contrast = model.inside.at(dx, dy) - outside;
+    // Where the slopes differ, blur mixes levels of different places: the first moment of the covered part.
+    const double variance = model.blur * model.blur + kBoxVariance;
+    const double bend = (model.inside.slope_x - model.outside.slope_x) * planes[kByX * stride + column] +
+                        (model.inside.slope_y - model.outside.slope_y) * planes[kByY * stride + column];
+    return outside + contrast * planes[kCoverage * stride + column] - variance * bend;
+}
+
+Matrix12 invert_normal(const Matrix12& normal) noexcept
+{
+    Vector12 scale;
+    for (int i = 0; i < kUnknowns; ++i)
+        scale[i] = normal(i, i) > 0 ? 1 / std::sqrt(normal(i, i)) : 1;
+    Matrix12 scaled;
+    for (int i = 0; i < kUnknowns; ++i)
+        for (int j = 0; j < kUnknowns; ++j)
+            scaled(i, j) = i == j ? 1 : normal(i, j) * scale[i] * scale[j];
+    const Matrix12 inverse = scaled.ldlt().solve(Matrix12::Identity());
+    Matrix12 result;
+    for (int i = 0; i < kUnknowns; ++i)
+        for (int j = 0; j < kUnknowns; ++j)
+            result(i, j) = (inverse(i, j) + inverse(j, i)) / 2 * scale[i] * scale[j];
+    return result;
+}
+
+AdjustmentResult adjust(const AdjustmentInput& input, OutlineModel& outlines, TargetModel& model) noexcept
+{
+    AdjustmentResult result;
+    Equations now;
+    Equations next;
+    if (!evaluate(input, outlines, model, now)) {
+        result.has_left = true;
+        return result;
+    }
+    double damping = kFirstDamping;
+    while (result.iterations < kMostIterations && !result.has_converged && damping < kMostDamping) {
+        ++result.iterations;
+        const Vector12 step = step_within_range(input, model, now, damping);
+        const TargetModel tried = moved(input, model, step);
+        const bool is_inside = evaluate(input, outlines, tried, next);
+        if (is_inside && next.cost <= now.cost) {
+            result.has_converged = is_settled(next, step);
+            model = tried;
+            now = next;
+            damping = std::max(damping / 10, 1e-9);
+        } else {
+            // At the bottom, rounding decides which cost is the smaller one.
+            result.has_converged = largest_move(step) < kSettled;
+            damping *= 10;
+        }
+    }
+    result.normal = now.normal;
+    result.edge_cost = now.edge_cost;
+    result.flat_cost = now.flat_cost;
+    result.edge_count = now.edge_count;
+    return result;
+}
+
+} // namespace panoval::measure

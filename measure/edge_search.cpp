@@ -1,0 +1,304 @@
+// SPDX-License-Identifier: MIT
+// Rays across an outline, their steepest places, and a robust fit of the five elements to them. A displacement of the
+// outline along its normal is linear in the elements, so that a few rounds of reweighted least squares do.
+#include "measure/edge_search.h"
+
+#include "core/numbers.h"
+
+#include <Eigen/Cholesky>
+#include <Eigen/Core>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstddef>
+
+namespace panoval::measure
+{
+
+namespace
+{
+
+constexpr std::size_t kRays = 64;
+constexpr std::size_t kMostSteps = 129; // places of a ray; wider searches take longer steps
+constexpr double kStep = 0.5;           // pixels between places, at least
+constexpr double kProximity = 0.5;      // what an edge at the end of a ray counts, against one at the start
+constexpr double kLeastShare = 0.35;    // of the rays must agree
+constexpr int kFitRounds = 12;
+constexpr double kLeastTolerance = 0.15; // pixels that a place may be off without losing weight
+
+using Vector5 = Eigen::Matrix<double, 5, 1>;
+using Matrix5 = Eigen::Matrix<double, 5, 5>;
+
+struct Ray {
+    double u = 0, v = 0; // direction on the unit circle that the outline's matrix maps
+    double x = 0, y = 0; // on the outline
+    double normal_x = 0, normal_y = 0;
+    bool has_edge = false;
+    double offset = 0;   // of the edge along the normal
+    double strength = 0; // difference of levels around it
+};
+
+using Rays = std::array<Ray, kRays>;
+
+struct Search {
+    double inward = 0; // pixels
+    double outward = 0;
+    double step = kStep;
+    std::size_t count = 0; // places
+};
+
+void place_rays(const Outline& outline, Rays& rays) noexcept
+{
+    // The unit circle in 64 equal steps, by the angle's sum.
+    constexpr double turn_cos = 0.99518472667219688624; // cos(pi / 32)
+    constexpr double turn_sin = 0.098017140329560601994;
+    double u = 1;
+    double v = 0;
+    const double a = outline.mean + outline.skew_x;
+    const double b = outline.skew_y;
+    const double c = outline.mean - outline.skew_x;
+    for (Ray& ray : rays) {
+        ray.u = u;
+        ray.v = v;
+        ray.x = outline.x + a * u + b * v;
+        ray.y = outline.y + b * u + c * v;
+        const double nx = c * u - b * v;
+        const double ny = a * v - b * u;
+        const double length = std::sqrt(nx * nx + ny * ny);
+        ray.normal_x = nx / length;
+        ray.normal_y = ny / length;
+        const double next = v * turn_cos + u * turn_sin;
+        u = u * turn_cos - v * turn_sin;
+        v = next;
+    }
+}
+
+Search make_search(const Outline& outline, double reach) noexcept
+{
+    Search search;
+    search.inward = std::min(reach, 0.85 * outline.semi_minor());
+    search.outward = reach;
+    search.step = std::max(kStep, (search.inward + search.outward) / static_cast<double>(kMostSteps - 1));
+    search.count = to_count(truncate_to_int((search.inward + search.outward) / search.step)) + 1;
+    return search;
+}
+
+// Levels along a ray; a place outside the picture has no level.
+struct Profile {
+    std::array<double, kMostSteps> level;
+    std::array<bool, kMostSteps> is_known;
+};
+
+void read_profile(const Patch& patch, const Ray& ray, const Search& search, Profile& profile) noexcept
+{
+    for (std::size_t i = 0; i < search.count; ++i) {
+        const double t = static_cast<double>(i) * search.step - search.inward;
+        profile.is_known[i] = patch.interpolate(ray.x + t * ray.normal_x, ray.y + t * ray.normal_y, profile.level[i]);
+    }
+}
+
+// The steepest place where levels change by the sign, those nearby first.
+void find_steepest(const Profile& profile, const Search& search, double sign, Ray& ray) noexcept
+{
+    ray.has_edge = false;
+    double best = 0;
+    const std::size_t span = search.step < 1 ? 2 : 1; // steps to either side: about a pixel
+    const auto slope = [&](std::size_t i) { return sign * (profile.level[i + span] - profile.level[i - span]); };
+    for (std::size_t i = span; i + span < search.count; ++i) {
+        if (!profile.is_known[i - span] || !profile.is_known[i + span])
+            continue;
+        const double t = static_cast<double>(i) * search.step - search.inward;
+        const double rise = slope(i);
+        const double score = rise * (1 - (1 - kProximity) * std::fabs(t) / search.outward);
+        if (!(score > best))
+            continue;
+        best = score;
+        ray.has_edge = true;
+        ray.offset = t;
+        ray.strength = rise;
+        if (i > span && i + span + 1 < search.count && profile.is_known[i - span - 1] &&
+            profile.is_known[i + span + 1]) {
+            const double before = slope(i - 1);
+            const double after = slope(i + 1);
+            const double bend = before - 2 * rise + after;
+            if (bend < 0)
+                ray.offset += search.step * std::clamp((before - after) / (2 * bend), -0.5, 0.5);
+        }
+    }
+}
+
+Vector5 row_of(const Ray& ray) noexcept
+{
+    Vector5 row;
+    row << ray.normal_x, ray.normal_y, ray.normal_x * ray.u + ray.normal_y * ray.v,
+        ray.normal_x * ray.u - ray.normal_y * ray.v, ray.normal_x * ray.v + ray.normal_y * ray.u;
+    return row;
+}
+
+double median_of(std::array<double, kRays> values, std::size_t count) noexcept
+{
+    if (count == 0)
+        return 0;
+    std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(count / 2),
+                     values.begin() + static_cast<std::ptrdiff_t>(count));
+    return values[count / 2];
+}
+
+// Moves the outline onto the rays' edges. Returns the share of all rays that are near the result.
+double fit_rays(const Rays& rays, Outline& outline, double reach) noexcept
+{
+    double strongest = 0;
+    for (const Ray& ray : rays)
+        strongest = std::max(strongest, ray.has_edge ? ray.strength : 0);
+    Vector5 change = Vector5::Zero();
+    double tolerance = std::max(reach, 2 * kLeastTolerance);
+    double share = 0;
+    for (int round = 0; round < kFitRounds; ++round) {
+        Matrix5 normal = Matrix5::Zero();
+        Vector5 rhs = Vector5::Zero();
+        std::array<double, kRays> deviations{};
+        std::size_t count = 0;
+        for (const Ray& ray : rays) {
+            if (!ray.has_edge || ray.strength < 0.1 * strongest)
+                continue;
+            const Vector5 row = row_of(ray);
+            const double residual = ray.offset - row.dot(change);
+            deviations[count++] = std::fabs(residual);
+            const double relative = residual / tolerance;
+            if (std::fabs(relative) >= 1)
+                continue;
+            const double bell = 1 - relative * relative;
+            const double weight = bell * bell;
+            normal += weight * row * row.transpose();
+            rhs += weight * ray.offset * row;
+        }
+        if (count < kRays / 4)
+            return 0;
+        // A trace of damping keeps the elements in place that the rays leave open.
+        for (int i = 0; i < 5; ++i)
+            normal(i, i) += 1e-3;
+        change = normal.ldlt().solve(rhs);
+        const double spread = 1.5 * median_of(deviations, count);
+        tolerance = std::max({0.7 * tolerance, 3 * spread, 3 * kLeastTolerance});
+        share = static_cast<double>(std::count_if(deviations.begin(),
+                                                  deviations.begin() + static_cast<std::ptrdiff_t>(count),
+                                                  [&](double d) { return d < std::max(3 * spread, 1.0); })) /
+                static_cast<double>(kRays);
+    }
+    outline.x += change[0];
+    outline.y += change[1];
+    outline.mean += change[2];
+    outline.skew_x += change[3];
+    outline.skew_y += change[4];
+    return share;
+}
+
+// Which way levels change from the inside out: the sign whose edges are the stronger ones.
+double find_sign(const Patch& patch, const Outline& outline, const Search& search, Rays& rays) noexcept
+{
+    std::array<double, kRays> rises{};
+    std::array<double, kRays> falls{};
+    Profile profile;
+    std::size_t count = 0;
+    for (Ray& ray : rays) {
+        read_profile(patch, ray, search, profile);
+        find_steepest(profile, search, 1, ray);
+        rises[count] = ray.has_edge ? ray.strength * (1 - 0.5 * std::fabs(ray.offset) / search.outward) : 0;
+        find_steepest(profile, search, -1, ray);
+        falls[count] = ray.has_edge ? ray.strength * (1 - 0.5 * std::fabs(ray.offset) / search.outward) : 0;
+        ++count;
+    }
+    (void)outline;
+    return median_of(rises, count) >= median_of(falls, count) ? 1 : -1;
+}
+
+// The mean profile across the outline gives levels and blur.
+bool read_levels(const Patch& patch, const Rays& rays, const Outline& outline, double reach, EdgeGuess& guess) noexcept
+{
+    const Search search = make_search(outline, reach);
+    std::array<double, kMostSteps> sums{};
+    std::array<double, kMostSteps> counts{};
+    Profile profile;
+    for (const Ray& ray : rays) {
+        if (!ray.has_edge || std::fabs(ray.offset) > 1.5)
+            continue;
+        read_profile(patch, ray, search, profile);
+        for (std::size_t i = 0; i < search.count; ++i) {
+            if (!profile.is_known[i])
+                continue;
+            sums[i] += profile.level[i];
+            counts[i] += 1;
+        }
+    }
+    std::size_t first = search.count;
+    std::size_t last = 0;
+    for (std::size_t i = 0; i < search.count; ++i) {
+        if (counts[i] < 1)
+            continue;
+        sums[i] /= counts[i];
+        first = std::min(first, i);
+        last = i;
+    }
+    if (last < first + 4)
+        return false;
+    guess.inside = (sums[first] + sums[first + 1]) / 2;
+    guess.outside = (sums[last] + sums[last - 1]) / 2;
+    const double sign = guess.outside > guess.inside ? 1 : -1;
+    double steepest = 0;
+    for (std::size_t i = first + 1; i < last; ++i)
+        if (counts[i - 1] > 0 && counts[i + 1] > 0)
+            steepest = std::max(steepest, sign * (sums[i + 1] - sums[i - 1]) / (2 * search.step));
+    const double contrast = std::fabs(guess.outside - guess.inside);
+    if (!(steepest > 0) || !(contrast > 0))
+        return false;
+    // A blurred step is steepest in its middle. The box pixel, the interpolation and the difference widen it, too.
+    const double spread = contrast / (steepest * 2.5066282746310002);
+    const double variance = spread * spread - 1.0 / 12 - 1.0 / 6 - search.step * search.step / 3;
+    guess.blur = std::sqrt(std::max(variance, 0.09));
+    return true;
+}
+
+bool is_sound(const Outline& outline, const Outline& start, double reach) noexcept
+{
+    const double moved_x = outline.x - start.x;
+    const double moved_y = outline.y - start.y;
+    return outline.semi_minor() > 0.3 && outline.semi_minor() > 0.1 * outline.semi_major() &&
+           moved_x * moved_x + moved_y * moved_y <= 4 * reach * reach && outline.mean <= start.mean + 2 * reach;
+}
+
+} // namespace
+
+double search_reach(const Outline& start) noexcept
+{
+    return std::max(2.5, 0.25 * start.mean_radius() + 1);
+}
+
+bool find_edge(const Patch& patch, const Outline& start, EdgeGuess& guess) noexcept
+{
+    Rays rays;
+    Outline outline = start;
+    const double wide = search_reach(start);
+    place_rays(outline, rays);
+    const double sign = find_sign(patch, outline, make_search(outline, wide), rays);
+    Profile profile;
+    for (int round = 0; round < 3; ++round) {
+        const double reach = round == 0 ? wide : std::max(2.5, wide / 2);
+        place_rays(outline, rays);
+        const Search search = make_search(outline, reach);
+        for (Ray& ray : rays) {
+            read_profile(patch, ray, search, profile);
+            find_steepest(profile, search, sign, ray);
+        }
+        guess.share = fit_rays(rays, outline, reach);
+        if (guess.share < kLeastShare || !is_sound(outline, start, wide))
+            return false;
+    }
+    place_rays(outline, rays);
+    guess.outline = outline;
+    for (Ray& ray : rays)
+        ray.offset = 0;
+    return read_levels(patch, rays, outline, std::max(3.0, std::min(wide, 8.0)), guess);
+}
+
+} // namespace panoval::measure

@@ -1,0 +1,26 @@
+// SPDX-License-Identifier: MIT
+// From a rough start to an outline within a fraction of a pixel: the steepest place of each of many rays across the
+// start, and the ellipse through most of them.
+#pragma once
+
+#include "measure/patch.h"
+
+namespace panoval::measure
+{
+
+// What is known of a target before the adjustment.
+struct EdgeGuess {
+    Outline outline;
+    double inside = 0;  // level
+    double outside = 0; // level
+    double blur = 0;    // of the optics, pixels
+    double share = 0;   // of the rays that agree with the outline
+};
+
+// How far from a start an outline is looked for.
+double search_reach(const Outline& start) noexcept;
+
+// False when there is no edge that closes around the start.
+bool find_edge(const Patch& patch, const Outline& start, EdgeGuess& guess) noexcept;
+
+} // namespace panoval::measure

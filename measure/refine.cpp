@@ -1,0 +1,315 @@
+// SPDX-License-Identifier: MIT
+// A target from its start to its record: rays find the outline roughly, flat parts give levels, slopes and noise, the
+// adjustment gives the rest; what does not fit is left out, and the adjustment is repeated without it.
+#include "core/numbers.h"
+#include "measure/adjustment.h"
+#include "measure/edge_search.h"
+#include "measure/patch.h"
+#include "measure/picture.h"
+#include "measure/target_record.h"
+#include "panoval_measure.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace panoval::measure
+{
+
+namespace
+{
+
+constexpr int kMostRounds = 5;
+constexpr double kBoxVariance = 1.0 / 12;
+constexpr double kBlurRange = 1.8;       // factor by which a round may change the blur
+constexpr double kLeastSemiMinor = 0.75; // pixels
+
+// How far the flat parts go, as a share of the radius and in pixels. Half a radius tells slopes of light so well that
+// they cost the centre three per cent; beyond, neighbours come.
+constexpr double kFlatShare = 0.6;
+constexpr double kLeastFlat = 4;
+constexpr double kMostFlat = 40;
+
+// An edge sample further from the model than so many deviations is of something else.
+constexpr double kAlienDeviations = 5;
+// And before the adjustment, with the outline known to a fraction of a pixel only: so much of the contrast.
+constexpr double kAlienShare = 0.4;
+
+// The squared deviations, of two slopes, that make the tie of the slopes an error: by chance once in 300,000 targets.
+constexpr double kContradiction = 25;
+
+double edge_spread(double blur) noexcept
+{
+    return std::sqrt(blur * blur + kBoxVariance);
+}
+
+double edge_reach_of(double blur) noexcept
+{
+    return 3.6 * edge_spread(blur) + 0.7;
+}
+
+double flat_reach_of(const Outline& outline) noexcept
+{
+    return std::clamp(kFlatShare * outline.mean_radius(), kLeastFlat, kMostFlat);
+}
+
+Box box_around(const Outline& outline, double margin) noexcept
+{
+    const double a = outline.mean + outline.skew_x;
+    const double b = outline.skew_y;
+    const double c = outline.mean - outline.skew_x;
+    const double half_width = std::sqrt(a * a + b * b) + margin;
+    const double half_height = std::sqrt(b * b + c * c) + margin;
+    const std::int32_t left = truncate_to_int(std::floor(outline.x - half_width));
+    const std::int32_t top = truncate_to_int(std::floor(outline.y - half_height));
+    return {left, top, truncate_to_int(std::ceil(outline.x + half_width)) - left + 1,
+            truncate_to_int(std::ceil(outline.y + half_height)) - top + 1};
+}
+
+std::int32_t check_start(const PanovalMeasureImage& image, const PanovalMeasureEllipse& start) noexcept
+{
+    for (const double value : {start.x, start.y, start.semi_major, start.semi_minor, start.angle})
+        if (!std::isfinite(value))
+            return PANOVAL_MEASURE_NOT_A_NUMBER;
+    if (!(start.semi_major > 0) || !(start.semi_minor > 0))
+        return PANOVAL_MEASURE_BAD_START;
+    if (!(start.x >= -0.5) || !(start.y >= -0.5) || !(start.x <= image.width - 0.5) || !(start.y <= image.height - 0.5))
+        return PANOVAL_MEASURE_OUTSIDE;
+    if (std::min(start.semi_major, start.semi_minor) < kLeastSemiMinor)
+        return PANOVAL_MEASURE_TOO_SMALL;
+    const Outline outline = outline_of(start);
+    const double a = outline.mean + outline.skew_x;
+    const double b = outline.skew_y;
+    const double c = outline.mean - outline.skew_x;
+    if (2 * std::sqrt(a * a + b * b) > image.width || 2 * std::sqrt(b * b + c * c) > image.height)
+        return PANOVAL_MEASURE_TOO_LARGE;
+    return PANOVAL_MEASURE_OK;
+}
+
+// Scratch and state of one target after the other.
+class Refinement
+{
+public:
+    explicit Refinement(const PanovalMeasureImage& image) noexcept : image_(image) {}
+
+    std::int32_t run(const PanovalMeasureEllipse& start, PanovalMeasureTarget& target) noexcept;
+
+private:
+    std::int32_t search(const Outline& start) noexcept;
+    std::int32_t adjust_once() noexcept;
+    void tie_slopes() noexcept;
+    std::size_t exclude(double limit, double beyond) noexcept;
+    double least_variance() const noexcept { return image_.sample_type == PANOVAL_MEASURE_F32 ? 0 : 1.0 / 12; }
+    bool releases_tie() const noexcept;
+
+    const PanovalMeasureImage& image_;
+    Patch patch_;
+    OutlineModel outlines_;
+    TargetModel model_;
+    AdjustmentInput input_;
+    AdjustmentResult adjusted_;
+    double edge_reach_ = 0;
+    double flat_spread_ = 0; // standard deviation of the flat samples
+    bool is_tied_ = true;
+};
+
+std::int32_t Refinement::search(const Outline& start) noexcept
+{
+    const double reach = search_reach(start);
+    if (!patch_.copy(image_, box_around(start, std::max(reach, 8.0) + reach + 3)))
+        return PANOVAL_MEASURE_NO_MEMORY;
+    EdgeGuess guess;
+    if (!find_edge(patch_, start, guess))
+        return PANOVAL_MEASURE_NO_EDGE;
+    model_.outline = guess.outline;
+    model_.blur = std::clamp(guess.blur, 0.3, std::max(0.5, 0.5 * guess.outline.semi_minor()));
+    model_.inside = {guess.inside, 0, 0};
+    model_.outside = {guess.outside, 0, 0};
+    return PANOVAL_MEASURE_OK;
+}
+
+// Light that falls off across a target changes the inside and the outside level alike, by the same amount or by the
+// same share; the slopes lie between these. Where the outside shows no slope, the inside has none either.
+void Refinement::tie_slopes() noexcept
+{
+    const PlaneSums& sums = input_.flat_outside;
+    const double noise = std::max(flat_spread_ * flat_spread_, least_variance());
+    double slope_square = 0;
+    if (sums.count > 10) {
+        const double cxx = sums.xx - sums.x * sums.x / sums.count;
+        const double cyy = sums.yy - sums.y * sums.y / sums.count;
+        const double gx = model_.outside.slope_x;
+        const double gy = model_.outside.slope_y;
+        const double chance = noise / std::max(cxx, 1e-9) + noise / std::max(cyy, 1e-9);
+        slope_square = std::max(0.0, gx * gx + gy * gy - 4 * chance);
+    }
+    const double share =
+        model_.outside.level > 0 ? std::clamp(model_.inside.level / model_.outside.level, 0.0, 20.0) : 0;
+    const double contrast = model_.inside.level - model_.outside.level;
+    const double radius = model_.outline.mean_radius();
+    const double half_range = (1 - share) / 2;
+    const double floor = 1e-4 * contrast / radius;
+    const double freedom =
+        is_tied_ ? half_range * half_range * slope_square / 2 + floor * floor : contrast * contrast / (radius * radius);
+    input_.tie.ratio = is_tied_ ? (1 + share) / 2 : 0;
+    input_.tie.weight = freedom > 0 ? noise / freedom : 0;
+}
+
+// Whether the samples contradict the tie: the pull on it, against the pull that noise makes. What the samples alone
+// know of the deviation follows from what is known with the tie.
+bool Refinement::releases_tie() const noexcept
+{
+    const double noise =
+        std::max(adjusted_.edge_cost / std::max(1.0, adjusted_.edge_count - kUnknowns), least_variance());
+    const double weight = input_.tie.weight;
+    const double ratio = input_.tie.ratio;
+    if (!(weight > 0) || !(noise > 0))
+        return false;
+    const Matrix12 inverse = invert_normal(adjusted_.normal);
+    double contradiction = 0;
+    for (int axis = 0; axis < 2; ++axis) {
+        const int in = kInsideSlopeX + axis;
+        const int out = kOutsideSlopeX + axis;
+        const double off = axis == 0 ? model_.inside.slope_x - ratio * model_.outside.slope_x
+                                     : model_.inside.slope_y - ratio * model_.outside.slope_y;
+        const double left = inverse(in, in) - 2 * ratio * inverse(in, out) + ratio * ratio * inverse(out, out);
+        const double information = 1 / left - weight;
+        if (information > 1e-9 * weight)
+            contradiction += off * off * weight * weight / (information * noise);
+    }
+    return contradiction > kContradiction;
+}
+
+// Makes aliens of edge samples that are further from the model than the limit, and further than `beyond` pixels from
+// the outline. Returns how many.
+std::size_t Refinement::exclude(double limit, double beyond) noexcept
+{
+    if (!outlines_.sample(model_.outline, model_.blur))
+        return 0;
+    std::size_t excluded = 0;
+    const Box& box = patch_.box();
+    for (std::int32_t y = box.y; y < box.y + box.height; ++y) {
+        if (!patch_.has_edge(y))
+            continue;
+        const double* const planes = outlines_.row(y);
+        for (std::int32_t x = box.x; x < box.x + box.width; ++x) {
+            if (patch_.part(x, y) != Part::kEdge)
+                continue;
+            const double said = predict(model_, planes, outlines_.stride(), static_cast<std::size_t>(x - box.x),
+                                        x - input_.reference_x, y - input_.reference_y);
+            if (!(std::fabs(static_cast<double>(patch_.sample(x, y)) - said) > limit))
+                continue;
+            if (beyond > 0 && !(std::fabs(distance_to(model_.outline, x, y)) > beyond))
+                continue;
+            patch_.set_part(x, y, Part::kAlien);
+            ++excluded;
+        }
+    }
+    if (excluded > 0)
+        patch_.grow_aliens(Part::kEdge);
+    return excluded;
+}
+
+std::int32_t Refinement::adjust_once() noexcept
+{
+    edge_reach_ = edge_reach_of(model_.blur);
+    const double flat_reach = flat_reach_of(model_.outline);
+    input_.least_blur = std::max(kLeastBlur, model_.blur / kBlurRange);
+    input_.largest_blur = std::max(model_.blur * kBlurRange, 0.3);
+    const double semi_major = 1.15 * model_.outline.semi_major() + 1;
+    const double margin = std::max(edge_reach_ + flat_reach, kReach * input_.largest_blur + 5);
+    if (!patch_.copy(image_, box_around(model_.outline, margin)) ||
+        !outlines_.reserve(patch_.box(), semi_major, input_.least_blur, input_.largest_blur))
+        return PANOVAL_MEASURE_NO_MEMORY;
+    patch_.classify(model_.outline, edge_reach_, flat_reach);
+    input_.patch = &patch_;
+    input_.reference_x = model_.outline.x;
+    input_.reference_y = model_.outline.y;
+
+    const double contrast = std::fabs(model_.inside.level - model_.outside.level);
+    const double least_spread = std::max(0.3 * std::sqrt(12 * least_variance()), 0.002 * contrast);
+    double inside_spread = 0;
+    LevelPlane inside = model_.inside;
+    input_.flat_inside =
+        patch_.fit_flat(Part::kInside, input_.reference_x, input_.reference_y, least_spread, inside, inside_spread);
+    input_.flat_outside = patch_.fit_flat(Part::kOutside, input_.reference_x, input_.reference_y, least_spread,
+                                          model_.outside, flat_spread_);
+    if (input_.flat_inside.count > 10)
+        model_.inside.level = inside.level;
+    tie_slopes();
+    model_.inside.slope_x = input_.tie.ratio * model_.outside.slope_x;
+    model_.inside.slope_y = input_.tie.ratio * model_.outside.slope_y;
+    exclude(kAlienShare * contrast, 1.5 + edge_spread(model_.blur));
+    adjusted_ = adjust(input_, outlines_, model_);
+    return adjusted_.has_left ? PANOVAL_MEASURE_NO_EDGE : PANOVAL_MEASURE_OK;
+}
+
+std::int32_t Refinement::run(const PanovalMeasureEllipse& start, PanovalMeasureTarget& target) noexcept
+{
+    std::int32_t code = check_start(image_, start);
+    if (code != PANOVAL_MEASURE_OK)
+        return code;
+    code = search(outline_of(start));
+    is_tied_ = true;
+    for (int round = 0; round < kMostRounds && code == PANOVAL_MEASURE_OK; ++round) {
+        const TargetModel before = model_;
+        code = adjust_once();
+        if (code != PANOVAL_MEASURE_OK)
+            break;
+        const double noise = std::sqrt(adjusted_.edge_cost / std::max(1.0, adjusted_.edge_count - kUnknowns));
+        const double contrast = std::fabs(model_.inside.level - model_.outside.level);
+        const double limit =
+            kAlienDeviations * std::max({noise, flat_spread_, 0.004 * contrast, std::sqrt(least_variance())});
+        if (exclude(limit, 0) > 0) {
+            adjusted_ = adjust(input_, outlines_, model_);
+            exclude(limit, 0);
+            adjusted_ = adjust(input_, outlines_, model_);
+        }
+        const double blur_change = model_.blur / before.blur;
+        const double moved = std::fabs(model_.outline.x - before.outline.x) +
+                             std::fabs(model_.outline.y - before.outline.y) +
+                             std::fabs(model_.outline.mean - before.outline.mean) +
+                             std::fabs(model_.outline.skew() - before.outline.skew());
+        const bool releases = is_tied_ && releases_tie();
+        is_tied_ = is_tied_ && !releases;
+        const bool is_same_reach = std::fabs(edge_reach_of(model_.blur) - edge_reach_) < 0.5;
+        if (!releases && is_same_reach && blur_change > 0.7 && blur_change < 1.4 && moved < 0.5)
+            break;
+    }
+    if (code != PANOVAL_MEASURE_OK)
+        return code;
+    if (model_.outline.semi_minor() < kLeastSemiMinor)
+        return PANOVAL_MEASURE_TOO_SMALL;
+    const Measurement measurement = {
+        model_, adjusted_, &input_, edge_reach_, highest_sample(image_.sample_type), least_variance()};
+    return make_record(measurement, outlines_, target) ? PANOVAL_MEASURE_OK : PANOVAL_MEASURE_NO_EDGE;
+}
+
+} // namespace
+
+} // namespace panoval::measure
+
+extern "C" PANOVAL_MEASURE_API int32_t panoval_measure_refine(const PanovalMeasureImage* image,
+                                                              const PanovalMeasureEllipse* starts, int32_t count,
+                                                              PanovalMeasureTarget* targets)
+{
+    const std::int32_t image_code = panoval::measure::check_image(image);
+    if (image_code != PANOVAL_MEASURE_OK)
+        return image_code;
+    if (count < 0)
+        return PANOVAL_MEASURE_BAD_COUNT;
+    if (count > 0 && (starts == nullptr || targets == nullptr))
+        return PANOVAL_MEASURE_NULL_ARGUMENT;
+    panoval::measure::Refinement refinement(*image);
+    std::int32_t first_code = PANOVAL_MEASURE_OK;
+    for (std::int32_t i = 0; i < count; ++i) {
+        PanovalMeasureTarget target = {};
+        const std::int32_t code = refinement.run(starts[i], target);
+        if (code != PANOVAL_MEASURE_OK)
+            target = {};
+        target.code = code;
+        targets[i] = target;
+        if (first_code == PANOVAL_MEASURE_OK)
+            first_code = code;
+    }
+    return first_code;
+}

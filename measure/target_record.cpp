@@ -1,0 +1,223 @@
+// SPDX-License-Identifier: MIT
+// Records of measured targets.
+#include "measure/target_record.h"
+
+#include "core/numbers.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace panoval::measure
+{
+
+namespace
+{
+
+constexpr double kPi = 3.14159265358979323846;
+constexpr std::size_t kMostSectors = 32;
+constexpr double kSectorLength = 4;     // pixels of the outline, at least
+constexpr double kLeastAmplitude = 0.5; // of a sector's edge against the whole outline's, to count as one
+constexpr double kMostAmplitude = 1.6;
+constexpr double kAlienShare = 0.02; // of the edge samples, before a neighbour is spoken of
+constexpr double kSaturatedShare = 0.02;
+
+// Sums of a sector: the model's edge against the samples' one.
+struct Sector {
+    double count = 0, t = 0, tt = 0, v = 0, vt = 0;
+};
+
+struct Survey {
+    std::array<Sector, kMostSectors> sectors{};
+    std::size_t sector_count = 8;
+    double aliens = 0;
+    double outside_picture = 0;
+    double edge = 0;
+    double saturated = 0;
+};
+
+// A number from 0 to 4 that grows with the angle of (u, v).
+double turn_of(double u, double v) noexcept
+{
+    const double sum = std::fabs(u) + std::fabs(v);
+    if (!(sum > 0))
+        return 0;
+    const double t = v / sum;
+    if (u < 0)
+        return 2 - t;
+    return v < 0 ? 4 + t : t;
+}
+
+std::size_t sector_of(const Outline& outline, double x, double y, std::size_t sectors) noexcept
+{
+    const double a = outline.mean + outline.skew_x;
+    const double b = outline.skew_y;
+    const double c = outline.mean - outline.skew_x;
+    const double turn = turn_of(c * (x - outline.x) - b * (y - outline.y), a * (y - outline.y) - b * (x - outline.x));
+    return std::min(sectors - 1, to_count(truncate_to_int(turn / 4 * static_cast<double>(sectors))));
+}
+
+void survey_sample(const Measurement& m, const double* planes, std::size_t stride, std::size_t column, std::int32_t x,
+                   std::int32_t y, Survey& survey) noexcept
+{
+    const Patch& patch = *m.input->patch;
+    const double dx = x - m.input->reference_x;
+    const double dy = y - m.input->reference_y;
+    const double outside = m.model.outside.at(dx, dy);
+    const double edge = (m.model.inside.at(dx, dy) - outside) * planes[kCoverage * stride + column];
+    const auto sample = static_cast<double>(patch.sample(x, y));
+    survey.edge += 1;
+    survey.aliens += patch.part(x, y) == Part::kAlien ? 1 : 0;
+    if (m.highest_sample > 0 && (sample <= 0 || sample >= m.highest_sample))
+        survey.saturated += 1;
+    if (!std::isfinite(sample))
+        return;
+    Sector& sector = survey.sectors[sector_of(m.model.outline, x, y, survey.sector_count)];
+    sector.count += 1;
+    sector.t += edge;
+    sector.tt += edge * edge;
+    sector.v += sample - outside;
+    sector.vt += (sample - outside) * edge;
+}
+
+// Every pixel near the outline, aliens and those outside the picture included.
+Survey survey_outline(const Measurement& m, OutlineModel& outlines) noexcept
+{
+    Survey survey;
+    const Outline& outline = m.model.outline;
+    const double length = 2 * kPi * std::sqrt((outline.mean * outline.mean + outline.skew() * outline.skew()));
+    survey.sector_count = std::clamp<std::size_t>(to_count(truncate_to_int(length / kSectorLength)), 6, kMostSectors);
+    if (!outlines.sample(outline, m.model.blur))
+        return survey;
+    const Patch& patch = *m.input->patch;
+    const Box& box = patch.box();
+    for (std::int32_t y = box.y; y < box.y + box.height; ++y) {
+        const double* const planes = outlines.row(y);
+        for (std::int32_t x = box.x; x < box.x + box.width; ++x) {
+            const auto column = static_cast<std::size_t>(x - box.x);
+            if (!(std::fabs(distance_to(outline, x, y)) <= m.edge_reach))
+                continue;
+            if (patch.is_in_picture(x, y))
+                survey_sample(m, planes, outlines.stride(), column, x, y, survey);
+            else
+                survey.outside_picture += 1;
+        }
+    }
+    return survey;
+}
+
+double edge_share_of(const Survey& survey, double contrast) noexcept
+{
+    std::size_t found = 0;
+    for (std::size_t i = 0; i < survey.sector_count; ++i) {
+        const Sector& s = survey.sectors[i];
+        if (s.count < 3)
+            continue;
+        const double own = s.tt - s.t * s.t / s.count;
+        const double common = s.vt - s.v * s.t / s.count;
+        if (!(own > 1e-3 * contrast * contrast))
+            continue;
+        const double amplitude = common / own;
+        found += amplitude > kLeastAmplitude && amplitude < kMostAmplitude ? 1 : 0;
+    }
+    return static_cast<double>(found) / static_cast<double>(survey.sector_count);
+}
+
+struct Noise {
+    double variance = 0; // of a sample, for the covariance
+    double chi_square = 1;
+    double misfit = 0; // root mean square of what noise does not explain, in levels
+};
+
+Noise noise_of(const Measurement& m) noexcept
+{
+    const double flat_count = m.input->flat_inside.count + m.input->flat_outside.count;
+    const AdjustmentResult& a = m.adjustment;
+    const double edge_freedom = std::max(1.0, a.edge_count - 6);
+    const double flat_freedom = flat_count - 6;
+    const double edge = std::max(a.edge_cost / edge_freedom, m.least_variance);
+    Noise noise;
+    noise.variance = edge;
+    if (flat_freedom < 20)
+        return noise;
+    const double flat = std::max(a.flat_cost / flat_freedom, m.least_variance);
+    const double pooled =
+        std::max((a.edge_cost + a.flat_cost) / (a.edge_count + flat_count - kUnknowns), m.least_variance);
+    noise.chi_square = flat > 0 ? edge / flat : 1;
+    noise.misfit = std::sqrt(std::max(0.0, edge - flat));
+    // Both parts tell the same noise, unless they differ by more than chance would make them.
+    const double chance = 4 * std::sqrt(2 / edge_freedom + 2 / flat_freedom);
+    noise.variance = noise.chi_square > 1 + chance || noise.chi_square < 1 - chance ? edge : pooled;
+    return noise;
+}
+
+void write_levels(const Measurement& m, PanovalMeasureTarget& target) noexcept
+{
+    const double dx = m.model.outline.x - m.input->reference_x;
+    const double dy = m.model.outline.y - m.input->reference_y;
+    target.level_inside = m.model.inside.at(dx, dy);
+    target.level_outside = m.model.outside.at(dx, dy);
+    target.slope_inside_x = m.model.inside.slope_x;
+    target.slope_inside_y = m.model.inside.slope_y;
+    target.slope_outside_x = m.model.outside.slope_x;
+    target.slope_outside_y = m.model.outside.slope_y;
+    target.polarity = target.level_inside < target.level_outside ? PANOVAL_MEASURE_DARK : PANOVAL_MEASURE_BRIGHT;
+}
+
+// Returns whether the axes differ significantly.
+bool write_covariance(const Measurement& m, double variance, PanovalMeasureTarget& target) noexcept
+{
+    const Matrix12 inverse = invert_normal(m.adjustment.normal);
+    double geometry[25];
+    for (int i = 0; i < 5; ++i)
+        for (int j = 0; j < 5; ++j)
+            geometry[5 * i + j] = inverse(i, j) * variance;
+    const bool is_oval = transform_covariance(m.model.outline, geometry, target.covariance);
+    target.sigma_x = std::sqrt(std::max(0.0, target.covariance[0]));
+    target.sigma_y = std::sqrt(std::max(0.0, target.covariance[6]));
+    target.sigma_major = std::sqrt(std::max(0.0, target.covariance[12]));
+    target.sigma_minor = std::sqrt(std::max(0.0, target.covariance[18]));
+    target.sigma_angle = std::sqrt(std::max(0.0, target.covariance[24]));
+    const double blur_variance = inverse(kBlurSquare, kBlurSquare) * variance;
+    target.sigma_blur = std::sqrt(std::max(0.0, blur_variance)) / (2 * m.model.blur);
+    return is_oval;
+}
+
+} // namespace
+
+double quality_of(double edge_share, double contrast_over_noise, double misfit) noexcept
+{
+    const double round = std::clamp((edge_share - 0.45) / 0.45, 0.0, 1.0);
+    const double clear = contrast_over_noise > 0 ? contrast_over_noise / (contrast_over_noise + 2) : 0;
+    const double even = 1 / (1 + misfit * misfit / (0.1 * 0.1));
+    return round * clear * even;
+}
+
+bool make_record(const Measurement& m, OutlineModel& outlines, PanovalMeasureTarget& target) noexcept
+{
+    write_levels(m, target);
+    const double contrast = std::fabs(target.level_inside - target.level_outside);
+    const Noise noise = noise_of(m);
+    const bool is_oval = write_covariance(m, noise.variance, target);
+    const Survey survey = survey_outline(m, outlines);
+    target.ellipse = ellipse_of(m.model.outline);
+    target.blur = m.model.blur;
+    target.noise = std::sqrt(noise.variance);
+    target.chi_square = noise.chi_square;
+    target.edge_share = edge_share_of(survey, contrast);
+    target.iterations = m.adjustment.iterations;
+    target.pixels = truncate_to_int(m.adjustment.edge_count + m.input->flat_inside.count + m.input->flat_outside.count);
+    target.quality = contrast > 0 ? quality_of(target.edge_share, target.noise > 0 ? contrast / target.noise : 1e9,
+                                               noise.misfit / contrast)
+                                  : 0;
+    target.flags |= is_oval ? 0 : PANOVAL_MEASURE_ROUND;
+    target.flags |= survey.outside_picture > 0 ? PANOVAL_MEASURE_BORDER : 0;
+    target.flags |= survey.aliens > kAlienShare * survey.edge ? PANOVAL_MEASURE_NEIGHBOUR : 0;
+    target.flags |= survey.saturated > kSaturatedShare * survey.edge ? PANOVAL_MEASURE_SATURATED : 0;
+    target.flags |= m.model.blur > m.model.outline.semi_minor() / 4 ? PANOVAL_MEASURE_BLURRED : 0;
+    target.flags |= m.adjustment.has_converged ? 0 : PANOVAL_MEASURE_NOT_CONVERGED;
+    const double sigma = std::max(target.sigma_x, target.sigma_y);
+    return contrast > 0 && target.edge_share >= 0.3 && std::isfinite(sigma) && sigma < target.ellipse.semi_minor / 2;
+}
+
+} // namespace panoval::measure

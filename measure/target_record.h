@@ -1,0 +1,27 @@
+// SPDX-License-Identifier: MIT
+// From an adjustment to what the host reads: levels at the centre, noise, covariance, the share of the outline that has
+// an edge, flags and quality.
+#pragma once
+
+#include "measure/adjustment.h"
+
+namespace panoval::measure
+{
+
+struct Measurement {
+    TargetModel model;
+    AdjustmentResult adjustment;
+    const AdjustmentInput* input = nullptr;
+    double edge_reach = 0;     // from the outline, pixels
+    double highest_sample = 0; // where samples saturate; 0 = nowhere
+    double least_variance = 0; // of the noise: what rounding alone makes
+};
+
+// False when the samples show no target: no contrast beyond what noise explains, or no edge around most of the outline.
+bool make_record(const Measurement& measurement, OutlineModel& outlines, PanovalMeasureTarget& target) noexcept;
+
+// How sure it is that a measured target is one, 0 to 1: its edge goes round, stands out of the noise, and looks like
+// the edge of an evenly filled ellipse.
+double quality_of(double edge_share, double contrast_over_noise, double misfit) noexcept;
+
+} // namespace panoval::measure
