@@ -171,7 +171,7 @@ int32_t result_of(const Body& body) noexcept
     try {
         return body() ? 1 : 0;
     } catch (...) {
-        return 0;
+        return -1;
     }
 }
 
