@@ -43,18 +43,15 @@ bool solve_general(GainSystem& system, std::int32_t n, double* gains)
     const auto scratch2 = allocate_zeroed<std::int32_t>(to_count(n));
     if (!scratch1 || !scratch2)
         return false;
-    if (matrix_invert(system.a.get(), n, scratch1.get(), scratch2.get()) < 0)
-        return false;
+    (void)matrix_invert(system.a.get(), n, scratch1.get(), scratch2.get());
     (void)matrix_mult(system.a.get(), system.b.get(), gains, n, n, 1);
     return true;
 }
 
-bool solve_symmetric(GainSystem& system, std::int32_t n, double* gains)
+void solve_symmetric(GainSystem& system, std::int32_t n, double* gains)
 {
-    if (matrix_symmetric_invert(system.a.get(), n) < 0)
-        return false;
+    (void)matrix_symmetric_invert(system.a.get(), n);
     (void)matrix_mult(system.a.get(), system.b.get(), gains, n, n, 1);
-    return true;
 }
 
 } // namespace panoval

@@ -3,12 +3,6 @@
 #include "panoval_measure.h"
 
 extern "C" {
-PANOVAL_MEASURE_API int32_t panoval_measure_detect(const PanovalMeasureImage*, const PanovalMeasureDetectOptions*,
-                                                   PanovalMeasureDetection*)
-{
-    return PANOVAL_MEASURE_NO_MEMORY;
-}
-PANOVAL_MEASURE_API void panoval_measure_free(PanovalMeasureDetection*) {}
 PANOVAL_MEASURE_API int32_t panoval_measure_centre_by_homography(const PanovalMeasureEllipse*, const double*,
                                                                  const double*, PanovalMeasurePoint*)
 {

@@ -22,6 +22,11 @@ constexpr double kMostAmplitude = 1.6;
 constexpr double kAlienShare = 0.02; // of the edge samples, before a neighbour is spoken of
 constexpr double kSaturatedShare = 0.02;
 
+// Of quality: three quarters of an outline are the rim of something that is hidden, a seventh may touch a neighbour.
+constexpr double kLeastShare = 0.6;
+constexpr double kFullShare = 0.95;
+constexpr double kHalfMisfit = 0.08; // of the contrast, by which a small rectangle differs from an ellipse
+
 // Sums of a sector: the model's edge against the samples' one.
 struct Sector {
     double count = 0, t = 0, tt = 0, v = 0, vt = 0;
@@ -187,9 +192,9 @@ bool write_covariance(const Measurement& m, double variance, PanovalMeasureTarge
 
 double quality_of(double edge_share, double contrast_over_noise, double misfit) noexcept
 {
-    const double round = std::clamp((edge_share - 0.45) / 0.45, 0.0, 1.0);
+    const double round = std::clamp((edge_share - kLeastShare) / (kFullShare - kLeastShare), 0.0, 1.0);
     const double clear = contrast_over_noise > 0 ? contrast_over_noise / (contrast_over_noise + 2) : 0;
-    const double even = 1 / (1 + misfit * misfit / (0.1 * 0.1));
+    const double even = 1 / (1 + misfit * misfit / (kHalfMisfit * kHalfMisfit));
     return round * clear * even;
 }
 

@@ -1,0 +1,152 @@
+// SPDX-License-Identifier: MIT
+// From the full size to the smallest: at full size targets are found most exactly, at smaller ones those are found that
+// are too faint or too blurred to show edges at full size. The same target at several sizes counts once, as it was
+// found first.
+#include "measure/detect_candidates.h"
+
+#include "measure/detect_edges.h"
+#include "measure/detect_outline.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace panoval::measure
+{
+
+namespace
+{
+
+constexpr double kSlack = 0.8;         // by which a rough axis may be below the smallest
+constexpr double kLeastCoarseAxis = 3; // pixels of a smaller scale
+
+Oval in_picture(const Scale& scale, Oval oval) noexcept
+{
+    oval.x = scale.to_picture(oval.x);
+    oval.y = scale.to_picture(oval.y);
+    oval.a *= scale.pixels();
+    oval.b *= scale.pixels();
+    oval.rms *= scale.pixels();
+    return oval;
+}
+
+class Search
+{
+public:
+    Search(const CandidateLimits& limits, CandidateList& list) : limits_(limits), list_(list) {}
+
+    void search(Scale& scale)
+    {
+        for (std::int32_t y = 1; y < scale.height - 1; ++y)
+            for (std::int32_t x = 1; x < scale.width - 1; ++x)
+                if (scale.edges[scale.at(x, y)] == kEdge)
+                    look_at(scale, x, y);
+    }
+
+private:
+    void look_at(Scale& scale, std::int32_t x, std::int32_t y)
+    {
+        scale.edges[scale.at(x, y)] = kSeen;
+        if (!follow_level(scale, x, y, level_of_edge(scale, x, y), line_))
+            return;
+        Oval oval;
+        const bool is_closed = line_.is_closed && oval_of_closed_line(line_.points, oval);
+        const bool is_whole = is_closed && is_oval(oval);
+        mark_seen(scale, line_, is_whole);
+        list_.lines += line_.is_closed;
+        if (is_whole) {
+            add(scale, oval);
+            return;
+        }
+        const double least = kSlack * limits_.least_axis / scale.pixels();
+        bool any = false;
+        const double most = limits_.most_axis / kSlack / scale.pixels();
+        for (const Oval& part : ovals_of_arcs(line_, std::max(least, scale.index > 0 ? kLeastCoarseAxis : 0.0), most))
+            any = add(scale, part) || any;
+        list_.not_oval += line_.is_closed && !any;
+    }
+
+    bool add(const Scale& scale, const Oval& found)
+    {
+        const Oval oval = in_picture(scale, found);
+        if (oval.b < kSlack * limits_.least_axis) {
+            ++list_.too_small;
+            return false;
+        }
+        if (oval.a * kSlack > limits_.most_axis) {
+            ++list_.too_large;
+            return false;
+        }
+        if (oval.b < kSlack * limits_.least_aspect * oval.a) {
+            ++list_.not_oval;
+            return false;
+        }
+        if (scale.index > 0 && found.b < kLeastCoarseAxis)
+            return false;
+        list_.candidates.push_back({oval, scale.index});
+        return true;
+    }
+
+    const CandidateLimits& limits_;
+    CandidateList& list_;
+    LevelLine line_;
+};
+
+bool is_same(const Oval& one, const Oval& other) noexcept
+{
+    const double near = std::max(0.75, 0.1 * std::min(one.b, other.b));
+    const double dx = one.x - other.x;
+    const double dy = one.y - other.y;
+    return one.is_dark == other.is_dark && dx * dx + dy * dy < near * near &&
+           std::fabs(one.a - other.a) < std::max(0.75, 0.1 * one.a) &&
+           std::fabs(one.b - other.b) < std::max(0.75, 0.1 * one.b);
+}
+
+// Keeps the best of the same ones. Sorted by rows, only near ones need to be compared.
+void drop_doubles(std::vector<Candidate>& candidates)
+{
+    std::stable_sort(candidates.begin(), candidates.end(),
+                     [](const Candidate& one, const Candidate& other) { return one.oval.y < other.oval.y; });
+    std::vector<bool> is_double(candidates.size());
+    for (std::size_t i = 0; i < candidates.size(); ++i) {
+        const Oval& oval = candidates[i].oval;
+        const double reach = std::max(0.75, 0.1 * oval.b);
+        for (std::size_t k = i + 1; k < candidates.size() && candidates[k].oval.y <= oval.y + reach; ++k)
+            if (is_same(oval, candidates[k].oval))
+                is_double[is_better(candidates[k], candidates[i]) ? i : k] = true;
+    }
+    std::vector<Candidate> kept;
+    for (std::size_t i = 0; i < candidates.size(); ++i)
+        if (!is_double[i])
+            kept.push_back(candidates[i]);
+    candidates.swap(kept);
+}
+
+} // namespace
+
+bool is_better(const Candidate& one, const Candidate& other) noexcept
+{
+    if (one.oval.covered != other.oval.covered)
+        return one.oval.covered > other.oval.covered;
+    if (one.scale != other.scale)
+        return one.scale < other.scale;
+    return one.oval.rms < other.oval.rms;
+}
+
+CandidateList find_candidates(const PanovalMeasureImage& image, const CandidateLimits& limits)
+{
+    CandidateList list;
+    const UnitScale units = unit_scale_of(image);
+    const double noise = noise_of(image, units);
+    list.noise = noise / units.factor;
+    std::vector<Scale> scales = scales_of(image, units);
+    list.is_out_of_memory = scales.empty();
+    Search search(limits, list);
+    for (Scale& scale : scales) {
+        mark_edges(scale, noise);
+        search.search(scale);
+    }
+    drop_doubles(list.candidates);
+    return list;
+}
+
+} // namespace panoval::measure

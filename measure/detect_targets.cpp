@@ -1,0 +1,292 @@
+// SPDX-License-Identifier: MIT
+// From candidates to records: every candidate is measured, the best first, and a candidate for what has been measured
+// already is passed over. What a record is worth follows from its measurement alone.
+#include "core/elementary.h"
+#include "core/heap.h"
+#include "measure/detect_candidates.h"
+#include "measure/picture.h"
+#include "measure/target_record.h"
+#include "panoval_measure.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <new>
+#include <vector>
+
+namespace panoval::measure
+{
+
+namespace
+{
+
+constexpr double kDefaultLeastAxis = 2.5;
+constexpr double kDefaultLeastAspect = 0.3;
+constexpr double kDefaultQuality = 0.5;
+constexpr double kNoiseSlack = 1.3;  // by which the noise of a part of the picture may be above the whole's
+constexpr double kLeastContrast = 4; // by noise, below which an outline may be one of noise
+
+struct Options {
+    CandidateLimits limits;
+    std::int32_t polarity = PANOVAL_MEASURE_BOTH;
+    std::int32_t max_count = 0;
+    double min_quality = kDefaultQuality;
+};
+
+bool is_within(double value, double low, double high) noexcept
+{
+    return value >= low && value <= high; // false for not-a-number
+}
+
+// 0 in a record stands for the default.
+std::int32_t read_options(const PanovalMeasureImage& image, const PanovalMeasureDetectOptions* given, Options& options)
+{
+    const PanovalMeasureDetectOptions none = {};
+    const PanovalMeasureDetectOptions& o = given != nullptr ? *given : none;
+    constexpr double kMost = 1e9;
+    if (o.polarity < PANOVAL_MEASURE_BOTH || o.polarity > PANOVAL_MEASURE_BRIGHT || o.max_count < 0 ||
+        !is_within(o.min_radius, 0, kMost) || !is_within(o.max_radius, 0, kMost) || !is_within(o.min_aspect, 0, 1) ||
+        !(o.min_quality <= 1))
+        return PANOVAL_MEASURE_BAD_OPTION;
+    options.polarity = o.polarity;
+    options.max_count = o.max_count;
+    options.limits.least_axis = o.min_radius > 0 ? o.min_radius : kDefaultLeastAxis;
+    options.limits.most_axis = o.max_radius > 0 ? o.max_radius : std::min(image.width, image.height) / 3.0;
+    options.limits.least_aspect = o.min_aspect > 0 ? o.min_aspect : kDefaultLeastAspect;
+    options.min_quality = o.min_quality == 0 ? kDefaultQuality : o.min_quality;
+    return PANOVAL_MEASURE_OK;
+}
+
+// Whole outlines before parts, fine scales before coarse ones, straight lines before shaky ones; then by rows.
+bool comes_before(const Candidate& one, const Candidate& other) noexcept
+{
+    if (is_better(one, other) || is_better(other, one))
+        return is_better(one, other);
+    if (one.oval.y != other.oval.y)
+        return one.oval.y < other.oval.y;
+    return one.oval.x < other.oval.x;
+}
+
+bool is_near(double one, double other, double share, double least) noexcept
+{
+    return std::fabs(one - other) <= std::max(least, share * std::max(one, other));
+}
+
+bool is_same_outline(const PanovalMeasureEllipse& one, double x, double y, double a, double b, double share,
+                     double least) noexcept
+{
+    const double dx = one.x - x;
+    const double dy = one.y - y;
+    const double near = std::max(least, share * std::min(one.semi_minor, b));
+    return dx * dx + dy * dy <= near * near && is_near(one.semi_major, a, share, least) &&
+           is_near(one.semi_minor, b, share, least);
+}
+
+class Detection
+{
+public:
+    Detection(const PanovalMeasureImage& image, const Options& options, PanovalMeasureDetection& result)
+        : image_(image), options_(options), result_(result)
+    {
+    }
+
+    // False when the heap is exhausted.
+    bool run()
+    {
+        CandidateList list = find_candidates(image_, options_.limits);
+        if (list.is_out_of_memory)
+            return false;
+        noise_ = list.noise;
+        result_.candidates = list.lines;
+        result_.too_small = list.too_small;
+        result_.too_large = list.too_large;
+        result_.not_oval = list.not_oval;
+        std::sort(list.candidates.begin(), list.candidates.end(), comes_before);
+        for (const Candidate& candidate : list.candidates)
+            if (!is_known(candidate.oval) && !measure(candidate.oval))
+                return false;
+        judge();
+        return copy_out();
+    }
+
+private:
+    bool is_known(const Oval& oval) const noexcept
+    {
+        const std::int32_t polarity = oval.is_dark ? PANOVAL_MEASURE_DARK : PANOVAL_MEASURE_BRIGHT;
+        return std::any_of(measured_.begin(), measured_.end(), [&](const PanovalMeasureTarget& target) {
+            return target.polarity == polarity && target.quality >= kDefaultQuality &&
+                   is_same_outline(target.ellipse, oval.x, oval.y, oval.a, oval.b, 0.2, 1.0);
+        });
+    }
+
+    bool measure(const Oval& oval)
+    {
+        const PanovalMeasureEllipse start = {oval.x, oval.y, oval.a, oval.b, atan2(oval.uy, oval.ux)};
+        PanovalMeasureTarget target = {};
+        const std::int32_t code = panoval_measure_refine(&image_, &start, 1, &target);
+        if (code == PANOVAL_MEASURE_NO_MEMORY)
+            return false;
+        if (code != PANOVAL_MEASURE_OK) {
+            result_.too_faint += code == PANOVAL_MEASURE_NO_EDGE;
+            return true;
+        }
+        const std::int32_t polarity = oval.is_dark ? PANOVAL_MEASURE_DARK : PANOVAL_MEASURE_BRIGHT;
+        // What has wandered off has its own candidate there.
+        if (target.polarity != polarity || !is_same_outline(target.ellipse, oval.x, oval.y, oval.a, oval.b, 0.4, 2.0))
+            return true;
+        target.quality = quality(target);
+        add(target);
+        return true;
+    }
+
+    // The noise beside a target counts all that is not flat there, clutter, too; against the picture's noise an outline
+    // in clutter shows what it is.
+    double quality(const PanovalMeasureTarget& target) const noexcept
+    {
+        const double contrast = std::fabs(target.level_inside - target.level_outside);
+        const double noise = std::max(target.noise, noise_);
+        const double edge_variance = target.chi_square * target.noise * target.noise;
+        const double misfit = std::sqrt(std::max(0.0, edge_variance - kNoiseSlack * noise_ * noise_));
+        return contrast > 0 ? quality_of(target.edge_share, contrast / noise, misfit / contrast) : 0;
+    }
+
+    void add(const PanovalMeasureTarget& target)
+    {
+        for (PanovalMeasureTarget& other : measured_)
+            if (other.polarity == target.polarity &&
+                is_same_outline(other.ellipse, target.ellipse.x, target.ellipse.y, target.ellipse.semi_major,
+                                target.ellipse.semi_minor, 0.08, 0.75)) {
+                if (target.quality > other.quality)
+                    other = target;
+                return;
+            }
+        measured_.push_back(target);
+    }
+
+    // Leaves what was asked for in measured_, sorted by rows.
+    void judge()
+    {
+        flag_rings();
+        std::vector<PanovalMeasureTarget> kept;
+        for (const PanovalMeasureTarget& target : measured_) {
+            const double contrast = std::fabs(target.level_inside - target.level_outside);
+            const PanovalMeasureEllipse& e = target.ellipse;
+            if (contrast < kLeastContrast * std::max(target.noise, noise_))
+                ++result_.too_faint;
+            else if (e.semi_minor < options_.limits.least_axis)
+                ++result_.too_small;
+            else if (e.semi_major > options_.limits.most_axis)
+                ++result_.too_large;
+            else if (e.semi_minor < options_.limits.least_aspect * e.semi_major)
+                ++result_.not_oval;
+            else if (target.quality < options_.min_quality)
+                ++result_.below_quality;
+            else if (options_.polarity != PANOVAL_MEASURE_BOTH && target.polarity != options_.polarity)
+                ++result_.other_polarity;
+            else
+                kept.push_back(target);
+        }
+        measured_.swap(kept);
+        keep_best();
+        std::stable_sort(measured_.begin(), measured_.end(),
+                         [](const PanovalMeasureTarget& one, const PanovalMeasureTarget& other) {
+                             return one.ellipse.y != other.ellipse.y ? one.ellipse.y < other.ellipse.y
+                                                                     : one.ellipse.x < other.ellipse.x;
+                         });
+    }
+
+    // Two outlines about the same centre, one inside the other.
+    void flag_rings()
+    {
+        for (std::size_t i = 0; i < measured_.size(); ++i)
+            for (std::size_t k = i + 1; k < measured_.size(); ++k) {
+                PanovalMeasureTarget& one = measured_[i];
+                PanovalMeasureTarget& other = measured_[k];
+                if (std::min(one.quality, other.quality) < kDefaultQuality)
+                    continue;
+                const double dx = one.ellipse.x - other.ellipse.x;
+                const double dy = one.ellipse.y - other.ellipse.y;
+                const double near = 0.5 + 0.1 * std::max(one.ellipse.semi_minor, other.ellipse.semi_minor);
+                if (dx * dx + dy * dy > near * near)
+                    continue;
+                one.flags |= PANOVAL_MEASURE_RING;
+                other.flags |= PANOVAL_MEASURE_RING;
+            }
+    }
+
+    void keep_best()
+    {
+        const auto most = static_cast<std::size_t>(options_.max_count);
+        if (most == 0 || measured_.size() <= most)
+            return;
+        std::stable_sort(measured_.begin(), measured_.end(),
+                         [](const PanovalMeasureTarget& one, const PanovalMeasureTarget& other) {
+                             return one.quality > other.quality;
+                         });
+        measured_.resize(most);
+    }
+
+    bool copy_out()
+    {
+        if (measured_.empty())
+            return true;
+        HeapArray<PanovalMeasureTarget> records = allocate<PanovalMeasureTarget>(measured_.size());
+        if (records == nullptr)
+            return false;
+        std::copy(measured_.begin(), measured_.end(), records.get());
+        result_.count = static_cast<std::int32_t>(measured_.size());
+        result_.targets = records.release(); // the caller gives it to panoval_measure_free
+        return true;
+    }
+
+    const PanovalMeasureImage& image_;
+    const Options& options_;
+    PanovalMeasureDetection& result_;
+    double noise_ = 0; // of the picture, in its levels
+    std::vector<PanovalMeasureTarget> measured_;
+};
+
+std::int32_t detect(const PanovalMeasureImage& image, const Options& options, PanovalMeasureDetection& result) noexcept
+{
+    try {
+        Detection detection(image, options, result);
+        return detection.run() ? PANOVAL_MEASURE_OK : PANOVAL_MEASURE_NO_MEMORY;
+    } catch (const std::bad_alloc&) {
+        return PANOVAL_MEASURE_NO_MEMORY;
+    }
+}
+
+} // namespace
+
+} // namespace panoval::measure
+
+extern "C" {
+
+PANOVAL_MEASURE_API int32_t panoval_measure_detect(const PanovalMeasureImage* image,
+                                                   const PanovalMeasureDetectOptions* options,
+                                                   PanovalMeasureDetection* detection)
+{
+    if (detection == nullptr)
+        return PANOVAL_MEASURE_NULL_ARGUMENT;
+    *detection = {};
+    std::int32_t code = panoval::measure::check_image(image);
+    if (code != PANOVAL_MEASURE_OK)
+        return code;
+    panoval::measure::Options read;
+    code = panoval::measure::read_options(*image, options, read);
+    if (code != PANOVAL_MEASURE_OK)
+        return code;
+    code = panoval::measure::detect(*image, read, *detection);
+    if (code != PANOVAL_MEASURE_OK)
+        *detection = {};
+    return code;
+}
+
+PANOVAL_MEASURE_API void panoval_measure_free(PanovalMeasureDetection* detection)
+{
+    if (detection == nullptr)
+        return;
+    std::free(detection->targets);
+    *detection = {};
+}
+}
