@@ -3,6 +3,7 @@
 #include "measure/adjustment.h"
 
 #include "core/numbers.h"
+#include "measure/outline_kernel.h"
 
 #include <Eigen/Cholesky>
 
@@ -19,12 +20,14 @@ constexpr int kMostIterations = 40;
 constexpr double kFirstDamping = 1e-4;
 constexpr double kMostDamping = 1e8;
 constexpr double kBoxVariance = 1.0 / 12;
+constexpr std::size_t kBatch = 16; // equations that are collected before they are added
 
 // A step is the last one when it moves the outline by less than this many pixels,
-constexpr double kSettled = 1e-7;
-// or by less than these many pixels and all unknowns by less than 0.3 % of what noise leaves open.
-constexpr double kNearlySettled = 2e-4;
-constexpr double kSettledAgainstNoise = 1e-5;
+constexpr double kSettled = 1e-6;
+// or by less than these many pixels and all unknowns by less than 3 % of what noise leaves open: the next one would be
+// a hundredth of that.
+constexpr double kNearlySettled = 3e-3;
+constexpr double kSettledAgainstNoise = 1e-3;
 
 struct Equations {
     Matrix12 normal;
@@ -35,15 +38,6 @@ struct Equations {
     double cost = 0;
 };
 
-void add_row(Equations& equations, const double* row, double residual) noexcept
-{
-    for (int j = 0; j < kUnknowns; ++j)
-        for (int i = 0; i <= j; ++i)
-            equations.normal(i, j) += row[i] * row[j];
-    for (int i = 0; i < kUnknowns; ++i)
-        equations.rhs[i] += row[i] * residual;
-}
-
 // One row of pixels.
 void add_samples(const AdjustmentInput& input, const TargetModel& model, const double* planes, std::size_t stride,
                  std::int32_t y, Equations& equations) noexcept
@@ -53,10 +47,14 @@ void add_samples(const AdjustmentInput& input, const TargetModel& model, const d
     const float* const samples = input.patch->samples(y);
     const double variance = model.blur * model.blur + kBoxVariance;
     const double dy = y - input.reference_y;
-    double row[kUnknowns];
-    for (std::size_t i = 0; i < to_count(box.width); ++i) {
+    double rows[kBatch * kUnknowns];
+    double residuals[kBatch];
+    std::size_t count = 0;
+    const Patch::Span span = input.patch->edge_span(y);
+    for (std::size_t i = to_count(span.begin - box.x); i < to_count(span.end - box.x); ++i) {
         if (parts[i] != Part::kEdge)
             continue;
+        double* const row = rows + kUnknowns * count;
         const double dx = box.x + static_cast<std::int32_t>(i) - input.reference_x;
         const double area = planes[kCoverage * stride + i];
         const double rest = 1 - area;
@@ -74,20 +72,23 @@ void add_samples(const AdjustmentInput& input, const TargetModel& model, const d
         const double residual = static_cast<double>(samples[i]) - predict(model, planes, stride, i, dx, dy);
         equations.edge_cost += residual * residual;
         equations.edge_count += 1;
-        add_row(equations, row, residual);
+        residuals[count++] = residual;
+        if (count == kBatch) {
+            add_equations(rows, residuals, count, equations.normal.data(), equations.rhs.data());
+            count = 0;
+        }
     }
+    add_equations(rows, residuals, count, equations.normal.data(), equations.rhs.data());
 }
 
 // The samples away from the outline, by their sums.
 void add_flat(const PlaneSums& sums, const LevelPlane& plane, int first, Equations& equations) noexcept
 {
     Matrix12& normal = equations.normal;
-    normal(first, first) += sums.count;
-    normal(first, first + 1) += sums.x;
-    normal(first, first + 2) += sums.y;
-    normal(first + 1, first + 1) += sums.xx;
-    normal(first + 1, first + 2) += sums.xy;
-    normal(first + 2, first + 2) += sums.yy;
+    const double moments[3][3] = {{sums.count, sums.x, sums.y}, {sums.x, sums.xx, sums.xy}, {sums.y, sums.xy, sums.yy}};
+    for (int i = 0; i < 3; ++i)
+        for (int j = 0; j < 3; ++j)
+            normal(first + i, first + j) += moments[i][j];
     const double level = plane.level - sums.origin;
     equations.rhs[first] += sums.v - (level * sums.count + plane.slope_x * sums.x + plane.slope_y * sums.y);
     equations.rhs[first + 1] += sums.vx - (level * sums.x + plane.slope_x * sums.xx + plane.slope_y * sums.xy);
@@ -104,6 +105,7 @@ void add_tie(const SlopeTie& tie, const TargetModel& model, Equations& equations
         const int out = kOutsideSlopeX + axis;
         equations.normal(in, in) += tie.weight;
         equations.normal(in, out) -= tie.weight * tie.ratio;
+        equations.normal(out, in) -= tie.weight * tie.ratio;
         equations.normal(out, out) += tie.weight * tie.ratio * tie.ratio;
         equations.rhs[in] -= tie.weight * off[axis];
         equations.rhs[out] += tie.weight * tie.ratio * off[axis];
@@ -121,15 +123,16 @@ bool evaluate(const AdjustmentInput& input, OutlineModel& outlines, const Target
     equations.edge_cost = equations.edge_count = equations.flat_cost = equations.cost = 0;
     const Box& box = input.patch->box();
     for (std::int32_t y = box.y; y < box.y + box.height; ++y)
-        if (input.patch->has_edge(y))
+        if (input.patch->edge_span(y).end > input.patch->edge_span(y).begin)
             add_samples(input, model, outlines.row(y), outlines.stride(), y, equations);
+    // The kernel leaves the lower triangle to us.
+    for (int i = 0; i < kUnknowns; ++i)
+        for (int j = 0; j < i; ++j)
+            equations.normal(i, j) = equations.normal(j, i);
     add_flat(input.flat_inside, model.inside, kInside, equations);
     add_flat(input.flat_outside, model.outside, kOutside, equations);
     add_tie(input.tie, model, equations);
     equations.cost += equations.edge_cost + equations.flat_cost;
-    for (int i = 0; i < kUnknowns; ++i)
-        for (int j = 0; j < i; ++j)
-            equations.normal(i, j) = equations.normal(j, i);
     return std::isfinite(equations.cost);
 }
 

@@ -19,12 +19,15 @@ namespace panoval::measure
 namespace
 {
 
-constexpr std::size_t kRays = 64;
+constexpr std::size_t kMostRays = 64;
+constexpr double kFewRays = 16;         // up to this mean radius half of them do
 constexpr std::size_t kMostSteps = 129; // places of a ray; wider searches take longer steps
 constexpr double kStep = 0.5;           // pixels between places, at least
 constexpr double kProximity = 0.5;      // what an edge at the end of a ray counts, against one at the start
 constexpr double kLeastShare = 0.35;    // of the rays must agree
-constexpr int kFitRounds = 12;
+constexpr int kFitRounds = 8;
+constexpr int kSearchRounds = 3;
+constexpr double kArrived = 0.3;         // pixels that the last round may have moved the outline
 constexpr double kLeastTolerance = 0.15; // pixels that a place may be off without losing weight
 
 using Vector5 = Eigen::Matrix<double, 5, 1>;
@@ -39,7 +42,14 @@ struct Ray {
     double strength = 0; // difference of levels around it
 };
 
-using Rays = std::array<Ray, kRays>;
+struct Rays {
+    std::array<Ray, kMostRays> all;
+    std::size_t count = kMostRays;
+    Ray* begin() noexcept { return all.data(); }
+    Ray* end() noexcept { return all.data() + count; }
+    const Ray* begin() const noexcept { return all.data(); }
+    const Ray* end() const noexcept { return all.data() + count; }
+};
 
 struct Search {
     double inward = 0; // pixels
@@ -50,9 +60,11 @@ struct Search {
 
 void place_rays(const Outline& outline, Rays& rays) noexcept
 {
-    // The unit circle in 64 equal steps, by the angle's sum.
-    constexpr double turn_cos = 0.99518472667219688624; // cos(pi / 32)
-    constexpr double turn_sin = 0.098017140329560601994;
+    // The unit circle in 64 or 32 equal steps, by the angle's sum.
+    const bool has_few = outline.mean_radius() <= kFewRays;
+    const double turn_cos = has_few ? 0.98078528040323044913 : 0.99518472667219688624; // of pi / 16 and pi / 32
+    const double turn_sin = has_few ? 0.19509032201612826785 : 0.098017140329560601994;
+    rays.count = has_few ? kMostRays / 2 : kMostRays;
     double u = 1;
     double v = 0;
     const double a = outline.mean + outline.skew_x;
@@ -136,7 +148,7 @@ Vector5 row_of(const Ray& ray) noexcept
     return row;
 }
 
-double median_of(std::array<double, kRays> values, std::size_t count) noexcept
+double median_of(std::array<double, kMostRays> values, std::size_t count) noexcept
 {
     if (count == 0)
         return 0;
@@ -157,7 +169,7 @@ double fit_rays(const Rays& rays, Outline& outline, double reach) noexcept
     for (int round = 0; round < kFitRounds; ++round) {
         Matrix5 normal = Matrix5::Zero();
         Vector5 rhs = Vector5::Zero();
-        std::array<double, kRays> deviations{};
+        std::array<double, kMostRays> deviations{};
         std::size_t count = 0;
         for (const Ray& ray : rays) {
             if (!ray.has_edge || ray.strength < 0.1 * strongest)
@@ -173,7 +185,7 @@ double fit_rays(const Rays& rays, Outline& outline, double reach) noexcept
             normal += weight * row * row.transpose();
             rhs += weight * ray.offset * row;
         }
-        if (count < kRays / 4)
+        if (count < rays.count / 4)
             return 0;
         // A trace of damping keeps the elements in place that the rays leave open.
         for (int i = 0; i < 5; ++i)
@@ -184,7 +196,7 @@ double fit_rays(const Rays& rays, Outline& outline, double reach) noexcept
         share = static_cast<double>(std::count_if(deviations.begin(),
                                                   deviations.begin() + static_cast<std::ptrdiff_t>(count),
                                                   [&](double d) { return d < std::max(3 * spread, 1.0); })) /
-                static_cast<double>(kRays);
+                static_cast<double>(rays.count);
     }
     outline.x += change[0];
     outline.y += change[1];
@@ -194,23 +206,29 @@ double fit_rays(const Rays& rays, Outline& outline, double reach) noexcept
     return share;
 }
 
-// Which way levels change from the inside out: the sign whose edges are the stronger ones.
-double find_sign(const Patch& patch, const Outline& outline, const Search& search, Rays& rays) noexcept
+// Which way levels change from the inside out: the sign whose edges are the stronger ones. Leaves the rays at its
+// edges.
+double find_sign(const Patch& patch, const Search& search, Rays& rays) noexcept
 {
-    std::array<double, kRays> rises{};
-    std::array<double, kRays> falls{};
+    std::array<double, kMostRays> rises{};
+    std::array<double, kMostRays> falls{};
+    std::array<Ray, kMostRays> falling;
     Profile profile;
-    std::size_t count = 0;
-    for (Ray& ray : rays) {
-        read_profile(patch, ray, search, profile);
-        find_steepest(profile, search, 1, ray);
-        rises[count] = ray.has_edge ? ray.strength * (1 - 0.5 * std::fabs(ray.offset) / search.outward) : 0;
-        find_steepest(profile, search, -1, ray);
-        falls[count] = ray.has_edge ? ray.strength * (1 - 0.5 * std::fabs(ray.offset) / search.outward) : 0;
-        ++count;
+    const auto weight_of = [&](const Ray& ray) {
+        return ray.has_edge ? ray.strength * (1 - 0.5 * std::fabs(ray.offset) / search.outward) : 0;
+    };
+    for (std::size_t i = 0; i < rays.count; ++i) {
+        read_profile(patch, rays.all[i], search, profile);
+        falling[i] = rays.all[i];
+        find_steepest(profile, search, 1, rays.all[i]);
+        find_steepest(profile, search, -1, falling[i]);
+        rises[i] = weight_of(rays.all[i]);
+        falls[i] = weight_of(falling[i]);
     }
-    (void)outline;
-    return median_of(rises, count) >= median_of(falls, count) ? 1 : -1;
+    if (median_of(rises, rays.count) >= median_of(falls, rays.count))
+        return 1;
+    std::copy_n(falling.begin(), rays.count, rays.all.begin());
+    return -1;
 }
 
 // The mean profile across the outline gives levels and blur.
@@ -279,20 +297,28 @@ bool find_edge(const Patch& patch, const Outline& start, EdgeGuess& guess) noexc
     Rays rays;
     Outline outline = start;
     const double wide = search_reach(start);
-    place_rays(outline, rays);
-    const double sign = find_sign(patch, outline, make_search(outline, wide), rays);
+    double sign = 0;
     Profile profile;
-    for (int round = 0; round < 3; ++round) {
+    for (int round = 0; round < kSearchRounds; ++round) {
         const double reach = round == 0 ? wide : std::max(2.5, wide / 2);
-        place_rays(outline, rays);
         const Search search = make_search(outline, reach);
-        for (Ray& ray : rays) {
-            read_profile(patch, ray, search, profile);
-            find_steepest(profile, search, sign, ray);
+        const Outline before = outline;
+        place_rays(outline, rays);
+        if (round == 0) {
+            sign = find_sign(patch, search, rays);
+        } else {
+            for (Ray& ray : rays) {
+                read_profile(patch, ray, search, profile);
+                find_steepest(profile, search, sign, ray);
+            }
         }
         guess.share = fit_rays(rays, outline, reach);
         if (guess.share < kLeastShare || !is_sound(outline, start, wide))
             return false;
+        const double moved =
+            std::fabs(outline.x - before.x) + std::fabs(outline.y - before.y) + std::fabs(outline.mean - before.mean);
+        if (round > 0 && moved < kArrived)
+            break;
     }
     place_rays(outline, rays);
     guess.outline = outline;

@@ -2,6 +2,8 @@
 // Conversions between the two forms of an ellipse.
 #include "measure/outline.h"
 
+#include "core/elementary.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -24,6 +26,16 @@ double Outline::skew() const noexcept
     return std::sqrt(skew_x * skew_x + skew_y * skew_y);
 }
 
+double Outline::half_width() const noexcept
+{
+    return std::sqrt((mean + skew_x) * (mean + skew_x) + skew_y * skew_y);
+}
+
+double Outline::half_height() const noexcept
+{
+    return std::sqrt((mean - skew_x) * (mean - skew_x) + skew_y * skew_y);
+}
+
 double Outline::mean_radius() const noexcept
 {
     return std::sqrt(std::max(0.0, semi_major() * semi_minor()));
@@ -33,45 +45,24 @@ Outline outline_of(const PanovalMeasureEllipse& ellipse) noexcept
 {
     const double half_difference = (ellipse.semi_major - ellipse.semi_minor) / 2;
     return {ellipse.x, ellipse.y, (ellipse.semi_major + ellipse.semi_minor) / 2,
-            half_difference * std::cos(2 * ellipse.angle), half_difference * std::sin(2 * ellipse.angle)};
+            half_difference * panoval::cos(2 * ellipse.angle), half_difference * panoval::sin(2 * ellipse.angle)};
 }
 
 PanovalMeasureEllipse ellipse_of(const Outline& outline) noexcept
 {
-    const double angle = std::atan2(outline.skew_y, outline.skew_x) / 2;
+    const double angle = panoval::atan2(outline.skew_y, outline.skew_x) / 2;
     return {outline.x, outline.y, outline.semi_major(), outline.semi_minor(), angle <= -kPi / 2 ? kPi / 2 : angle};
 }
 
-double distance_to(const Outline& outline, double x, double y) noexcept
+DistanceTo::DistanceTo(const Outline& outline) noexcept : x_(outline.x), y_(outline.y), least_(outline.semi_minor())
 {
     const double a = outline.mean + outline.skew_x;
     const double b = outline.skew_y;
     const double c = outline.mean - outline.skew_x;
     const double inverse = 1 / (a * c - b * b);
-    const double dx = x - outline.x;
-    const double dy = y - outline.y;
-    const double u = (c * dx - b * dy) * inverse;
-    const double v = (a * dy - b * dx) * inverse;
-    const double length = std::sqrt(u * u + v * v);
-    const double gx = (c * u - b * v) * inverse;
-    const double gy = (a * v - b * u) * inverse;
-    const double gradient = std::sqrt(gx * gx + gy * gy);
-    if (!(gradient > 0))
-        return -outline.semi_minor();
-    return (length - 1) * length / gradient;
-}
-
-double depth_in(const Outline& outline, double x, double y) noexcept
-{
-    const double a = outline.mean + outline.skew_x;
-    const double b = outline.skew_y;
-    const double c = outline.mean - outline.skew_x;
-    const double inverse = 1 / (a * c - b * b);
-    const double dx = x - outline.x;
-    const double dy = y - outline.y;
-    const double u = (c * dx - b * dy) * inverse;
-    const double v = (a * dy - b * dx) * inverse;
-    return outline.semi_minor() * (1 - std::sqrt(u * u + v * v));
+    xx_ = c * inverse;
+    xy_ = -b * inverse;
+    yy_ = a * inverse;
 }
 
 bool transform_covariance(const Outline& outline, const double* covariance, double* result) noexcept

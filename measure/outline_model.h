@@ -8,6 +8,7 @@
 
 #include "core/heap.h"
 #include "measure/outline.h"
+#include "measure/outline_kernel.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -23,8 +24,8 @@ struct Box {
     std::int32_t height = 0;
 };
 
-// Beyond so many deviations of the blur from the pixel's edge a pixel is evenly filled, to 3e-6.
-inline constexpr double kReach = 4.5;
+// Beyond so many deviations of the blur from the pixel's edge a pixel is evenly filled, to 3e-5.
+inline constexpr double kReach = 4;
 inline constexpr double kLeastBlur = 0.1;
 
 // What a row holds for each column.
@@ -54,23 +55,25 @@ public:
     std::size_t stride() const noexcept { return stride_; }
 
 private:
-    struct Level;
     void sample_level(const Outline& outline, std::size_t level, const double* right, const double* left, double step,
                       double blur) noexcept;
-    void sample_point(std::size_t point, double x, double blur) noexcept;
-    void add_level(std::size_t level, std::int32_t y) noexcept;
 
     Box box_;
     std::size_t stride_ = 0;
     std::size_t level_capacity_ = 0;
     std::size_t table_capacity_ = 0;
+    std::size_t window_capacity_ = 0;
     std::size_t levels_ = 0;
     std::size_t window_ = 0; // pixels that a sample of the outline reaches, across and down
-    std::size_t first_ = 0;  // levels from first_ to last_ reach the current row
+    std::size_t padded_ = 0; // and in whole vectors
+    Outline sampled_;        // what the tables hold
+    double sampled_blur_ = 0;
+    std::size_t first_ = 0; // levels from first_ to last_ reach the current row
     std::size_t last_ = 0;
     HeapArray<Level> level_;
-    HeapArray<double> by_row_;    // for each level and row: the pixel's response in y and its derivative
-    HeapArray<double> by_column_; // for each sample and column: response in x, its integral, its derivative
+    HeapArray<double> by_row_;    // for each level and row: the pixel's response in y, its integral, its derivative
+    HeapArray<double> by_column_; // for each sample and column: the same in x
+    HeapArray<double> edges_;     // scratch of the kernel
     HeapArray<double> planes_;
 };
 

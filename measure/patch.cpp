@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 
 namespace panoval::measure
 {
@@ -21,12 +20,26 @@ constexpr double kMedianToSigma = 1.4826;
 // A sample further from its plane than so many deviations is of something else: one in 300,000 samples of noise.
 constexpr double kClip = 4.7;
 constexpr int kClipRounds = 4;
+constexpr std::size_t kMedianSamples = 4000;
 
 double median(float* values, std::size_t count) noexcept
 {
     float* const middle = values + count / 2;
     std::nth_element(values, middle, values + count);
     return static_cast<double>(*middle);
+}
+
+Part part_at(const DistanceTo& distance_to_outline, double x, double y, double edge_reach, double far) noexcept
+{
+    const DistanceTo::Place place = distance_to_outline.place(x, y);
+    if (place.depth > far)
+        return Part::kNone;
+    if (place.depth > edge_reach)
+        return Part::kInside;
+    const double distance = distance_to_outline.distance(place);
+    if (distance <= edge_reach)
+        return Part::kEdge;
+    return distance <= far ? Part::kOutside : Part::kNone;
 }
 
 } // namespace
@@ -92,6 +105,13 @@ bool Patch::copy(const PanovalMeasureImage& image, const Box& box) noexcept
         if (capacity_ == 0)
             return false;
     }
+    if (to_count(box.height) > span_capacity_) {
+        spans_ = allocate<Span>(to_count(box.height));
+        span_capacity_ = spans_ ? to_count(box.height) : 0;
+        if (span_capacity_ == 0)
+            return false;
+    }
+    std::fill_n(spans_.get(), box.height, Span{});
     const std::int32_t first_x = std::max(box.x, 0);
     const std::int32_t end_x = std::min(box.x + box.width, image.width);
     for (std::int32_t y = box.y; y < box.y + box.height; ++y) {
@@ -107,11 +127,6 @@ bool Patch::copy(const PanovalMeasureImage& image, const Box& box) noexcept
 bool Patch::is_in_picture(std::int32_t x, std::int32_t y) const noexcept
 {
     return x >= 0 && y >= 0 && x < picture_width_ && y < picture_height_;
-}
-
-bool Patch::has_edge(std::int32_t y) const noexcept
-{
-    return std::memchr(parts(y), static_cast<int>(Part::kEdge), to_count(box_.width)) != nullptr;
 }
 
 bool Patch::interpolate(double x, double y, double& value) const noexcept
@@ -135,71 +150,81 @@ bool Patch::interpolate(double x, double y, double& value) const noexcept
 void Patch::classify(const Outline& outline, double edge_reach, double flat_reach) noexcept
 {
     const double far = edge_reach + flat_reach;
-    const double a = outline.mean + outline.skew_x;
-    const double b = outline.skew_y;
-    const double c = outline.mean - outline.skew_x;
-    const double half_height = std::sqrt(b * b + c * c) + far;
-    const double half_width = std::sqrt(a * a + b * b) + far;
+    const DistanceTo distance_to_outline(outline);
+    const double half_width = outline.half_width() + far;
+    const double half_height = outline.half_height() + far;
+    const auto pixel = [](double place) { return truncate_to_int(place); };
+    const std::int32_t begin = std::max({box_.x, 0, pixel(std::ceil(outline.x - half_width))});
+    const std::int32_t end =
+        std::min({box_.x + box_.width, picture_width_, pixel(std::floor(outline.x + half_width)) + 1});
+    const std::int32_t top = std::max({box_.y, 0, pixel(std::ceil(outline.y - half_height))});
+    const std::int32_t bottom =
+        std::min({box_.y + box_.height, picture_height_, pixel(std::floor(outline.y + half_height)) + 1});
     std::fill_n(parts_.get(), size(), Part::kNone);
-    for (std::int32_t y = box_.y; y < box_.y + box_.height; ++y) {
-        if (y < 0 || y >= picture_height_ || std::fabs(y - outline.y) > half_height)
-            continue;
-        for (std::int32_t x = std::max(box_.x, 0); x < std::min(box_.x + box_.width, picture_width_); ++x) {
-            if (std::fabs(x - outline.x) > half_width)
+    std::fill_n(spans_.get(), box_.height, Span{});
+    for (std::int32_t y = top; y < bottom; ++y) {
+        Span& span = spans_[to_count(y - box_.y)];
+        for (std::int32_t x = begin; x < end; ++x) {
+            const Part part = part_at(distance_to_outline, x, y, edge_reach, far);
+            parts_[index(x, y)] = part != Part::kNone && !std::isfinite(sample(x, y)) ? Part::kAlien : part;
+            if (part != Part::kEdge)
                 continue;
-            const double distance = distance_to(outline, x, y);
-            if (std::fabs(distance) > far)
-                continue;
-            Part& place = parts_[index(x, y)];
-            if (!std::isfinite(sample(x, y)))
-                place = Part::kAlien;
-            else if (distance > -edge_reach ? distance <= edge_reach : depth_in(outline, x, y) <= edge_reach)
-                place = Part::kEdge;
-            else
-                place = distance < 0 ? Part::kInside : Part::kOutside;
+            span.begin = span.end == 0 ? x : span.begin;
+            span.end = x + 1;
         }
     }
+}
+
+double Patch::spread_about(Part part, double reference_x, double reference_y, const LevelPlane& plane) noexcept
+{
+    // The median of some thousand samples is as good as that of all.
+    const std::size_t every = size() / kMedianSamples + 1;
+    std::size_t count = 0;
+    std::size_t seen = 0;
+    for (std::int32_t y = box_.y; y < box_.y + box_.height; ++y)
+        for (std::int32_t x = box_.x; x < box_.x + box_.width; ++x)
+            if (parts_[index(x, y)] == part && seen++ % every == 0)
+                scratch_[count++] = static_cast<float>(
+                    std::fabs(static_cast<double>(sample(x, y)) - plane.at(x - reference_x, y - reference_y)));
+    return count > 0 ? kMedianToSigma * median(scratch_.get(), count) : 0;
+}
+
+PlaneSums Patch::sum_flat(Part part, double reference_x, double reference_y, const LevelPlane& plane, double limit,
+                          bool excludes, bool& has_aliens) noexcept
+{
+    PlaneSums sums;
+    sums.origin = plane.level;
+    has_aliens = false;
+    for (std::int32_t y = box_.y; y < box_.y + box_.height; ++y)
+        for (std::int32_t x = box_.x; x < box_.x + box_.width; ++x) {
+            if (parts_[index(x, y)] != part)
+                continue;
+            const double dx = x - reference_x;
+            const double dy = y - reference_y;
+            const auto value = static_cast<double>(sample(x, y));
+            if (std::fabs(value - plane.at(dx, dy)) <= limit) {
+                sums.add(dx, dy, value);
+                continue;
+            }
+            has_aliens = true;
+            if (excludes)
+                parts_[index(x, y)] = Part::kAlien;
+        }
+    return sums;
 }
 
 PlaneSums Patch::fit_flat(Part part, double reference_x, double reference_y, double least_spread, LevelPlane& plane,
                           double& spread) noexcept
 {
     PlaneSums sums;
-    for (int round = 0; round < kClipRounds; ++round) {
-        std::size_t count = 0;
-        for (std::int32_t y = box_.y; y < box_.y + box_.height; ++y)
-            for (std::int32_t x = box_.x; x < box_.x + box_.width; ++x)
-                if (parts_[index(x, y)] == part)
-                    scratch_[count++] = static_cast<float>(
-                        std::fabs(static_cast<double>(sample(x, y)) - plane.at(x - reference_x, y - reference_y)));
-        sums = {};
-        sums.origin = plane.level;
-        if (count == 0)
-            return sums;
-        const double limit = kClip * std::max(kMedianToSigma * median(scratch_.get(), count), least_spread);
-        bool has_aliens = false;
-        for (std::int32_t y = box_.y; y < box_.y + box_.height; ++y)
-            for (std::int32_t x = box_.x; x < box_.x + box_.width; ++x) {
-                if (parts_[index(x, y)] != part)
-                    continue;
-                const double dx = x - reference_x;
-                const double dy = y - reference_y;
-                const auto value = static_cast<double>(sample(x, y));
-                if (std::fabs(value - plane.at(dx, dy)) <= limit) {
-                    sums.add(dx, dy, value);
-                } else if (round == kClipRounds - 1) {
-                    parts_[index(x, y)] = Part::kAlien;
-                    has_aliens = true;
-                }
-            }
-        if (has_aliens) {
+    bool has_aliens = true;
+    for (int round = 1; round <= kClipRounds && has_aliens; ++round) {
+        const double limit = kClip * std::max(spread_about(part, reference_x, reference_y, plane), least_spread);
+        const bool is_last = round == kClipRounds;
+        sums = sum_flat(part, reference_x, reference_y, plane, limit, is_last, has_aliens);
+        if (is_last && has_aliens) {
             grow_aliens(part);
-            sums = {};
-            sums.origin = plane.level;
-            for (std::int32_t y = box_.y; y < box_.y + box_.height; ++y)
-                for (std::int32_t x = box_.x; x < box_.x + box_.width; ++x)
-                    if (parts_[index(x, y)] == part)
-                        sums.add(x - reference_x, y - reference_y, static_cast<double>(sample(x, y)));
+            sums = sum_flat(part, reference_x, reference_y, plane, HUGE_VAL, false, has_aliens);
         }
         sums.fit(plane);
     }

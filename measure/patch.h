@@ -4,6 +4,7 @@
 #pragma once
 
 #include "core/heap.h"
+#include "core/numbers.h"
 #include "measure/outline.h"
 #include "measure/outline_model.h"
 #include "panoval_measure.h"
@@ -57,7 +58,12 @@ public:
     void set_part(std::int32_t x, std::int32_t y, Part part) noexcept { parts_[index(x, y)] = part; }
     const float* samples(std::int32_t y) const noexcept { return samples_.get() + index(box_.x, y); }
     const Part* parts(std::int32_t y) const noexcept { return parts_.get() + index(box_.x, y); }
-    bool has_edge(std::int32_t y) const noexcept;
+    // The columns from the first to behind the last one of a row that are of a part near the outline.
+    struct Span {
+        std::int32_t begin = 0;
+        std::int32_t end = 0;
+    };
+    Span edge_span(std::int32_t y) const noexcept { return spans_[to_count(y - box_.y)]; }
 
     // Linear between the four samples around a place of the box; false outside the picture, or where a sample is not
     // finite.
@@ -77,6 +83,11 @@ public:
     void grow_aliens(Part part) noexcept;
 
 private:
+    // The deviation of samples from a plane, by the median.
+    double spread_about(Part part, double reference_x, double reference_y, const LevelPlane& plane) noexcept;
+    // Sums the samples within the limit of a plane; the others may be made aliens.
+    PlaneSums sum_flat(Part part, double reference_x, double reference_y, const LevelPlane& plane, double limit,
+                       bool excludes, bool& has_aliens) noexcept;
     std::size_t index(std::int32_t x, std::int32_t y) const noexcept
     {
         return static_cast<std::size_t>(y - box_.y) * static_cast<std::size_t>(box_.width) +
@@ -94,6 +105,8 @@ private:
     HeapArray<float> samples_;
     HeapArray<Part> parts_;
     HeapArray<float> scratch_;
+    std::size_t span_capacity_ = 0;
+    HeapArray<Span> spans_;
 };
 
 } // namespace panoval::measure

@@ -54,11 +54,8 @@ double flat_reach_of(const Outline& outline) noexcept
 
 Box box_around(const Outline& outline, double margin) noexcept
 {
-    const double a = outline.mean + outline.skew_x;
-    const double b = outline.skew_y;
-    const double c = outline.mean - outline.skew_x;
-    const double half_width = std::sqrt(a * a + b * b) + margin;
-    const double half_height = std::sqrt(b * b + c * c) + margin;
+    const double half_width = outline.half_width() + margin;
+    const double half_height = outline.half_height() + margin;
     const std::int32_t left = truncate_to_int(std::floor(outline.x - half_width));
     const std::int32_t top = truncate_to_int(std::floor(outline.y - half_height));
     return {left, top, truncate_to_int(std::ceil(outline.x + half_width)) - left + 1,
@@ -77,10 +74,7 @@ std::int32_t check_start(const PanovalMeasureImage& image, const PanovalMeasureE
     if (std::min(start.semi_major, start.semi_minor) < kLeastSemiMinor)
         return PANOVAL_MEASURE_TOO_SMALL;
     const Outline outline = outline_of(start);
-    const double a = outline.mean + outline.skew_x;
-    const double b = outline.skew_y;
-    const double c = outline.mean - outline.skew_x;
-    if (2 * std::sqrt(a * a + b * b) > image.width || 2 * std::sqrt(b * b + c * c) > image.height)
+    if (2 * outline.half_width() > image.width || 2 * outline.half_height() > image.height)
         return PANOVAL_MEASURE_TOO_LARGE;
     return PANOVAL_MEASURE_OK;
 }
@@ -186,19 +180,21 @@ std::size_t Refinement::exclude(double limit, double beyond) noexcept
     if (!outlines_.sample(model_.outline, model_.blur))
         return 0;
     std::size_t excluded = 0;
+    const DistanceTo distance(model_.outline);
     const Box& box = patch_.box();
     for (std::int32_t y = box.y; y < box.y + box.height; ++y) {
-        if (!patch_.has_edge(y))
+        const Patch::Span span = patch_.edge_span(y);
+        if (span.begin >= span.end)
             continue;
         const double* const planes = outlines_.row(y);
-        for (std::int32_t x = box.x; x < box.x + box.width; ++x) {
+        for (std::int32_t x = span.begin; x < span.end; ++x) {
             if (patch_.part(x, y) != Part::kEdge)
                 continue;
             const double said = predict(model_, planes, outlines_.stride(), static_cast<std::size_t>(x - box.x),
                                         x - input_.reference_x, y - input_.reference_y);
             if (!(std::fabs(static_cast<double>(patch_.sample(x, y)) - said) > limit))
                 continue;
-            if (beyond > 0 && !(std::fabs(distance_to(model_.outline, x, y)) > beyond))
+            if (beyond > 0 && !(std::fabs(distance.distance(distance.place(x, y))) > beyond))
                 continue;
             patch_.set_part(x, y, Part::kAlien);
             ++excluded;

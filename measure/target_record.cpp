@@ -96,11 +96,19 @@ Survey survey_outline(const Measurement& m, OutlineModel& outlines) noexcept
         return survey;
     const Patch& patch = *m.input->patch;
     const Box& box = patch.box();
+    const DistanceTo distance(outline);
+    const double half_height = outline.half_height() + m.edge_reach;
+    const double half_width = outline.half_width() + m.edge_reach;
     for (std::int32_t y = box.y; y < box.y + box.height; ++y) {
+        if (std::fabs(y - outline.y) > half_height)
+            continue;
         const double* const planes = outlines.row(y);
         for (std::int32_t x = box.x; x < box.x + box.width; ++x) {
             const auto column = static_cast<std::size_t>(x - box.x);
-            if (!(std::fabs(distance_to(outline, x, y)) <= m.edge_reach))
+            if (std::fabs(x - outline.x) > half_width)
+                continue;
+            const DistanceTo::Place place = distance.place(x, y);
+            if (place.depth > m.edge_reach || !(distance.distance(place) <= m.edge_reach))
                 continue;
             if (patch.is_in_picture(x, y))
                 survey_sample(m, planes, outlines.stride(), column, x, y, survey);
