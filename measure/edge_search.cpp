@@ -30,6 +30,14 @@ constexpr int kSearchRounds = 3;
 constexpr double kArrived = 0.3;         // pixels that the last round may have moved the outline
 constexpr double kLeastTolerance = 0.15; // pixels that a place may be off without losing weight
 
+constexpr double kEdgeEnds = 0.08;   // of the steepest slope
+constexpr double kOtherLevel = 0.35; // of the contrast: levels so far off are of something else
+
+// Share of the radius and pixels that the surroundings reach.
+constexpr double kFlatShare = 0.6;
+constexpr double kLeastFlat = 4;
+constexpr double kMostFlat = 40;
+
 using Vector5 = Eigen::Matrix<double, 5, 1>;
 using Matrix5 = Eigen::Matrix<double, 5, 5>;
 
@@ -232,9 +240,9 @@ double find_sign(const Patch& patch, const Search& search, Rays& rays) noexcept
 }
 
 // The mean profile across the outline gives levels and blur.
-bool read_levels(const Patch& patch, const Rays& rays, const Outline& outline, double reach, EdgeGuess& guess) noexcept
+bool read_levels(const Patch& patch, const Rays& rays, double sign, double reach, EdgeGuess& guess) noexcept
 {
-    const Search search = make_search(outline, reach);
+    const Search search = make_search(guess.outline, reach);
     std::array<double, kMostSteps> sums{};
     std::array<double, kMostSteps> counts{};
     Profile profile;
@@ -260,13 +268,20 @@ bool read_levels(const Patch& patch, const Rays& rays, const Outline& outline, d
     }
     if (last < first + 4)
         return false;
-    guess.inside = (sums[first] + sums[first + 1]) / 2;
-    guess.outside = (sums[last] + sums[last - 1]) / 2;
-    const double sign = guess.outside > guess.inside ? 1 : -1;
-    double steepest = 0;
-    for (std::size_t i = first + 1; i < last; ++i)
-        if (counts[i - 1] > 0 && counts[i + 1] > 0)
-            steepest = std::max(steepest, sign * (sums[i + 1] - sums[i - 1]) / (2 * search.step));
+    const auto slope = [&](std::size_t i) { return sign * (sums[i + 1] - sums[i - 1]) / (2 * search.step); };
+    const std::size_t middle = to_count(truncate_to_int(search.inward / search.step + 0.5));
+    if (middle < first + 3 || middle + 3 > last)
+        return false;
+    const double steepest = std::max({slope(middle - 1), slope(middle), slope(middle + 1)});
+    // Levels are where the edge ends; another one may begin there.
+    std::size_t inner = middle - 1;
+    while (inner > first + 1 && slope(inner) > kEdgeEnds * steepest)
+        --inner;
+    std::size_t outer = middle + 1;
+    while (outer + 1 < last && slope(outer) > kEdgeEnds * steepest)
+        ++outer;
+    guess.inside = (sums[inner] + sums[inner - 1]) / 2;
+    guess.outside = (sums[outer] + sums[outer + 1]) / 2;
     const double contrast = std::fabs(guess.outside - guess.inside);
     if (!(steepest > 0) || !(contrast > 0))
         return false;
@@ -275,6 +290,40 @@ bool read_levels(const Patch& patch, const Rays& rays, const Outline& outline, d
     const double variance = spread * spread - 1.0 / 12 - 1.0 / 6 - search.step * search.step / 3;
     guess.blur = std::sqrt(std::max(variance, 0.09));
     return true;
+}
+
+// Along the rays, from where the edge has ended, the places where levels leave those of the target and its
+// surroundings.
+void measure_free_reach(const Patch& patch, const Rays& rays, EdgeGuess& guess) noexcept
+{
+    const double begin = 2.5 * std::sqrt(guess.blur * guess.blur + 1.0 / 12) + 0.5;
+    const double most = flat_reach(guess.outline) + 2 * begin;
+    const double limits[2] = {std::min(most, 0.9 * guess.outline.semi_minor()), most};
+    const double levels[2] = {guess.inside, guess.outside};
+    const double contrast = std::fabs(guess.outside - guess.inside);
+    double reaches[2];
+    for (std::size_t side = 0; side < 2; ++side) {
+        std::array<double, kMostRays> free{};
+        std::size_t count = 0;
+        for (const Ray& ray : rays) {
+            double t = begin;
+            double value = 0;
+            while (t < limits[side]) {
+                const double along = side == 0 ? -t : t;
+                if (patch.interpolate(ray.x + along * ray.normal_x, ray.y + along * ray.normal_y, value) &&
+                    std::fabs(value - levels[side]) > kOtherLevel * contrast)
+                    break;
+                t += 1;
+            }
+            free[count++] = t;
+        }
+        const std::size_t rank = count / 4; // rays that a neighbour blocks on one side do not count
+        std::nth_element(free.begin(), free.begin() + static_cast<std::ptrdiff_t>(rank),
+                         free.begin() + static_cast<std::ptrdiff_t>(count));
+        reaches[side] = free[rank] >= limits[side] ? HUGE_VAL : free[rank];
+    }
+    guess.free_inside = reaches[0];
+    guess.free_outside = reaches[1];
 }
 
 bool is_sound(const Outline& outline, const Outline& start, double reach) noexcept
@@ -290,6 +339,11 @@ bool is_sound(const Outline& outline, const Outline& start, double reach) noexce
 double search_reach(const Outline& start) noexcept
 {
     return std::max(2.5, 0.25 * start.mean_radius() + 1);
+}
+
+double flat_reach(const Outline& outline) noexcept
+{
+    return std::clamp(kFlatShare * outline.mean_radius(), kLeastFlat, kMostFlat);
 }
 
 bool find_edge(const Patch& patch, const Outline& start, EdgeGuess& guess) noexcept
@@ -324,7 +378,10 @@ bool find_edge(const Patch& patch, const Outline& start, EdgeGuess& guess) noexc
     guess.outline = outline;
     for (Ray& ray : rays)
         ray.offset = 0;
-    return read_levels(patch, rays, outline, std::max(3.0, std::min(wide, 8.0)), guess);
+    if (!read_levels(patch, rays, sign, std::max(3.0, std::min(wide, 8.0)), guess))
+        return false;
+    measure_free_reach(patch, rays, guess);
+    return true;
 }
 
 } // namespace panoval::measure

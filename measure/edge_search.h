@@ -11,14 +11,20 @@ namespace panoval::measure
 // What is known of a target before the adjustment.
 struct EdgeGuess {
     Outline outline;
-    double inside = 0;  // level
-    double outside = 0; // level
-    double blur = 0;    // of the optics, pixels
-    double share = 0;   // of the rays that agree with the outline
+    double inside = 0;       // level
+    double outside = 0;      // level
+    double blur = 0;         // of the optics, pixels
+    double share = 0;        // of the rays that agree with the outline
+    double free_inside = 0;  // pixels from the outline to the next thing inside
+    double free_outside = 0; // and outside, as far as was looked
 };
 
 // How far from a start an outline is looked for.
 double search_reach(const Outline& start) noexcept;
+
+// How far from the outline the surroundings count: half a radius tells slopes of light so well that they cost the
+// centre three per cent; beyond, neighbours come.
+double flat_reach(const Outline& outline) noexcept;
 
 // False when there is no edge that closes around the start.
 bool find_edge(const Patch& patch, const Outline& start, EdgeGuess& guess) noexcept;

@@ -29,17 +29,15 @@ double median(float* values, std::size_t count) noexcept
     return static_cast<double>(*middle);
 }
 
-Part part_at(const DistanceTo& distance_to_outline, double x, double y, double edge_reach, double far) noexcept
+Part part_at(const DistanceTo& distance_to_outline, double x, double y, const Reach& reach) noexcept
 {
     const DistanceTo::Place place = distance_to_outline.place(x, y);
-    if (place.depth > far)
-        return Part::kNone;
-    if (place.depth > edge_reach)
-        return Part::kInside;
+    if (place.depth > reach.edge_inside)
+        return place.depth <= reach.flat_inside ? Part::kInside : Part::kNone;
     const double distance = distance_to_outline.distance(place);
-    if (distance <= edge_reach)
+    if (distance <= reach.edge_outside)
         return Part::kEdge;
-    return distance <= far ? Part::kOutside : Part::kNone;
+    return distance <= reach.flat_outside ? Part::kOutside : Part::kNone;
 }
 
 } // namespace
@@ -147,9 +145,9 @@ bool Patch::interpolate(double x, double y, double& value) const noexcept
     return std::isfinite(value);
 }
 
-void Patch::classify(const Outline& outline, double edge_reach, double flat_reach) noexcept
+void Patch::classify(const Outline& outline, const Reach& reach) noexcept
 {
-    const double far = edge_reach + flat_reach;
+    const double far = std::max(reach.edge_outside, reach.flat_outside);
     const DistanceTo distance_to_outline(outline);
     const double half_width = outline.half_width() + far;
     const double half_height = outline.half_height() + far;
@@ -165,7 +163,7 @@ void Patch::classify(const Outline& outline, double edge_reach, double flat_reac
     for (std::int32_t y = top; y < bottom; ++y) {
         Span& span = spans_[to_count(y - box_.y)];
         for (std::int32_t x = begin; x < end; ++x) {
-            const Part part = part_at(distance_to_outline, x, y, edge_reach, far);
+            const Part part = part_at(distance_to_outline, x, y, reach);
             parts_[index(x, y)] = part != Part::kNone && !std::isfinite(sample(x, y)) ? Part::kAlien : part;
             if (part != Part::kEdge)
                 continue;

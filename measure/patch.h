@@ -24,6 +24,14 @@ enum class Part : std::uint8_t {
     kAlien    // within reach, but of something else
 };
 
+// How far from the outline samples are of a part, inside and outside; flat parts include what is before them.
+struct Reach {
+    double edge_inside = 0;
+    double edge_outside = 0;
+    double flat_inside = 0;
+    double flat_outside = 0;
+};
+
 // A level that changes evenly: level + slope_x * (x - reference) + slope_y * (y - reference).
 struct LevelPlane {
     double level = 0;
@@ -69,9 +77,8 @@ public:
     // finite.
     bool interpolate(double x, double y, double& value) const noexcept;
 
-    // Gives every sample its part: edges up to edge_reach from the outline, inside and outside up to flat_reach beyond.
-    // Samples that are not finite are aliens.
-    void classify(const Outline& outline, double edge_reach, double flat_reach) noexcept;
+    // Gives every sample its part. Samples that are not finite are aliens.
+    void classify(const Outline& outline, const Reach& reach) noexcept;
 
     // Takes samples out of the flat part that are of something else, with their neighbours, and sums up the others.
     // Distances of the plane are from the reference point. spread: standard deviation of the samples; a first guess of

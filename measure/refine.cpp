@@ -23,16 +23,13 @@ constexpr double kBoxVariance = 1.0 / 12;
 constexpr double kBlurRange = 1.8;       // factor by which a round may change the blur
 constexpr double kLeastSemiMinor = 0.75; // pixels
 
-// How far the flat parts go, as a share of the radius and in pixels. Half a radius tells slopes of light so well that
-// they cost the centre three per cent; beyond, neighbours come.
-constexpr double kFlatShare = 0.6;
-constexpr double kLeastFlat = 4;
-constexpr double kMostFlat = 40;
-
 // An edge sample further from the model than so many deviations is of something else.
 constexpr double kAlienDeviations = 5;
 // And before the adjustment, with the outline known to a fraction of a pixel only: so much of the contrast.
 constexpr double kAlienShare = 0.4;
+
+// Another edge is felt so many deviations before a ray notices it.
+constexpr double kOtherEdge = 2.2;
 
 // The squared deviations, of two slopes, that make the tie of the slopes an error: by chance once in 300,000 targets.
 constexpr double kContradiction = 25;
@@ -47,9 +44,19 @@ double edge_reach_of(double blur) noexcept
     return 3.6 * edge_spread(blur) + 0.7;
 }
 
-double flat_reach_of(const Outline& outline) noexcept
+// Edges end where the next thing may begin to show.
+Reach reach_of(const EdgeGuess& guess, const Outline& outline, double blur) noexcept
 {
-    return std::clamp(kFlatShare * outline.mean_radius(), kLeastFlat, kMostFlat);
+    const double own = edge_reach_of(blur);
+    const double flat = own + flat_reach(outline);
+    const double other = kOtherEdge * edge_spread(blur);
+    Reach reach;
+    reach.flat_inside = std::min(flat, guess.free_inside - other);
+    reach.flat_outside = std::min(flat, guess.free_outside - other);
+    const double least = 1.5 * edge_spread(blur) + 0.5;
+    reach.edge_inside = std::min(own, std::max(least, reach.flat_inside));
+    reach.edge_outside = std::min(own, std::max(least, reach.flat_outside));
+    return reach;
 }
 
 Box box_around(const Outline& outline, double margin) noexcept
@@ -97,6 +104,7 @@ private:
 
     const PanovalMeasureImage& image_;
     Patch patch_;
+    EdgeGuess guess_;
     OutlineModel outlines_;
     TargetModel model_;
     AdjustmentInput input_;
@@ -109,15 +117,14 @@ private:
 std::int32_t Refinement::search(const Outline& start) noexcept
 {
     const double reach = search_reach(start);
-    if (!patch_.copy(image_, box_around(start, std::max(reach, 8.0) + reach + 3)))
+    if (!patch_.copy(image_, box_around(start, std::max(reach, 8.0 + flat_reach(start)) + reach + 3)))
         return PANOVAL_MEASURE_NO_MEMORY;
-    EdgeGuess guess;
-    if (!find_edge(patch_, start, guess))
+    if (!find_edge(patch_, start, guess_))
         return PANOVAL_MEASURE_NO_EDGE;
-    model_.outline = guess.outline;
-    model_.blur = std::clamp(guess.blur, 0.3, std::max(0.5, 0.5 * guess.outline.semi_minor()));
-    model_.inside = {guess.inside, 0, 0};
-    model_.outside = {guess.outside, 0, 0};
+    model_.outline = guess_.outline;
+    model_.blur = std::clamp(guess_.blur, 0.3, std::max(0.5, 0.5 * guess_.outline.semi_minor()));
+    model_.inside = {guess_.inside, 0, 0};
+    model_.outside = {guess_.outside, 0, 0};
     return PANOVAL_MEASURE_OK;
 }
 
@@ -208,15 +215,15 @@ std::size_t Refinement::exclude(double limit, double beyond) noexcept
 std::int32_t Refinement::adjust_once() noexcept
 {
     edge_reach_ = edge_reach_of(model_.blur);
-    const double flat_reach = flat_reach_of(model_.outline);
     input_.least_blur = std::max(kLeastBlur, model_.blur / kBlurRange);
     input_.largest_blur = std::max(model_.blur * kBlurRange, 0.3);
     const double semi_major = 1.15 * model_.outline.semi_major() + 1;
-    const double margin = std::max(edge_reach_ + flat_reach, kReach * input_.largest_blur + 5);
+    const Reach reach = reach_of(guess_, model_.outline, model_.blur);
+    const double margin = std::max(std::max(reach.edge_outside, reach.flat_outside), kReach * input_.largest_blur + 5);
     if (!patch_.copy(image_, box_around(model_.outline, margin)) ||
         !outlines_.reserve(patch_.box(), semi_major, input_.least_blur, input_.largest_blur))
         return PANOVAL_MEASURE_NO_MEMORY;
-    patch_.classify(model_.outline, edge_reach_, flat_reach);
+    patch_.classify(model_.outline, reach);
     input_.patch = &patch_;
     input_.reference_x = model_.outline.x;
     input_.reference_y = model_.outline.y;
