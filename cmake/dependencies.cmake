@@ -1,5 +1,6 @@
-# What the library and its tests stand on. For Windows, Highway, GoogleTest and Google Benchmark are built from the
-# sources that ./dev puts into build/deps, because the distribution has no such packages.
+# What the library, its tests and the program stand on. For Windows, Highway, GoogleTest, Google Benchmark and the
+# libraries of picture formats are built from the sources that ./dev puts into build/deps, because the distribution has no
+# such packages.
 
 set(PANOVAL_DEPS "${CMAKE_SOURCE_DIR}/build/deps")
 
@@ -8,6 +9,7 @@ add_library(panoval_openmp INTERFACE)
 add_library(panoval_gtest INTERFACE)
 add_library(panoval_benchmark INTERFACE)
 add_library(panoval_eigen INTERFACE)
+add_library(panoval_codecs INTERFACE)
 
 if(WIN32)
     include(windows_dependencies)
@@ -19,6 +21,12 @@ else()
     if(PANOVAL_BENCH)
         find_package(benchmark REQUIRED)
         target_link_libraries(panoval_benchmark INTERFACE benchmark::benchmark)
+    endif()
+    if(PANOVAL_CLI OR PANOVAL_FUZZ)
+        find_package(PNG REQUIRED)
+        find_package(TIFF REQUIRED)
+        find_package(JPEG REQUIRED)
+        target_link_libraries(panoval_codecs INTERFACE PNG::PNG TIFF::TIFF JPEG::JPEG)
     endif()
     find_path(PANOVAL_EIGEN_DIR Eigen/Core PATHS /usr/include/eigen3 REQUIRED)
     target_include_directories(panoval_eigen SYSTEM INTERFACE "${PANOVAL_EIGEN_DIR}")

@@ -1,4 +1,5 @@
-# Highway, GoogleTest and Google Benchmark for the cross build; ./dev fetches the sources.
+# Highway, GoogleTest, Google Benchmark and the libraries of picture formats for the cross build; ./dev fetches the
+# sources, and builds the latter.
 
 set(BENCHMARK_ENABLE_TESTING OFF)
 set(BENCHMARK_ENABLE_WERROR OFF)
@@ -14,6 +15,13 @@ set_target_properties(hwy_windows PROPERTIES POSITION_INDEPENDENT_CODE ON)
 target_link_libraries(panoval_highway INTERFACE hwy_windows)
 
 target_link_libraries(panoval_openmp INTERFACE gomp)
+
+if(PANOVAL_CLI)
+    set(codecs "${PANOVAL_DEPS}/windows")
+    target_include_directories(panoval_codecs SYSTEM INTERFACE "${codecs}/include")
+    target_link_libraries(panoval_codecs INTERFACE "${codecs}/lib/libtiff.a" "${codecs}/lib/libjpeg.a"
+                          "${codecs}/lib/libpng.a" "${codecs}/lib/libz.a")
+endif()
 
 if(PANOVAL_TESTS)
     add_library(gtest_windows STATIC EXCLUDE_FROM_ALL /usr/src/googletest/googletest/src/gtest-all.cc)

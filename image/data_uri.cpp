@@ -1,11 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "image/data_uri.h"
 
-#ifdef PANOVAL_PNM_ONLY
-#include "image/stored_png.h"
-#else
 #include <png.h>
-#endif
 
 #include <algorithm>
 #include <stdexcept>
@@ -16,15 +12,6 @@ namespace panoval::image
 
 namespace
 {
-
-#ifdef PANOVAL_PNM_ONLY
-
-std::vector<std::uint8_t> png_of(const Image& image)
-{
-    return stored_png(image);
-}
-
-#else
 
 std::vector<std::uint8_t> png_of(const Image& image)
 {
@@ -40,8 +27,6 @@ std::vector<std::uint8_t> png_of(const Image& image)
     file.resize(bytes);
     return file;
 }
-
-#endif
 
 std::string base64(const std::vector<std::uint8_t>& bytes)
 {

@@ -9,8 +9,7 @@
 namespace panoval::image
 {
 
-// The picture as a data URI of a PNG file, 8 bit, grey or colour; its mask is left out. Without
-// the PNG library it is not compressed.
+// The picture as a data URI of a PNG file, 8 bit, grey or colour; its mask is left out.
 std::string picture_data_uri(const Image& image);
 
 } // namespace panoval::image

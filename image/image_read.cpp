@@ -19,11 +19,7 @@ namespace
 
 enum class Format { Unknown, Pnm, Png, Jpeg, Tiff };
 
-#ifdef PANOVAL_PNM_ONLY
-const char* const kKnownFormats = "PNM (this build reads PGM, PPM and PAM files alone)";
-#else
 const char* const kKnownFormats = "PNG, TIFF, JPEG or PNM";
-#endif
 
 std::string first_bytes(std::FILE* file)
 {
@@ -60,16 +56,8 @@ InputFile open_image(const std::string& name)
     return file;
 }
 
-[[noreturn]] void fail_format(const InputFile& file, [[maybe_unused]] Format format)
+[[noreturn]] void fail_format(const InputFile& file)
 {
-#ifdef PANOVAL_PNM_ONLY
-    if (format == Format::Png)
-        fail_input(file.name, "a PNG file", kKnownFormats);
-    if (format == Format::Jpeg)
-        fail_input(file.name, "a JPEG file", kKnownFormats);
-    if (format == Format::Tiff)
-        fail_input(file.name, "a TIFF file", kKnownFormats);
-#endif
     fail_input(file.name, "contents of another kind", kKnownFormats);
 }
 
@@ -84,38 +72,34 @@ bool starts_as_picture(const std::string& name)
 std::vector<ImageInfo> probe_image(const std::string& name)
 {
     InputFile file = open_image(name);
-    switch (const Format format = format_of(first_bytes(file.stream.get()))) {
+    switch (format_of(first_bytes(file.stream.get()))) {
     case Format::Pnm:
         return probe_pnm(file);
-#ifndef PANOVAL_PNM_ONLY
     case Format::Png:
         return probe_png(file);
     case Format::Jpeg:
         return probe_jpeg(file);
     case Format::Tiff:
         return probe_tiff(file);
-#endif
     default:
-        fail_format(file, format);
+        fail_format(file);
     }
 }
 
-Image read_image(const std::string& name, [[maybe_unused]] std::size_t layer)
+Image read_image(const std::string& name, std::size_t layer)
 {
     InputFile file = open_image(name);
-    switch (const Format format = format_of(first_bytes(file.stream.get()))) {
+    switch (format_of(first_bytes(file.stream.get()))) {
     case Format::Pnm:
         return read_pnm(file);
-#ifndef PANOVAL_PNM_ONLY
     case Format::Png:
         return read_png(file);
     case Format::Jpeg:
         return read_jpeg(file);
     case Format::Tiff:
         return read_tiff(file, layer);
-#endif
     default:
-        fail_format(file, format);
+        fail_format(file);
     }
 }
 

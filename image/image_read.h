@@ -36,14 +36,12 @@ struct InputFile {
 
 std::vector<ImageInfo> probe_pnm(InputFile& file);
 Image read_pnm(InputFile& file);
-#ifndef PANOVAL_PNM_ONLY
 std::vector<ImageInfo> probe_png(InputFile& file);
 Image read_png(InputFile& file);
 std::vector<ImageInfo> probe_jpeg(InputFile& file);
 Image read_jpeg(InputFile& file);
 std::vector<ImageInfo> probe_tiff(InputFile& file);
 Image read_tiff(InputFile& file, std::size_t layer);
-#endif
 
 // Fails unless a picture of this size can be handled: at least one pixel, and all of its samples in 2^31 - 1 bytes.
 void check_image_size(const std::string& name, std::int64_t width, std::int64_t height, int channels, int bits);

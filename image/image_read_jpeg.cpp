@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // JPEG files through libjpeg: grey and colour of 8 bit, turned as the camera was held. Damage that the decoder would
 // paint over is an error here.
-#ifndef PANOVAL_PNM_ONLY
 
 #include "image/exif_orientation.h"
 #include "image/failure.h"
@@ -214,5 +213,3 @@ Image read_jpeg(InputFile& file)
 }
 
 } // namespace panoval::image
-
-#endif

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // PNG files through libpng: all colour types, palettes and transparent colours expanded, interlaced or not. The oFFs
 // chunk, in pixels, is the picture's position.
-#ifndef PANOVAL_PNM_ONLY
 
 #include "image/failure.h"
 #include "image/image_builder.h"
@@ -167,5 +166,3 @@ Image read_png(InputFile& file)
 }
 
 } // namespace panoval::image
-
-#endif

@@ -2,7 +2,6 @@
 // TIFF files through libtiff: every full picture of the file is a layer; strips or tiles, interleaved or one plane per
 // channel, alpha of either kind, all orientations. XPosition and YPosition, in the unit of the resolution tags, give a
 // layer's place in pixels, as remapping programs write it.
-#ifndef PANOVAL_PNM_ONLY
 
 #include "image/failure.h"
 #include "image/image_builder.h"
@@ -271,5 +270,3 @@ Image read_tiff(InputFile& file, std::size_t layer_index)
 }
 
 } // namespace panoval::image
-
-#endif

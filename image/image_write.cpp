@@ -16,11 +16,7 @@ namespace
 
 enum class Ending { Unknown, Png, Tiff, Jpeg, Pgm, Ppm, Pnm, Pam };
 
-#ifdef PANOVAL_PNM_ONLY
-const char* const kKnownEndings = ".pgm, .ppm, .pnm or .pam (this build writes no other format)";
-#else
 const char* const kKnownEndings = ".png, .tif, .tiff, .jpg, .jpeg, .pgm, .ppm, .pnm or .pam";
-#endif
 
 std::string ending_text(const std::string& target)
 {
@@ -44,14 +40,12 @@ Ending ending_of(const std::string& target)
         return Ending::Pnm;
     if (text == "pam")
         return Ending::Pam;
-#ifndef PANOVAL_PNM_ONLY
     if (text == "png")
         return Ending::Png;
     if (text == "tif" || text == "tiff")
         return Ending::Tiff;
     if (text == "jpg" || text == "jpeg")
         return Ending::Jpeg;
-#endif
     return Ending::Unknown;
 }
 
@@ -103,14 +97,12 @@ void write_image(OutputFile& output, const Image& image)
 {
     check_output_format(output.target(), image.channels, image.bits, image.mask != nullptr);
     switch (const Ending ending = known_ending_of(output.target())) {
-#ifndef PANOVAL_PNM_ONLY
     case Ending::Png:
         return write_png(output, image);
     case Ending::Tiff:
         return write_tiff(output, image);
     case Ending::Jpeg:
         return write_jpeg(output, image);
-#endif
     default:
         return write_pnm(output, image, ending == Ending::Pam);
     }
@@ -129,13 +121,9 @@ bool takes_rows(const std::string& target)
     return known_ending_of(target) == Ending::Tiff;
 }
 
-std::unique_ptr<RowWriter> make_row_writer([[maybe_unused]] OutputFile& output, [[maybe_unused]] const Image& header)
+std::unique_ptr<RowWriter> make_row_writer(OutputFile& output, const Image& header)
 {
-#ifndef PANOVAL_PNM_ONLY
     return make_tiff_writer(output, header);
-#else
-    return nullptr;
-#endif
 }
 
 std::size_t copied_row_bytes(const Image& image)

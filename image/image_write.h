@@ -47,12 +47,10 @@ std::unique_ptr<RowWriter> make_row_writer(OutputFile& output, const Image& head
 // ---- for the writers of the formats ----
 
 void write_pnm(OutputFile& output, const Image& image, bool is_pam);
-#ifndef PANOVAL_PNM_ONLY
 void write_png(OutputFile& output, const Image& image);
 void write_tiff(OutputFile& output, const Image& image);
 std::unique_ptr<RowWriter> make_tiff_writer(OutputFile& output, const Image& header);
 void write_jpeg(OutputFile& output, const Image& image);
-#endif
 
 // Copies row y with its alpha, if the picture has one, interleaved: (channels + 1) samples a pixel.
 void copy_row(const Image& image, std::int32_t y, std::uint8_t* row);

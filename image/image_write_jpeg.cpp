@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // JPEG files of grey or colour, at a quality that shows no artefacts and without lowering the colours' resolution.
-#ifndef PANOVAL_PNM_ONLY
 
 #include "image/failure.h"
 #include "image/image_write.h"
@@ -74,5 +73,3 @@ void write_jpeg(OutputFile& output, const Image& image)
 }
 
 } // namespace panoval::image
-
-#endif

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: MIT
 // PNG files of grey or colour, with or without alpha, 8 or 16 bit.
-#ifndef PANOVAL_PNM_ONLY
 
 #include "image/failure.h"
 #include "image/image_write.h"
@@ -112,5 +111,3 @@ void write_png(OutputFile& output, const Image& image)
 }
 
 } // namespace panoval::image
-
-#endif

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // TIFF files in strips, uncompressed, with unassociated alpha and the picture's position, if it has one that the tags
 // can hold; big ones as BigTIFF.
-#ifndef PANOVAL_PNM_ONLY
 
 #include "image/failure.h"
 #include "image/image_write.h"
@@ -135,5 +134,3 @@ void write_tiff(OutputFile& output, const Image& image)
 }
 
 } // namespace panoval::image
-
-#endif

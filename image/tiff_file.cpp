@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "image/tiff_file.h"
 
-#ifndef PANOVAL_PNM_ONLY
-
 #include "image/files.h"
 
 #include <cstdarg>
@@ -102,5 +100,3 @@ int TiffFile::drop_message(TIFF*, void*, const char*, const char*, va_list)
 }
 
 } // namespace panoval::image
-
-#endif

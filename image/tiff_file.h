@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 // A TIFF file on an open stream, with libtiff's messages kept instead of printed.
 #pragma once
-#ifndef PANOVAL_PNM_ONLY
 
 #include <tiffio.h>
 
@@ -43,5 +42,3 @@ private:
 };
 
 } // namespace panoval::image
-
-#endif

@@ -219,13 +219,9 @@ int main(int argc, char** argv)
     program.add_option("FOLDER", options.folder, "Where the files go; made if missing")->required();
     program.add_option("--size", options.size, "full: 4000 x 1300 pixels; small: 1000 x 325")
         ->check(CLI::IsMember({"full", "small"}));
-#ifdef PANOVAL_PNM_ONLY
-    options.format = "pnm";
-#else
     program
         .add_option("--format", options.format, "png, tiff (with position tags) or pnm (masks in files of their own)")
         ->check(CLI::IsMember({"png", "tiff", "pnm"}));
-#endif
     program.add_option("--pictures", options.pictures, "How many")->check(CLI::Range(1, 50));
     program.add_option("--depth", options.depth, "Bits per sample")->check(CLI::IsMember({8, 16}));
     program.add_option("--seed", options.seed, "Other places and other noise");

@@ -4,19 +4,14 @@
 namespace panoval::cli
 {
 
-const char* const kHelpEnd =
-#ifdef PANOVAL_PNM_ONLY
-    "This build reads and writes PNM pictures alone: .pgm .ppm .pnm .pam.\n"
-    "\n"
-#endif
-    "Exit codes:\n"
-    "  0  done\n"
-    "  1  some of several inputs failed, the others are done\n"
-    "  2  the command line is wrong\n"
-    "  3  an input file is missing, damaged or unsuitable\n"
-    "  4  an output file cannot be written\n"
-    "  5  not enough memory\n"
-    " 70  a defect of this program\n";
+const char* const kHelpEnd = "Exit codes:\n"
+                             "  0  done\n"
+                             "  1  some of several inputs failed, the others are done\n"
+                             "  2  the command line is wrong\n"
+                             "  3  an input file is missing, damaged or unsuitable\n"
+                             "  4  an output file cannot be written\n"
+                             "  5  not enough memory\n"
+                             " 70  a defect of this program\n";
 
 ExitCode exit_code_of(Fault fault)
 {

@@ -339,18 +339,6 @@ TEST_F(Stitch, AnOlderOutputIsReplaced)
     EXPECT_EQ(panorama("out.pgm", {flat("a.pgm", 4, 4, 77) + "@0,0"}).data[5], 77);
 }
 
-#ifdef PANOVAL_PNM_ONLY
-TEST_F(Stitch, OtherFormatsAreSaidToBeUnknownHere)
-{
-    EXPECT_TRUE(contains(refused_input(write_text("a.png", "\x89PNG\r\n\x1A\n") + "@0,0"),
-                         "found a PNG file; expected PNM (this build reads PGM, PPM and PAM files alone)"));
-    EXPECT_TRUE(contains(refused_input(write_text("a.jpg", "\xFF\xD8\xFF\xE0") + "@0,0"), "found a JPEG file"));
-    EXPECT_TRUE(contains(refused_input(write_text("a.tif", std::string("II*\0", 4)) + "@0,0"), "found a TIFF file"));
-    EXPECT_TRUE(contains(refusal(4, {"-o", in_folder("out.png"), flat("a.pgm", 4, 4, 1) + "@0,0"}),
-                         "found the ending .png; expected .pgm, .ppm, .pnm or .pam (this build writes no other"));
-}
-#endif
-
 } // namespace
 
 } // namespace panoval::cli::test
