@@ -309,16 +309,19 @@ struct Counts {
     std::uint32_t of_level[kGreyLevels];
 };
 
+// More threads than this share their tables: a host may have set a number of threads that no memory holds tables for.
+constexpr std::int32_t kMostSlots = 64;
+
 // One table for each thread that may share the loop over the tiles; here the calling thread runs it alone. A host that
 // calls from a parallel region of its own may have a higher thread number than this region's maximum.
 bool threshold_tiles(Grid& grid, const std::uint8_t* image)
 {
-    const std::int32_t thread = omp_get_thread_num();
-    const auto slots = allocate<Counts>(to_count(std::max(omp_get_max_threads(), thread + 1)));
+    const std::int32_t slot_count = std::clamp(omp_get_max_threads(), 1, kMostSlots);
+    const auto slots = allocate<Counts>(to_count(slot_count));
     grid.thresholds = allocate<std::uint8_t>(to_count(grid.x.count) * to_count(grid.y.count));
     if (slots == nullptr || grid.thresholds == nullptr)
         return false;
-    std::uint32_t* const counts = slots[to_count(thread)].of_level;
+    std::uint32_t* const counts = slots[to_count(omp_get_thread_num() % slot_count)].of_level;
     std::uint8_t* threshold = grid.thresholds.get();
     const std::size_t stride = to_count(grid.x.pixels);
     for (std::int32_t ty = 0; ty < grid.y.count; ++ty)

@@ -128,9 +128,7 @@ void gain_compensator_init_end(GainCompensator* gc)
 {
     const std::int32_t n = gc->counts.width;
     auto system = build_gain_system(n, gc->counts.data, gc->intensities.data);
-    if (system)
-        solve_symmetric(system, n, gc->gains.data);
-    else
+    if (!system || !solve_symmetric(system, n, gc->gains.data))
         empty_container(gc->gains);
     std::free(gc->intensities.data);
     std::free(gc->counts.data);

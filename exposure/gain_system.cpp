@@ -43,15 +43,18 @@ bool solve_general(GainSystem& system, std::int32_t n, double* gains)
     const auto scratch2 = allocate_zeroed<std::int32_t>(to_count(n));
     if (!scratch1 || !scratch2)
         return false;
-    (void)matrix_invert(system.a.get(), n, scratch1.get(), scratch2.get());
+    if (matrix_invert(system.a.get(), n, scratch1.get(), scratch2.get()) < 0)
+        return false;
     (void)matrix_mult(system.a.get(), system.b.get(), gains, n, n, 1);
     return true;
 }
 
-void solve_symmetric(GainSystem& system, std::int32_t n, double* gains)
+bool solve_symmetric(GainSystem& system, std::int32_t n, double* gains)
 {
-    (void)matrix_symmetric_invert(system.a.get(), n);
+    if (matrix_symmetric_invert(system.a.get(), n) < 0)
+        return false;
     (void)matrix_mult(system.a.get(), system.b.get(), gains, n, n, 1);
+    return true;
 }
 
 } // namespace panoval

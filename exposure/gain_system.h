@@ -18,8 +18,9 @@ struct GainSystem {
 
 GainSystem build_gain_system(std::int32_t n, const std::int32_t* counts, const double* intensities);
 
-// gains = inverse of a times b, with the general or the symmetric inversion. False without memory.
+// gains = inverse of a times b, with the general or the symmetric inversion. False without memory; a singular matrix is
+// multiplied as the inversion left it.
 bool solve_general(GainSystem& system, std::int32_t n, double* gains);
-void solve_symmetric(GainSystem& system, std::int32_t n, double* gains);
+bool solve_symmetric(GainSystem& system, std::int32_t n, double* gains);
 
 } // namespace panoval

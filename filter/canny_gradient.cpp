@@ -69,12 +69,12 @@ inline std::size_t magnitude_vectors(const std::int16_t* delta_x, const std::int
 {
     const hn::ScalableTag<std::int16_t> d16;
     const hn::Repartition<std::int32_t, decltype(d16)> d32;
-    // Two interleaved vectors are squared and added in pairs. Interleaving and narrowing both work inside blocks of 128
-    // bits, so that the order of the pixels comes back.
+    // Two interleaved vectors are squared and added in pairs, which only the rearrangement promises. Interleaving and
+    // narrowing both work inside blocks of 128 bits, so that the order of the pixels comes back.
     const auto root_of_pairs = [d32](auto pairs) HWY_ATTR {
         auto odd = hn::Zero(d32);
         const auto even = hn::ReorderWidenMulAccumulate(d32, pairs, pairs, hn::Zero(d32), odd);
-        return rounded_root(d32, hn::Add(even, odd));
+        return rounded_root(d32, hn::RearrangeToOddPlusEven(even, odd));
     };
     std::size_t i = 0;
     for (; i + hn::Lanes(d16) <= count; i += hn::Lanes(d16)) {

@@ -77,7 +77,7 @@ HWY_INLINE V sign_of_side(D16 d16, V m, V p, V q, V slopes_lower, V slopes_upper
     const auto sum_of_pairs = [d32](auto a, auto b) HWY_ATTR {
         auto odd = hn::Zero(d32);
         const auto even = hn::ReorderWidenMulAccumulate(d32, a, b, hn::Zero(d32), odd);
-        return hn::Add(even, odd);
+        return hn::RearrangeToOddPlusEven(even, odd);
     };
     const auto lower = sum_of_pairs(hn::InterleaveLower(d16, pm, qp), slopes_lower);
     const auto upper = sum_of_pairs(hn::InterleaveUpper(d16, pm, qp), slopes_upper);

@@ -28,8 +28,9 @@
  *   and on every processor and system.
  * - One mosaic must not be used from two threads at once, but for panoval_mosaic_blend, _tile, _counts and _error,
  * which may be called from several as soon as panoval_mosaic_measure has returned.
- * - Callbacks may be called from any thread, also from several at once, though never twice at once for one picture;
- *   those of the progress and the sink never overlap each other. They must not call back into the mosaic.
+ * - Callbacks may be called from any thread, also from several at once, though never twice at once for one picture; the
+ *   progress is never reported twice at once, and the sink never called twice at once. None of them may call back into
+ *   the mosaic.
  */
 #ifndef PANOVAL_MOSAIC_H
 #define PANOVAL_MOSAIC_H
@@ -115,7 +116,8 @@ PANOVAL_MOSAIC_API size_t panoval_mosaic_error(const PanovalMosaic* mosaic, char
 /** How pictures flow into each other. */
 typedef enum PanovalMosaicBlend {
     PANOVAL_MOSAIC_MULTIBAND = 0, /**< coarse structures over a wide zone, fine ones over a narrow one */
-    PANOVAL_MOSAIC_FEATHER = 1    /**< weights that grow from the edges inward */
+    PANOVAL_MOSAIC_FEATHER =
+        1 /**< weights that grow from the edges inward; there are no seams then, whatever the options say */
 } PanovalMosaicBlend;
 
 /** Where pictures meet. */

@@ -3,6 +3,7 @@
 // partial pivoting (symmetric ones by Cholesky where they are positive definite); least squares use Householder
 // reflections with column pivoting. Matrices of up to kSmall rows live on the stack.
 #include "libmath/libmath.h"
+#include "libmath/unfused_eigen.h"
 
 #include <Eigen/Cholesky>
 #include <Eigen/Core>
@@ -170,7 +171,7 @@ int32_t result_of(const Body& body) noexcept
     try {
         return body() ? 1 : 0;
     } catch (...) {
-        return 0;
+        return -1;
     }
 }
 

@@ -3,10 +3,10 @@
  * libmath: the five least-squares and dense-matrix routines that the main library imports.
  *
  * A shared library of its own, so that a host can put its own implementation under the same names in its place. All
- * matrices are contiguous arrays of doubles, row by row; the caller owns everything. Results are 1, or 0 for a singular
- * matrix; a matrix with a value that is not finite counts as singular, and so does a heap without memory for the
- * factors. Nothing is printed or thrown. Sizes of 0 or less touch nothing. The same input gives the same bits on every
- * machine.
+ * matrices are contiguous arrays of doubles, row by row; the caller owns everything. Results are 1, 0 for a singular
+ * matrix, or -1 for a heap without memory for the factors; outputs are then as for a singular one. A matrix with a
+ * value that is not finite counts as singular. Nothing is printed or thrown. Sizes of 0 or less touch nothing. The same
+ * input gives the same bits on every machine.
  *
  * Singular means: with rows and columns scaled by powers of two to a largest value near 1, a pivot of the
  * factorisation is below the last bit of the largest pivot.
@@ -75,7 +75,7 @@ LIBMATH_API int32_t pnrml(const double* row, int32_t n, double value, double* no
  *
  * normal         rows x columns; left as it is here, but a host's own implementation may change it
  * rhs            rows doubles; as normal
- * solution       columns doubles, out; where the result is 0 all 0, or not-a-number where an input was not finite
+ * solution       columns doubles, out; where the result is not 1 all 0, or not-a-number where an input was not finite
  * rows, columns  fewer rows than columns count as singular; columns of 0 or less: nothing happens, result 1
  * work           at least 256 doubles of scratch; not touched here, may be null
  */

@@ -39,6 +39,7 @@ struct Corrections {
     {
         return falloff.is_flat() && gains[picture] == ChannelGains{1, 1, 1, 1};
     }
+    friend bool operator==(const Corrections&, const Corrections&) = default;
 };
 
 // Row y (counted from the block's first) of a block, corrected: block.rect.width * channels floats. Each sample is

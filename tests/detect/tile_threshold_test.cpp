@@ -354,6 +354,18 @@ TEST(AdaptiveThreshold, NeedsScratchForTilesAndThreadsOnly)
     EXPECT_LE(heap.peak_bytes(), 4u + 1024u * static_cast<std::size_t>(omp_get_max_threads()));
 }
 
+TEST(AdaptiveThreshold, NeedsNoMoreScratchForMoreThreadsThanAnyMachineHas)
+{
+    const auto image = picture(Content::Noise, 200, 200, 2);
+    std::vector<std::uint8_t> map(image.size());
+    const int threads = omp_get_max_threads();
+    omp_set_num_threads(2147483647);
+    FailingHeap heap;
+    EXPECT_TRUE(adaptive_tile_threshold(200, 200, image.data(), map.data(), 2));
+    EXPECT_LE(heap.peak_bytes(), 4u + 1024u * 64u);
+    omp_set_num_threads(threads);
+}
+
 struct SharedCall {
     Picture image = picture(Content::Photograph, 60, 50, 2);
     std::vector<std::uint32_t> maps[4];

@@ -20,6 +20,12 @@ namespace panoval::mosaic::test
 
 using panoval::test::Random;
 
+// Neighbouring seeds of Random give the same numbers one place further; these give others.
+inline Random seeded(std::uint64_t seed)
+{
+    return Random(Random(seed).next());
+}
+
 struct SceneOptions {
     int channels = 3;
     double mean = 0.4;     // of the light; 1 is the largest sample
@@ -233,7 +239,7 @@ inline Scene make_scene(std::int64_t width, std::int64_t height, const SceneOpti
 {
     Scene scene{width, height, options.channels, {}};
     scene.light.assign(static_cast<std::size_t>(width * height * options.channels), 1.f);
-    Random random(options.seed);
+    Random random = seeded(options.seed);
     scene_detail::add_bumps(scene, 240, 0.5 * options.contrast, false, random);
     scene_detail::add_bumps(scene, 150, 0.2 * options.contrast, true, random);
     scene_detail::add_bumps(scene, 40, 0.3 * options.contrast, true, random);
@@ -260,7 +266,7 @@ inline Scene expose(const Scene& scene, const Cut& cut)
         scene_detail::draw(picture, cut.rect, thing);
     if (cut.blur > 0)
         scene_detail::blur(picture, cut.blur);
-    Random random(cut.seed + 1000);
+    Random random = seeded(cut.seed + 1000);
     const double middle_x = 0.5 * static_cast<double>(picture.width - 1);
     const double middle_y = 0.5 * static_cast<double>(picture.height - 1);
     const double corner = std::max(middle_x * middle_x + middle_y * middle_y, 1.0);
@@ -298,7 +304,7 @@ inline MemoryPicture take_picture(const Scene& scene, const Cut& cut)
 // Covers an ellipse with a ragged edge only.
 inline void give_ragged_mask(MemoryPicture& picture, std::uint64_t seed)
 {
-    Random random(seed);
+    Random random = seeded(seed);
     picture.mask.resize(static_cast<std::size_t>(picture.width * picture.height));
     for (std::int64_t y = 0; y < picture.height; ++y) {
         const double ragged = random.real(-0.05, 0.05);

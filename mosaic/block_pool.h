@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+// Blocks of memory of one size, used again and again, so that pictures that come and go do not tear the heap apart.
+#pragma once
+
+#include "core/heap.h"
+#include "mosaic/memory_meter.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace panoval::mosaic
+{
+
+class BlockPool
+{
+public:
+    BlockPool(std::size_t block_bytes, MemoryMeter& meter) : block_bytes_(block_bytes), meter_(meter) {}
+    BlockPool(const BlockPool&) = delete;
+    BlockPool& operator=(const BlockPool&) = delete;
+    ~BlockPool();
+
+    std::size_t block_bytes() const { return block_bytes_; }
+    std::size_t blocks() const; // that there are, in use or not
+    bool has_free_block() const;
+
+    // A block that comes back to the pool when nobody holds it any more; the pool must outlive it. Throws
+    // std::bad_alloc.
+    std::shared_ptr<std::uint8_t> take();
+
+    // Gives unused blocks back to the heap until there are no more than so many.
+    void shrink(std::size_t most_blocks);
+
+private:
+    void give_back(std::uint8_t* block);
+
+    const std::size_t block_bytes_;
+    MemoryMeter& meter_;
+    mutable std::mutex mutex_;
+    std::vector<HeapArray<std::uint8_t>> free_;
+    std::size_t blocks_ = 0;
+};
+
+} // namespace panoval::mosaic

@@ -1,0 +1,213 @@
+// SPDX-License-Identifier: MIT
+// What the engine measures, or takes from the host in place of measuring.
+#include "mosaic/engine.h"
+#include "mosaic/errors.h"
+#include "mosaic/seam_find.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace panoval::mosaic
+{
+
+namespace
+{
+
+// The search for seams takes memory by the pictures' overlaps, never by the budget: its result would depend on it.
+constexpr std::uint64_t kLeastSeamMemory = std::uint64_t{8} << 20;
+constexpr std::uint64_t kMostSeamMemory = std::uint64_t{64} << 20;
+constexpr std::uint64_t kSeamBytesPerPixel = 64;
+
+} // namespace
+
+std::uint64_t Engine::seam_memory() const
+{
+    std::uint64_t largest = 0;
+    for (const Overlap& overlap : overlaps_)
+        largest = std::max(largest, static_cast<std::uint64_t>(overlap.region.pixels()));
+    return std::clamp(largest * kSeamBytesPerPixel, kLeastSeamMemory, kMostSeamMemory);
+}
+
+std::uint64_t Engine::least_seam_budget() const
+{
+    if (!plan_->settings.has_seams() || plan_->seams)
+        return 0;
+    return seam_memory() + needs().seam_bytes + PictureStore::least_bytes(plan_->layout, plan_->traits, 1);
+}
+
+void Engine::measure(int parts)
+{
+    if (parts < 1 || parts > PANOVAL_MOSAIC_MEASURE_ALL)
+        fail(Failure::Argument, "found parts ", parts, " to measure; expected 1 to ", PANOVAL_MOSAIC_MEASURE_ALL);
+    fix();
+    work(); // tells if there is no host
+    if (!plan_->gains)
+        measure_gains_now();
+    const bool wants_seams = (parts & (PANOVAL_MOSAIC_MEASURE_SEAMS | PANOVAL_MOSAIC_MEASURE_VERDICT)) != 0;
+    if (wants_seams && plan_->settings.has_seams() && !plan_->seams)
+        find_seams_now();
+    if ((parts & PANOVAL_MOSAIC_MEASURE_VERDICT) != 0 && verdict_.empty())
+        judge_now();
+}
+
+void Engine::measure_gains_now()
+{
+    fail(Failure::Internal, "gains cannot be measured yet; expected panoval_mosaic_set_gains before");
+}
+
+void Engine::find_seams_now()
+{
+    SeamOptions options;
+    options.mode = plan_->settings.seams == SeamChoice::Nearest ? SeamMode::Nearest : SeamMode::Optimal;
+    options.memory = static_cast<std::size_t>(seam_memory());
+    options.threads = threads();
+    PictureStore& store = work().store;
+    const std::uint64_t least = least_seam_budget();
+    if (memory() < least)
+        fail(Failure::Memory, "the budget of ", memory(), " bytes does not hold the search for seams; expected ", least,
+             " or more");
+    store.set_budget(static_cast<std::size_t>(memory() - options.memory - needs().seam_bytes));
+    SeamMap seams;
+    {
+        const MeteredMemory search(meter_, options.memory);
+        seams = find_seams(plan_->layout, overlaps_, plan_->gains->corrections, store, options, *progress_);
+    }
+    take_seams(std::move(seams));
+}
+
+void Engine::judge_now()
+{
+    fail(Failure::Internal, "there is no verdict yet");
+}
+
+const Gains& Engine::gains()
+{
+    fix();
+    if (!plan_->gains)
+        fail(Failure::Argument, "gains are not known; expected panoval_mosaic_measure or _set_gains before");
+    return *plan_->gains;
+}
+
+void Engine::set_gains(const double* gains, std::int64_t pictures, const double* falloff)
+{
+    fix();
+    const std::size_t count = plan_->layout.pictures.size();
+    if (pictures != static_cast<std::int64_t>(count))
+        fail(Failure::Argument, "found gains of ", pictures, " pictures; expected ", count);
+    Gains taken{Corrections::none(plan_->layout), false, {}};
+    for (std::size_t i = 0; i < count; ++i)
+        for (std::size_t c = 0; c < 4; ++c) {
+            const double gain = gains[4 * i + c];
+            if (!(gain >= 1 / kLargestGain && gain <= kLargestGain))
+                fail(Failure::Argument, plan_->layout.pictures[i].name, ": found a gain of ", gain,
+                     "; expected 0.000001 to 1000000");
+            taken.corrections.gains[i][c] = gain;
+            if (c < static_cast<std::size_t>(plan_->layout.channels) && gain != gains[4 * i])
+                taken.per_channel = true;
+        }
+    for (std::size_t i = 0; falloff != nullptr && i < 3; ++i) {
+        if (!(std::fabs(falloff[i]) <= kLargestGain))
+            fail(Failure::Argument, "found a falloff of ", falloff[i], "; expected -1000000 to 1000000");
+        taken.corrections.falloff.c[i] = falloff[i];
+    }
+    forget_seams();
+    plan_->gains = std::move(taken);
+}
+
+// The blender goes as well: it refers to what changes.
+void Engine::forget_seams()
+{
+    plan_->seams.reset();
+    verdict_.clear();
+    if (work_ != nullptr)
+        work_->blender.reset();
+}
+
+void Engine::take_seams(SeamMap seams)
+{
+    forget_seams();
+    plan_->seams = std::move(seams);
+}
+
+const SeamMap& Engine::seams()
+{
+    fix();
+    if (!plan_->settings.has_seams())
+        fail(Failure::Argument, "the options say that there are no seams; expected optimal or nearest ones");
+    if (!plan_->seams)
+        fail(Failure::Argument, "seams are not known; expected panoval_mosaic_measure or _set_seam_rows before");
+    return *plan_->seams;
+}
+
+namespace
+{
+
+bool covers_column(const Layout& layout, const Rect& rect, std::int64_t x)
+{
+    return (x >= rect.x && x < rect.right()) || (layout.wraps && x + layout.width < rect.right());
+}
+
+void check_labels(const Layout& layout, std::int64_t y, const std::vector<std::int32_t>& labels)
+{
+    for (std::size_t x = 0; x < labels.size(); ++x) {
+        const std::int32_t label = labels[x];
+        if (label == kNobody)
+            continue;
+        const bool is_known = label >= 0 && static_cast<std::size_t>(label) < layout.pictures.size();
+        if (is_known) {
+            const Rect& rect = layout.pictures[static_cast<std::size_t>(label)].rect;
+            if (y >= rect.y && y < rect.bottom() && covers_column(layout, rect, static_cast<std::int64_t>(x)))
+                continue;
+        }
+        fail(Failure::Argument, "found label ", label, " at ", x, ",", y,
+             "; expected -1 or the number of a picture that lies there");
+    }
+}
+
+} // namespace
+
+void Engine::set_seam_rows(std::int64_t first_row, std::int64_t rows, const std::int32_t* labels, std::size_t stride)
+{
+    fix();
+    const Layout& layout = plan_->layout;
+    if (!plan_->settings.has_seams())
+        fail(Failure::Argument, "the options say that there are no seams; expected optimal or nearest ones");
+    const std::int64_t next = coming_seams_ && first_row != 0 ? coming_seams_->height() : 0;
+    if (first_row != next)
+        fail(Failure::Argument, "found row ", first_row, " of seams; expected 0 or ", next);
+    if (rows < 1 || rows > layout.height - first_row)
+        fail(Failure::Argument, "found ", rows, " rows of seams; expected 1 to ", layout.height - first_row);
+    const auto width = static_cast<std::size_t>(layout.width);
+    if (rows > 1 && stride < width * sizeof *labels)
+        fail(Failure::Argument, "found ", stride, " bytes from row to row of labels; expected ", width * sizeof *labels,
+             " or more");
+    std::vector<std::int32_t> row(width);
+    const auto read_row = [&](std::int64_t y) {
+        std::memcpy(row.data(), reinterpret_cast<const unsigned char*>(labels) + static_cast<std::size_t>(y) * stride,
+                    width * sizeof *labels);
+    };
+    for (std::int64_t y = 0; y < rows; ++y) {
+        read_row(y);
+        check_labels(layout, first_row + y, row);
+    }
+    if (first_row == 0)
+        coming_seams_ = SeamMap(layout.width);
+    for (std::int64_t y = 0; y < rows; ++y) {
+        read_row(y);
+        coming_seams_->add_row(std::span<const std::int32_t>(row));
+    }
+    if (coming_seams_->height() < layout.height)
+        return;
+    take_seams(std::move(*coming_seams_));
+    coming_seams_.reset();
+}
+
+const std::string& Engine::verdict() const
+{
+    if (verdict_.empty())
+        fail(Failure::Argument, "the verdict is not known; expected panoval_mosaic_measure before");
+    return verdict_;
+}
+
+} // namespace panoval::mosaic

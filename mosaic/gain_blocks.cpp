@@ -1,0 +1,203 @@
+// SPDX-License-Identifier: MIT
+#include "mosaic/gain_blocks.h"
+
+#include "core/numbers.h"
+#include "mosaic/gain_sums.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+
+namespace panoval::mosaic
+{
+
+namespace
+{
+
+constexpr std::size_t kBlocksInAll = 400000;
+constexpr std::size_t kFewestBlocks = 64;
+constexpr std::size_t kMostBlocks = 640;
+constexpr std::int64_t kShortestSide = 4;
+constexpr std::int64_t kStripPixels = 1 << 19; // what is read at once, unless a single row is longer
+
+// Part k of `count` nearly equal parts of a length starts there.
+std::int64_t part_begin(std::int64_t length, std::size_t count, std::size_t k)
+{
+    return length * static_cast<std::int64_t>(k) / static_cast<std::int64_t>(count);
+}
+
+std::size_t part_count(std::int64_t length, std::int64_t side)
+{
+    return static_cast<std::size_t>(std::max<std::int64_t>(1, length / side));
+}
+
+void lay_out_blocks(const Rect& region, std::size_t most, GainBlocks& result)
+{
+    const double area = static_cast<double>(region.pixels());
+    const auto side =
+        std::max(kShortestSide, std::int64_t{truncate_to_int(std::sqrt(area / static_cast<double>(most)))});
+    result.columns = std::min(part_count(region.width, side), most);
+    // A long narrow overlap is one column of blocks.
+    const std::int64_t rows_fit = static_cast<std::int64_t>(std::max<std::size_t>(1, most / result.columns));
+    result.rows = part_count(region.height, std::max(side, (region.height + rows_fit - 1) / rows_fit));
+    result.width = static_cast<double>(region.width);
+    result.height = static_cast<double>(region.height);
+    result.blocks.resize(result.columns * result.rows);
+    for (std::size_t j = 0; j < result.rows; ++j)
+        for (std::size_t i = 0; i < result.columns; ++i) {
+            GainBlock& block = result.blocks[j * result.columns + i];
+            const std::int64_t x0 = part_begin(region.width, result.columns, i);
+            const std::int64_t x1 = part_begin(region.width, result.columns, i + 1);
+            const std::int64_t y0 = part_begin(region.height, result.rows, j);
+            const std::int64_t y1 = part_begin(region.height, result.rows, j + 1);
+            block.x = 0.5f * static_cast<float>(x0 + x1 - 1);
+            block.y = 0.5f * static_cast<float>(y0 + y1 - 1);
+            block.width = static_cast<float>(x1 - x0);
+            block.height = static_cast<float>(y1 - y0);
+        }
+}
+
+// Sums the rows of an overlap that come from above into its blocks.
+template <class Sample, class Sums>
+class BlockSummer
+{
+public:
+    BlockSummer(const Layout& layout, const Rect& region, bool has_masks, GainBlocks& blocks)
+        : width_(region.width), height_(region.height), channels_(static_cast<std::size_t>(layout.channels)),
+          has_masks_(has_masks), bound_(static_cast<Sample>(saturation_bound(layout.bits))), blocks_(blocks)
+    {
+        const std::size_t count = static_cast<std::size_t>(width_) * channels_;
+        sums_.clear(count);
+        mask_.assign(count, Sample{1});
+        shared_.assign(static_cast<std::size_t>(width_), 0);
+        row_end_ = part_begin(height_, blocks_.rows, 1);
+    }
+
+    void add_strip(const PixelBlock& first, const PixelBlock& second)
+    {
+        for (std::int64_t y = 0; y < first.rect.height; ++y)
+            add_row(first, second, y);
+    }
+
+private:
+    void add_row(const PixelBlock& first, const PixelBlock& second, std::int64_t y)
+    {
+        if (has_masks_)
+            combine_masks(first.mask_row(y), second.mask_row(y));
+        // Rows begin at multiples of the sample's size in memory that the heap has aligned.
+        const GainRow<Sample> row{reinterpret_cast<const Sample*>(first.row(y)),
+                                  reinterpret_cast<const Sample*>(second.row(y)), mask_.data(), mask_.size(), bound_};
+        add_gain_row(row, sums_);
+        ++y_;
+        if (++rows_held_ == Sums::kRows || y_ == row_end_)
+            empty_sums();
+        if (y_ == row_end_ && ++block_row_ < blocks_.rows)
+            row_end_ = part_begin(height_, blocks_.rows, block_row_ + 1);
+    }
+
+    void combine_masks(const std::uint8_t* first, const std::uint8_t* second)
+    {
+        Sample* out = mask_.data();
+        for (std::size_t x = 0; x < shared_.size(); ++x) {
+            const bool is_shared = first[x] != 0 && second[x] != 0;
+            shared_[x] += is_shared ? 1 : 0;
+            for (std::size_t c = 0; c < channels_; ++c)
+                *out++ = is_shared ? Sample{1} : Sample{0};
+        }
+    }
+
+    void empty_sums()
+    {
+        for (std::size_t i = 0; i < blocks_.columns; ++i) {
+            GainBlock& block = blocks_.blocks[block_row_ * blocks_.columns + i];
+            const auto begin = static_cast<std::size_t>(part_begin(width_, blocks_.columns, i));
+            const auto end = static_cast<std::size_t>(part_begin(width_, blocks_.columns, i + 1));
+            add_columns(begin, end, block);
+            const std::uint32_t shared = count_shared(begin, end);
+            block.shared += shared;
+            blocks_.shared += shared;
+        }
+        blocks_.first_saturated += sums_.bright.first;
+        blocks_.second_saturated += sums_.bright.second;
+        sums_.clear(mask_.size());
+        shared_.assign(shared_.size(), 0);
+        rows_held_ = 0;
+    }
+
+    void add_columns(std::size_t begin, std::size_t end, GainBlock& block) const
+    {
+        for (std::size_t c = 0; c < channels_; ++c)
+            for (std::size_t i = begin * channels_ + c; i < end * channels_; i += channels_) {
+                block.first[c] += sums_.first[i];
+                block.second[c] += sums_.second[i];
+                block.used[c] += sums_.used[i];
+            }
+    }
+
+    std::uint32_t count_shared(std::size_t begin, std::size_t end) const
+    {
+        if (!has_masks_)
+            return static_cast<std::uint32_t>((end - begin) * rows_held_);
+        std::uint32_t count = 0;
+        for (std::size_t x = begin; x < end; ++x)
+            count += shared_[x];
+        return count;
+    }
+
+    const std::int64_t width_;
+    const std::int64_t height_;
+    const std::size_t channels_;
+    const bool has_masks_;
+    const Sample bound_;
+    GainBlocks& blocks_;
+    Sums sums_;
+    std::vector<Sample> mask_;
+    std::vector<std::uint32_t> shared_; // rows of each column that both pictures cover, since the sums were emptied
+    std::size_t rows_held_ = 0;
+    std::size_t block_row_ = 0;
+    std::int64_t y_ = 0;
+    std::int64_t row_end_ = 0; // of the current row of blocks
+};
+
+template <class Sample, class Sums>
+void sum_strips(const Layout& layout, const Overlap& overlap, PictureReader& reader, GainBlocks& blocks)
+{
+    const Rect in_first = overlap.in_first(layout);
+    const Rect in_second = overlap.in_second(layout);
+    const bool has_masks = layout.pictures[overlap.first].has_mask || layout.pictures[overlap.second].has_mask;
+    BlockSummer<Sample, Sums> summer(layout, overlap.region, has_masks, blocks);
+    const std::int64_t strip_rows = std::max<std::int64_t>(1, kStripPixels / in_first.width);
+    PixelBlock first;
+    PixelBlock second;
+    for (std::int64_t y = 0; y < in_first.height; y += strip_rows) {
+        const std::int64_t rows = std::min(strip_rows, in_first.height - y);
+        reader.read(overlap.first, {in_first.x, in_first.y + y, in_first.width, rows}, first);
+        reader.read(overlap.second, {in_second.x, in_second.y + y, in_second.width, rows}, second);
+        summer.add_strip(first, second);
+    }
+}
+
+} // namespace
+
+std::uint16_t saturation_bound(int bits)
+{
+    return bits == 8 ? 250 : 64250;
+}
+
+std::size_t most_blocks(std::size_t overlaps)
+{
+    return std::clamp(kBlocksInAll / std::max<std::size_t>(overlaps, 1), kFewestBlocks, kMostBlocks);
+}
+
+GainBlocks sum_blocks(const Layout& layout, const Overlap& overlap, std::size_t most, PictureReader& reader)
+{
+    GainBlocks blocks;
+    lay_out_blocks(overlap.region, most, blocks);
+    if (layout.bits == 8)
+        sum_strips<std::uint8_t, ColumnSums8>(layout, overlap, reader, blocks);
+    else
+        sum_strips<std::uint16_t, ColumnSums16>(layout, overlap, reader, blocks);
+    return blocks;
+}
+
+} // namespace panoval::mosaic

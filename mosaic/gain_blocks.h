@@ -1,0 +1,49 @@
+// SPDX-License-Identifier: MIT
+// An overlap in blocks: what both pictures show in each, as exact sums. Nothing else of the pixels is kept for gains
+// and falloff. Means of blocks hardly mind a shift of some pixels, noise, or rounding.
+#pragma once
+
+#include "mosaic/layout.h"
+#include "mosaic/pixel_block.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace panoval::mosaic
+{
+
+// Sums of the samples that count: below the bound of saturation in both pictures, and covered by both.
+struct GainBlock {
+    std::array<std::uint64_t, 4> first{};
+    std::array<std::uint64_t, 4> second{};
+    std::array<std::uint32_t, 4> used{}; // number of samples that count
+    std::uint32_t shared = 0;            // pixels that both pictures cover
+    float x = 0;                         // the block's centre, counted from the overlap's corner
+    float y = 0;                         //
+    float width = 0;                     //
+    float height = 0;                    //
+};
+
+struct GainBlocks {
+    std::size_t columns = 0;
+    std::size_t rows = 0;
+    double width = 0; // of the overlap in pixels
+    double height = 0;
+    std::vector<GainBlock> blocks;     // row by row
+    std::uint64_t shared = 0;          // pixels that both pictures cover
+    std::uint64_t first_saturated = 0; // samples among them at or above the bound
+    std::uint64_t second_saturated = 0;
+};
+
+// Samples at or above that are saturated: 250 of 255. What comes close to the largest sample is bent already.
+std::uint16_t saturation_bound(int bits);
+
+// So many blocks an overlap has at most, that all overlaps together take some ten megabytes.
+std::size_t most_blocks(std::size_t overlaps);
+
+// Reads the overlap once, in strips.
+GainBlocks sum_blocks(const Layout& layout, const Overlap& overlap, std::size_t most, PictureReader& reader);
+
+} // namespace panoval::mosaic

@@ -1,0 +1,165 @@
+// SPDX-License-Identifier: MIT
+#include "mosaic/memory_plan.h"
+
+#include "mosaic/picture_store.h"
+#include "mosaic/seam_map.h"
+
+#include <algorithm>
+#include <limits>
+#include <set>
+
+namespace panoval::mosaic
+{
+
+namespace
+{
+
+constexpr std::int64_t kSmallestTile = 16;
+constexpr std::int64_t kLargestTile = 4096;
+
+// A tile costs as much as so many pixels besides its own.
+constexpr std::uint64_t kTileOverhead = 20000;
+
+// Pictures get at least this part of the budget where they need it: read too often they cost more than smaller tiles.
+constexpr std::uint64_t kStorePart = 3;
+
+std::uint64_t output_bytes(const MemoryNeeds& needs, const TileGrid& grid, Delivery delivery, std::size_t threads)
+{
+    const Rect piece = delivery == Delivery::Rows ? grid.strip(0) : grid.tile(0);
+    return static_cast<std::uint64_t>(piece.pixels()) * needs.panorama_pixel_bytes *
+           output_slots(grid, delivery, threads);
+}
+
+MemoryShares shares_without_store(const MemoryNeeds& needs, const TileGrid& grid, Delivery delivery,
+                                  std::size_t threads)
+{
+    MemoryShares shares;
+    shares.threads = threads;
+    shares.tile_bytes = threads * needs.scratch(grid.tile_width, grid.tile_height);
+    shares.output_bytes = output_bytes(needs, grid, delivery, threads);
+    shares.seam_bytes = needs.seam_bytes;
+    return shares;
+}
+
+std::optional<MemoryShares> shares_for(const MemoryNeeds& needs, const TileGrid& grid, Delivery delivery,
+                                       std::uint64_t budget, std::size_t threads, std::uint64_t least_store)
+{
+    MemoryShares shares = shares_without_store(needs, grid, delivery, threads);
+    if (shares.all() > budget || budget - shares.all() < least_store)
+        return std::nullopt;
+    shares.store_bytes = budget - shares.all();
+    return shares;
+}
+
+// Sides that are tried: powers of two, and equal parts of the canvas.
+std::set<std::int64_t> sides(std::int64_t whole)
+{
+    std::set<std::int64_t> found;
+    for (std::int64_t side = kSmallestTile; side <= kLargestTile; side *= 2)
+        found.insert(std::min(side, whole));
+    for (std::int64_t parts = 1; parts <= 16; ++parts) {
+        const std::int64_t side = (whole + parts - 1) / parts;
+        if (side <= 4 * kLargestTile)
+            found.insert(side);
+    }
+    return found;
+}
+
+// Pixels that are looked at for the whole canvas, on the thread that has most to do.
+double time_of(const MemoryNeeds& needs, const TileGrid& grid, std::size_t threads)
+{
+    const auto rounds = static_cast<std::uint64_t>(grid.count() - 1) / threads + 1;
+    return static_cast<double>(rounds) *
+           static_cast<double>(needs.seen(grid.tile_width, grid.tile_height) + kTileOverhead);
+}
+
+std::vector<TileGrid> grids_to_try(const Layout& layout, std::int64_t tile_size)
+{
+    std::vector<TileGrid> grids;
+    if (tile_size > 0) {
+        grids.push_back(
+            {layout.width, layout.height, std::min(tile_size, layout.width), std::min(tile_size, layout.height)});
+        return grids;
+    }
+    for (const std::int64_t width : sides(layout.width))
+        for (const std::int64_t height : sides(layout.height))
+            grids.push_back({layout.width, layout.height, width, height});
+    return grids;
+}
+
+std::optional<TileGrid> fastest(const MemoryNeeds& needs, const std::vector<TileGrid>& grids, Delivery delivery,
+                                std::uint64_t budget, std::size_t threads, std::uint64_t least_store)
+{
+    std::optional<TileGrid> best;
+    double best_time = 0;
+    for (const TileGrid& grid : grids) {
+        if (!shares_for(needs, grid, delivery, budget, threads, least_store))
+            continue;
+        const double time = time_of(needs, grid, threads);
+        if (!best || time < best_time) {
+            best = grid;
+            best_time = time;
+        }
+    }
+    return best;
+}
+
+} // namespace
+
+std::size_t output_slots(const TileGrid& grid, Delivery delivery, std::size_t threads)
+{
+    const std::int64_t pieces = delivery == Delivery::Rows ? grid.rows() : grid.count();
+    const std::size_t wanted = delivery == Delivery::Rows ? 2 : threads + 1;
+    return static_cast<std::size_t>(std::min(pieces, static_cast<std::int64_t>(wanted)));
+}
+
+std::uint64_t least_memory(const MemoryNeeds& needs, const TileGrid& grid, Delivery delivery)
+{
+    return shares_without_store(needs, grid, delivery, 1).all() +
+           PictureStore::least_bytes(needs.layout, needs.traits, 1);
+}
+
+std::optional<MemoryShares> share_memory(const MemoryNeeds& needs, const TileGrid& grid, Delivery delivery,
+                                         std::uint64_t budget, std::size_t threads)
+{
+    threads = std::min(threads, static_cast<std::size_t>(grid.count()));
+    for (std::size_t t = std::max<std::size_t>(threads, 1); t > 0; --t)
+        if (const auto shares =
+                shares_for(needs, grid, delivery, budget, t, PictureStore::least_bytes(needs.layout, needs.traits, t)))
+            return shares;
+    return std::nullopt;
+}
+
+std::optional<TileGrid> choose_grid(const MemoryNeeds& needs, Delivery delivery, std::uint64_t budget,
+                                    std::size_t threads, std::int64_t tile_size)
+{
+    const std::vector<TileGrid> grids = grids_to_try(needs.layout, tile_size);
+    const std::uint64_t wanted_store =
+        std::min(PictureStore::bytes_of_all(needs.layout, needs.traits), budget / kStorePart);
+    for (std::size_t t = std::max<std::size_t>(threads, 1); t > 0; --t) {
+        const std::uint64_t least_store = PictureStore::least_bytes(needs.layout, needs.traits, t);
+        for (const std::uint64_t store : {std::max(wanted_store, least_store), least_store})
+            if (const auto grid = fastest(needs, grids, delivery, budget, t, store))
+                return grid;
+    }
+    return std::nullopt;
+}
+
+std::uint64_t least_memory(const MemoryNeeds& needs, Delivery delivery, std::int64_t tile_size)
+{
+    std::uint64_t least = std::numeric_limits<std::uint64_t>::max();
+    for (const TileGrid& grid : grids_to_try(needs.layout, tile_size))
+        least = std::min(least, least_memory(needs, grid, delivery));
+    return least;
+}
+
+std::uint64_t guess_seam_bytes(const Layout& layout)
+{
+    // A picture has two ends in each of its rows, and seams wind.
+    std::uint64_t runs = static_cast<std::uint64_t>(layout.height);
+    for (const PlacedPicture& picture : layout.pictures)
+        runs += 4 * static_cast<std::uint64_t>(picture.rect.height);
+    return runs * sizeof(SeamMap::Run) + static_cast<std::uint64_t>(layout.height) * sizeof(std::size_t);
+}
+
+} // namespace panoval::mosaic

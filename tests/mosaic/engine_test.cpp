@@ -1,0 +1,323 @@
+// SPDX-License-Identifier: MIT
+// Whole panoramas through the C interface: the same bits whatever the tiles, their order, the threads, the memory, and
+// the process.
+#include "memory_host.h"
+#include "mosaic_scene.h"
+#include "random_layout.h"
+
+#include "mosaic/band_choice.h"
+#include "mosaic/tile_blender.h"
+
+#include <gtest/gtest.h>
+
+#include <thread>
+
+namespace panoval::mosaic::test
+{
+
+namespace
+{
+
+PanovalMosaicOptions options_of(int seams, int blend = PANOVAL_MOSAIC_MULTIBAND)
+{
+    PanovalMosaicOptions options{};
+    options.threads = 1;
+    options.seams = seams;
+    options.blend = blend;
+    options.gains = PANOVAL_MOSAIC_GAINS_OFF;
+    return options;
+}
+
+Panorama panorama_of(const MemoryReader& reader, const PanovalMosaicOptions& options, bool by_tiles = false,
+                     bool random_access = false)
+{
+    MemoryHost host(reader);
+    host.random_access = random_access;
+    Mosaic mosaic;
+    host.prepare(mosaic, options);
+    Panorama panorama = run(mosaic, by_tiles);
+    EXPECT_EQ(host.broken_promises, 0);
+    return panorama;
+}
+
+struct Way {
+    int seams;
+    int blend;
+};
+constexpr Way kWays[] = {{PANOVAL_MOSAIC_SEAMS_OPTIMAL, PANOVAL_MOSAIC_MULTIBAND},
+                         {PANOVAL_MOSAIC_SEAMS_NEAREST, PANOVAL_MOSAIC_MULTIBAND},
+                         {PANOVAL_MOSAIC_SEAMS_NONE, PANOVAL_MOSAIC_MULTIBAND},
+                         {PANOVAL_MOSAIC_SEAMS_NONE, PANOVAL_MOSAIC_FEATHER}};
+
+TEST(Engine, PixelsDoNotDependOnTilesThreadsAndReading)
+{
+    for (std::uint32_t seed = 1; seed <= 40; ++seed) {
+        const auto reader = random_panorama(seed);
+        const Way way = kWays[seed % 4];
+        PanovalMosaicOptions options = options_of(way.seams, way.blend);
+        options.bands = static_cast<int>(seed % 5);
+        const Panorama whole = panorama_of(*reader, options);
+        for (const int tile_size : {16, 23, 64, 1000}) {
+            options.tile_size = tile_size;
+            options.threads = 1 + static_cast<int>(seed % 4);
+            EXPECT_EQ(panorama_of(*reader, options, seed % 2 == 0, seed % 3 == 0), whole)
+                << "seed " << seed << ", tiles of " << tile_size;
+        }
+    }
+}
+
+// Four pictures of 500 x 400 in two rows, of 4.8 million bytes together.
+std::unique_ptr<MemoryReader> four_pictures(int bits)
+{
+    const Scene scene = make_scene(900, 700, {.seed = 5});
+    auto reader = std::make_unique<MemoryReader>(900, 700);
+    for (const Rect& rect :
+         {Rect{0, 10, 500, 400}, Rect{400, 0, 500, 400}, Rect{5, 300, 500, 400}, Rect{390, 290, 500, 400}})
+        reader->add(rect.x, rect.y, take_picture(scene, {.rect = rect, .bits = bits, .noise = 2}));
+    give_ragged_mask(reader->pictures[1], 3);
+    reader->layout.pictures[1].has_mask = true;
+    return reader;
+}
+
+TEST(Engine, PixelsDoNotDependOnTheMemory)
+{
+    for (const Way& way : kWays) {
+        const auto reader = four_pictures(8);
+        PanovalMosaicOptions options = options_of(way.seams, way.blend);
+        options.bands = 3;
+        const Panorama whole = panorama_of(*reader, options);
+        MemoryHost host(*reader);
+        Mosaic asked;
+        host.prepare(asked, options);
+        PanovalMosaicEstimate estimate{};
+        ASSERT_EQ(panoval_mosaic_estimate(asked.get(), &estimate), PANOVAL_MOSAIC_OK);
+        for (const double factor : {1.0, 1.3, 2.0, 4.0}) {
+            options.memory = std::max<std::uint64_t>(
+                1 << 20, static_cast<std::uint64_t>(factor * static_cast<double>(estimate.least_memory)));
+            options.threads = 1 + static_cast<int>(factor);
+            EXPECT_EQ(panorama_of(*reader, options), whole) << options.memory << " bytes";
+        }
+    }
+}
+
+TEST(Engine, HoldsTheBudgetAndReadsEachPictureOnce)
+{
+    const auto reader = four_pictures(16);
+    PanovalMosaicOptions options = options_of(PANOVAL_MOSAIC_SEAMS_NONE);
+    options.bands = 2;
+    options.memory = 3 << 20;
+    MemoryHost host(*reader);
+    Mosaic mosaic;
+    host.prepare(mosaic, options);
+    (void)run(mosaic);
+    PanovalMosaicCounts counts{};
+    ASSERT_EQ(panoval_mosaic_counts(mosaic.get(), &counts), PANOVAL_MOSAIC_OK);
+    EXPECT_LE(counts.largest_memory, options.memory);
+    EXPECT_EQ(counts.pictures, 4.0);
+    EXPECT_EQ(counts.rows, 1600u);
+    EXPECT_GT(counts.scratch_bytes, 4000000u);
+}
+
+TEST(Engine, NamesTheLeastBudget)
+{
+    const auto reader = four_pictures(8);
+    PanovalMosaicOptions options = options_of(PANOVAL_MOSAIC_SEAMS_NONE);
+    options.tile_size = 2000; // one for all
+    options.memory = 1 << 20;
+    MemoryHost host(*reader);
+    Mosaic small;
+    host.prepare(small, options);
+    PanovalMosaicLayout layout{};
+    ASSERT_EQ(panoval_mosaic_layout(small.get(), &layout), PANOVAL_MOSAIC_MEMORY);
+    const std::string text = small.error();
+    const std::uint64_t least = std::stoull(text.substr(text.rfind("expected ") + 9));
+    Mosaic enough;
+    options.memory = least;
+    host.prepare(enough, options);
+    EXPECT_EQ(panoval_mosaic_layout(enough.get(), &layout), PANOVAL_MOSAIC_OK) << enough.error();
+}
+
+TEST(Engine, EveryTileCanBeAskedForAloneInAnyOrderFromThePlan)
+{
+    const auto reader = four_pictures(8);
+    PanovalMosaicOptions options = options_of(PANOVAL_MOSAIC_SEAMS_OPTIMAL);
+    options.tile_size = 100;
+    MemoryHost host(*reader);
+    Mosaic first;
+    host.prepare(first, options);
+    const std::vector<double> gains = {1.1, 1, 0.9, 1, 1, 1, 1, 1, 0.7, 0.7, 0.7, 1, 1.2, 1.3, 1, 1};
+    const double falloff[3] = {-0.1, 0, 0.02};
+    ASSERT_EQ(panoval_mosaic_set_gains(first.get(), gains.data(), 4, falloff), PANOVAL_MOSAIC_OK);
+    const Panorama whole = run(first);
+    const char* text = nullptr;
+    std::size_t size = 0;
+    ASSERT_EQ(panoval_mosaic_save_plan(first.get(), &text, &size), PANOVAL_MOSAIC_OK);
+
+    Mosaic second;
+    const PanovalMosaicHost record = host.record();
+    ASSERT_EQ(panoval_mosaic_set_host(second.get(), &record), PANOVAL_MOSAIC_OK);
+    ASSERT_EQ(panoval_mosaic_load_plan(second.get(), text, size), PANOVAL_MOSAIC_OK) << second.error();
+    Panorama tiled(second.layout());
+    const std::int64_t count = second.layout().tiles;
+    EXPECT_EQ(count, 63);
+    for (std::int64_t i = 0; i < count; ++i) {
+        PanovalMosaicRect rect{};
+        ASSERT_EQ(panoval_mosaic_tile(second.get(), i * 11 % count, &rect), PANOVAL_MOSAIC_OK);
+        std::uint8_t* const to = &tiled.samples[tiled.index(rect.x, rect.y) * tiled.pixel_bytes];
+        ASSERT_EQ(panoval_mosaic_blend(second.get(), &rect, to, static_cast<std::size_t>(tiled.width) * 3,
+                                       &tiled.coverage[tiled.index(rect.x, rect.y)],
+                                       static_cast<std::size_t>(tiled.width)),
+                  PANOVAL_MOSAIC_OK)
+            << second.error();
+    }
+    EXPECT_EQ(tiled, whole);
+    const char* again = nullptr;
+    ASSERT_EQ(panoval_mosaic_save_plan(second.get(), &again, nullptr), PANOVAL_MOSAIC_OK);
+    EXPECT_STREQ(again, text);
+}
+
+TEST(Engine, ThreadsOfTheHostMayBlendAtOnce)
+{
+    const auto reader = four_pictures(8);
+    MemoryHost host(*reader);
+    Mosaic mosaic;
+    PanovalMosaicOptions options = options_of(PANOVAL_MOSAIC_SEAMS_NEAREST);
+    options.tile_size = 128;
+    host.prepare(mosaic, options);
+    const Panorama whole = run(mosaic);
+    Panorama tiled(mosaic.layout());
+    std::atomic<std::int64_t> next{0};
+    const auto work = [&] {
+        for (std::int64_t i = next++; i < mosaic.layout().tiles; i = next++) {
+            PanovalMosaicRect rect{};
+            EXPECT_EQ(panoval_mosaic_tile(mosaic.get(), i, &rect), PANOVAL_MOSAIC_OK);
+            const std::size_t at = tiled.index(rect.x, rect.y);
+            EXPECT_EQ(panoval_mosaic_blend(mosaic.get(), &rect, &tiled.samples[at * 3],
+                                           static_cast<std::size_t>(tiled.width) * 3, &tiled.coverage[at],
+                                           static_cast<std::size_t>(tiled.width)),
+                      PANOVAL_MOSAIC_OK);
+        }
+    };
+    std::thread other(work);
+    work();
+    other.join();
+    EXPECT_EQ(tiled, whole);
+}
+
+TEST(Engine, EqualsATileBlenderFedByHand)
+{
+    for (std::uint32_t seed = 100; seed < 120; ++seed) {
+        const auto reader = random_panorama(seed);
+        const Way way = seed % 2 == 0 ? kWays[2] : kWays[3];
+        const PanovalMosaicOptions options = options_of(way.seams, way.blend);
+        const Panorama panorama = panorama_of(*reader, options);
+
+        // The canvas begins where the pictures do.
+        Rect bounds;
+        for (const PlacedPicture& picture : reader->layout.pictures)
+            bounds = bounding(bounds, picture.rect);
+        for (PlacedPicture& picture : reader->layout.pictures)
+            picture.rect = picture.rect.moved(-bounds.x, -bounds.y);
+        reader->layout.width = bounds.width;
+        reader->layout.height = bounds.height;
+        const Corrections corrections = Corrections::none(reader->layout);
+        const int bands = choose_bands(reader->layout, find_overlaps(reader->layout));
+        const TileBlender blender(reader->layout, corrections, nullptr,
+                                  {static_cast<BlendMode>(way.blend), bands, reader->layout.bits}, *reader);
+        Panorama by_hand = panorama;
+        std::fill(by_hand.samples.begin(), by_hand.samples.end(), std::uint8_t{1});
+        blender.blend(reader->layout.canvas(), by_hand.samples.data(),
+                      static_cast<std::size_t>(by_hand.width) * by_hand.pixel_bytes, by_hand.coverage.data(),
+                      static_cast<std::size_t>(by_hand.width));
+        EXPECT_EQ(by_hand, panorama) << seed;
+    }
+}
+
+TEST(Engine, ACancelledRunSaysSoAndCanBeRunAgain)
+{
+    const auto reader = four_pictures(8);
+    MemoryHost host(*reader);
+    Mosaic mosaic;
+    PanovalMosaicOptions options = options_of(PANOVAL_MOSAIC_SEAMS_NONE);
+    options.tile_size = 64;
+    options.threads = 3;
+    host.prepare(mosaic, options);
+    host.cancels = [](int phase, double fraction) { return phase == PANOVAL_MOSAIC_PHASE_BLEND && fraction > 0.4; };
+    PanoramaSink sink(mosaic.layout(), true);
+    EXPECT_EQ(sink.run(mosaic.get()), PANOVAL_MOSAIC_CANCELLED);
+    EXPECT_LT(sink.pieces, mosaic.layout().tiles);
+    host.cancels = nullptr;
+    const Panorama whole = run(mosaic);
+    options.threads = 1;
+    EXPECT_EQ(panorama_of(*reader, options), whole);
+}
+
+TEST(Engine, ProgressGrowsToTheEnd)
+{
+    const auto reader = four_pictures(8);
+    MemoryHost host(*reader);
+    Mosaic mosaic;
+    PanovalMosaicOptions options = options_of(PANOVAL_MOSAIC_SEAMS_NONE);
+    options.tile_size = 64;
+    options.threads = 4;
+    host.prepare(mosaic, options);
+    double last = 0;
+    bool falls = false;
+    host.cancels = [&](int, double fraction) {
+        falls = falls || fraction < last;
+        last = fraction;
+        return false;
+    };
+    (void)run(mosaic);
+    EXPECT_EQ(last, 1.0);
+    EXPECT_FALSE(falls);
+}
+
+TEST(Engine, FailuresOfTheHostArePassedOnWithTheirReasons)
+{
+    const auto reader = four_pictures(8);
+    MemoryHost host(*reader);
+    Mosaic mosaic;
+    PanovalMosaicOptions options = options_of(PANOVAL_MOSAIC_SEAMS_NONE);
+    options.tile_size = 100;
+    options.threads = 2;
+    host.prepare(mosaic, options);
+    host.failing_picture = 2;
+    PanoramaSink sink(mosaic.layout(), false);
+    EXPECT_EQ(sink.run(mosaic.get()), PANOVAL_MOSAIC_PICTURE);
+    EXPECT_EQ(mosaic.error(), "picture 2: the card is gone");
+    host.failing_picture = -1;
+    PanoramaSink full(mosaic.layout(), false);
+    full.failing_piece = 3;
+    EXPECT_EQ(full.run(mosaic.get()), PANOVAL_MOSAIC_SINK);
+    EXPECT_EQ(mosaic.error(), "the disk is full");
+    EXPECT_EQ(full.pieces, 3);
+}
+
+TEST(Engine, SeamsCanBeReadAndSet)
+{
+    const auto reader = four_pictures(8);
+    MemoryHost host(*reader);
+    Mosaic first;
+    host.prepare(first, options_of(PANOVAL_MOSAIC_SEAMS_NEAREST));
+    const Panorama whole = run(first);
+    std::vector<std::int32_t> labels(static_cast<std::size_t>(whole.width * whole.height));
+    for (std::int64_t y = 0; y < whole.height; ++y)
+        ASSERT_EQ(panoval_mosaic_seam_row(first.get(), y, &labels[whole.index(0, y)]), PANOVAL_MOSAIC_OK);
+    Mosaic second;
+    host.prepare(second, options_of(PANOVAL_MOSAIC_SEAMS_OPTIMAL));
+    const std::size_t stride = static_cast<std::size_t>(whole.width) * 4;
+    const std::int64_t half = whole.height / 2;
+    ASSERT_EQ(panoval_mosaic_set_seam_rows(second.get(), 0, half, labels.data(), stride), PANOVAL_MOSAIC_OK);
+    ASSERT_EQ(
+        panoval_mosaic_set_seam_rows(second.get(), half, whole.height - half, &labels[whole.index(0, half)], stride),
+        PANOVAL_MOSAIC_OK);
+    EXPECT_EQ(run(second), whole);
+    labels[0] = 3;
+    EXPECT_EQ(panoval_mosaic_set_seam_rows(second.get(), 0, 1, labels.data(), stride), PANOVAL_MOSAIC_ARGUMENT);
+    EXPECT_NE(second.error().find("label 3 at 0,0"), std::string::npos) << second.error();
+}
+
+} // namespace
+
+} // namespace panoval::mosaic::test
