@@ -43,10 +43,11 @@ endif()
 # Header-only packages of this system, each linked into a folder of its own, so that the system's other headers stay
 # out of the cross build.
 file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/headers")
-foreach(package IN ITEMS CLI nlohmann)
+foreach(package IN ITEMS CLI nlohmann boost)
     if(EXISTS "/usr/include/${package}")
         file(CREATE_LINK "/usr/include/${package}" "${CMAKE_BINARY_DIR}/headers/${package}" SYMBOLIC)
     endif()
 endforeach()
 set(PANOVAL_HEADERS_DIR "${CMAKE_BINARY_DIR}/headers")
 target_include_directories(panoval_eigen SYSTEM INTERFACE /usr/include/eigen3)
+target_include_directories(panoval_boost SYSTEM INTERFACE "${PANOVAL_HEADERS_DIR}")

@@ -20,7 +20,9 @@ namespace
 
 constexpr ChamferSteps<std::int32_t> kSteps{kFarAway, kStraightStep, kDiagonalStep};
 constexpr std::int32_t kMustBelong = std::numeric_limits<std::int32_t>::max(); // farther than any pixel can lie
-constexpr double kPartOfFirstPass = 0.3;                                       // of the time, for the progress
+constexpr std::size_t kFewestRows = 16;                                        // of a strip
+constexpr std::size_t kMostRows = 128;
+constexpr double kPartOfFirstPass = 0.3; // of the time, for the progress
 
 using Cells = std::vector<std::int32_t>;
 
@@ -132,12 +134,25 @@ private:
     std::vector<std::int32_t> labels_;
 };
 
+// Bytes of one row: the cells and keep masks of all pictures that may lie side by side and over each other in it.
+std::size_t bytes_of_row(const Layout& layout)
+{
+    return static_cast<std::size_t>(std::max<std::int64_t>(layout.width, 1)) * 4 * (sizeof(std::int32_t) + 1);
+}
+
+// A strip is to take a quarter of the memory.
+std::int64_t choose_strip_rows(const Layout& layout, const SeamOptions& options)
+{
+    const std::size_t rows = options.memory / 4 / bytes_of_row(layout);
+    return static_cast<std::int64_t>(std::clamp<std::size_t>(rows, kFewestRows, kMostRows));
+}
+
 class NearestSearch
 {
 public:
     NearestSearch(const Layout& layout, PictureReader& reader, const SeamOptions& options, Progress& progress)
         : layout_(layout), reader_(reader), threads_(options.threads), progress_(progress),
-          strip_rows_(choose_strip_rows(layout, options.memory))
+          strip_rows_(choose_strip_rows(layout, options))
     {
         masks_.resize(layout.pictures.size());
     }
@@ -161,13 +176,6 @@ public:
     }
 
 private:
-    // A strip's cells of all pictures are to take a small part of the memory.
-    static std::int64_t choose_strip_rows(const Layout& layout, std::size_t memory)
-    {
-        const auto row_bytes = static_cast<std::size_t>(std::max<std::int64_t>(layout.width, 1)) * 16;
-        return static_cast<std::int64_t>(std::clamp<std::size_t>(memory / 4 / row_bytes, 16, 128));
-    }
-
     std::size_t strip_count() const
     {
         return static_cast<std::size_t>((layout_.height + strip_rows_ - 1) / strip_rows_);
@@ -288,6 +296,16 @@ private:
 };
 
 } // namespace
+
+std::size_t nearest_search_bytes(const Layout& layout, const SeamOptions& options)
+{
+    const auto rows = static_cast<std::size_t>(choose_strip_rows(layout, options));
+    std::size_t bytes = rows * bytes_of_row(layout);
+    for (const PlacedPicture& picture : layout.pictures)
+        if (picture.has_mask)
+            bytes += static_cast<std::size_t>(picture.rect.pixels()) / rows * sizeof(std::int32_t);
+    return bytes;
+}
 
 SeamMap find_nearest_seams(const Layout& layout, PictureReader& reader, const SeamOptions& options, Progress& progress)
 {

@@ -5,6 +5,7 @@
 
 #include "mosaic/seam_find.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace panoval::mosaic
@@ -14,6 +15,9 @@ namespace panoval::mosaic
 // digital images, 1986). The pixel at a picture's border lies one straight step from the outside.
 inline constexpr std::int32_t kStraightStep = 5;
 inline constexpr std::int32_t kDiagonalStep = 7;
+
+// About the most bytes that the search takes; of the options' memory it takes a part only.
+std::size_t nearest_search_bytes(const Layout& layout, const SeamOptions& options);
 
 SeamMap find_nearest_seams(const Layout& layout, PictureReader& reader, const SeamOptions& options, Progress& progress);
 

@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: MIT
+// The cheapest cut of a graph in two parts: some nodes are drawn to the one part, some to the other, and neighbours
+// cost something where they are separated.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace panoval::mosaic
+{
+
+// Costs are not negative. The largest one keeps a node in its part whatever its neighbours do, as long as what a node's
+// links cost together stays below it.
+inline constexpr std::int32_t kUncuttable = 1 << 28;
+
+class MinimumCut
+{
+public:
+    // Begins a graph of nodes 0 to count - 1; memory is reused.
+    void reset(std::size_t count);
+
+    // What it costs to have the node in the second part instead of the first; negative: in the first instead of the
+    // second. Sums up over the calls; beyond kUncuttable it is cut off.
+    void draw_to_first(std::size_t node, std::int32_t cost);
+
+    // What it costs to separate two nodes. A pair is linked at most once.
+    void link(std::size_t a, std::size_t b, std::int32_t cost);
+
+    // Finds the cut. Of several that cost the same, the first part is the smallest.
+    void solve();
+
+    bool is_first(std::size_t node) const { return is_first_[node] != 0; }
+
+private:
+    struct Link {
+        std::int32_t a;
+        std::int32_t b;
+        std::int32_t cost;
+    };
+
+    void build();
+    void add_edge(std::int32_t from, std::int32_t to, std::int32_t forth, std::int32_t back);
+
+    std::vector<std::int32_t> pull_; // of each node to the first part
+    std::vector<Link> links_;
+
+    // The graph as the solver sees it: two more vertices, and directed edges sorted by their first vertex.
+    std::vector<std::int32_t> first_edge_;
+    std::vector<std::int32_t> next_edge_; // where to add a vertex's next one
+    std::vector<std::int32_t> target_;
+    std::vector<std::int32_t> reverse_;
+    std::vector<std::int32_t> residual_;
+    std::vector<std::int32_t> parent_;
+    std::vector<std::int32_t> distance_;
+    std::vector<std::uint8_t> tree_;
+    std::vector<std::uint8_t> is_first_;
+};
+
+} // namespace panoval::mosaic
