@@ -14,19 +14,20 @@ namespace panoval::mosaic
 namespace
 {
 
-// The search for seams takes memory by the pictures' overlaps, never by the budget: its result would depend on it.
-constexpr std::uint64_t kLeastSeamMemory = std::uint64_t{8} << 20;
-constexpr std::uint64_t kMostSeamMemory = std::uint64_t{64} << 20;
-constexpr std::uint64_t kSeamBytesPerPixel = 64;
+// How the seams are found; nothing of it but the threads depends on the budget.
+SeamOptions seam_options(const Settings& settings, std::size_t threads)
+{
+    SeamOptions options;
+    options.mode = settings.seams == SeamChoice::Nearest ? SeamMode::Nearest : SeamMode::Optimal;
+    options.threads = threads;
+    return options;
+}
 
 } // namespace
 
 std::uint64_t Engine::seam_memory() const
 {
-    std::uint64_t largest = 0;
-    for (const Overlap& overlap : overlaps_)
-        largest = std::max(largest, static_cast<std::uint64_t>(overlap.region.pixels()));
-    return std::clamp(largest * kSeamBytesPerPixel, kLeastSeamMemory, kMostSeamMemory);
+    return seam_search_bytes(plan_->layout, overlaps_, seam_options(plan_->settings, 1));
 }
 
 std::uint64_t Engine::least_seam_budget() const
@@ -58,15 +59,17 @@ void Engine::measure_gains_now()
 
 void Engine::find_seams_now()
 {
-    SeamOptions options;
-    options.mode = plan_->settings.seams == SeamChoice::Nearest ? SeamMode::Nearest : SeamMode::Optimal;
-    options.memory = static_cast<std::size_t>(seam_memory());
-    options.threads = threads();
     PictureStore& store = work().store;
     const std::uint64_t least = least_seam_budget();
     if (memory() < least)
         fail(Failure::Memory, "the budget of ", memory(), " bytes does not hold the search for seams; expected ", least,
              " or more");
+    const std::uint64_t others = least - seam_memory();
+    SeamOptions options = seam_options(plan_->settings, threads());
+    const auto needed = [&] { return seam_search_bytes(plan_->layout, overlaps_, options); };
+    while (options.threads > 1 && needed() + others > memory())
+        --options.threads;
+    options.memory = needed();
     store.set_budget(static_cast<std::size_t>(memory() - options.memory - needs().seam_bytes));
     SeamMap seams;
     {

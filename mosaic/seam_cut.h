@@ -14,6 +14,9 @@ namespace panoval::mosaic
 // links cost together stays below it.
 inline constexpr std::int32_t kUncuttable = 1 << 28;
 
+// About the bytes that a node of a grid takes: two links, in either direction, and its place in the search's trees.
+inline constexpr std::size_t kBytesOfNode = 200;
+
 class MinimumCut
 {
 public:

@@ -4,6 +4,7 @@
 #include "mosaic/errors.h"
 #include "mosaic/seam_cells.h"
 #include "mosaic/seam_cost.h"
+#include "mosaic/seam_cut.h"
 #include "mosaic/seam_nearest.h"
 #include "mosaic/seam_pixels.h"
 #include "mosaic/seam_reduced.h"
@@ -21,7 +22,6 @@ constexpr std::size_t kReducedBytes = std::size_t{96} << 20; // that the reduced
 constexpr std::int64_t kSmallOverlaps = 1500000;             // pixels of all overlaps that cells of 2 pixels are for
 constexpr std::int64_t kMostCoarseCells = 1000000;           // of all overlaps, and
 constexpr std::int64_t kMostCoarseCellsOfPair = 50000;       // of one: a cut takes longer than in proportion
-constexpr std::size_t kBytesOfNode = 200;                    // of a cut: two links, two directions, the search's trees
 constexpr double kPartOfReducing = 0.4;                      // of the time, for the progress
 constexpr double kPartBeforePixels = 0.7;
 
@@ -53,15 +53,20 @@ std::int64_t choose_cell(const Layout& layout, const std::vector<Overlap>& overl
     return cell;
 }
 
-// How many cells along a side of the large ones.
-std::int64_t choose_factor(const std::vector<Overlap>& overlaps, std::int64_t cell)
+std::int64_t largest_shared(const std::vector<Overlap>& overlaps)
 {
     std::int64_t largest = 0;
     for (const Overlap& overlap : overlaps)
         largest = std::max(largest, overlap.region.pixels());
+    return largest;
+}
+
+// How many cells along a side of the large ones.
+std::int64_t choose_factor(const std::vector<Overlap>& overlaps, std::int64_t cell)
+{
     std::int64_t factor = 1;
     while (shared_pixels(overlaps) / (cell * cell * factor * factor) > kMostCoarseCells ||
-           largest / (cell * cell * factor * factor) > kMostCoarseCellsOfPair)
+           largest_shared(overlaps) / (cell * cell * factor * factor) > kMostCoarseCellsOfPair)
         factor *= 2;
     return factor;
 }
@@ -120,10 +125,12 @@ SeamMap find_optimal_seams(const Layout& layout, const std::vector<Overlap>& ove
 std::size_t seam_search_bytes(const Layout& layout, const std::vector<Overlap>& overlaps, const SeamOptions& options)
 {
     if (finds_nearest(overlaps, options))
-        return nearest_search_bytes(layout, options);
+        return nearest_search_bytes(layout);
     const CellGrid grid(layout, choose_cell(layout, overlaps, options));
-    return bytes_of(layout, grid) + pixel_search_bytes(layout, grid, options.threads) +
-           options.threads * static_cast<std::size_t>(kMostCoarseCellsOfPair) * kBytesOfNode;
+    const std::int64_t coarse = grid.cell * choose_factor(overlaps, grid.cell);
+    const auto nodes = static_cast<std::size_t>(largest_shared(overlaps) / (coarse * coarse));
+    const std::size_t coarse_bytes = options.threads * nodes * kBytesOfNode;
+    return bytes_of(layout, grid) + std::max(coarse_bytes, pixel_search_bytes(layout, grid, options.threads));
 }
 
 SeamMap find_seams(const Layout& layout, const std::vector<Overlap>& overlaps, const Corrections& corrections,
@@ -134,7 +141,7 @@ SeamMap find_seams(const Layout& layout, const std::vector<Overlap>& overlaps, c
         fail(Failure::Memory, "the search for seams needs ", bytes, " bytes of memory, only ", options.memory,
              " are allowed");
     if (finds_nearest(overlaps, options))
-        return find_nearest_seams(layout, reader, options, progress);
+        return find_nearest_seams(layout, reader, options.threads, progress);
     return find_optimal_seams(layout, overlaps, corrections, reader, options, progress);
 }
 

@@ -20,7 +20,8 @@ namespace
 
 constexpr ChamferSteps<std::int32_t> kSteps{kFarAway, kStraightStep, kDiagonalStep};
 constexpr std::int32_t kMustBelong = std::numeric_limits<std::int32_t>::max(); // farther than any pixel can lie
-constexpr std::size_t kFewestRows = 16;                                        // of a strip
+constexpr std::size_t kBytesOfStrip = std::size_t{16} << 20;
+constexpr std::size_t kFewestRows = 16; // of a strip
 constexpr std::size_t kMostRows = 128;
 constexpr double kPartOfFirstPass = 0.3; // of the time, for the progress
 
@@ -140,19 +141,18 @@ std::size_t bytes_of_row(const Layout& layout)
     return static_cast<std::size_t>(std::max<std::int64_t>(layout.width, 1)) * 4 * (sizeof(std::int32_t) + 1);
 }
 
-// A strip is to take a quarter of the memory.
-std::int64_t choose_strip_rows(const Layout& layout, const SeamOptions& options)
+std::int64_t choose_strip_rows(const Layout& layout)
 {
-    const std::size_t rows = options.memory / 4 / bytes_of_row(layout);
-    return static_cast<std::int64_t>(std::clamp<std::size_t>(rows, kFewestRows, kMostRows));
+    return static_cast<std::int64_t>(
+        std::clamp<std::size_t>(kBytesOfStrip / bytes_of_row(layout), kFewestRows, kMostRows));
 }
 
 class NearestSearch
 {
 public:
-    NearestSearch(const Layout& layout, PictureReader& reader, const SeamOptions& options, Progress& progress)
-        : layout_(layout), reader_(reader), threads_(options.threads), progress_(progress),
-          strip_rows_(choose_strip_rows(layout, options))
+    NearestSearch(const Layout& layout, PictureReader& reader, std::size_t threads, Progress& progress)
+        : layout_(layout), reader_(reader), threads_(threads), progress_(progress),
+          strip_rows_(choose_strip_rows(layout))
     {
         masks_.resize(layout.pictures.size());
     }
@@ -297,19 +297,19 @@ private:
 
 } // namespace
 
-std::size_t nearest_search_bytes(const Layout& layout, const SeamOptions& options)
+std::size_t nearest_search_bytes(const Layout& layout)
 {
-    const auto rows = static_cast<std::size_t>(choose_strip_rows(layout, options));
-    std::size_t bytes = rows * bytes_of_row(layout);
+    const auto rows = static_cast<std::size_t>(choose_strip_rows(layout));
+    std::size_t bytes = std::min(rows, static_cast<std::size_t>(layout.height)) * bytes_of_row(layout);
     for (const PlacedPicture& picture : layout.pictures)
         if (picture.has_mask)
             bytes += static_cast<std::size_t>(picture.rect.pixels()) / rows * sizeof(std::int32_t);
     return bytes;
 }
 
-SeamMap find_nearest_seams(const Layout& layout, PictureReader& reader, const SeamOptions& options, Progress& progress)
+SeamMap find_nearest_seams(const Layout& layout, PictureReader& reader, std::size_t threads, Progress& progress)
 {
-    return NearestSearch(layout, reader, options, progress).run();
+    return NearestSearch(layout, reader, threads, progress).run();
 }
 
 } // namespace panoval::mosaic

@@ -3,7 +3,10 @@
 // of what the picture covers, of equals to that of the lower number.
 #pragma once
 
-#include "mosaic/seam_find.h"
+#include "mosaic/layout.h"
+#include "mosaic/pixel_block.h"
+#include "mosaic/progress.h"
+#include "mosaic/seam_map.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -16,9 +19,9 @@ namespace panoval::mosaic
 inline constexpr std::int32_t kStraightStep = 5;
 inline constexpr std::int32_t kDiagonalStep = 7;
 
-// About the most bytes that the search takes; of the options' memory it takes a part only.
-std::size_t nearest_search_bytes(const Layout& layout, const SeamOptions& options);
+// About the most bytes that the search takes for itself.
+std::size_t nearest_search_bytes(const Layout& layout);
 
-SeamMap find_nearest_seams(const Layout& layout, PictureReader& reader, const SeamOptions& options, Progress& progress);
+SeamMap find_nearest_seams(const Layout& layout, PictureReader& reader, std::size_t threads, Progress& progress);
 
 } // namespace panoval::mosaic

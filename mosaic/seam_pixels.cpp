@@ -115,7 +115,8 @@ struct Strip {
     std::int64_t y = 0;
     std::int64_t height = 0;
     std::vector<std::int32_t> labels;
-    std::vector<std::uint8_t> pinned; // pixels that must be kept; empty where no picture has such pixels
+    std::vector<std::uint8_t> pinned;  // pixels that must be kept; empty where no picture has such pixels
+    std::vector<std::uint8_t> uniform; // of each tile: all of it has one label
 };
 
 // Costs of separating two pictures at the pixels of a window: those of their cells, and how much the pixels differ,
@@ -277,6 +278,7 @@ private:
         strip.y = static_cast<std::int64_t>(number) * tile_;
         strip.height = std::min(tile_, layout_.height - strip.y);
         strip.labels.resize(static_cast<std::size_t>(strip.height * layout_.width));
+        strip.uniform.resize(static_cast<std::size_t>(tile_count()));
         if (has_keepers_)
             strip.pinned.resize(strip.labels.size());
         run_in_parallel(static_cast<std::size_t>(tile_count()), threads_, [&](std::size_t i) {
@@ -295,10 +297,13 @@ private:
     void resolve(Strip& strip, const Rect& tile) const
     {
         const Rect cells = grid_.cells_of(tile);
+        const std::int32_t corner = labels_.at(cells.x, cells.y);
+        bool is_uniform = !has_keepers_;
         std::vector<std::pair<std::int64_t, std::int64_t>> open; // cells that the label's picture covers in part
         for (std::int64_t row = cells.y; row < cells.bottom(); ++row)
             for (std::int64_t column = cells.x; column < cells.right(); ++column) {
                 const std::int32_t label = labels_.at(column, row);
+                is_uniform = is_uniform && label == corner;
                 const Rect pixels = pixels_of(column, row);
                 for (std::int64_t y = pixels.y; y < pixels.bottom(); ++y)
                     std::fill_n(strip.labels.begin() + (y - strip.y) * layout_.width + pixels.x, pixels.width, label);
@@ -307,6 +312,7 @@ private:
             }
         if (!open.empty())
             resolve_cells(strip, tile, open);
+        strip.uniform[static_cast<std::size_t>(tile.x / tile_)] = is_uniform && open.empty() ? 1 : 0;
         if (has_keepers_)
             keep(strip, tile);
     }
@@ -441,21 +447,25 @@ private:
         return around;
     }
 
-    bool has_seam(const Rect& tile, const std::vector<std::int32_t>& above, const Strip& strip,
-                  const Strip& below) const
+    // Whether the tile of one label has a neighbour of another one.
+    bool has_seam_around(const Rect& tile, const std::vector<std::int32_t>& above, const Strip& strip,
+                         const Strip& below) const
     {
         const std::int32_t label = label_at(tile.x, tile.y, above, strip, below);
-        for (std::int64_t y = tile.y - 1; y <= tile.bottom(); ++y)
-            for (std::int64_t x = tile.x - 1; x <= tile.right(); ++x)
-                if (const std::int32_t other = label_at(x, y, above, strip, below);
-                    other != label && (other != kNobody || label != kNobody))
-                    return true;
+        for (std::int64_t x = tile.x; x < tile.right(); ++x)
+            if (is_seam(label, label_at(x, tile.y - 1, above, strip, below)) ||
+                is_seam(label, label_at(x, tile.bottom(), above, strip, below)))
+                return true;
+        for (std::int64_t y = tile.y; y < tile.bottom(); ++y)
+            if (is_seam(label, label_at(tile.x - 1, y, above, strip, below)) ||
+                is_seam(label, label_at(tile.right(), y, above, strip, below)))
+                return true;
         return false;
     }
 
     void refine(const Rect& tile, const std::vector<std::int32_t>& above, Strip& strip, const Strip& below) const
     {
-        if (!has_seam(tile, above, strip, below))
+        if (strip.uniform[static_cast<std::size_t>(tile.x / tile_)] != 0 && !has_seam_around(tile, above, strip, below))
             return;
         SwapWindow whole;
         whole.reset(tile.width, tile.height);
@@ -515,12 +525,14 @@ std::vector<bool> find_keepers(const Layout& layout, PictureReader& reader)
 
 std::size_t pixel_search_bytes(const Layout& layout, const CellGrid& grid, std::size_t threads)
 {
-    const auto tile = static_cast<std::size_t>(choose_tile(layout, grid));
-    const auto channels = static_cast<std::size_t>(layout.channels);
-    const std::size_t strips = 2 * tile * static_cast<std::size_t>(layout.width) * (sizeof(std::int32_t) + 1);
+    const std::int64_t side = choose_tile(layout, grid);
+    const auto height = static_cast<std::size_t>(std::min(side, layout.height));
+    const std::size_t tile = height * static_cast<std::size_t>(std::min(side, layout.width));
+    const std::size_t strips = 2 * height * static_cast<std::size_t>(layout.width) * (sizeof(std::int32_t) + 1);
     // A tile's samples of three or four pictures, their differences, costs of several pairs, and a cut.
-    const std::size_t of_pixel = 6 * (channels * sizeof(float) + sizeof(std::int32_t)) + 200;
-    return strips + threads * tile * tile * of_pixel;
+    const auto channels = static_cast<std::size_t>(layout.channels);
+    const std::size_t of_pixel = 6 * (channels * sizeof(float) + sizeof(std::int32_t)) + kBytesOfNode;
+    return strips + threads * tile * of_pixel;
 }
 
 SeamMap find_pixel_seams(const Layout& layout, const Corrections& corrections, const CellCosts& costs,

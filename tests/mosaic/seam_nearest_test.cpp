@@ -17,18 +17,17 @@ namespace
 
 using panoval::test::Random;
 
-SeamMap nearest(SeamReader& reader, std::size_t threads = 1, std::size_t memory = std::size_t{64} << 20)
+SeamMap nearest(SeamReader& reader, std::size_t threads = 1)
 {
     NoProgress progress;
-    return find_nearest_seams(reader.layout, reader, {SeamMode::Nearest, memory, threads}, progress);
+    return find_nearest_seams(reader.layout, reader, threads, progress);
 }
 
 void expect_as_defined(SeamReader& reader, const std::string& what)
 {
     const std::vector<std::int32_t> expected = reference::nearest_labels(reader);
     for (const std::size_t threads : {1u, 3u})
-        for (const std::size_t memory : {std::size_t{1}, std::size_t{64} << 20})
-            EXPECT_EQ(all_labels(nearest(reader, threads, memory)), expected) << what << ", " << threads << " threads";
+        EXPECT_EQ(all_labels(nearest(reader, threads)), expected) << what << ", " << threads << " threads";
 }
 
 TEST(SeamNearest, LiesHalfWayBetweenTwoEdges)
