@@ -82,11 +82,11 @@ std::vector<Vector> centred_slopes(const BlockRadii& radii, const Falloff& fallo
     return slopes;
 }
 
-Evidence pair_evidence(const FalloffPair& pair, const Falloff& falloff, double darkest)
+Evidence pair_evidence(const FalloffPair& pair, const Falloff& falloff)
 {
     Evidence evidence;
     const BlockLevels levels = flatten(*pair.levels, *pair.radii, falloff);
-    const RatioEstimate ratio = estimate_ratio(levels, darkest);
+    const RatioEstimate ratio = estimate_ratio(levels);
     double total = 0;
     double used = 0;
     for (const double weight : ratio.weights) {
@@ -111,12 +111,10 @@ Evidence pair_evidence(const FalloffPair& pair, const Falloff& falloff, double d
     return evidence;
 }
 
-Evidence all_evidence(const std::vector<FalloffPair>& pairs, const Falloff& falloff, double darkest,
-                      std::size_t threads)
+Evidence all_evidence(const std::vector<FalloffPair>& pairs, const Falloff& falloff, std::size_t threads)
 {
     std::vector<Evidence> parts(pairs.size());
-    run_in_parallel(pairs.size(), threads,
-                    [&](std::size_t p) { parts[p] = pair_evidence(pairs[p], falloff, darkest); });
+    run_in_parallel(pairs.size(), threads, [&](std::size_t p) { parts[p] = pair_evidence(pairs[p], falloff); });
     Evidence sums;
     for (const Evidence& part : parts)
         sums.add(part);
@@ -158,11 +156,11 @@ bool FalloffEstimate::is_worthwhile() const
     return strength >= kVisible && strength >= kClear * corner_error;
 }
 
-FalloffEstimate estimate_falloff(const std::vector<FalloffPair>& pairs, double darkest, int rounds, std::size_t threads)
+FalloffEstimate estimate_falloff(const std::vector<FalloffPair>& pairs, int rounds, std::size_t threads)
 {
     FalloffEstimate estimate;
     for (int round = 0; round < rounds; ++round) {
-        const Evidence evidence = all_evidence(pairs, estimate.falloff, darkest, threads);
+        const Evidence evidence = all_evidence(pairs, estimate.falloff, threads);
         const Vector step = evidence.equations.solve();
         Falloff next = estimate.falloff;
         for (std::size_t m = 0; m < 3; ++m)

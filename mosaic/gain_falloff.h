@@ -29,7 +29,6 @@ struct FalloffEstimate {
 };
 
 // Flat, and not determined, where the overlaps cannot tell.
-FalloffEstimate estimate_falloff(const std::vector<FalloffPair>& pairs, double darkest, int rounds,
-                                 std::size_t threads);
+FalloffEstimate estimate_falloff(const std::vector<FalloffPair>& pairs, int rounds, std::size_t threads);
 
 } // namespace panoval::mosaic

@@ -139,9 +139,8 @@ double redescending_weight(const GainEdge& edge, double residual, double scale)
 
 // How much speaks against a picture.
 struct Votes {
-    std::size_t edges = 0;     // against it
-    std::size_t all_edges = 0; // with anything to say
-    double against = 0;        // in pixels
+    std::size_t edges = 0; // against it
+    double against = 0;    // in pixels
     double all = 0;
 
     bool is_majority() const { return 2 * against > all; }
@@ -167,7 +166,6 @@ bool speaks_against_second(const Suspicion& edge)
 void add_vote(Votes& votes, std::uint64_t pixels, bool is_against)
 {
     const auto weight = static_cast<double>(pixels);
-    ++votes.all_edges;
     votes.all += weight;
     votes.edges += is_against ? 1 : 0;
     votes.against += is_against ? weight : 0.0;
@@ -194,7 +192,7 @@ bool is_word_against_word(std::size_t picture, std::span<const Suspicion> edges,
         if (edge.whose != Suspicion::Whose::Either || (edge.first != picture && edge.second != picture))
             continue;
         const Votes& other = votes[edge.first == picture ? edge.second : edge.first];
-        if (other.edges == 1 && other.all_edges == votes[picture].all_edges)
+        if (other.edges == 1 && other.is_majority())
             return true;
     }
     return false;

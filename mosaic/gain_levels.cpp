@@ -91,12 +91,14 @@ BlockLevels block_levels(const GainBlocks& blocks, int channel, int channels, in
     const std::size_t begin = channel == kAllChannels ? 0 : static_cast<std::size_t>(channel);
     const std::size_t end = channel == kAllChannels ? static_cast<std::size_t>(channels) : begin + 1;
     BlockLevels levels;
+    levels.unit = bits == 8 ? 1.0 : 255.0 / 65535.0;
+    levels.darkest = bits == 8 ? 1.0 : 0.25;
     levels.columns = blocks.columns;
     levels.rows = blocks.rows;
     levels.step_x = blocks.width / static_cast<double>(blocks.columns);
     levels.step_y = blocks.height / static_cast<double>(blocks.rows);
     for (std::size_t k = 0; k < blocks.blocks.size(); ++k) {
-        BlockLevel level = mean_level(blocks.blocks[k], begin, end, bits == 8 ? 1.0 : 255.0 / 65535.0);
+        BlockLevel level = mean_level(blocks.blocks[k], begin, end, levels.unit);
         level.x = (2 * static_cast<double>(k % blocks.columns) + 1) / static_cast<double>(blocks.columns) - 1;
         level.y = (2 * static_cast<double>(k / blocks.columns) + 1) / static_cast<double>(blocks.rows) - 1;
         levels.blocks.push_back(level);

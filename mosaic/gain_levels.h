@@ -29,6 +29,8 @@ struct BlockLevels {
     std::size_t rows = 0;
     double step_x = 1;              // pixels from block to block
     double step_y = 1;              //
+    double unit = 1;                // of samples, in levels
+    double darkest = 1;             // mean levels below that tell nothing about a ratio
     std::vector<BlockLevel> blocks; // row by row; those without a sample that counts have weight 0
 };
 

@@ -40,8 +40,7 @@ public:
     GainMeasurement(const Layout& layout, const std::vector<Overlap>& overlaps, PictureReader& reader,
                     const GainOptions& options, Progress& progress)
         : layout_(layout), overlaps_(overlaps), reader_(reader), options_(options), progress_(progress),
-          channels_(static_cast<std::size_t>(layout.channels)), darkest_(darkest_level(layout.bits)),
-          pairs_(overlaps.size())
+          channels_(static_cast<std::size_t>(layout.channels)), pairs_(overlaps.size())
     {
     }
 
@@ -80,7 +79,7 @@ private:
     {
         run_in_parallel(pairs_.size(), options_.threads, [&](std::size_t p) {
             Pair& pair = pairs_[p];
-            pair.ratio = estimate_ratio(pair.levels, darkest_);
+            pair.ratio = estimate_ratio(pair.levels);
             judge_pair(pair);
         });
     }
@@ -152,7 +151,7 @@ private:
             if (pairs_[p].use == OverlapGain::Use::Used && !has_outlier(p))
                 lenses.push_back({&pairs_[p].levels, &pairs_[p].radii});
         result_.vignetting =
-            estimate_falloff(lenses, darkest_, options_.vignetting ? kFalloffRounds : kRoughRounds, options_.threads);
+            estimate_falloff(lenses, options_.vignetting ? kFalloffRounds : kRoughRounds, options_.threads);
         if (options_.vignetting)
             result_.corrections.falloff = result_.vignetting.falloff;
         result_.vignetting_would_help = !options_.vignetting && result_.vignetting.is_worthwhile();
@@ -176,11 +175,11 @@ private:
         OverlapGain& overlap = result_.overlaps[p];
         const BlockLevels levels =
             channel == kAllChannels ? pair.levels : block_levels(pair.blocks, channel, layout_.channels, layout_.bits);
-        RatioEstimate ratio = estimate_ratio(levels, darkest_);
+        RatioEstimate ratio = estimate_ratio(levels);
         if (channel != kAllChannels)
             overlap.before[static_cast<std::size_t>(channel)] = ratio.log_ratio;
         if (!result_.corrections.falloff.is_flat())
-            ratio = estimate_ratio(flatten(levels, pair.radii, result_.corrections.falloff), darkest_);
+            ratio = estimate_ratio(flatten(levels, pair.radii, result_.corrections.falloff));
         const bool is_known = ratio.kind == RatioEstimate::Kind::Known;
         if (channel == kAllChannels) {
             overlap.spread = ratio.spread;
@@ -316,7 +315,6 @@ private:
     const GainOptions& options_;
     Progress& progress_;
     const std::size_t channels_;
-    const double darkest_;
     std::vector<Pair> pairs_;
     std::vector<char> is_outlier_;
     std::vector<std::vector<GainEdge>> edges_; // of each channel, then of all together

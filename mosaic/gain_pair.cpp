@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace panoval::mosaic
 {
@@ -20,6 +21,7 @@ namespace
 {
 
 constexpr double kLeastSpread = 0.002; // what rounding and coding alone may do
+constexpr double kRounding = 0.29;     // standard deviation of a sample that is rounded, in its units
 constexpr double kFromMedian = 1.4826; // median of absolute values to standard deviation, of a normal distribution
 constexpr double kCutoff = 4.685;      // of the biweight, in standard deviations: 95 % efficient
 constexpr int kAbsoluteRounds = 6;
@@ -47,6 +49,11 @@ double common_level(const BlockLevel& block, double ratio)
     return 0.5 * (block.first / ratio + block.second) * (ratio < 1 ? ratio : 1.0);
 }
 
+double rounding_of(double first, double second, double unit)
+{
+    return first > 0 && second > 0 ? kRounding * unit * std::sqrt(1 / (first * first) + 1 / (second * second)) : 0.0;
+}
+
 double biweight(double value, double cutoff)
 {
     const double u = value / cutoff;
@@ -54,7 +61,7 @@ double biweight(double value, double cutoff)
     return v > 0 ? v * v : 0.0;
 }
 
-RatioEstimate::Kind find_kind(const BlockLevels& levels, double darkest)
+RatioEstimate::Kind find_kind(const BlockLevels& levels)
 {
     double first = 0;
     double second = 0;
@@ -64,7 +71,7 @@ RatioEstimate::Kind find_kind(const BlockLevels& levels, double darkest)
         second += block.weight * block.second;
         samples += block.weight;
     }
-    const double least = darkest * samples;
+    const double least = levels.darkest * samples;
     if (samples <= 0 || (first < least && second < least))
         return RatioEstimate::Kind::Nothing;
     if (first < least && second > kBlackBesides * least)
@@ -75,12 +82,12 @@ RatioEstimate::Kind find_kind(const BlockLevels& levels, double darkest)
 }
 
 // The median of the blocks' ratios.
-double median_ratio(const BlockLevels& levels, double darkest)
+double median_ratio(const BlockLevels& levels)
 {
     std::vector<Weighted> values;
     for (const BlockLevel& block : levels.blocks) {
         const double sum = block.first + block.second;
-        if (block.weight > 0 && sum >= 2 * darkest)
+        if (block.weight > 0 && sum >= 2 * levels.darkest)
             values.push_back({(block.first - block.second) / sum, block.weight * sum});
     }
     const double t = weighted_median(values);
@@ -90,14 +97,15 @@ double median_ratio(const BlockLevels& levels, double darkest)
 class RatioFit
 {
 public:
-    RatioFit(const BlockLevels& levels, double ratio, double darkest) : ratio_(ratio)
+    RatioFit(const BlockLevels& levels, double ratio) : unit_(levels.unit), ratio_(ratio)
     {
         double x = 0;
         double y = 0;
         double total = 0;
         for (const BlockLevel& block : levels.blocks) {
-            const bool counts = block.weight > 0 && common_level(block, ratio) >= darkest;
+            const bool counts = block.weight > 0 && common_level(block, ratio) >= levels.darkest;
             weights_.push_back(counts ? block.weight : 0.0);
+            rounding_.push_back(counts ? rounding_of(block.first, block.second, levels.unit) : 0.0);
             const double w = weights_.back() * (block.first + ratio * block.second);
             x += w * block.x;
             y += w * block.y;
@@ -119,14 +127,14 @@ public:
         for (int round = 0; round < kAbsoluteRounds; ++round) {
             find_spread();
             for (std::size_t k = 0; k < blocks_.size(); ++k)
-                robust_[k] = spread_ / std::max(std::fabs(residuals_[k]), 0.25 * spread_);
+                robust_[k] = scale(k) / std::max(std::fabs(residuals_[k]), 0.25 * scale(k));
             improve();
         }
         for (int round = 0; round < kMostRounds; ++round) {
             if (round < kRoundsWithNewSpread)
                 find_spread();
             for (std::size_t k = 0; k < blocks_.size(); ++k)
-                robust_[k] = biweight(residuals_[k], kCutoff * spread_);
+                robust_[k] = biweight(residuals_[k], kCutoff * scale(k));
             if (improve() <= kSettled && round >= kRoundsWithNewSpread)
                 break;
         }
@@ -148,6 +156,9 @@ public:
 
 private:
     static Terms basis(const BlockLevel& block) { return {1, block.x, block.y, block.slope_x, block.slope_y}; }
+
+    // What a block may deviate by: where a scene is flat, all its pixels are rounded alike.
+    double scale(std::size_t k) const { return std::sqrt(spread_ * spread_ + rounding_[k] * rounding_[k]); }
 
     double weight(std::size_t k) const
     {
@@ -232,7 +243,28 @@ private:
         }
         // Few parts say little about their spread; that of single blocks bounds it from below.
         const double few = blocks < 4 ? 2 : 1;
-        return few * std::sqrt(std::max(cells > 1 ? between * cells / (cells - 1) : between, single)) / total;
+        const double random =
+            few * std::sqrt(std::max(cells > 1 ? between * cells / (cells - 1) : between, single)) / total;
+        const double rounded = rounding_error(estimate.weights);
+        return std::sqrt(random * random + rounded * rounded);
+    }
+
+    // Rounding errors of a scene with many levels cancel out, those of a flat one do not.
+    double rounding_error(const std::vector<double>& weights) const
+    {
+        double total = 0;
+        double rounding = 0;
+        double mean = 0;
+        double square = 0;
+        for (std::size_t k = 0; k < blocks_.size(); ++k) {
+            const double level = common_level(blocks_[k], ratio_) / unit_;
+            total += weights[k];
+            rounding += weights[k] * rounding_[k];
+            mean += weights[k] * level;
+            square += weights[k] * level * level;
+        }
+        const double variance = std::max(square / total - mean / total * (mean / total), 0.0);
+        return rounding / total / (1 + 3 * std::sqrt(variance));
     }
 
     static std::size_t cell_of(const BlockLevel& block)
@@ -246,9 +278,11 @@ private:
 
     std::vector<BlockLevel> blocks_; // x and y from the middle of what counts
     std::vector<double> weights_;    // 0 where the block is too dark
+    std::vector<double> rounding_;   // standard deviation of what rounding does to the ratio of two single samples
     std::vector<double> robust_;
     std::vector<double> residuals_;
     std::vector<Weighted> scratch_;
+    const double unit_;
     double ratio_;
     Terms terms_{};
     double spread_ = kLeastSpread;
@@ -256,14 +290,11 @@ private:
 
 } // namespace
 
-double darkest_level(int bits)
-{
-    return bits == 8 ? 1.0 : 0.25;
-}
-
 double weighted_median(std::vector<Weighted>& values)
 {
-    std::sort(values.begin(), values.end(), [](const Weighted& a, const Weighted& b) { return a.value < b.value; });
+    std::sort(values.begin(), values.end(), [](const Weighted& a, const Weighted& b) {
+        return std::pair(a.value, a.weight) < std::pair(b.value, b.weight);
+    });
     double total = 0;
     for (const Weighted& value : values)
         total += value.weight;
@@ -276,18 +307,18 @@ double weighted_median(std::vector<Weighted>& values)
     return 0;
 }
 
-RatioEstimate estimate_ratio(const BlockLevels& levels, double darkest)
+RatioEstimate estimate_ratio(const BlockLevels& levels)
 {
     RatioEstimate estimate;
-    estimate.kind = find_kind(levels, darkest);
+    estimate.kind = find_kind(levels);
     if (estimate.kind != RatioEstimate::Kind::Known)
         return estimate;
-    const double ratio = median_ratio(levels, darkest);
+    const double ratio = median_ratio(levels);
     if (!(ratio > 1e-6 && ratio < 1e6)) {
         estimate.kind = RatioEstimate::Kind::Nothing;
         return estimate;
     }
-    RatioFit fit(levels, ratio, darkest);
+    RatioFit fit(levels, ratio);
     fit.fit();
     fit.keep(estimate);
     return estimate;

@@ -28,10 +28,7 @@ struct RatioEstimate {
     std::vector<double> weights;   // of each block: samples times level times robust weight
 };
 
-// darkest  mean levels below it tell nothing about a ratio
-RatioEstimate estimate_ratio(const BlockLevels& levels, double darkest);
-
-double darkest_level(int bits);
+RatioEstimate estimate_ratio(const BlockLevels& levels);
 
 // The value that splits the total weight in halves; 0 where there is none. Reorders its argument.
 struct Weighted {

@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 #include <functional>
 #include <string>
@@ -416,6 +417,29 @@ TEST(MeasureGains, AreTheSameForAnyNumberOfThreads)
         const GainResult many = set.measure({.vignetting = true, .threads = threads});
         EXPECT_EQ(many.corrections, one.corrections);
     }
+}
+
+// Samples of the scene come without any elementary function, so they are the same everywhere, too.
+TEST(MeasureGains, AreTheSameOnEverySystem)
+{
+    Taken set({.columns = 4,
+               .rows = 3,
+               .width = 120,
+               .height = 100,
+               .overlap = 30,
+               .step = 1.44,
+               .tweak = [](std::size_t i, Cut& cut) {
+                   cut.noise = 2;
+                   cut.falloff.c[0] = -0.25;
+                   cut.white[i % 3] = 1.0625;
+               }});
+    const GainResult result = set.measure({.vignetting = true});
+    std::uint64_t sum = 14695981039346656037u;
+    const auto add = [&](double value) { sum = (sum ^ std::bit_cast<std::uint64_t>(value)) * 1099511628211u; };
+    for (const ChannelGains& gains : result.corrections.gains)
+        std::for_each(gains.begin(), gains.end(), add);
+    std::for_each(result.corrections.falloff.c.begin(), result.corrections.falloff.c.end(), add);
+    EXPECT_EQ(sum, 7564344304427274999u);
 }
 
 TEST(MeasureGains, ReadEachOverlapOnce)

@@ -73,7 +73,7 @@ struct MovedThing {
 
 // How one picture is taken. Faults happen in the order of the fields.
 struct Cut {
-    Rect rect;                               // of the canvas where the picture is placed
+    Rect rect{};                             // of the canvas where the picture is placed
     int bits = 8;                            //
     double shift_x = 0;                      // what it shows lies that far to the right of where it is placed
     double shift_y = 0;                      //
@@ -221,7 +221,10 @@ inline void code(Scene& scene, double step)
 // About normal: the sum of four uniform values.
 inline double normal(Random& random)
 {
-    return (random.unit() + random.unit() + random.unit() + random.unit() - 2) * std::sqrt(3.0);
+    double sum = 0;
+    for (int k = 0; k < 4; ++k)
+        sum += random.unit();
+    return (sum - 2) * std::sqrt(3.0);
 }
 
 inline void draw(Scene& picture, const Rect& place, const MovedThing& thing)
