@@ -173,7 +173,8 @@ void Patch::classify(const Outline& outline, const Reach& reach) noexcept
     }
 }
 
-double Patch::spread_about(Part part, double reference_x, double reference_y, const LevelPlane& plane) noexcept
+template <class Measure>
+double Patch::median_of(Part part, const Measure& measure) noexcept
 {
     // The median of some thousand samples is as good as that of all.
     const std::size_t every = size() / kMedianSamples + 1;
@@ -182,9 +183,8 @@ double Patch::spread_about(Part part, double reference_x, double reference_y, co
     for (std::int32_t y = box_.y; y < box_.y + box_.height; ++y)
         for (std::int32_t x = box_.x; x < box_.x + box_.width; ++x)
             if (parts_[index(x, y)] == part && seen++ % every == 0)
-                scratch_[count++] = static_cast<float>(
-                    std::fabs(static_cast<double>(sample(x, y)) - plane.at(x - reference_x, y - reference_y)));
-    return count > 0 ? kMedianToSigma * median(scratch_.get(), count) : 0;
+                scratch_[count++] = static_cast<float>(measure(x, y));
+    return count > 0 ? median(scratch_.get(), count) : 0;
 }
 
 PlaneSums Patch::sum_flat(Part part, double reference_x, double reference_y, const LevelPlane& plane, double limit,
@@ -216,8 +216,14 @@ PlaneSums Patch::fit_flat(Part part, double reference_x, double reference_y, dou
 {
     PlaneSums sums;
     bool has_aliens = true;
+    // A level first that others' samples do not pull away.
+    plane = {median_of(part, [this](std::int32_t x, std::int32_t y) { return static_cast<double>(sample(x, y)); }), 0,
+             0};
     for (int round = 1; round <= kClipRounds && has_aliens; ++round) {
-        const double limit = kClip * std::max(spread_about(part, reference_x, reference_y, plane), least_spread);
+        const double middle = median_of(part, [&](std::int32_t x, std::int32_t y) {
+            return std::fabs(static_cast<double>(sample(x, y)) - plane.at(x - reference_x, y - reference_y));
+        });
+        const double limit = kClip * std::max(kMedianToSigma * middle, least_spread);
         const bool is_last = round == kClipRounds;
         sums = sum_flat(part, reference_x, reference_y, plane, limit, is_last, has_aliens);
         if (is_last && has_aliens) {

@@ -81,8 +81,8 @@ public:
     void classify(const Outline& outline, const Reach& reach) noexcept;
 
     // Takes samples out of the flat part that are of something else, with their neighbours, and sums up the others.
-    // Distances of the plane are from the reference point. spread: standard deviation of the samples; a first guess of
-    // the plane goes in, the fitted one comes out.
+    // Distances are from the reference point.
+    // plane, spread  out: the plane, and the standard deviation of the samples about it
     PlaneSums fit_flat(Part part, double reference_x, double reference_y, double least_spread, LevelPlane& plane,
                        double& spread) noexcept;
 
@@ -90,8 +90,8 @@ public:
     void grow_aliens(Part part) noexcept;
 
 private:
-    // The deviation of samples from a plane, by the median.
-    double spread_about(Part part, double reference_x, double reference_y, const LevelPlane& plane) noexcept;
+    template <class Measure>
+    double median_of(Part part, const Measure& measure) noexcept;
     // Sums the samples within the limit of a plane; the others may be made aliens.
     PlaneSums sum_flat(Part part, double reference_x, double reference_y, const LevelPlane& plane, double limit,
                        bool excludes, bool& has_aliens) noexcept;

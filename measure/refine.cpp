@@ -231,11 +231,14 @@ std::int32_t Refinement::adjust_once() noexcept
     const double contrast = std::fabs(model_.inside.level - model_.outside.level);
     const double least_spread = std::max(0.3 * std::sqrt(12 * least_variance()), 0.002 * contrast);
     double inside_spread = 0;
-    LevelPlane inside = model_.inside;
+    LevelPlane inside;
+    LevelPlane outside;
     input_.flat_inside =
         patch_.fit_flat(Part::kInside, input_.reference_x, input_.reference_y, least_spread, inside, inside_spread);
-    input_.flat_outside = patch_.fit_flat(Part::kOutside, input_.reference_x, input_.reference_y, least_spread,
-                                          model_.outside, flat_spread_);
+    input_.flat_outside =
+        patch_.fit_flat(Part::kOutside, input_.reference_x, input_.reference_y, least_spread, outside, flat_spread_);
+    if (input_.flat_outside.count > 10)
+        model_.outside = outside;
     if (input_.flat_inside.count > 10)
         model_.inside.level = inside.level;
     tie_slopes();
