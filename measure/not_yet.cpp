@@ -3,22 +3,6 @@
 #include "panoval_measure.h"
 
 extern "C" {
-PANOVAL_MEASURE_API int32_t panoval_measure_centre_by_homography(const PanovalMeasureEllipse*, const double*,
-                                                                 const double*, PanovalMeasurePoint*)
-{
-    return PANOVAL_MEASURE_NO_MEMORY;
-}
-PANOVAL_MEASURE_API int32_t panoval_measure_centre_by_focal_length(const PanovalMeasureEllipse*, const double*, double,
-                                                                   double, double, PanovalMeasureCirclePose*)
-{
-    return PANOVAL_MEASURE_NO_MEMORY;
-}
-PANOVAL_MEASURE_API int32_t panoval_measure_centre_by_rings(const PanovalMeasureEllipse*, const double*,
-                                                            const PanovalMeasureEllipse*, const double*,
-                                                            PanovalMeasurePoint*)
-{
-    return PANOVAL_MEASURE_NO_MEMORY;
-}
 PANOVAL_MEASURE_API int32_t panoval_measure_grid(const PanovalMeasureTarget*, int32_t, int32_t, int32_t,
                                                  PanovalMeasureGrid*, PanovalMeasureGridCell*)
 {
