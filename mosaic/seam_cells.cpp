@@ -4,6 +4,7 @@
 #include "core/numbers.h"
 #include "filter/chamfer_rows.h"
 #include "mosaic/parallel.h"
+#include "mosaic/scratch_pool.h"
 #include "mosaic/seam_nearest.h"
 #include "mosaic/seam_rows.h"
 
@@ -40,6 +41,15 @@ struct Piece {
     std::int64_t end_row;
 };
 
+struct Scratch {
+    std::vector<PixelBlock> blocks;
+    std::vector<CellSums> cells;
+    std::vector<std::uint16_t> sums; // down the columns, of 8-bit samples, and their roughness
+    std::vector<std::uint16_t> rough;
+    std::vector<std::uint32_t> wide_sums; // the same of 16-bit samples
+    std::vector<std::uint32_t> wide_rough;
+};
+
 class Reducer
 {
 public:
@@ -71,17 +81,19 @@ public:
         const std::int64_t first = std::max<std::int64_t>(0, top);
         const std::int64_t end = std::min(rect.height, top + (piece.end_row - piece.first_row) * grid_.cell);
         const std::vector<Span> spans = spans_to_read(piece.picture, first, end);
-        std::vector<PixelBlock> blocks(spans.size());
+        const ScratchPool<Scratch>::Lease scratch = scratch_.take();
+        std::vector<PixelBlock>& blocks = scratch->blocks;
+        blocks.resize(std::max(blocks.size(), spans.size()));
         for (std::size_t i = 0; i < spans.size(); ++i)
             reader_.read(piece.picture, {spans[i].first, first, spans[i].end - spans[i].first, end - first}, blocks[i]);
 
-        std::vector<CellSums> sums;
+        std::vector<CellSums>& sums = scratch->cells;
         for (std::int64_t row = piece.first_row; row < piece.end_row; ++row) {
             const std::int64_t cell_top = (pictures_[piece.picture].cells().y + row) * grid_.cell - rect.y;
             const Span rows{std::max<std::int64_t>(0, cell_top), std::min(rect.height, cell_top + grid_.cell)};
             sums.assign(static_cast<std::size_t>(pictures_[piece.picture].cells().width), {});
-            for (const PixelBlock& block : blocks)
-                add_block(piece.picture, block, {rows.first - first, rows.end - first}, sums);
+            for (std::size_t i = 0; i < spans.size(); ++i)
+                add_block(piece.picture, blocks[i], {rows.first - first, rows.end - first}, *scratch);
             finish_row(piece.picture, row, sums);
         }
     }
@@ -133,17 +145,17 @@ private:
         }
     }
 
-    void add_block(std::size_t picture, const PixelBlock& block, const Span& rows, std::vector<CellSums>& sums) const
+    void add_block(std::size_t picture, const PixelBlock& block, const Span& rows, Scratch& scratch) const
     {
         const std::uint8_t* const mask = block.mask_row(rows.first);
         const std::uint8_t* const end = mask + (rows.end - rows.first) * block.rect.width;
         const bool is_covered = !layout_.pictures[picture].has_mask || std::find(mask, end, std::uint8_t{0}) == end;
         if (!is_covered)
-            add_pixels(picture, block, rows, sums);
+            add_pixels(picture, block, rows, scratch.cells);
         else if (block.sample_bytes == 1)
-            add_rows<std::uint8_t, std::uint16_t>(picture, block, rows, sums);
+            add_rows<std::uint8_t>(picture, block, rows, scratch.sums, scratch.rough, scratch.cells);
         else
-            add_rows<std::uint16_t, std::uint32_t>(picture, block, rows, sums);
+            add_rows<std::uint16_t>(picture, block, rows, scratch.wide_sums, scratch.wide_rough, scratch.cells);
     }
 
     static void sum_samples(const std::uint8_t* row, const std::uint8_t* below, std::size_t count, std::size_t step,
@@ -165,11 +177,12 @@ private:
 
     // Rows that are covered throughout.
     template <class Sample, class Sum>
-    void add_rows(std::size_t picture, const PixelBlock& block, const Span& rows, std::vector<CellSums>& sums) const
+    void add_rows(std::size_t picture, const PixelBlock& block, const Span& rows, std::vector<Sum>& samples,
+                  std::vector<Sum>& rough, std::vector<CellSums>& cells) const
     {
         const auto count = static_cast<std::size_t>(block.rect.width) * channels_;
-        std::vector<Sum> samples(count);
-        std::vector<Sum> rough(count);
+        samples.assign(count, 0);
+        rough.assign(count, 0);
         for (std::int64_t y = rows.first; y < rows.end; ++y) {
             const auto* const row = reinterpret_cast<const Sample*>(block.row(y));
             const auto* const below = y + 1 < rows.end ? reinterpret_cast<const Sample*>(block.row(y + 1)) : nullptr;
@@ -177,7 +190,7 @@ private:
         }
         const std::int64_t height = rows.end - rows.first;
         for_each_cell(picture, block.rect, [&](std::int64_t first, std::int64_t end, std::size_t cell) {
-            CellSums& to = sums[cell];
+            CellSums& to = cells[cell];
             const std::size_t begin = static_cast<std::size_t>(first) * channels_;
             const std::size_t stop = static_cast<std::size_t>(end) * channels_;
             std::array<std::uint64_t, 4> sum{};
@@ -297,6 +310,7 @@ private:
     std::vector<ReducedPicture>& pictures_;
     std::vector<std::vector<Rect>> shared_; // of each picture, in its own pixels
     const std::size_t channels_;
+    ScratchPool<Scratch> scratch_;
 };
 
 } // namespace

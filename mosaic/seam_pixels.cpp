@@ -7,11 +7,13 @@
 
 #include "core/numbers.h"
 #include "mosaic/parallel.h"
+#include "mosaic/scratch_pool.h"
 #include "mosaic/seam_swap.h"
 
 #include <algorithm>
 #include <array>
 #include <map>
+#include <utility>
 
 namespace panoval::mosaic
 {
@@ -69,10 +71,9 @@ public:
 
     // samples: as well, the corrected samples, channels beside each other; unset where nothing is covered
     void read_samples(const Layout& layout, const Corrections& corrections, std::size_t picture, PictureReader& reader,
-                      std::uint8_t* covered, float* samples) const
+                      PixelBlock& block, std::uint8_t* covered, float* samples) const
     {
         std::fill_n(covered, window_.pixels(), std::uint8_t{0});
-        PixelBlock block;
         for (const Part& part : parts_) {
             reader.read(picture, part.own, block);
             for (std::int64_t y = 0; y < part.own.height; ++y) {
@@ -119,15 +120,31 @@ struct Strip {
     std::vector<std::uint8_t> uniform; // of each tile: all of it has one label
 };
 
+// What a window shows of a picture.
+struct WindowPicture {
+    std::size_t number = 0;
+    std::vector<std::uint8_t> covered;
+    std::vector<float> samples;
+};
+
+// Memory for the costs of one window after the other.
+struct CostScratch {
+    std::vector<WindowPicture> pictures;
+    std::vector<float> differences;
+    std::vector<float> rows;
+    std::vector<std::int32_t> cells;
+    PixelBlock block;
+};
+
 // Costs of separating two pictures at the pixels of a window: those of their cells, and how much the pixels differ,
 // smoothed a little because single pixels are noisy.
 class PixelCosts : public SwapCosts
 {
 public:
     PixelCosts(const Layout& layout, const Corrections& corrections, const CellCosts& costs, PictureReader& reader,
-               const Rect& window)
+               const Rect& window, CostScratch& scratch)
         : layout_(layout), corrections_(corrections), costs_(costs), reader_(reader), window_(window),
-          grown_(window.grown(1))
+          grown_(window.grown(1)), scratch_(scratch)
     {
     }
 
@@ -137,11 +154,14 @@ public:
         const PicturePair* const pair = costs_.find_pair(first, second);
         if (pair == nullptr)
             return;
-        const Picture& a = picture(first);
-        const Picture& b = picture(second);
+        const std::size_t index_a = load(first);
+        const std::size_t index_b = load(second);
+        const WindowPicture& a = scratch_.pictures[index_a];
+        const WindowPicture& b = scratch_.pictures[index_b];
         compare(*pair, a, b);
         const Rect cells = cells_of_window();
-        std::vector<std::int32_t> cell_costs(static_cast<std::size_t>(cells.pixels()));
+        std::vector<std::int32_t>& cell_costs = scratch_.cells;
+        cell_costs.resize(static_cast<std::size_t>(cells.pixels()));
         costs_.fill(*pair, cells, cell_costs.data());
         for (std::int64_t y = 0; y < window_.height; ++y)
             for (std::int64_t x = 0; x < window_.width; ++x) {
@@ -156,24 +176,23 @@ public:
     }
 
 private:
-    struct Picture {
-        std::size_t number;
-        std::vector<std::uint8_t> covered;
-        std::vector<float> samples;
-    };
-
-    const Picture& picture(std::size_t number)
+    // Where a picture is in the scratch.
+    std::size_t load(std::size_t number)
     {
-        const auto known = pictures_.find(number);
-        if (known != pictures_.end())
-            return known->second;
-        Picture& next = pictures_[number];
+        for (std::size_t i = 0; i < loaded_; ++i)
+            if (scratch_.pictures[i].number == number)
+                return i;
+        if (loaded_ == scratch_.pictures.size())
+            scratch_.pictures.emplace_back();
+        WindowPicture& next = scratch_.pictures[loaded_];
+        next.number = number;
         const auto pixels = static_cast<std::size_t>(grown_.pixels());
         next.covered.resize(pixels);
         next.samples.resize(pixels * static_cast<std::size_t>(layout_.channels));
         PictureWindow(layout_, number, grown_)
-            .read_samples(layout_, corrections_, number, reader_, next.covered.data(), next.samples.data());
-        return next;
+            .read_samples(layout_, corrections_, number, reader_, scratch_.block, next.covered.data(),
+                          next.samples.data());
+        return loaded_++;
     }
 
     // The window lies inside the canvas.
@@ -181,23 +200,25 @@ private:
     Rect cells_of_window() const { return costs_.grid().cells_of(window_); }
 
     // The sums over 3 x 3 pixels, weighted 1 2 1 in either direction, of each channel's difference.
-    void compare(const PicturePair& pair, const Picture& a, const Picture& b)
+    void compare(const PicturePair& pair, const WindowPicture& a, const WindowPicture& b)
     {
         const auto channels = static_cast<std::size_t>(layout_.channels);
         const auto width = static_cast<std::size_t>(grown_.width);
         const auto pixels = static_cast<std::size_t>(grown_.pixels());
-        differences_.assign(pixels * channels, 0.f);
+        std::vector<float>& differences = scratch_.differences;
+        std::vector<float>& rows = scratch_.rows;
+        differences.assign(pixels * channels, 0.f);
         for (std::size_t p = 0; p < pixels; ++p)
             if (a.covered[p] != 0 && b.covered[p] != 0)
                 for (std::size_t c = 0; c < channels; ++c)
-                    differences_[p * channels + c] =
+                    differences[p * channels + c] =
                         a.samples[p * channels + c] * pair.ratio[c] - b.samples[p * channels + c];
-        rows_.assign(pixels * channels, 0.f);
+        rows.assign(pixels * channels, 0.f);
         const std::size_t pitch = width * channels;
-        for (std::size_t i = channels; i + channels < differences_.size(); ++i)
-            rows_[i] = differences_[i - channels] + 2 * differences_[i] + differences_[i + channels];
-        for (std::size_t i = pitch; i + pitch < rows_.size(); ++i)
-            differences_[i] = rows_[i - pitch] + 2 * rows_[i] + rows_[i + pitch];
+        for (std::size_t i = channels; i + channels < differences.size(); ++i)
+            rows[i] = differences[i - channels] + 2 * differences[i] + differences[i + channels];
+        for (std::size_t i = pitch; i + pitch < rows.size(); ++i)
+            differences[i] = rows[i - pitch] + 2 * rows[i] + rows[i + pitch];
     }
 
     std::int32_t pixel_cost(const PicturePair& pair, std::size_t at) const
@@ -205,7 +226,7 @@ private:
         const auto channels = static_cast<std::size_t>(layout_.channels);
         float sum = 0;
         for (std::size_t c = 0; c < channels; ++c) {
-            const float d = differences_[at * channels + c];
+            const float d = scratch_.differences[at * channels + c];
             sum += d * d;
         }
         // Cells average more noise away than nine weighted pixels do: 1 / cell^2 of it is left against 0.14.
@@ -222,9 +243,16 @@ private:
     PictureReader& reader_;
     const Rect window_;
     const Rect grown_;
-    std::map<std::size_t, Picture> pictures_;
-    std::vector<float> differences_;
-    std::vector<float> rows_;
+    CostScratch& scratch_;
+    std::size_t loaded_ = 0; // pictures
+};
+
+struct TileScratch {
+    SwapWindow whole;
+    SwapWindow window;
+    std::vector<std::uint8_t> band;
+    CostScratch costs;
+    LabelSwapper swapper;
 };
 
 class PixelSearch
@@ -248,15 +276,19 @@ public:
     {
         SeamMap map(layout_.width);
         std::vector<std::int32_t> above(static_cast<std::size_t>(layout_.width), kNobody);
-        Strip strip = resolve(0);
+        Strip strip;
+        Strip below;
+        resolve(0, strip);
         for (std::size_t i = 0; i < strip_count(); ++i) {
-            Strip below = i + 1 < strip_count() ? resolve(i + 1) : Strip{};
+            below.labels.clear();
+            if (i + 1 < strip_count())
+                resolve(i + 1, below);
             refine(above, strip, below);
             for (std::int64_t y = 0; y < strip.height; ++y)
                 map.add_row(row_of(strip, y));
             const std::span<const std::int32_t> last = row_of(strip, strip.height - 1);
             std::copy(last.begin(), last.end(), above.begin());
-            strip = std::move(below);
+            std::swap(strip, below);
             const double done = static_cast<double>(i + 1) / static_cast<double>(strip_count());
             progress.report(Phase::Seams, progress_before + (1 - progress_before) * done);
         }
@@ -272,20 +304,18 @@ private:
         return {strip.labels.data() + y * layout_.width, static_cast<std::size_t>(layout_.width)};
     }
 
-    Strip resolve(std::size_t number) const
+    void resolve(std::size_t number, Strip& strip) const
     {
-        Strip strip;
         strip.y = static_cast<std::int64_t>(number) * tile_;
         strip.height = std::min(tile_, layout_.height - strip.y);
         strip.labels.resize(static_cast<std::size_t>(strip.height * layout_.width));
         strip.uniform.resize(static_cast<std::size_t>(tile_count()));
         if (has_keepers_)
-            strip.pinned.resize(strip.labels.size());
+            strip.pinned.assign(strip.labels.size(), 0);
         run_in_parallel(static_cast<std::size_t>(tile_count()), threads_, [&](std::size_t i) {
             const std::int64_t x = static_cast<std::int64_t>(i) * tile_;
-            resolve(strip, {x, strip.y, std::min(tile_, layout_.width - x), strip.height});
+            resolve_tile(strip, {x, strip.y, std::min(tile_, layout_.width - x), strip.height});
         });
-        return strip;
     }
 
     // The pixels of a cell that lies inside the canvas.
@@ -294,7 +324,7 @@ private:
         return {column * grid_.cell, row * grid_.cell, grid_.column_width(column), grid_.row_height(row)};
     }
 
-    void resolve(Strip& strip, const Rect& tile) const
+    void resolve_tile(Strip& strip, const Rect& tile) const
     {
         const Rect cells = grid_.cells_of(tile);
         const std::int32_t corner = labels_.at(cells.x, cells.y);
@@ -467,17 +497,18 @@ private:
     {
         if (strip.uniform[static_cast<std::size_t>(tile.x / tile_)] != 0 && !has_seam_around(tile, above, strip, below))
             return;
-        SwapWindow whole;
+        const ScratchPool<TileScratch>::Lease scratch = scratch_.take();
+        SwapWindow& whole = scratch->whole;
         whole.reset(tile.width, tile.height);
         for (std::int64_t y = -1; y <= tile.height; ++y)
             for (std::int64_t x = -1; x <= tile.width; ++x)
                 whole.label(x, y) = label_at(tile.x + x, tile.y + y, above, strip, below);
-        std::vector<std::uint8_t> band;
+        std::vector<std::uint8_t>& band = scratch->band;
         const Rect part = find_band(whole, band);
         if (part.is_empty())
             return;
 
-        SwapWindow window;
+        SwapWindow& window = scratch->window;
         window.reset(part.width, part.height);
         for (std::int64_t y = -1; y <= part.height; ++y)
             for (std::int64_t x = -1; x <= part.width; ++x)
@@ -489,10 +520,9 @@ private:
                 window.set_movable(
                     x, y, !is_pinned && band[static_cast<std::size_t>((part.y + y) * tile.width + part.x + x)] != 0);
             }
-        PixelCosts provider(layout_, corrections_, costs_, reader_, part.moved(tile.x, tile.y));
-        LabelSwapper swapper;
-        swapper.begin(window, provider);
-        swapper.swap_all(2);
+        PixelCosts provider(layout_, corrections_, costs_, reader_, part.moved(tile.x, tile.y), scratch->costs);
+        scratch->swapper.begin(window, provider);
+        scratch->swapper.swap_all(2);
         for (std::int64_t y = 0; y < part.height; ++y)
             for (std::int64_t x = 0; x < part.width; ++x)
                 strip.labels[static_cast<std::size_t>((part.y + y) * layout_.width + tile.x + part.x + x)] =
@@ -510,6 +540,7 @@ private:
     const std::int64_t tile_;
     const bool has_keepers_;
     std::vector<std::vector<std::size_t>> in_strip_; // pictures that reach each strip
+    mutable ScratchPool<TileScratch> scratch_;
 };
 
 } // namespace

@@ -2,6 +2,7 @@
 #include "mosaic/seam_reduced.h"
 
 #include "mosaic/parallel.h"
+#include "mosaic/scratch_pool.h"
 #include "mosaic/seam_swap.h"
 
 #include <algorithm>
@@ -23,6 +24,11 @@ struct Region {
     std::vector<std::int32_t> costs;
     std::int32_t wave = 0;     // regions of one wave do not touch
     std::int32_t last_run = 0; // number of the last swap of it
+};
+
+struct WindowScratch {
+    SwapWindow window;
+    LabelSwapper swapper;
 };
 
 class CoarseSearch
@@ -195,7 +201,8 @@ private:
             return false;
         region.last_run = sweep * static_cast<std::int32_t>(regions_.size()) + static_cast<std::int32_t>(number) + 1;
 
-        SwapWindow window;
+        const ScratchPool<WindowScratch>::Lease scratch = scratch_.take();
+        SwapWindow& window = scratch->window;
         window.reset(region.cells.width, region.cells.height);
         for (std::int64_t y = -1; y <= region.cells.height; ++y)
             for (std::int64_t x = -1; x <= region.cells.width; ++x)
@@ -206,9 +213,8 @@ private:
                 window.set_movable(x, y, is_fixed_[cell_index(column, region.cells.y + y)] == 0);
             }
         StoredCosts stored(*this, region.cells);
-        LabelSwapper swapper;
-        swapper.begin(window, stored);
-        if (!swapper.swap(region.pair->first, region.pair->second))
+        scratch->swapper.begin(window, stored);
+        if (!scratch->swapper.swap(region.pair->first, region.pair->second))
             return false;
         take_over(region, window);
         return true;
@@ -236,6 +242,7 @@ private:
     std::vector<std::int32_t> changed_; // number of the last swap that changed the cell
     std::vector<Region> regions_;       // in the order of their pairs
     std::vector<std::vector<std::size_t>> waves_;
+    ScratchPool<WindowScratch> scratch_;
 };
 
 // Draws the seams of large cells on cells, inside windows one after the other; those that do not touch, at once.
@@ -243,8 +250,14 @@ class FineSearch
 {
 public:
     FineSearch(const CellCosts& costs, std::int64_t factor, const std::vector<std::int32_t>& kept, std::size_t threads)
-        : costs_(costs), factor_(factor), kept_(kept), threads_(threads), grid_(costs.grid()), labels_(grid_)
+        : costs_(costs), factor_(factor), kept_(kept), threads_(threads), grid_(costs.grid()), labels_(grid_),
+          in_rows_(static_cast<std::size_t>((grid_.rows() + kWindow - 1) / kWindow))
     {
+        for (std::size_t i = 0; i < costs.pictures().size(); ++i) {
+            const Rect& cells = costs.pictures()[i].cells();
+            for (std::int64_t rows = cells.y / kWindow; rows <= (cells.bottom() - 1) / kWindow; ++rows)
+                in_rows_[static_cast<std::size_t>(rows)].push_back(i);
+        }
     }
 
     CellLabels run(const CellLabels& coarse)
@@ -287,7 +300,7 @@ private:
     {
         std::int32_t best = kNobody;
         std::int32_t farthest = 0;
-        for (std::size_t i = 0; i < costs_.pictures().size(); ++i) {
+        for (const std::size_t i : in_rows_[static_cast<std::size_t>(row / kWindow)]) {
             const std::int64_t index = costs_.pictures()[i].index(column, row);
             const std::int32_t distance = index >= 0 ? costs_.pictures()[i].distance(index) : 0;
             if (distance > farthest) {
@@ -359,7 +372,8 @@ private:
     {
         if (!has_seam(cells))
             return;
-        SwapWindow window;
+        const ScratchPool<WindowScratch>::Lease scratch = scratch_.take();
+        SwapWindow& window = scratch->window;
         window.reset(cells.width, cells.height);
         for (std::int64_t y = -1; y <= cells.height; ++y)
             for (std::int64_t x = -1; x <= cells.width; ++x)
@@ -367,9 +381,8 @@ private:
         if (!mark_movable(cells, window))
             return;
         WindowCosts provider(costs_, cells);
-        LabelSwapper swapper;
-        swapper.begin(window, provider);
-        swapper.swap_all(2);
+        scratch->swapper.begin(window, provider);
+        scratch->swapper.swap_all(2);
         for (std::int64_t y = 0; y < cells.height; ++y)
             for (std::int64_t x = 0; x < cells.width; ++x)
                 labels_.at(cells.x + x, cells.y + y) = window.label(x, y);
@@ -391,6 +404,8 @@ private:
     const std::size_t threads_;
     const CellGrid& grid_;
     CellLabels labels_;
+    std::vector<std::vector<std::size_t>> in_rows_; // pictures that reach each row of windows
+    ScratchPool<WindowScratch> scratch_;
 };
 
 } // namespace
