@@ -1,6 +1,6 @@
 # What the library, its tests and the program stand on. For Windows, Highway, GoogleTest, Google Benchmark and the
 # libraries of picture formats are built from the sources that ./dev puts into build/deps, because the distribution has no
-# such packages.
+# such packages; for 64-bit Arm Highway and GoogleTest are.
 
 set(PANOVAL_DEPS "${CMAKE_SOURCE_DIR}/build/deps")
 
@@ -14,6 +14,8 @@ add_library(panoval_boost INTERFACE) # headers only
 
 if(WIN32)
     include(windows_dependencies)
+elseif(CMAKE_CROSSCOMPILING)
+    include(arm64_dependencies)
 else()
     find_package(Threads REQUIRED)
     target_link_libraries(panoval_highway INTERFACE hwy)

@@ -3,7 +3,6 @@
 // partial pivoting (symmetric ones by Cholesky where they are positive definite); least squares use Householder
 // reflections with column pivoting. Matrices of up to kSmall rows live on the stack.
 #include "libmath/libmath.h"
-#include "libmath/unfused_eigen.h"
 
 #include <Eigen/Cholesky>
 #include <Eigen/Core>
