@@ -347,7 +347,10 @@ typedef struct PanovalMeasureGrid {
  * the picture, and whose columns run downward. A board is never mirrored. Residuals are those of the images of the
  * circles' centres.
  *
- * Returns PANOVAL_MEASURE_OK, NULL_ARGUMENT, BAD_COUNT, NOT_A_NUMBER, NO_GRID, or NO_MEMORY.
+ * A board of which a whole outer row or column is missing is not found, for it could lie in two ways; nor is one with
+ * fewer than half its targets.
+ *
+ * Returns PANOVAL_MEASURE_OK, NULL_ARGUMENT, BAD_COUNT, NOT_A_NUMBER, BAD_ELLIPSE, NO_GRID, or NO_MEMORY.
  */
 PANOVAL_MEASURE_API int32_t panoval_measure_grid(const PanovalMeasureTarget* targets, int32_t count, int32_t rows,
                                                  int32_t columns, PanovalMeasureGrid* grid,
