@@ -2,7 +2,7 @@
 # libraries of picture formats are built from the sources that ./dev puts into build/deps, because the distribution has no
 # such packages; for 64-bit Arm Highway and GoogleTest are.
 
-set(PANOVAL_DEPS "${CMAKE_SOURCE_DIR}/build/deps")
+set(PANOVAL_DEPS "${PROJECT_SOURCE_DIR}/build/deps")
 
 add_library(panoval_highway INTERFACE)
 add_library(panoval_openmp INTERFACE)
@@ -12,13 +12,28 @@ add_library(panoval_eigen INTERFACE)
 add_library(panoval_codecs INTERFACE)
 add_library(panoval_boost INTERFACE) # headers only
 
+# Highway as a part of our libraries, so that none needs it beside itself.
+if(EXISTS "${PANOVAL_DEPS}/highway/hwy/targets.cc")
+    add_library(panoval_hwy_objects OBJECT
+        "${PANOVAL_DEPS}/highway/hwy/aligned_allocator.cc"
+        "${PANOVAL_DEPS}/highway/hwy/per_target.cc"
+        "${PANOVAL_DEPS}/highway/hwy/print.cc"
+        "${PANOVAL_DEPS}/highway/hwy/targets.cc")
+    target_include_directories(panoval_hwy_objects SYSTEM PUBLIC "${PANOVAL_DEPS}/highway")
+    set_target_properties(panoval_hwy_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
+    add_library(panoval_hwy STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:panoval_hwy_objects>)
+    target_include_directories(panoval_hwy SYSTEM PUBLIC "${PANOVAL_DEPS}/highway")
+    target_link_libraries(panoval_highway INTERFACE panoval_hwy)
+elseif(NOT WIN32)
+    target_link_libraries(panoval_highway INTERFACE hwy) # the system's, as a shared library
+endif()
+
 if(WIN32)
     include(windows_dependencies)
 elseif(CMAKE_CROSSCOMPILING)
     include(arm64_dependencies)
 else()
     find_package(Threads REQUIRED)
-    target_link_libraries(panoval_highway INTERFACE hwy)
     target_link_libraries(panoval_openmp INTERFACE gomp)
     target_link_libraries(panoval_gtest INTERFACE gtest Threads::Threads)
     if(PANOVAL_BENCH)

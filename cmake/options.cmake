@@ -12,13 +12,13 @@ set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG")
 set(CMAKE_C_FLAGS_RELEASE "-O2 -DNDEBUG")
 set(CMAKE_EXPORT_COMPILE_COMMANDS ON)
 
-set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+set(CMAKE_RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
 if(WIN32)
-    set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/bin")
+    set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/bin")
 else()
-    set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/lib")
+    set(CMAKE_LIBRARY_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/lib")
 endif()
-set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${CMAKE_BINARY_DIR}/archive")
+set(CMAKE_ARCHIVE_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/archive")
 
 # The loader looks beside the library (and in ../lib for programs), but after the environment's library path, so that a
 # host can put its own libmath in place of ours: RUNPATH, not RPATH.
@@ -30,7 +30,7 @@ endif()
 
 add_library(panoval_options INTERFACE)
 target_compile_options(panoval_options INTERFACE
-    -Wall -Wextra -Wshadow -Wconversion -Werror
+    -Wall -Wextra -Wshadow -Wconversion $<$<BOOL:${PANOVAL_WERROR}>:-Werror>
     # Results are part of the interface: no contraction into fused multiply-add, no fast-math anywhere.
     -ffp-contract=off)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
@@ -44,9 +44,9 @@ endif()
 
 # The names of a list in tests/interface, for a linker's file: FORMAT is what stands for one name, with @ in its place.
 function(panoval_exported_names list format result)
-    file(STRINGS "${CMAKE_SOURCE_DIR}/tests/interface/${list}.exports" names REGEX "^[^#]")
+    file(STRINGS "${PROJECT_SOURCE_DIR}/tests/interface/${list}.exports" names REGEX "^[^#]")
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS
-                 "${CMAKE_SOURCE_DIR}/tests/interface/${list}.exports")
+                 "${PROJECT_SOURCE_DIR}/tests/interface/${list}.exports")
     set(lines "")
     foreach(name IN LISTS names)
         string(REPLACE "@" "${name}" line "${format}")
@@ -82,8 +82,8 @@ function(panoval_shared_library target)
     target_link_options(${target} PRIVATE -Wl,--exclude-libs,ALL -Wl,-z,defs)
     get_target_property(listed ${target} LINK_DEPENDS)
     if(NOT listed)
-        target_link_options(${target} PRIVATE "-Wl,--version-script=${CMAKE_SOURCE_DIR}/cmake/hide_cpp.map")
-        set_target_properties(${target} PROPERTIES LINK_DEPENDS "${CMAKE_SOURCE_DIR}/cmake/hide_cpp.map")
+        target_link_options(${target} PRIVATE "-Wl,--version-script=${PROJECT_SOURCE_DIR}/cmake/hide_cpp.map")
+        set_target_properties(${target} PROPERTIES LINK_DEPENDS "${PROJECT_SOURCE_DIR}/cmake/hide_cpp.map")
     endif()
     if(PANOVAL_SANITIZE)
         # Clang leaves the sanitizer's symbols to the program.

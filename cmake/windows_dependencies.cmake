@@ -5,15 +5,6 @@ set(BENCHMARK_ENABLE_TESTING OFF)
 set(BENCHMARK_ENABLE_WERROR OFF)
 set(BENCHMARK_ENABLE_INSTALL OFF)
 
-add_library(hwy_windows STATIC EXCLUDE_FROM_ALL
-    "${PANOVAL_DEPS}/highway/hwy/aligned_allocator.cc"
-    "${PANOVAL_DEPS}/highway/hwy/per_target.cc"
-    "${PANOVAL_DEPS}/highway/hwy/print.cc"
-    "${PANOVAL_DEPS}/highway/hwy/targets.cc")
-target_include_directories(hwy_windows SYSTEM PUBLIC "${PANOVAL_DEPS}/highway")
-set_target_properties(hwy_windows PROPERTIES POSITION_INDEPENDENT_CODE ON)
-target_link_libraries(panoval_highway INTERFACE hwy_windows)
-
 target_link_libraries(panoval_openmp INTERFACE gomp)
 
 if(PANOVAL_CLI)
@@ -42,12 +33,12 @@ endif()
 
 # Header-only packages of this system, each linked into a folder of its own, so that the system's other headers stay
 # out of the cross build.
-file(MAKE_DIRECTORY "${CMAKE_BINARY_DIR}/headers")
+file(MAKE_DIRECTORY "${PROJECT_BINARY_DIR}/headers")
 foreach(package IN ITEMS CLI nlohmann boost)
     if(EXISTS "/usr/include/${package}")
-        file(CREATE_LINK "/usr/include/${package}" "${CMAKE_BINARY_DIR}/headers/${package}" SYMBOLIC)
+        file(CREATE_LINK "/usr/include/${package}" "${PROJECT_BINARY_DIR}/headers/${package}" SYMBOLIC)
     endif()
 endforeach()
-set(PANOVAL_HEADERS_DIR "${CMAKE_BINARY_DIR}/headers")
+set(PANOVAL_HEADERS_DIR "${PROJECT_BINARY_DIR}/headers")
 target_include_directories(panoval_eigen SYSTEM INTERFACE /usr/include/eigen3)
 target_include_directories(panoval_boost SYSTEM INTERFACE "${PANOVAL_HEADERS_DIR}")

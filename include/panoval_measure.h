@@ -23,6 +23,8 @@
 #ifndef PANOVAL_MEASURE_H
 #define PANOVAL_MEASURE_H
 
+#include "panoval_version.h"
+
 #include <stdint.h>
 
 #if defined(_WIN32) && defined(PANOVAL_MEASURE_BUILDING)
@@ -41,9 +43,9 @@ extern "C" {
 
 /* ------------------------------------------------------------------------------------------ version and errors ---- */
 
-#define PANOVAL_MEASURE_VERSION_MAJOR 1
-#define PANOVAL_MEASURE_VERSION_MINOR 0
-#define PANOVAL_MEASURE_VERSION_PATCH 0
+#define PANOVAL_MEASURE_VERSION_MAJOR PANOVAL_VERSION_MAJOR
+#define PANOVAL_MEASURE_VERSION_MINOR PANOVAL_VERSION_MINOR
+#define PANOVAL_MEASURE_VERSION_PATCH PANOVAL_VERSION_PATCH
 
 /**
  * The version that the library was built as, which may differ from the header's.

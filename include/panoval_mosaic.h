@@ -35,6 +35,8 @@
 #ifndef PANOVAL_MOSAIC_H
 #define PANOVAL_MOSAIC_H
 
+#include "panoval_version.h"
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -56,9 +58,9 @@ extern "C" {
  */
 
 /** The version of this header; panoval_mosaic_version has that of the library. */
-#define PANOVAL_MOSAIC_VERSION_MAJOR 1
-#define PANOVAL_MOSAIC_VERSION_MINOR 0
-#define PANOVAL_MOSAIC_VERSION_PATCH 0
+#define PANOVAL_MOSAIC_VERSION_MAJOR PANOVAL_VERSION_MAJOR
+#define PANOVAL_MOSAIC_VERSION_MINOR PANOVAL_VERSION_MINOR
+#define PANOVAL_MOSAIC_VERSION_PATCH PANOVAL_VERSION_PATCH
 
 /** What a routine returns. */
 typedef enum PanovalMosaicCode {

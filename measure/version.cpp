@@ -60,4 +60,9 @@ PANOVAL_MEASURE_API const char* panoval_measure_error_text(int32_t code)
     }
 }
 
+PANOVAL_VERSION_API int32_t panoval_version(void)
+{
+    return PANOVAL_VERSION_NUMBER;
+}
+
 } // extern "C"

@@ -1,0 +1,43 @@
+#!/bin/sh
+# Installs a build and uses it as a stranger would: use_installed.sh BUILD SOURCE STAGE
+set -eu
+build=$1
+source=$2
+stage=$3
+rm -rf "$stage"
+mkdir -p "$stage"
+cmake --install "$build" --prefix "$stage/usr" >"$stage/install.log"
+expected="450 x 200, dark 60, middle 130, bright 200"
+
+expect() { # NAME COMMAND...
+    name=$1
+    shift
+    found=$(cd "$stage" && "$@")
+    if [ "$found" != "$expected" ]; then
+        echo "$name: found '$found'; expected '$expected'" >&2
+        exit 1
+    fi
+    echo "$name: works"
+}
+
+PKG_CONFIG_PATH=$(dirname "$(find "$stage" -name panoval.pc)")
+export PKG_CONFIG_PATH
+library=$(dirname "$PKG_CONFIG_PATH")
+# shellcheck disable=SC2046 # lists of words
+cc "$source/examples/stitch_two.c" $(pkg-config --cflags --libs panoval) -Wl,-rpath,"$library" -o "$stage/by_pkg_config"
+expect "a C program by pkg-config" "$stage/by_pkg_config"
+
+cmake -S "$source/tests/install/consumer" -B "$stage/consumer" -DCMAKE_PREFIX_PATH="$stage/usr" \
+    -DEXAMPLE="$source/examples/stitch_two.c" >"$stage/configure.log"
+cmake --build "$stage/consumer" >"$stage/build.log" || {
+    cat "$stage/build.log"
+    exit 1
+}
+expect "a C program by find_package" "$stage/consumer/shared"
+expect "a static C program by find_package" "$stage/consumer/static"
+if ldd "$stage/consumer/static" | grep -q panoval; then
+    echo "the static program needs a shared library of ours" >&2
+    exit 1
+fi
+"$stage/consumer/versions"
+"$stage/usr/bin/panoval" --version
