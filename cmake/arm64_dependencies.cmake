@@ -3,17 +3,10 @@
 
 find_package(Threads REQUIRED)
 
-add_library(hwy_arm64 STATIC EXCLUDE_FROM_ALL
-    "${PANOVAL_DEPS}/highway/hwy/aligned_allocator.cc"
-    "${PANOVAL_DEPS}/highway/hwy/per_target.cc"
-    "${PANOVAL_DEPS}/highway/hwy/print.cc"
-    "${PANOVAL_DEPS}/highway/hwy/targets.cc")
-target_include_directories(hwy_arm64 SYSTEM PUBLIC "${PANOVAL_DEPS}/highway")
 # The one instruction set that all these processors have. Some kernels keep vectors in structs, which the scalable
 # vectors of SVE cannot be.
-target_compile_definitions(hwy_arm64 PUBLIC HWY_COMPILE_ONLY_STATIC)
-set_target_properties(hwy_arm64 PROPERTIES POSITION_INDEPENDENT_CODE ON)
-target_link_libraries(panoval_highway INTERFACE hwy_arm64)
+target_compile_definitions(panoval_hwy_objects PUBLIC HWY_COMPILE_ONLY_STATIC)
+target_compile_definitions(panoval_highway INTERFACE HWY_COMPILE_ONLY_STATIC)
 
 target_link_libraries(panoval_openmp INTERFACE gomp)
 
