@@ -21,7 +21,9 @@ constexpr float kMostRatio = 4;      // beyond, two pictures are not the same sc
 constexpr float kNoiseAllowance = 4; // differences up to twice the usual one are noise
 constexpr float kSaturation = 2000;  //
 constexpr float kRoughnessWeight = 0.5f;
-constexpr float kEdgeCost = 3; // of a step along a picture's edge, over that of one in the middle
+constexpr std::int64_t kReach = 32;                 // pixels that a seam keeps from what differs, if it can
+constexpr std::int32_t kUnrepelled = 8 * kCostUnit; // costs up to which nothing differs
+constexpr float kEdgeCost = 3;                      // of a step along a picture's edge, over that of one in the middle
 
 // The value in the middle of their order.
 float median(std::vector<float>& values)
@@ -57,6 +59,42 @@ void spread(const Rect& cells, std::int32_t part, std::vector<std::int32_t>& cos
             std::int32_t& cost = costs[y * width + x];
             if (cost != kNotShared)
                 cost = std::max(cost, std::max(*at, std::max(above, below)) / part);
+        }
+}
+
+// How far from what differs a seam keeps if it can, in cells: the bands of blending reach about as far.
+std::int64_t reach_in_cells(std::int64_t cell)
+{
+    return std::max<std::int64_t>(2, (kReach + cell - 1) / cell);
+}
+
+// Adds a cost that falls with the distance from cells that differ, to nothing at the reach: the largest over all cells
+// of their own repulsion less the way from them, in two passes as for chamfer distances.
+void repel(const Rect& cells, std::int64_t reach, std::vector<std::int32_t>& costs, std::vector<std::int32_t>& scratch)
+{
+    constexpr std::int32_t kMost = 24 * kCostUnit; // beside a cell that differs much
+    const auto straight = static_cast<std::int32_t>(kMost / reach);
+    const std::int32_t diagonal = straight * 7 / 5;
+    const std::int64_t pitch = cells.width + 2; // with a frame of nothing
+    scratch.assign(static_cast<std::size_t>(pitch * (cells.height + 2)), 0);
+    const auto at = [&](std::int64_t x, std::int64_t y) { return scratch.data() + (y + 1) * pitch + x + 1; };
+    for (std::int64_t y = 0; y < cells.height; ++y)
+        for (std::int64_t x = 0; x < cells.width; ++x) {
+            const std::int32_t cost = costs[static_cast<std::size_t>(y * cells.width + x)];
+            std::int32_t* const p = at(x, y);
+            const std::int32_t beside = std::max(p[-1], p[-pitch]) - straight;
+            const std::int32_t corner = std::max(p[-pitch - 1], p[-pitch + 1]) - diagonal;
+            *p = std::max(std::clamp(cost - kUnrepelled, 0, kMost), std::max(beside, corner));
+        }
+    for (std::int64_t y = cells.height - 1; y >= 0; --y)
+        for (std::int64_t x = cells.width - 1; x >= 0; --x) {
+            std::int32_t* const p = at(x, y);
+            const std::int32_t beside = std::max(p[1], p[pitch]) - straight;
+            const std::int32_t corner = std::max(p[pitch + 1], p[pitch - 1]) - diagonal;
+            *p = std::max(*p, std::max(beside, corner));
+            std::int32_t& cost = costs[static_cast<std::size_t>(y * cells.width + x)];
+            if (cost != kNotShared)
+                cost += *p * *p / kMost;
         }
 }
 
@@ -191,8 +229,8 @@ float CellCosts::step_cost(const PicturePair& pair, std::int64_t column, std::in
 
 void CellCosts::fill(const PicturePair& pair, const Rect& cells, std::int32_t* out) const
 {
-    constexpr std::int64_t kMargin = 2;
-    const Rect grown = cells.grown(kMargin);
+    const std::int64_t margin = reach_in_cells(grid_.cell);
+    const Rect grown = cells.grown(margin);
     std::vector<std::int32_t> costs(static_cast<std::size_t>(grown.pixels()), kNotShared);
     std::size_t i = 0;
     for (std::int64_t row = grown.y; row < grown.bottom(); ++row)
@@ -204,8 +242,8 @@ void CellCosts::fill(const PicturePair& pair, const Rect& cells, std::int32_t* o
         }
     std::vector<std::int32_t> scratch;
     spread(grown, 4, costs, scratch);
-    spread(grown, 4, costs, scratch);
-    copy_inner(costs, cells, kMargin, out);
+    repel(grown, margin, costs, scratch);
+    copy_inner(costs, cells, margin, out);
 }
 
 void CellCosts::fill_coarse(const PicturePair& pair, const CellGrid& coarse, std::int64_t factor, const Rect& cells,
@@ -237,6 +275,7 @@ void CellCosts::fill_coarse(const PicturePair& pair, const CellGrid& coarse, std
         }
     std::vector<std::int32_t> scratch;
     spread(cells, 8, costs, scratch);
+    repel(cells, reach_in_cells(coarse.cell), costs, scratch);
     std::copy(costs.begin(), costs.end(), out);
 }
 

@@ -144,6 +144,26 @@ TEST(SeamFind, LeavesThingsThatMovedWhole)
     }
 }
 
+// Blending bleeds a little over a seam: things stay clean only if seams keep away from them.
+TEST(SeamFind, KeepsItsDistanceFromThingsThatMoved)
+{
+    for (std::uint64_t seed = 0; seed < 8; ++seed) {
+        SideBySide shape;
+        shape.width = 300;
+        shape.overlap = 160;
+        SeamReader reader = side_by_side(shape, seed);
+        const std::int64_t left = shape.width - shape.overlap;
+        const Rect thing{left + 40 + 8 * static_cast<std::int64_t>(seed), 40, 16, 80};
+        draw_thing(reader, 1, thing, 25);
+        const SeamMap map = find(reader);
+        for (std::int64_t y = thing.y; y < thing.bottom(); ++y)
+            for (const SeamMap::Run& run : map.runs(y).first(map.runs(y).size() - 1)) {
+                const std::int64_t away = std::max(thing.x - run.end, run.end - thing.right());
+                EXPECT_GE(away, 16) << "seed " << seed << ", row " << y;
+            }
+    }
+}
+
 TEST(SeamFind, KeepsAThingThatBeginsWhereOnePictureIsAlone)
 {
     for (std::uint64_t seed = 0; seed < 12; ++seed) {
