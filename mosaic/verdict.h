@@ -58,10 +58,13 @@ struct OverlapVerdict {
     SharedDifferences after;  // corrected
     std::optional<Displacement> displacement; // none: the overlap shows too little to tell
     double displaced_by = 0;                  // pixels; the typical one where it is not the same everywhere
+    double uncertainty = 0;                   // of displaced_by, pixels, a standard deviation
+    double evidence = 0;                      // 0 to 1: how much the overlap shows by which places can be told
     bool is_mismatch = false;                 // what they show is not the same, wherever one of them is moved
     std::optional<std::size_t> empty;         // the picture that shows nothing where the other one does
     double step = 0;                          // brightness or colour left along the seam, levels of 255
     double tone = 0;                          // difference in the curves of brightness, levels of 255
+    double offset = 0;                        // mean difference over all of the overlap, levels of 255
     double sharpness = 1;                     // detail of the second picture relative to the first
     double noise = 0;                         // of one pixel, levels of 255
     std::vector<Ghost> ghosts;                // the worst first

@@ -1,0 +1,221 @@
+// SPDX-License-Identifier: MIT
+// The vote. Blocks whose displacements agree within their uncertainty form a party; the heaviest one wins, and the
+// others count against its confidence, as do blocks that show something which the other picture has nowhere.
+#include "mosaic/displacement.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace panoval::mosaic
+{
+
+namespace
+{
+
+constexpr double kFinest = 0.05; // pixels: no block is believed to be more exact
+constexpr double kLoose = 0.3;   // pixels by which blocks of one displacement may differ beyond their uncertainty
+
+struct Voter {
+    double x = 0; // pixels
+    double y = 0;
+    double weight = 0; // 0 to 1
+    Information information;
+    Information loose; // the same, for comparing voters with each other
+    Information exact; // and for their mean, in which reduced copies count less
+
+    double length() const { return std::sqrt(x * x + y * y); }
+};
+
+Information soften(const Information& information, double by)
+{
+    Information covariance{by * by, 0, by * by};
+    Information sharp = information;
+    sharp.xx += 1e-4; // nothing is known: 100 pixels
+    sharp.yy += 1e-4;
+    covariance.add(sharp.inverse());
+    return covariance.inverse();
+}
+
+Voter make_voter(const BlockShift& block)
+{
+    Voter voter;
+    voter.x = block.fit.x * block.step;
+    voter.y = block.fit.y * block.step;
+    Information information;
+    information.add(block.fit.information, 1 / (block.step * block.step));
+    if (information.weaker() < 0) // gradients that do not go together say nothing
+        information = {};
+    voter.information = soften(information, kFinest);
+    voter.loose = soften(information, kLoose);
+    voter.exact = soften(information, 2 * kFinest * block.step);
+    const double stronger = information.xx + information.yy - information.weaker();
+    voter.weight = stronger / (stronger + 1 / (kLoose * kLoose));
+    return voter;
+}
+
+struct Party {
+    double weight = 0;
+    double x = 0;
+    double y = 0;
+    Information information;
+};
+
+bool agree(const Voter& a, const Voter& b)
+{
+    constexpr double kWithin = 9; // three standard deviations, squared
+    return std::min(a.loose.distance(a.x - b.x, a.y - b.y), b.loose.distance(a.x - b.x, a.y - b.y)) < kWithin;
+}
+
+Party party_of(const Voter& leader, const std::vector<Voter>& voters)
+{
+    constexpr double kNowhere = 1.0 / 64; // directions of which nothing is known are taken to be right: 8 pixels
+    Party party;
+    Information sum{kNowhere, 0, kNowhere};
+    double right = 0;
+    double down = 0;
+    for (const Voter& voter : voters)
+        if (agree(leader, voter)) {
+            party.weight += voter.weight;
+            party.information.add(voter.information);
+            sum.add(voter.exact);
+            right += voter.exact.xx * voter.x + voter.exact.xy * voter.y;
+            down += voter.exact.xy * voter.x + voter.exact.yy * voter.y;
+        }
+    const Information inverse = sum.inverse();
+    party.x = inverse.xx * right + inverse.xy * down;
+    party.y = inverse.xy * right + inverse.yy * down;
+    return party;
+}
+
+double median_length(std::vector<Voter> voters, double total)
+{
+    std::stable_sort(voters.begin(), voters.end(),
+                     [](const Voter& a, const Voter& b) { return a.length() < b.length(); });
+    double sum = 0;
+    for (const Voter& voter : voters) {
+        sum += voter.weight;
+        if (2 * sum >= total)
+            return voter.length();
+    }
+    return 0;
+}
+
+// The variance of what is seen beyond noise, of both patches.
+struct Seen {
+    double first;
+    double second;
+};
+
+Seen seen_in(const BlockShift& block, const KnownNoise& noise)
+{
+    constexpr double kFineDetail = 2; // at most so much of what is seen is too fine to be certain of
+    const auto beyond = [&](double variance, double own_noise, double known_noise, double certain) {
+        const double clean = variance - (block.step > 1 ? 0 : std::min(own_noise, known_noise));
+        return std::max(0.0, certain < 0 ? clean : std::min(clean, kFineDetail * certain));
+    };
+    return {beyond(block.fit.variance_first, block.noise_first, noise.first, block.seen_first),
+            beyond(block.fit.variance_second, block.noise_second, noise.second, block.seen_second)};
+}
+
+// Of brightness, without the darkest and brightest sixth: something small that moved has no say.
+double spread_of(const Patch& patch)
+{
+    std::vector<float> values;
+    for (std::size_t i = 0; i < patch.value.size(); ++i)
+        if (patch.known[i] != 0)
+            values.push_back(patch.value[i]);
+    if (values.size() < 6)
+        return 0;
+    const auto sixth = static_cast<std::ptrdiff_t>(values.size() / 6);
+    std::nth_element(values.begin(), values.begin() + sixth, values.end());
+    const float low = values[static_cast<std::size_t>(sixth)];
+    std::nth_element(values.begin(), values.end() - 1 - sixth, values.end());
+    return static_cast<double>(*(values.end() - 1 - sixth) - low);
+}
+
+// Whether one side has nothing where the other one shows something clearly.
+bool is_empty_beside(double seen, double noise, double other_seen, double other_noise)
+{
+    constexpr double kClearly = 4;    // times the noise
+    constexpr double kVisible = 0.25; // levels squared
+    constexpr double kNothing = 0.02; // of what the other one shows
+    return other_seen > std::max(kVisible, kClearly * other_noise) && seen < kNothing * other_seen + 0.25 * noise;
+}
+
+} // namespace
+
+MayBeEmpty find_empty(const OverlapCells& cells)
+{
+    constexpr double kHardly = 0.2;
+    constexpr double kVisible = 1; // level
+    const double first = spread_of(brightness_of_cells(cells, false));
+    const double second = spread_of(brightness_of_cells(cells, true));
+    return {second > kVisible && first<kHardly * second, first> kVisible && second < kHardly * first};
+}
+
+ShiftVote vote(const std::vector<BlockShift>& blocks, const KnownNoise& noise, const MayBeEmpty& may_be_empty)
+{
+    constexpr double kTelling = 4;    // times chance: what a correlation must lack to be noticed
+    constexpr double kVisible = 0.06; // levels squared, of prepared patches: less has no say
+    constexpr double kOfExpected = 0.3;
+    ShiftVote result;
+    std::vector<Voter> voters;
+    double matched = 0;
+    double mismatched = 0;
+    double textured = 0;
+    double empty_first = 0;
+    double empty_second = 0;
+    for (const BlockShift& block : blocks) {
+        if (!block.fit.is_valid)
+            continue;
+        const Seen seen = seen_in(block, noise);
+        const double variances = block.fit.variance_first * block.fit.variance_second;
+        const double expected = variances > 0 ? std::sqrt(seen.first * seen.second / variances) : 0;
+        const bool is_telling = expected - std::max(block.fit.correlation, 0.0) > kTelling * chance_at(block) &&
+                                std::min(seen.first, seen.second) > kVisible;
+        if (is_matched(block) && block.fit.correlation > kOfExpected * expected &&
+            std::min(block.fit.variance_first, block.fit.variance_second) > kVisible) {
+            voters.push_back(make_voter(block));
+            matched += voters.back().weight;
+        } else if (is_telling && block.strange >= block.agreeing) {
+            mismatched += block.step > 1 && blocks.size() > 2 ? 0.5 : 1; // reduced, what moved reaches farther
+        }
+        const bool is_empty_first = is_empty_beside(seen.first, noise.first, seen.second, noise.second);
+        const bool is_empty_second = is_empty_beside(seen.second, noise.second, seen.first, noise.first);
+        textured += is_empty_first || is_empty_second || expected > kTelling * block.chance ? 1 : 0;
+        empty_first += is_empty_first ? 1 : 0;
+        empty_second += is_empty_second ? 1 : 0;
+    }
+    if (may_be_empty.first && empty_first > 0.6 * textured)
+        result.empty = false;
+    else if (may_be_empty.second && empty_second > 0.6 * textured)
+        result.empty = true;
+    const double total = matched + mismatched;
+    result.weight = total / (total + 0.5);
+    if (total <= 0)
+        return result;
+    result.mismatch = mismatched / total;
+    Party winner;
+    for (const Voter& voter : voters) {
+        const Party party = party_of(voter, voters);
+        if (party.weight > winner.weight)
+            winner = party;
+    }
+    if (winner.weight <= 0)
+        return result;
+    const double length = std::sqrt(winner.x * winner.x + winner.y * winner.y);
+    result.displaced_by = 2 * winner.weight > matched ? length : median_length(voters, matched);
+    if (length > 0) { // along the displacement
+        const Information covariance = soften(winner.information, 0.01).inverse();
+        result.uncertainty = std::sqrt(covariance.distance(winner.x / length, winner.y / length));
+    }
+    constexpr double kUncertain = 0.25; // pixels: halves the confidence
+    constexpr double kLeast = 0.3;
+    const double variance = 1 / std::max(winner.information.weaker(), 1e-9);
+    const double confidence = winner.weight / total / (1 + variance / (kUncertain * kUncertain));
+    if (confidence >= kLeast)
+        result.displacement = Displacement{winner.x, winner.y, confidence};
+    return result;
+}
+
+} // namespace panoval::mosaic

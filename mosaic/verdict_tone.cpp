@@ -1,0 +1,309 @@
+// SPDX-License-Identifier: MIT
+// Least squares with Tukey's weights, on at most some thousand cells: what moved, and edges that do not fit exactly,
+// have no say.
+#include "mosaic/verdict_tone.h"
+
+#include "mosaic/normal_equations.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace panoval::mosaic
+{
+
+namespace
+{
+
+constexpr std::size_t kMostFitted = 3000; // cells
+constexpr int kRounds = 6;
+constexpr std::size_t kRare = 10; // one cell in so many is darker than the range of levels of a fit, and one brighter
+constexpr double kToDeviation = 1.4826; // median of absolute values of a normal distribution to its standard deviation
+constexpr double kFinest = 0.15;        // levels: no fit of rounded samples is believed to be more exact
+
+std::vector<std::size_t> sample_of(const OverlapCells& cells)
+{
+    std::vector<std::size_t> known;
+    for (std::size_t i = 0; i < cells.cells(); ++i)
+        if (cells.known[i] != 0)
+            known.push_back(i);
+    const std::size_t stride = std::max<std::size_t>(1, known.size() / kMostFitted) | 1; // odd: no grid is met
+    std::vector<std::size_t> sample;
+    for (std::size_t i = 0; i < known.size(); i += stride)
+        sample.push_back(known[i]);
+    return sample;
+}
+
+double median_of(std::vector<double>& values)
+{
+    if (values.empty())
+        return 0;
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+} // namespace
+
+ToneModel::ToneModel(const OverlapCells& cells) : cells_(cells)
+{
+    const std::vector<std::size_t> sample = sample_of(cells);
+    for (std::size_t c = 0; c < cells.channels; ++c) {
+        fit(sample, c, channels_[c]);
+        std::vector<double> differences;
+        for (const std::size_t cell : sample)
+            differences.push_back(cells.difference(cell, c));
+        channels_[c].offset = median_of(differences);
+    }
+}
+
+std::array<double, ToneModel::kTerms> ToneModel::terms(std::size_t cell, std::size_t c, const Channel& channel) const
+{
+    const auto [u, v] = place(static_cast<double>(cell % cells_.width), static_cast<double>(cell / cells_.width));
+    // Rare levels may be those of a thing that moved, which is no matter of curves.
+    const double level =
+        (std::clamp(cells_.level(cell, c), channel.lowest, channel.highest) - channel.mean_level) / channel.level_scale;
+    return {1, u, v, u * u, u * v, v * v, level, level * level - 1};
+}
+
+std::pair<double, double> ToneModel::place(double x, double y) const
+{
+    const auto width = static_cast<double>(cells_.width);
+    const auto height = static_cast<double>(cells_.height);
+    const double half = 0.5 * std::max(width, height); // the narrow direction of an overlap hardly matters
+    return {(x - 0.5 * (width - 1)) / half, (y - 0.5 * (height - 1)) / half};
+}
+
+double ToneModel::surface(double x, double y) const
+{
+    const auto [u, v] = place(x, y);
+    const auto of_channel = [&, u = u, v = v](std::size_t c) {
+        const std::array<double, kTerms>& f = channels_[c].factor;
+        return f[0] + f[1] * u + f[2] * v + f[3] * u * u + f[4] * u * v + f[5] * v * v;
+    };
+    return cells_.channels < 3 ? of_channel(0) : 0.25 * (of_channel(0) + of_channel(2)) + 0.5 * of_channel(1);
+}
+
+void ToneModel::fit(const std::vector<std::size_t>& sample, std::size_t c, Channel& channel) const
+{
+    if (sample.empty())
+        return;
+    std::vector<double> levels;
+    for (const std::size_t cell : sample)
+        levels.push_back(cells_.level(cell, c));
+    std::sort(levels.begin(), levels.end());
+    const auto count = static_cast<double>(sample.size());
+    channel.mean_level = levels[levels.size() / 2];
+    channel.lowest = levels[levels.size() / kRare];
+    channel.highest = levels[levels.size() - 1 - levels.size() / kRare];
+    channel.level_scale = std::max(1.0, 0.35 * (channel.highest - channel.lowest));
+    for (int round = 0; round < kRounds; ++round) {
+        if (round > 0)
+            measure_spread(sample, c, channel);
+        NormalEquations<kTerms> equations;
+        for (const std::size_t cell : sample) {
+            const double difference = cells_.difference(cell, c);
+            double weight = 1;
+            if (round > 0) {
+                // Wide at first: the first fit may lean towards what does not belong.
+                const double u =
+                    (difference - at(cell, c)) / ((round == 1 ? 8 : 5) * std::max(channel.spread, kFinest));
+                weight = std::fabs(u) < 1 ? (1 - u * u) * (1 - u * u) : 0;
+            }
+            if (weight > 0)
+                equations.add(terms(cell, c, channel), difference, weight);
+        }
+        equations.hold_back(2e-3 * count);
+        channel.factor = equations.solve();
+    }
+    measure_spread(sample, c, channel);
+    double curve = 0;
+    double mean = 0;
+    double fitting = 0;
+    for (const std::size_t cell : sample) {
+        if (std::fabs(cells_.difference(cell, c) - at(cell, c)) > 5 * std::max(channel.spread, kFinest))
+            continue;
+        const std::array<double, kTerms> t = terms(cell, c, channel);
+        const double part = channel.factor[6] * t[6] + channel.factor[7] * t[7];
+        curve += part * part;
+        mean += part;
+        fitting += 1;
+    }
+    if (fitting > 0)
+        channel.curve = std::sqrt(std::max(0.0, curve / fitting - mean / fitting * (mean / fitting)));
+}
+
+void ToneModel::measure_spread(const std::vector<std::size_t>& sample, std::size_t c, Channel& channel) const
+{
+    std::vector<double> sizes;
+    sizes.reserve(sample.size());
+    for (const std::size_t cell : sample)
+        sizes.push_back(std::fabs(cells_.difference(cell, c) - at(cell, c)));
+    channel.spread = kToDeviation * median_of(sizes);
+}
+
+double ToneModel::at(std::size_t cell, std::size_t c) const
+{
+    const std::array<double, kTerms> t = terms(cell, c, channels_[c]);
+    double sum = 0;
+    for (std::size_t i = 0; i < kTerms; ++i)
+        sum += channels_[c].factor[i] * t[i];
+    return sum;
+}
+
+double ToneModel::offset() const
+{
+    double most = 0;
+    for (std::size_t c = 0; c < cells_.channels; ++c)
+        most = std::max(most, std::fabs(channels_[c].offset));
+    return most;
+}
+
+double ToneModel::curve() const
+{
+    double most = 0;
+    for (std::size_t c = 0; c < cells_.channels; ++c)
+        most = std::max(most, channels_[c].curve);
+    return most;
+}
+
+namespace
+{
+
+// Without seams: whoever's edge is farther away.
+std::uint8_t nearest_owner(const Layout& layout, const Overlap& overlap, std::int64_t x, std::int64_t y)
+{
+    const auto inside = [&](std::size_t picture, std::int64_t shift) {
+        const Rect rect = layout.pictures[picture].rect.moved(shift, 0);
+        return std::min(std::min(x - rect.x, rect.right() - 1 - x), std::min(y - rect.y, rect.bottom() - 1 - y));
+    };
+    return inside(overlap.first, 0) >= inside(overlap.second, overlap.second_shift_x) ? 1 : 2;
+}
+
+} // namespace
+
+std::vector<std::uint8_t> owners_of_cells(const OverlapCells& cells, const Layout& layout, const SeamMap& seams)
+{
+    const Overlap& overlap = cells.overlap;
+    std::vector<std::uint8_t> owners(cells.cells());
+    std::vector<std::int32_t> labels(static_cast<std::size_t>(overlap.region.width));
+    for (std::size_t row = 0; row < cells.height; ++row) {
+        const std::int64_t in_region =
+            std::min(static_cast<std::int64_t>(row) * cells.step + cells.step / 2, overlap.region.height - 1);
+        const std::int64_t y = overlap.region.y + in_region;
+        if (seams.height() > 0)
+            seams.read(y, overlap.region.x, overlap.region.width, layout.wraps, labels.data());
+        for (std::size_t column = 0; column < cells.width; ++column) {
+            const std::int64_t x =
+                std::min(static_cast<std::int64_t>(column) * cells.step + cells.step / 2, overlap.region.width - 1);
+            std::uint8_t& owner = owners[row * cells.width + column];
+            if (seams.height() == 0)
+                owner = nearest_owner(layout, overlap, overlap.region.x + x, y);
+            else if (labels[static_cast<std::size_t>(x)] == static_cast<std::int32_t>(overlap.first))
+                owner = 1;
+            else if (labels[static_cast<std::size_t>(x)] == static_cast<std::int32_t>(overlap.second))
+                owner = 2;
+        }
+    }
+    return owners;
+}
+
+namespace
+{
+
+// Differences on both sides of a seam, gathered along pieces of it.
+class SeamPieces
+{
+public:
+    explicit SeamPieces(const OverlapCells& cells)
+        : cells_(cells), size_(static_cast<std::size_t>(std::max<std::int64_t>(4, kPiece / cells.step))),
+          across_(cells.width / size_ + 1), values_(across_ * (cells.height / size_ + 1))
+    {
+    }
+
+    // Cells on a line across the seam, which runs before cell `middle`; stride: 1 across, the width down.
+    void add_line(std::size_t middle, std::size_t position, std::size_t count, std::size_t stride, std::size_t c)
+    {
+        const auto reach = static_cast<std::size_t>(std::max<std::int64_t>(1, kReach / cells_.step));
+        const std::size_t here = std::min({reach, position, count - position}); // the same on both sides
+        std::vector<double>& values = piece_of(middle);
+        for (std::size_t k = 0; k < 2 * here; ++k)
+            add(middle - here * stride + k * stride, c, values);
+    }
+
+    void add(std::size_t cell, std::size_t c) { add(cell, c, piece_of(cell)); }
+
+    bool is_empty() const
+    {
+        return std::all_of(values_.begin(), values_.end(), [](const auto& values) { return values.empty(); });
+    }
+
+    // Root mean square of the pieces' medians, less what noise alone would give.
+    double levels(double spread)
+    {
+        constexpr std::size_t kFewest = 6;
+        constexpr double kMedianCosts = 1.57; // variance of a median relative to that of a mean
+        double squares = 0;
+        double weight = 0;
+        for (std::vector<double>& values : values_) {
+            if (values.size() < kFewest)
+                continue;
+            const auto count = static_cast<double>(values.size());
+            const double step = median_of(values);
+            squares += count * std::max(0.0, step * step - kMedianCosts * spread * spread / count);
+            weight += count;
+            values.clear();
+        }
+        return weight > 0 ? std::sqrt(squares / weight) : 0;
+    }
+
+private:
+    static constexpr std::int64_t kReach = 8;  // pixels on both sides
+    static constexpr std::int64_t kPiece = 64; // pixels of seam that are judged together
+
+    std::vector<double>& piece_of(std::size_t cell)
+    {
+        return values_[cell / cells_.width / size_ * across_ + cell % cells_.width / size_];
+    }
+
+    void add(std::size_t cell, std::size_t c, std::vector<double>& values)
+    {
+        if (cells_.known[cell] != 0)
+            values.push_back(cells_.difference(cell, c));
+    }
+
+    const OverlapCells& cells_;
+    std::size_t size_;
+    std::size_t across_;
+    std::vector<std::vector<double>> values_;
+};
+
+bool meet(const std::vector<std::uint8_t>& owners, std::size_t i, std::size_t j)
+{
+    return owners[i] != owners[j] && owners[i] + owners[j] == 3;
+}
+
+} // namespace
+
+SeamStep measure_step(const OverlapCells& cells, const ToneModel& tone, const std::vector<std::uint8_t>& owners)
+{
+    SeamStep result;
+    SeamPieces pieces(cells);
+    for (std::size_t c = 0; c < cells.channels; ++c) {
+        for (std::size_t i = 0; i < cells.cells(); ++i) {
+            const std::size_t x = i % cells.width;
+            const std::size_t y = i / cells.width;
+            if (x > 0 && meet(owners, i - 1, i))
+                pieces.add_line(i, x, cells.width, 1, c);
+            if (y > 0 && meet(owners, i - cells.width, i))
+                pieces.add_line(i, y, cells.height, cells.width, c);
+        }
+        result.has_seam = result.has_seam || !pieces.is_empty();
+        if (!result.has_seam)
+            for (std::size_t i = 0; i < cells.cells(); ++i)
+                pieces.add(i, c);
+        result.levels = std::max(result.levels, pieces.levels(tone.spread(c)));
+    }
+    return result;
+}
+
+} // namespace panoval::mosaic
