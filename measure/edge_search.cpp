@@ -299,12 +299,23 @@ void measure_free_reach(const Patch& patch, const Rays& rays, EdgeGuess& guess) 
     const double begin = 2.5 * std::sqrt(guess.blur * guess.blur + 1.0 / 12) + 0.5;
     const double most = flat_reach(guess.outline) + 2 * begin;
     const double limits[2] = {std::min(most, 0.9 * guess.outline.semi_minor()), most};
-    const double levels[2] = {guess.inside, guess.outside};
+    double levels[2] = {guess.inside, guess.outside};
     const double contrast = std::fabs(guess.outside - guess.inside);
     double reaches[2];
     for (std::size_t side = 0; side < 2; ++side) {
         std::array<double, kMostRays> free{};
         std::size_t count = 0;
+        // The level where the edge has ended, of all rays: one that noise moved would end every ray at once.
+        for (const Ray& ray : rays) {
+            const double along = side == 0 ? -begin : begin;
+            double value = 0;
+            if (begin < limits[side] &&
+                patch.interpolate(ray.x + along * ray.normal_x, ray.y + along * ray.normal_y, value))
+                free[count++] = value;
+        }
+        if (count > rays.count / 4)
+            levels[side] = median_of(free, count);
+        count = 0;
         for (const Ray& ray : rays) {
             double t = begin;
             double value = 0;
@@ -322,6 +333,8 @@ void measure_free_reach(const Patch& patch, const Rays& rays, EdgeGuess& guess) 
                          free.begin() + static_cast<std::ptrdiff_t>(count));
         reaches[side] = free[rank] >= limits[side] ? HUGE_VAL : free[rank];
     }
+    guess.inside = levels[0];
+    guess.outside = levels[1];
     guess.free_inside = reaches[0];
     guess.free_outside = reaches[1];
 }
