@@ -22,6 +22,7 @@ namespace
 
 constexpr double kLeastSpread = 0.002; // what rounding and coding alone may do
 constexpr double kRounding = 0.29;     // standard deviation of a sample that is rounded, in its units
+constexpr double kSuspicious = 0.02;   // a larger spread may come from a fit gone astray
 constexpr double kFromMedian = 1.4826; // median of absolute values to standard deviation, of a normal distribution
 constexpr double kCutoff = 4.685;      // of the biweight, in standard deviations: 95 % efficient
 constexpr int kAbsoluteRounds = 6;
@@ -81,6 +82,15 @@ RatioEstimate::Kind find_kind(const BlockLevels& levels)
     return first > 0 && second > 0 ? RatioEstimate::Kind::Known : RatioEstimate::Kind::Nothing;
 }
 
+// For medians: bright blocks have no more to say than others, but those of which one picture shows a few units only
+// have less.
+double say(const BlockLevel& block, double ratio, double unit)
+{
+    constexpr double kFaint = 2; // in units
+    const double level = std::min(block.first / ratio, block.second) * std::min(ratio, 1.0);
+    return block.weight * level / (level + kFaint * unit);
+}
+
 // The median of the blocks' ratios.
 double median_ratio(const BlockLevels& levels)
 {
@@ -88,7 +98,7 @@ double median_ratio(const BlockLevels& levels)
     for (const BlockLevel& block : levels.blocks) {
         const double sum = block.first + block.second;
         if (block.weight > 0 && sum >= 2 * levels.darkest)
-            values.push_back({(block.first - block.second) / sum, block.weight * sum});
+            values.push_back({(block.first - block.second) / sum, say(block, 1, levels.unit)});
     }
     const double t = weighted_median(values);
     return t > -1 && t < 1 ? (1 + t) / (1 - t) : 0.0;
@@ -122,7 +132,8 @@ public:
         update_residuals();
     }
 
-    void fit()
+    // Least absolute residuals of the whole model: finds planes and shifts of any size.
+    void approach()
     {
         for (int round = 0; round < kAbsoluteRounds; ++round) {
             find_spread();
@@ -130,6 +141,10 @@ public:
                 robust_[k] = scale(k) / std::max(std::fabs(residuals_[k]), 0.25 * scale(k));
             improve();
         }
+    }
+
+    void fit()
+    {
         for (int round = 0; round < kMostRounds; ++round) {
             if (round < kRoundsWithNewSpread)
                 find_spread();
@@ -139,6 +154,8 @@ public:
                 break;
         }
     }
+
+    double spread() const { return spread_; }
 
     void keep(RatioEstimate& estimate) const
     {
@@ -181,8 +198,7 @@ private:
         scratch_.clear();
         for (std::size_t k = 0; k < blocks_.size(); ++k)
             if (weights_[k] > 0)
-                scratch_.push_back(
-                    {std::fabs(residuals_[k]), weights_[k] * (blocks_[k].first + ratio_ * blocks_[k].second)});
+                scratch_.push_back({std::fabs(residuals_[k]), say(blocks_[k], ratio_, unit_)});
         spread_ = std::max(kFromMedian * weighted_median(scratch_), kLeastSpread);
     }
 
@@ -282,7 +298,7 @@ private:
     std::vector<double> robust_;
     std::vector<double> residuals_;
     std::vector<Weighted> scratch_;
-    const double unit_;
+    double unit_;
     double ratio_;
     Terms terms_{};
     double spread_ = kLeastSpread;
@@ -319,7 +335,15 @@ RatioEstimate estimate_ratio(const BlockLevels& levels)
         return estimate;
     }
     RatioFit fit(levels, ratio);
+    fit.approach();
     fit.fit();
+    if (fit.spread() > kSuspicious) {
+        // Things that cover nearly half of an overlap may have tilted the plane: from the median they do not.
+        RatioFit other(levels, ratio);
+        other.fit();
+        if (other.spread() < fit.spread())
+            fit = other;
+    }
     fit.keep(estimate);
     return estimate;
 }
