@@ -2,7 +2,7 @@
 #include "cli/base/arguments.h"
 #include "cli/base/system_info.h"
 #include "cli/program.h"
-#include "image/output_file.h"
+#include "image/interruption.h"
 
 #ifdef _WIN32
 #define WIN32_LEAN_AND_MEAN

@@ -4,6 +4,7 @@
 
 #include "cli/base/errors.h"
 #include "cli/commands.h"
+#include "image/interruption.h"
 
 #include <CLI/CLI.hpp>
 
@@ -115,6 +116,9 @@ int run_program(const std::vector<std::string>& arguments)
         return report(exit_code_of(error.fault()), error.what());
     } catch (const ExitCode code) {
         return static_cast<int>(code);
+    } catch (const Interruption& interruption) {
+        interruption.finish();
+        return static_cast<int>(ExitCode::Internal); // not reached where signals end programs
     } catch (const std::bad_alloc&) {
         return report(ExitCode::Memory, "not enough memory");
     } catch (const std::exception& error) {

@@ -2,6 +2,7 @@
 // A picture in memory as the commands pass it around: samples, coverage and place.
 #pragma once
 
+#include "image/metadata.h"
 #include "panoval.h"
 
 #include <cstddef>
@@ -10,7 +11,6 @@
 #include <memory>
 #include <optional>
 #include <string>
-#include <vector>
 
 namespace panoval::image
 {
@@ -24,6 +24,9 @@ using Block = std::unique_ptr<std::uint8_t[], FreeBlock>;
 
 // bytes of unset memory, or a memory error that names `file` as the reason.
 Block allocate_block(std::size_t bytes, const std::string& file);
+
+// The same for a block that is written all over, in large pages where the system has them.
+Block allocate_large_block(std::size_t bytes, const std::string& file);
 
 // The same error unless so much memory is free, for a routine of the library that cannot tell when it has too little.
 void need_memory(std::size_t bytes, const std::string& file);
@@ -44,17 +47,22 @@ struct ImageInfo {
     bool has_alpha = false;
     std::optional<Offset> position; // where the file says that the picture belongs
 
+    // Both fit 64 bits, whatever the sides.
     std::size_t pixels() const { return static_cast<std::size_t>(width) * static_cast<std::size_t>(height); }
     std::size_t samples() const { return pixels() * static_cast<std::size_t>(channels); }
     std::size_t sample_bytes() const { return bits == 16 ? 2u : 1u; }
     std::size_t bytes() const { return samples() * sample_bytes(); }
 };
 
+// A picture without its samples.
+struct PictureInfo : ImageInfo {
+    Metadata metadata;
+};
+
 // has_alpha tells whether there is a mask.
-struct Image : ImageInfo {
-    Block data;                        // samples, row-major, channels interleaved, 16-bit ones in this machine's order
-    Block mask;                        // one byte a pixel, 0 = not covered, 255 = covered; null = covered everywhere
-    std::vector<std::uint8_t> profile; // the file's ICC profile, which says what its colours look like; empty for none
+struct Image : PictureInfo {
+    Block data; // samples, row-major, channels interleaved, 16-bit ones in this machine's order
+    Block mask; // one byte a pixel, 0 = not covered, 255 = covered; null = covered everywhere
 
     std::uint8_t* row(std::int32_t y) { return data.get() + row_offset(y); }
     const std::uint8_t* row(std::int32_t y) const { return data.get() + row_offset(y); }

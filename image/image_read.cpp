@@ -3,13 +3,14 @@
 #include "image/image_read.h"
 
 #include "image/failure.h"
-#include "image/image_builder.h"
+#include "image/orientation.h"
 #include "image/text.h"
 
 #include <array>
 #include <cstdio>
+#include <cstring>
 #include <limits>
-#include <string_view>
+#include <utility>
 
 namespace panoval::image
 {
@@ -17,9 +18,26 @@ namespace panoval::image
 namespace
 {
 
-enum class Format { Unknown, Pnm, Png, Jpeg, Tiff };
-
 const char* const kKnownFormats = "PNG, TIFF, JPEG or PNM";
+
+// How a format's files begin, and who reads them.
+struct InputFormat {
+    std::vector<std::string> starts;
+    std::vector<ImageInfo> (*probe)(InputFile& file);
+    StoredPicture (*open)(InputFile file, std::size_t layer);
+};
+
+const std::vector<InputFormat>& input_formats()
+{
+    using namespace std::string_literals;
+    static const std::vector<InputFormat> formats = {
+        {{"\x89PNG\r\n\x1A\n"s}, probe_png, open_png},
+        {{"\xFF\xD8\xFF"s}, probe_jpeg, open_jpeg},
+        {{"II*\0"s, "MM\0*"s, "II+\0"s, "MM\0+"s}, probe_tiff, open_tiff},
+        {{"P1", "P2", "P3", "P4", "P5", "P6", "P7"}, probe_pnm, open_pnm},
+    };
+    return formats;
+}
 
 std::string first_bytes(std::FILE* file)
 {
@@ -29,20 +47,14 @@ std::string first_bytes(std::FILE* file)
     return std::string(bytes.data(), count);
 }
 
-Format format_of(std::string_view start)
+// Null where no format's files begin like that.
+const InputFormat* format_of(const std::string& start)
 {
-    const auto starts = [&](std::string_view magic) { return start.substr(0, magic.size()) == magic; };
-    if (starts(std::string_view("\x89PNG\r\n\x1A\n", 8)))
-        return Format::Png;
-    if (starts("\xFF\xD8\xFF"))
-        return Format::Jpeg;
-    for (const std::string_view magic : {std::string_view("II*\0", 4), std::string_view("MM\0*", 4),
-                                         std::string_view("II+\0", 4), std::string_view("MM\0+", 4)})
-        if (starts(magic))
-            return Format::Tiff;
-    if (start.size() >= 2 && start[0] == 'P' && start[1] >= '1' && start[1] <= '7')
-        return Format::Pnm;
-    return Format::Unknown;
+    for (const InputFormat& format : input_formats())
+        for (const std::string& magic : format.starts)
+            if (start.compare(0, magic.size(), magic) == 0)
+                return &format;
+    return nullptr;
 }
 
 InputFile open_image(const std::string& name)
@@ -56,51 +68,111 @@ InputFile open_image(const std::string& name)
     return file;
 }
 
-[[noreturn]] void fail_format(const InputFile& file)
+const InputFormat& known_format_of(const InputFile& file)
 {
-    fail_input(file.name, "contents of another kind", kKnownFormats);
+    const InputFormat* const format = format_of(first_bytes(file.stream.get()));
+    if (format == nullptr)
+        fail_input(file.name, "contents of another kind", kKnownFormats);
+    return *format;
 }
+
+StoredPicture open_stored(const std::string& name, std::size_t layer)
+{
+    InputFile file = open_image(name);
+    const InputFormat& format = known_format_of(file);
+    return format.open(std::move(file), layer);
+}
+
+Image read_stored(StoredPicture& stored, const std::string& name)
+{
+    RowReader& rows = *stored.rows;
+    Image image;
+    static_cast<ImageInfo&>(image) = rows.info();
+    image.data = allocate_large_block(image.bytes(), name);
+    if (image.has_alpha)
+        image.mask = allocate_large_block(image.pixels(), name);
+    rows.read_rows(0, image.height, rows_of(image));
+    image.metadata = rows.metadata();
+    return apply_orientation(std::move(image), stored.orientation, name);
+}
+
+// A picture that has to be turned.
+class TurnedReader : public RowReader
+{
+public:
+    TurnedReader(StoredPicture stored, std::string name) : stored_(std::move(stored)), name_(std::move(name))
+    {
+        info_ = stored_.rows->info();
+        metadata_ = stored_.rows->metadata();
+        if (stored_.orientation >= 5)
+            std::swap(info_.width, info_.height);
+    }
+
+    bool is_random_access() const override { return true; }
+    std::uint64_t held_bytes() const override
+    {
+        return 2 * (info_.bytes() + (info_.has_alpha ? info_.pixels() : 0)); // while it is turned
+    }
+
+    void read_rows(std::int32_t first, std::int32_t count, const Rows& to) override
+    {
+        if (image_.data == nullptr) {
+            image_ = read_stored(stored_, name_);
+            stored_.rows.reset();
+        }
+        for (std::int32_t i = 0; i < count; ++i) {
+            const ConstRows from = rows_of(std::as_const(image_), first + i);
+            std::memcpy(to.row(i), from.samples, from.stride);
+            if (to.mask == nullptr)
+                continue;
+            if (from.mask != nullptr)
+                std::memcpy(to.mask_row(i), from.mask, from.mask_stride);
+            else
+                std::memset(to.mask_row(i), 255, static_cast<std::size_t>(info_.width));
+        }
+    }
+
+private:
+    StoredPicture stored_;
+    std::string name_;
+    Image image_;
+};
 
 } // namespace
 
 bool starts_as_picture(const std::string& name)
 {
     const FileHandle file = open_utf8(name, "rb");
-    return file != nullptr && format_of(first_bytes(file.get())) != Format::Unknown;
+    return file != nullptr && format_of(first_bytes(file.get())) != nullptr;
 }
 
 std::vector<ImageInfo> probe_image(const std::string& name)
 {
     InputFile file = open_image(name);
-    switch (format_of(first_bytes(file.stream.get()))) {
-    case Format::Pnm:
-        return probe_pnm(file);
-    case Format::Png:
-        return probe_png(file);
-    case Format::Jpeg:
-        return probe_jpeg(file);
-    case Format::Tiff:
-        return probe_tiff(file);
-    default:
-        fail_format(file);
-    }
+    return known_format_of(file).probe(file);
+}
+
+std::unique_ptr<RowReader> open_rows(const std::string& name, std::size_t layer)
+{
+    StoredPicture stored = open_stored(name, layer);
+    if (stored.orientation <= 1 || stored.orientation > 8)
+        return std::move(stored.rows);
+    return std::make_unique<TurnedReader>(std::move(stored), name);
 }
 
 Image read_image(const std::string& name, std::size_t layer)
 {
-    InputFile file = open_image(name);
-    switch (format_of(first_bytes(file.stream.get()))) {
-    case Format::Pnm:
-        return read_pnm(file);
-    case Format::Png:
-        return read_png(file);
-    case Format::Jpeg:
-        return read_jpeg(file);
-    case Format::Tiff:
-        return read_tiff(file, layer);
-    default:
-        fail_format(file);
-    }
+    StoredPicture stored = open_stored(name, layer);
+    check_image_size(name, stored.rows->info());
+    return read_stored(stored, name);
+}
+
+Image read_grey_8(const std::string& name)
+{
+    Image image = read_image(name);
+    convert_to_grey(image, name);
+    convert_depth(image, 8, name);
+    return image;
 }
 
 Image read_mask(const std::string& name)
@@ -110,24 +182,37 @@ Image read_mask(const std::string& name)
         fail_input(name, describe(info), "a mask of one grey channel");
     Image mask = read_image(name);
     if (mask.bits == 16) {
-        mask.data = coverage_of_16_bit(std::move(mask.data), mask.pixels());
+        Block narrow = allocate_block(mask.pixels(), name);
+        narrow_alpha(mask.data.get(), mask.pixels(), narrow.get());
+        mask.data = std::move(narrow);
         mask.bits = 8;
     }
     return mask;
 }
 
-void check_image_size(const std::string& name, std::int64_t width, std::int64_t height, int channels, int bits)
+void check_sides(const std::string& name, std::int64_t width, std::int64_t height)
 {
     constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
     if (width < 1 || height < 1)
         fail_input(name, concat("a picture of ", width, " x ", height, " pixels"), "at least one pixel");
+    if (width > kMost || height > kMost)
+        fail_input(name, concat("a picture of ", width, " x ", height, " pixels"), "at most 2^31 - 1 on each side");
+}
+
+void check_image_size(const std::string& name, const ImageInfo& info)
+{
+    constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
     // The distance transform works on a frame around the mask, whose size must fit 32 bits as well.
-    const std::int64_t pixel_bytes = channels * static_cast<std::int64_t>(bits / 8);
+    const std::int64_t width = info.width;
+    const std::int64_t height = info.height;
+    const std::int64_t pixel_bytes = info.channels * static_cast<std::int64_t>(info.sample_bytes());
     const bool fits = width <= kMost - 2 && height <= kMost - 2 && (width + 2) <= kMost / (height + 2) &&
                       width * height <= kMost / pixel_bytes;
     if (!fits)
-        fail_input(name, concat("a picture of ", width, " x ", height, " pixels with ", channels, " x ", bits, " bit"),
-                   "at most 2^31 - 1 bytes of samples");
+        fail_input(
+            name,
+            concat("a picture of ", width, " x ", height, " pixels with ", info.channels, " x ", info.bits, " bit"),
+            "at most 2^31 - 1 bytes of samples");
 }
 
 } // namespace panoval::image

@@ -5,7 +5,9 @@
 
 #include "image/files.h"
 #include "image/image.h"
+#include "image/row_reader.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -19,11 +21,18 @@ bool starts_as_picture(const std::string& name);
 std::vector<ImageInfo> probe_image(const std::string& name);
 
 // One layer with its pixels: grey or colour, 8 or 16 bit, an alpha channel as mask. Samples that were stored multiplied
-// with their alpha are divided by it.
+// with their alpha are divided by it. Pictures of more samples than the library takes are refused; open_rows
+// (image/row_reader.h) reads them.
 Image read_image(const std::string& name, std::size_t layer = 0);
+
+// The first layer as grey of 8 bit, which is what most of the library's routines take.
+Image read_grey_8(const std::string& name);
 
 // The first layer of a file as a mask of one byte a pixel: one grey channel without alpha, 16 bit are scaled to 8.
 Image read_mask(const std::string& name);
+
+// Fails unless the library can take a picture of this size: all of its samples in 2^31 - 1 bytes.
+void check_image_size(const std::string& name, const ImageInfo& info);
 
 // ---- for the readers of the formats ----
 
@@ -34,16 +43,22 @@ struct InputFile {
     std::int64_t size = 0; // bytes
 };
 
-std::vector<ImageInfo> probe_pnm(InputFile& file);
-Image read_pnm(InputFile& file);
-std::vector<ImageInfo> probe_png(InputFile& file);
-Image read_png(InputFile& file);
-std::vector<ImageInfo> probe_jpeg(InputFile& file);
-Image read_jpeg(InputFile& file);
-std::vector<ImageInfo> probe_tiff(InputFile& file);
-Image read_tiff(InputFile& file, std::size_t layer);
+// A layer as it is stored, and how it is to be turned: 1 to 8 as in TIFF.
+struct StoredPicture {
+    std::unique_ptr<RowReader> rows;
+    int orientation = 1;
+};
 
-// Fails unless a picture of this size can be handled: at least one pixel, and all of its samples in 2^31 - 1 bytes.
-void check_image_size(const std::string& name, std::int64_t width, std::int64_t height, int channels, int bits);
+std::vector<ImageInfo> probe_pnm(InputFile& file);
+std::vector<ImageInfo> probe_png(InputFile& file);
+std::vector<ImageInfo> probe_jpeg(InputFile& file);
+std::vector<ImageInfo> probe_tiff(InputFile& file);
+StoredPicture open_pnm(InputFile file, std::size_t layer);
+StoredPicture open_png(InputFile file, std::size_t layer);
+StoredPicture open_jpeg(InputFile file, std::size_t layer);
+StoredPicture open_tiff(InputFile file, std::size_t layer);
+
+// Fails unless there is at least one pixel and no side has more than 2^31 - 1.
+void check_sides(const std::string& name, std::int64_t width, std::int64_t height);
 
 } // namespace panoval::image

@@ -2,15 +2,15 @@
 // JPEG files through libjpeg: grey and colour of 8 bit, turned as the camera was held. Damage that the decoder would
 // paint over is an error here.
 
-#include "image/exif_orientation.h"
+#include "image/exif.h"
 #include "image/failure.h"
-#include "image/image_builder.h"
 #include "image/image_read.h"
 #include "image/text.h"
 
 #include <csetjmp>
 #include <cstdio>
 #include <cstdlib>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -74,32 +74,40 @@ public:
         ImageInfo info;
         info.channels = jpeg_.num_components;
         info.bits = 8;
-        check_image_size(file_.name, jpeg_.image_width, jpeg_.image_height, info.channels, info.bits);
+        check_sides(file_.name, jpeg_.image_width, jpeg_.image_height);
         info.width = static_cast<std::int32_t>(jpeg_.image_width);
         info.height = static_cast<std::int32_t>(jpeg_.image_height);
         return info;
     }
 
-    // As the picture is stored: 1 to 8, as in TIFF.
-    int orientation() const
+    // What the camera notes, and how it was held.
+    ExifBlock exif() const
     {
-        for (auto* block = jpeg_.marker_list; block != nullptr; block = block->next)
-            if (block->marker == kExifBlock)
-                if (const int orientation = exif_orientation(block->data, block->data_length); orientation != 1)
-                    return orientation;
-        return 1;
+        ExifBlock all;
+        for (auto* block = jpeg_.marker_list; block != nullptr; block = block->next) {
+            if (block->marker != kExifBlock)
+                continue;
+            ExifBlock found = parse_exif(block->data, block->data_length);
+            if (all.orientation == 1)
+                all.orientation = found.orientation;
+            if (all.exif.is_empty())
+                all.exif = std::move(found.exif);
+        }
+        return all;
     }
 
-    std::vector<std::uint8_t> profile()
+    Metadata metadata()
     {
-        JOCTET* data = nullptr;
-        unsigned size = 0;
-        std::vector<std::uint8_t> copy;
-        if (try_read_profile(data, size))
-            copy.assign(data, data + size);
-        std::free(data);
-        return copy;
+        Metadata metadata;
+        metadata.profile = profile();
+        metadata.exif = exif().exif;
+        const double per_inch = jpeg_.density_unit == 1 ? 1 : 2.54;
+        if (jpeg_.saw_JFIF_marker == TRUE && jpeg_.density_unit != 0 && jpeg_.X_density != 0 && jpeg_.Y_density != 0)
+            metadata.resolution = Resolution{jpeg_.X_density * per_inch, jpeg_.Y_density * per_inch};
+        return metadata;
     }
+
+    bool is_progressive() const { return jpeg_.progressive_mode == TRUE; }
 
     void start()
     {
@@ -120,6 +128,17 @@ public:
     }
 
 private:
+    std::vector<std::uint8_t> profile()
+    {
+        JOCTET* data = nullptr;
+        unsigned size = 0;
+        std::vector<std::uint8_t> copy;
+        if (try_read_profile(data, size))
+            copy.assign(data, data + size);
+        std::free(data);
+        return copy;
+    }
+
     bool create()
     {
         if (setjmp(errors_.leave) != 0)
@@ -183,33 +202,63 @@ private:
     jpeg_decompress_struct jpeg_{};
 };
 
+class JpegReader : public SequentialReader
+{
+public:
+    explicit JpegReader(InputFile file) : file_(std::move(file))
+    {
+        open();
+        metadata_ = jpeg_->metadata();
+    }
+
+    int orientation() const { return jpeg_->exif().orientation; }
+    // Baseline files are decoded a few rows at a time; a progressive one keeps 2 bytes a sample.
+    std::uint64_t held_bytes() const override
+    {
+        return jpeg_->is_progressive() ? 2 * info_.samples() : 32 * stored_row_bytes(info_);
+    }
+
+protected:
+    void restart() override { open(); }
+    void read_next(std::uint8_t* interleaved) override
+    {
+        if (!is_started_)
+            jpeg_->start();
+        is_started_ = true;
+        jpeg_->read_row(interleaved);
+    }
+    void finish() override { jpeg_->finish(); }
+
+private:
+    void open()
+    {
+        seek_in_file(file_.stream.get(), 0, SEEK_SET);
+        jpeg_ = std::make_unique<JpegInput>(file_);
+        info_ = jpeg_->open();
+        is_started_ = false;
+    }
+
+    InputFile file_;
+    std::unique_ptr<JpegInput> jpeg_;
+    bool is_started_ = false;
+};
+
 } // namespace
 
 std::vector<ImageInfo> probe_jpeg(InputFile& file)
 {
     JpegInput jpeg(file);
     ImageInfo info = jpeg.open();
-    if (jpeg.orientation() >= 5)
+    if (jpeg.exif().orientation >= 5)
         std::swap(info.width, info.height);
     return {info};
 }
 
-Image read_jpeg(InputFile& file)
+StoredPicture open_jpeg(InputFile file, std::size_t)
 {
-    JpegInput jpeg(file);
-    const ImageInfo info = jpeg.open();
-    jpeg.start();
-    ImageBuilder builder(file.name, info);
-    std::vector<std::uint8_t> row(static_cast<std::size_t>(info.width) * static_cast<std::size_t>(info.channels));
-    for (std::int32_t y = 0; y < info.height; ++y) {
-        jpeg.read_row(row.data());
-        builder.put(0, y, static_cast<std::size_t>(info.width), row.data());
-    }
-    const int orientation = jpeg.orientation();
-    Image image = builder.finish();
-    image.profile = jpeg.profile();
-    jpeg.finish();
-    return apply_orientation(std::move(image), orientation, file.name);
+    auto reader = std::make_unique<JpegReader>(std::move(file));
+    const int orientation = reader->orientation();
+    return {std::move(reader), orientation};
 }
 
 } // namespace panoval::image

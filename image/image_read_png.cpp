@@ -1,16 +1,20 @@
 // SPDX-License-Identifier: MIT
 // PNG files through libpng: all colour types, palettes and transparent colours expanded, interlaced or not. The oFFs
-// chunk, in pixels, is the picture's position.
+// chunk, in pixels, is the picture's position; pHYs its resolution, eXIf what the camera notes.
 
+#include "image/exif.h"
 #include "image/failure.h"
-#include "image/image_builder.h"
 #include "image/image_read.h"
 #include "image/text.h"
 
 #include <png.h>
 
+#include <cmath>
 #include <csetjmp>
 #include <cstdio>
+#include <cstring>
+#include <memory>
+#include <utility>
 #include <vector>
 
 namespace panoval::image
@@ -44,8 +48,7 @@ public:
         info.channels = (png_get_color_type(png_, info_) & PNG_COLOR_MASK_COLOR) != 0 ? 3 : 1;
         info.has_alpha = (png_get_color_type(png_, info_) & PNG_COLOR_MASK_ALPHA) != 0;
         info.bits = png_get_bit_depth(png_, info_);
-        check_image_size(file_.name, png_get_image_width(png_, info_), png_get_image_height(png_, info_), info.channels,
-                         info.bits);
+        check_sides(file_.name, png_get_image_width(png_, info_), png_get_image_height(png_, info_));
         info.width = static_cast<std::int32_t>(png_get_image_width(png_, info_));
         info.height = static_cast<std::int32_t>(png_get_image_height(png_, info_));
         png_int_32 x = 0, y = 0;
@@ -55,15 +58,22 @@ public:
         return info;
     }
 
-    std::vector<std::uint8_t> profile() const
+    Metadata metadata() const
     {
+        Metadata metadata;
         png_charp name = nullptr;
         int compression = 0;
         png_bytep data = nullptr;
         png_uint_32 size = 0;
-        if (png_get_iCCP(png_, info_, &name, &compression, &data, &size) == 0)
-            return {};
-        return std::vector<std::uint8_t>(data, data + size);
+        if (png_get_iCCP(png_, info_, &name, &compression, &data, &size) != 0)
+            metadata.profile.assign(data, data + size);
+        if (png_get_eXIf_1(png_, info_, &size, &data) != 0)
+            metadata.exif = parse_exif(data, size).exif;
+        png_uint_32 x = 0, y = 0;
+        int unit = 0;
+        if (png_get_pHYs(png_, info_, &x, &y, &unit) != 0 && unit == PNG_RESOLUTION_METER && x != 0 && y != 0)
+            metadata.resolution = Resolution{per_inch(x), per_inch(y)};
+        return metadata;
     }
 
     int passes() const { return passes_; }
@@ -117,6 +127,9 @@ private:
         fail_input(file_.name, concat("a truncated or damaged PNG file (", printable(message_), ")"), "a complete one");
     }
 
+    // Two digits after the point: whole numbers per metre give back what an inch had.
+    static double per_inch(png_uint_32 per_metre) { return std::floor(per_metre * 2.54 + 0.5) / 100; }
+
     static void on_error(png_structp png, png_const_charp message)
     {
         auto* const self = static_cast<PngInput*>(png_get_error_ptr(png));
@@ -132,6 +145,71 @@ private:
     char message_[160] = "";
 };
 
+class PngReader : public SequentialReader
+{
+public:
+    explicit PngReader(InputFile file) : file_(std::move(file))
+    {
+        open();
+        metadata_ = png_->metadata();
+    }
+
+    bool is_random_access() const override { return is_interlaced(); }
+    std::uint64_t held_bytes() const override
+    {
+        return is_interlaced() ? png_->row_bytes() * static_cast<std::uint64_t>(info_.height) : 3 * png_->row_bytes();
+    }
+
+protected:
+    void restart() override
+    {
+        next_ = 0;
+        if (rows_ == nullptr)
+            open();
+    }
+
+    void read_next(std::uint8_t* interleaved) override
+    {
+        if (!is_interlaced())
+            return png_->read_row(interleaved);
+        if (rows_ == nullptr)
+            read_passes();
+        std::memcpy(interleaved, rows_.get() + next_++ * png_->row_bytes(), png_->row_bytes());
+    }
+
+    void finish() override
+    {
+        if (!is_interlaced())
+            png_->finish();
+    }
+
+private:
+    void open()
+    {
+        seek_in_file(file_.stream.get(), 0, SEEK_SET);
+        png_ = std::make_unique<PngInput>(file_);
+        info_ = png_->open();
+    }
+
+    bool is_interlaced() const { return png_->passes() > 1; }
+
+    // Every pass adds to the rows of the ones before, so all of them are kept.
+    void read_passes()
+    {
+        const auto height = static_cast<std::size_t>(info_.height);
+        rows_ = allocate_block(height * png_->row_bytes(), file_.name);
+        for (int pass = 0; pass < png_->passes(); ++pass)
+            for (std::size_t y = 0; y < height; ++y)
+                png_->read_row(rows_.get() + y * png_->row_bytes());
+        png_->finish();
+    }
+
+    InputFile file_;
+    std::unique_ptr<PngInput> png_;
+    Block rows_;           // of an interlaced picture
+    std::size_t next_ = 0; // row of it
+};
+
 } // namespace
 
 std::vector<ImageInfo> probe_png(InputFile& file)
@@ -139,30 +217,9 @@ std::vector<ImageInfo> probe_png(InputFile& file)
     return {PngInput(file).open()};
 }
 
-Image read_png(InputFile& file)
+StoredPicture open_png(InputFile file, std::size_t)
 {
-    PngInput png(file);
-    const ImageInfo info = png.open();
-    ImageBuilder builder(file.name, info);
-    const std::size_t row_bytes = png.row_bytes();
-    const auto width = static_cast<std::size_t>(info.width);
-    // Every pass of an interlaced picture adds to the rows of the ones before, so all of them are kept.
-    const bool keeps_rows = png.passes() > 1;
-    const std::size_t kept = keeps_rows ? static_cast<std::size_t>(info.height) : 1;
-    const Block rows = allocate_block(kept * row_bytes, file.name);
-    const auto row = [&](std::int32_t y) {
-        return rows.get() + (keeps_rows ? static_cast<std::size_t>(y) : 0u) * row_bytes;
-    };
-    for (int pass = 0; pass < png.passes(); ++pass)
-        for (std::int32_t y = 0; y < info.height; ++y) {
-            png.read_row(row(y));
-            if (pass == png.passes() - 1)
-                builder.put(0, y, width, row(y));
-        }
-    png.finish();
-    Image image = builder.finish();
-    image.profile = png.profile();
-    return image;
+    return {std::make_unique<PngReader>(std::move(file)), 1};
 }
 
 } // namespace panoval::image

@@ -2,12 +2,13 @@
 // Portable any-map files: PGM and PPM, plain (P2, P3) and raw (P5, P6), and PAM (P7) with its optional alpha. Samples
 // of any maximum value are stretched to 8 bit up to 255, to 16 bit above.
 #include "image/failure.h"
-#include "image/image_builder.h"
 #include "image/image_read.h"
 #include "image/text.h"
 
 #include <cstdio>
 #include <cstring>
+#include <memory>
+#include <utility>
 #include <vector>
 
 namespace panoval::image
@@ -101,7 +102,7 @@ void set_format(const InputFile& file, PnmHeader& header, std::int64_t width, st
     header.info.has_alpha = samples % 2 == 0;
     header.info.bits = max_value > 255 ? 16 : 8;
     header.max_value = static_cast<unsigned>(max_value);
-    check_image_size(file.name, width, height, header.info.channels, header.info.bits);
+    check_sides(file.name, width, height);
     header.info.width = static_cast<std::int32_t>(width);
     header.info.height = static_cast<std::int32_t>(height);
 }
@@ -160,25 +161,9 @@ PnmHeader read_header(InputFile& file)
     return header;
 }
 
-// One row of samples, not yet stretched.
-void read_samples(InputFile& file, PnmText& text, const PnmHeader& header, std::vector<std::uint8_t>& bytes,
-                  std::vector<std::uint16_t>& samples)
-{
-    if (header.is_plain) {
-        for (std::uint16_t& sample : samples)
-            sample = static_cast<std::uint16_t>(text.number("a sample", header.max_value));
-        return;
-    }
-    if (std::fread(bytes.data(), 1, bytes.size(), file.stream.get()) != bytes.size())
-        fail_input(file.name, "a file that cannot be read to its end", describe(header.info));
-    const bool is_wide = header.info.bits == 16;
-    for (std::size_t i = 0; i < samples.size(); ++i)
-        samples[i] = is_wide ? static_cast<std::uint16_t>(bytes[2 * i] << 8 | bytes[2 * i + 1]) : bytes[i];
-}
-
 // Stretches a row so that the maximum value becomes 255 or 65535.
 void stretch(const InputFile& file, const PnmHeader& header, const std::vector<std::uint16_t>& samples,
-             std::vector<std::uint8_t>& bytes)
+             std::uint8_t* bytes)
 {
     const unsigned full = header.info.bits == 16 ? 65535u : 255u;
     for (std::size_t i = 0; i < samples.size(); ++i) {
@@ -188,9 +173,67 @@ void stretch(const InputFile& file, const PnmHeader& header, const std::vector<s
         if (full == 255u)
             bytes[i] = static_cast<std::uint8_t>(value);
         else
-            std::memcpy(&bytes[2 * i], &value, 2);
+            std::memcpy(bytes + 2 * i, &value, 2);
     }
 }
+
+class PnmReader : public SequentialReader
+{
+public:
+    explicit PnmReader(InputFile file)
+        : file_(std::move(file)), header_(read_header(file_)), samples_at_(tell_in_file(file_.stream.get()))
+    {
+        info_ = header_.info;
+    }
+
+    // Rows of raw files stand at known places.
+    bool is_random_access() const override { return !header_.is_plain; }
+    std::uint64_t held_bytes() const override { return 3 * row_bytes(); }
+    void read_rows(std::int32_t first, std::int32_t count, const Rows& to) override
+    {
+        if (!header_.is_plain)
+            seek_in_file(file_.stream.get(), samples_at_ + static_cast<std::int64_t>(row_bytes()) * first, SEEK_SET);
+        SequentialReader::read_rows(header_.is_plain ? first : 0, count, to);
+    }
+
+protected:
+    void restart() override
+    {
+        if (header_.is_plain)
+            seek_in_file(file_.stream.get(), samples_at_, SEEK_SET);
+    }
+
+    void read_next(std::uint8_t* interleaved) override
+    {
+        samples_.resize(header_.samples_per_row());
+        bytes_.resize(row_bytes());
+        if (header_.is_plain) {
+            PnmText text(file_);
+            for (std::uint16_t& sample : samples_)
+                sample = static_cast<std::uint16_t>(text.number("a sample", header_.max_value));
+        } else {
+            const bool is_ready = header_.max_value == 255;
+            std::uint8_t* const bytes = is_ready ? interleaved : bytes_.data();
+            if (std::fread(bytes, 1, bytes_.size(), file_.stream.get()) != bytes_.size())
+                fail_input(file_.name, "a file that cannot be read to its end", describe(header_.info));
+            if (is_ready)
+                return;
+            const bool is_wide = header_.info.bits == 16;
+            for (std::size_t i = 0; i < samples_.size(); ++i)
+                samples_[i] = is_wide ? static_cast<std::uint16_t>(bytes[2 * i] << 8 | bytes[2 * i + 1]) : bytes[i];
+        }
+        stretch(file_, header_, samples_, interleaved);
+    }
+
+private:
+    std::size_t row_bytes() const { return stored_row_bytes(header_.info); }
+
+    InputFile file_;
+    PnmHeader header_;
+    std::int64_t samples_at_;
+    std::vector<std::uint16_t> samples_; // of a row
+    std::vector<std::uint8_t> bytes_;
+};
 
 } // namespace
 
@@ -199,25 +242,9 @@ std::vector<ImageInfo> probe_pnm(InputFile& file)
     return {read_header(file).info};
 }
 
-Image read_pnm(InputFile& file)
+StoredPicture open_pnm(InputFile file, std::size_t)
 {
-    const PnmHeader header = read_header(file);
-    PnmText text(file);
-    ImageBuilder builder(file.name, header.info);
-    std::vector<std::uint16_t> samples(header.samples_per_row());
-    std::vector<std::uint8_t> bytes(samples.size() * header.info.sample_bytes());
-    const bool is_ready = !header.is_plain && header.max_value == 255;
-    for (std::int32_t y = 0; y < header.info.height; ++y) {
-        if (is_ready) {
-            if (std::fread(bytes.data(), 1, bytes.size(), file.stream.get()) != bytes.size())
-                fail_input(file.name, "a file that cannot be read to its end", describe(header.info));
-        } else {
-            read_samples(file, text, header, bytes, samples);
-            stretch(file, header, samples, bytes);
-        }
-        builder.put(0, y, static_cast<std::size_t>(header.info.width), bytes.data());
-    }
-    return builder.finish();
+    return {std::make_unique<PnmReader>(std::move(file)), 1};
 }
 
 } // namespace panoval::image

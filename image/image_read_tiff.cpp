@@ -1,16 +1,17 @@
 // SPDX-License-Identifier: MIT
 // TIFF files through libtiff: every full picture of the file is a layer; strips or tiles, interleaved or one plane per
 // channel, alpha of either kind, all orientations. XPosition and YPosition, in the unit of the resolution tags, give a
-// layer's place in pixels, as remapping programs write it.
+// layer's place in pixels, as remapping programs write it. Reduced pictures, those of a pyramid, are no layers.
 
 #include "image/failure.h"
-#include "image/image_builder.h"
 #include "image/image_read.h"
 #include "image/text.h"
 #include "image/tiff_file.h"
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <memory>
 #include <utility>
 
 namespace panoval::image
@@ -145,7 +146,7 @@ TiffLayer describe_layer(const std::string& name, const TiffFile& tiff)
     read_alpha(name, tiff, layer);
     const auto width = tiff.field<std::uint32_t>(TIFFTAG_IMAGEWIDTH, 0);
     const auto height = tiff.field<std::uint32_t>(TIFFTAG_IMAGELENGTH, 0);
-    check_image_size(name, width, height, layer.stored.channels, bits);
+    check_sides(name, width, height);
     layer.stored.width = static_cast<std::int32_t>(width);
     layer.stored.height = static_cast<std::int32_t>(height);
     layer.stored.position = position_of(tiff);
@@ -165,63 +166,238 @@ bool skip_to_picture(const TiffFile& tiff)
     return true;
 }
 
-void put_run(const TiffLayer& layer, ImageBuilder& builder, int plane, std::int32_t x, std::int32_t y,
-             std::size_t count, const std::uint8_t* samples)
+std::string text_of(const TiffFile& tiff, ttag_t tag)
 {
-    if (layer.is_separate)
-        builder.put_plane(plane, x, y, count, samples);
-    else
-        builder.put(x, y, count, samples);
+    const char* text = nullptr;
+    return TIFFGetField(tiff.get(), tag, &text) == 1 && text != nullptr ? text : "";
 }
 
-void read_strips(const std::string& name, const TiffFile& tiff, const TiffLayer& layer, ImageBuilder& builder)
+// libtiff gives fractions as floating numbers. Times below a second are those of 1 / N of a second.
+std::optional<Rational> rational_of(const TiffFile& tiff, ttag_t tag)
 {
-    const tmsize_t needed =
-        static_cast<tmsize_t>(layer.stored.width) * (layer.is_separate ? 1 : layer.planes()) * (layer.stored.bits / 8);
-    const tmsize_t size = TIFFScanlineSize(tiff.get());
-    if (size < needed)
-        fail_damaged(name, tiff);
-    const Block row = allocate_block(static_cast<std::size_t>(size), name);
-    for (int plane = 0; plane < (layer.is_separate ? layer.planes() : 1); ++plane)
-        for (std::int32_t y = 0; y < layer.stored.height; ++y) {
-            if (TIFFReadScanline(tiff.get(), row.get(), static_cast<std::uint32_t>(y),
-                                 static_cast<std::uint16_t>(plane)) != 1)
-                fail_damaged(name, tiff);
-            put_run(layer, builder, plane, 0, y, static_cast<std::size_t>(layer.stored.width), row.get());
+    float value = 0;
+    if (TIFFGetField(tiff.get(), tag, &value) != 1 || !(value > 0) || !(value < 1e6f))
+        return std::nullopt;
+    const double exact = static_cast<double>(value);
+    const double inverse = std::floor(1 / exact + 0.5);
+    if (exact < 1 && std::fabs(inverse * exact - 1) < 1e-4)
+        return Rational{1, static_cast<std::uint32_t>(inverse)};
+    return Rational{static_cast<std::uint32_t>(exact * 1000 + 0.5), 1000};
+}
+
+// Leaves the layer's directory as the current one.
+void read_exif(const TiffFile& tiff, Exif& exif)
+{
+    const toff_t layer = TIFFCurrentDirOffset(tiff.get());
+    toff_t place = 0;
+    if (TIFFGetField(tiff.get(), TIFFTAG_EXIFIFD, &place) != 1)
+        return;
+    if (TIFFReadEXIFDirectory(tiff.get(), place) == 1) {
+        exif.exposure_seconds = rational_of(tiff, EXIFTAG_EXPOSURETIME);
+        exif.f_number = rational_of(tiff, EXIFTAG_FNUMBER);
+        std::uint16_t count = 0;
+        const std::uint16_t* values = nullptr;
+        if (TIFFGetField(tiff.get(), EXIFTAG_ISOSPEEDRATINGS, &count, &values) == 1 && count >= 1)
+            exif.iso = values[0];
+        if (const std::string date = text_of(tiff, EXIFTAG_DATETIMEORIGINAL); !date.empty())
+            exif.date = date;
+    }
+    TIFFSetSubDirectory(tiff.get(), layer);
+}
+
+Metadata read_metadata(const TiffFile& tiff)
+{
+    Metadata metadata;
+    std::uint32_t size = 0;
+    const std::uint8_t* profile = nullptr;
+    if (TIFFGetField(tiff.get(), TIFFTAG_ICCPROFILE, &size, &profile) == 1)
+        metadata.profile.assign(profile, profile + size);
+    float x = 0, y = 0;
+    const auto unit = tiff.field<std::uint16_t>(TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
+    if (TIFFGetField(tiff.get(), TIFFTAG_XRESOLUTION, &x) == 1 &&
+        TIFFGetField(tiff.get(), TIFFTAG_YRESOLUTION, &y) == 1 && x > 0 && y > 0 && unit != RESUNIT_NONE) {
+        const double per_inch = unit == RESUNIT_CENTIMETER ? 2.54 : 1;
+        metadata.resolution = Resolution{static_cast<double>(x) * per_inch, static_cast<double>(y) * per_inch};
+    }
+    metadata.exif.make = text_of(tiff, TIFFTAG_MAKE);
+    metadata.exif.model = text_of(tiff, TIFFTAG_MODEL);
+    metadata.exif.date = text_of(tiff, TIFFTAG_DATETIME);
+    read_exif(tiff, metadata.exif);
+    return metadata;
+}
+
+// Rows of interleaved strips come one at a time. Otherwise a chunk is decoded and kept: a row of tiles, or the strips
+// of all planes.
+class TiffReader : public RowReader
+{
+public:
+    TiffReader(InputFile file, std::size_t index) : file_(std::move(file)), tiff_(file_.stream.get(), file_.name, "rm")
+    {
+        if (tiff_.get() == nullptr || !skip_to_picture(tiff_))
+            fail_damaged(file_.name, tiff_);
+        for (std::size_t i = 0; i < index; ++i)
+            if (TIFFReadDirectory(tiff_.get()) != 1 || !skip_to_picture(tiff_))
+                fail_input(file_.name, concat("no layer ", index), "a file with that many layers");
+        metadata_ = read_metadata(tiff_);
+        layer_ = describe_layer(file_.name, tiff_);
+        info_ = layer_.stored;
+        plane_pixel_bytes_ = static_cast<std::size_t>(layer_.is_separate ? 1 : layer_.planes()) * info_.sample_bytes();
+        plan_chunks();
+    }
+
+    int orientation() const { return layer_.orientation; }
+
+    bool is_random_access() const override
+    {
+        constexpr std::uint64_t kQuick = std::uint64_t{8} << 20; // to decode
+        const bool is_stored = tiff_.field<std::uint16_t>(TIFFTAG_COMPRESSION, COMPRESSION_NONE) == COMPRESSION_NONE;
+        return is_stored || layer_.is_tiled ||
+               stored_row_bytes(info_) * static_cast<std::uint64_t>(chunk_rows_) <= kQuick;
+    }
+
+    std::uint64_t held_bytes() const override
+    {
+        const std::uint64_t rows = keeps_chunks() ? static_cast<std::uint64_t>(chunk_rows_) : 2;
+        return rows * line_bytes_ * static_cast<std::uint64_t>(planes());
+    }
+
+    void read_rows(std::int32_t first, std::int32_t count, const Rows& to) override
+    {
+        if (splitter_ == nullptr)
+            splitter_ = std::make_unique<RowSplitter>(info_, layer_.is_premultiplied);
+        for (std::int32_t i = 0; i < count; ++i) {
+            const std::uint8_t* const row = stored_row(first + i);
+            if (layer_.is_separate)
+                splitter_->gather(row, line_bytes_ * static_cast<std::size_t>(chunk_rows_), to.row(i), to.mask_row(i));
+            else
+                splitter_->split(row, to.row(i), to.mask_row(i));
+            if (layer_.is_inverted)
+                invert(to.row(i));
         }
-}
+    }
 
-void read_tiles(const std::string& name, const TiffFile& tiff, const TiffLayer& layer, ImageBuilder& builder)
-{
-    const auto tile_width = static_cast<std::int64_t>(tiff.field<std::uint32_t>(TIFFTAG_TILEWIDTH, 0));
-    const auto tile_height = static_cast<std::int64_t>(tiff.field<std::uint32_t>(TIFFTAG_TILELENGTH, 0));
-    const std::int64_t pixel_bytes = (layer.is_separate ? 1 : layer.planes()) * (layer.stored.bits / 8);
-    const tmsize_t size = TIFFTileSize(tiff.get());
-    if (tile_width < 1 || tile_height < 1 || tile_width > 65536 || tile_height > 65536 ||
-        size != tile_width * tile_height * pixel_bytes)
-        fail_damaged(name, tiff);
-    const Block tile = allocate_block(static_cast<std::size_t>(size), name);
-    for (int plane = 0; plane < (layer.is_separate ? layer.planes() : 1); ++plane)
-        for (std::int64_t top = 0; top < layer.stored.height; top += tile_height)
-            for (std::int64_t left = 0; left < layer.stored.width; left += tile_width) {
-                const std::uint32_t index =
-                    TIFFComputeTile(tiff.get(), static_cast<std::uint32_t>(left), static_cast<std::uint32_t>(top), 0,
-                                    static_cast<std::uint16_t>(plane));
-                if (TIFFReadEncodedTile(tiff.get(), index, tile.get(), size) != size)
-                    fail_damaged(name, tiff);
-                const std::int64_t rows = std::min(tile_height, layer.stored.height - top);
-                const std::int64_t count = std::min(tile_width, layer.stored.width - left);
-                for (std::int64_t y = 0; y < rows; ++y)
-                    put_run(layer, builder, plane, static_cast<std::int32_t>(left), static_cast<std::int32_t>(top + y),
-                            static_cast<std::size_t>(count), tile.get() + y * tile_width * pixel_bytes);
-            }
-}
+private:
+    int planes() const { return layer_.is_separate ? layer_.planes() : 1; }
+    bool keeps_chunks() const { return layer_.is_tiled || layer_.is_separate; }
 
-void invert(Image& image)
-{
-    for (std::size_t i = 0; i < image.bytes(); ++i) // of 16 bit, too: both bytes of a sample are complemented
-        image.data[i] = static_cast<std::uint8_t>(~image.data[i]);
-}
+    void plan_chunks()
+    {
+        if (layer_.is_tiled) {
+            plan_tiles();
+        } else {
+            const auto rows = tiff_.field<std::uint32_t>(TIFFTAG_ROWSPERSTRIP, 0xFFFFFFFFu);
+            chunk_rows_ = rows == 0 || rows > static_cast<std::uint32_t>(info_.height)
+                              ? info_.height
+                              : static_cast<std::int32_t>(rows);
+            const tmsize_t size = TIFFScanlineSize(tiff_.get());
+            line_bytes_ = static_cast<std::size_t>(size);
+            if (size <= 0 || line_bytes_ < static_cast<std::size_t>(info_.width) * plane_pixel_bytes_)
+                fail_damaged(file_.name, tiff_);
+        }
+        chunk_first_ = -chunk_rows_; // none
+    }
+
+    void plan_tiles()
+    {
+        tile_width_ = tiff_.field<std::uint32_t>(TIFFTAG_TILEWIDTH, 0);
+        const std::int64_t tile_height = tiff_.field<std::uint32_t>(TIFFTAG_TILELENGTH, 0);
+        const tmsize_t size = TIFFTileSize(tiff_.get());
+        if (tile_width_ < 1 || tile_height < 1 || tile_width_ > 65536 || tile_height > 65536 ||
+            size != tile_width_ * tile_height * static_cast<std::int64_t>(plane_pixel_bytes_))
+            fail_damaged(file_.name, tiff_);
+        tile_bytes_ = size;
+        chunk_rows_ = static_cast<std::int32_t>(tile_height);
+        line_bytes_ = static_cast<std::size_t>(info_.width) * plane_pixel_bytes_;
+    }
+
+    // The first plane's; the others' stand chunk_rows_ lines behind each other.
+    const std::uint8_t* stored_row(std::int32_t y)
+    {
+        if (!keeps_chunks()) {
+            if (chunk_ == nullptr)
+                chunk_ = allocate_block(line_bytes_, file_.name);
+            read_line_of_strip(y);
+            return chunk_.get();
+        }
+        if (y < chunk_first_ || y >= chunk_first_ + chunk_rows_)
+            load_chunk(y / chunk_rows_ * chunk_rows_);
+        return chunk_.get() + static_cast<std::size_t>(y - chunk_first_) * line_bytes_;
+    }
+
+    // A strip is decoded from its top, as far as it has been already.
+    void read_line_of_strip(std::int32_t y)
+    {
+        const std::int32_t top = y / chunk_rows_ * chunk_rows_;
+        for (std::int32_t line = next_line_ > top && next_line_ <= y ? next_line_ : top; line <= y; ++line)
+            read_line(chunk_.get(), line, 0);
+        next_line_ = y + 1;
+    }
+
+    void read_line(std::uint8_t* line, std::int32_t y, int plane)
+    {
+        if (TIFFReadScanline(tiff_.get(), line, static_cast<std::uint32_t>(y), static_cast<std::uint16_t>(plane)) != 1)
+            fail_damaged(file_.name, tiff_);
+    }
+
+    void load_chunk(std::int32_t first)
+    {
+        const std::size_t plane_bytes = line_bytes_ * static_cast<std::size_t>(chunk_rows_);
+        if (chunk_ == nullptr)
+            chunk_ = allocate_block(plane_bytes * static_cast<std::size_t>(planes()), file_.name);
+        chunk_first_ = -chunk_rows_;
+        const std::int32_t end = std::min<std::int32_t>(info_.height - first, chunk_rows_) + first;
+        for (int plane = 0; plane < planes(); ++plane) {
+            std::uint8_t* const lines = chunk_.get() + static_cast<std::size_t>(plane) * plane_bytes;
+            if (layer_.is_tiled)
+                load_tiles(lines, first, end, plane);
+            else
+                for (std::int32_t y = first; y < end; ++y)
+                    read_line(lines + static_cast<std::size_t>(y - first) * line_bytes_, y, plane);
+        }
+        chunk_first_ = first;
+    }
+
+    void load_tiles(std::uint8_t* lines, std::int32_t first, std::int32_t end, int plane)
+    {
+        if (tile_ == nullptr)
+            tile_ = allocate_block(static_cast<std::size_t>(tile_bytes_), file_.name);
+        const auto tile_line = static_cast<std::size_t>(tile_width_) * plane_pixel_bytes_;
+        for (std::int64_t left = 0; left < info_.width; left += tile_width_) {
+            const std::uint32_t index =
+                TIFFComputeTile(tiff_.get(), static_cast<std::uint32_t>(left), static_cast<std::uint32_t>(first), 0,
+                                static_cast<std::uint16_t>(plane));
+            if (TIFFReadEncodedTile(tiff_.get(), index, tile_.get(), tile_bytes_) != tile_bytes_)
+                fail_damaged(file_.name, tiff_);
+            const auto count = static_cast<std::size_t>(std::min(tile_width_, info_.width - left)) * plane_pixel_bytes_;
+            for (std::int32_t y = first; y < end; ++y)
+                std::memcpy(lines + static_cast<std::size_t>(y - first) * line_bytes_ +
+                                static_cast<std::size_t>(left) * plane_pixel_bytes_,
+                            tile_.get() + static_cast<std::size_t>(y - first) * tile_line, count);
+        }
+    }
+
+    void invert(std::uint8_t* samples) const
+    {
+        const std::size_t bytes =
+            static_cast<std::size_t>(info_.width) * static_cast<std::size_t>(info_.channels) * info_.sample_bytes();
+        for (std::size_t i = 0; i < bytes; ++i) // of 16 bit, too: both bytes of a sample are complemented
+            samples[i] = static_cast<std::uint8_t>(~samples[i]);
+    }
+
+    InputFile file_;
+    TiffFile tiff_;
+    TiffLayer layer_;
+    std::unique_ptr<RowSplitter> splitter_;
+    std::size_t plane_pixel_bytes_ = 0;
+    std::size_t line_bytes_ = 0; // of one plane
+    std::int32_t chunk_rows_ = 0;
+    std::int32_t chunk_first_ = 0;
+    std::int32_t next_line_ = 0; // of the strip that is being decoded
+    std::int64_t tile_width_ = 0;
+    tmsize_t tile_bytes_ = 0;
+    Block tile_;
+    Block chunk_;
+};
 
 } // namespace
 
@@ -245,28 +421,11 @@ std::vector<ImageInfo> probe_tiff(InputFile& file)
     return layers;
 }
 
-Image read_tiff(InputFile& file, std::size_t layer_index)
+StoredPicture open_tiff(InputFile file, std::size_t index)
 {
-    const TiffFile tiff(file.stream.get(), file.name, "rm");
-    if (tiff.get() == nullptr || !skip_to_picture(tiff))
-        fail_damaged(file.name, tiff);
-    for (std::size_t i = 0; i < layer_index; ++i)
-        if (TIFFReadDirectory(tiff.get()) != 1 || !skip_to_picture(tiff))
-            fail_input(file.name, concat("no layer ", layer_index), "a file with that many layers");
-    const TiffLayer layer = describe_layer(file.name, tiff);
-    ImageBuilder builder(file.name, layer.stored);
-    if (layer.is_tiled)
-        read_tiles(file.name, tiff, layer, builder);
-    else
-        read_strips(file.name, tiff, layer, builder);
-    Image image = builder.finish(layer.is_premultiplied);
-    std::uint32_t profile_size = 0;
-    const std::uint8_t* profile = nullptr;
-    if (TIFFGetField(tiff.get(), TIFFTAG_ICCPROFILE, &profile_size, &profile) == 1)
-        image.profile.assign(profile, profile + profile_size);
-    if (layer.is_inverted)
-        invert(image);
-    return apply_orientation(std::move(image), layer.orientation, file.name);
+    auto reader = std::make_unique<TiffReader>(std::move(file), index);
+    const int orientation = reader->orientation();
+    return {std::move(reader), orientation};
 }
 
 } // namespace panoval::image

@@ -1,12 +1,10 @@
 // SPDX-License-Identifier: MIT
-// Choosing the writer by a name's ending, and what all writers share.
+// Choosing the writer by a name's ending.
 #include "image/image_write.h"
 
 #include "image/failure.h"
 #include "image/text.h"
-
-#include <cctype>
-#include <cstring>
+#include "image/tiff_file.h"
 
 namespace panoval::image
 {
@@ -14,140 +12,81 @@ namespace panoval::image
 namespace
 {
 
-enum class Ending { Unknown, Png, Tiff, Jpeg, Pgm, Ppm, Pnm, Pam };
+struct NamedCompression {
+    const char* name;
+    Compression compression;
+    std::uint16_t scheme; // libtiff's
+};
 
-const char* const kKnownEndings = ".png, .tif, .tiff, .jpg, .jpeg, .pgm, .ppm, .pnm or .pam";
-
-std::string ending_text(const std::string& target)
-{
-    const std::size_t dot = target.find_last_of("./\\");
-    if (dot == std::string::npos || target[dot] != '.')
-        return "";
-    std::string ending = target.substr(dot + 1);
-    for (char& c : ending)
-        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
-    return ending;
-}
-
-Ending ending_of(const std::string& target)
-{
-    const std::string text = ending_text(target);
-    if (text == "pgm")
-        return Ending::Pgm;
-    if (text == "ppm")
-        return Ending::Ppm;
-    if (text == "pnm")
-        return Ending::Pnm;
-    if (text == "pam")
-        return Ending::Pam;
-    if (text == "png")
-        return Ending::Png;
-    if (text == "tif" || text == "tiff")
-        return Ending::Tiff;
-    if (text == "jpg" || text == "jpeg")
-        return Ending::Jpeg;
-    return Ending::Unknown;
-}
-
-Ending known_ending_of(const std::string& target)
-{
-    const Ending ending = ending_of(target);
-    if (ending == Ending::Unknown)
-        fail_output(target, ending_text(target).empty() ? "no ending" : "the ending ." + ending_text(target),
-                    kKnownEndings);
-    return ending;
-}
-
-bool holds_alpha(Ending ending)
-{
-    return ending == Ending::Png || ending == Ending::Tiff || ending == Ending::Pam;
-}
-
-template <std::size_t ColorBytes, std::size_t AlphaBytes>
-void merge_pixels(const std::uint8_t* color, const std::uint8_t* mask, std::size_t count, std::uint8_t* row)
-{
-    for (std::size_t i = 0; i < count; ++i) {
-        std::memcpy(row, color + i * ColorBytes, ColorBytes);
-        std::memset(row + ColorBytes, mask[i], AlphaBytes); // twice for 16 bit, which is a factor of 257
-        row += ColorBytes + AlphaBytes;
-    }
-}
+constexpr NamedCompression kCompressions[] = {
+    {"none", Compression::None, COMPRESSION_NONE},
+    {"lzw", Compression::Lzw, COMPRESSION_LZW},
+    {"deflate", Compression::Deflate, COMPRESSION_ADOBE_DEFLATE},
+    {"zstd", Compression::Zstd, COMPRESSION_ZSTD},
+};
 
 } // namespace
 
-int most_bits_of(const std::string& target)
+std::vector<std::string> compression_names()
 {
-    return known_ending_of(target) == Ending::Jpeg ? 8 : 16;
+    std::vector<std::string> names;
+    for (const NamedCompression& known : kCompressions)
+        if (TIFFIsCODECConfigured(known.scheme) == 1)
+            names.emplace_back(known.name);
+    return names;
 }
 
-void check_output_format(const std::string& target, int channels, int bits, bool has_alpha)
+Compression compression_of(const std::string& name)
 {
-    const Ending ending = known_ending_of(target);
-    if (bits > most_bits_of(target))
-        fail_output(target, concat(bits, " bits for a JPEG file"), "8 (--depth 8), or another ending");
-    if (has_alpha && !holds_alpha(ending))
-        fail_output(target, "an alpha channel for a format without one", ".png, .tif or .pam");
-    if (ending == Ending::Pgm && channels != 1)
-        fail_output(target, concat(channels, " channels for a grey format"), ".ppm or .pnm");
-    if (ending == Ending::Ppm && channels != 3)
-        fail_output(target, "1 channel for a colour format", ".pgm or .pnm");
-}
-
-void write_image(OutputFile& output, const Image& image)
-{
-    check_output_format(output.target(), image.channels, image.bits, image.mask != nullptr);
-    switch (const Ending ending = known_ending_of(output.target())) {
-    case Ending::Png:
-        return write_png(output, image);
-    case Ending::Tiff:
-        return write_tiff(output, image);
-    case Ending::Jpeg:
-        return write_jpeg(output, image);
-    default:
-        return write_pnm(output, image, ending == Ending::Pam);
+    std::string known_names;
+    for (const NamedCompression& known : kCompressions) {
+        if (TIFFIsCODECConfigured(known.scheme) != 1)
+            continue;
+        if (name == known.name)
+            return known.compression;
+        known_names += (known_names.empty() ? "" : ", ") + std::string(known.name);
     }
+    fail_output(name, "no compression of this build", known_names);
 }
 
-void write_image(const std::string& target, const Image& image)
+std::unique_ptr<RowWriter> make_row_writer(OutputFile& output, const OutputFormat& format, const PictureInfo& picture,
+                                           const WriteOptions& options)
 {
-    check_output_format(target, image.channels, image.bits, image.mask != nullptr);
+    check_output_format(output.target(), format, picture.channels, picture.bits, picture.has_alpha);
+    check_output_size(output.target(), format, picture.width, picture.height);
+    switch (format.kind) {
+    case FileKind::Png:
+        return make_png_writer(output, picture);
+    case FileKind::Tiff:
+        return make_tiff_writer(output, picture, options);
+    case FileKind::Jpeg:
+        return make_jpeg_writer(output, picture, options);
+    case FileKind::DeepZoom:
+        return make_deep_zoom_writer(output, picture, options);
+    case FileKind::Pnm:
+    case FileKind::Pam:
+        break;
+    }
+    return make_pnm_writer(output, picture, format.kind == FileKind::Pam);
+}
+
+void write_image(OutputFile& output, const Image& image, const WriteOptions& options)
+{
+    PictureInfo picture = image;
+    picture.has_alpha = image.mask != nullptr;
+    const auto writer = make_row_writer(output, output_format_of(output.target()), picture, options);
+    writer->add(rows_of(image), image.height);
+    writer->finish();
+}
+
+void write_image(const std::string& target, const Image& image, const WriteOptions& options)
+{
+    const OutputFormat& format = output_format_of(target);
+    check_output_format(target, format, image.channels, image.bits, image.mask != nullptr);
+    check_output_size(target, format, image.width, image.height);
     OutputFile output(target);
-    write_image(output, image);
+    write_image(output, image, options);
     output.commit();
-}
-
-bool takes_rows(const std::string& target)
-{
-    return known_ending_of(target) == Ending::Tiff;
-}
-
-std::unique_ptr<RowWriter> make_row_writer(OutputFile& output, const Image& header)
-{
-    return make_tiff_writer(output, header);
-}
-
-std::size_t copied_row_bytes(const Image& image)
-{
-    const auto width = static_cast<std::size_t>(image.width);
-    return image.row_bytes() + (image.mask != nullptr ? width * image.sample_bytes() : 0);
-}
-
-void copy_row(const Image& image, std::int32_t y, std::uint8_t* row)
-{
-    if (image.mask == nullptr) {
-        std::memcpy(row, image.row(y), image.row_bytes());
-        return;
-    }
-    const auto width = static_cast<std::size_t>(image.width);
-    const std::uint8_t* const mask = image.mask.get() + static_cast<std::size_t>(y) * width;
-    if (image.bits == 16 && image.channels == 3)
-        merge_pixels<6, 2>(image.row(y), mask, width, row);
-    else if (image.bits == 16)
-        merge_pixels<2, 2>(image.row(y), mask, width, row);
-    else if (image.channels == 3)
-        merge_pixels<3, 1>(image.row(y), mask, width, row);
-    else
-        merge_pixels<1, 1>(image.row(y), mask, width, row);
 }
 
 } // namespace panoval::image

@@ -1,12 +1,16 @@
 // SPDX-License-Identifier: MIT
-// TIFF files in strips, uncompressed, with unassociated alpha and the picture's position, if it has one that the tags
-// can hold; big ones as BigTIFF.
-
+// TIFF files with unassociated alpha and the picture's position, if it has one that the tags can hold; big ones as
+// BigTIFF. A pyramid's reduced pictures follow the full one as directories of their own, each half as large as the one
+// before; until the full one is written they wait in files without a name beside the output.
 #include "image/failure.h"
-#include "image/image_write.h"
-#include "image/tiff_file.h"
+#include "image/row_halver.h"
+#include "image/row_writer.h"
+#include "image/tiff_layout.h"
 
 #include <algorithm>
+#include <memory>
+#include <optional>
+#include <utility>
 #include <vector>
 
 namespace panoval::image
@@ -15,122 +19,204 @@ namespace panoval::image
 namespace
 {
 
-constexpr std::size_t kStripBytes = 1 << 20;
 constexpr std::uint64_t kBigFile = 4'000'000'000u;
 
-void set_tags(TIFF* tiff, const Image& image, std::uint32_t rows_per_strip)
-{
-    const bool has_alpha = image.mask != nullptr;
-    TIFFSetField(tiff, TIFFTAG_IMAGEWIDTH, static_cast<std::uint32_t>(image.width));
-    TIFFSetField(tiff, TIFFTAG_IMAGELENGTH, static_cast<std::uint32_t>(image.height));
-    TIFFSetField(tiff, TIFFTAG_SAMPLESPERPIXEL, image.channels + (has_alpha ? 1 : 0));
-    TIFFSetField(tiff, TIFFTAG_BITSPERSAMPLE, image.bits);
-    TIFFSetField(tiff, TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
-    TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, image.channels == 3 ? PHOTOMETRIC_RGB : PHOTOMETRIC_MINISBLACK);
-    TIFFSetField(tiff, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-    TIFFSetField(tiff, TIFFTAG_ORIENTATION, ORIENTATION_TOPLEFT);
-    TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_NONE);
-    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, rows_per_strip);
-    if (has_alpha) {
-        const std::uint16_t kind = EXTRASAMPLE_UNASSALPHA;
-        TIFFSetField(tiff, TIFFTAG_EXTRASAMPLES, 1, &kind);
-    }
-}
-
 // Fractions of an inch, as remapping programs write them. They cannot be negative.
-void set_position(TIFF* tiff, const Offset& position)
+void set_position(TIFF* tiff, const PictureInfo& picture)
 {
     constexpr double kPixelsPerInch = 150.;
-    if (position.x < 0 || position.y < 0)
+    const bool has_position = picture.position && picture.position->x >= 0 && picture.position->y >= 0;
+    if (!has_position && !picture.metadata.resolution)
         return;
+    const Resolution resolution = picture.metadata.resolution.value_or(Resolution{kPixelsPerInch, kPixelsPerInch});
     TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
-    TIFFSetField(tiff, TIFFTAG_XRESOLUTION, kPixelsPerInch);
-    TIFFSetField(tiff, TIFFTAG_YRESOLUTION, kPixelsPerInch);
-    TIFFSetField(tiff, TIFFTAG_XPOSITION, static_cast<double>(position.x) / kPixelsPerInch);
-    TIFFSetField(tiff, TIFFTAG_YPOSITION, static_cast<double>(position.y) / kPixelsPerInch);
+    TIFFSetField(tiff, TIFFTAG_XRESOLUTION, resolution.x);
+    TIFFSetField(tiff, TIFFTAG_YRESOLUTION, resolution.y);
+    if (!has_position)
+        return;
+    TIFFSetField(tiff, TIFFTAG_XPOSITION, static_cast<double>(picture.position->x) / resolution.x);
+    TIFFSetField(tiff, TIFFTAG_YPOSITION, static_cast<double>(picture.position->y) / resolution.y);
 }
 
-class TiffRowWriter : public RowWriter
+double value_of(const Rational& value)
+{
+    return static_cast<double>(value.numerator) / static_cast<double>(value.denominator);
+}
+
+// Goes before the picture's own directory. Its place in the file, or 0 where there is nothing to write.
+std::uint64_t write_shot(TIFF* tiff, const Exif& exif)
+{
+    if (!exif.exposure_seconds && !exif.f_number && !exif.iso && exif.date.empty())
+        return 0;
+    std::uint64_t place = 0;
+    if (TIFFCreateEXIFDirectory(tiff) != 0)
+        return 0;
+    if (exif.exposure_seconds)
+        TIFFSetField(tiff, EXIFTAG_EXPOSURETIME, value_of(*exif.exposure_seconds));
+    if (exif.f_number)
+        TIFFSetField(tiff, EXIFTAG_FNUMBER, value_of(*exif.f_number));
+    if (exif.iso) {
+        const auto iso = static_cast<std::uint16_t>(std::min<std::uint32_t>(*exif.iso, 65535));
+        TIFFSetField(tiff, EXIFTAG_ISOSPEEDRATINGS, 1, &iso);
+    }
+    if (!exif.date.empty())
+        TIFFSetField(tiff, EXIFTAG_DATETIMEORIGINAL, exif.date.c_str());
+    const bool is_written = TIFFWriteCustomDirectory(tiff, &place) == 1;
+    TIFFFreeDirectory(tiff);
+    TIFFCreateDirectory(tiff);
+    return is_written ? place : 0;
+}
+
+void set_metadata(TIFF* tiff, const PictureInfo& picture, std::uint64_t shot)
+{
+    const Metadata& metadata = picture.metadata;
+    if (!metadata.profile.empty())
+        TIFFSetField(tiff, TIFFTAG_ICCPROFILE, static_cast<std::uint32_t>(metadata.profile.size()),
+                     metadata.profile.data());
+    if (!metadata.exif.make.empty())
+        TIFFSetField(tiff, TIFFTAG_MAKE, metadata.exif.make.c_str());
+    if (!metadata.exif.model.empty())
+        TIFFSetField(tiff, TIFFTAG_MODEL, metadata.exif.model.c_str());
+    if (metadata.exif.date.size() == 19) // the tag has this length
+        TIFFSetField(tiff, TIFFTAG_DATETIME, metadata.exif.date.c_str());
+    if (shot != 0)
+        TIFFSetField(tiff, TIFFTAG_EXIFIFD, shot);
+    set_position(tiff, picture);
+}
+
+// Rows of a reduced picture on their way, in a file that vanishes with the object.
+class RowSpool
 {
 public:
-    TiffRowWriter(OutputFile& output, const Image& header)
-        : output_(output), row_bytes_(copied_row_bytes(header)),
-          rows_per_strip_(
-              std::clamp<std::size_t>(kStripBytes / row_bytes_, 1, static_cast<std::size_t>(header.height))),
-          tiff_(output.stream(), output.target(), is_big(header) ? "w8" : "w")
+    RowSpool(OutputFile& output, const ImageInfo& info)
+        : output_(output), info_(info), stream_(output.make_scratch()),
+          row_(static_cast<std::size_t>(info.width) * static_cast<std::size_t>(info.channels) * info.sample_bytes()),
+          mask_(info.has_alpha ? static_cast<std::size_t>(info.width) : 0)
+    {
+    }
+
+    const ImageInfo& info() const { return info_; }
+
+    void add(const ConstRows& row)
+    {
+        if (std::fwrite(row.samples, 1, row_.size(), stream_.get()) != row_.size() ||
+            (info_.has_alpha && std::fwrite(row.mask, 1, mask_.size(), stream_.get()) != mask_.size()))
+            output_.fail_writing();
+    }
+
+    // From here on rows are read.
+    void rewind()
+    {
+        if (std::fflush(stream_.get()) != 0 || !seek_in_file(stream_.get(), 0, SEEK_SET))
+            output_.fail_writing();
+    }
+
+    ConstRows next()
+    {
+        if (std::fread(row_.data(), 1, row_.size(), stream_.get()) != row_.size() ||
+            std::fread(mask_.data(), 1, mask_.size(), stream_.get()) != mask_.size())
+            output_.fail_writing();
+        return {row_.data(), row_.size(), info_.has_alpha ? mask_.data() : nullptr, mask_.size()};
+    }
+
+private:
+    OutputFile& output_;
+    ImageInfo info_;
+    FileHandle stream_;
+    std::vector<std::uint8_t> row_;
+    std::vector<std::uint8_t> mask_;
+};
+
+bool is_small(const ImageInfo& info)
+{
+    return info.width <= kTiffTile && info.height <= kTiffTile;
+}
+
+class TiffWriter : public RowWriter
+{
+public:
+    TiffWriter(OutputFile& output, const PictureInfo& picture, const WriteOptions& options)
+        : output_(output), layout_{options.is_tiled || options.has_pyramid, options.compression, false},
+          has_pyramid_(options.has_pyramid), tiff_(output.stream(), output.target(), is_big(picture) ? "w8" : "w")
     {
         if (tiff_.get() == nullptr)
             output_.fail_writing();
-        set_tags(tiff_.get(), header, static_cast<std::uint32_t>(rows_per_strip_));
-        if (!header.profile.empty())
-            TIFFSetField(tiff_.get(), TIFFTAG_ICCPROFILE, static_cast<std::uint32_t>(header.profile.size()),
-                         header.profile.data());
-        if (header.position)
-            set_position(tiff_.get(), *header.position);
-        strip_.resize(rows_per_strip_ * row_bytes_);
+        const std::uint64_t shot = write_shot(tiff_.get(), picture.metadata.exif);
+        full_.emplace(output, tiff_, picture, layout_);
+        set_metadata(tiff_.get(), picture, shot);
+        if (has_pyramid_ && !is_small(picture))
+            begin_half(picture);
     }
 
-    void add(const Image& image, std::int32_t first, std::int32_t end) override
+    void add(const ConstRows& rows, std::int32_t count) override
     {
-        for (std::int32_t y = first; y < end; ++y) {
-            const bool is_whole_strip = held_rows_ == 0 && end - y >= static_cast<std::int32_t>(rows_per_strip_);
-            if (is_whole_strip && image.mask == nullptr) { // is in the file as it is in memory
-                write_strip(image.row(y), rows_per_strip_);
-                y += static_cast<std::int32_t>(rows_per_strip_) - 1;
-                continue;
-            }
-            copy_row(image, y, strip_.data() + held_rows_ * row_bytes_);
-            if (++held_rows_ == rows_per_strip_)
-                write_held_rows();
+        for (std::int32_t y = 0; y < count; ++y) {
+            full_->add(rows.row(y), rows.mask_row(y));
+            if (halver_)
+                halver_->add(rows.from(y));
         }
     }
 
     void finish() override
     {
-        if (held_rows_ != 0)
-            write_held_rows();
+        full_->finish();
+        while (halver_)
+            write_reduced();
         if (!tiff_.close())
             output_.fail_writing();
     }
 
 private:
-    bool is_big(const Image& header) const { return row_bytes_ * static_cast<std::uint64_t>(header.height) > kBigFile; }
-
-    void write_held_rows()
+    bool is_big(const ImageInfo& info) const
     {
-        write_strip(strip_.data(), held_rows_);
-        held_rows_ = 0;
+        const std::uint64_t bytes = most_tiff_bytes(info, layout_);
+        return bytes + (has_pyramid_ ? bytes / 2 : 0) > kBigFile;
     }
 
-    // The format's library wants no const, but samples in this machine's order are not touched.
-    void write_strip(const std::uint8_t* strip, std::size_t rows)
+    // What has half the size of the picture that is being written.
+    void begin_half(const ImageInfo& info)
     {
-        if (TIFFWriteEncodedStrip(tiff_.get(), index_++, const_cast<std::uint8_t*>(strip),
-                                  static_cast<tmsize_t>(rows * row_bytes_)) < 0)
+        half_ = std::make_unique<RowSpool>(output_, half_of(info));
+        halver_.emplace(info, [this](const ConstRows& row) { half_->add(row); });
+    }
+
+    void write_reduced()
+    {
+        halver_->finish();
+        if (TIFFWriteDirectory(tiff_.get()) != 1)
             output_.fail_writing();
+        const std::unique_ptr<RowSpool> rows = std::move(half_);
+        halver_.reset();
+        rows->rewind();
+        const ImageInfo info = rows->info();
+        if (!is_small(info))
+            begin_half(info);
+        TiffLayout layout = layout_;
+        layout.is_reduced = true;
+        TiffPictureWriter picture(output_, tiff_, info, layout);
+        for (std::int32_t y = 0; y < info.height; ++y) {
+            const ConstRows row = rows->next();
+            picture.add(row.samples, row.mask);
+            if (halver_)
+                halver_->add(row);
+        }
+        picture.finish();
     }
 
     OutputFile& output_;
-    std::size_t row_bytes_;
-    std::size_t rows_per_strip_;
+    TiffLayout layout_;
+    bool has_pyramid_;
     TiffFile tiff_;
-    std::uint32_t index_ = 0; // of the next strip
-    std::vector<std::uint8_t> strip_;
-    std::size_t held_rows_ = 0; // of that strip
+    std::optional<TiffPictureWriter> full_;
+    std::optional<RowHalver> halver_; // of the picture that is being written, if it has a smaller one
+    std::unique_ptr<RowSpool> half_;
 };
 
 } // namespace
 
-std::unique_ptr<RowWriter> make_tiff_writer(OutputFile& output, const Image& header)
+std::unique_ptr<RowWriter> make_tiff_writer(OutputFile& output, const PictureInfo& picture, const WriteOptions& options)
 {
-    return std::make_unique<TiffRowWriter>(output, header);
-}
-
-void write_tiff(OutputFile& output, const Image& image)
-{
-    TiffRowWriter writer(output, image);
-    writer.add(image, 0, image.height);
-    writer.finish();
+    return std::make_unique<TiffWriter>(output, picture, options);
 }
 
 } // namespace panoval::image

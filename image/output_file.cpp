@@ -2,13 +2,10 @@
 #include "image/output_file.h"
 
 #include "image/failure.h"
+#include "image/interruption.h"
 #include "image/text.h"
 
-#include <array>
-#include <atomic>
 #include <cerrno>
-#include <csignal>
-#include <cstring>
 #include <system_error>
 
 #include <fcntl.h>
@@ -18,7 +15,6 @@
 #include <windows.h>
 // after windows.h
 #include <io.h>
-#include <process.h>
 #else
 #include <unistd.h>
 #endif
@@ -30,6 +26,8 @@ namespace
 {
 
 namespace fs = std::filesystem;
+
+constexpr int kMostTries = 100;
 
 #ifdef _WIN32
 
@@ -52,17 +50,13 @@ bool is_writable(const fs::path& path)
     return _waccess(path.c_str(), 2) == 0;
 }
 
-int process_id()
+// Without a name once it is closed.
+FileHandle create_scratch(const fs::path& path)
 {
-    return _getpid();
+    const int descriptor =
+        _wopen(path.c_str(), _O_CREAT | _O_EXCL | _O_RDWR | _O_BINARY | _O_TEMPORARY, _S_IREAD | _S_IWRITE);
+    return FileHandle(descriptor >= 0 ? _fdopen(descriptor, "w+b") : nullptr);
 }
-
-int remember(const fs::path&)
-{
-    return -1;
-}
-
-void forget(int) {}
 
 #else
 
@@ -86,44 +80,13 @@ bool is_writable(const fs::path& path)
     return access(path.c_str(), W_OK) == 0;
 }
 
-int process_id()
+// Without a name from the start.
+FileHandle create_scratch(const fs::path& path)
 {
-    return getpid();
-}
-
-// What an interruption removes. The handler may only read plain memory, so names are kept in it.
-struct UnfinishedFile {
-    std::atomic<bool> is_used{false};
-    char name[4096];
-};
-std::array<UnfinishedFile, 8> unfinished_files;
-
-int remember(const fs::path& path)
-{
-    for (std::size_t i = 0; i < unfinished_files.size(); ++i) {
-        UnfinishedFile& file = unfinished_files[i];
-        if (file.is_used || path.native().size() >= sizeof file.name)
-            continue;
-        std::memcpy(file.name, path.c_str(), path.native().size() + 1);
-        file.is_used = true;
-        return static_cast<int>(i);
-    }
-    return -1;
-}
-
-void forget(int slot)
-{
-    if (slot >= 0)
-        unfinished_files[static_cast<std::size_t>(slot)].is_used = false;
-}
-
-extern "C" void on_interruption(int number)
-{
-    for (UnfinishedFile& file : unfinished_files)
-        if (file.is_used)
-            unlink(file.name);
-    std::signal(number, SIG_DFL);
-    raise(number);
+    FileHandle file = create_new(path);
+    if (file != nullptr)
+        unlink(path.c_str());
+    return file;
 }
 
 #endif
@@ -156,7 +119,6 @@ OutputFile::OutputFile(const std::string& target) : target_(target)
 
 void OutputFile::create_beside()
 {
-    constexpr int kMostTries = 100;
     for (int i = 0; i < kMostTries && stream_ == nullptr; ++i) {
         temporary_ = place_;
         temporary_ += concat(".", process_id(), "-", i, ".part");
@@ -166,7 +128,7 @@ void OutputFile::create_beside()
     }
     if (stream_ == nullptr)
         fail_output(target_, "a place that cannot be written to: " + system_message(errno), "a writable one");
-    slot_ = remember(temporary_);
+    slot_ = remember_unfinished(temporary_);
 }
 
 OutputFile::~OutputFile()
@@ -176,7 +138,32 @@ OutputFile::~OutputFile()
     stream_.reset();
     std::error_code error;
     fs::remove(temporary_, error);
-    forget(slot_);
+    forget_unfinished(slot_);
+}
+
+FileHandle OutputFile::make_scratch() const
+{
+    for (int i = 0; i < kMostTries; ++i) {
+        fs::path path = place_;
+        path += concat(".", process_id(), "-", i, ".scratch");
+        if (FileHandle file = create_scratch(path))
+            return file;
+        if (errno != EEXIST)
+            break;
+    }
+    fail_writing();
+}
+
+OutputFolder& OutputFile::make_companion(const std::string& suffix)
+{
+    fs::path place = place_;
+    place.replace_extension();
+    place += path_from_utf8(suffix);
+    std::error_code error;
+    if (fs::exists(place, error) && !fs::exists(place_, error)) // of somebody else
+        fail_output(target_, "the folder " + utf8_from_path(place), "a name whose folder is not there yet");
+    companion_ = std::make_unique<OutputFolder>(place, target_);
+    return *companion_;
 }
 
 void OutputFile::write(const void* data, std::size_t bytes)
@@ -194,24 +181,17 @@ void OutputFile::commit()
         errno = is_written ? errno : reason;
         fail_writing();
     }
+    if (companion_ != nullptr)
+        companion_->commit();
     if (!replace_file(temporary_, place_))
         fail_output(target_, "a name that cannot be taken: " + system_message(errno), "a writable place");
-    forget(slot_);
+    forget_unfinished(slot_);
     temporary_.clear();
 }
 
 void OutputFile::fail_writing() const
 {
     fail_output(target_, "an error while writing: " + system_message(errno), "enough room");
-}
-
-void remove_outputs_on_interruption()
-{
-#ifndef _WIN32
-    for (const int number : {SIGINT, SIGTERM, SIGHUP})
-        if (std::signal(number, on_interruption) == SIG_IGN) // as with nohup
-            std::signal(number, SIG_IGN);
-#endif
 }
 
 } // namespace panoval::image

@@ -4,9 +4,11 @@
 #pragma once
 
 #include "image/files.h"
+#include "image/output_folder.h"
 
 #include <cstddef>
 #include <cstdio>
+#include <memory>
 #include <string>
 
 namespace panoval::image
@@ -27,6 +29,12 @@ public:
     void write(const void* data, std::size_t bytes);
     void write(const std::string& text) { write(text.data(), text.size()); }
 
+    // A file for reading and writing, on the same disk, that vanishes when it is closed.
+    FileHandle make_scratch() const;
+
+    // A folder that comes and goes with this file: its name without ending, and a suffix. One at most.
+    OutputFolder& make_companion(const std::string& suffix);
+
     // Puts the finished file in the target's place.
     void commit();
 
@@ -40,10 +48,8 @@ private:
     std::filesystem::path place_; // the target, or what it links to
     std::filesystem::path temporary_;
     FileHandle stream_;
+    std::unique_ptr<OutputFolder> companion_;
     int slot_ = -1; // in the list of files that an interruption removes
 };
-
-// From here on an interrupted program (Ctrl+C, a closed terminal, a polite kill) removes its unfinished outputs.
-void remove_outputs_on_interruption();
 
 } // namespace panoval::image

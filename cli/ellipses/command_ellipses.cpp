@@ -129,14 +129,6 @@ void check(const EllipsesOptions& options)
     }
 }
 
-Image read_grey(const std::string& file)
-{
-    Image image = read_image(file);
-    convert_to_grey(image, file);
-    convert_depth(image, 8, file);
-    return image;
-}
-
 void write_overlays(const EllipsesOptions& options, const Image& grey, const Measurement& measurement)
 {
     if (!options.svg.empty()) {
@@ -243,7 +235,7 @@ void print_all(const EllipsesOptions& options, const std::vector<Measurement>& m
 
 Measurement measure_one(const EllipsesOptions& options, const std::string& file)
 {
-    const Image grey = read_grey(file);
+    const Image grey = read_grey_8(file);
     Measurement measurement = measure_ellipses(file, grey, options.settings);
     write_overlays(options, grey, measurement);
     return measurement;

@@ -148,7 +148,7 @@ void inpaint_file(const InpaintOptions& options)
     progress.step("filling");
     Image filled = make_image(image.width, image.height, 3, 8, options.input);
     std::copy_n(image.data.get(), image.bytes(), filled.data.get());
-    filled.profile = image.profile;
+    filled.metadata.profile = image.metadata.profile;
     const Stopwatch stopwatch;
     const std::size_t unfilled = inpaint_picture(filled, marks.get(), options.range, options.input);
     const double seconds = stopwatch.seconds();

@@ -59,14 +59,6 @@ const char* const kInputHelp =
     "Of a TIFF file with several pictures the first is taken.\n"
     "\n";
 
-Image read_grey_8(const std::string& file)
-{
-    Image image = read_image(file);
-    convert_to_grey(image, file);
-    convert_depth(image, 8, file);
-    return image;
-}
-
 void need_size(const Image& image, const std::string& file, std::int32_t least)
 {
     if (image.width < least || image.height < least)
@@ -154,7 +146,7 @@ CLI::App& add_picture_command(CLI::App& program, const std::string& name, const 
 {
     CLI::App& command = *program.add_subcommand(name, what);
     command.add_option("IMAGE", options->input, "The picture")->required();
-    command.add_option("-o,--output", options->output, "The result: .png .tif .tiff .jpg .jpeg .pgm .pnm or .pam")
+    command.add_option("-o,--output", options->output, "The result: " + endings_for(1, 8, false))
         ->required()
         ->type_name("OUT");
     add_common_options(command, options->common);

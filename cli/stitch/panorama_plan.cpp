@@ -72,6 +72,7 @@ void add_layers(const PlacedInput& input, std::vector<PlacedLayer>& layers)
         layer.mask = input.mask;
         layer.info = infos[i];
         layer.is_one_of_several = infos.size() > 1;
+        check_image_size(layer.name(), layer.info);
         layer.position = position_of(input, layer);
         check_mask(layer);
         layers.push_back(layer);

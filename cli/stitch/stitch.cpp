@@ -14,8 +14,8 @@
 #include "cli/stitch/report_page.h"
 #include "cli/stitch/tile_collector.h"
 #include "cli/stitch/uncovered_fill.h"
-#include "image/colour_profiles.h"
 #include "image/image_write.h"
+#include "image/metadata.h"
 
 #include <nlohmann/json.hpp>
 
@@ -43,7 +43,7 @@ std::vector<PlacedInput> inputs_of(const StitchOptions& options)
 
 int output_bits(const StitchOptions& options, const PanoramaPlan& plan)
 {
-    return options.depth != 0 ? options.depth : std::min(plan.bits, most_bits_of(options.output));
+    return options.depth != 0 ? options.depth : std::min(plan.bits, output_format_of(options.output).most_bits);
 }
 
 void check_outputs(const StitchOptions& options, const PanoramaPlan& plan)
@@ -128,8 +128,8 @@ void plan_memory(const StitchOptions& options, Preparation& preparation)
     if (options.blend != "multiband")
         return;
     // Tiles go into the file at once where the panorama is wanted nowhere else, and as it is.
-    const bool writes_rows =
-        takes_rows(options.output) && preparation.bits == bits && !options.wants_alpha && options.report.empty();
+    const bool writes_rows = output_format_of(options.output).kind == FileKind::Tiff && preparation.bits == bits &&
+                             !options.wants_alpha && options.report.empty();
     const std::uint64_t panorama_bytes = static_cast<std::uint64_t>(plan.width) *
                                          static_cast<std::uint64_t>(plan.height) *
                                          static_cast<std::uint64_t>(plan.channels * (bits / 8));
@@ -223,12 +223,12 @@ void prepare_pictures(const StitchOptions& options, const Preparation& preparati
 
 // Everything that pictures leave in the panorama besides their pixels.
 struct PanoramaExtras {
-    ColourProfiles& profiles;
+    CommonMetadata& profiles;
     std::unique_ptr<Coverage> coverage; // where it is wanted
 
     void add(const PlacedLayer& layer, const Image& image)
     {
-        profiles.add(image, layer.name());
+        profiles.add(image.metadata, layer.name());
         if (coverage != nullptr)
             coverage->add(image, layer.corner);
     }
@@ -286,8 +286,8 @@ Image blend_in_tiles(const StitchOptions& options, const Preparation& preparatio
     header.height = plan.height;
     header.channels = plan.channels;
     header.bits = preparation.working_bits;
-    header.profile = extras.profiles.common();
-    auto writer = preparation.writes_rows ? make_row_writer(output, header) : nullptr;
+    header.metadata.profile = extras.profiles.common().profile;
+    auto writer = preparation.writes_rows ? make_row_writer(output, output_format_of(options.output), header) : nullptr;
     TileCollector collector(preparation.grid, std::move(header), std::move(writer), options.output);
     std::mutex progress_mutex;
     run_in_parallel(preparation.grid.size(), [&](std::size_t index) {
@@ -310,7 +310,7 @@ Image blend_in_tiles(const StitchOptions& options, const Preparation& preparatio
 
 // Empty if the panorama has been written to the output.
 Image blend(const StitchOptions& options, const Preparation& preparation, Blenders blenders, PictureStore& store,
-            ColourProfiles& profiles, OutputFile& output, Progress& progress)
+            CommonMetadata& profiles, OutputFile& output, Progress& progress)
 {
     PanoramaExtras extras{profiles, nullptr};
     if (options.wants_alpha)
@@ -323,7 +323,7 @@ Image blend(const StitchOptions& options, const Preparation& preparation, Blende
     if (panorama.data == nullptr)
         return panorama;
     convert_depth(panorama, preparation.bits, options.output);
-    panorama.profile = profiles.common();
+    panorama.metadata.profile = profiles.common().profile;
     if (extras.coverage != nullptr) {
         panorama.mask = extras.coverage->release();
         panorama.has_alpha = true;
@@ -431,7 +431,7 @@ void print_outcome(const StitchOptions& options, const Preparation& preparation,
 void stitch(const StitchOptions& options)
 {
     const Stopwatch stopwatch;
-    (void)most_bits_of(options.output); // an unknown ending is known at once
+    (void)output_format_of(options.output); // an unknown ending is known at once
     Preparation preparation = prepare(options);
     OutputFile output(options.output);
     std::unique_ptr<OutputFile> report;
@@ -440,7 +440,7 @@ void stitch(const StitchOptions& options)
     std::unique_ptr<OutputFile> gains;
     if (!options.gains.empty() && preparation.measures_gains)
         gains = std::make_unique<OutputFile>(options.gains);
-    ColourProfiles profiles;
+    CommonMetadata profiles;
     {
         const std::size_t steps =
             gain_pass_steps(preparation.plan) + preparation.grid.size() * preparation.plan.layers.size() + 1;

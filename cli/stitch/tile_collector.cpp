@@ -73,7 +73,7 @@ void TileCollector::write_complete_rows()
     }
     TileRow row;
     while (take_next(row))
-        writer_->add(row.image, row.first, row.first + grid_.rows[next_ - 1].kept());
+        writer_->add(rows_of(std::as_const(row.image), row.first), grid_.rows[next_ - 1].kept());
 }
 
 // Only the thread that is writing calls it. False, and the writing is over for now, where the next row is not complete.

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "image/exif_orientation.h"
+#include "image/exif.h"
 #include "image/image_read.h"
 #include "image/image_write.h"
 #include "tests/support/scratch_folder.h"
@@ -73,7 +73,7 @@ TEST_F(JpegPicture, OversizedPicturesAreRefusedByTheirHeader)
     ASSERT_NE(frame, std::string::npos);
     file.replace(frame + 5, 4, "\xEA\x60\xEA\x60"); // 60000 each
     const std::string name = write_text("large.jpg", file);
-    EXPECT_TRUE(contains(error_of([&] { (void)probe_image(name); }),
+    EXPECT_TRUE(contains(error_of([&] { (void)read_image(name); }),
                          "large.jpg: found a picture of 60000 x 60000 pixels with 3 x 8 bit; expected at most"));
 }
 
@@ -112,12 +112,12 @@ TEST(ExifOrientation, StaysInsideItsBlock)
     const std::string whole = with_orientation("\xFF\xD8", false, 6).substr(6);
     for (std::size_t size = 0; size < whole.size(); ++size) {
         const std::vector<std::uint8_t> block(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(size));
-        const int orientation = exif_orientation(block.data(), block.size());
+        const int orientation = parse_exif(block.data(), block.size()).orientation;
         EXPECT_TRUE(orientation == 1 || orientation == 6);
     }
     std::vector<std::uint8_t> far(whole.begin(), whole.end());
     far[10] = far[11] = far[12] = far[13] = 0xFF;
-    EXPECT_EQ(exif_orientation(far.data(), far.size()), 1);
+    EXPECT_EQ(parse_exif(far.data(), far.size()).orientation, 1);
 }
 
 TEST_F(JpegPicture, FourComponentsAreRefused)

@@ -124,7 +124,7 @@ TEST_F(PngPicture, OversizedPicturesAreRefusedByTheirHeader)
     bytes.replace(16, 8, std::string("\x00\x01\x86\xA0\x00\x01\x86\xA0", 8));
     bytes.replace(29, 4, check_sum(bytes.substr(12, 17)));
     const std::string name = write_text("huge.png", bytes);
-    EXPECT_EQ(error_of([&] { (void)probe_image(name); }),
+    EXPECT_EQ(error_of([&] { (void)read_image(name); }),
               name + ": found a picture of 100000 x 100000 pixels with 3 x 8 bit; expected at most 2^31 - 1 bytes of "
                      "samples");
 }

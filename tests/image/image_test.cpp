@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "image/image.h"
 
-#include "image/image_builder.h"
+#include "image/orientation.h"
+#include "image/rows.h"
 #include "tests/support/scratch_folder.h"
 
 #include <gtest/gtest.h>
@@ -49,11 +50,15 @@ TEST(Image, AlphaIsTakenOutOfRowsOfAnyLength)
                 interleaved.insert(interleaved.end(), &source.data[at], &source.data[at] + channels);
                 interleaved.push_back(source.mask[i]);
             }
-            ImageBuilder builder("test", source);
-            for (std::int32_t y = 0; y < 2; ++y)
-                builder.put(0, y, static_cast<std::size_t>(width),
-                            interleaved.data() + interleaved.size() / 2 * static_cast<std::size_t>(y));
-            expect_same_picture(builder.finish(), source);
+            Image split = make_image(width, 2, channels, 8, "test");
+            ensure_mask(split, "test");
+            RowSplitter splitter(source, false);
+            for (std::int32_t y = 0; y < 2; ++y) {
+                const Rows to = rows_of(split, y);
+                splitter.split(interleaved.data() + interleaved.size() / 2 * static_cast<std::size_t>(y), to.samples,
+                               to.mask);
+            }
+            expect_same_picture(split, source);
         }
 }
 
@@ -141,23 +146,21 @@ TEST(Image, AllEightOrientationsShowTheSameScene)
 TEST(Image, ColoursMultipliedWithAlphaAreDividedByIt)
 {
     ImageInfo info{4, 1, 1, 8, true, {}};
-    ImageBuilder builder("test", info);
+    RowSplitter splitter(info, true);
     const std::uint8_t pixels[] = {100, 200, 50, 255, 9, 0, 60, 50}; // the last one is brighter than its alpha allows
-    builder.put(0, 0, 4, pixels);
-    const Image image = builder.finish(true);
-    EXPECT_EQ(bytes_of(image), (std::vector<std::uint8_t>{128, 50, 0, 255}));
-    const std::vector<std::uint8_t> alpha = {200, 255, 0, 50};
-    EXPECT_EQ(std::memcmp(image.mask.get(), alpha.data(), 4), 0);
+    std::vector<std::uint8_t> samples(4);
+    std::vector<std::uint8_t> mask(4);
+    splitter.split(pixels, samples.data(), mask.data());
+    EXPECT_EQ(samples, (std::vector<std::uint8_t>{128, 50, 0, 255}));
+    EXPECT_EQ(mask, (std::vector<std::uint8_t>{200, 255, 0, 50}));
 }
 
 TEST(Image, AFaintAlphaOf16BitStillCovers)
 {
-    Block alpha = allocate_block(8, "test");
     const std::uint16_t values[] = {0, 1, 256, 65535};
-    std::memcpy(alpha.get(), values, sizeof values);
-    alpha = coverage_of_16_bit(std::move(alpha), 4);
-    const std::vector<std::uint8_t> expected = {0, 1, 1, 255};
-    EXPECT_EQ(std::memcmp(alpha.get(), expected.data(), 4), 0);
+    std::vector<std::uint8_t> mask(4);
+    narrow_alpha(reinterpret_cast<const std::uint8_t*>(values), 4, mask.data());
+    EXPECT_EQ(mask, (std::vector<std::uint8_t>{0, 1, 1, 255}));
 }
 
 } // namespace

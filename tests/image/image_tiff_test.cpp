@@ -256,7 +256,7 @@ TEST_F(TiffPicture, OversizedPicturesAreRefusedByTheirTags)
     bytes.replace(at + 2, 1, "\x04"); // long
     bytes.replace(at + 8, 4, std::string("\x00\xCA\x9A\x3B", 4));
     const std::string file = write_text("huge.tif", bytes);
-    EXPECT_EQ(error_of([&] { (void)probe_image(file); }),
+    EXPECT_EQ(error_of([&] { (void)read_image(file); }),
               file + ": found a picture of 1000000000 x 4 pixels with 3 x 8 bit; expected at most 2^31 - 1 bytes of "
                      "samples");
 }

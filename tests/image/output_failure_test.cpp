@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Outputs that fail half-way: a full disk, and an interruption. Each happens to a process of its own.
 #include "image/image_write.h"
+#include "image/interruption.h"
 #include "image/output_file.h"
 #include "tests/support/scratch_folder.h"
 

@@ -270,25 +270,25 @@ Image make_zero_mask(std::int32_t width, std::int32_t height)
 TEST_F(StitchFormats, AColourProfileIsPassedOn)
 {
     Image image = test_picture(8, 8, 3, 8);
-    image.profile = colour_profile();
+    image.metadata.profile = colour_profile();
     for (const char* format : {"png", "tif", "jpg"}) {
         const std::string name = in_folder(concat("a.", format));
         write_image(name, image);
-        ASSERT_EQ(read_image(name).profile, image.profile) << format;
+        ASSERT_EQ(read_image(name).metadata.profile, image.metadata.profile) << format;
         const std::string out = in_folder(concat("out.", format));
         stitch({"-o", out, name + "@0,0", name + "@3,0"});
-        EXPECT_EQ(read_image(out).profile, image.profile) << format;
+        EXPECT_EQ(read_image(out).metadata.profile, image.metadata.profile) << format;
         write_image(in_folder("mask.png"), make_zero_mask(8, 8));
         EXPECT_EQ(run_panoval({"inpaint", name, "--mask", in_folder("mask.png"), "-o", out}).exit_code, 0);
-        EXPECT_EQ(read_image(out).profile, image.profile) << format << " repaired";
+        EXPECT_EQ(read_image(out).metadata.profile, image.metadata.profile) << format << " repaired";
     }
-    image.profile.clear();
+    image.metadata.profile.clear();
     write_image(in_folder("plain.png"), image);
     const Outcome outcome = run_panoval(
         {"stitch", "-o", in_folder("out.png"), in_folder("a.png") + "@0,0", in_folder("plain.png") + "@3,0"});
     EXPECT_EQ(outcome.exit_code, 0);
     EXPECT_TRUE(contains(outcome.err, "plain.png: found another colour profile than in ")) << outcome.err;
-    EXPECT_TRUE(read_image(in_folder("out.png")).profile.empty());
+    EXPECT_TRUE(read_image(in_folder("out.png")).metadata.profile.empty());
 }
 
 TEST_F(StitchFormats, ATruncatedPictureLeavesNoOutput)

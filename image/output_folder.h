@@ -1,0 +1,37 @@
+// SPDX-License-Identifier: MIT
+// A folder of files that belongs to an output: like it, either complete or not there.
+#pragma once
+
+#include "image/files.h"
+
+#include <filesystem>
+#include <string>
+
+namespace panoval::image
+{
+
+class OutputFolder
+{
+public:
+    // place: where the folder is to be; made beside it at first. target: what messages name.
+    OutputFolder(const std::filesystem::path& place, std::string target);
+    OutputFolder(const OutputFolder&) = delete;
+    OutputFolder& operator=(const OutputFolder&) = delete;
+    ~OutputFolder(); // removes what was not committed
+
+    // Names are relative to the folder. An interrupted program ends here, by way of an Interruption.
+    void make_folder(const std::string& name) const;
+    FileHandle make_file(const std::string& name) const;
+
+    // Puts the folder in its place. An older one goes.
+    void commit();
+
+    [[noreturn]] void fail_writing() const;
+
+private:
+    std::filesystem::path place_;
+    std::filesystem::path temporary_; // empty when committed
+    std::string target_;
+};
+
+} // namespace panoval::image

@@ -1,0 +1,144 @@
+// SPDX-License-Identifier: MIT
+#include "image/row_reader.h"
+
+#include "image/image_read.h"
+#include "image/image_write.h"
+#include "image/tiff_file.h"
+#include "tests/support/scratch_folder.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+namespace panoval::image::test
+{
+
+namespace
+{
+
+using RowReading = ScratchFolder;
+
+// These rows of a file, as a picture.
+Image rows_from(RowReader& reader, std::int32_t first, std::int32_t count)
+{
+    const ImageInfo& info = reader.info();
+    Image image = make_image(info.width, count, info.channels, info.bits, "test");
+    ensure_mask(image, "test");
+    reader.read_rows(first, count, rows_of(image));
+    return image;
+}
+
+void expect_rows(RowReader& reader, const Image& whole, std::int32_t first, std::int32_t count)
+{
+    const Image part = rows_from(reader, first, count);
+    EXPECT_EQ(std::memcmp(part.data.get(), whole.row(first), part.bytes()), 0) << "rows from " << first;
+    const auto width = static_cast<std::size_t>(whole.width);
+    for (std::size_t i = 0; i < part.pixels(); ++i)
+        ASSERT_EQ(part.mask[i], whole.mask != nullptr ? whole.mask[static_cast<std::size_t>(first) * width + i] : 255);
+}
+
+TEST_F(RowReading, GivesTheRowsOfTheWholePictureInAnyOrder)
+{
+    for (const std::string name : {"a.png", "a.tif", "a.pam", "a.pnm", "a.jpg"})
+        for (const int bits : {8, 16})
+            for (const int channels : {1, 3})
+                for (const bool has_mask : {false, true}) {
+                    if (!output_format_of(name).holds(channels, bits, has_mask))
+                        continue;
+                    write_image(in_folder(name), test_picture(37, 50, channels, bits, has_mask));
+                    const Image whole = read_image(in_folder(name));
+                    const auto reader = open_rows(in_folder(name));
+                    EXPECT_EQ(describe(reader->info()), describe(whole));
+                    for (const std::int32_t first : {0, 7, 14, 3, 49, 20, 0})
+                        expect_rows(*reader, whole, first, std::min(7, 50 - first));
+                }
+}
+
+TEST_F(RowReading, LeavesWhatIsBesideTheRows)
+{
+    write_image(in_folder("a.png"), test_picture(5, 4, 3, 8, true));
+    const Image whole = read_image(in_folder("a.png"));
+    std::vector<std::uint8_t> samples(4 * 40, 99);
+    std::vector<std::uint8_t> mask(4 * 9, 77);
+    open_rows(in_folder("a.png"))->read_rows(0, 4, {samples.data(), 40, mask.data(), 9});
+    for (std::int32_t y = 0; y < 4; ++y) {
+        EXPECT_EQ(std::memcmp(samples.data() + 40 * y, whole.row(y), 15), 0);
+        EXPECT_EQ(std::count(samples.begin() + 40 * y + 15, samples.begin() + 40 * y + 40, 99), 25);
+        EXPECT_EQ(std::count(mask.begin() + 9 * y + 5, mask.begin() + 9 * y + 9, 77), 4);
+    }
+    open_rows(in_folder("a.png"))->read_rows(1, 2, {samples.data(), 40, nullptr, 0});
+    EXPECT_EQ(std::memcmp(samples.data(), whole.row(1), 15), 0) << "without a mask";
+}
+
+TEST_F(RowReading, TilesAndStripsOfTiffAreReadWhereTheyAre)
+{
+    const Image image = test_picture(300, 700, 3, 8, true);
+    for (const bool is_tiled : {false, true})
+        for (const std::string& compression : compression_names()) {
+            WriteOptions options;
+            options.is_tiled = is_tiled;
+            options.compression = compression_of(compression);
+            write_image(in_folder("a.tif"), image, options);
+            const auto reader = open_rows(in_folder("a.tif"));
+            EXPECT_TRUE(reader->is_random_access()) << compression;
+            EXPECT_LT(reader->held_bytes(), 256u * 300u * 4u + 1) << "at most a row of tiles";
+            for (const std::int32_t first : {600, 250, 0, 520})
+                expect_rows(*reader, image, first, 20);
+        }
+}
+
+TEST_F(RowReading, ACompressedPictureInOneStripComesInOrder)
+{
+    const Image image = test_picture(2000, 1500, 3, 8);
+    {
+        const FileHandle file = open_utf8(in_folder("a.tif"), "w+b");
+        TiffFile tiff(file.get(), "a.tif", "w");
+        TIFFSetField(tiff.get(), TIFFTAG_IMAGEWIDTH, 2000);
+        TIFFSetField(tiff.get(), TIFFTAG_IMAGELENGTH, 1500);
+        TIFFSetField(tiff.get(), TIFFTAG_SAMPLESPERPIXEL, 3);
+        TIFFSetField(tiff.get(), TIFFTAG_BITSPERSAMPLE, 8);
+        TIFFSetField(tiff.get(), TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
+        TIFFSetField(tiff.get(), TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+        TIFFSetField(tiff.get(), TIFFTAG_COMPRESSION, COMPRESSION_LZW);
+        TIFFSetField(tiff.get(), TIFFTAG_ROWSPERSTRIP, 1500);
+        for (std::int32_t y = 0; y < 1500; ++y)
+            ASSERT_EQ(TIFFWriteScanline(tiff.get(), const_cast<std::uint8_t*>(image.row(y)),
+                                        static_cast<std::uint32_t>(y), 0),
+                      1);
+        ASSERT_TRUE(tiff.close());
+    }
+    const auto reader = open_rows(in_folder("a.tif"));
+    EXPECT_FALSE(reader->is_random_access());
+    EXPECT_LT(reader->held_bytes(), 20'000u) << "a few rows all the same";
+    for (const std::int32_t first : {0, 700, 705, 100}) // forward, on, and back
+        expect_rows(*reader, image, first, 5);
+}
+
+TEST_F(RowReading, SaysWhatItKeeps)
+{
+    write_image(in_folder("a.jpg"), test_picture(400, 300, 3, 8));
+    write_image(in_folder("a.ppm"), test_picture(400, 300, 3, 8));
+    EXPECT_FALSE(open_rows(in_folder("a.jpg"))->is_random_access());
+    EXPECT_LT(open_rows(in_folder("a.jpg"))->held_bytes(), 400u * 300 * 3);
+    EXPECT_TRUE(open_rows(in_folder("a.ppm"))->is_random_access());
+    EXPECT_LT(open_rows(in_folder("a.ppm"))->held_bytes(), 10'000u);
+}
+
+TEST_F(RowReading, APictureBeyondTheLibrarysSizesHasItsRows)
+{
+    // 70000 x 40000 pixels, 2.8 GB, all of them zero: a sparse file.
+    const std::string header = "P5\n70000 40000\n255\n";
+    write_text("huge.pgm", header);
+    std::filesystem::resize_file(path_from_utf8(in_folder("huge.pgm")), header.size() + 2'800'000'000u);
+    const auto reader = open_rows(in_folder("huge.pgm"));
+    std::vector<std::uint8_t> row(70000, 1);
+    reader->read_rows(39'999, 1, {row.data(), row.size(), nullptr, 0});
+    EXPECT_EQ(std::count(row.begin(), row.end(), 0), 70000);
+    EXPECT_TRUE(contains(error_of([&] { (void)read_image(in_folder("huge.pgm")); }), "at most 2^31 - 1 bytes"));
+}
+
+} // namespace
+
+} // namespace panoval::image::test
