@@ -67,6 +67,7 @@ std::vector<Section> container_sections();
 std::vector<Section> blending_sections();
 std::vector<Section> filter_sections();
 std::vector<Section> detection_sections();
+std::vector<Section> seam_sections();
 
 std::vector<Section> all_sections();
 
