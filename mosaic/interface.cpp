@@ -159,11 +159,6 @@ PANOVAL_MOSAIC_API int32_t panoval_mosaic_version(void)
     return PANOVAL_MOSAIC_VERSION_MAJOR * 10000 + PANOVAL_MOSAIC_VERSION_MINOR * 100 + PANOVAL_MOSAIC_VERSION_PATCH;
 }
 
-PANOVAL_VERSION_API int32_t panoval_version(void)
-{
-    return PANOVAL_VERSION_NUMBER;
-}
-
 PANOVAL_MOSAIC_API int32_t panoval_mosaic_create(PanovalMosaic** mosaic)
 {
     if (mosaic == nullptr)
