@@ -42,6 +42,26 @@ if(PANOVAL_SANITIZE)
     add_link_options(-fsanitize=address,undefined)
 endif()
 
+# Hardening of what is released: what a defect could still be used for is made hard. None of it touches arithmetic.
+# tests/interface/hardening.sh looks for it in what was built; docs/performance.md has its cost.
+set(CMAKE_POSITION_INDEPENDENT_CODE ON)
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES C CXX)
+if(NOT PANOVAL_SANITIZE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+    if(WIN32)
+        # Stack protection would have MinGW's libraries import a library more.
+        add_link_options(-Wl,--dynamicbase,--nxcompat,--high-entropy-va)
+    else()
+        add_compile_options(-fstack-protector-strong -fstack-clash-protection -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3)
+        add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
+        if(CMAKE_SYSTEM_PROCESSOR MATCHES "x86_64|AMD64")
+            add_compile_options(-fcf-protection)
+        else()
+            add_compile_options(-mbranch-protection=standard)
+        endif()
+    endif()
+endif()
+
 # The names of a list in tests/interface, for a linker's file: FORMAT is what stands for one name, with @ in its place.
 function(panoval_exported_names list format result)
     file(STRINGS "${PROJECT_SOURCE_DIR}/tests/interface/${list}.exports" names REGEX "^[^#]")
