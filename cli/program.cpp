@@ -2,6 +2,7 @@
 // Parsing of the command line, and the one place where whatever goes wrong becomes a line and an exit code.
 #include "cli/program.h"
 
+#include "cli/base/common_options.h"
 #include "cli/base/errors.h"
 #include "cli/commands.h"
 #include "image/interruption.h"
@@ -55,8 +56,8 @@ int report(ExitCode code, const std::string& message)
 int report_parse_error(const CLI::App& program, const CLI::ParseError& error)
 {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
-        if (program.exit(error) != 0 || std::fflush(stdout) != 0)
-            fail_output("standard output", "an error while writing", "enough room");
+        program.exit(error);
+        flush_results();
         return static_cast<int>(ExitCode::Done);
     }
     const auto commands = program.get_subcommands();

@@ -40,7 +40,13 @@ void print_results(const CommonOptions& options, const Json& json, const ResultL
         for (const auto& [name, value] : lines)
             std::printf("%-*s  %s\n", static_cast<int>(width), name.c_str(), value.c_str());
     }
-    if (std::fflush(stdout) != 0)
+    flush_results();
+}
+
+void flush_results()
+{
+    const bool is_flushed = std::fflush(stdout) == 0;
+    if (!is_flushed || std::ferror(stdout) != 0) // of text that was flushed before
         fail_output("standard output", "an error while writing", "enough room");
 }
 

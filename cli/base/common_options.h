@@ -38,6 +38,9 @@ using ResultLines = std::vector<std::pair<std::string, std::string>>;
 // Standard output: the JSON object with --json, else nothing with --quiet, else the aligned lines.
 void print_results(const CommonOptions& options, const Json& json, const ResultLines& lines);
 
+// Fails unless all that has been printed is where it belongs. print_results asks it itself.
+void flush_results();
+
 // A line on standard error about something that is no reason to stop; nothing with --quiet.
 void print_warning(const CommonOptions& options, const std::string& message);
 

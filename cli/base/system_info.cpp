@@ -108,11 +108,6 @@ void try_large_pages(Span span)
 
 } // namespace
 
-void prefer_large_pages(void* block, std::size_t bytes)
-{
-    (void)Span(block, bytes, kLargePage).advise(MADV_HUGEPAGE);
-}
-
 bool provide_pages(void* block, std::size_t bytes)
 {
 #ifdef MADV_POPULATE_WRITE
@@ -126,8 +121,6 @@ bool provide_pages(void* block, std::size_t bytes)
 }
 
 #else
-
-void prefer_large_pages(void*, std::size_t) {}
 
 bool provide_pages(void*, std::size_t)
 {

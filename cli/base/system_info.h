@@ -13,9 +13,6 @@ namespace panoval::cli
 // The most memory that this process has had in use so far, in bytes; 0 where the system does not tell.
 std::uint64_t peak_memory_bytes();
 
-// Asks the system for large pages behind a fresh block where it has them. The library does so for its own blocks.
-void prefer_large_pages(void* block, std::size_t bytes);
-
 // Has the system provide the memory behind a fresh block now, all at once, instead of page by page as it is written.
 // The block keeps its contents. False where the system cannot.
 bool provide_pages(void* block, std::size_t bytes);

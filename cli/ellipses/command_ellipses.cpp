@@ -229,8 +229,7 @@ void print_all(const EllipsesOptions& options, const std::vector<Measurement>& m
     else if (!options.common.is_quiet)
         for (const Measurement& measurement : measurements)
             print_table(measurement, wants_ring);
-    if (std::fflush(stdout) != 0)
-        fail_output("standard output", "an error while writing", "enough room");
+    flush_results();
 }
 
 Measurement measure_one(const EllipsesOptions& options, const std::string& file)

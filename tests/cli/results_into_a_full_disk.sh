@@ -1,0 +1,31 @@
+#!/bin/sh
+# Results that cannot be printed end in exit code 4, however long they are: results_into_a_full_disk.sh BIN
+# BIN is the folder of the built programs.
+set -eu
+program=$(cd "$1" && pwd)/panoval
+work=$(mktemp -d)
+trap 'rm -rf "$work"' EXIT
+cd "$work"
+{
+    printf 'P5\n40 30\n255\n'
+    yes "dark and bright" | tr ' ' '\000' | head -c 1200
+} >a.pgm
+
+expect_failure() {
+    code=0
+    "$program" "$@" >/dev/full 2>errors || code=$?
+    if [ $code -ne 4 ] || ! grep -q '^panoval: standard output: found an error while writing' errors; then
+        echo "panoval $*: exit code $code"
+        cat errors
+        exit 1
+    fi
+}
+
+expect_failure ellipses --json a.pgm
+expect_failure ellipses --csv a.pgm
+# shellcheck disable=SC2046 # many words
+expect_failure ellipses --json $(yes a.pgm | head -n 100) # more than a buffer holds
+expect_failure smooth --json a.pgm -o out.pgm
+expect_failure stitch --json a.pgm@0,0 a.pgm@20,0 -o out.pgm
+[ -s out.pgm ] || { echo "the panorama is lost"; exit 1; }
+echo "results that are lost are errors"
