@@ -4,6 +4,7 @@
 // found first.
 #include "measure/detect_candidates.h"
 
+#include "core/numbers.h"
 #include "measure/detect_edges.h"
 #include "measure/detect_outline.h"
 
@@ -18,6 +19,15 @@ namespace
 
 constexpr double kSlack = 0.8;         // by which a rough axis may be below the smallest
 constexpr double kLeastCoarseAxis = 3; // pixels of a smaller scale
+constexpr double kLeastEdgeShare = 0.7;
+
+// Of 32 equal turns.
+constexpr std::size_t kDirections = 32;
+constexpr double kCosines[kDirections] = {
+    1.0,  0.98078528,  0.92387953,  0.83146961,  0.70710678,  0.55557023,  0.38268343,  0.19509032,
+    0.0,  -0.19509032, -0.38268343, -0.55557023, -0.70710678, -0.83146961, -0.92387953, -0.98078528,
+    -1.0, -0.98078528, -0.92387953, -0.83146961, -0.70710678, -0.55557023, -0.38268343, -0.19509032,
+    0.0,  0.19509032,  0.38268343,  0.55557023,  0.70710678,  0.83146961,  0.92387953,  0.98078528};
 
 Oval in_picture(const Scale& scale, Oval oval) noexcept
 {
@@ -27,6 +37,37 @@ Oval in_picture(const Scale& scale, Oval oval) noexcept
     oval.b *= scale.pixels();
     oval.rms *= scale.pixels();
     return oval;
+}
+
+// The share of directions in which the picture has an edge of the right sign across the oval's outline: at least a
+// third as steep as the usual one.
+double edge_share_of(const Scale& scale, const Oval& oval)
+{
+    double slopes[kDirections];
+    for (std::size_t i = 0; i < kDirections; ++i) {
+        const double along = kCosines[i] * oval.a;
+        const double across = kCosines[(i + kDirections - kDirections / 4) % kDirections] * oval.b;
+        const std::int32_t x = truncate_to_int(oval.x + along * oval.ux - across * oval.uy + 0.5);
+        const std::int32_t y = truncate_to_int(oval.y + along * oval.uy + across * oval.ux + 0.5);
+        slopes[i] = 0;
+        if (x < 1 || y < 1 || x >= scale.width - 1 || y >= scale.height - 1)
+            continue;
+        // The normal of the outline there, of any length: along / a^2, across / b^2.
+        const double na = along / (oval.a * oval.a);
+        const double nb = across / (oval.b * oval.b);
+        const double nx = na * oval.ux - nb * oval.uy;
+        const double ny = na * oval.uy + nb * oval.ux;
+        const Gradient g = gradient_at(scale, x, y);
+        const double outward =
+            (static_cast<double>(g.x) * nx + static_cast<double>(g.y) * ny) / std::sqrt(nx * nx + ny * ny);
+        slopes[i] = oval.is_dark ? outward : -outward;
+    }
+    double sorted[kDirections];
+    std::copy(slopes, slopes + kDirections, sorted);
+    std::sort(sorted, sorted + kDirections);
+    const double least = std::max(sorted[kDirections / 2] / 3, static_cast<double>(scale.edge_gradient) / 4);
+    return static_cast<double>(std::count_if(slopes, slopes + kDirections, [&](double s) { return s > least; })) /
+           kDirections;
 }
 
 class Search
@@ -82,6 +123,10 @@ private:
         }
         if (scale.index > 0 && found.b < kLeastCoarseAxis)
             return false;
+        if (edge_share_of(scale, found) < kLeastEdgeShare) {
+            ++list_.not_oval;
+            return false;
+        }
         list_.candidates.push_back({oval, scale.index});
         return true;
     }

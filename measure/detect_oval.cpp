@@ -16,9 +16,9 @@ namespace
 
 constexpr double kPi = 3.14159265358979323846;
 constexpr std::size_t kFewestArcPoints = 8;
-constexpr double kLeastTurn = 1;  // radians of a stretch, below which it tells little about an ellipse
-constexpr std::size_t kBins = 32; // of directions, for the share that is covered
-constexpr double kLeastCovered = 0.55;
+constexpr double kLeastTurn = 1;      // radians of a stretch, below which it tells little about an ellipse
+constexpr std::size_t kBins = 32;     // of directions, for the share that is covered
+constexpr double kLeastCovered = 0.7; // less is the rim of something that is hidden
 constexpr double kWidestAspect = 12;
 
 double tolerance_of(double b) noexcept

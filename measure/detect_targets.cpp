@@ -51,7 +51,7 @@ std::int32_t read_options(const PanovalMeasureImage& image, const PanovalMeasure
     options.polarity = o.polarity;
     options.max_count = o.max_count;
     options.limits.least_axis = o.min_radius > 0 ? o.min_radius : kDefaultLeastAxis;
-    options.limits.most_axis = o.max_radius > 0 ? o.max_radius : std::min(image.width, image.height) / 3.0;
+    options.limits.most_axis = o.max_radius > 0 ? o.max_radius : std::max(image.width, image.height) / 3.0;
     options.limits.least_aspect = o.min_aspect > 0 ? o.min_aspect : kDefaultLeastAspect;
     options.min_quality = o.min_quality == 0 ? kDefaultQuality : o.min_quality;
     return PANOVAL_MEASURE_OK;

@@ -25,7 +25,7 @@ constexpr double kSaturatedShare = 0.02;
 // Of quality: three quarters of an outline are the rim of something that is hidden, a seventh may touch a neighbour.
 constexpr double kLeastShare = 0.6;
 constexpr double kFullShare = 0.95;
-constexpr double kHalfMisfit = 0.08; // of the contrast, by which a small rectangle differs from an ellipse
+constexpr double kHalfMisfit = 0.12; // of the contrast, by which a small rectangle differs from an ellipse
 
 // Sums of a sector: the model's edge against the samples' one.
 struct Sector {

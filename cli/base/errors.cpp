@@ -11,6 +11,7 @@ const char* const kHelpEnd = "Exit codes:\n"
                              "  3  an input file is missing, damaged or unsuitable\n"
                              "  4  an output file cannot be written\n"
                              "  5  not enough memory\n"
+                             "  6  all of several inputs failed\n"
                              " 70  a defect of this program\n";
 
 ExitCode exit_code_of(Fault fault)

@@ -20,6 +20,7 @@ enum class ExitCode : int {
     Input = 3,      // an input file, or inputs that do not go together
     Output = 4,     // an output file
     Memory = 5,     // not enough memory
+    AllFailed = 6,  // of several independent inputs, all failed
     Internal = 70,  // a defect of the program
 };
 

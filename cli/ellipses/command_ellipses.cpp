@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// panoval ellipses: measures the dark elliptical targets of pictures.
+// panoval ellipses: measures the elliptical targets of pictures.
 #include "cli/ellipses/command_ellipses.h"
 
 #include "cli/base/common_options.h"
@@ -7,6 +7,7 @@
 #include "cli/base/file_names.h"
 #include "cli/ellipses/ellipse_measure.h"
 #include "cli/ellipses/ellipse_overlay.h"
+#include "cli/ellipses/ellipse_results.h"
 #include "image/image_read.h"
 #include "image/image_write.h"
 #include "image/output_file.h"
@@ -17,7 +18,6 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
-#include <numbers>
 
 namespace panoval::cli
 {
@@ -28,49 +28,72 @@ namespace
 struct EllipsesOptions {
     std::vector<std::string> inputs;
     EllipseSettings settings;
+    ResultChoice choice;
     std::int32_t divisions = 0; // 0 = not given
     bool wants_csv = false;
+    std::string method = "precise";
+    std::string polarity = "both";
+    std::string board;
+    std::vector<std::string> foreign; // options given that belong to the other method
     std::string svg;
     std::string picture;
     CommonOptions common;
 };
 
 const char* const kExplanation =
-    "Finds dark, closed, roughly elliptical shapes on a lighter ground and fits an ellipse to each outline with\n"
-    "sub-pixel precision. Pictures are PNG, TIFF, JPEG or PNM files of 8 or 16 bit; colour is made grey, 16 bit are\n"
-    "scaled to 8. Of a TIFF file with several pictures the first is taken. Shapes within 3 pixels of the border are\n"
-    "ignored.\n"
+    "Finds closed, elliptical outlines of every size from 2.5 pixels of radius to a third of the picture, darker or\n"
+    "brighter than their ground, and measures each as well as the picture's noise allows, with its uncertainty.\n"
+    "Pictures are PNG, TIFF, JPEG or PNM files of 8 or 16 bit, measured as they are; colour is made grey. Of a TIFF\n"
+    "file with several pictures the first is taken.\n"
     "\n"
     "Results: centre x, y and semi-axes in pixels, x to the right, y downward, a pixel's centre at whole coordinates;\n"
-    "the major axis' angle from +x towards +y; the fit's residual (rms) in pixels of focal sum; the number of pixels "
-    "on\n"
-    "the outline. The table shows degrees, JSON and CSV give radians.\n"
+    "the major axis' angle from +x towards +y, above -90 and at most 90 degrees; standard deviations (sigma) of all\n"
+    "of them; contrast and noise in levels of the picture; the blur's sigma in pixels; the share of the outline that\n"
+    "has an edge; the quality from 0 to 1. The table shows degrees, JSON and CSV give radians. Flags:\n"
+    "  border         the outline or its surroundings leave the picture\n"
+    "  neighbour      something else is near; its pixels are left out\n"
+    "  saturated      samples around the outline are at the end of their range\n"
+    "  blurred        the blur is larger than a quarter of the smaller axis\n"
+    "  not_converged  the numbers did not settle\n"
+    "  round          the axes do not differ significantly: the angle means nothing\n"
+    "  ring           another outline has the same centre\n"
     "\n"
     "What to choose:\n"
-    "  --min-pixels   outlines of fewer pixels are ignored. 30 is a disc of about 12 pixels across; lower it for\n"
-    "                 smaller targets, raise it when specks are found\n"
-    "  --max-rms      whole pixels. Clean targets stay below 1; raise it for rough shapes, lower it to 1 against\n"
-    "                 shapes that are no ellipses\n"
-    "  --divisions    the picture is cut into N x N tiles with a threshold each. Without it the smaller side of a\n"
-    "                 tile is about 100 pixels. Fewer for targets larger than a tile, more for uneven light\n"
+    "  --polarity     dark, bright, or both (default) against the ground\n"
+    "  --min-quality  targets of less quality are left out (default 0.5)\n"
+    "  --board        orders the targets of a board, e.g. --board 7x9 of 7 rows and 9 columns: the image of each "
+    "circle's\n"
+    "                 centre, residuals against the plane, and the places that are missing\n"
+    "  --covariance   also the 5 x 5 covariance of x, y, semi-axes and angle\n"
+    "  --times        also how long it took, which makes results differ from run to run\n"
     "  --ring         also looks for bright marks on a ring of twice each target's size, as coded targets have them.\n"
     "                 A mark counts where it spans 0.2 to 1.2 radians of the ring; one of more than 0.6 gives two\n"
     "                 places. The table and CSV show how many there are, JSON also where, and their size: of round\n"
     "                 targets about the length along the ring in pixels. A ring that leaves the picture is not\n"
     "                 looked at\n"
     "\n"
+    "--method library gives what the library's find_ellipse finds: dark shapes, without uncertainties; 16 bit are\n"
+    "scaled to 8, shapes within 3 pixels of the border are ignored, rms is the fit's residual in pixels of focal sum.\n"
+    "It has options of its own:\n"
+    "  --min-pixels   outlines of fewer pixels are ignored. 30 is a disc of about 12 pixels across; lower it for\n"
+    "                 smaller targets, raise it when specks are found\n"
+    "  --max-rms      whole pixels. Clean targets stay below 1; raise it for rough shapes, lower it to 1 against\n"
+    "                 shapes that are no ellipses\n"
+    "  --divisions    the picture is cut into N x N tiles with a threshold each. Without it the smaller side of a\n"
+    "                 tile is about 100 pixels. Fewer for targets larger than a tile, more for uneven light\n"
+    "\n"
     "Examples:\n"
     "  panoval ellipses board.png\n"
+    "  panoval ellipses --board 7x9 --json board.png >board.json\n"
     "  panoval ellipses --json --ring sheet.png >targets.json\n"
     "  panoval ellipses --csv shots/*.png >targets.csv\n"
     "  panoval ellipses board.png --png found.png --svg found.svg\n"
     "  panoval ellipses a.png b.png --svg '{}-found.svg'\n"
     "      {} stands for each picture's name without folder and ending\n"
     "\n"
-    "Of several pictures those that cannot be measured are reported, the rest is measured, and the exit code is 1.\n"
+    "Of several pictures those that cannot be measured are reported, the rest is measured, and the exit code is 1, or\n"
+    "6 where none can be.\n"
     "\n";
-
-constexpr double kDegrees = 180 / std::numbers::pi;
 
 // "{}" in an overlay's name becomes the picture's name.
 std::string overlay_name(const std::string& pattern, const std::string& input)
@@ -113,8 +136,44 @@ void refuse_to_overwrite_pictures(const EllipsesOptions& options, const std::str
     }
 }
 
+// "7x9": rows, columns.
+BoardSize parse_board(const std::string& text)
+{
+    constexpr int kMost = 1000;
+    BoardSize size;
+    int used = 0;
+    int rows = 0;
+    int columns = 0;
+    if (std::sscanf(text.c_str(), "%4dx%4d%n", &rows, &columns, &used) == 2 &&
+        static_cast<std::size_t>(used) == text.size() && std::min(rows, columns) >= 2 &&
+        std::max(rows, columns) <= kMost) {
+        size.rows = rows;
+        size.columns = columns;
+        return size;
+    }
+    fail_usage(
+        concat("--board: found '", printable(text), "'; expected rows and columns from 2 to ", kMost, ", e.g. 7x9"));
+}
+
+void read_settings(EllipsesOptions& options)
+{
+    options.settings.method = options.method == "library" ? Method::Library : Method::Precise;
+    options.settings.polarity = options.polarity == "dark"     ? PANOVAL_MEASURE_DARK
+                                : options.polarity == "bright" ? PANOVAL_MEASURE_BRIGHT
+                                                               : PANOVAL_MEASURE_BOTH;
+    options.choice.wants_ring = options.settings.wants_ring;
+    if (!options.board.empty())
+        options.settings.board = parse_board(options.board);
+    if (options.divisions > 0)
+        options.settings.divisions = options.divisions;
+}
+
 void check(const EllipsesOptions& options)
 {
+    if (!options.foreign.empty())
+        fail_usage(concat(options.foreign.front(), " belongs to --method ",
+                          options.settings.method == Method::Precise ? "library" : "precise", "; found --method ",
+                          options.method));
     if (options.wants_csv && options.common.wants_json)
         fail_usage("found both --json and --csv; expected one");
     check_overlay(options, "--svg", options.svg);
@@ -129,6 +188,13 @@ void check(const EllipsesOptions& options)
     }
 }
 
+Image read_grey(const std::string& file)
+{
+    Image image = read_image(file);
+    convert_to_grey(image, file);
+    return image;
+}
+
 void write_overlays(const EllipsesOptions& options, const Image& grey, const Measurement& measurement)
 {
     if (!options.svg.empty()) {
@@ -140,113 +206,44 @@ void write_overlays(const EllipsesOptions& options, const Image& grey, const Mea
         write_image(overlay_name(options.picture, measurement.file), draw_overlay(grey, measurement));
 }
 
-Json json_of(const Target& target, std::size_t number, bool wants_ring)
+void print_all(const EllipsesOptions& options, const std::vector<Measurement>& measurements)
 {
-    Json json = {{"number", number},
-                 {"x", target.x},
-                 {"y", target.y},
-                 {"semi_major", target.semi_major},
-                 {"semi_minor", target.semi_minor},
-                 {"angle", target.angle},
-                 {"rms", target.rms},
-                 {"outline_points", target.outline_points},
-                 {"labelled_pixels", target.pixel_count}};
-    if (!wants_ring)
-        return json;
-    json["ring_inside_picture"] = target.is_ring_inside;
-    json["ring"] = Json::array();
-    for (const RingFeature& feature : target.ring)
-        json["ring"].push_back({{"x", feature.x}, {"y", feature.y}, {"size", feature.size}});
-    return json;
-}
-
-Json json_of(const Measurement& measurement, bool wants_ring)
-{
-    Json targets = Json::array();
-    for (std::size_t i = 0; i < measurement.targets.size(); ++i)
-        targets.push_back(json_of(measurement.targets[i], i + 1, wants_ring));
-    return {{"file", measurement.file},           {"width", measurement.width},     {"height", measurement.height},
-            {"divisions", measurement.divisions}, {"seconds", measurement.seconds}, {"targets", targets}};
-}
-
-std::string csv_field(const std::string& text)
-{
-    if (text.find_first_of(",\"\r\n") == std::string::npos)
-        return text;
-    std::string quoted = "\"";
-    for (const char c : text)
-        quoted += c == '"' ? std::string("\"\"") : std::string(1, c);
-    return quoted + '"';
-}
-
-void print_csv(const std::vector<Measurement>& measurements, bool wants_ring)
-{
-    std::printf("file,number,x,y,semi_major,semi_minor,angle,rms,outline_points,labelled_pixels%s\n",
-                wants_ring ? ",ring_features" : "");
-    for (const Measurement& measurement : measurements)
-        for (std::size_t i = 0; i < measurement.targets.size(); ++i) {
-            const Target& t = measurement.targets[i];
-            std::printf("%s,%zu,%.17g,%.17g,%.17g,%.17g,%.17g,%.17g,%d,%d", csv_field(measurement.file).c_str(), i + 1,
-                        t.x, t.y, t.semi_major, t.semi_minor, t.angle, t.rms, static_cast<int>(t.outline_points),
-                        static_cast<int>(t.pixel_count));
-            if (wants_ring)
-                std::printf(",%s", t.is_ring_inside ? std::to_string(t.ring.size()).c_str() : "");
-            std::printf("\n");
-        }
-}
-
-void print_table(const Measurement& measurement, bool wants_ring)
-{
-    std::printf("%s: %zu target%s in %d x %d pixels, %s ms\n", printable(measurement.file).c_str(),
-                measurement.targets.size(), measurement.targets.size() == 1 ? "" : "s",
-                static_cast<int>(measurement.width), static_cast<int>(measurement.height),
-                fixed(measurement.seconds * 1e3, 1).c_str());
-    if (!measurement.targets.empty())
-        std::printf("%6s %10s %10s %9s %9s %8s %7s %7s%s\n", "number", "x", "y", "major", "minor", "degrees", "rms",
-                    "points", wants_ring ? "  ring" : "");
-    for (std::size_t i = 0; i < measurement.targets.size(); ++i) {
-        const Target& t = measurement.targets[i];
-        std::printf("%6zu %10.3f %10.3f %9.3f %9.3f %8.2f %7.3f %7d", i + 1, t.x, t.y, t.semi_major, t.semi_minor,
-                    t.angle * kDegrees, t.rms, static_cast<int>(t.outline_points));
-        if (wants_ring)
-            std::printf("  %s", t.is_ring_inside ? std::to_string(t.ring.size()).c_str() : "outside");
-        std::printf("\n");
-    }
-}
-
-void print_all(const EllipsesOptions& options, const std::vector<Measurement>& measurements, const Json& failures)
-{
-    const bool wants_ring = options.settings.wants_ring;
+    const Method method = options.settings.method;
     if (options.common.wants_json) {
-        Json images = Json::array();
-        for (const Measurement& measurement : measurements)
-            images.push_back(json_of(measurement, wants_ring));
-        print_results(options.common, {{"images", images}, {"failures", failures}}, {});
+        print_results(options.common, results_json(measurements, method, options.choice), {});
         return;
     }
     if (options.wants_csv)
-        print_csv(measurements, wants_ring);
+        print_csv(measurements, method, options.choice);
     else if (!options.common.is_quiet)
         for (const Measurement& measurement : measurements)
-            print_table(measurement, wants_ring);
+            print_table(measurement, options.choice);
     flush_results();
 }
 
 Measurement measure_one(const EllipsesOptions& options, const std::string& file)
 {
-    const Image grey = read_grey_8(file);
-    Measurement measurement = measure_ellipses(file, grey, options.settings);
+    Image grey = read_grey(file);
+    const EllipseSettings& settings = options.settings;
+    const bool wants_8_bit = settings.wants_ring || !options.svg.empty() || !options.picture.empty();
+    if (settings.method == Method::Library)
+        convert_depth(grey, 8, file);
+    Measurement measurement = measure_ellipses(file, grey, settings);
+    if (wants_8_bit)
+        convert_depth(grey, 8, file);
+    if (settings.wants_ring)
+        measure_rings(file, grey, measurement);
     write_overlays(options, grey, measurement);
     return measurement;
 }
 
+// A picture that cannot be measured, alone, ends the program with the code of its fault.
 void measure_all(EllipsesOptions& options)
 {
+    read_settings(options);
     check(options);
-    if (options.divisions > 0)
-        options.settings.divisions = options.divisions;
     std::vector<Measurement> measurements;
-    Json failures = Json::array();
+    std::size_t failed = 0;
     {
         Progress progress(options.common.progress_mode(), "measuring", options.inputs.size());
         for (const std::string& file : options.inputs) {
@@ -258,13 +255,18 @@ void measure_all(EllipsesOptions& options)
                     throw;
                 progress.clear();
                 std::fprintf(stderr, "panoval: %s\n", error.what());
-                failures.push_back({{"file", file}, {"error", error.what()}});
+                Measurement lost;
+                lost.file = file;
+                lost.method = options.settings.method;
+                lost.error = error.what();
+                measurements.push_back(lost);
+                ++failed;
             }
         }
     }
-    print_all(options, measurements, failures);
-    if (!failures.empty())
-        throw ExitCode::SomeFailed;
+    print_all(options, measurements);
+    if (failed > 0)
+        throw failed == options.inputs.size() ? ExitCode::AllFailed : ExitCode::SomeFailed;
 }
 
 } // namespace
@@ -272,19 +274,40 @@ void measure_all(EllipsesOptions& options)
 void add_ellipses_command(CLI::App& program)
 {
     const auto options = std::make_shared<EllipsesOptions>();
-    CLI::App& command = *program.add_subcommand("ellipses", "Measure dark elliptical targets");
+    CLI::App& command = *program.add_subcommand("ellipses", "Measure round and elliptical targets");
     constexpr std::int32_t kMost = 2147483647;
     command.add_option("IMAGE", options->inputs, "Pictures to measure")->required();
-    command.add_option("--min-pixels", options->settings.min_pixels, "Smallest number of outline pixels (default 30)")
-        ->check(CLI::Range(0, kMost))
-        ->type_name("N");
-    command
-        .add_option("--max-rms", options->settings.max_rms, "Fits of this residual or more are rejected (default 2)")
-        ->check(CLI::Range(1, kMost)) // nothing lies below 0
-        ->type_name("N");
-    command.add_option("--divisions", options->divisions, "Tiles of the local threshold across each dimension")
-        ->check(CLI::Range(1, kMost))
-        ->type_name("N");
+    command.add_option("--method", options->method, "precise (default), or library: what find_ellipse finds")
+        ->check(CLI::IsMember({"precise", "library"}))
+        ->type_name("HOW");
+    CLI::Option* const of_precise[] = {
+        command
+            .add_option("--polarity", options->polarity, "Targets against their ground: dark, bright, both (default)")
+            ->check(CLI::IsMember({"dark", "bright", "both"}))
+            ->type_name("WHICH"),
+        command
+            .add_option("--min-quality", options->settings.min_quality, "Targets of less are left out (default 0.5)")
+            ->check(CLI::Range(0.0, 1.0))
+            ->type_name("Q"),
+        command.add_option("--board", options->board, "The targets form a board of so many rows and columns")
+            ->type_name("ROWSxCOLS"),
+        command.add_flag("--covariance", options->choice.wants_covariance,
+                         "Also print the covariance of the geometry")};
+    CLI::Option* const of_library[] = {
+        command
+            .add_option("--min-pixels", options->settings.min_pixels,
+                        "Library: smallest number of outline pixels (default 30)")
+            ->check(CLI::Range(0, kMost))
+            ->type_name("N"),
+        command
+            .add_option("--max-rms", options->settings.max_rms,
+                        "Library: fits of this residual or more are rejected (default 2)")
+            ->check(CLI::Range(1, kMost)) // nothing lies below 0
+            ->type_name("N"),
+        command.add_option("--divisions", options->divisions, "Library: tiles of the threshold across each dimension")
+            ->check(CLI::Range(1, kMost))
+            ->type_name("N")};
+    command.add_flag("--times", options->choice.wants_times, "Also say how long it took");
     command.add_flag("--ring", options->settings.wants_ring, "Look for bright marks on a ring around each target");
     command.add_flag("--csv", options->wants_csv, "Print the results as comma-separated values");
     command.add_option("--svg", options->svg, "Write an overlay as SVG")->type_name("FILE");
@@ -292,7 +315,14 @@ void add_ellipses_command(CLI::App& program)
         ->type_name("FILE");
     add_common_options(command, options->common);
     command.footer(concat(kExplanation, kHelpEnd));
-    command.callback([options] { measure_all(*options); });
+    const std::vector<CLI::Option*> precise(std::begin(of_precise), std::end(of_precise));
+    const std::vector<CLI::Option*> library(std::begin(of_library), std::end(of_library));
+    command.callback([options, precise, library] {
+        for (const CLI::Option* const option : options->method == "library" ? precise : library)
+            if (option->count() > 0)
+                options->foreign.push_back(option->get_name());
+        measure_all(*options);
+    });
 }
 
 } // namespace panoval::cli

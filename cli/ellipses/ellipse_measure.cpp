@@ -119,15 +119,17 @@ std::int32_t default_divisions(std::int32_t width, std::int32_t height)
     return std::max(1, (std::min(width, height) + kTileSide / 2) / kTileSide);
 }
 
-Measurement measure_ellipses(const std::string& file, const Image& grey, const EllipseSettings& settings)
+namespace
+{
+
+// Bytes a pixel that the finder may need for its map and its outlines. It finds nothing where it has less.
+constexpr std::size_t kFinderBytes = 10;
+
+Measurement measure_with_finder(const std::string& file, const Image& grey, const EllipseSettings& settings)
 {
     Measurement result;
-    result.file = file;
-    result.width = grey.width;
-    result.height = grey.height;
     result.divisions = divisions_for(file, grey, settings);
-
-    const Stopwatch stopwatch;
+    need_memory(kFinderBytes * grey.pixels(), file);
     Regions regions;
     {
         const SilentStdout silence; // the finder prints a line for every fit that it rejects
@@ -136,9 +138,29 @@ Measurement measure_ellipses(const std::string& file, const Image& grey, const E
     }
     for (std::int32_t i = 0; i < regions.count; ++i)
         result.targets.push_back(target_of(regions.records[i]));
-    if (settings.wants_ring)
-        for (Target& target : result.targets)
-            measure_ring(grey, file, target);
+    if (result.targets.empty())
+        result.nothing_because = "no dark outline is long enough and oval enough";
+    return result;
+}
+
+} // namespace
+
+void measure_rings(const std::string& file, const Image& grey, Measurement& measurement)
+{
+    for (Target& target : measurement.targets)
+        measure_ring(grey, file, target);
+}
+
+Measurement measure_ellipses(const std::string& file, const Image& grey, const EllipseSettings& settings)
+{
+    const Stopwatch stopwatch;
+    Measurement result = settings.method == Method::Precise ? measure_precisely(file, grey, settings)
+                                                            : measure_with_finder(file, grey, settings);
+    result.file = file;
+    result.width = grey.width;
+    result.height = grey.height;
+    result.bits = grey.bits;
+    result.method = settings.method;
     result.seconds = stopwatch.seconds();
     return result;
 }

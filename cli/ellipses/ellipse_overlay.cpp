@@ -2,6 +2,8 @@
 // The overlay in pixels: lines are splatted with bilinear weights, which makes them smooth; digits are a tiny font.
 #include "cli/ellipses/ellipse_overlay.h"
 
+#include "cli/ellipses/overlay_marks.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -22,9 +24,10 @@ constexpr Color kCentre = {0, 200, 255};
 constexpr Color kNumber = {255, 220, 0};
 constexpr Color kRim = {0, 0, 0}; // around numbers, which stand on light ground as a rule
 constexpr Color kFeature = {80, 255, 80};
+constexpr Color kError = {255, 0, 255};
 
-// 3 x 5 pixels each, one bit a pixel, rows from the top.
-constexpr std::array<std::array<std::uint8_t, 5>, 10> kDigits = {{{7, 5, 5, 5, 7},
+// 3 x 5 pixels each, one bit a pixel, rows from the top; an x behind the nine.
+constexpr std::array<std::array<std::uint8_t, 5>, 11> kDigits = {{{7, 5, 5, 5, 7},
                                                                   {2, 6, 2, 2, 7},
                                                                   {7, 1, 7, 4, 7},
                                                                   {7, 1, 7, 1, 7},
@@ -33,7 +36,8 @@ constexpr std::array<std::array<std::uint8_t, 5>, 10> kDigits = {{{7, 5, 5, 5, 7
                                                                   {7, 4, 7, 5, 7},
                                                                   {7, 1, 2, 2, 2},
                                                                   {7, 5, 7, 5, 7},
-                                                                  {7, 5, 7, 1, 7}}};
+                                                                  {7, 5, 7, 1, 7},
+                                                                  {0, 5, 2, 5, 0}}};
 
 class Canvas
 {
@@ -87,14 +91,14 @@ public:
         }
     }
 
-    void number(std::int64_t left, std::int64_t top, const std::string& digits, int scale)
+    void number(std::int64_t left, std::int64_t top, const std::string& digits, int scale, Color color)
     {
         for_each_dot(left, top, digits, scale, [&](std::int64_t x, std::int64_t y) {
             for (int dy = -1; dy <= 1; ++dy)
                 for (int dx = -1; dx <= 1; ++dx)
                     blend(x + dx, y + dy, 1.0, kRim);
         });
-        for_each_dot(left, top, digits, scale, [&](std::int64_t x, std::int64_t y) { blend(x, y, 1.0, kNumber); });
+        for_each_dot(left, top, digits, scale, [&](std::int64_t x, std::int64_t y) { blend(x, y, 1.0, color); });
     }
 
 private:
@@ -103,7 +107,7 @@ private:
                              const Paint& paint)
     {
         for (const char digit : digits) {
-            const auto& rows = kDigits[static_cast<std::size_t>(digit - '0')];
+            const auto& rows = kDigits[digit == 'x' ? 10 : static_cast<std::size_t>(digit - '0')];
             for (int y = 0; y < 5 * scale; ++y)
                 for (int x = 0; x < 3 * scale; ++x)
                     if ((rows[static_cast<std::size_t>(y / scale)] >> (2 - x / scale)) & 1)
@@ -130,17 +134,27 @@ Image draw_overlay(const Image& grey, const Measurement& measurement)
     Image image = colored_copy(grey);
     Canvas canvas(image);
     const int scale = std::max(1, std::min(grey.width, grey.height) / 300);
+    const double factor = error_factor(measurement);
     for (std::size_t i = 0; i < measurement.targets.size(); ++i) {
         const Target& target = measurement.targets[i];
         const double arm = std::clamp(0.3 * target.semi_minor, 2.0, 8.0);
         canvas.ellipse(target.x, target.y, target.semi_major, target.semi_minor, target.angle, kOutline);
         canvas.line(target.x - arm, target.y, target.x + arm, target.y, kCentre);
         canvas.line(target.x, target.y - arm, target.x, target.y + arm, kCentre);
+        if (factor > 0) {
+            const ErrorEllipse error = error_ellipse(target, factor);
+            canvas.ellipse(target.x, target.y, error.a, error.b, error.angle, kError);
+        }
         for (const RingFeature& feature : target.ring)
             canvas.ellipse(feature.x, feature.y, 3, 3, 0, kFeature);
-        canvas.number(std::llround(target.x + 0.75 * target.semi_major) + 2,
-                      std::llround(target.y - 0.75 * target.semi_major) - 5 * scale - 2, std::to_string(i + 1), scale);
     }
+    for (std::size_t i = 0; i < measurement.targets.size(); ++i) { // above all outlines
+        const LabelPlace place = label_place(measurement.targets[i]);
+        canvas.number(std::llround(place.x) + 2, std::llround(place.y) - 5 * scale - 2, std::to_string(i + 1), scale,
+                      kNumber);
+    }
+    if (factor > 0) // how many times the error ellipses are magnified, in their colour
+        canvas.number(3, image.height - 5 * scale - 3, "x" + std::to_string(std::llround(factor)), scale, kError);
     return image;
 }
 

@@ -10,6 +10,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <sstream>
 
 namespace panoval::cli::test
 {
@@ -62,10 +64,17 @@ TEST_F(Ellipses, JsonGivesEveryTargetWithSubPixelCentres)
     for (std::size_t i = 0; i < 2; ++i) {
         const Json target = image.at("targets").at(i);
         EXPECT_EQ(target.at("number"), i + 1);
-        // Edges without any blur are hard for the finder: see the accuracy study.
-        EXPECT_NEAR(target.at("x").get<double>(), kTwoDiscs[i].x, 0.4);
-        EXPECT_NEAR(target.at("y").get<double>(), kTwoDiscs[i].y, 0.4);
-        EXPECT_NEAR(target.at("semi_major").get<double>(), kTwoDiscs[i].radius, 0.6);
+        EXPECT_NEAR(target.at("x").get<double>(), kTwoDiscs[i].x, 0.02);
+        EXPECT_NEAR(target.at("y").get<double>(), kTwoDiscs[i].y, 0.02);
+        EXPECT_NEAR(target.at("semi_major").get<double>(), kTwoDiscs[i].radius, 0.05);
+        EXPECT_GT(target.at("quality").get<double>(), 0.7);
+        EXPECT_EQ(target.at("polarity"), "dark");
+        EXPECT_NEAR(target.at("contrast").get<double>(), 180, 3);
+        for (const char* const name : {"sigma_x", "sigma_y", "sigma_major", "sigma_minor", "sigma_angle", "blur"})
+            EXPECT_GT(target.at(name).get<double>(), 0) << name;
+        for (const char* const name : {"cov_xy", "noise", "edge_share", "chi_square", "flags"})
+            EXPECT_TRUE(target.contains(name)) << name;
+        EXPECT_FALSE(target.contains("covariance"));
         EXPECT_GE(target.at("semi_major").get<double>(), target.at("semi_minor").get<double>());
     }
     EXPECT_EQ(outcome.err, "");
@@ -79,7 +88,8 @@ TEST_F(Ellipses, TheLibrarysOwnLinesStayOutOfTheResults)
         std::fill_n(image.row(y) + 80, 60, std::uint8_t{30});
     write_image(in_folder("square.pgm"), image);
     for (const char* const format : {"--json", "--csv"}) {
-        const Outcome outcome = run_panoval({"ellipses", format, "--max-rms", "1", in_folder("square.pgm")});
+        const Outcome outcome =
+            run_panoval({"ellipses", "--method", "library", format, "--max-rms", "1", in_folder("square.pgm")});
         ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
         EXPECT_FALSE(contains(outcome.out, "rms=")) << outcome.out;
     }
@@ -89,7 +99,7 @@ TEST_F(Ellipses, CsvHasALineForEachTarget)
 {
     const Outcome outcome = run_panoval({"ellipses", "--csv", write_two_discs()});
     ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
-    EXPECT_EQ(outcome.out.substr(0, 14), "file,number,x,");
+    EXPECT_EQ(outcome.out.substr(0, 21), "file,status,number,x,");
     EXPECT_EQ(std::count(outcome.out.begin(), outcome.out.end(), '\n'), 3);
 }
 
@@ -100,16 +110,110 @@ TEST_F(Ellipses, TheTableNamesThePictureAndNumbersTheTargets)
     EXPECT_TRUE(contains(outcome.out, "two.pgm: 2 targets in 150 x 100 pixels")) << outcome.out;
 }
 
-TEST_F(Ellipses, ColourAndSixteenBitGiveTheSameTargets)
+TEST_F(Ellipses, ColourGivesTheTargetsOfItsGrey)
 {
-    const Outcome grey = run_panoval({"ellipses", "--json", write_two_discs()});
-    Image colour = render(150, 100, kTwoDiscs);
-    convert_to_colour(colour, "test");
-    convert_depth(colour, 16, "test");
-    write_image(in_folder("two.ppm"), colour);
-    const Outcome outcome = run_panoval({"ellipses", "--json", in_folder("two.ppm")});
+    for (const char* const method : {"precise", "library"}) {
+        const Outcome grey = run_panoval({"ellipses", "--method", method, "--json", write_two_discs()});
+        Image colour = render(150, 100, kTwoDiscs);
+        convert_to_colour(colour, "test");
+        write_image(in_folder("two.ppm"), colour);
+        const Outcome outcome = run_panoval({"ellipses", "--method", method, "--json", in_folder("two.ppm")});
+        ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+        EXPECT_EQ(Json::parse(outcome.out)["images"][0]["targets"], Json::parse(grey.out)["images"][0]["targets"]);
+    }
+}
+
+TEST_F(Ellipses, TheLibrarysMethodScalesSixteenBitToEight)
+{
+    const Outcome grey = run_panoval({"ellipses", "--method", "library", "--json", write_two_discs()});
+    Image deep = render(150, 100, kTwoDiscs);
+    convert_depth(deep, 16, "test");
+    write_image(in_folder("deep.pgm"), deep);
+    const Outcome outcome = run_panoval({"ellipses", "--method", "library", "--json", in_folder("deep.pgm")});
     ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
     EXPECT_EQ(Json::parse(outcome.out)["images"][0]["targets"], Json::parse(grey.out)["images"][0]["targets"]);
+    const Json target = Json::parse(grey.out)["images"][0]["targets"][0];
+    for (const char* const name : {"rms", "outline_points", "labelled_pixels"})
+        EXPECT_TRUE(target.contains(name)) << name;
+    EXPECT_NEAR(target["x"].get<double>(), kTwoDiscs[0].x, 0.4);
+}
+
+TEST_F(Ellipses, SixteenBitAreMeasuredAsSixteenBit)
+{
+    // A contrast of 150 in 65535 is less than one level of eight bit.
+    Image deep = make_image(150, 100, 1, 16, "test");
+    const Image eight = render(150, 100, kTwoDiscs);
+    for (std::size_t i = 0; i < deep.pixels(); ++i) {
+        const auto level = static_cast<std::uint16_t>(20000 + (eight.data[i] - 30) * 5 / 6);
+        std::memcpy(deep.data.get() + 2 * i, &level, 2);
+    }
+    write_image(in_folder("deep.pgm"), deep);
+    const Outcome outcome = run_panoval({"ellipses", "--json", in_folder("deep.pgm")});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    const Json image = Json::parse(outcome.out)["images"][0];
+    EXPECT_EQ(image["bits"], 16);
+    ASSERT_EQ(image["targets"].size(), 2u);
+    EXPECT_NEAR(image["targets"][0]["contrast"].get<double>(), 150, 3);
+}
+
+TEST_F(Ellipses, PolarityAndQualityChooseAndNothingFoundSaysWhy)
+{
+    const std::string two = write_two_discs();
+    const auto json = [&](const std::vector<std::string>& options) {
+        std::vector<std::string> arguments = {"ellipses", "--json", two};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        const Outcome outcome = run_panoval(arguments);
+        EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+        return Json::parse(outcome.out)["images"][0];
+    };
+    EXPECT_EQ(json({"--polarity", "dark"})["targets"].size(), 2u);
+    const Json bright = json({"--polarity", "bright"});
+    EXPECT_EQ(bright["targets"].size(), 0u);
+    EXPECT_TRUE(contains(bright["nothing_because"].get<std::string>(), "2 found that are dark")) << bright;
+    const Json best = json({"--min-quality", "1"});
+    EXPECT_TRUE(contains(best["nothing_because"].get<std::string>(), "less quality")) << best;
+    write_image(in_folder("flat.pgm"), render(60, 60, {}));
+    const Outcome flat = run_panoval({"ellipses", in_folder("flat.pgm")});
+    EXPECT_EQ(flat.exit_code, 0);
+    EXPECT_TRUE(contains(flat.out, "0 targets in 60 x 60 pixels: no closed outline")) << flat.out;
+}
+
+TEST_F(Ellipses, CovarianceIsPrintedWhereItIsAskedFor)
+{
+    const Outcome outcome = run_panoval({"ellipses", "--json", "--covariance", write_two_discs()});
+    const Json target = Json::parse(outcome.out)["images"][0]["targets"][0];
+    ASSERT_EQ(target["covariance"].size(), 5u);
+    EXPECT_NEAR(target["covariance"][0][0].get<double>(), std::pow(target["sigma_x"].get<double>(), 2), 1e-15);
+    EXPECT_EQ(target["covariance"][0][1], target["cov_xy"]);
+    const Outcome csv = run_panoval({"ellipses", "--csv", "--covariance", write_two_discs()});
+    EXPECT_TRUE(contains(csv.out, ",c00,c01,")) << csv.out;
+    const Outcome table = run_panoval({"ellipses", "--covariance", write_two_discs()});
+    EXPECT_TRUE(contains(table.out, "angle ")) << table.out;
+}
+
+TEST_F(Ellipses, ResultsAreTheSameBytesInEveryRun)
+{
+    const std::string two = write_two_discs();
+    for (const char* const format : {"--json", "--csv"})
+        EXPECT_EQ(run_panoval({"ellipses", format, two}).out, run_panoval({"ellipses", format, two}).out);
+    EXPECT_FALSE(contains(run_panoval({"ellipses", "--json", two}).out, "seconds"));
+    EXPECT_TRUE(contains(run_panoval({"ellipses", "--json", "--times", two}).out, "seconds"));
+    EXPECT_TRUE(contains(run_panoval({"ellipses", "--times", two}).out, " ms\n"));
+}
+
+TEST_F(Ellipses, EachMethodHasOptionsOfItsOwn)
+{
+    const std::string two = write_two_discs();
+    for (const char* const option : {"--min-pixels", "--max-rms", "--divisions"}) {
+        const Outcome outcome = run_panoval({"ellipses", option, "3", two});
+        EXPECT_EQ(outcome.exit_code, 2);
+        EXPECT_TRUE(contains(outcome.err, std::string(option) + " belongs to --method library")) << outcome.err;
+    }
+    const Outcome outcome = run_panoval({"ellipses", "--method", "library", "--polarity", "both", two});
+    EXPECT_EQ(outcome.exit_code, 2);
+    EXPECT_TRUE(contains(outcome.err, "--polarity belongs to --method precise")) << outcome.err;
+    for (const char* const board : {"7", "1x9", "7x", "x7", "7x9x", "7 by 9", "2000x2"})
+        EXPECT_EQ(run_panoval({"ellipses", "--board", board, two}).exit_code, 2) << board;
 }
 
 // Yellow alone could not be read on light ground.
@@ -149,7 +253,13 @@ TEST_F(Ellipses, OverlaysShowTheTargets)
     std::size_t ellipses = 0;
     for (auto at = svg.find("<ellipse "); at != std::string::npos; at = svg.find("<ellipse ", at + 1))
         ++ellipses;
-    EXPECT_EQ(ellipses, 2u);
+    EXPECT_EQ(ellipses, 4u) << "outlines and error ellipses";
+    EXPECT_TRUE(contains(svg, "error ellipses (1 sigma) x ")) << "how many times they are magnified";
+    bool is_factor_written = false; // in the colour of the error ellipses, in the lower left corner
+    for (std::int32_t x = 0; x < 40; ++x)
+        for (std::int32_t y = 90; y < 100; ++y)
+            is_factor_written |= overlay.row(y)[3 * x] == 255 && overlay.row(y)[3 * x + 1] == 0;
+    EXPECT_TRUE(is_factor_written);
 }
 
 TEST_F(Ellipses, OneBadPictureDoesNotStopTheOthers)
@@ -159,8 +269,11 @@ TEST_F(Ellipses, OneBadPictureDoesNotStopTheOthers)
     const Outcome outcome = run_panoval({"ellipses", "--json", bad, good, in_folder("missing.pgm")});
     EXPECT_EQ(outcome.exit_code, 1);
     const Json json = Json::parse(outcome.out);
-    ASSERT_EQ(json["images"].size(), 1u);
-    EXPECT_EQ(json["images"][0]["targets"].size(), 2u);
+    ASSERT_EQ(json["images"].size(), 3u) << "a row each";
+    EXPECT_EQ(json["images"][1]["targets"].size(), 2u);
+    EXPECT_EQ(json["images"][0]["file"], bad);
+    EXPECT_TRUE(contains(json["images"][0]["error"].get<std::string>(), "bad.pgm"));
+    EXPECT_EQ(json["images"][0]["targets"].size(), 0u);
     ASSERT_EQ(json["failures"].size(), 2u);
     EXPECT_EQ(json["failures"][0]["file"], bad);
     EXPECT_TRUE(contains(outcome.err, "bad.pgm")) << outcome.err;
@@ -171,11 +284,30 @@ TEST_F(Ellipses, LinesAboutBadPicturesStandAlone)
 {
     const std::vector<std::string> bad = {in_folder("none.pgm"), in_folder("missing.pgm")};
     const Outcome plain = run_panoval({"ellipses", bad[0], bad[1]});
-    EXPECT_EQ(plain.exit_code, 1);
+    EXPECT_EQ(plain.exit_code, 6) << "all of them";
     EXPECT_EQ(std::count(plain.err.begin(), plain.err.end(), '\n'), 2) << plain.err;
     EXPECT_FALSE(contains(plain.err, "\rpanoval: ")) << "no bar was drawn";
     const Outcome bar = run_panoval({"ellipses", bad[0], bad[1], "--progress", "always"});
     EXPECT_TRUE(contains(bar.err, "\rpanoval: ")) << "the bar is removed first: " << bar.err;
+}
+
+TEST_F(Ellipses, CsvHasARowForFailedAndEmptyPictures)
+{
+    write_image(in_folder("flat.pgm"), render(60, 60, {}));
+    const Outcome outcome =
+        run_panoval({"ellipses", "--csv", in_folder("missing.pgm"), in_folder("flat.pgm"), write_two_discs()});
+    EXPECT_EQ(outcome.exit_code, 1);
+    std::istringstream lines(outcome.out);
+    std::vector<std::string> rows;
+    for (std::string line; std::getline(lines, line);)
+        rows.push_back(line);
+    ASSERT_EQ(rows.size(), 5u) << outcome.out;
+    EXPECT_TRUE(contains(rows[1], "missing.pgm,") && contains(rows[1], "failed: ")) << rows[1];
+    EXPECT_TRUE(contains(rows[2], "flat.pgm,empty: no closed outline")) << rows[2];
+    EXPECT_TRUE(contains(rows[3], "two.pgm,ok,1,")) << rows[3];
+    const auto commas = [](const std::string& row) { return std::count(row.begin(), row.end(), ','); };
+    EXPECT_EQ(commas(rows[2]), commas(rows[0]));
+    EXPECT_EQ(commas(rows[3]), commas(rows[0]));
 }
 
 TEST_F(Ellipses, ABadPictureAloneIsAnInputError)
@@ -189,7 +321,7 @@ TEST_F(Ellipses, ABadPictureAloneIsAnInputError)
 TEST_F(Ellipses, ValuesAreCheckedAgainstWhatTheFinderNeeds)
 {
     const std::string two = write_two_discs();
-    const Outcome many = run_panoval({"ellipses", "--divisions", "101", two});
+    const Outcome many = run_panoval({"ellipses", "--method", "library", "--divisions", "101", two});
     EXPECT_EQ(many.exit_code, 3);
     EXPECT_TRUE(contains(many.err, "101") && contains(many.err, "1 to 100")) << many.err;
     EXPECT_EQ(run_panoval({"ellipses", "--divisions", "0", two}).exit_code, 2);
@@ -198,7 +330,8 @@ TEST_F(Ellipses, ValuesAreCheckedAgainstWhatTheFinderNeeds)
     EXPECT_EQ(run_panoval({"ellipses", "--min-pixels", "many", two}).exit_code, 2);
     EXPECT_EQ(run_panoval({"ellipses", "--csv", "--json", two}).exit_code, 2);
     write_image(in_folder("tiny.pgm"), make_image(2, 9, 1, 8, "test"));
-    const Outcome tiny = run_panoval({"ellipses", in_folder("tiny.pgm")});
+    EXPECT_EQ(run_panoval({"ellipses", in_folder("tiny.pgm")}).exit_code, 0) << "nothing to be found";
+    const Outcome tiny = run_panoval({"ellipses", "--method", "library", in_folder("tiny.pgm")});
     EXPECT_EQ(tiny.exit_code, 3);
     EXPECT_TRUE(contains(tiny.err, "2 x 9")) << tiny.err;
 }
@@ -310,8 +443,12 @@ TEST_F(Ellipses, ARingReachesAsFarAsItsAxesAlone)
     // 28 x 10, lying: the ring fits a picture of 60 rows, a circle around it would not.
     Image image = make_image(140, 60, 1, 8, "test");
     for (std::int32_t y = 0; y < 60; ++y)
-        for (std::int32_t x = 0; x < 140; ++x)
-            image.row(y)[x] = std::hypot((x - 70) / 28.0, (y - 30) / 10.0) < 1 ? 30 : 210;
+        for (std::int32_t x = 0; x < 140; ++x) {
+            int dark = 0;
+            for (int sample = 0; sample < 64; ++sample)
+                dark += std::hypot((x + (sample % 8 - 3.5) / 8 - 70) / 28, (y + (sample / 8 - 3.5) / 8 - 30) / 10) < 1;
+            image.row(y)[x] = static_cast<std::uint8_t>(210 - 180 * dark / 64);
+        }
     write_image(in_folder("flat.pgm"), image);
     const Outcome outcome = run_panoval({"ellipses", "--json", "--ring", in_folder("flat.pgm")});
     ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
