@@ -47,7 +47,7 @@ endif()
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES C CXX)
-if(NOT PANOVAL_SANITIZE AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+if(CMAKE_BUILD_TYPE MATCHES "^(Release|RelWithDebInfo|MinSizeRel)$" AND NOT PANOVAL_SANITIZE)
     if(WIN32)
         # Stack protection would have MinGW's libraries import a library more.
         add_link_options(-Wl,--dynamicbase,--nxcompat,--high-entropy-va)

@@ -274,6 +274,22 @@ TEST(OvalFit, EqualsItsTwinOnScatterThatIsNoEllipse)
         expect_twin(panoval::test::noise<double>(2 * (6 + seed % 40), -50, 50, seed));
 }
 
+// A circle sheared by 2^-20: the axes differ by less than their last bit, the angle is still that of the shear.
+TEST(OvalFit, EqualAxesDoNotChangePlaces)
+{
+    constexpr double kUnit[][2] = {{1, 0},  {0.8, 0.6},   {0, 1},  {-0.6, 0.8},
+                                   {-1, 0}, {-0.8, -0.6}, {0, -1}, {0.6, -0.8}};
+    std::vector<double> points;
+    for (const auto& [x, y] : kUnit) {
+        points.push_back(50 + 5 * x + 0x1p-20 * (5 * y));
+        points.push_back(40 + 5 * y + 0x1p-20 * (5 * x));
+    }
+    OvalFit result = {};
+    ASSERT_EQ(oval_fit(8, points.data(), &result), 1);
+    EXPECT_EQ(result.semi_major, result.semi_minor);
+    EXPECT_EQ(result.theta, -0.78539816339744828);
+}
+
 TEST(OvalFit, WithoutMemoryReturnsZeroAndLeavesTheRecord)
 {
     const std::vector<double> points = points_on({50, 50, 20, 12, 0.5}, 30);

@@ -401,6 +401,55 @@ TEST(GainCompensatorApply, GivesBlackWhereTheProductLeavesTheIntegers)
     }
 }
 
+// 2^31 is the first product that leaves the integers; one sample less stays, and is clamped.
+TEST(GainCompensatorApply, GivesBlackFrom2ToThe31On)
+{
+    test::for_each_target([] {
+        double gain_of_words = 0x1p16;
+        double gain_of_bytes = 0x1p24;
+        const GainCompensator words = with_gain(gain_of_words);
+        const GainCompensator bytes = with_gain(gain_of_bytes);
+        for (int position = 0; position < 37; ++position) {
+            OwnedMat deep = flat(37, 1, 1, 2, 32767);
+            OwnedMat shallow = flat(37, 1, 1, 1, 127);
+            deep.set(position, 32768);
+            shallow.set(position, 128);
+            gain_compensator_apply(&words, 0, deep.get());
+            gain_compensator_apply(&bytes, 0, shallow.get());
+            for (int i = 0; i < 37; ++i) {
+                EXPECT_EQ(deep.at(i), i == position ? 0 : 65535);
+                EXPECT_EQ(shallow.at(i), i == position ? 0 : 255);
+            }
+        }
+    });
+}
+
+// The statistics of a pair may not mistake one buffer at two places for an image and itself.
+TEST(GainCompensator, OneBufferAtTwoPlacesCountsAsTwoImages)
+{
+    for (const int elem_size : {1, 2}) {
+        const OwnedMat image(31, 17, 3, elem_size, 0, 255, 5);
+        const OwnedMat copy(31, 17, 3, elem_size, 0, 255, 5);
+        const OwnedMask mask(31, 17, 1.0, 1);
+        const Point corners[] = {{0, 0}, {9, 4}};
+        double intensities[2][2];
+        for (const bool is_shared : {false, true}) {
+            GainCompensator gc = {};
+            gain_compensator_init_start(&gc, 2);
+            gain_compensator_init_step(&gc, 0, 1, corners[0], &*image, &*mask, corners[1], is_shared ? &*image : &*copy,
+                                       &*mask);
+            EXPECT_EQ(gc.counts.data[1], 22 * 13);
+            intensities[is_shared][0] = gc.intensities.data[1];
+            intensities[is_shared][1] = gc.intensities.data[2];
+            gain_compensator_init_end(&gc);
+            gain_compensator_free(&gc);
+        }
+        EXPECT_EQ(intensities[1][0], intensities[0][0]);
+        EXPECT_EQ(intensities[1][1], intensities[0][1]);
+        EXPECT_NE(intensities[1][0], intensities[1][1]);
+    }
+}
+
 TEST(GainCompensatorApply, EqualsItsTwin)
 {
     test::Random random(5);

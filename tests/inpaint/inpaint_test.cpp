@@ -191,13 +191,17 @@ TEST(Inpaint, EqualsItsTwinWhereOnlyAFewPixelsAreKnown)
 
 TEST(Inpaint, ReadsAMaskOfThreeChannelsByItsPixelsAndClearsItsBorderByItsBytes)
 {
-    Scene s = scene(Content::Photograph, 21, 18, 3);
-    s.mask_channels = 3;
-    s.mask.assign(21 * 18 * 3, 0);
-    Random random(8);
-    for (std::uint8_t& byte : s.mask)
-        byte = random.integer(0, 9) == 0 ? 255 : 0;
-    expect_twin(s, 4);
+    for (int width = 4; width <= 24; ++width) {
+        SCOPED_TRACE(testing::Message() << "width " << width);
+        Scene s = scene(Content::Photograph, width, 18, 3);
+        s.mask_channels = 3;
+        s.mask.assign(static_cast<std::size_t>(width) * 18 * 3, 0);
+        Random random(static_cast<std::uint64_t>(width));
+        const int one_in = width % 2 == 0 ? 10 : 60;
+        for (std::uint8_t& byte : s.mask)
+            byte = random.integer(0, one_in - 1) == 0 ? 255 : 0;
+        expect_twin(s, 4);
+    }
 }
 
 TEST(Inpaint, FillsThreeByThreePixelsAroundOneMark)
