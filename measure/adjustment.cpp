@@ -34,6 +34,7 @@ struct Equations {
     Vector12 rhs;
     double edge_cost = 0;
     double edge_count = 0;
+    double largest_residual = 0;
     double flat_cost = 0;
     double cost = 0;
 };
@@ -72,6 +73,7 @@ void add_samples(const AdjustmentInput& input, const TargetModel& model, const d
         const double residual = static_cast<double>(samples[i]) - predict(model, planes, stride, i, dx, dy);
         equations.edge_cost += residual * residual;
         equations.edge_count += 1;
+        equations.largest_residual = std::max(equations.largest_residual, std::fabs(residual));
         residuals[count++] = residual;
         if (count == kBatch) {
             add_equations(rows, residuals, count, equations.normal.data(), equations.rhs.data());
@@ -121,6 +123,7 @@ bool evaluate(const AdjustmentInput& input, OutlineModel& outlines, const Target
     equations.normal.setZero();
     equations.rhs.setZero();
     equations.edge_cost = equations.edge_count = equations.flat_cost = equations.cost = 0;
+    equations.largest_residual = 0;
     const Box& box = input.patch->box();
     for (std::int32_t y = box.y; y < box.y + box.height; ++y)
         if (input.patch->edge_span(y).end > input.patch->edge_span(y).begin)
@@ -270,6 +273,7 @@ AdjustmentResult adjust(const AdjustmentInput& input, OutlineModel& outlines, Ta
     result.edge_cost = now.edge_cost;
     result.flat_cost = now.flat_cost;
     result.edge_count = now.edge_count;
+    result.largest_residual = now.largest_residual;
     return result;
 }
 

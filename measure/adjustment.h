@@ -61,6 +61,7 @@ struct AdjustmentResult {
     double edge_cost = 0; // squared residuals of the edge samples
     double flat_cost = 0; // of the flat ones
     double edge_count = 0;
+    double largest_residual = 0; // of an edge sample
     int iterations = 0;
     bool has_converged = false;
     bool has_left = false; // the outline ran out of its box

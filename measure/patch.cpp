@@ -160,11 +160,13 @@ void Patch::classify(const Outline& outline, const Reach& reach) noexcept
         std::min({box_.y + box_.height, picture_height_, pixel(std::floor(outline.y + half_height)) + 1});
     std::fill_n(parts_.get(), size(), Part::kNone);
     std::fill_n(spans_.get(), box_.height, Span{});
+    has_aliens_ = false;
     for (std::int32_t y = top; y < bottom; ++y) {
         Span& span = spans_[to_count(y - box_.y)];
         for (std::int32_t x = begin; x < end; ++x) {
             const Part part = part_at(distance_to_outline, x, y, reach);
             parts_[index(x, y)] = part != Part::kNone && !std::isfinite(sample(x, y)) ? Part::kAlien : part;
+            has_aliens_ = has_aliens_ || parts_[index(x, y)] == Part::kAlien;
             if (part != Part::kEdge)
                 continue;
             span.begin = span.end == 0 ? x : span.begin;
@@ -205,6 +207,7 @@ PlaneSums Patch::sum_flat(Part part, double reference_x, double reference_y, con
                 continue;
             }
             has_aliens = true;
+            has_aliens_ = true;
             if (excludes)
                 parts_[index(x, y)] = Part::kAlien;
         }

@@ -71,6 +71,8 @@ public:
         std::int32_t begin = 0;
         std::int32_t end = 0;
     };
+    // Whether something else was found since the samples were classified.
+    bool has_aliens() const noexcept { return has_aliens_; }
     Span edge_span(std::int32_t y) const noexcept { return spans_[to_count(y - box_.y)]; }
 
     // Linear between the four samples around a place of the box; false outside the picture, or where a sample is not
@@ -106,6 +108,7 @@ private:
     }
 
     Box box_;
+    bool has_aliens_ = false;
     std::int32_t picture_width_ = 0;
     std::int32_t picture_height_ = 0;
     std::size_t capacity_ = 0;

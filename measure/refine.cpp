@@ -31,6 +31,9 @@ constexpr double kAlienShare = 0.4;
 // Another edge is felt so many deviations before a ray notices it.
 constexpr double kOtherEdge = 2.2;
 
+// With so many of the rays agreeing, and nothing else in sight, there is nothing to leave out before the adjustment.
+constexpr double kClearShare = 0.95;
+
 // The squared deviations, of two slopes, that make the tie of the slopes an error: by chance once in 300,000 targets.
 constexpr double kContradiction = 25;
 
@@ -244,7 +247,8 @@ std::int32_t Refinement::adjust_once() noexcept
     tie_slopes();
     model_.inside.slope_x = input_.tie.ratio * model_.outside.slope_x;
     model_.inside.slope_y = input_.tie.ratio * model_.outside.slope_y;
-    exclude(kAlienShare * contrast, 1.5 + edge_spread(model_.blur));
+    if (guess_.share < kClearShare || patch_.has_aliens())
+        exclude(kAlienShare * contrast, 1.5 + edge_spread(model_.blur));
     adjusted_ = adjust(input_, outlines_, model_);
     return adjusted_.has_left ? PANOVAL_MEASURE_NO_EDGE : PANOVAL_MEASURE_OK;
 }
@@ -265,7 +269,7 @@ std::int32_t Refinement::run(const PanovalMeasureEllipse& start, PanovalMeasureT
         const double contrast = std::fabs(model_.inside.level - model_.outside.level);
         const double limit =
             kAlienDeviations * std::max({noise, flat_spread_, 0.004 * contrast, std::sqrt(least_variance())});
-        if (exclude(limit, 0) > 0) {
+        if (adjusted_.largest_residual > limit && exclude(limit, 0) > 0) {
             adjusted_ = adjust(input_, outlines_, model_);
             exclude(limit, 0);
             adjusted_ = adjust(input_, outlines_, model_);
