@@ -411,11 +411,13 @@ PANOVAL_MOSAIC_API int32_t panoval_mosaic_set_seam_rows(PanovalMosaic* mosaic, i
 /**
  * Gives what was found out about the panorama as JSON text.
  *
- * mosaic  whose verdict was measured
- * text    out: UTF-8 with a zero at its end; the mosaic's, until the next call of this routine or its end
- * size    out: bytes without the zero; may be null
+ * mosaic              whose verdict was measured
+ * with_distributions  1 = with 256 shares of differences for each overlap, before and after gains; 0 = without
+ * text                out: UTF-8 with a zero at its end; the mosaic's, until the next call of this routine or its end
+ * size                out: bytes without the zero; may be null
  */
-PANOVAL_MOSAIC_API int32_t panoval_mosaic_verdict(PanovalMosaic* mosaic, const char** text, size_t* size);
+PANOVAL_MOSAIC_API int32_t panoval_mosaic_verdict(PanovalMosaic* mosaic, int32_t with_distributions, const char** text,
+                                                  size_t* size);
 
 /* ---------------------------------------------------------------------------------------------------- pixels ---- */
 /*

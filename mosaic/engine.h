@@ -8,6 +8,7 @@
 #include "mosaic/memory_plan.h"
 #include "mosaic/picture_store.h"
 #include "mosaic/plan.h"
+#include "mosaic/verdict.h"
 #include "panoval_mosaic.h"
 
 #include <memory>
@@ -37,7 +38,7 @@ public:
     void set_gains(const double* gains, std::int64_t pictures, const double* falloff);
     const SeamMap& seams();
     void set_seam_rows(std::int64_t first_row, std::int64_t rows, const std::int32_t* labels, std::size_t stride);
-    const std::string& verdict() const; // JSON
+    std::string verdict(std::int32_t with_distributions) const; // JSON
 
     void blend(const Rect& rect, std::uint8_t* samples, std::size_t samples_stride, std::uint8_t* coverage,
                std::size_t coverage_stride);
@@ -81,7 +82,7 @@ private:
     std::optional<Plan> plan_;
     std::vector<Overlap> overlaps_;
     std::optional<SeamMap> coming_seams_; // rows that the host has set so far
-    std::string verdict_;
+    std::optional<Verdict> verdict_;
 
     MemoryMeter meter_;
     std::mutex work_mutex_; // several threads may blend

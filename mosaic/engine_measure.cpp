@@ -2,6 +2,7 @@
 // What the engine measures, or takes from the host in place of measuring.
 #include "mosaic/engine.h"
 #include "mosaic/errors.h"
+#include "mosaic/gain_measure.h"
 #include "mosaic/seam_find.h"
 
 #include <algorithm>
@@ -21,6 +22,18 @@ SeamOptions seam_options(const Settings& settings, std::size_t threads)
     options.mode = settings.seams == SeamChoice::Nearest ? SeamMode::Nearest : SeamMode::Optimal;
     options.threads = threads;
     return options;
+}
+
+GainOptions::Per per_of(GainChoice choice)
+{
+    switch (choice) {
+    case GainChoice::PerPicture:
+        return GainOptions::Per::Picture;
+    case GainChoice::PerChannel:
+        return GainOptions::Per::Channel;
+    default:
+        return GainOptions::Per::Automatic;
+    }
 }
 
 } // namespace
@@ -48,13 +61,19 @@ void Engine::measure(int parts)
     const bool wants_seams = (parts & (PANOVAL_MOSAIC_MEASURE_SEAMS | PANOVAL_MOSAIC_MEASURE_VERDICT)) != 0;
     if (wants_seams && plan_->settings.has_seams() && !plan_->seams)
         find_seams_now();
-    if ((parts & PANOVAL_MOSAIC_MEASURE_VERDICT) != 0 && verdict_.empty())
+    if ((parts & PANOVAL_MOSAIC_MEASURE_VERDICT) != 0 && !verdict_)
         judge_now();
 }
 
 void Engine::measure_gains_now()
 {
-    fail(Failure::Internal, "gains cannot be measured yet; expected panoval_mosaic_set_gains before");
+    GainOptions options;
+    options.per = per_of(plan_->settings.gains);
+    options.vignetting = plan_->settings.vignetting;
+    options.anchor = plan_->settings.anchor;
+    options.threads = threads();
+    GainResult result = measure_gains(plan_->layout, overlaps_, work().store, options, *progress_);
+    plan_->gains = Gains{std::move(result.corrections), result.per_channel, std::move(result.outliers)};
 }
 
 void Engine::find_seams_now()
@@ -81,7 +100,11 @@ void Engine::find_seams_now()
 
 void Engine::judge_now()
 {
-    fail(Failure::Internal, "there is no verdict yet");
+    const SeamMap no_seams;
+    VerdictOptions options;
+    options.threads = threads();
+    verdict_ = judge(plan_->layout, overlaps_, plan_->gains->corrections, plan_->seams ? *plan_->seams : no_seams,
+                     work().store, options, *progress_);
 }
 
 const Gains& Engine::gains()
@@ -122,7 +145,7 @@ void Engine::set_gains(const double* gains, std::int64_t pictures, const double*
 void Engine::forget_seams()
 {
     plan_->seams.reset();
-    verdict_.clear();
+    verdict_.reset();
     if (work_ != nullptr)
         work_->blender.reset();
 }
@@ -206,11 +229,13 @@ void Engine::set_seam_rows(std::int64_t first_row, std::int64_t rows, const std:
     coming_seams_.reset();
 }
 
-const std::string& Engine::verdict() const
+std::string Engine::verdict(std::int32_t with_distributions) const
 {
-    if (verdict_.empty())
+    if (with_distributions != 0 && with_distributions != 1)
+        fail(Failure::Argument, "found with_distributions ", with_distributions, "; expected 0 or 1");
+    if (!verdict_)
         fail(Failure::Argument, "the verdict is not known; expected panoval_mosaic_measure before");
-    return verdict_;
+    return verdict_json(*verdict_, plan_->layout, with_distributions != 0);
 }
 
 } // namespace panoval::mosaic

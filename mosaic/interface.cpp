@@ -323,11 +323,12 @@ PANOVAL_MOSAIC_API int32_t panoval_mosaic_set_seam_rows(PanovalMosaic* mosaic, i
     });
 }
 
-PANOVAL_MOSAIC_API int32_t panoval_mosaic_verdict(PanovalMosaic* mosaic, const char** text, size_t* size)
+PANOVAL_MOSAIC_API int32_t panoval_mosaic_verdict(PanovalMosaic* mosaic, int32_t with_distributions, const char** text,
+                                                  size_t* size)
 {
     return guarded(mosaic, [&] {
         require(text, "text");
-        mosaic->verdict_text = mosaic->engine.verdict();
+        mosaic->verdict_text = mosaic->engine.verdict(with_distributions);
         give_text(mosaic->verdict_text, text, size);
     });
 }

@@ -20,6 +20,8 @@ constexpr std::int64_t kLargestTile = 4096;
 // A tile costs as much as so many pixels besides its own.
 constexpr std::uint64_t kTileOverhead = 20000;
 
+constexpr double kLittleLonger = 1.15;
+
 // Pictures get at least this part of the budget where they need it: read too often they cost more than smaller tiles.
 constexpr std::uint64_t kStorePart = 3;
 
@@ -87,21 +89,29 @@ std::vector<TileGrid> grids_to_try(const Layout& layout, std::int64_t tile_size)
     return grids;
 }
 
-std::optional<TileGrid> fastest(const MemoryNeeds& needs, const std::vector<TileGrid>& grids, Delivery delivery,
-                                std::uint64_t budget, std::size_t threads, std::uint64_t least_store)
+// Of the grids that take little longer than the fastest one, that which takes the least memory.
+std::optional<TileGrid> best_grid(const MemoryNeeds& needs, const std::vector<TileGrid>& grids, Delivery delivery,
+                                  std::uint64_t budget, std::size_t threads, std::uint64_t least_store)
 {
-    std::optional<TileGrid> best;
-    double best_time = 0;
+    struct Candidate {
+        const TileGrid* grid;
+        double time;
+        std::uint64_t memory;
+    };
+    std::vector<Candidate> candidates;
+    double least_time = std::numeric_limits<double>::max();
     for (const TileGrid& grid : grids) {
-        if (!shares_for(needs, grid, delivery, budget, threads, least_store))
+        const auto shares = shares_for(needs, grid, delivery, budget, threads, least_store);
+        if (!shares)
             continue;
-        const double time = time_of(needs, grid, threads);
-        if (!best || time < best_time) {
-            best = grid;
-            best_time = time;
-        }
+        candidates.push_back({&grid, time_of(needs, grid, threads), shares->tile_bytes + shares->output_bytes});
+        least_time = std::min(least_time, candidates.back().time);
     }
-    return best;
+    const Candidate* best = nullptr;
+    for (const Candidate& candidate : candidates)
+        if (candidate.time <= kLittleLonger * least_time && (best == nullptr || candidate.memory < best->memory))
+            best = &candidate;
+    return best == nullptr ? std::nullopt : std::optional<TileGrid>(*best->grid);
 }
 
 } // namespace
@@ -139,7 +149,7 @@ std::optional<TileGrid> choose_grid(const MemoryNeeds& needs, Delivery delivery,
     for (std::size_t t = std::max<std::size_t>(threads, 1); t > 0; --t) {
         const std::uint64_t least_store = PictureStore::least_bytes(needs.layout, needs.traits, t);
         for (const std::uint64_t store : {std::max(wanted_store, least_store), least_store})
-            if (const auto grid = fastest(needs, grids, delivery, budget, t, store))
+            if (const auto grid = best_grid(needs, grids, delivery, budget, t, store))
                 return grid;
     }
     return std::nullopt;

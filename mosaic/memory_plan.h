@@ -50,7 +50,7 @@ std::uint64_t least_memory(const MemoryNeeds& needs, const TileGrid& grid, Deliv
 std::optional<MemoryShares> share_memory(const MemoryNeeds& needs, const TileGrid& grid, Delivery delivery,
                                          std::uint64_t budget, std::size_t threads);
 
-// The grid that takes the least time within the budget, if there is one. tile_size: of the host, or 0.
+// The grid that takes about the least time within the budget, if there is one. tile_size: of the host, or 0.
 std::optional<TileGrid> choose_grid(const MemoryNeeds& needs, Delivery delivery, std::uint64_t budget,
                                     std::size_t threads, std::int64_t tile_size);
 

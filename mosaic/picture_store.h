@@ -47,8 +47,6 @@ public:
 
     void read(std::size_t picture, const Rect& rect, PixelBlock& block) override;
 
-    // As above, of the mask of pixels that must belong to the picture: rows without padding, 0 = need not. False, with
-    // nothing done, where the picture has no such mask.
     bool read_keep(std::size_t picture, const Rect& rect, std::uint8_t* out) override;
 
     void set_budget(std::size_t bytes);

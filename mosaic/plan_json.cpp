@@ -18,6 +18,8 @@ namespace
 {
 
 using Json = nlohmann::ordered_json;
+// The ordered kind copies values while it grows, which takes a stack as deep as they are nested.
+using ParsedJson = nlohmann::json;
 
 constexpr int kPlanVersion = 1;
 
@@ -67,13 +69,13 @@ Json json_of(const Gains& gains)
 class Reader
 {
 public:
-    Reader(const Json& json, std::string where) : json_(json), where_(std::move(where))
+    Reader(const ParsedJson& json, std::string where) : json_(json), where_(std::move(where))
     {
         if (!json.is_object())
             fail(Failure::Plan, "found no object as ", where_, " of the plan; expected one");
     }
 
-    const Json& at(const char* key) const
+    const ParsedJson& at(const char* key) const
     {
         const auto found = json_.find(key);
         if (found == json_.end())
@@ -84,7 +86,7 @@ public:
 
     std::int64_t number(const char* key, std::int64_t least, std::int64_t most) const
     {
-        const Json& value = at(key);
+        const ParsedJson& value = at(key);
         // An unsigned number beyond the signed ones is out of every range.
         const bool is_number =
             value.is_number_integer() && !(value.is_number_unsigned() && value.get<std::uint64_t>() >> 63 != 0);
@@ -114,7 +116,7 @@ public:
                 return static_cast<int>(i);
         fail_value(key, "one of the words that are saved");
     }
-    const Json& list(const char* key) const
+    const ParsedJson& list(const char* key) const
     {
         if (!at(key).is_array())
             fail_value(key, "a list");
@@ -127,7 +129,7 @@ public:
     }
 
 private:
-    const Json& json_;
+    const ParsedJson& json_;
     std::string where_;
 };
 
@@ -147,10 +149,10 @@ Settings settings_of(const Reader& reader)
     return settings;
 }
 
-std::vector<PlacementWish> pictures_of(const Json& list, int channels, int bits)
+std::vector<PlacementWish> pictures_of(const ParsedJson& list, int channels, int bits)
 {
     std::vector<PlacementWish> pictures;
-    for (const Json& entry : list) {
+    for (const ParsedJson& entry : list) {
         const Reader reader(entry, "picture " + std::to_string(pictures.size()));
         PlacementWish picture;
         picture.name = reader.text("name");
@@ -168,7 +170,7 @@ std::vector<PlacementWish> pictures_of(const Json& list, int channels, int bits)
     return pictures;
 }
 
-double factor_of(const Reader& reader, const char* key, const Json& value, double least, double most)
+double factor_of(const Reader& reader, const char* key, const ParsedJson& value, double least, double most)
 {
     if (!value.is_number() || !(value.get<double>() >= least && value.get<double>() <= most))
         reader.fail_value(key, "numbers from ", least, " to ", most);
@@ -179,20 +181,20 @@ Gains gains_of(const Reader& reader, std::size_t pictures)
 {
     Gains gains;
     gains.per_channel = reader.flag("per_channel");
-    const Json& falloff = reader.list("falloff");
+    const ParsedJson& falloff = reader.list("falloff");
     if (falloff.size() != gains.corrections.falloff.c.size())
         reader.fail_value("falloff", "3 numbers");
     for (std::size_t i = 0; i < falloff.size(); ++i)
         gains.corrections.falloff.c[i] = factor_of(reader, "falloff", falloff[i], -kLargestGain, kLargestGain);
-    for (const Json& outlier : reader.list("outliers")) {
+    for (const ParsedJson& outlier : reader.list("outliers")) {
         if (!outlier.is_number_unsigned() || outlier.get<std::uint64_t>() >= pictures)
             reader.fail_value("outliers", "numbers of pictures");
         gains.outliers.push_back(outlier.get<std::size_t>());
     }
-    const Json& list = reader.list("pictures");
+    const ParsedJson& list = reader.list("pictures");
     if (list.size() != pictures)
         reader.fail_value("pictures", "gains of ", pictures, " pictures");
-    for (const Json& entry : list) {
+    for (const ParsedJson& entry : list) {
         if (!entry.is_array() || entry.size() != 4)
             reader.fail_value("pictures", "4 gains a picture");
         ChannelGains channels{};
@@ -215,7 +217,7 @@ Layout layout_of(const Reader& reader, const Settings& settings, std::vector<Pic
     return make_layout(pictures, settings.wrap);
 }
 
-Plan plan_of(const Json& json)
+Plan plan_of(const ParsedJson& json)
 {
     const Reader reader(json, "the top");
     if (reader.number("panoval_plan", 0, kLongestSide) != kPlanVersion)
@@ -267,7 +269,7 @@ std::string plan_to_json(const Plan& plan)
 
 Plan plan_from_json(std::string_view text)
 {
-    const Json json = Json::parse(text, nullptr, false);
+    const ParsedJson json = ParsedJson::parse(text, nullptr, false);
     if (json.is_discarded())
         fail(Failure::Plan, "found ", text.size(), " bytes that are no valid JSON; expected a plan");
     try {

@@ -54,7 +54,7 @@ TEST(Interface, NullIsNeverFollowed)
         panoval_mosaic_set_gains(mosaic.get(), nullptr, 1, nullptr),
         panoval_mosaic_seam_row(mosaic.get(), 0, nullptr),
         panoval_mosaic_set_seam_rows(mosaic.get(), 0, 1, nullptr, 0),
-        panoval_mosaic_verdict(mosaic.get(), nullptr, nullptr),
+        panoval_mosaic_verdict(mosaic.get(), 0, nullptr, nullptr),
         panoval_mosaic_tile(mosaic.get(), 0, nullptr),
         panoval_mosaic_blend(mosaic.get(), nullptr, nullptr, 0, nullptr, 0),
         panoval_mosaic_run(mosaic.get(), nullptr),
@@ -181,7 +181,7 @@ TEST(Interface, CallsOutOfOrderAreNamed)
     double gains[4];
     EXPECT_EQ(panoval_mosaic_gains(mosaic.get(), 0, gains, nullptr, nullptr, nullptr), PANOVAL_MOSAIC_ARGUMENT);
     const char* text = nullptr;
-    EXPECT_EQ(panoval_mosaic_verdict(mosaic.get(), &text, nullptr), PANOVAL_MOSAIC_ARGUMENT);
+    EXPECT_EQ(panoval_mosaic_verdict(mosaic.get(), 0, &text, nullptr), PANOVAL_MOSAIC_ARGUMENT);
     std::vector<std::int32_t> labels(40);
     EXPECT_EQ(panoval_mosaic_seam_row(mosaic.get(), 0, labels.data()), PANOVAL_MOSAIC_ARGUMENT);
     std::vector<std::uint8_t> samples(3600);

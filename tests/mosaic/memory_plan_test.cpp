@@ -42,7 +42,7 @@ struct Case {
 
 TEST(ChooseGrid, ASmallCanvasIsOneTileForOneThread)
 {
-    const Case made(900, 700, 2);
+    const Case made(300, 200, 2);
     const TileGrid grid = choose_grid(made.needs(), Delivery::Rows, kDefaultMemory, 1, 0).value();
     EXPECT_EQ(grid.count(), 1);
 }

@@ -128,6 +128,13 @@ TEST(PlanJson, EveryCutIsRefused)
         EXPECT_NE(message_of(good.substr(0, size)), "") << size;
 }
 
+TEST(PlanJson, NestingWithoutEndIsRefused)
+{
+    const std::string deep = std::string(300000, '[') + std::string(300000, ']');
+    EXPECT_NE(message_of("{\"a\": " + deep + ", \"b\": 1, \"c\": 2}"), "");
+    EXPECT_NE(message_of(deep), "");
+}
+
 TEST(MakeLayout, RefusesWhatDoesNotGoTogether)
 {
     std::vector<PlacementWish> pictures(2);
