@@ -45,7 +45,7 @@ public:
     void add(const ConstRows& row)
     {
         std::memcpy(row_at(next_), row.samples, row_bytes_);
-        if (picture_.has_alpha)
+        if (picture_.has_alpha && row.mask != nullptr)
             std::memcpy(mask_at(next_), row.mask, static_cast<std::size_t>(picture_.width));
         ++next_;
         if (next_ == std::min<std::int64_t>(last_of_tiles() + kShared, picture_.height))

@@ -182,7 +182,7 @@ std::optional<Rational> rational_of(const TiffFile& tiff, ttag_t tag)
     const double inverse = std::floor(1 / exact + 0.5);
     if (exact < 1 && std::fabs(inverse * exact - 1) < 1e-4)
         return Rational{1, static_cast<std::uint32_t>(inverse)};
-    return Rational{static_cast<std::uint32_t>(exact * 1000 + 0.5), 1000};
+    return Rational{static_cast<std::uint32_t>(std::floor(exact * 1000 + 0.5)), 1000};
 }
 
 // Leaves the layer's directory as the current one.
