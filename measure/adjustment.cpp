@@ -257,15 +257,18 @@ AdjustmentResult adjust(const AdjustmentInput& input, OutlineModel& outlines, Ta
         ++result.iterations;
         const Vector12 step = step_within_range(input, model, now, damping);
         const TargetModel tried = moved(input, model, step);
+        if (is_settled(now, step)) {
+            // So small a step changes neither matrix nor residuals: they need not be computed again.
+            model = tried;
+            result.has_converged = true;
+            break;
+        }
         const bool is_inside = evaluate(input, outlines, tried, next);
         if (is_inside && next.cost <= now.cost) {
-            result.has_converged = is_settled(next, step);
             model = tried;
             now = next;
             damping = std::max(damping / 10, 1e-9);
         } else {
-            // At the bottom, rounding decides which cost is the smaller one.
-            result.has_converged = largest_move(step) < kSettled;
             damping *= 10;
         }
     }

@@ -1,0 +1,178 @@
+// SPDX-License-Identifier: MIT
+// Refinement of single targets, and the kernels that most of its time goes into beside their literal twins. "Pixels"
+// are targets for the first, samples of outlines and equations for the others.
+#include "bench/support/routine.h"
+#include "measure/outline_kernel.h"
+#include "panoval_measure.h"
+#include "tests/reference/outline_kernel.h"
+#include "tests/support/noise.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace
+{
+
+using panoval::bench::Case;
+using panoval::measure::kWindowStep;
+using panoval::measure::Level;
+
+// A dark disc with a soft edge and noise, 8 bit.
+struct Target {
+    explicit Target(double radius, double blur)
+        : width(2 * static_cast<std::int32_t>(1.8 * radius + 10)), centre(width / 2 + 0.3),
+          samples(static_cast<std::size_t>(width) * static_cast<std::size_t>(width))
+    {
+        panoval::test::Random random(5);
+        for (std::int32_t y = 0; y < width; ++y)
+            for (std::int32_t x = 0; x < width; ++x) {
+                const double distance = std::hypot(x - centre, (y - centre) / 0.8) - radius;
+                const double level = 50 + 75 * (1 + std::tanh(1.2 * distance / blur)) + random.real(-3, 3);
+                samples[static_cast<std::size_t>(y) * static_cast<std::size_t>(width) + static_cast<std::size_t>(x)] =
+                    static_cast<std::uint8_t>(std::clamp(level, 0.0, 255.0));
+            }
+        start = {centre + 0.3, centre - 0.2, radius + 0.3, 0.8 * radius, 0};
+    }
+    void refine()
+    {
+        const PanovalMeasureImage image = {samples.data(), width, width, width, PANOVAL_MEASURE_U8, 0};
+        panoval_measure_refine(&image, &start, 1, &found);
+    }
+
+    std::int32_t width;
+    double centre;
+    std::vector<std::uint8_t> samples;
+    PanovalMeasureEllipse start = {};
+    PanovalMeasureTarget found = {};
+};
+
+Case make_refine(double radius, double blur)
+{
+    const auto target = std::make_shared<Target>(radius, blur);
+    return {.size = "R " + std::to_string(static_cast<int>(radius)),
+            .content = "blur " + std::to_string(blur).substr(0, 3),
+            .pixels = 1,
+            .fast = [target] { target->refine(); },
+            .twin = {}};
+}
+
+// One outline of 2 x 60 samples, windows of 9 pixels.
+struct Tables {
+    static constexpr std::size_t kLevels = 60;
+    static constexpr std::size_t kWindow = 9;
+    static constexpr std::size_t kPadded = 12;
+    static constexpr std::size_t kStride = 80;
+
+    Tables()
+        : by_row(panoval::test::noise(3 * kPadded * kLevels, -1.0, 1.0, 1)),
+          by_column(panoval::test::noise(6 * kPadded * kLevels, -1.0, 1.0, 2)), levels(kLevels),
+          edges(3 * (kPadded + kWindowStep)), rows(panoval::test::noise(12 * kLevels, -1.0, 1.0, 3)),
+          values(panoval::test::noise(kLevels, -1.0, 1.0, 4))
+    {
+        panoval::test::Random random(6);
+        for (Level& level : levels) {
+            level.row = static_cast<std::int32_t>(random.integer(0, 7));
+            for (int& column : level.column)
+                column = static_cast<int>(random.integer(0, 60));
+            level.height = random.real(0, 1);
+            for (std::size_t side = 0; side < 2; ++side) {
+                std::fill_n(level.by[side], 5, random.real(-1, 1));
+                std::fill_n(level.normal[side], 2, random.real(-1, 1));
+            }
+        }
+        for (auto* sums : {&fast, &twin})
+            sums->assign(std::max<std::size_t>(8 * kStride, 6 * kPadded * kLevels), 0.0);
+    }
+
+    std::vector<double> by_row;
+    std::vector<double> by_column;
+    std::vector<Level> levels;
+    std::vector<double> edges;
+    std::vector<double> rows;
+    std::vector<double> values;
+    std::vector<double> fast;
+    std::vector<double> twin;
+};
+
+Case make_kernel(const std::string& content, void (*fast)(Tables&), void (*twin)(Tables&), bool is_whole = true)
+{
+    const auto tables = std::make_shared<Tables>();
+    return {.size = std::to_string(Tables::kLevels),
+            .content = content,
+            .pixels = static_cast<double>(Tables::kLevels),
+            .fast = [tables, fast] { fast(*tables); },
+            .twin = [tables, twin] { twin(*tables); },
+            .same = is_whole ? std::function<bool()>([tables] {
+                return std::memcmp(tables->fast.data(), tables->twin.data(), 8 * tables->fast.size()) == 0;
+            })
+                             : std::function<bool()>()};
+}
+
+Case make_respond()
+{
+    return make_kernel(
+        "windows of 9",
+        [](Tables& t) {
+            for (std::size_t n = 0; n < Tables::kLevels; ++n) {
+                double* const out = t.fast.data() + 3 * Tables::kPadded * n;
+                panoval::measure::respond(4.3 + 0.01 * static_cast<double>(n), 0.8, 1 / 0.8, Tables::kWindow,
+                                          Tables::kPadded, t.edges.data(), out, out + Tables::kPadded,
+                                          out + 2 * Tables::kPadded);
+            }
+        },
+        [](Tables& t) {
+            for (std::size_t n = 0; n < Tables::kLevels; ++n) {
+                double* const out = t.twin.data() + 3 * Tables::kPadded * n;
+                panoval::reference::respond(4.3 + 0.01 * static_cast<double>(n), 0.8, 1 / 0.8, Tables::kWindow,
+                                            Tables::kPadded, out, out + Tables::kPadded, out + 2 * Tables::kPadded);
+            }
+        });
+}
+
+Case make_add_levels()
+{
+    return make_kernel(
+        "a row",
+        [](Tables& t) {
+            std::fill(t.fast.begin(), t.fast.end(), 0.0);
+            panoval::measure::add_levels(t.levels.data(), Tables::kLevels, 8, Tables::kPadded, t.by_row.data(),
+                                         t.by_column.data(), t.fast.data(), Tables::kStride);
+        },
+        [](Tables& t) {
+            std::fill(t.twin.begin(), t.twin.end(), 0.0);
+            panoval::reference::add_levels(t.levels.data(), Tables::kLevels, 8, Tables::kPadded, t.by_row.data(),
+                                           t.by_column.data(), t.twin.data(), Tables::kStride);
+        });
+}
+
+// The twin fills the lower triangle, too: no comparison.
+Case make_add_equations()
+{
+    return make_kernel(
+        "12 unknowns",
+        [](Tables& t) {
+            std::fill_n(t.fast.begin(), 156, 0.0);
+            panoval::measure::add_equations(t.rows.data(), t.values.data(), Tables::kLevels, t.fast.data(),
+                                            t.fast.data() + 144);
+        },
+        [](Tables& t) {
+            std::fill_n(t.twin.begin(), 156, 0.0);
+            panoval::reference::add_equations(t.rows.data(), t.values.data(), Tables::kLevels, t.twin.data(),
+                                              t.twin.data() + 144);
+        },
+        false);
+}
+
+const panoval::bench::Registration registration([] {
+    for (const double radius : {4.0, 10.0, 40.0, 100.0})
+        panoval::bench::add_case("measure_refine", [radius] { return make_refine(radius, 0.8); });
+    panoval::bench::add_case("outline_respond", make_respond);
+    panoval::bench::add_case("outline_add_levels", make_add_levels);
+    panoval::bench::add_case("outline_add_equations", make_add_equations);
+});
+
+} // namespace
