@@ -23,7 +23,7 @@ namespace
 constexpr double kDefaultLeastAxis = 2.5;
 constexpr double kDefaultLeastAspect = 0.3;
 constexpr double kDefaultQuality = 0.5;
-constexpr double kNoiseSlack = 1.3;  // by which the noise of a part of the picture may be above the whole's
+constexpr double kNoiseSlack = 1.15; // by which the noise of a part of the picture may be above the whole's
 constexpr double kLeastContrast = 4; // by noise, below which an outline may be one of noise
 
 struct Options {

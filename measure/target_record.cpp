@@ -201,7 +201,7 @@ bool write_covariance(const Measurement& m, double variance, PanovalMeasureTarge
 double quality_of(double edge_share, double contrast_over_noise, double misfit) noexcept
 {
     const double round = std::clamp((edge_share - kLeastShare) / (kFullShare - kLeastShare), 0.0, 1.0);
-    const double clear = contrast_over_noise > 0 ? contrast_over_noise / (contrast_over_noise + 2) : 0;
+    const double clear = contrast_over_noise > 0 ? contrast_over_noise / (contrast_over_noise + 3) : 0;
     const double even = 1 / (1 + misfit * misfit / (kHalfMisfit * kHalfMisfit));
     return round * clear * even;
 }

@@ -224,6 +224,26 @@ TEST(Detect, TellsTouchingTargetsApart)
     EXPECT_GE(touching.found, 20);
 }
 
+// Boards, scatters, rings and clutter; contrasts down to 8 deviations of a noise of 2 per cent; changing light.
+TEST(Detect, FindsNearlyAllTargetsAndNearlyNothingElse)
+{
+    const SceneConditions all[] = {
+        {}, {.contrast = 41, .noise = 5.1}, {.contrast = 100, .noise = 5.1, .light = 0.5, .is_bright = true}};
+    Score score;
+    for (const SceneConditions& conditions : all)
+        for (std::uint64_t seed = 1; seed <= 2; ++seed) {
+            Random random(seed);
+            score.add(board_scene(conditions, random_view(random), seed));
+            score.add(scatter_scene(conditions, 30, seed));
+            score.add(ring_scene(conditions, 15, seed));
+            for (const Clutter clutter : kAllClutter)
+                score.add(cluttered_scene(conditions, 20, clutter, seed));
+        }
+    EXPECT_GT(score.targets, 1000);
+    EXPECT_GE(score.found, 0.995 * score.targets) << score.targets;
+    EXPECT_LE(score.wrong, 0.005 * score.records) << score.records;
+}
+
 TEST(Detect, FindsNothingWhereNothingIs)
 {
     const std::vector<std::uint8_t> flat(90 * 70, 77);
