@@ -178,6 +178,30 @@ TEST_F(Ellipses, PolarityAndQualityChooseAndNothingFoundSaysWhy)
     EXPECT_TRUE(contains(flat.out, "0 targets in 60 x 60 pixels: no closed outline")) << flat.out;
 }
 
+TEST_F(Ellipses, ABoardIsOrderedAndNamesItsMissingPlaces)
+{
+    std::vector<Disc> discs;
+    for (int row = 0; row < 3; ++row)
+        for (int column = 0; column < 4; ++column)
+            if (row != 1 || column != 2)
+                discs.push_back({40 + 55 * column + 0.3 * row, 40 + 55 * row - 0.2 * column, 12});
+    write_image(in_folder("board.pgm"), render(260, 200, discs));
+    const Outcome outcome = run_panoval({"ellipses", "--board", "3x4", "--json", in_folder("board.pgm")});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    const Json board = Json::parse(outcome.out)["images"][0]["board"];
+    EXPECT_EQ(board["found"], true) << board;
+    EXPECT_EQ(board["places"].size(), 11u);
+    ASSERT_EQ(board["missing"].size(), 1u);
+    EXPECT_EQ(board["missing"][0]["row"], 1);
+    EXPECT_EQ(board["missing"][0]["column"], 2);
+    EXPECT_NEAR(board["missing"][0]["x"].get<double>(), 150.3, 0.1);
+    EXPECT_LT(board["rms"].get<double>(), 0.02);
+    const Outcome table = run_panoval({"ellipses", "--board", "3x4", in_folder("board.pgm")});
+    EXPECT_TRUE(contains(table.out, "board of 3 x 4: 11 found, 1 missing")) << table.out;
+    const Outcome none = run_panoval({"ellipses", "--board", "9x9", in_folder("board.pgm")});
+    EXPECT_TRUE(contains(none.out, "board of 9 x 9: not found")) << none.out;
+}
+
 TEST_F(Ellipses, CovarianceIsPrintedWhereItIsAskedFor)
 {
     const Outcome outcome = run_panoval({"ellipses", "--json", "--covariance", write_two_discs()});
