@@ -20,7 +20,9 @@ constexpr std::int64_t kLargestTile = 4096;
 // A tile costs as much as so many pixels besides its own.
 constexpr std::uint64_t kTileOverhead = 20000;
 
-constexpr double kLittleLonger = 1.15;
+constexpr std::uint64_t kSeenPart = 4;
+
+constexpr double kLittleLonger = 1.25;
 
 // Pictures get at least this part of the budget where they need it: read too often they cost more than smaller tiles.
 constexpr std::uint64_t kStorePart = 3;
@@ -67,12 +69,13 @@ std::set<std::int64_t> sides(std::int64_t whole)
     return found;
 }
 
-// Pixels that are looked at for the whole canvas, on the thread that has most to do.
+// What the thread that has most to do works on, in pixels. What is seen beyond a tile costs a part of what is blended.
 double time_of(const MemoryNeeds& needs, const TileGrid& grid, std::size_t threads)
 {
     const auto rounds = static_cast<std::uint64_t>(grid.count() - 1) / threads + 1;
-    return static_cast<double>(rounds) *
-           static_cast<double>(needs.seen(grid.tile_width, grid.tile_height) + kTileOverhead);
+    const auto own = static_cast<std::uint64_t>(grid.tile(0).pixels());
+    const std::uint64_t seen = std::max(needs.seen(grid.tile_width, grid.tile_height), own);
+    return static_cast<double>(rounds) * static_cast<double>(own + (seen - own) / kSeenPart + kTileOverhead);
 }
 
 std::vector<TileGrid> grids_to_try(const Layout& layout, std::int64_t tile_size)

@@ -12,6 +12,8 @@ const char* const kHelpEnd = "Exit codes:\n"
                              "  4  an output file cannot be written\n"
                              "  5  not enough memory\n"
                              "  6  all of several inputs failed\n"
+                             "  7  stitch --strict: the panorama is done, look at what the verdict names\n"
+                             "  8  stitch --strict: the panorama is done, and something is wrong with it\n"
                              " 70  a defect of this program\n";
 
 ExitCode exit_code_of(Fault fault)

@@ -21,6 +21,8 @@ enum class ExitCode : int {
     Output = 4,     // an output file
     Memory = 5,     // not enough memory
     AllFailed = 6,  // of several independent inputs, all failed
+    Look = 7,       // asked to be strict: done, but somebody should look at it
+    Bad = 8,        // asked to be strict: done, but wrong
     Internal = 70,  // a defect of the program
 };
 

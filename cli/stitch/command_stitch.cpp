@@ -4,6 +4,8 @@
 
 #include "cli/base/errors.h"
 #include "cli/stitch/stitch.h"
+#include "image/formats.h"
+#include "image/row_writer.h"
 
 #include <CLI/CLI.hpp>
 
@@ -26,14 +28,35 @@ const char* const kExplanation =
     "too;\n"
     "with both, a pixel counts where both cover it. Places may be negative: the canvas is what the pictures span.\n"
     "\n"
-    "Brightness: every picture gets one gain, so that overlapping pictures agree. --gains FILE loads the gains when\n"
-    "FILE exists, and otherwise saves there what was measured (JSON), for a second panorama of the same camera.\n"
+    "Pictures must be aligned already: stitch moves and bends nothing. A grey mask counts as covered where it is not "
+    "0;\n"
+    "feather weighs a pixel by its distance from what is not covered, the grey itself does not count.\n"
+    "\n"
+    "Brightness: every picture gets a gain, so that overlapping pictures agree; one a channel where the white balance\n"
+    "differs clearly, or as --gains-per says. --vignetting takes the darkening towards the corners out. --gains FILE\n"
+    "loads the gains when FILE exists, and otherwise saves there what was measured (JSON), for a second panorama of "
+    "the\n"
+    "same camera: gains go to the pictures in their order.\n"
     "\n"
     "Blending: multiband blends coarse structures over wide transitions and fine ones over narrow ones. The coarsest "
     "of\n"
     "N bands has structures of about 2^N pixels; without --bands N is the largest for which 8 of them fit the "
-    "narrowest\n"
-    "overlap, from 1 to 7. feather is a mean whose weights fall towards the edges of the masks.\n"
+    "overlaps\n"
+    "along most of the seams, from 1 to 7. Each pixel comes from one picture: --seams optimal leads the seams between\n"
+    "pictures through where they differ least, nearest through the middle of overlaps; none blends all that pictures\n"
+    "cover. feather is a mean whose weights fall towards the edges of the masks, without seams.\n"
+    "\n"
+    "Memory: --memory holds for pictures, tiles and output together, whatever the number of pictures and the size of\n"
+    "the panorama; a picture that is being decoded must fit besides. Decoded pictures that do not fit wait in a\n"
+    "temporary file.\n"
+    "\n"
+    "Large panoramas in parts: --plan-only -o plan.json measures and saves everything but the pixels; --plan "
+    "plan.json\n"
+    "then blends without measuring, and with --tile K one tile alone, on any machine that has the pictures.\n"
+    "\n"
+    "The verdict, one of good, look and bad, is on standard error, and with --strict in the exit code: 7 for look, 8 "
+    "for\n"
+    "bad. --json tells what it comes from.\n"
     "\n"
     "--report FILE.html writes a page with the panorama, the layout, the gains, and for every overlap how far the\n"
     "pictures differ before and after the gains, and whether its seam can be trusted. --json has the same numbers.\n"
@@ -49,17 +72,24 @@ const char* const kExplanation =
     "      with a page that tells whether the result can be trusted\n"
     "  panoval stitch -o pano.png --layout places.json --json\n"
     "      places.json: [{\"file\": \"a.png\", \"x\": 0, \"y\": 0, \"mask\": \"a_mask.png\"}, ...]\n"
-    "      names are relative to the folder of the layout; mask may be left out\n"
+    "      names are relative to the folder of the layout; mask may be left out. Two more masks can be given:\n"
+    "      \"keep\" (what is not 0 must come from this picture) and \"exclude\" (what is not 0 must not)\n"
     "\n";
 
 void check(const StitchOptions& options)
 {
     if (options.bands != 0 && options.blend != "multiband")
         fail_usage("found --bands with --blend feather; expected it with multiband alone");
-    if (options.inputs.empty() && options.layout.empty())
+    if (options.inputs.empty() && options.layout.empty() && options.plan.empty())
         fail_usage("there is nothing to stitch; expected INPUT... or --layout FILE (see panoval stitch --help)");
     if (!options.inputs.empty() && !options.layout.empty())
         fail_usage(concat("found both INPUT ('", printable(options.inputs.front()), "') and --layout; expected one"));
+    if (!options.plan.empty() && (!options.inputs.empty() || !options.layout.empty()))
+        fail_usage("found --plan with pictures besides; expected the plan alone, it names them");
+    if (options.is_plan_only && (options.tile || options.is_dry_run || !options.report.empty()))
+        fail_usage("found --plan-only with --tile, --dry-run or --report; expected it without: no panorama is made");
+    if (options.tile && !options.report.empty())
+        fail_usage("found --tile with --report; expected the report of a whole panorama");
 }
 
 } // namespace
@@ -71,8 +101,8 @@ void add_stitch_command(CLI::App& program)
     command.add_option("INPUT", options->inputs, "Pictures and their places, see below");
     command
         .add_option("-o,--output", options->output,
-                    "The panorama: .png .tif .tiff .jpg .jpeg .pgm .ppm .pnm or .pam. The file is written beside the "
-                    "target and takes its name when it is complete")
+                    concat("The panorama: ", image::all_endings(),
+                           ". The file is written beside the target and takes its name when it is complete"))
         ->required()
         ->type_name("OUT");
     command
@@ -90,6 +120,46 @@ void add_stitch_command(CLI::App& program)
     command.add_option("--gains", options->gains, "Load the gains from FILE, or save them there if it does not exist")
         ->type_name("FILE")
         ->excludes(no_gain);
+    command
+        .add_option("--gains-per", options->gains_per,
+                    "picture: one gain for all channels; channel: one for each; chosen without it")
+        ->check(CLI::IsMember({"picture", "channel"}))
+        ->type_name("WHAT")
+        ->excludes(no_gain);
+    command.add_flag("--vignetting", options->vignetting, "Take the darkening towards the pictures' corners out");
+    command.add_option("--anchor", options->anchor, "The picture whose exposure stays as it is")->type_name("FILE");
+    command.add_option("--seams", options->seams, "optimal (default), nearest or none, see below")
+        ->check(CLI::IsMember({"optimal", "nearest", "none"}))
+        ->type_name("HOW");
+    command
+        .add_option("--save-seams", options->save_seams,
+                    "Write a grey picture: 0 where no picture is, else the number of the picture a pixel is from")
+        ->type_name("FILE");
+    auto* const wrap = command
+                           .add_option("--wrap", options->wrap,
+                                       "The left and right edge meet; WIDTH of the circle in pixels, without it what "
+                                       "the pictures span")
+                           ->check(CLI::Range(std::int64_t{1}, std::int64_t{2147483647}))
+                           ->expected(0, 1)
+                           ->type_name("WIDTH");
+    command.add_option("--memory", options->memory, "Most memory to use, e.g. 800M or 2G; 512M without it")
+        ->transform(CLI::AsSizeValue(false))
+        ->type_name("BYTES");
+    command
+        .add_option("--threads", options->threads, "Threads, at most what the memory feeds; all processors without it")
+        ->check(CLI::Range(1, 1024))
+        ->type_name("N");
+    command.add_option("--tile-size", options->tile_size, "Width and height of tiles; chosen without it")
+        ->check(CLI::Range(16, 1 << 20))
+        ->type_name("PIXELS");
+    command.add_flag("--plan-only", options->is_plan_only, "Write the plan (JSON) to OUT and no panorama");
+    command.add_option("--plan", options->plan, "Take pictures, gains, seams and all from this plan")
+        ->type_name("FILE");
+    command.add_option("--tile", options->tile, "Make this tile alone, counted from 0 row by row")->type_name("K");
+    command.add_flag("--dry-run", options->is_dry_run, "Tell size, tiles, memory and time, and make nothing");
+    command.add_flag("--strict", options->is_strict, "End with 7 where the verdict is look, with 8 where it is bad");
+    command.add_flag("--distributions", options->wants_distributions,
+                     "With --json: how often each difference occurs, 256 numbers an overlap");
     command.add_option("--report", options->report, "Write an HTML page about the panorama and its seams")
         ->type_name("FILE");
     command
@@ -97,10 +167,21 @@ void add_stitch_command(CLI::App& program)
                     "Bits per sample of the panorama, 8 or 16; without it 16 when a picture has 16, except for JPEG")
         ->check(CLI::IsMember({"8", "16"}))
         ->type_name("BITS");
+    command
+        .add_option("--compression", options->compression,
+                    "Of a TIFF panorama: none (default), lzw, deflate or zstd, as far as this build has them")
+        ->check(CLI::IsMember(image::compression_names()))
+        ->type_name("HOW");
+    command.add_option("--quality", options->quality, "Of a JPEG panorama, 1 to 100; 93 without it")
+        ->check(CLI::Range(1, 100))
+        ->type_name("N");
+    command.add_flag("--pyramid", options->wants_pyramid,
+                     "Write reduced pictures behind the full one into a TIFF panorama, in tiles all");
     command.add_flag("--alpha", options->wants_alpha, "Write the coverage as alpha channel (PNG, TIFF, PAM)");
     add_common_options(command, options->common);
     command.footer(concat(kExplanation, kHelpEnd));
-    command.callback([options] {
+    command.callback([options, wrap] {
+        options->wraps = wrap->count() > 0;
         check(*options);
         stitch(*options);
     });

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <utility>
 
 namespace panoval::cli
 {
@@ -32,21 +33,18 @@ struct Bounds {
 
     std::int64_t width() const { return right - left; }
     std::int64_t height() const { return bottom - top; }
-    bool holds(std::int64_t samples_per_pixel) const
-    {
-        return width() <= kMost && height() <= kMost && width() <= kMost / samples_per_pixel / height();
-    }
+    bool is_too_long() const { return width() > kMost || height() > kMost; }
 };
 
-void check_mask(const PlacedLayer& layer)
+void check_mask(const std::string& file, const PlacedLayer& layer)
 {
-    if (layer.mask.empty())
+    if (file.empty())
         return;
-    const ImageInfo mask = probe_image(layer.mask).front();
+    const ImageInfo mask = probe_image(file).front();
     if (mask.channels != 1 || mask.has_alpha)
-        fail_input(layer.mask, describe(mask), "a mask of one grey channel");
+        fail_input(file, describe(mask), "a mask of one grey channel");
     if (mask.width != layer.info.width || mask.height != layer.info.height)
-        fail_input(layer.mask, concat("a mask of ", mask.width, " x ", mask.height, " pixels"),
+        fail_input(file, concat("a mask of ", mask.width, " x ", mask.height, " pixels"),
                    concat(layer.info.width, " x ", layer.info.height, ", the size of ", printable(layer.name())));
 }
 
@@ -63,34 +61,37 @@ Offset position_of(const PlacedInput& input, const PlacedLayer& layer)
 void add_layers(const PlacedInput& input, std::vector<PlacedLayer>& layers)
 {
     const std::vector<ImageInfo> infos = probe_image(input.file);
-    if (infos.size() > 1 && !input.mask.empty())
-        fail_input(input.mask, "one mask for a file of several layers", "none: their alpha channels are the masks");
+    for (const std::string* const mask : {&input.mask, &input.keep, &input.exclude})
+        if (infos.size() > 1 && !mask->empty())
+            fail_input(*mask, "one mask for a file of several layers", "none: their alpha channels are the masks");
     for (std::size_t i = 0; i < infos.size(); ++i) {
         PlacedLayer layer;
         layer.file = input.file;
         layer.layer = i;
         layer.mask = input.mask;
+        layer.keep = input.keep;
+        layer.exclude = input.exclude;
         layer.info = infos[i];
         layer.is_one_of_several = infos.size() > 1;
         check_image_size(layer.name(), layer.info);
         layer.position = position_of(input, layer);
-        check_mask(layer);
+        for (const std::string* const mask : {&layer.mask, &layer.keep, &layer.exclude})
+            check_mask(*mask, layer);
         layers.push_back(layer);
     }
 }
 
 // Names the picture with which the canvas becomes too large.
-void check_bounds(const std::vector<PlacedLayer>& layers, std::int64_t bytes_per_sample)
+void check_bounds(const std::vector<PlacedLayer>& layers)
 {
     Bounds bounds;
     for (const PlacedLayer& layer : layers) {
         bounds.add(layer);
-        if (!bounds.holds(layer.info.channels * bytes_per_sample))
+        if (bounds.is_too_long())
             fail_input(layer.name(),
                        concat("at ", layer.position.x, ",", layer.position.y, " a canvas of ", bounds.width(), " x ",
-                              bounds.height(), " pixels with ", layer.info.channels, " x ", 8 * bytes_per_sample,
-                              " bit"),
-                       bytes_per_sample == 1 ? "at most 2^31 - 1 samples" : "at most 2^30 - 1 samples of 16 bit");
+                              bounds.height(), " pixels"),
+                       "at most 2^31 - 1 on a side");
     }
 }
 
@@ -142,21 +143,28 @@ PanoramaPlan plan_panorama(const std::vector<PlacedInput>& inputs)
         plan.bits = std::max(plan.bits, layer.info.bits);
     }
     plan.channels = first.info.channels;
-    check_bounds(plan.layers, 1);
+    check_bounds(plan.layers);
     plan.origin = {bounds.left, bounds.top};
     plan.width = static_cast<std::int32_t>(bounds.width());
     plan.height = static_cast<std::int32_t>(bounds.height());
-    for (PlacedLayer& layer : plan.layers) {
+    for (PlacedLayer& layer : plan.layers)
         layer.corner = {static_cast<std::int32_t>(layer.position.x - bounds.left),
                         static_cast<std::int32_t>(layer.position.y - bounds.top)};
-        layer.inner_sides = inner_sides_of(layer, plan.layers);
-    }
     return plan;
 }
 
-void check_canvas(const PanoramaPlan& plan, int bits)
+void frame_inner_sides(PanoramaPlan& plan)
 {
-    check_bounds(plan.layers, bits / 8);
+    for (PlacedLayer& layer : plan.layers)
+        layer.frame = inner_sides_of(layer, plan.layers);
+}
+
+Image load_mask(const std::string& file, const PlacedLayer& layer)
+{
+    Image mask = read_mask(file);
+    if (mask.width != layer.info.width || mask.height != layer.info.height)
+        fail_input(file, describe(mask), "the mask's size of a moment ago");
+    return mask;
 }
 
 Image load_layer(const PlacedLayer& layer, int bits)
@@ -165,15 +173,19 @@ Image load_layer(const PlacedLayer& layer, int bits)
     if (describe(image) != describe(layer.info))
         fail_input(layer.name(), concat(describe(image), " while reading"), describe(layer.info) + " as a moment ago");
     ensure_mask(image, layer.file);
+    std::uint8_t* const covered = image.mask.get();
     if (!layer.mask.empty()) {
-        const Image mask = read_mask(layer.mask);
-        if (mask.pixels() != image.pixels())
-            fail_input(layer.mask, describe(mask), "the mask's size of a moment ago");
-        std::transform(mask.data.get(), mask.data.get() + mask.pixels(), image.mask.get(), image.mask.get(),
+        const Image mask = load_mask(layer.mask, layer);
+        std::transform(mask.data.get(), mask.data.get() + mask.pixels(), covered, covered,
                        [](std::uint8_t a, std::uint8_t b) { return std::min(a, b); });
     }
+    if (!layer.exclude.empty()) {
+        const Image exclude = load_mask(layer.exclude, layer);
+        std::transform(exclude.data.get(), exclude.data.get() + exclude.pixels(), covered, covered,
+                       [](std::uint8_t out, std::uint8_t mask) { return out != 0 ? std::uint8_t{0} : mask; });
+    }
     convert_depth(image, bits, layer.file);
-    return image;
+    return layer.frame.any() ? add_uncovered_frame(image, layer.frame, layer.file) : std::move(image);
 }
 
 } // namespace panoval::cli

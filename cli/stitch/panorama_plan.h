@@ -17,12 +17,14 @@ namespace panoval::cli
 struct PlacedLayer {
     std::string file;
     std::size_t layer = 0; // in the file
-    std::string mask;      // a file, or empty
+    std::string mask;      // a file, or empty; so are the next two
+    std::string keep;      // pixels that must come from this picture
+    std::string exclude;   // pixels that must not
     ImageInfo info;
     Offset position; // of its top-left corner, in the frame that the user speaks of
     Point corner{};  // the same in the canvas's frame, whose corner is (0, 0)
 
-    Sides inner_sides; // borders behind which another picture goes on
+    Sides frame; // where a row or column that is not covered is put around the picture; see frame_inner_sides
 
     std::string name() const; // for messages: the file, and the layer where there are several
     bool is_one_of_several = false;
@@ -40,14 +42,19 @@ struct PanoramaPlan {
 };
 
 // Looks into every file. Fails when one is missing or unsuitable, when pictures do not go together, or when the canvas
-// would not fit the library's 32-bit sizes.
+// would be longer than 2^31 - 1 pixels.
 PanoramaPlan plan_panorama(const std::vector<PlacedInput>& inputs);
 
-// Fails unless a canvas of this plan can be held with so many bits a sample.
-void check_canvas(const PanoramaPlan& plan, int bits);
+// Gives each picture a frame on the sides behind which another picture goes on. Weights that grow with the distance to
+// what is not covered need it there: beyond a picture's edge they know nothing.
+void frame_inner_sides(PanoramaPlan& plan);
 
 // The picture, with this many bits a sample and with a mask: its alpha and its mask file, the smaller of the two where
-// it has both; covered everywhere where it has none.
+// it has both, and nothing where its exclude mask is not 0; covered everywhere where it has none of them. With its
+// frame.
 Image load_layer(const PlacedLayer& layer, int bits);
+
+// A mask file of the layer's.
+Image load_mask(const std::string& file, const PlacedLayer& layer);
 
 } // namespace panoval::cli

@@ -7,7 +7,12 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <charconv>
+#include <cmath>
+#include <iterator>
+#include <limits>
+#include <set>
 
 namespace panoval::cli
 {
@@ -20,6 +25,8 @@ using nlohmann::json;
 // Far beyond any canvas, and sums of two stay exact.
 constexpr std::int64_t kFarthest = 1'000'000'000;
 constexpr std::size_t kLongestLayout = 64u << 20;
+
+const char* const kKeys[] = {"file", "x", "y", "mask", "keep", "exclude"};
 
 // A whole number at the start of the text, which it is cut off. Nothing when there is none, or too large a one.
 std::optional<std::int64_t> take_number(std::string_view& text)
@@ -78,38 +85,68 @@ std::string text_of(const std::string& layout, std::size_t number, const json& e
     const json& value = entry.at(key);
     if (!value.is_string() || value.get<std::string>().empty())
         fail_entry(layout, number, concat("\"", key, "\": ", shown(value)), "the name of a file");
-    return value.get<std::string>();
+    const std::string text = value.get<std::string>();
+    if (text.find('\0') != std::string::npos)
+        fail_entry(layout, number, concat("a zero byte in \"", key, "\": ", shown(value)), "the name of a file");
+    return text;
 }
 
-std::int64_t number_of(const std::string& layout, std::size_t number, const json& entry, const char* key)
+std::int64_t number_of(const std::string& layout, std::size_t number, const json& entry, const char* key,
+                       std::vector<std::string>& notes)
 {
     if (!entry.contains(key))
         fail_entry(layout, number, concat("no \"", key, "\""), "x and y, or neither");
     const json& value = entry.at(key);
-    // A whole number that was written with a fraction of zero is welcome.
-    const double real = value.is_number() ? value.get<double>() : 0.5;
-    if (!(real >= -kFarthest && real <= kFarthest) || real != static_cast<double>(static_cast<std::int64_t>(real)))
+    const double real = value.is_number() ? value.get<double>() : std::numeric_limits<double>::quiet_NaN();
+    if (!(real >= -kFarthest && real <= kFarthest))
         fail_entry(layout, number, concat("\"", key, "\": ", shown(value)),
-                   concat("a whole number of pixels, at most ", kFarthest, " from 0"));
-    return static_cast<std::int64_t>(real);
+                   concat("a number of pixels, at most ", kFarthest, " from 0"));
+    const double rounded = std::floor(real + 0.5);
+    if (rounded != real)
+        notes.push_back(concat(printable(layout), ": \"", key, "\": ", shown(value), " in entry ", number,
+                               " is taken as ", static_cast<std::int64_t>(rounded), "; places are whole pixels"));
+    return static_cast<std::int64_t>(rounded);
 }
 
-void check_keys(const std::string& layout, std::size_t number, const json& entry)
+void check_keys(const std::string& layout, std::size_t number, const json& entry, std::vector<std::string>& notes)
 {
     if (!entry.is_object())
         fail_entry(layout, number, shown(entry), "an object with file, x, y and perhaps mask");
     for (const auto& [key, value] : entry.items())
-        if (key != "file" && key != "x" && key != "y" && key != "mask")
-            fail_entry(layout, number, concat("the key \"", printable(key, 60), "\""), "file, x, y or mask");
+        if (std::find(std::begin(kKeys), std::end(kKeys), key) == std::end(kKeys))
+            notes.push_back(concat(printable(layout), ": the key \"", printable(key, 60), "\" in entry ", number,
+                                   " is not known and does nothing"));
     if (!entry.contains("file"))
         fail_entry(layout, number, "no \"file\"", "the name of a picture");
 }
+
+// Refuses objects that have a key twice: the library would keep the last one without a word.
+class DuplicateFinder
+{
+public:
+    explicit DuplicateFinder(const std::string& layout) : layout_(layout) {}
+
+    bool operator()(int, json::parse_event_t event, const json& parsed)
+    {
+        if (event == json::parse_event_t::object_start)
+            keys_.emplace_back();
+        else if (event == json::parse_event_t::object_end)
+            keys_.pop_back();
+        else if (event == json::parse_event_t::key && !keys_.back().insert(parsed.get<std::string>()).second)
+            fail_input(layout_, concat("the key ", shown(parsed), " twice in one object"), "each key once");
+        return true;
+    }
+
+private:
+    const std::string& layout_;
+    std::vector<std::set<std::string>> keys_;
+};
 
 json parse_layout(const std::string& name)
 {
     const std::string text = read_text_file(name, "a layout in JSON", kLongestLayout);
     try {
-        return json::parse(text);
+        return json::parse(text, DuplicateFinder(name));
     } catch (const json::parse_error& error) {
         fail_input(name, concat("no valid JSON (at byte ", error.byte, ")"), "an array of objects with file, x and y");
     } catch (const json::out_of_range&) {
@@ -138,26 +175,32 @@ PlacedInput parse_placed_input(const std::string& argument)
     return *best;
 }
 
-std::vector<PlacedInput> read_layout(const std::string& name)
+std::vector<PlacedInput> read_layout(const std::string& name, std::vector<std::string>& notes)
 {
     if (starts_as_picture(name))
         return {{name, std::nullopt, ""}};
-    const json layout = parse_layout(name);
+    const json document = parse_layout(name);
+    const bool has_images = document.is_object() && document.contains("images");
+    const json& layout = has_images ? document.at("images") : document;
     if (!layout.is_array() || layout.empty())
         fail_input(name, layout.is_array() ? "an empty array" : "JSON of another kind",
                    "an array of objects with file, x and y");
     const std::filesystem::path folder = path_from_utf8(name).parent_path();
-    const auto beside = [&](const std::string& file) { return utf8_from_path(folder / path_from_utf8(file)); };
     std::vector<PlacedInput> inputs;
     for (std::size_t i = 0; i < layout.size(); ++i) {
         const json& entry = layout[i];
-        check_keys(name, i + 1, entry);
+        check_keys(name, i + 1, entry, notes);
+        const auto beside = [&](const char* key) {
+            return entry.contains(key) ? utf8_from_path(folder / path_from_utf8(text_of(name, i + 1, entry, key))) : "";
+        };
         PlacedInput input;
-        input.file = beside(text_of(name, i + 1, entry, "file"));
-        if (entry.contains("mask"))
-            input.mask = beside(text_of(name, i + 1, entry, "mask"));
+        input.file = beside("file");
+        input.mask = beside("mask");
+        input.keep = beside("keep");
+        input.exclude = beside("exclude");
         if (entry.contains("x") || entry.contains("y"))
-            input.position = Offset{number_of(name, i + 1, entry, "x"), number_of(name, i + 1, entry, "y")};
+            input.position =
+                Offset{number_of(name, i + 1, entry, "x", notes), number_of(name, i + 1, entry, "y", notes)};
         inputs.push_back(input);
     }
     return inputs;

@@ -3,12 +3,14 @@
 
 #include "cli/base/common_options.h"
 #include "cli/base/errors.h"
+#include "cli/stitch/report_seams.h"
+#include "cli/stitch/stitch_results.h"
 #include "image/data_uri.h"
 
 #include <algorithm>
 #include <array>
-#include <cmath>
-#include <cstring>
+#include <cstdint>
+#include <vector>
 
 namespace panoval::cli
 {
@@ -16,8 +18,11 @@ namespace panoval::cli
 namespace
 {
 
-constexpr std::int32_t kPreviewWidth = 1200; // pixels
-constexpr std::size_t kBars = 32;            // differences shown one by one; larger ones share the last bar
+constexpr std::size_t kBars = 32;             // differences shown one by one; larger ones share the last bar
+constexpr std::size_t kDrawnOverlaps = 40;    // with bars; the others have numbers
+constexpr std::size_t kCroppedOverlaps = 12;  // with pieces of their pictures
+constexpr std::size_t kMostBytes = 2'800'000; // of the page
+constexpr std::size_t kMostPreviewBytes = 1'300'000;
 
 std::string escaped(const std::string& text)
 {
@@ -43,75 +48,78 @@ std::string escaped(const std::string& text)
     return result;
 }
 
-std::uint32_t sample_8(const Image& image, std::size_t index)
+const char* color_of(const Json& overlap)
 {
-    if (image.bits == 8)
-        return image.data[index];
-    std::uint16_t value = 0;
-    std::memcpy(&value, image.data.get() + 2 * index, 2);
-    return value >> 8;
+    const std::string word = overlap["verdict"];
+    return word == "good" ? "#1a7f37" : word == "look" ? "#b58900" : "#c4291c";
 }
 
-// Means over squares of pixels, 8 bit, at most kPreviewWidth wide.
-Image preview_of(const Image& panorama)
+int badness(const Json& overlap)
 {
-    const std::int32_t step = (panorama.width + kPreviewWidth - 1) / kPreviewWidth;
-    const std::int32_t width = std::max(1, panorama.width / step);
-    const std::int32_t height = std::max(1, panorama.height / step);
-    Image preview = make_image(width, height, panorama.channels, 8, "the report");
-    const auto channels = static_cast<std::size_t>(panorama.channels);
-    for (std::int32_t y = 0; y < height; ++y)
-        for (std::int32_t x = 0; x < width; ++x)
-            for (std::size_t c = 0; c < channels; ++c) {
-                std::uint64_t sum = 0;
-                std::uint64_t count = 0;
-                for (std::int64_t v = std::int64_t{y} * step;
-                     v < std::min<std::int64_t>((y + 1) * step, panorama.height); ++v)
-                    for (std::int64_t u = std::int64_t{x} * step;
-                         u < std::min<std::int64_t>((x + 1) * step, panorama.width); ++u, ++count)
-                        sum += sample_8(panorama, static_cast<std::size_t>(v * panorama.width + u) * channels + c);
-                preview.row(y)[static_cast<std::size_t>(x) * channels + c] =
-                    static_cast<std::uint8_t>((sum + count / 2) / count);
-            }
-    return preview;
+    const std::string word = overlap["verdict"];
+    return word == "bad" ? 2 : word == "look" ? 1 : 0;
 }
 
-const char* color_of(Verdict verdict)
+// The worst first.
+std::vector<const Json*> overlaps_of(const ReportData& data)
 {
-    switch (verdict) {
-    case Verdict::Invisible:
-        return "#1a7f37";
-    case Verdict::Good:
-        return "#4d8f1a";
-    case Verdict::Fair:
-        return "#b58900";
-    case Verdict::Poor:
-        return "#c4291c";
-    case Verdict::NothingShared:
-        break;
-    }
-    return "#777";
+    std::vector<const Json*> overlaps;
+    if (data.verdict.contains("overlaps"))
+        for (const Json& overlap : data.verdict["overlaps"])
+            overlaps.push_back(&overlap);
+    const auto difference = [](const Json* overlap) { return (*overlap)["after"]["mean"].get<double>(); };
+    std::stable_sort(overlaps.begin(), overlaps.end(), [&](const Json* a, const Json* b) {
+        return badness(*a) != badness(*b) ? badness(*a) > badness(*b) : difference(a) > difference(b);
+    });
+    return overlaps;
 }
 
-// Rectangles that meet without a pixel that both pictures cover, as those of uncropped layers do, have no seam.
-bool has_seam(const OverlapQuality& quality)
+// Half as wide and high.
+Image halved(const Image& image)
 {
-    return quality.verdict != Verdict::NothingShared;
+    Image half =
+        make_image(std::max(1, image.width / 2), std::max(1, image.height / 2), image.channels, 8, "the report");
+    const auto channels = static_cast<std::size_t>(image.channels);
+    for (std::int32_t y = 0; y < half.height; ++y)
+        for (std::size_t i = 0; i < static_cast<std::size_t>(half.width) * channels; ++i) {
+            const std::size_t from = i / channels * 2 * channels + i % channels;
+            const std::uint8_t* const upper = image.row(std::min(2 * y, image.height - 1));
+            const std::uint8_t* const lower = image.row(std::min(2 * y + 1, image.height - 1));
+            const std::size_t next = image.width > 1 ? from + channels : from;
+            half.row(y)[i] = static_cast<std::uint8_t>((upper[from] + upper[next] + lower[from] + lower[next] + 2) / 4);
+        }
+    return half;
+}
+
+// Photographs with much detail are shown smaller.
+std::string preview_uri(const Image& preview)
+{
+    std::string uri = picture_data_uri(preview);
+    if (uri.size() <= kMostPreviewBytes)
+        return uri;
+    Image smaller = halved(preview);
+    while ((uri = picture_data_uri(smaller)).size() > kMostPreviewBytes)
+        smaller = halved(smaller);
+    return uri;
 }
 
 std::string layout_drawing(const ReportData& data)
 {
-    const PanoramaPlan& plan = data.plan;
+    const PanoramaPlan& plan = data.job.plan;
     const double line = std::max(plan.width, plan.height) / 400.0;
     std::string svg = concat("<svg class=\"layout\" viewBox=\"", -line, " ", -line, " ", plan.width + 2 * line, " ",
                              plan.height + 2 * line, "\" role=\"img\" aria-label=\"layout\">\n");
-    for (const OverlapQuality& quality : data.overlaps) {
-        if (!has_seam(quality))
-            continue;
-        const Roi& region = quality.overlap.region;
-        svg += concat("<rect x=\"", region.x, "\" y=\"", region.y, "\" width=\"", region.width, "\" height=\"",
-                      region.height, "\" fill=\"", color_of(quality.verdict), "\" fill-opacity=\"0.45\"/>\n");
+    std::vector<const Json*> overlaps = overlaps_of(data);
+    std::reverse(overlaps.begin(), overlaps.end()); // the worst on top
+    for (const Json* const drawn : overlaps) {
+        const Json& overlap = *drawn;
+        svg += concat("<rect x=\"", overlap["x"].get<std::int64_t>() - plan.origin.x, "\" y=\"",
+                      overlap["y"].get<std::int64_t>() - plan.origin.y, "\" width=\"",
+                      overlap["width"].get<std::int64_t>(), "\" height=\"", overlap["height"].get<std::int64_t>(),
+                      "\" fill=\"", color_of(overlap), "\" fill-opacity=\"", badness(overlap) == 0 ? "0.3" : "0.6",
+                      "\"/>\n");
     }
+    svg += seam_drawing(data.job);
     for (std::size_t i = 0; i < plan.layers.size(); ++i) {
         const PlacedLayer& layer = plan.layers[i];
         svg += concat("<rect x=\"", layer.corner.x, "\" y=\"", layer.corner.y, "\" width=\"", layer.info.width,
@@ -125,13 +133,13 @@ std::string layout_drawing(const ReportData& data)
 
 // Bars of the shares at each difference, after beside before. The last bar is cut off where it would leave the others
 // flat.
-std::string distribution_drawing(const OverlapQuality& quality)
+std::string distribution_drawing(const Json& overlap)
 {
     std::array<double, kBars> before = {};
     std::array<double, kBars> after = {};
     for (std::size_t d = 0; d < 256; ++d) {
-        before[std::min(d, kBars - 1)] += quality.before.distribution[d];
-        after[std::min(d, kBars - 1)] += quality.after.distribution[d];
+        before[std::min(d, kBars - 1)] += overlap["before"]["distribution"][d].get<double>();
+        after[std::min(d, kBars - 1)] += overlap["after"]["distribution"][d].get<double>();
     }
     const auto highest = [](const auto& shares) { return *std::max_element(shares.begin(), shares.end() - 1); };
     double top = std::max(highest(before), highest(after));
@@ -153,41 +161,69 @@ std::string distribution_drawing(const OverlapQuality& quality)
 std::string picture_rows(const ReportData& data)
 {
     std::string rows;
-    for (std::size_t i = 0; i < data.plan.layers.size(); ++i) {
-        const PlacedLayer& layer = data.plan.layers[i];
+    for (std::size_t i = 0; i < data.job.plan.layers.size(); ++i) {
+        const PlacedLayer& layer = data.job.plan.layers[i];
         rows += concat("<tr><td>", i + 1, "</td><td>", escaped(layer.name()), "</td><td>", layer.position.x, ", ",
                        layer.position.y, "</td><td>", layer.info.width, " x ", layer.info.height, "</td><td>",
-                       fixed(data.gains[i], 4), "</td></tr>\n");
+                       fixed(data.gains.of_picture(i, data.job.plan.channels), 4), "</td></tr>\n");
     }
     return rows;
 }
 
-std::string difference_cells(const Differences& differences)
+std::string difference_cells(const Json& differences)
 {
-    return concat("<td>", fixed(differences.mean, 2), "</td><td>", differences.median, "</td><td>",
-                  differences.percentile_95, "</td>");
+    return concat("<td>", fixed(differences["mean"].get<double>(), 2), "</td><td>", differences["median"].get<int>(),
+                  "</td><td>", differences["percentile_95"].get<int>(), "</td>");
+}
+
+std::string name_of(const ReportData& data, const Json& overlap, const char* which)
+{
+    const auto number = overlap[which].get<std::size_t>();
+    return concat(number + 1, " <small>", escaped(data.job.plan.layers[number].name()), "</small>");
 }
 
 std::string overlap_rows(const ReportData& data)
 {
     std::string rows;
-    for (const OverlapQuality& quality : data.overlaps) {
-        if (!has_seam(quality))
-            continue;
-        rows +=
-            concat("<tr><td>", quality.overlap.first + 1, " and ", quality.overlap.second + 1, "</td><td>",
-                   quality.shared_pixels, "</td>", difference_cells(quality.before), difference_cells(quality.after),
-                   "<td>", distribution_drawing(quality), "</td><td><b style=\"color:", color_of(quality.verdict),
-                   "\">", name_of(quality.verdict), "</b><br>", escaped(quality.explanation), "</td></tr>\n");
+    std::size_t shown = 0;
+    for (const Json* const listed : overlaps_of(data)) {
+        const Json& overlap = *listed;
+        rows += concat("<tr><td>", name_of(data, overlap, "first"), "<br>", name_of(data, overlap, "second"),
+                       "</td><td><b style=\"color:", color_of(overlap), "\">", overlap["verdict"].get<std::string>(),
+                       "</b><br>", escaped(overlap["explanation"].get<std::string>()), "</td><td>",
+                       overlap["shared_pixels"].get<std::uint64_t>(), "</td>", difference_cells(overlap["before"]),
+                       difference_cells(overlap["after"]), "<td>",
+                       shown++ < kDrawnOverlaps ? distribution_drawing(overlap) : "", "</td></tr>\n");
     }
     return rows;
 }
 
+// Pieces of the pictures where they do not fit, as long as the page has room.
+std::string crops_of(const ReportData& data, std::size_t room)
+{
+    std::string text;
+    OverlapCrops crops(data.job, data.gains);
+    std::size_t shown = 0;
+    for (const Json* const listed : overlaps_of(data)) {
+        const Json& overlap = *listed;
+        if (badness(overlap) == 0 || shown == kCroppedOverlaps)
+            break;
+        std::string figure = concat(
+            "<h3>", name_of(data, overlap, "first"), " and ", name_of(data, overlap, "second"),
+            ": <span style=\"color:", color_of(overlap), "\">", overlap["verdict"].get<std::string>(),
+            "</span></h3>\n<p>", escaped(overlap["explanation"].get<std::string>()), "</p>\n", crops.figure(overlap));
+        if (text.size() + figure.size() > room)
+            break;
+        text += figure;
+        ++shown;
+    }
+    return text.empty() ? text : concat("<h2>Where to look</h2>\n", text);
+}
+
 std::string sentence_about_others(const ReportData& data)
 {
-    const auto others = data.overlaps.size() -
-                        static_cast<std::size_t>(std::count_if(data.overlaps.begin(), data.overlaps.end(), has_seam));
-    if (others == 0)
+    const auto others = data.job.layout.overlaps - static_cast<std::int64_t>(overlaps_of(data).size());
+    if (others <= 0)
         return "";
     return concat("<p>", others, others == 1 ? " pair of rectangles meets" : " pairs of rectangles meet",
                   " without a pixel that both pictures cover.</p>\n");
@@ -195,13 +231,12 @@ std::string sentence_about_others(const ReportData& data)
 
 std::string summary_of(const ReportData& data)
 {
-    if (std::none_of(data.overlaps.begin(), data.overlaps.end(), has_seam))
+    if (overlaps_of(data).empty())
         return "No two pictures overlap: there is no seam to judge.";
-    if (const auto suspect = find_suspect(data.plan, data.overlaps))
-        return *suspect;
-    const bool has_fair = std::any_of(data.overlaps.begin(), data.overlaps.end(),
-                                      [](const OverlapQuality& quality) { return quality.verdict == Verdict::Fair; });
-    return has_fair ? "No overlap is poor, but some are only fair: look at them." : "All overlaps agree well.";
+    std::string text = concat("Verdict: ", data.verdict["verdict"].get<std::string>(), ".");
+    for (const Json& reason : data.verdict["reasons"])
+        text += concat(" ", reason.get<std::string>());
+    return text;
 }
 
 const char* const kStyle =
@@ -210,33 +245,41 @@ const char* const kStyle =
     "th,td{border-bottom:1px solid #ddd;padding:.35em .7em;text-align:left;vertical-align:top}"
     ".layout{width:100%;max-height:420px}.bars{width:192px;height:50px}"
     ".summary{font-size:1.15em;padding:.6em .9em;background:#eef3f8;border-left:4px solid #2a6fb0}"
-    ".before{color:#8a7238}.after{color:#2a6fb0}";
+    ".before{color:#8a7238}.after{color:#2a6fb0}.wide{overflow-x:auto}"
+    ".crops{display:flex;flex-wrap:wrap;gap:.6em}.crop{image-rendering:pixelated}"
+    "h1,h3,td,.summary{overflow-wrap:anywhere}small{color:#567}";
 
 } // namespace
 
 std::string report_page(const ReportData& data)
 {
-    const PanoramaPlan& plan = data.plan;
-    std::string page = concat("<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><title>Panorama ",
-                              escaped(data.output), "</title><style>", kStyle, "</style></head><body>\n");
-    page += concat("<h1>", escaped(data.output), "</h1>\n<p>", plan.width, " x ", plan.height, " pixels of ",
-                   plan.layers.size(), plan.layers.size() == 1 ? " picture, " : " pictures, ", escaped(data.blend),
-                   "</p>\n<p class=\"summary\" id=\"summary\">", escaped(summary_of(data)), "</p>\n");
-    page += concat("<p><img id=\"panorama\" alt=\"the panorama\" src=\"", picture_data_uri(preview_of(data.panorama)),
-                   "\"></p>\n");
-    page += concat("<h2>Layout</h2>\n<p>Overlaps are coloured by their verdict.</p>\n", layout_drawing(data));
-    page += concat("<h2>Pictures</h2>\n<table id=\"pictures\"><tr><th>number</th><th>picture</th><th>x, y</th>"
-                   "<th>size</th><th>gain</th></tr>\n",
-                   picture_rows(data), "</table>\n");
-    page += "<h2>Overlaps</h2>\n<p>Absolute differences in grey levels of 255, where both pictures are covered, "
-            "<span class=\"before\">before</span> and <span class=\"after\">after</span> the gains. The bars show how "
-            "often each difference from 0 to 30 occurs; the last one stands for all larger ones and may be cut "
-            "off.</p>\n";
-    page +=
-        concat("<table id=\"overlaps\"><tr><th>pictures</th><th>shared pixels</th><th class=\"before\">mean</th>"
-               "<th class=\"before\">median</th><th class=\"before\">95 %</th><th class=\"after\">mean</th>"
-               "<th class=\"after\">median</th><th class=\"after\">95 %</th><th>distribution</th><th>seam</th></tr>\n",
-               overlap_rows(data), "</table>\n", sentence_about_others(data), "</body></html>\n");
+    const PanoramaPlan& plan = data.job.plan;
+    std::string page = concat("<!DOCTYPE html>\n<html lang=\"en\"><head><meta charset=\"utf-8\"><meta "
+                              "name=\"viewport\" content=\"width=device-width\"><title>Panorama ",
+                              escaped(data.job.options.output), "</title><style>", kStyle, "</style></head><body>\n");
+    page += concat("<h1>", escaped(data.job.options.output), "</h1>\n<p>", plan.width, " x ", plan.height,
+                   " pixels of ", plan.layers.size(), plan.layers.size() == 1 ? " picture, " : " pictures, ",
+                   escaped(blend_in_words(data.job)), "</p>\n<p class=\"summary\" id=\"summary\">",
+                   escaped(summary_of(data)), "</p>\n");
+    page += concat("<p><img id=\"panorama\" alt=\"the panorama\" src=\"", preview_uri(data.preview), "\"></p>\n");
+    page += concat("<h2>Layout</h2>\n<p>Overlaps are coloured by their verdict, seams are pink.</p>\n",
+                   layout_drawing(data));
+    std::string tables = concat("<h2>Pictures</h2>\n<div class=\"wide\"><table id=\"pictures\"><tr><th>number</th>"
+                                "<th>picture</th><th>x, y</th><th>size</th><th>gain</th></tr>\n",
+                                picture_rows(data), "</table></div>\n");
+    tables +=
+        "<h2>Overlaps</h2>\n<p>The worst first. Absolute differences in grey levels of 255, where both pictures are "
+        "covered, <span class=\"before\">before</span> and <span class=\"after\">after</span> the gains. The bars "
+        "show how often each difference from 0 to 30 occurs; the last one stands for all larger ones and may be "
+        "cut off.</p>\n";
+    tables += concat("<div class=\"wide\"><table id=\"overlaps\"><tr><th>pictures</th><th>verdict</th>"
+                     "<th>shared pixels</th><th class=\"before\">mean</th><th class=\"before\">median</th>"
+                     "<th class=\"before\">95 %</th><th class=\"after\">mean</th><th class=\"after\">median</th>"
+                     "<th class=\"after\">95 %</th><th>distribution</th></tr>\n",
+                     overlap_rows(data), "</table></div>\n", sentence_about_others(data), "</body></html>\n");
+    const std::size_t used = page.size() + tables.size();
+    page += crops_of(data, kMostBytes - std::min(kMostBytes, used));
+    page += tables;
     return page;
 }
 

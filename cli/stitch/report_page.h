@@ -2,21 +2,18 @@
 // The report of a panorama: one HTML page that stands alone.
 #pragma once
 
-#include "cli/stitch/overlap_quality.h"
+#include "cli/stitch/panorama_job.h"
 
 #include <string>
-#include <vector>
 
 namespace panoval::cli
 {
 
 struct ReportData {
-    const PanoramaPlan& plan;
-    const std::vector<double>& gains;
-    const std::vector<OverlapQuality>& overlaps;
-    const Image& panorama;
-    std::string output;
-    std::string blend; // in words
+    const PanoramaJob& job;
+    const PanoramaGains& gains;
+    const Json& verdict;  // as the engine gives it, with distributions
+    const Image& preview; // of the panorama, 8 bit
 };
 
 std::string report_page(const ReportData& data);

@@ -4,6 +4,8 @@
 
 #include "cli/base/common_options.h"
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,12 +18,31 @@ struct StitchOptions {
     std::vector<std::string> inputs; // as given: FILE@X,Y ...
     std::string layout;              // a file, or empty
     std::string blend = "multiband"; // or "feather"
+    std::string seams = "optimal";   // or "nearest", "none"
     int bands = 0;                   // at most; 0: chosen from the overlaps
     bool has_no_gain = false;
-    std::string gains;  // a file to load the gains from or, where it does not exist, to save them to; or empty
-    std::string report; // an HTML file to write, or empty
-    int depth = 0;      // bits per sample of the panorama; 0: as the inputs
-    bool wants_alpha = false;
+    std::string gains;          // a file to load the gains from or, where it does not exist, to save them to; or empty
+    std::string gains_per;      // "picture", "channel", or empty: chosen
+    bool vignetting = false;    // is to be taken out
+    std::string anchor;         // the file whose exposure stays, or empty
+    bool wraps = false;         // the left and right edge meet
+    std::int64_t wrap = 0;      // width of the circle in pixels; 0: what the pictures span
+    std::string save_seams;     // a picture of the seams to write, or empty
+    std::string report;         // an HTML file to write, or empty
+    int depth = 0;              // bits per sample of the panorama; 0: as the inputs
+    bool wants_alpha = false;   //
+    std::string compression;    // of TIFF; empty: none
+    int quality = 0;            // of JPEG; 0: the format's own
+    bool wants_pyramid = false; // reduced pictures in the TIFF
+    std::uint64_t memory = 0;   // bytes; 0: 512 MiB
+    int threads = 0;            // 0: all processors
+    int tile_size = 0;          // pixels; 0: chosen
+    std::string plan;           // a file to take everything from, or empty
+    bool is_plan_only = false;  // the output is the plan
+    std::optional<std::int64_t> tile; // the output is this tile alone
+    bool is_dry_run = false;          // nothing is written
+    bool is_strict = false;           // the verdict is an exit code
+    bool wants_distributions = false; // in JSON
 };
 
 // Does all of it and prints the results.

@@ -57,7 +57,10 @@ protected:
     std::string layout_error(const std::string& text)
     {
         const std::string name = write_text("layout.json", text);
-        const std::string error = error_of([&] { (void)read_layout(name); });
+        const std::string error = error_of([&] {
+            std::vector<std::string> notes;
+            (void)read_layout(name, notes);
+        });
         EXPECT_EQ(error.substr(0, name.size() + 2), name + ": ");
         return error.size() > name.size() + 2 ? error.substr(name.size() + 2) : error;
     }
@@ -76,7 +79,9 @@ TEST_F(PlacedFiles, ALayoutIsRelativeToItsFolder)
 {
     const std::string name = write_text("layout.json", R"([{"file": "a.png", "x": -3, "y": 4.0, "mask": "m/b.png"},
                                                             {"file": "c.tif"}])");
-    const auto inputs = read_layout(name);
+    std::vector<std::string> notes;
+    const auto inputs = read_layout(name, notes);
+    EXPECT_TRUE(notes.empty());
     ASSERT_EQ(inputs.size(), 2u);
     EXPECT_EQ(path_from_utf8(inputs[0].file), path_from_utf8(in_folder("a.png")));
     EXPECT_EQ(path_from_utf8(inputs[0].mask), path_from_utf8(in_folder("m/b.png")));
@@ -95,15 +100,35 @@ TEST_F(PlacedFiles, LayoutsThatMakeNoSenseAreExplained)
     EXPECT_EQ(layout_error(R"([{"file": 5, "x": 1, "y": 2}])"),
               "found \"file\": 5 in entry 1; expected the name of a file");
     EXPECT_EQ(layout_error(R"([{"file": "a", "x": 1}])"), "found no \"y\" in entry 1; expected x and y, or neither");
-    for (const char* x : {"\"1\"", "1.5", "1e99", "null"})
+    for (const char* x : {"\"1\"", "1e99", "null"})
         EXPECT_TRUE(contains(layout_error(concat(R"([{"file": "a", "x": )", x, R"(, "y": 2}])")),
-                             "in entry 1; expected a whole number of pixels"))
+                             "in entry 1; expected a number of pixels"))
             << x;
-    EXPECT_EQ(layout_error(R"([{"file": "a", "x": 1, "y": 2, "maks": "m"}])"),
-              "found the key \"maks\" in entry 1; expected file, x, y or mask");
+    EXPECT_EQ(layout_error(R"([{"file": "a", "x": 1, "y": 2, "x": 3}])"),
+              "found the key \"x\" twice in one object; expected each key once");
+    EXPECT_TRUE(contains(layout_error(R"([{"file": "a\u0000b", "x": 1, "y": 2}])"), "found a zero byte in \"file\""));
     EXPECT_EQ(layout_error(R"([{"file": "a", "x": 1e999, "y": 2}])"),
               "found a number that is too large; expected places of at most 1000000000 from 0");
-    EXPECT_TRUE(contains(error_of([&] { (void)read_layout(in_folder("none.json")); }), "found no such file"));
+    EXPECT_TRUE(contains(error_of([&] {
+                             std::vector<std::string> notes;
+                             (void)read_layout(in_folder("none.json"), notes);
+                         }),
+                         "found no such file"));
+}
+
+TEST_F(PlacedFiles, WhatIsOddAboutALayoutIsNoted)
+{
+    const std::string name = write_text(
+        "odd.json", R"({"images": [{"file": "a", "x": 1.5, "y": -2.5, "maks": "m", "keep": "k", "exclude": "e"}]})");
+    std::vector<std::string> notes;
+    const auto inputs = read_layout(name, notes);
+    ASSERT_EQ(inputs.size(), 1u);
+    EXPECT_EQ(inputs[0].position, (Offset{2, -2}));
+    EXPECT_EQ(path_from_utf8(inputs[0].keep), path_from_utf8(in_folder("k")));
+    EXPECT_EQ(path_from_utf8(inputs[0].exclude), path_from_utf8(in_folder("e")));
+    ASSERT_EQ(notes.size(), 3u);
+    EXPECT_TRUE(contains(notes[0], "the key \"maks\" in entry 1 is not known")) << notes[0];
+    EXPECT_TRUE(contains(notes[1], "\"x\": 1.5 in entry 1 is taken as 2")) << notes[1];
 }
 
 TEST_F(PlacedFiles, LayoutsThatAreNestedWithoutEndAreExplained)
@@ -114,7 +139,7 @@ TEST_F(PlacedFiles, LayoutsThatAreNestedWithoutEndAreExplained)
     EXPECT_EQ(layout_error(concat(R"([{"file": )", deep, "}]")),
               "found \"file\": an array in entry 1; expected the name of a file");
     EXPECT_TRUE(contains(layout_error(concat(R"([{"file": "a", "y": 1, "x": {"a": )", deep, "}}]")),
-                         "found \"x\": an object in entry 1; expected a whole number"));
+                         "found \"x\": an object in entry 1; expected a number"));
 }
 
 } // namespace

@@ -75,13 +75,11 @@ TEST_F(StitchGains, KnownGainsAreRecovered)
                 stitch(shoot_all(channels, bits), {"-o", in_folder(channels == 1 ? "out.pgm" : "out.ppm")});
             ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
             const Json pictures = Json::parse(outcome.out)["pictures"];
-            // What counts is that gain times exposure agrees. The weight that pulls gains towards 1 does not know how
-            // bright samples are: 16-bit gains come out nearly exact, 8-bit ones go part of the way.
+            // What counts is that gain times exposure agrees.
             for (std::size_t i = 1; i < 3; ++i) {
                 const double before = kShots[i].gain / kShots[0].gain;
                 const double after = before * pictures[i]["gain"].get<double>() / pictures[0]["gain"].get<double>();
-                const double most = (bits == 16 ? 0.02 : 0.85) * std::fabs(before - 1);
-                EXPECT_NEAR(after, 1.0, most) << channels << " channels, " << bits << " bit, picture " << i;
+                EXPECT_NEAR(after, 1.0, 0.005) << channels << " channels, " << bits << " bit, picture " << i;
             }
         }
 }
@@ -111,7 +109,7 @@ TEST_F(StitchGains, BrightPicturesOf16BitGetGainsToo)
 
 TEST_F(StitchGains, GainsMakeOverlapsAgree)
 {
-    const Outcome outcome = stitch(shoot_all(3, 8), {"-o", in_folder("out.ppm")});
+    const Outcome outcome = stitch(shoot_all(3, 8), {"-o", in_folder("out.ppm"), "--distributions"});
     ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
     const Json json = Json::parse(outcome.out);
     ASSERT_EQ(json["overlaps"].size(), 2u);
@@ -163,21 +161,32 @@ TEST_F(StitchGains, GainsOfOtherPicturesAreRefused)
     refused("nonsense");
     refused("[1, 2, 3]");
     refused(R"({"gains": [{"file": "shot0.pgm", "layer": 0, "gain": 1}]})");
-    refused(R"({"gains": [{"file": "shot0.pgm", "layer": 0, "gain": 1}, {"file": "other.pgm", "layer": 0, "gain": 1},
-                          {"file": "shot2.pgm", "layer": 0, "gain": 1}]})");
     refused(R"({"gains": [{"file": "shot0.pgm", "layer": 0, "gain": 1}, {"file": "shot1.pgm", "layer": 0, "gain": -1},
                           {"file": "shot2.pgm", "layer": 0, "gain": 1}]})");
-    const std::string deep = std::string(300000, '[') + std::string(300000, ']');
     for (const std::string& entry : {std::string(R"("file": "shot0.pgm", "layer": 0, "gain": 1e300)"),
                                      std::string(R"("file": "shot0.pgm", "layer": 0, "gain": 1e-300)"),
                                      std::string(R"("file": "shot0.pgm", "layer": 0, "gain": 1e999)"),
-                                     std::string(R"("file": "shot0.pgm", "layer": 0, "gain": NaN)"),
-                                     std::string(R"("file": "shot0.pgm", "layer": "0", "gain": 1)"),
-                                     concat(R"("file": "shot0.pgm", "gain": 1, "layer": )", deep),
-                                     concat(R"("layer": 0, "gain": 1, "file": )", deep)})
+                                     std::string(R"("file": "shot0.pgm", "layer": 0, "gain": NaN)")})
         refused(concat(R"({"gains": [{)", entry, R"(}, {"file": "shot1.pgm", "layer": 0, "gain": 1},
                           {"file": "shot2.pgm", "layer": 0, "gain": 1}]})"));
     refused(R"({"gains": [{"file": "shot0.pgm"}, {"file": "shot1.pgm"}, {"file": "shot2.pgm"}]})");
+}
+
+TEST_F(StitchGains, GainsGoToPicturesInTheirOrderWhateverTheirNames)
+{
+    const auto inputs = shoot_all(1, 8);
+    const std::string deep = std::string(300000, '[') + std::string(300000, ']');
+    const std::string gains =
+        write_text("gains.json", concat(R"({"gains": [{"file": "other.pgm", "layer": 0, "gain": 1.25},
+        {"gain": 0.5}, {"file": )",
+                                        deep, R"(, "gain": 2}]})"));
+    const Outcome outcome = stitch(inputs, {"-o", in_folder("o.pgm"), "--gains", gains});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_TRUE(contains(outcome.err, "entry 1 is for 'other.pgm' and is taken for ")) << outcome.err;
+    const Json pictures = Json::parse(outcome.out)["pictures"];
+    EXPECT_EQ(pictures[0]["gain"], 1.25);
+    EXPECT_EQ(pictures[1]["gain"], 0.5);
+    EXPECT_EQ(pictures[2]["gain"], 2.0);
 }
 
 // A picture that ends in its pixels is noticed when it is read; what is wrong with the gains, before that.
@@ -195,7 +204,7 @@ TEST_F(StitchGains, GainsThatCannotBeLoadedOrSavedAreKnownBeforeThePicturesAreRe
     EXPECT_EQ(names().size(), 2u) << "nothing is left behind";
 }
 
-TEST_F(StitchGains, BandsAreChosenFromTheNarrowestOverlap)
+TEST_F(StitchGains, BandsAreChosenFromTheOverlaps)
 {
     const auto inputs = shoot_all(1, 8); // overlaps 40 pixels wide: 8 x 4 fit, 8 x 8 do not
     EXPECT_EQ(Json::parse(stitch(inputs, {"-o", in_folder("o.pgm")}).out)["bands"], 2);
@@ -218,14 +227,13 @@ TEST_F(StitchGains, SeamsAreBelowWhatTheSceneShows)
         for (std::int32_t y = 20; y < 80; ++y)
             for (std::int32_t x = 10; x + 10 < panorama.width; ++x)
                 worst = std::max(worst, std::fabs(panorama.row(y)[3 * x] - level * scene_at(x - 20, y - 8, 0)));
-        // Gains are pulled towards 1 as well and leave up to 12 % of the brightest 190 levels.
-        EXPECT_LT(worst, 0.12 * 190 + 3) << bands << " bands: far from the scene";
+        EXPECT_LT(worst, 4) << bands << " bands: far from the scene";
         // Steps across the border of a picture are no larger than within the scene.
         double step = 0;
         for (std::int32_t y = 20; y < 80; ++y)
             step = std::max(step, std::fabs((panorama.row(y)[3 * 80] - panorama.row(y)[3 * 79]) -
                                             level * (scene_at(60, y - 8, 0) - scene_at(59, y - 8, 0))));
-        EXPECT_LT(step, 6) << bands << " bands: a visible step";
+        EXPECT_LT(step, 3) << bands << " bands: a visible step";
     }
 }
 
@@ -251,11 +259,11 @@ TEST_F(StitchGains, TheReportTellsWhichPictureIsBad)
     const Outcome outcome = stitch(inputs, {"-o", in_folder("out.ppm"), "--report", in_folder("r.html")});
     ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
     const Json json = Json::parse(outcome.out);
-    EXPECT_EQ(json["overlaps"][0]["verdict"], "poor");
+    EXPECT_EQ(json["overlaps"][0]["verdict"], "bad");
+    EXPECT_EQ(json["verdict"], "bad");
+    EXPECT_EQ(json["misfits"], Json({1}));
     EXPECT_TRUE(contains(json["suspect"].get<std::string>(), "shot1.ppm")) << json["suspect"];
     const std::string page = read_text("r.html");
-    EXPECT_TRUE(contains(page, "shot1.ppm&#39; is probably") || contains(page, "shot1.ppm' is probably"));
-    EXPECT_TRUE(contains(page, "Do not trust this seam"));
     EXPECT_TRUE(contains(page, R"(<img id="panorama" alt="the panorama" src="data:image/png;base64,iVBORw0KGgo)"));
     EXPECT_TRUE(contains(page, "</html>"));
 }
@@ -292,11 +300,11 @@ TEST_F(StitchGains, TheReportLeavesOutRectanglesThatMeetWithoutASharedPixel)
     };
     const Outcome three = stitch(inputs, {"-o", in_folder("o.pgm"), "--report", in_folder("r.html")});
     ASSERT_EQ(three.exit_code, 0) << three.err;
-    EXPECT_EQ(Json::parse(three.out)["overlaps"].size(), 3u);
+    EXPECT_EQ(Json::parse(three.out)["overlapping_pairs"], 3);
     const std::string page = read_text("r.html");
     EXPECT_EQ(count_of(page, "<svg class=\"bars\""), 2u);
     EXPECT_TRUE(contains(page, "1 pair of rectangles meets without"));
-    EXPECT_TRUE(contains(page, "All overlaps agree well."));
+    EXPECT_TRUE(contains(page, "Verdict: good."));
 
     ASSERT_EQ(stitch({inputs[0], inputs[2]}, {"-o", in_folder("o.pgm"), "--report", in_folder("r.html")}).exit_code, 0);
     EXPECT_TRUE(contains(read_text("r.html"), "No two pictures overlap: there is no seam to judge."));

@@ -55,8 +55,14 @@ protected:
         all.insert(all.end(), arguments.begin(), arguments.end());
         const Outcome outcome = stitch(all);
         EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
-        EXPECT_EQ(outcome.err, "");
+        EXPECT_TRUE(is_verdict(outcome.err)) << outcome.err;
         return read_image(in_folder(name));
+    }
+
+    // One line with the word for the panorama, and nothing else.
+    static bool is_verdict(const std::string& text)
+    {
+        return text.starts_with("panoval: verdict: ") && std::count(text.begin(), text.end(), '\n') == 1;
     }
 
     // Expects a refusal with this exit code and one line, and that no file came into being.
@@ -81,10 +87,7 @@ TEST_F(Stitch, OnePictureStaysAsItIs)
     write_image(in_folder("a.ppm"), test_picture(33, 21, 3, 8));
     const std::string a = in_folder("a.ppm") + "@-7,12";
     expect_same_picture(panorama("out.ppm", {a, "--blend", "feather"}), test_picture(33, 21, 3, 8));
-    const Image expected = test_picture(33, 21, 3, 8);
-    const Image multi_band = panorama("bands.ppm", {a});
-    for (std::size_t i = 0; i < expected.bytes(); ++i)
-        ASSERT_NEAR(multi_band.data[i], expected.data[i], 2) << "sample " << i << ": the bands are rounded";
+    expect_same_picture(panorama("bands.ppm", {a}), test_picture(33, 21, 3, 8));
 }
 
 TEST_F(Stitch, TwoPicturesFadeIntoEachOther)
@@ -198,9 +201,9 @@ TEST_F(Stitch, QuietAndProgressDoAsTheySay)
     const Outcome quiet = stitch({"-o", out, a, "--quiet"});
     EXPECT_EQ(quiet.exit_code, 0);
     EXPECT_EQ(quiet.out + quiet.err, "");
-    EXPECT_EQ(stitch({"-o", out, a}).err, "") << "standard error is no terminal here";
+    EXPECT_TRUE(is_verdict(stitch({"-o", out, a}).err)) << "standard error is no terminal here";
     EXPECT_TRUE(contains(stitch({"-o", out, a, "--progress", "always"}).err, "stitching ["));
-    EXPECT_EQ(stitch({"-o", out, a, "--progress", "never"}).err, "");
+    EXPECT_TRUE(is_verdict(stitch({"-o", out, a, "--progress", "never"}).err));
     EXPECT_EQ(stitch({"-o", out, a, "--progress", "always", "--quiet"}).err, "");
     EXPECT_TRUE(contains(refusal(2, {"-o", out, a, "--progress", "often"}), "often"));
 }
@@ -213,7 +216,7 @@ TEST_F(Stitch, TheProgressBarFitsANarrowTerminal)
     const Outcome outcome =
         stitch({"-o", in_folder("out.pgm"), flat(name + ".pgm", 40, 30, 50) + "@0,0", "--progress", "always"});
     EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
-    EXPECT_TRUE(contains(outcome.err, "] 1/3 写真写真")) << "the name without its folder: " << outcome.err;
+    EXPECT_TRUE(contains(outcome.err, "] 1/101 写真写真")) << "the name without its folder: " << outcome.err;
     EXPECT_TRUE(contains(outcome.err, "写...") || contains(outcome.err, "真...")) << outcome.err;
     std::istringstream bar(outcome.err);
     for (std::string line; std::getline(bar, line, '\r');)
@@ -275,9 +278,7 @@ TEST_F(Stitch, PicturesThatDoNotGoTogetherAreExplained)
     EXPECT_TRUE(contains(refusal(3, {"-o", out, a + "@0,0", c + "@0,0"}), "c.ppm: found 3 channels; expected 1"));
     EXPECT_TRUE(contains(refusal(3, {"-o", out, a + "@0,0:" + mask("m.pgm", 5, 4, 0)}),
                          "m.pgm: found a mask of 5 x 4 pixels; expected 4 x 4"));
-    EXPECT_TRUE(contains(refusal(3, {"-o", out, a + "@0,0", a + "@99999,99999"}), "expected at most 2^31 - 1 samples"));
-    EXPECT_TRUE(contains(refusal(3, {"-o", out, "--depth", "16", a + "@0,0", a + "@40000,40000"}),
-                         "expected at most 2^30 - 1 samples of 16 bit"));
+    EXPECT_TRUE(contains(refusal(4, {"-o", in_folder("out.jpg"), a + "@0,0", a + "@99999,9"}), "100003"));
 }
 
 TEST_F(Stitch, OutputsThatCannotBeWrittenAreExplained)
@@ -305,18 +306,20 @@ TEST_F(Stitch, OutputsThatCannotBeWrittenAreExplained)
     EXPECT_TRUE(contains(output(in_folder("folder.pgm"), a), "folder.pgm: found a folder; expected a file to write"));
 }
 
-// Twelve pictures of 3 MB on one canvas: held all at once, they would double the memory.
-TEST_F(Stitch, MemoryGrowsWithTheCanvasNotWithThePictures)
+// Thirty pictures of 3 MB: held all at once, they would take the budget one and a half times.
+TEST_F(Stitch, MemoryStaysWithinTheBudgetWhateverTheNumberOfPictures)
 {
     write_image(in_folder("a.ppm"), test_picture(1250, 800, 3, 8));
-    const auto peak = [&](std::size_t pictures) {
-        std::vector<std::string> arguments(pictures, in_folder("a.ppm") + "@0,0");
-        arguments.insert(arguments.end(), {"-o", in_folder("out.ppm"), "--json"});
-        const Outcome outcome = stitch(arguments);
-        EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
-        return Json::parse(outcome.out)["peak_memory_bytes"].get<double>();
-    };
-    EXPECT_LT(peak(12), 1.15 * peak(2));
+    std::vector<std::string> arguments;
+    for (int i = 0; i < 30; ++i)
+        arguments.push_back(concat(in_folder("a.ppm"), "@", 900 * (i % 6), ",", 600 * (i / 6)));
+    arguments.insert(arguments.end(), {"-o", in_folder("out.tif"), "--json", "--memory", "64M"});
+    const Outcome outcome = stitch(arguments);
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    const Json json = Json::parse(outcome.out);
+    constexpr double kProgram = 24e6; // the program itself and its libraries
+    EXPECT_LT(json["peak_memory_bytes"].get<double>(), 64 * 1048576 + kProgram);
+    EXPECT_LE(json["decodes_per_picture"].get<double>(), 1.3);
 }
 
 // The blender of the whole canvas alone would take 21, the pictures 5.

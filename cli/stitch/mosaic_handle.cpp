@@ -1,0 +1,51 @@
+// SPDX-License-Identifier: MIT
+#include "cli/stitch/mosaic_handle.h"
+
+#include "cli/base/errors.h"
+
+#include <new>
+#include <stdexcept>
+
+namespace panoval::cli
+{
+
+MosaicHandle::MosaicHandle()
+{
+    if (panoval_mosaic_create(&mosaic_) != PANOVAL_MOSAIC_OK)
+        throw std::bad_alloc();
+}
+
+std::string MosaicHandle::error() const
+{
+    std::string text(panoval_mosaic_error(mosaic_, nullptr, 0) + 1, '\0');
+    (void)panoval_mosaic_error(mosaic_, text.data(), text.size());
+    text.pop_back();
+    return text;
+}
+
+void MosaicHandle::check(std::int32_t code) const
+{
+    switch (code) {
+    case PANOVAL_MOSAIC_OK:
+        return;
+    case PANOVAL_MOSAIC_MEMORY:
+        throw Failure(Fault::Memory, error());
+    case PANOVAL_MOSAIC_ARGUMENT:
+    case PANOVAL_MOSAIC_PICTURE:
+    case PANOVAL_MOSAIC_PLAN:
+        throw Failure(Fault::Input, error());
+    case PANOVAL_MOSAIC_SINK:
+        throw Failure(Fault::Output, error());
+    default:
+        throw std::runtime_error(error());
+    }
+}
+
+PanovalMosaicLayout MosaicHandle::layout() const
+{
+    PanovalMosaicLayout layout{};
+    check(panoval_mosaic_layout(mosaic_, &layout));
+    return layout;
+}
+
+} // namespace panoval::cli

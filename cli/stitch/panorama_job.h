@@ -1,0 +1,53 @@
+// SPDX-License-Identifier: MIT
+// A panorama that is set up in the engine: the pictures' files, the options, and what has been measured.
+#pragma once
+
+#include "cli/stitch/gains_file.h"
+#include "cli/stitch/mosaic_handle.h"
+#include "cli/stitch/panorama_plan.h"
+#include "cli/stitch/picture_files.h"
+#include "cli/stitch/stitch.h"
+
+#include <nlohmann/json.hpp>
+
+#include <string>
+#include <vector>
+
+namespace panoval::cli
+{
+
+class PanoramaJob
+{
+public:
+    // Looks into all files but reads no pixels.
+    explicit PanoramaJob(const StitchOptions& options);
+
+    const StitchOptions& options;
+    PanoramaPlan plan;
+    std::vector<std::string> notes; // what is odd without being wrong
+    MosaicHandle mosaic;
+    PanovalMosaicLayout layout{};
+    std::string blend;           // of the options or of the plan
+    std::string seams;           //
+    bool measures_gains = false; // neither switched off nor known from a file
+
+    int output_bits() const { return layout.bits; }
+    bool has_seams() const { return seams != "none" && blend == "multiband"; }
+
+    // Everything that the options ask for before pixels are blended.
+    void measure(PictureFiles& files);
+
+    PanoramaGains gains() const;
+    Json verdict() const; // an object; empty where there is none
+
+    // The engine's plan with the pictures' files, whose names become relative to the folder of `name`.
+    std::string plan_text(const std::string& name) const;
+
+private:
+    void read_inputs();
+    void add_pictures();
+    void load_plan();
+    PanovalMosaicOptions engine_options() const;
+};
+
+} // namespace panoval::cli

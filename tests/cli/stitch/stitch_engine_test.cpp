@@ -1,0 +1,183 @@
+// SPDX-License-Identifier: MIT
+// What panoval stitch offers of the panorama engine: plans, tiles, budgets, seams, the horizon.
+#include "image/image_read.h"
+#include "image/image_write.h"
+#include "tests/cli/run_program.h"
+#include "tests/support/scratch_folder.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+#include <cstring>
+
+namespace panoval::cli::test
+{
+
+namespace
+{
+
+using Json = nlohmann::json;
+
+class StitchEngine : public ScratchFolder
+{
+protected:
+    // A part of a scene that is periodic across 300 columns.
+    std::string shoot(const std::string& name, int x, int y, int width, int height)
+    {
+        Image image = make_image(width, height, 3, 8, "test");
+        for (int v = 0; v < height; ++v)
+            for (int u = 0; u < width; ++u)
+                for (int c = 0; c < 3; ++c)
+                    image.row(v)[3 * u + c] = scene_at(x + u, y + v, c);
+        write_image(in_folder(name), image);
+        return concat(in_folder(name), "@", x, ",", y);
+    }
+    static std::uint8_t scene_at(int x, int y, int c)
+    {
+        const double turn = 2 * 3.14159265358979 * x / 300;
+        const double level = 120 + 50 * std::sin(turn + c) + 30 * std::sin(7 * turn + 0.1 * y) + 0.2 * y;
+        return static_cast<std::uint8_t>(level + 0.5);
+    }
+    std::vector<std::string> three()
+    {
+        return {shoot("a.ppm", 0, 0, 120, 90), shoot("b.ppm", 80, 5, 120, 90), shoot("c.ppm", 160, -4, 120, 90)};
+    }
+    static Outcome stitch(std::vector<std::string> inputs, const std::vector<std::string>& more)
+    {
+        inputs.insert(inputs.begin(), "stitch");
+        inputs.insert(inputs.end(), more.begin(), more.end());
+        return run_panoval(inputs);
+    }
+    Json told(const std::vector<std::string>& inputs, std::vector<std::string> more)
+    {
+        more.push_back("--json");
+        const Outcome outcome = stitch(inputs, more);
+        EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+        return outcome.exit_code == 0 ? Json::parse(outcome.out) : Json();
+    }
+};
+
+TEST_F(StitchEngine, MemoryThreadsAndTilesChangeNoPixel)
+{
+    const auto inputs = three();
+    for (const std::string seams : {"optimal", "nearest", "none"}) {
+        told(inputs, {"-o", in_folder("a-out.ppm"), "--seams", seams});
+        told(inputs, {"-o", in_folder("b-out.ppm"), "--seams", seams, "--threads", "1", "--memory", "40M",
+                      "--tile-size", "48"});
+        EXPECT_EQ(read_text("a-out.ppm"), read_text("b-out.ppm")) << seams;
+    }
+}
+
+TEST_F(StitchEngine, APlanIsBlendedInAnotherProcessAndByTiles)
+{
+    const auto inputs = three();
+    told(inputs, {"-o", in_folder("whole.ppm"), "--tile-size", "64"});
+    told(inputs, {"-o", in_folder("plan.json"), "--plan-only", "--tile-size", "64"});
+    const Json json = told({}, {"-o", in_folder("again.ppm"), "--plan", in_folder("plan.json")});
+    EXPECT_EQ(read_text("again.ppm"), read_text("whole.ppm"));
+    EXPECT_EQ(json["images"], 3);
+    const Image whole = read_image(in_folder("whole.ppm"));
+    const int columns = (whole.width + 63) / 64;
+    ASSERT_EQ(json["tiles"], columns * ((whole.height + 63) / 64));
+    told({}, {"-o", in_folder("tile.ppm"), "--plan", in_folder("plan.json"), "--tile", concat(columns + 1)});
+    const Image tile = read_image(in_folder("tile.ppm"));
+    for (int y = 0; y < tile.height; ++y)
+        EXPECT_EQ(std::memcmp(tile.row(y), whole.row(64 + y) + 3 * 64, tile.row_bytes()), 0) << y;
+    EXPECT_EQ(stitch({}, {"-o", in_folder("no.ppm"), "--plan", in_folder("plan.json"), "--tile", "999"}).exit_code, 2);
+}
+
+TEST_F(StitchEngine, APlanOfChangedPicturesIsRefused)
+{
+    told(three(), {"-o", in_folder("plan.json"), "--plan-only"});
+    shoot("b.ppm", 80, 5, 121, 90);
+    const Outcome outcome = stitch({}, {"-o", in_folder("out.ppm"), "--plan", in_folder("plan.json")});
+    EXPECT_EQ(outcome.exit_code, 3);
+    EXPECT_TRUE(contains(outcome.err, "b.ppm: found 121 x 90 pixels")) << outcome.err;
+    write_text("bad.json", "{\"panoval_plan\": 7}");
+    EXPECT_EQ(stitch({}, {"-o", in_folder("out.ppm"), "--plan", in_folder("bad.json")}).exit_code, 3);
+    EXPECT_FALSE(file_exists(in_folder("out.ppm")));
+}
+
+TEST_F(StitchEngine, ADryRunTellsAndMakesNothing)
+{
+    const auto inputs = three();
+    const std::size_t files = names().size();
+    const Json json = told(inputs, {"-o", in_folder("out.tif"), "--dry-run", "--memory", "100M"});
+    EXPECT_EQ(json["width"], 280);
+    EXPECT_EQ(json["images"], 3);
+    EXPECT_GE(json["tiles"], 1);
+    EXPECT_LE(json["memory_bytes"], 100 << 20);
+    EXPECT_GT(json["least_memory_bytes"], 0);
+    EXPECT_EQ(json["panorama_bytes"], 280 * 99 * 3);
+    EXPECT_EQ(names().size(), files);
+}
+
+TEST_F(StitchEngine, SeamsAreSavedAsNumbersOfPictures)
+{
+    told(three(), {"-o", in_folder("out.ppm"), "--save-seams", in_folder("seams.pgm"), "--seams", "nearest"});
+    const Image seams = read_image(in_folder("seams.pgm"));
+    EXPECT_EQ(seams.width, 280);
+    EXPECT_EQ(seams.row(50)[10], 1);
+    EXPECT_EQ(seams.row(50)[140], 2);
+    EXPECT_EQ(seams.row(50)[270], 3);
+    EXPECT_EQ(seams.row(0)[10], 0) << "above the first picture";
+    EXPECT_EQ(
+        stitch(three(), {"-o", in_folder("o.ppm"), "--save-seams", in_folder("s.pgm"), "--seams", "none"}).exit_code,
+        2);
+}
+
+TEST_F(StitchEngine, TheHorizonClosesWithoutALine)
+{
+    std::vector<std::string> inputs;
+    for (int i = 0; i < 4; ++i)
+        inputs.push_back(shoot(concat("w", i, ".ppm"), i * 75, 0, 110, 60));
+    const Json json = told(inputs, {"-o", in_folder("round.ppm"), "--wrap", "300"});
+    EXPECT_EQ(json["width"], 300);
+    const Image round = read_image(in_folder("round.ppm"));
+    int worst = 0;
+    for (int y = 0; y < round.height; ++y)
+        for (int x = 0; x < round.width; ++x)
+            worst = std::max(worst, std::abs(round.row(y)[3 * x] - scene_at(x, y, 0)));
+    EXPECT_LE(worst, 2);
+}
+
+TEST_F(StitchEngine, KeptPixelsComeFromTheirPicture)
+{
+    auto inputs = three();
+    Image keep = make_image(120, 90, 1, 8, "test");
+    for (int y = 0; y < 90; ++y)
+        for (int x = 0; x < 120; ++x)
+            keep.row(y)[x] = x >= 110 ? 255 : 0; // nearly at the right edge of the first picture
+    write_image(in_folder("keep.pgm"), keep);
+    const std::string layout =
+        write_text("layout.json",
+                   R"([{"file": "a.ppm", "x": 0, "y": 0, "keep": "keep.pgm"}, {"file": "b.ppm", "x": 80, "y": 5}])");
+    told({}, {"-o", in_folder("out.ppm"), "--layout", layout, "--save-seams", in_folder("seams.pgm")});
+    EXPECT_EQ(read_image(in_folder("seams.pgm")).row(50)[115], 1);
+}
+
+TEST_F(StitchEngine, TooSmallABudgetNamesTheLeast)
+{
+    const std::vector<std::string> inputs = {shoot("wide.ppm", 0, 0, 3000, 900)};
+    const Outcome outcome = stitch(inputs, {"-o", in_folder("out.ppm"), "--memory", "2M", "--tile-size", "3000"});
+    EXPECT_EQ(outcome.exit_code, 5);
+    EXPECT_TRUE(contains(outcome.err, "expected ")) << outcome.err;
+    EXPECT_FALSE(file_exists(in_folder("out.ppm")));
+}
+
+TEST_F(StitchEngine, BeingStrictTellsTheVerdictInTheExitCode)
+{
+    auto inputs = three();
+    EXPECT_EQ(stitch(inputs, {"-o", in_folder("out.ppm"), "--strict"}).exit_code, 0);
+    Image bad = make_image(120, 90, 3, 8, "test");
+    for (std::size_t i = 0; i < bad.bytes(); ++i)
+        bad.data[i] = static_cast<std::uint8_t>((i * 2654435761u) >> 24);
+    write_image(in_folder("b.ppm"), bad);
+    EXPECT_EQ(stitch(inputs, {"-o", in_folder("out.ppm"), "--strict"}).exit_code, 8);
+    EXPECT_TRUE(file_exists(in_folder("out.ppm")));
+}
+
+} // namespace
+
+} // namespace panoval::cli::test
