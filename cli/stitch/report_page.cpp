@@ -236,6 +236,8 @@ std::string summary_of(const ReportData& data)
     std::string text = concat("Verdict: ", data.verdict["verdict"].get<std::string>(), ".");
     for (const Json& reason : data.verdict["reasons"])
         text += concat(" ", reason.get<std::string>());
+    if (data.verdict["reasons"].empty())
+        text += " All overlaps fit, and nothing is left uncovered between them.";
     return text;
 }
 
