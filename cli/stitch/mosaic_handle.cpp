@@ -29,6 +29,8 @@ void MosaicHandle::check(std::int32_t code) const
     case PANOVAL_MOSAIC_OK:
         return;
     case PANOVAL_MOSAIC_MEMORY:
+        if (error().find("budget") == std::string::npos) // no advice would help
+            throw std::bad_alloc();
         throw Failure(Fault::Memory, error());
     case PANOVAL_MOSAIC_ARGUMENT:
     case PANOVAL_MOSAIC_PICTURE:

@@ -71,7 +71,8 @@ grow() { # OUTPUT COMMAND...
         [ $limit -lt $most ] || fail "panoval $*: never enough"
     done
     [ $refused -gt 0 ] || fail "panoval $*: was never short of memory"
-    [ $((2 * named)) -gt $refused ] || fail "panoval $*: named no file in most of $refused cases"
+    # The engine that makes a panorama has no file to name.
+    [ "$1" = stitch ] || [ $((2 * named)) -gt $refused ] || fail "panoval $*: named no file in most of $refused cases"
     cmp "$output" "expected-$output" || fail "panoval $*: another result in $limit KB"
     rm "$output"
     echo "panoval $1: refused $refused times, then done in $limit KB"
