@@ -250,6 +250,8 @@ const char* const kStyle =
     ".layout{width:100%;max-height:420px}.bars{width:192px;height:50px}"
     ".summary{font-size:1.15em;padding:.6em .9em;background:#eef3f8;border-left:4px solid #2a6fb0}"
     ".before{color:#8a7238}.after{color:#2a6fb0}.wide{overflow-x:auto}"
+    ".over{position:relative;width:fit-content}.over img{display:block;border:0}"
+    ".over svg{position:absolute;inset:0;width:100%;height:100%;opacity:.7}"
     ".crops{display:flex;flex-wrap:wrap;gap:.6em}.crop{image-rendering:pixelated}"
     "h1,h3,td,.summary{overflow-wrap:anywhere}small{color:#567}";
 
@@ -265,7 +267,9 @@ std::string report_page(const ReportData& data)
                    " pixels of ", plan.layers.size(), plan.layers.size() == 1 ? " picture, " : " pictures, ",
                    escaped(blend_in_words(data.job)), "</p>\n<p class=\"summary\" id=\"summary\">",
                    escaped(summary_of(data)), "</p>\n");
-    page += concat("<p><img id=\"panorama\" alt=\"the panorama\" src=\"", preview_uri(data.preview), "\"></p>\n");
+    page += concat("<p class=\"over\"><img id=\"panorama\" alt=\"the panorama\" src=\"", preview_uri(data.preview),
+                   "\"><svg viewBox=\"0 0 ", plan.width, " ", plan.height,
+                   "\" preserveAspectRatio=\"none\"><use href=\"#seams\"/></svg></p>\n");
     page += concat("<h2>Layout</h2>\n<p>Overlaps are coloured by their verdict, seams are pink.</p>\n",
                    layout_drawing(data));
     std::string tables = concat("<h2>Pictures</h2>\n<div class=\"wide\"><table id=\"pictures\"><tr><th>number</th>"

@@ -197,7 +197,7 @@ std::string seam_drawing(const PanoramaJob& job)
         path += lines_of(row, above, y / step);
         above = std::move(row);
     }
-    return concat("<path class=\"seams\" transform=\"scale(", step,
+    return concat("<path id=\"seams\" class=\"seams\" transform=\"scale(", step,
                   ")\" fill=\"none\" stroke=\"#e0218a\" stroke-width=\"1.5\" d=\"", path, "\"/>\n");
 }
 
