@@ -108,6 +108,11 @@ void* operator new(std::size_t bytes)
     return block;
 }
 
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept
+{
+    return __real_malloc(bytes == 0 ? 1 : bytes);
+}
+
 void operator delete(void* block) noexcept
 {
     __real_free(block);
