@@ -234,8 +234,6 @@ std::string summary_of(const ReportData& data)
     if (overlaps_of(data).empty())
         return "No two pictures overlap: there is no seam to judge.";
     std::string text = concat("Verdict: ", data.verdict["verdict"].get<std::string>(), ".");
-    if (data.verdict["reasons"].empty())
-        text += " The pictures fit everywhere.";
     for (const Json& reason : data.verdict["reasons"])
         text += concat(" ", reason.get<std::string>());
     if (data.verdict["reasons"].empty())
