@@ -62,6 +62,16 @@ void leave_out(const std::vector<Ghost>& ghosts, OverlapCells& cells)
     }
 }
 
+void tell_tone(const OverlapCells& cells, const ToneModel& tone, const std::vector<std::uint8_t>& owners,
+               OverlapVerdict& verdict)
+{
+    const SeamStep step = measure_step(cells, tone, owners);
+    verdict.step = step.levels;
+    verdict.has_seam = step.has_seam;
+    verdict.tone = tone.curve();
+    verdict.offset = tone.offset();
+}
+
 Facts measure_overlap(const PictureSource& source, const Overlap& overlap, const SeamMap& seams)
 {
     Facts facts;
@@ -80,13 +90,12 @@ Facts measure_overlap(const PictureSource& source, const Overlap& overlap, const
     facts.may_be_empty = find_empty(cells);
     const std::vector<std::uint8_t> owners = owners_of_cells(cells, source.layout, seams);
     look_for_ghosts(source, cells, rough_tone, owners, facts);
-    leave_out(verdict.ghosts, cells); // what moved is no matter of brightness
-    const ToneModel tone(cells);
-    const SeamStep step = measure_step(cells, tone, owners);
-    verdict.step = step.levels;
-    verdict.has_seam = step.has_seam;
-    verdict.tone = tone.curve();
-    verdict.offset = tone.offset();
+    if (verdict.ghosts.empty()) {
+        tell_tone(cells, rough_tone, owners, verdict);
+    } else {
+        leave_out(verdict.ghosts, cells); // what moved is no matter of brightness
+        tell_tone(cells, ToneModel(cells), owners, verdict);
+    }
     return facts;
 }
 

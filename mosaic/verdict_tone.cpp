@@ -14,7 +14,7 @@ namespace panoval::mosaic
 namespace
 {
 
-constexpr std::size_t kMostFitted = 3000; // cells
+constexpr std::size_t kMostFitted = 1500; // cells
 constexpr int kRounds = 6;
 constexpr std::size_t kRare = 10; // one cell in so many is darker than the range of levels of a fit, and one brighter
 constexpr double kToDeviation = 1.4826; // median of absolute values of a normal distribution to its standard deviation
