@@ -237,21 +237,23 @@ public:
         return std::all_of(values_.begin(), values_.end(), [](const auto& values) { return values.empty(); });
     }
 
-    // Root mean square of the pieces' medians, less what noise alone would give.
+    // Root mean square of the pieces' medians, each less what noise alone may give.
     double levels(double spread)
     {
         constexpr std::size_t kFewest = 6;
+        constexpr double kBeyondNoise = 2;    // standard deviations
         constexpr double kMedianCosts = 1.57; // variance of a median relative to that of a mean
         double squares = 0;
         double weight = 0;
-        for (std::vector<double>& values : values_) {
+        for (std::vector<double>& piece : values_) {
+            std::vector<double> values = std::exchange(piece, {});
             if (values.size() < kFewest)
                 continue;
             const auto count = static_cast<double>(values.size());
-            const double step = median_of(values);
-            squares += count * std::max(0.0, step * step - kMedianCosts * spread * spread / count);
+            const double noise = std::sqrt(kMedianCosts / count) * spread;
+            const double step = std::max(0.0, std::fabs(median_of(values)) - kBeyondNoise * noise);
+            squares += count * step * step;
             weight += count;
-            values.clear();
         }
         return weight > 0 ? std::sqrt(squares / weight) : 0;
     }

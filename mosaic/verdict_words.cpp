@@ -93,9 +93,9 @@ double tone_limit(const Verdict& verdict)
         tones.push_back(overlap.tone);
     if (tones.empty())
         return kToneLook;
-    const auto middle = tones.begin() + static_cast<std::ptrdiff_t>(tones.size() / 2);
-    std::nth_element(tones.begin(), middle, tones.end());
-    return std::clamp(kRemarkable * *middle, kToneLeast, kToneLook);
+    const auto usual = tones.begin() + static_cast<std::ptrdiff_t>(tones.size() / 4); // half may be one picture's
+    std::nth_element(tones.begin(), usual, tones.end());
+    return std::clamp(kRemarkable * *usual, kToneLeast, kToneLook);
 }
 
 std::vector<Fault> faults_of(const Layout& layout, const OverlapVerdict& overlap, double tone_look)
@@ -190,6 +190,7 @@ void blame(const Layout& layout, Evidence (*about)(const OverlapVerdict&, double
         evidence.push_back(about(overlap, tone_look));
     for (const std::size_t misfit : find_misfits(layout.pictures.size(), evidence)) {
         verdict.misfits.push_back(misfit);
+        verdict.word = std::max(verdict.word, Word::Look); // little here and there may be enough to tell
         verdict.reasons.push_back(name_of(layout, misfit) + what);
     }
 }
