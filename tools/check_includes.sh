@@ -11,8 +11,8 @@ allowed() {
     exposure) echo core panoval.h libmath/libmath.h ;;
     detect) echo core filter panoval.h libmath/libmath.h ;;
     blend) echo core filter exposure panoval.h ;;
-    mosaic) echo core io filter exposure blend inpaint detect panoval.h panoval_mosaic.h ;;
-    measure) echo core filter detect panoval.h panoval_measure.h ;;
+    mosaic) echo core io filter exposure blend inpaint detect panoval.h panoval_mosaic.h panoval_version.h ;;
+    measure) echo core filter detect panoval.h panoval_measure.h panoval_version.h ;;
     image) echo core panoval.h ;;
     cli/base | cli/stitch | cli/ellipses | cli/filters)
         echo cli/base image panoval.h panoval_mosaic.h panoval_measure.h
