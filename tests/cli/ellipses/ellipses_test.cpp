@@ -222,7 +222,8 @@ TEST_F(Ellipses, ResultsAreTheSameBytesInEveryRun)
         EXPECT_EQ(run_panoval({"ellipses", format, two}).out, run_panoval({"ellipses", format, two}).out);
     EXPECT_FALSE(contains(run_panoval({"ellipses", "--json", two}).out, "seconds"));
     EXPECT_TRUE(contains(run_panoval({"ellipses", "--json", "--times", two}).out, "seconds"));
-    EXPECT_TRUE(contains(run_panoval({"ellipses", "--times", two}).out, " ms\n"));
+    EXPECT_TRUE(contains(run_panoval({"ellipses", "--times", two}).out, " ms")); // before a line end of any system
+    EXPECT_FALSE(contains(run_panoval({"ellipses", two}).out, " ms"));
 }
 
 TEST_F(Ellipses, EachMethodHasOptionsOfItsOwn)
