@@ -96,21 +96,28 @@ int parse_and_run(CLI::App& program, std::vector<std::string> arguments)
 
 } // namespace
 
+std::unique_ptr<CLI::App> describe_program()
+{
+    auto program = std::make_unique<CLI::App>(
+        "Stitches overlapping pictures into panoramas and measures elliptical targets.", "panoval");
+    program->allow_windows_style_options(false); // a path starts with a slash on other systems
+    program->set_version_flag("--version", "panoval " PANOVAL_VERSION);
+    program->require_subcommand(1);
+    program->formatter(std::make_shared<HelpFormatter>());
+    program->get_formatter()->column_width(kNameColumns);
+    program->get_formatter()->label("SUBCOMMAND", "COMMAND");
+    program->footer(concat("panoval COMMAND --help tells about one command, with examples.\n\n", kHelpEnd));
+    add_commands(*program);
+    for (CLI::App* const command : program->get_subcommands({}))
+        command->group("Commands");
+    return program;
+}
+
 int run_program(const std::vector<std::string>& arguments)
 {
     try {
-        CLI::App program("Stitches overlapping pictures into panoramas and measures elliptical targets.", "panoval");
-        program.allow_windows_style_options(false); // a path starts with a slash on other systems
-        program.set_version_flag("--version", "panoval " PANOVAL_VERSION);
-        program.require_subcommand(1);
-        program.formatter(std::make_shared<HelpFormatter>());
-        program.get_formatter()->column_width(kNameColumns);
-        program.get_formatter()->label("SUBCOMMAND", "COMMAND");
-        program.footer(concat("panoval COMMAND --help tells about one command, with examples.\n\n", kHelpEnd));
-        add_commands(program);
-        for (CLI::App* const command : program.get_subcommands({}))
-            command->group("Commands");
-        return parse_and_run(program, arguments);
+        const auto program = describe_program();
+        return parse_and_run(*program, arguments);
     } catch (const UsageError& error) {
         return report(ExitCode::Usage, error.what());
     } catch (const Failure& error) {

@@ -92,4 +92,10 @@ function(panoval_install_program)
     file(RELATIVE_PATH up "/${CMAKE_INSTALL_BINDIR}" "/${CMAKE_INSTALL_LIBDIR}")
     set_target_properties(panoval_cli PROPERTIES INSTALL_RPATH "$ORIGIN/${up}")
     install(TARGETS panoval_cli RUNTIME DESTINATION "${CMAKE_INSTALL_BINDIR}" COMPONENT program)
+    if(TARGET reference)
+        install(DIRECTORY "${PROJECT_BINARY_DIR}/reference/" DESTINATION "${CMAKE_INSTALL_MANDIR}/man1"
+                COMPONENT program FILES_MATCHING PATTERN "*.1")
+        install(FILES "${PROJECT_BINARY_DIR}/reference/panoval.bash" RENAME panoval COMPONENT program
+                DESTINATION "${CMAKE_INSTALL_DATADIR}/bash-completion/completions")
+    endif()
 endfunction()

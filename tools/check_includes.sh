@@ -17,7 +17,8 @@ allowed() {
     cli/base | cli/stitch | cli/ellipses | cli/filters)
         echo cli/base image panoval.h panoval_mosaic.h panoval_measure.h
         ;;
-    cli) echo cli/base cli/stitch cli/ellipses cli/filters image ;;
+    cli/reference) echo cli/base ;;
+    cli) echo cli/base cli/stitch cli/ellipses cli/filters cli/reference image ;;
     tools) echo cli/base image panoval.h ;;
     esac
     [ "$1" != core ] || echo panoval.h
@@ -34,7 +35,7 @@ sources() {
 
 status=0
 for folder in core io filter exposure blend inpaint detect libmath mosaic measure image cli/base cli/stitch \
-    cli/ellipses cli/filters cli tools; do
+    cli/ellipses cli/filters cli/reference cli tools; do
     [ -d "$folder" ] || continue
     pattern="^($folder/[^/]*"
     for other in $(allowed "$folder"); do

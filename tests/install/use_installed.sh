@@ -41,3 +41,10 @@ if ldd "$stage/consumer/static" | grep -q panoval; then
 fi
 "$stage/consumer/versions"
 "$stage/usr/bin/panoval" --version
+for command in "" $("$stage/usr/bin/panoval" --help | sed -n '/^Commands:/,/^$/s/^  \([a-z]*\) .*/-\1/p'); do
+    [ -s "$stage/usr/share/man/man1/panoval$command.1" ] || {
+        echo "there is no manual page of panoval$command" >&2
+        exit 1
+    }
+done
+grep -q '^complete -F' "$stage/usr/share/bash-completion/completions/panoval"
