@@ -6,6 +6,8 @@
 #include <hwy/foreach_target.h> // compiles this file once per instruction set
 #include <hwy/highway.h>
 
+#include "mosaic/store_rounded_inl.h"
+
 HWY_BEFORE_NAMESPACE();
 namespace panoval::mosaic::HWY_NAMESPACE
 {
@@ -72,18 +74,6 @@ void add_expanded(float* sums, const CoarseRows& coarse, std::size_t count)
         add_even(sums, coarse, count);
     else if (coarse.kind == CoarseRows::Odd)
         add_odd(sums, coarse, count);
-}
-
-// Clamps first, so that the conversion to integers, which truncates, is the floor.
-template <class Sample, class D>
-HWY_INLINE void store_rounded(D d, hn::Vec<D> value, Sample* at)
-{
-    const hn::Rebind<Sample, D> narrow;
-    const hn::RebindToSigned<D> whole;
-    const auto largest = hn::Set(d, static_cast<float>(hwy::LimitsMax<Sample>()));
-    const auto rounded = hn::Add(value, hn::Set(d, 0.5f));
-    const auto clamped = hn::Min(hn::Max(rounded, hn::Zero(d)), largest);
-    hn::StoreU(hn::DemoteTo(narrow, hn::ConvertTo(whole, clamped)), narrow, at);
 }
 
 template <class Sample>

@@ -9,17 +9,6 @@ namespace panoval::mosaic
 namespace
 {
 
-void multiply_row(const ChannelGains& gains, int channels, std::size_t pixels, float* samples)
-{
-    float factors[4];
-    for (int c = 0; c < channels; ++c)
-        factors[c] = static_cast<float>(gains[static_cast<std::size_t>(c)]);
-    const auto n = static_cast<std::size_t>(channels);
-    for (std::size_t x = 0; x < pixels; ++x)
-        for (std::size_t c = 0; c < n; ++c)
-            samples[x * n + c] *= factors[c];
-}
-
 void multiply_row(const ChannelGains& gains, const Falloff& falloff, const Rect& size, const Rect& part, int channels,
                   std::int64_t y, float* samples)
 {
@@ -40,18 +29,23 @@ void multiply_row(const ChannelGains& gains, const Falloff& falloff, const Rect&
 
 } // namespace
 
+ChannelFactors factors_of(const Corrections& corrections, std::size_t picture)
+{
+    ChannelFactors factors;
+    for (std::size_t c = 0; c < factors.size(); ++c)
+        factors[c] = static_cast<float>(corrections.gains[picture][c]);
+    return factors;
+}
+
 void correct_row(const Corrections& corrections, std::size_t picture, const Rect& size, const PixelBlock& block,
                  std::int64_t y, float* out)
 {
-    const auto pixels = static_cast<std::size_t>(block.rect.width);
-    load_samples(block.row(y), static_cast<std::size_t>(block.sample_bytes),
-                 pixels * static_cast<std::size_t>(block.channels), out);
-    if (corrections.is_identity(picture))
-        return;
+    const RawRow row{block.row(y), static_cast<std::size_t>(block.sample_bytes),
+                     static_cast<std::size_t>(block.rect.width), static_cast<std::size_t>(block.channels)};
     if (corrections.falloff.is_flat())
-        multiply_row(corrections.gains[picture], block.channels, pixels, out);
-    else
-        multiply_row(corrections.gains[picture], corrections.falloff, size, block.rect, block.channels, y, out);
+        return scale_row(row, factors_of(corrections, picture), out);
+    load_samples(row.samples, row.sample_bytes, row.pixels * row.channels, out);
+    multiply_row(corrections.gains[picture], corrections.falloff, size, block.rect, block.channels, y, out);
 }
 
 } // namespace panoval::mosaic

@@ -6,6 +6,7 @@
 
 #include "mosaic/layout.h"
 #include "mosaic/pixel_block.h"
+#include "mosaic/scaled_rows.h"
 
 #include <array>
 #include <cstddef>
@@ -41,6 +42,9 @@ struct Corrections {
     }
     friend bool operator==(const Corrections&, const Corrections&) = default;
 };
+
+// The factors of a picture where there is no falloff.
+ChannelFactors factors_of(const Corrections& corrections, std::size_t picture);
 
 // Row y (counted from the block's first) of a block, corrected: block.rect.width * channels floats. Each sample is
 // float(sample * float(gain / falloff)), one product in single precision, so that every caller gets the same bits.
