@@ -24,10 +24,14 @@ constexpr std::size_t kBatch = 16; // equations that are collected before they a
 
 // A step is the last one when it moves the outline by less than this many pixels,
 constexpr double kSettled = 1e-6;
-// or by less than these many pixels and all unknowns by less than 3 % of what noise leaves open: the next one would be
-// a hundredth of that.
+// or by less than these many pixels and all unknowns by less than a third of what noise leaves open: the next one would
+// be a fiftieth of that.
 constexpr double kNearlySettled = 3e-3;
-constexpr double kSettledAgainstNoise = 1e-3;
+constexpr double kSettledAgainstNoise = 0.1;
+
+// By so many variances of the noise may a step raise the cost that is no step back: samples of the outline, whose
+// number changes with the blur, leave a ripple of that order.
+constexpr double kRipple = 0.05;
 
 struct Equations {
     Matrix12 normal;
@@ -41,7 +45,7 @@ struct Equations {
 
 // One row of pixels.
 void add_samples(const AdjustmentInput& input, const TargetModel& model, const double* planes, std::size_t stride,
-                 std::int32_t y, Equations& equations) noexcept
+                 std::int32_t y, const Span& span, Equations& equations) noexcept
 {
     const Box& box = input.patch->box();
     const Part* const parts = input.patch->parts(y);
@@ -51,7 +55,6 @@ void add_samples(const AdjustmentInput& input, const TargetModel& model, const d
     double rows[kBatch * kUnknowns];
     double residuals[kBatch];
     std::size_t count = 0;
-    const Patch::Span span = input.patch->edge_span(y);
     for (std::size_t i = to_count(span.begin - box.x); i < to_count(span.end - box.x); ++i) {
         if (parts[i] != Part::kEdge)
             continue;
@@ -125,9 +128,14 @@ bool evaluate(const AdjustmentInput& input, OutlineModel& outlines, const Target
     equations.edge_cost = equations.edge_count = equations.flat_cost = equations.cost = 0;
     equations.largest_residual = 0;
     const Box& box = input.patch->box();
-    for (std::int32_t y = box.y; y < box.y + box.height; ++y)
-        if (input.patch->edge_span(y).end > input.patch->edge_span(y).begin)
-            add_samples(input, model, outlines.row(y), outlines.stride(), y, equations);
+    for (std::int32_t y = box.y; y < box.y + box.height; ++y) {
+        const RowSpans& spans = input.patch->spans(y);
+        if (spans.edge >= spans.edge_end)
+            continue;
+        const double* const planes = outlines.row(y, spans);
+        add_samples(input, model, planes, outlines.stride(), y, {spans.edge, spans.inside}, equations);
+        add_samples(input, model, planes, outlines.stride(), y, {spans.inside_end, spans.edge_end}, equations);
+    }
     // The kernel leaves the lower triangle to us.
     for (int i = 0; i < kUnknowns; ++i)
         for (int j = 0; j < i; ++j)
@@ -203,13 +211,17 @@ Vector12 step_within_range(const AdjustmentInput& input, const TargetModel& mode
     return is_at_least || is_at_most ? solve(equations, damping, true) : step;
 }
 
+double noise_of(const Equations& equations) noexcept
+{
+    return equations.edge_cost / std::max(1.0, equations.edge_count - kUnknowns);
+}
+
 bool is_settled(const Equations& equations, const Vector12& step) noexcept
 {
     const double move = largest_move(step);
     if (move < kSettled)
         return true;
-    const double noise = equations.edge_cost / std::max(1.0, equations.edge_count - kUnknowns);
-    return move < kNearlySettled && step.dot(equations.normal * step) < kSettledAgainstNoise * noise;
+    return move < kNearlySettled && step.dot(equations.normal * step) < kSettledAgainstNoise * noise_of(equations);
 }
 
 } // namespace
@@ -264,7 +276,7 @@ AdjustmentResult adjust(const AdjustmentInput& input, OutlineModel& outlines, Ta
             break;
         }
         const bool is_inside = evaluate(input, outlines, tried, next);
-        if (is_inside && next.cost <= now.cost) {
+        if (is_inside && next.cost <= now.cost + kRipple * noise_of(now)) {
             model = tried;
             now = next;
             damping = std::max(damping / 10, 1e-9);

@@ -77,10 +77,13 @@ public:
 
     void search(Scale& scale)
     {
-        for (std::int32_t y = 1; y < scale.height - 1; ++y)
-            for (std::int32_t x = 1; x < scale.width - 1; ++x)
-                if (scale.edges[scale.at(x, y)] == kEdge)
+        const std::int32_t end = scale.width - 1;
+        for (std::int32_t y = 1; y < scale.height - 1; ++y) {
+            const std::uint8_t* const marks = scale.edges.get() + scale.at(0, y);
+            for (std::int32_t x = next_mark(marks, 1, end); x < end; x = next_mark(marks, x + 1, end))
+                if (marks[x] == kEdge)
                     look_at(scale, x, y);
+        }
     }
 
 private:

@@ -93,8 +93,9 @@ void mark_edges(Scale& scale, double noise)
         std::uint8_t* const marks = scale.edges.get() + scale.at(0, y);
         if (!mark_steep_row(row - scale.width, row, row + scale.width, scale.width, least_squared, marks))
             continue;
-        for (std::int32_t x = 1; x < scale.width - 1; ++x)
-            if (marks[x] != kNoEdge && !is_edge(scale, x, y))
+        const std::int32_t end = scale.width - 1;
+        for (std::int32_t x = next_mark(marks, 1, end); x < end; x = next_mark(marks, x + 1, end))
+            if (!is_edge(scale, x, y))
                 marks[x] = kNoEdge;
     }
 }

@@ -4,6 +4,9 @@
 
 #include "measure/detect_scales.h"
 
+#include <cstdint>
+#include <cstring>
+
 namespace panoval::measure
 {
 
@@ -23,6 +26,23 @@ inline Gradient gradient_at(const Scale& scale, std::int32_t x, std::int32_t y) 
 {
     const std::uint16_t* const p = scale.samples.get() + scale.at(x, y);
     return {0.5f * static_cast<float>(p[1] - p[-1]), 0.5f * static_cast<float>(p[scale.width] - p[-scale.width])};
+}
+
+// The first column from x on, before end, whose mark is not kNoEdge; end if there is none.
+inline std::int32_t next_mark(const std::uint8_t* marks, std::int32_t x, std::int32_t end) noexcept
+{
+    constexpr std::int32_t kAtOnce = 8;
+    std::uint64_t several = 0;
+    static_assert(sizeof(several) == kAtOnce && kNoEdge == 0);
+    while (x + kAtOnce <= end) {
+        std::memcpy(&several, marks + x, kAtOnce);
+        if (several != 0)
+            break;
+        x += kAtOnce;
+    }
+    while (x < end && marks[x] == kNoEdge)
+        ++x;
+    return x;
 }
 
 // Sets the scale's edge_gradient for a picture of that noise, and its edges: where the gradient is above it and the

@@ -21,7 +21,7 @@ namespace
 constexpr double kMostUnits = 65535;
 constexpr std::int32_t kSmallestSide = 16; // pixels of the last scale
 constexpr std::int32_t kNoiseTile = 32;
-constexpr std::int32_t kNoiseTiles = 20;         // across each dimension, at most
+constexpr std::int32_t kNoiseTiles = 10;         // across each dimension, at most
 constexpr double kMedianToSigma = 1 / 0.6744898; // of absolute normal values
 constexpr double kSecondDifferenceSigma = 6;     // root of the squared weights' sum
 constexpr double kRoundingSigma = 0.4;           // stairs of slowly changing light, rounded to integers, are no edges

@@ -112,10 +112,9 @@ struct Profile {
 
 void read_profile(const Patch& patch, const Ray& ray, const Search& search, Profile& profile) noexcept
 {
-    for (std::size_t i = 0; i < search.count; ++i) {
-        const double t = static_cast<double>(i) * search.step - search.inward;
-        profile.is_known[i] = patch.interpolate(ray.x + t * ray.normal_x, ray.y + t * ray.normal_y, profile.level[i]);
-    }
+    const double begin = -search.inward;
+    patch.read_line(ray.x + begin * ray.normal_x, ray.y + begin * ray.normal_y, search.step * ray.normal_x,
+                    search.step * ray.normal_y, search.count, profile.level.data(), profile.is_known.data());
 }
 
 // The steepest place where levels change by the sign, those nearby first.
@@ -292,6 +291,12 @@ bool read_levels(const Patch& patch, const Rays& rays, double sign, double reach
     return true;
 }
 
+// Levels beside the edge, pixel by pixel; most = flat_reach and twice where the edge ends.
+struct Flank {
+    std::array<double, kMostSteps> level;
+    std::array<bool, kMostSteps> is_known;
+};
+
 // Along the rays, from where the edge has ended, the places where levels leave those of the target and its
 // surroundings.
 void measure_free_reach(const Patch& patch, const Rays& rays, EdgeGuess& guess) noexcept
@@ -299,44 +304,43 @@ void measure_free_reach(const Patch& patch, const Rays& rays, EdgeGuess& guess) 
     const double begin = 2.5 * std::sqrt(guess.blur * guess.blur + 1.0 / 12) + 0.5;
     const double most = flat_reach(guess.outline) + 2 * begin;
     const double limits[2] = {std::min(most, 0.9 * guess.outline.semi_minor()), most};
-    double levels[2] = {guess.inside, guess.outside};
-    const double contrast = std::fabs(guess.outside - guess.inside);
-    double reaches[2];
+    const double limit = kOtherLevel * std::fabs(guess.outside - guess.inside);
+    double* const levels[2] = {&guess.inside, &guess.outside};
+    double* const reaches[2] = {&guess.free_inside, &guess.free_outside};
+    std::array<Flank, kMostRays> flanks;
     for (std::size_t side = 0; side < 2; ++side) {
-        std::array<double, kMostRays> free{};
-        std::size_t count = 0;
+        *reaches[side] = HUGE_VAL;
+        const double direction = side == 0 ? -1 : 1;
+        const std::size_t count =
+            begin < limits[side] ? std::min(kMostSteps, to_count(truncate_to_int(limits[side] - begin)) + 1) : 0;
+        if (count == 0)
+            continue;
+        std::array<double, kMostRays> values{};
+        std::size_t known = 0;
+        for (std::size_t i = 0; i < rays.count; ++i) {
+            const Ray& ray = rays.all[i];
+            const double from = direction * begin;
+            Flank& flank = flanks[i];
+            patch.read_line(ray.x + from * ray.normal_x, ray.y + from * ray.normal_y, direction * ray.normal_x,
+                            direction * ray.normal_y, count, flank.level.data(), flank.is_known.data());
+            if (flank.is_known[0])
+                values[known++] = flank.level[0];
+        }
         // The level where the edge has ended, of all rays: one that noise moved would end every ray at once.
-        for (const Ray& ray : rays) {
-            const double along = side == 0 ? -begin : begin;
-            double value = 0;
-            if (begin < limits[side] &&
-                patch.interpolate(ray.x + along * ray.normal_x, ray.y + along * ray.normal_y, value))
-                free[count++] = value;
+        if (known > rays.count / 4)
+            *levels[side] = median_of(values, known);
+        for (std::size_t i = 0; i < rays.count; ++i) {
+            std::size_t step = 0;
+            while (step < count &&
+                   !(flanks[i].is_known[step] && std::fabs(flanks[i].level[step] - *levels[side]) > limit))
+                ++step;
+            values[i] = step < count ? begin + static_cast<double>(step) : HUGE_VAL;
         }
-        if (count > rays.count / 4)
-            levels[side] = median_of(free, count);
-        count = 0;
-        for (const Ray& ray : rays) {
-            double t = begin;
-            double value = 0;
-            while (t < limits[side]) {
-                const double along = side == 0 ? -t : t;
-                if (patch.interpolate(ray.x + along * ray.normal_x, ray.y + along * ray.normal_y, value) &&
-                    std::fabs(value - levels[side]) > kOtherLevel * contrast)
-                    break;
-                t += 1;
-            }
-            free[count++] = t;
-        }
-        const std::size_t rank = count / 4; // rays that a neighbour blocks on one side do not count
-        std::nth_element(free.begin(), free.begin() + static_cast<std::ptrdiff_t>(rank),
-                         free.begin() + static_cast<std::ptrdiff_t>(count));
-        reaches[side] = free[rank] >= limits[side] ? HUGE_VAL : free[rank];
+        const auto rank = static_cast<std::ptrdiff_t>(rays.count / 4); // a neighbour on one side does not count
+        std::nth_element(values.begin(), values.begin() + rank,
+                         values.begin() + static_cast<std::ptrdiff_t>(rays.count));
+        *reaches[side] = values[static_cast<std::size_t>(rank)];
     }
-    guess.inside = levels[0];
-    guess.outside = levels[1];
-    guess.free_inside = reaches[0];
-    guess.free_outside = reaches[1];
 }
 
 bool is_sound(const Outline& outline, const Outline& start, double reach) noexcept

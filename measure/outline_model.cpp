@@ -172,22 +172,52 @@ void OutlineModel::sample_level(const Outline& outline, std::size_t index, const
 
 const double* OutlineModel::row(std::int32_t y) noexcept
 {
-    std::fill_n(planes_.get(), (kPlanes + 1) * stride_, 0.0);
+    const std::int32_t end = box_.x + box_.width;
+    return row(y, {box_.x, box_.x, end, end, end, end, end, end});
+}
+
+const double* OutlineModel::row(std::int32_t y, const RowSpans& spans) noexcept
+{
     while (last_ < levels_ && level_[last_].row <= y)
         ++last_;
     while (first_ < last_ && level_[first_].row + static_cast<std::int32_t>(window_) <= y)
         ++first_;
+    // The columns that are asked for on either side, and those that windows reach.
+    Span left = {spans.edge - box_.x, spans.inside - box_.x};
+    Span right = {spans.inside_end - box_.x, spans.edge_end - box_.x};
+    const auto widen = [this](Span& span, std::int32_t column) {
+        span.begin = std::min(span.begin, column);
+        span.end = std::max(span.end, column + static_cast<std::int32_t>(padded_));
+    };
+    for (std::size_t i = first_; i < last_; ++i) {
+        widen(right, level_[i].column[0]);
+        widen(left, level_[i].column[1]);
+    }
+    if (left.end >= right.begin) // one stretch
+        right = {std::min(left.begin, right.begin), std::max(left.end, right.end)};
+    left.end = std::min(left.end, right.begin);
+    for (std::size_t plane = 0; plane <= kPlanes; ++plane) {
+        double* const values = planes_.get() + plane * stride_;
+        std::fill(values + left.begin, values + left.end, 0.0);
+        std::fill(values + right.begin, values + right.end, 0.0);
+    }
     add_levels(level_.get() + first_, last_ - first_, y, padded_, by_row_.get() + 3 * padded_ * first_,
                by_column_.get() + 6 * padded_ * first_, planes_.get(), stride_);
-    // What chords cover evenly is noted where they end.
+    double even = 0;
+    add_even(right, even);
+    add_even(left, even);
+    return planes_.get();
+}
+
+// What chords cover evenly is noted where they end.
+void OutlineModel::add_even(const Span& span, double& even) noexcept
+{
     double* const coverage = planes_.get() + kCoverage * stride_;
     const double* const ends = planes_.get() + kPlanes * stride_;
-    double even = 0;
-    for (std::size_t column = to_count(box_.width); column-- > 0;) {
-        even += ends[column + 1];
+    for (std::int32_t column = span.end; column-- > span.begin;) {
         coverage[column] += even;
+        even += ends[column];
     }
-    return planes_.get();
 }
 
 } // namespace panoval::measure

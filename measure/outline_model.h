@@ -9,6 +9,7 @@
 #include "core/heap.h"
 #include "measure/outline.h"
 #include "measure/outline_kernel.h"
+#include "measure/row_spans.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -50,13 +51,15 @@ public:
     bool sample(const Outline& outline, double blur) noexcept;
 
     // Rows from the top, each at most once after a call of sample. Returns the first plane; plane p begins at p *
-    // stride().
-    const double* row(std::int32_t y) noexcept;
+    // stride(). Columns outside the edge's spans have no values.
+    const double* row(std::int32_t y) noexcept; // all columns
+    const double* row(std::int32_t y, const RowSpans& spans) noexcept;
     std::size_t stride() const noexcept { return stride_; }
 
 private:
     void sample_level(const Outline& outline, std::size_t level, const double* right, const double* left, double step,
                       double blur) noexcept;
+    void add_even(const Span& span, double& even) noexcept;
 
     Box box_;
     std::size_t stride_ = 0;

@@ -7,6 +7,8 @@
 #include "core/numbers.h"
 #include "measure/outline.h"
 #include "measure/outline_model.h"
+#include "measure/patch_kernel.h"
+#include "measure/row_spans.h"
 #include "panoval_measure.h"
 
 #include <cstddef>
@@ -47,7 +49,8 @@ struct PlaneSums {
     double x = 0, y = 0, xx = 0, xy = 0, yy = 0;
     double v = 0, vx = 0, vy = 0, vv = 0;
 
-    void add(double dx, double dy, double value) noexcept;
+    // Of samples of one row, counted from the same origin.
+    void add_row(const RowSums& row, double dy) noexcept;
     double squared_residuals(const LevelPlane& plane) const noexcept;
     // The best plane; false, with the mean level, if there are too few samples for slopes.
     bool fit(LevelPlane& plane) const noexcept;
@@ -63,21 +66,20 @@ public:
     bool is_in_picture(std::int32_t x, std::int32_t y) const noexcept;
     float sample(std::int32_t x, std::int32_t y) const noexcept { return samples_[index(x, y)]; }
     Part part(std::int32_t x, std::int32_t y) const noexcept { return parts_[index(x, y)]; }
-    void set_part(std::int32_t x, std::int32_t y, Part part) noexcept { parts_[index(x, y)] = part; }
+    // Makes the sample an alien, to be grown.
+    void exclude(std::int32_t x, std::int32_t y) noexcept;
     const float* samples(std::int32_t y) const noexcept { return samples_.get() + index(box_.x, y); }
     const Part* parts(std::int32_t y) const noexcept { return parts_.get() + index(box_.x, y); }
-    // The columns from the first to behind the last one of a row that are of a part near the outline.
-    struct Span {
-        std::int32_t begin = 0;
-        std::int32_t end = 0;
-    };
-    // Whether something else was found since the samples were classified.
+    // Where the parts of a row of the box lie; aliens may be among them.
+    const RowSpans& spans(std::int32_t y) const noexcept { return spans_[to_count(y - box_.y)]; }
     bool has_aliens() const noexcept { return has_aliens_; }
-    Span edge_span(std::int32_t y) const noexcept { return spans_[to_count(y - box_.y)]; }
+    // Whether more samples of the flat parts were of something else than noise makes so.
+    bool shows_others() const noexcept { return shows_others_; }
 
-    // Linear between the four samples around a place of the box; false outside the picture, or where a sample is not
-    // finite.
-    bool interpolate(double x, double y, double& value) const noexcept;
+    // Values at count places, each by (dx, dy) from the one before it; linear between the four samples around a place.
+    // is_known  out: false outside the picture, or where a sample is not finite
+    void read_line(double x, double y, double dx, double dy, std::size_t count, double* values,
+                   bool* is_known) const noexcept;
 
     // Gives every sample its part. Samples that are not finite are aliens.
     void classify(const Outline& outline, const Reach& reach) noexcept;
@@ -88,15 +90,25 @@ public:
     PlaneSums fit_flat(Part part, double reference_x, double reference_y, double least_spread, LevelPlane& plane,
                        double& spread) noexcept;
 
-    // Makes aliens of the samples beside the ones in question: of an alien's neighbours, those of a part.
+    // Makes aliens of those samples of a part that lie beside excluded ones.
     void grow_aliens(Part part) noexcept;
 
 private:
-    template <class Measure>
-    double median_of(Part part, const Measure& measure) noexcept;
-    // Sums the samples within the limit of a plane; the others may be made aliens.
-    PlaneSums sum_flat(Part part, double reference_x, double reference_y, const LevelPlane& plane, double limit,
-                       bool excludes, bool& has_aliens) noexcept;
+    // Calls visit(y, begin, end) for all runs of a part's samples, by rows.
+    template <class Visit>
+    void for_each_run(Part part, const Visit& visit) const noexcept;
+    std::int32_t count_of(Part part) const noexcept;
+    // The median of the samples' differences from a plane, or of the size of these.
+    double median_of(Part part, double reference_x, double reference_y, const LevelPlane& plane, bool of_size) noexcept;
+    // Sums the samples within the limit of a plane.
+    PlaneSums sum_flat(Part part, double reference_x, double reference_y, const LevelPlane& plane,
+                       double limit) const noexcept;
+    // Makes aliens of the others.
+    void exclude_flat(Part part, double reference_x, double reference_y, const LevelPlane& plane,
+                      double limit) noexcept;
+    // Whether the four samples around a place are in box and picture.
+    bool can_interpolate(double x, double y) const noexcept;
+    double interpolate(double x, double y) const noexcept;
     std::size_t index(std::int32_t x, std::int32_t y) const noexcept
     {
         return static_cast<std::size_t>(y - box_.y) * static_cast<std::size_t>(box_.width) +
@@ -107,8 +119,17 @@ private:
         return static_cast<std::size_t>(box_.width) * static_cast<std::size_t>(box_.height);
     }
 
+    struct Pixel {
+        std::int32_t x, y;
+    };
+    void set_part(std::int32_t x, std::int32_t y, Part part) noexcept { parts_[index(x, y)] = part; }
+
     Box box_;
     bool has_aliens_ = false;
+    bool shows_others_ = false;
+    bool is_finite_ = true; // all samples
+    std::size_t excluded_count_ = 0;
+    HeapArray<Pixel> excluded_; // not grown yet
     std::int32_t picture_width_ = 0;
     std::int32_t picture_height_ = 0;
     std::size_t capacity_ = 0;
@@ -116,7 +137,7 @@ private:
     HeapArray<Part> parts_;
     HeapArray<float> scratch_;
     std::size_t span_capacity_ = 0;
-    HeapArray<Span> spans_;
+    HeapArray<RowSpans> spans_;
 };
 
 } // namespace panoval::measure

@@ -34,6 +34,9 @@ constexpr double kOtherEdge = 2.2;
 // With so many of the rays agreeing, and nothing else in sight, there is nothing to leave out before the adjustment.
 constexpr double kClearShare = 0.95;
 
+// Of the slope's variance where the outside shows none: what the inside may have of it.
+constexpr double kUnseenShare = 0.15;
+
 // The squared deviations, of two slopes, that make the tie of the slopes an error: by chance once in 300,000 targets.
 constexpr double kContradiction = 25;
 
@@ -50,7 +53,7 @@ double edge_reach_of(double blur) noexcept
 // Edges end where the next thing may begin to show.
 Reach reach_of(const EdgeGuess& guess, const Outline& outline, double blur) noexcept
 {
-    const double own = edge_reach_of(blur);
+    const double own = edge_reach_of(blur) / least_widening(outline);
     const double flat = own + flat_reach(outline);
     const double other = kOtherEdge * edge_spread(blur);
     Reach reach;
@@ -138,23 +141,29 @@ void Refinement::tie_slopes() noexcept
     const PlaneSums& sums = input_.flat_outside;
     const double noise = std::max(flat_spread_ * flat_spread_, least_variance());
     double slope_square = 0;
+    double certainty = 0; // of the slope that the outside shows
+    double unseen = 0;    // what may be left of it, squared
     if (sums.count > 10) {
         const double cxx = sums.xx - sums.x * sums.x / sums.count;
         const double cyy = sums.yy - sums.y * sums.y / sums.count;
         const double gx = model_.outside.slope_x;
         const double gy = model_.outside.slope_y;
         const double chance = noise / std::max(cxx, 1e-9) + noise / std::max(cyy, 1e-9);
-        slope_square = std::max(0.0, gx * gx + gy * gy - 4 * chance);
+        const double square = gx * gx + gy * gy;
+        slope_square = std::max(0.0, square - 2 * chance);
+        certainty = square > chance ? 1 - chance / square : 0;
+        unseen = kUnseenShare * (1 - certainty) * chance;
     }
     const double share =
         model_.outside.level > 0 ? std::clamp(model_.inside.level / model_.outside.level, 0.0, 20.0) : 0;
     const double contrast = model_.inside.level - model_.outside.level;
     const double radius = model_.outline.mean_radius();
+    const double middle = (1 + share) / 2;
     const double half_range = (1 - share) / 2;
     const double floor = 1e-4 * contrast / radius;
-    const double freedom =
-        is_tied_ ? half_range * half_range * slope_square / 2 + floor * floor : contrast * contrast / (radius * radius);
-    input_.tie.ratio = is_tied_ ? (1 + share) / 2 : 0;
+    const double freedom = is_tied_ ? half_range * half_range * slope_square + middle * middle * unseen + floor * floor
+                                    : contrast * contrast / (radius * radius);
+    input_.tie.ratio = is_tied_ ? certainty * middle : 0;
     input_.tie.weight = freedom > 0 ? noise / freedom : 0;
 }
 
@@ -193,11 +202,11 @@ std::size_t Refinement::exclude(double limit, double beyond) noexcept
     const DistanceTo distance(model_.outline);
     const Box& box = patch_.box();
     for (std::int32_t y = box.y; y < box.y + box.height; ++y) {
-        const Patch::Span span = patch_.edge_span(y);
-        if (span.begin >= span.end)
+        const RowSpans& spans = patch_.spans(y);
+        if (spans.edge >= spans.edge_end)
             continue;
-        const double* const planes = outlines_.row(y);
-        for (std::int32_t x = span.begin; x < span.end; ++x) {
+        const double* const planes = outlines_.row(y, spans);
+        for (std::int32_t x = spans.edge; x < spans.edge_end; ++x) {
             if (patch_.part(x, y) != Part::kEdge)
                 continue;
             const double said = predict(model_, planes, outlines_.stride(), static_cast<std::size_t>(x - box.x),
@@ -206,7 +215,7 @@ std::size_t Refinement::exclude(double limit, double beyond) noexcept
                 continue;
             if (beyond > 0 && !(std::fabs(distance.distance(distance.place(x, y))) > beyond))
                 continue;
-            patch_.set_part(x, y, Part::kAlien);
+            patch_.exclude(x, y);
             ++excluded;
         }
     }
@@ -247,7 +256,7 @@ std::int32_t Refinement::adjust_once() noexcept
     tie_slopes();
     model_.inside.slope_x = input_.tie.ratio * model_.outside.slope_x;
     model_.inside.slope_y = input_.tie.ratio * model_.outside.slope_y;
-    if (guess_.share < kClearShare || patch_.has_aliens())
+    if (guess_.share < kClearShare || patch_.shows_others())
         exclude(kAlienShare * contrast, 1.5 + edge_spread(model_.blur));
     adjusted_ = adjust(input_, outlines_, model_);
     return adjusted_.has_left ? PANOVAL_MEASURE_NO_EDGE : PANOVAL_MEASURE_OK;

@@ -96,22 +96,24 @@ Survey survey_outline(const Measurement& m, OutlineModel& outlines) noexcept
         return survey;
     const Patch& patch = *m.input->patch;
     const Box& box = patch.box();
-    const DistanceTo distance(outline);
-    const double half_height = outline.half_height() + m.edge_reach;
-    const double half_width = outline.half_width() + m.edge_reach;
+    const Span columns = {box.x, box.x + box.width};
+    const WidenedOutline outer(outline, m.edge_reach);
+    const WidenedOutline inner(outline, -m.edge_reach);
     for (std::int32_t y = box.y; y < box.y + box.height; ++y) {
-        if (std::fabs(y - outline.y) > half_height)
+        const Span all = outer.columns(y, columns);
+        const Span middle = inner.columns(y, all);
+        if (all.begin >= all.end)
             continue;
-        const double* const planes = outlines.row(y);
-        for (std::int32_t x = box.x; x < box.x + box.width; ++x) {
-            const auto column = static_cast<std::size_t>(x - box.x);
-            if (std::fabs(x - outline.x) > half_width)
-                continue;
-            const DistanceTo::Place place = distance.place(x, y);
-            if (place.depth > m.edge_reach || !(distance.distance(place) <= m.edge_reach))
-                continue;
+        const RowSpans spans = {all.begin,  all.begin,  middle.begin, middle.begin,
+                                middle.end, middle.end, all.end,      all.end};
+        const double* const planes = outlines.row(y, spans);
+        for (std::int32_t x = all.begin; x < all.end; ++x) {
+            if (x == middle.begin)
+                x = middle.end;
+            if (x >= all.end)
+                break;
             if (patch.is_in_picture(x, y))
-                survey_sample(m, planes, outlines.stride(), column, x, y, survey);
+                survey_sample(m, planes, outlines.stride(), to_count(x - box.x), x, y, survey);
             else
                 survey.outside_picture += 1;
         }
