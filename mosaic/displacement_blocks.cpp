@@ -128,16 +128,21 @@ struct Surface {
     // A patch of the second picture in the frame of the overlap's region.
     void subtract_from(Patch& patch) const
     {
-        const auto step = static_cast<double>(cells.step);
-        for (std::size_t i = 0; i < patch.value.size(); ++i) {
-            if (patch.known[i] == 0)
-                continue;
-            const auto x =
-                static_cast<double>(patch.rect.x - cells.overlap.region.x) + static_cast<double>(i % patch.width());
-            const auto y =
-                static_cast<double>(patch.rect.y - cells.overlap.region.y) + static_cast<double>(i / patch.width());
-            patch.value[i] = static_cast<float>(static_cast<double>(patch.value[i]) -
-                                                tone.surface((x + 0.5) / step - 0.5, (y + 0.5) / step - 0.5));
+        const double step = 1 / static_cast<double>(cells.step); // a power of two
+        const double left = (static_cast<double>(patch.rect.x - cells.overlap.region.x) + 0.5) * step - 0.5;
+        const double top = (static_cast<double>(patch.rect.y - cells.overlap.region.y) + 0.5) * step - 0.5;
+        subtract_from(patch, left, top, step);
+    }
+
+    // Likewise; the first pixel lies at (left, top), in cells.
+    void subtract_from(Patch& patch, double left, double top, double step) const
+    {
+        std::vector<double> row(patch.width());
+        for (std::size_t y = 0; y < patch.height(); ++y) {
+            tone.surface_row(left, top + static_cast<double>(y) * step, step, row);
+            for (std::size_t x = 0, i = y * patch.width(); x < patch.width(); ++x, ++i)
+                if (patch.known[i] != 0)
+                    patch.value[i] = static_cast<float>(static_cast<double>(patch.value[i]) - row[x]);
         }
     }
 };
@@ -297,18 +302,15 @@ BlockShift measure_block(const PictureSource& source, const Surface& surface, co
 }
 
 // All of the overlap, reduced: shows what is too soft for the blocks, and displacements too large for them.
-BlockShift measure_cells(const OverlapCells& cells, const ToneModel& tone)
+BlockShift measure_cells(const Surface& surface)
 {
+    const OverlapCells& cells = surface.cells;
     BlockShift block;
     block.rect = cells.overlap.region;
     block.step = static_cast<double>(cells.step);
     Patch first = brightness_of_cells(cells, false);
     Patch second = brightness_of_cells(cells, true);
-    for (std::size_t i = 0; i < second.value.size(); ++i)
-        if (second.known[i] != 0)
-            second.value[i] = static_cast<float>(
-                static_cast<double>(second.value[i]) -
-                tone.surface(static_cast<double>(i % cells.width), static_cast<double>(i / cells.width)));
+    surface.subtract_from(second, 0, 0, 1);
     prepare_patch(first, kReach, first.rect);
     prepare_patch(second, kReach, second.rect);
     (void)find_place(first, second, 0, 0, block);
@@ -347,7 +349,7 @@ std::vector<BlockShift> measure_blocks(const PictureSource& source, const Overla
     }
     if (cells.step == 1)
         return blocks;
-    const BlockShift whole = measure_cells(cells, tone);
+    const BlockShift whole = measure_cells(surface);
     const double far_x = std::floor(whole.fit.x * whole.step + 0.5);
     const double far_y = std::floor(whole.fit.y * whole.step + 0.5);
     const bool is_far = std::fabs(far_x) + std::fabs(far_y) > 16;

@@ -22,32 +22,6 @@ constexpr std::size_t kMost = 16; // of one overlap
 
 using Plane = std::vector<float>;
 
-// Extremes of known cells over windows of 2 reach + 1, in one direction: stride 1 across, the width down.
-template <class Choose>
-Plane extremes(const Plane& plane, std::size_t count, std::size_t stride, std::size_t lines, std::size_t line_stride,
-               std::size_t reach, Choose choose)
-{
-    Plane result(plane.size());
-    for (std::size_t line = 0; line < lines; ++line)
-        for (std::size_t i = 0; i < count; ++i) {
-            const std::size_t at = line * line_stride + i * stride;
-            float value = plane[at];
-            for (std::size_t k = i - std::min(i, reach); k <= std::min(i + reach, count - 1); ++k)
-                value = choose(value, plane[line * line_stride + k * stride]);
-            result[at] = value;
-        }
-    return result;
-}
-
-template <class Choose>
-Plane extremes(const OverlapCells& cells, const Plane& plane, std::size_t reach, Choose choose)
-{
-    return extremes(extremes(plane, cells.width, 1, cells.height, cells.width, reach, choose), cells.height,
-                    cells.width, cells.width, 1, reach, choose);
-}
-
-constexpr float kUnknown = 1e9f; // farther away than any level
-
 // Both pictures' cells of one channel, the second one's moved back and its tone taken out.
 struct Sides {
     Plane first;
@@ -78,38 +52,59 @@ Sides sides_of(const OverlapCells& cells, const ToneModel& tone, std::size_t c, 
     return sides;
 }
 
-float outside(float value, float low, float high)
+// How far a value lies outside the range of the other side's known values around a cell.
+float outside(float value, const Plane& other, const std::vector<std::uint8_t>& known, const OverlapCells& cells,
+              std::size_t cell)
 {
+    const std::size_t reach = cells.step <= 2 ? 2 : 1;
+    const std::size_t x = cell % cells.width;
+    const std::size_t y = cell / cells.width;
+    float low = other[cell];
+    float high = other[cell];
+    for (std::size_t v = y - std::min(y, reach); v <= std::min(y + reach, cells.height - 1); ++v)
+        for (std::size_t u = x - std::min(x, reach); u <= std::min(x + reach, cells.width - 1); ++u) {
+            const std::size_t i = v * cells.width + u;
+            if (known[i] == 0)
+                continue;
+            low = std::min(low, other[i]);
+            high = std::max(high, other[i]);
+        }
     return std::max(0.0f, std::max(low - value, value - high));
 }
 
-// How far the channel's values lie outside the other side's ranges, as a multiple of what is suspicious; and in levels.
-void add_channel(const OverlapCells& cells, const ToneModel& tone, std::size_t c, const Sides& sides, Plane& suspicion,
-                 Plane& levels)
+struct Suspicion {
+    Plane times;  // how far values lie outside the other side's ranges, as a multiple of what is suspicious
+    Plane levels; // the same in levels
+};
+
+// Whether the sides differ by more than the limit there: no value lies farther outside a range than from the value in
+// its middle, so elsewhere nothing can be suspicious.
+bool differs(const Sides& sides, std::size_t cell, float limit)
 {
-    const std::size_t reach = cells.step <= 2 ? 2 : 1;
-    const auto lowest = [](float a, float b) { return std::min(a, b); };
-    const auto highest = [](float a, float b) { return std::max(a, b); };
-    const auto with_unknown = [&](const Plane& plane, float value) {
-        Plane result = plane;
-        for (std::size_t i = 0; i < result.size(); ++i)
-            if (sides.known[i] == 0)
-                result[i] = value;
-        return result;
-    };
-    const Plane first_low = extremes(cells, with_unknown(sides.first, kUnknown), reach, lowest);
-    const Plane first_high = extremes(cells, with_unknown(sides.first, -kUnknown), reach, highest);
-    const Plane second_low = extremes(cells, with_unknown(sides.second, kUnknown), reach, lowest);
-    const Plane second_high = extremes(cells, with_unknown(sides.second, -kUnknown), reach, highest);
-    const auto limit = static_cast<float>(std::max(kVisible, kBeyond * tone.spread(c)));
+    return sides.known[cell] != 0 && std::fabs(sides.first[cell] - sides.second[cell]) > limit;
+}
+
+Suspicion suspect(const OverlapCells& cells, const ToneModel& tone, const std::vector<Sides>& channels)
+{
+    Suspicion result{Plane(cells.cells()), Plane(cells.cells())};
+    std::vector<float> limits;
+    for (std::size_t c = 0; c < channels.size(); ++c)
+        limits.push_back(static_cast<float>(std::max(kVisible, kBeyond * tone.spread(c))));
     for (std::size_t i = 0; i < cells.cells(); ++i) {
-        if (sides.known[i] == 0)
+        bool is_near = true;
+        for (std::size_t c = 0; c < channels.size(); ++c)
+            is_near = is_near && !differs(channels[c], i, limits[c]);
+        if (is_near)
             continue;
-        const float far = std::max(outside(sides.first[i], second_low[i], second_high[i]),
-                                   outside(sides.second[i], first_low[i], first_high[i]));
-        suspicion[i] = std::max(suspicion[i], far / limit);
-        levels[i] = std::max(levels[i], far);
+        for (std::size_t c = 0; c < channels.size(); ++c) {
+            const Sides& sides = channels[c];
+            const float far = std::max(outside(sides.first[i], sides.second, sides.known, cells, i),
+                                       outside(sides.second[i], sides.first, sides.known, cells, i));
+            result.times[i] = std::max(result.times[i], far / limits[c]);
+            result.levels[i] = std::max(result.levels[i], far);
+        }
     }
+    return result;
 }
 
 struct Patchwork {
@@ -122,8 +117,8 @@ struct Patchwork {
 };
 
 // Cells that touch, also over a gap of one.
-Patchwork gather(const OverlapCells& cells, const Plane& suspicion, const Plane& levels,
-                 const std::vector<std::uint8_t>& owners, std::size_t start, std::vector<std::uint8_t>& seen)
+Patchwork gather(const OverlapCells& cells, const Suspicion& suspicion, const std::vector<std::uint8_t>& owners,
+                 std::size_t start, std::vector<std::uint8_t>& seen)
 {
     Patchwork result;
     std::vector<std::size_t> open{start};
@@ -135,14 +130,14 @@ Patchwork gather(const OverlapCells& cells, const Plane& suspicion, const Plane&
         const std::size_t y = i / cells.width;
         result.box = bounding(result.box, {static_cast<std::int64_t>(x), static_cast<std::int64_t>(y), 1, 1});
         result.area += 1;
-        result.levels += static_cast<double>(levels[i]);
-        result.worst = std::max(result.worst, suspicion[i]);
+        result.levels += static_cast<double>(suspicion.levels[i]);
+        result.worst = std::max(result.worst, suspicion.times[i]);
         result.has_first = result.has_first || owners[i] == 1;
         result.has_second = result.has_second || owners[i] == 2;
         for (std::size_t v = y - std::min<std::size_t>(y, 2); v <= std::min(y + 2, cells.height - 1); ++v)
             for (std::size_t u = x - std::min<std::size_t>(x, 2); u <= std::min(x + 2, cells.width - 1); ++u) {
                 const std::size_t j = v * cells.width + u;
-                if (seen[j] == 0 && suspicion[j] > 1) {
+                if (seen[j] == 0 && suspicion.times[j] > 1) {
                     seen[j] = 1;
                     open.push_back(j);
                 }
@@ -174,18 +169,17 @@ std::vector<Ghost> find_ghosts(const OverlapCells& cells, const ToneModel& tone,
     const auto in_cells = [&](double pixels) {
         return static_cast<std::ptrdiff_t>(truncate_to_int(std::floor(pixels / static_cast<double>(cells.step) + 0.5)));
     };
-    Plane suspicion(cells.cells());
-    Plane levels(cells.cells());
+    std::vector<Sides> channels;
     for (std::size_t c = 0; c < cells.channels; ++c)
-        add_channel(cells, tone, c, sides_of(cells, tone, c, in_cells(displacement.x), in_cells(displacement.y)),
-                    suspicion, levels);
+        channels.push_back(sides_of(cells, tone, c, in_cells(displacement.x), in_cells(displacement.y)));
+    const Suspicion suspicion = suspect(cells, tone, channels);
     std::vector<std::uint8_t> seen(cells.cells());
     std::vector<Patchwork> found;
     const auto pixels_of_cell = static_cast<double>(cells.step * cells.step);
     for (std::size_t i = 0; i < cells.cells(); ++i) {
-        if (seen[i] != 0 || suspicion[i] <= 1)
+        if (seen[i] != 0 || suspicion.times[i] <= 1)
             continue;
-        const Patchwork patchwork = gather(cells, suspicion, levels, owners, i, seen);
+        const Patchwork patchwork = gather(cells, suspicion, owners, i, seen);
         if (patchwork.area * pixels_of_cell >= kArea && patchwork.area > 1 && patchwork.worst > 1.5f)
             found.push_back(patchwork);
     }

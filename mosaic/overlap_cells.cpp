@@ -2,8 +2,10 @@
 #include "mosaic/overlap_cells.h"
 
 #include "core/numbers.h"
+#include "mosaic/cell_rows.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstring>
 
@@ -100,6 +102,92 @@ void add_any_row(const PixelBlock& first, const PixelBlock& second, std::int64_t
         add_row<std::uint16_t>(first, second, y, step, sums);
 }
 
+bool is_covered(const PixelBlock& block, std::int64_t y, std::int64_t rows)
+{
+    return std::memchr(block.mask_row(y), 0, static_cast<std::size_t>(rows * block.rect.width)) == nullptr;
+}
+
+// Sums and maxima of samples down the columns of a few rows.
+template <class Sample, class Sum>
+class Columns
+{
+public:
+    Columns(const PixelBlock& block, std::int64_t y, std::int64_t rows)
+        : sums_(static_cast<std::size_t>(block.rect.width * block.channels)), most_(sums_.size())
+    {
+        for (std::int64_t i = y; i < y + rows; ++i)
+            sum_cell_row(row_of<Sample>(block, i), sums_.size(), sums_.data(), most_.data());
+    }
+
+    // One cell after the other; bit: set where the largest sample is among a cell's.
+    template <std::size_t kChannels>
+    void add_to(std::vector<std::uint64_t>& cells, std::vector<std::uint8_t>& clipped, std::uint8_t bit,
+                std::size_t step) const
+    {
+        const Sum* sum = sums_.data();
+        const Sample* most = most_.data();
+        std::size_t left = sums_.size() / kChannels;
+        for (std::size_t cell = 0; left > 0; ++cell) {
+            const std::size_t columns = std::min(step, left);
+            left -= columns;
+            std::uint64_t of_channel[kChannels] = {};
+            Sample largest = 0;
+            for (std::size_t x = 0; x < columns; ++x, sum += kChannels, most += kChannels)
+                for (std::size_t c = 0; c < kChannels; ++c) {
+                    of_channel[c] += sum[c];
+                    largest = std::max(largest, most[c]);
+                }
+            for (std::size_t c = 0; c < kChannels; ++c)
+                cells[cell * kChannels + c] += of_channel[c];
+            if (largest == static_cast<Sample>(~Sample{0}))
+                clipped[cell] = static_cast<std::uint8_t>(clipped[cell] | bit);
+        }
+    }
+
+private:
+    std::vector<Sum> sums_;
+    std::vector<Sample> most_;
+};
+
+template <class Sample, class Sum>
+void add_columns(const PixelBlock& block, std::int64_t y, std::int64_t rows, std::size_t step,
+                 std::vector<std::uint64_t>& cells, std::vector<std::uint8_t>& clipped, std::uint8_t bit)
+{
+    const Columns<Sample, Sum> columns(block, y, rows);
+    if (block.channels == 1)
+        columns.template add_to<1>(cells, clipped, bit, step);
+    else if (block.channels == 3)
+        columns.template add_to<3>(cells, clipped, bit, step);
+    else
+        columns.template add_to<4>(cells, clipped, bit, step);
+}
+
+void add_any_columns(const PixelBlock& block, std::int64_t y, std::int64_t rows, std::int64_t step,
+                     std::vector<std::uint64_t>& cells, std::vector<std::uint8_t>& clipped, std::uint8_t bit)
+{
+    const auto add = block.sample_bytes == 1 ? add_columns<std::uint8_t, std::uint16_t>
+                                             : add_columns<std::uint16_t, std::uint32_t>;
+    add(block, y, rows, static_cast<std::size_t>(step), cells, clipped, bit);
+}
+
+// Rows that both pictures cover throughout.
+void add_covered_rows(const PixelBlock& first, const PixelBlock& second, std::int64_t y, std::int64_t rows,
+                      std::int64_t step, CellSums& sums)
+{
+    for (std::int64_t done = 0; done < rows; done += kMostCellRows) {
+        const std::int64_t count = std::min(kMostCellRows, rows - done);
+        add_any_columns(first, y + done, count, step, sums.first, sums.clipped, 1);
+        add_any_columns(second, y + done, count, step, sums.second, sums.clipped, 2);
+    }
+    for (std::size_t cell = 0; cell < sums.count.size(); ++cell) {
+        const std::int64_t columns = std::min(step, first.rect.width - static_cast<std::int64_t>(cell) * step);
+        sums.count[cell] = static_cast<std::uint32_t>(rows * columns);
+    }
+}
+
+// The level of every 8-bit sample after its gain.
+using LevelTable = std::array<std::uint8_t, 256>;
+
 // What a sample in the middle of a cell is multiplied with, without the channel's gain.
 double factor_at(const PictureSource& source, std::size_t picture, double x, double y)
 {
@@ -146,8 +234,11 @@ private:
     void add_cells(std::int64_t y, std::int64_t rows, std::int64_t cell_row)
     {
         sums_.clear(cells_.width, cells_.channels);
-        for (std::int64_t i = y; i < y + rows; ++i)
-            add_any_row(first_, second_, i, cells_.step, sums_);
+        if (is_covered(first_, y, rows) && is_covered(second_, y, rows))
+            add_covered_rows(first_, second_, y, rows, cells_.step, sums_);
+        else
+            for (std::int64_t i = y; i < y + rows; ++i)
+                add_any_row(first_, second_, i, cells_.step, sums_);
         for (std::size_t x = 0; x < cells_.width; ++x) {
             cells_.shared_pixels += sums_.count[x];
             put_cell(x, static_cast<std::size_t>(cell_row), rows);
@@ -186,6 +277,41 @@ private:
 
     void count_differences(std::int64_t y)
     {
+        if (first_.sample_bytes == 1 && source_.corrections.falloff.is_flat())
+            count_by_tables(y);
+        else
+            count_corrected(y);
+    }
+
+    void count_by_tables(std::int64_t y)
+    {
+        if (tables_.empty())
+            fill_tables();
+        const std::uint8_t* a = first_.row(y);
+        const std::uint8_t* b = second_.row(y);
+        for (std::int64_t x = 0; x < first_.rect.width; ++x, a += cells_.channels, b += cells_.channels) {
+            if (first_.mask_row(y)[x] == 0 || second_.mask_row(y)[x] == 0)
+                continue;
+            for (std::size_t c = 0; c < cells_.channels; ++c)
+                count(b[c] - a[c], tables_[2 * c + 1][b[c]] - tables_[2 * c][a[c]]);
+        }
+    }
+
+    // Of each channel the first picture's and the second one's.
+    void fill_tables()
+    {
+        for (std::size_t c = 0; c < cells_.channels; ++c)
+            for (const std::size_t picture : {overlap_.first, overlap_.second}) {
+                const auto gain = static_cast<float>(source_.corrections.gains[picture][c]);
+                tables_.emplace_back();
+                for (int sample = 0; sample < 256; ++sample)
+                    tables_.back()[static_cast<std::size_t>(sample)] =
+                        static_cast<std::uint8_t>(level(static_cast<double>(static_cast<float>(sample) * gain)));
+            }
+    }
+
+    void count_corrected(std::int64_t y)
+    {
         const auto samples = static_cast<std::size_t>(first_.rect.width) * cells_.channels;
         corrected_first_.resize(samples);
         corrected_second_.resize(samples);
@@ -193,20 +319,26 @@ private:
                     corrected_first_.data());
         correct_row(source_.corrections, overlap_.second, source_.size(overlap_.second), second_, y,
                     corrected_second_.data());
-        for (std::size_t i = 0; i < samples; ++i) {
-            const auto x = static_cast<std::int64_t>(i / cells_.channels);
+        for (std::int64_t x = 0; x < first_.rect.width; ++x) {
             if (first_.mask_row(y)[x] == 0 || second_.mask_row(y)[x] == 0)
                 continue;
-            const auto c = static_cast<int>(i % cells_.channels);
-            const int before = level(static_cast<double>(second_.sample(x, y, c))) -
-                               level(static_cast<double>(first_.sample(x, y, c)));
-            const int after =
-                level(static_cast<double>(corrected_second_[i])) - level(static_cast<double>(corrected_first_[i]));
-            ++counts_before_[static_cast<std::size_t>(std::abs(before))];
-            ++counts_after_[static_cast<std::size_t>(std::abs(after))];
-            signed_before_ += before;
-            signed_after_ += after;
+            for (std::size_t c = 0; c < cells_.channels; ++c) {
+                const std::size_t i = static_cast<std::size_t>(x) * cells_.channels + c;
+                const int before = level(static_cast<double>(second_.sample(x, y, static_cast<int>(c)))) -
+                                   level(static_cast<double>(first_.sample(x, y, static_cast<int>(c))));
+                const int after =
+                    level(static_cast<double>(corrected_second_[i])) - level(static_cast<double>(corrected_first_[i]));
+                count(before, after);
+            }
         }
+    }
+
+    void count(int before, int after)
+    {
+        ++counts_before_[static_cast<std::size_t>(std::abs(before))];
+        ++counts_after_[static_cast<std::size_t>(std::abs(after))];
+        signed_before_ += before;
+        signed_after_ += after;
     }
 
     int level(double sample) const
@@ -244,6 +376,7 @@ private:
     PixelBlock first_;
     PixelBlock second_;
     CellSums sums_;
+    std::vector<LevelTable> tables_;
     std::vector<float> corrected_first_;
     std::vector<float> corrected_second_;
     std::array<std::uint64_t, 256> counts_before_{};

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace panoval::mosaic
 {
@@ -44,85 +45,148 @@ double median_of(std::vector<double>& values)
 
 } // namespace
 
-ToneModel::ToneModel(const OverlapCells& cells) : cells_(cells)
+namespace
+{
+
+// Where the cells of a row or column lie; the narrow direction of an overlap hardly matters.
+double place(double cell, std::size_t count, double half)
+{
+    return (cell - 0.5 * (static_cast<double>(count) - 1)) / half;
+}
+
+double half_of(const OverlapCells& cells)
+{
+    return 0.5 * static_cast<double>(std::max(cells.width, cells.height));
+}
+
+std::vector<double> places(std::size_t count, double half)
+{
+    std::vector<double> result(count);
+    for (std::size_t i = 0; i < count; ++i)
+        result[i] = place(static_cast<double>(i), count, half);
+    return result;
+}
+
+template <std::size_t kTerms>
+double product(const std::array<double, kTerms>& factor, const std::array<double, kTerms>& terms)
+{
+    double sum = 0;
+    for (std::size_t i = 0; i < kTerms; ++i)
+        sum += factor[i] * terms[i];
+    return sum;
+}
+
+} // namespace
+
+ToneModel::ToneModel(const OverlapCells& cells)
+    : cells_(cells), across_(places(cells.width, half_of(cells))), down_(places(cells.height, half_of(cells)))
 {
     const std::vector<std::size_t> sample = sample_of(cells);
+    if (sample.empty())
+        return;
     for (std::size_t c = 0; c < cells.channels; ++c) {
-        fit(sample, c, channels_[c]);
-        std::vector<double> differences;
-        for (const std::size_t cell : sample)
-            differences.push_back(cells.difference(cell, c));
-        channels_[c].offset = median_of(differences);
+        Channel& channel = channels_[c];
+        scale_levels(sample, c, channel);
+        Samples samples = gather(sample, c, channel);
+        fit(samples, channel);
+        measure_curve(samples, channel);
+        channel.offset = median_of(samples.differences);
     }
 }
 
-std::array<double, ToneModel::kTerms> ToneModel::terms(std::size_t cell, std::size_t c, const Channel& channel) const
+ToneModel::Terms ToneModel::terms(std::size_t cell, std::size_t c, const Channel& channel) const
 {
-    const auto [u, v] = place(static_cast<double>(cell % cells_.width), static_cast<double>(cell / cells_.width));
+    const double u = across_[cell % cells_.width];
+    const double v = down_[cell / cells_.width];
     // Rare levels may be those of a thing that moved, which is no matter of curves.
     const double level =
         (std::clamp(cells_.level(cell, c), channel.lowest, channel.highest) - channel.mean_level) / channel.level_scale;
     return {1, u, v, u * u, u * v, v * v, level, level * level - 1};
 }
 
-std::pair<double, double> ToneModel::place(double x, double y) const
+void ToneModel::surface_row(double x, double y, double step, std::span<double> out) const
 {
-    const auto width = static_cast<double>(cells_.width);
-    const auto height = static_cast<double>(cells_.height);
-    const double half = 0.5 * std::max(width, height); // the narrow direction of an overlap hardly matters
-    return {(x - 0.5 * (width - 1)) / half, (y - 0.5 * (height - 1)) / half};
-}
-
-double ToneModel::surface(double x, double y) const
-{
-    const auto [u, v] = place(x, y);
-    const auto of_channel = [&, u = u, v = v](std::size_t c) {
-        const std::array<double, kTerms>& f = channels_[c].factor;
-        return f[0] + f[1] * u + f[2] * v + f[3] * u * u + f[4] * u * v + f[5] * v * v;
+    const auto brightness = [&](std::size_t i) {
+        const double f0 = channels_[0].factor[i];
+        return cells_.channels < 3 ? f0 : 0.25 * (f0 + channels_[2].factor[i]) + 0.5 * channels_[1].factor[i];
     };
-    return cells_.channels < 3 ? of_channel(0) : 0.25 * (of_channel(0) + of_channel(2)) + 0.5 * of_channel(1);
+    const double half = half_of(cells_);
+    const double v = place(y, cells_.height, half);
+    const double constant = brightness(0) + brightness(2) * v + brightness(5) * v * v;
+    const double linear = brightness(1) + brightness(4) * v;
+    const double square = brightness(3);
+    for (std::size_t i = 0; i < out.size(); ++i) {
+        const double u = place(x + static_cast<double>(i) * step, cells_.width, half);
+        out[i] = constant + (linear + square * u) * u;
+    }
 }
 
-void ToneModel::fit(const std::vector<std::size_t>& sample, std::size_t c, Channel& channel) const
+// Levels run from about -1 to 1 where most of them are.
+void ToneModel::scale_levels(const std::vector<std::size_t>& sample, std::size_t c, Channel& channel) const
 {
-    if (sample.empty())
-        return;
     std::vector<double> levels;
+    levels.reserve(sample.size());
     for (const std::size_t cell : sample)
         levels.push_back(cells_.level(cell, c));
     std::sort(levels.begin(), levels.end());
-    const auto count = static_cast<double>(sample.size());
     channel.mean_level = levels[levels.size() / 2];
     channel.lowest = levels[levels.size() / kRare];
     channel.highest = levels[levels.size() - 1 - levels.size() / kRare];
     channel.level_scale = std::max(1.0, 0.35 * (channel.highest - channel.lowest));
+}
+
+ToneModel::Samples ToneModel::gather(const std::vector<std::size_t>& sample, std::size_t c,
+                                     const Channel& channel) const
+{
+    Samples samples;
+    samples.rest.resize(sample.size());
+    for (const std::size_t cell : sample) {
+        samples.terms.push_back(terms(cell, c, channel));
+        samples.differences.push_back(cells_.difference(cell, c));
+    }
+    return samples;
+}
+
+void ToneModel::fit(Samples& samples, Channel& channel)
+{
     for (int round = 0; round < kRounds; ++round) {
-        if (round > 0)
-            measure_spread(sample, c, channel);
+        // Wide at first: the first fit may lean towards what does not belong.
+        const double reach = (round == 1 ? 8 : 5) * std::max(channel.spread, kFinest);
         NormalEquations<kTerms> equations;
-        for (const std::size_t cell : sample) {
-            const double difference = cells_.difference(cell, c);
+        for (std::size_t i = 0; i < samples.terms.size(); ++i) {
             double weight = 1;
             if (round > 0) {
-                // Wide at first: the first fit may lean towards what does not belong.
-                const double u =
-                    (difference - at(cell, c)) / ((round == 1 ? 8 : 5) * std::max(channel.spread, kFinest));
+                const double u = samples.rest[i] / reach;
                 weight = std::fabs(u) < 1 ? (1 - u * u) * (1 - u * u) : 0;
             }
             if (weight > 0)
-                equations.add(terms(cell, c, channel), difference, weight);
+                equations.add(samples.terms[i], samples.differences[i], weight);
         }
-        equations.hold_back(2e-3 * count);
+        equations.hold_back(2e-3 * static_cast<double>(samples.terms.size()));
         channel.factor = equations.solve();
+        measure_spread(samples, channel);
     }
-    measure_spread(sample, c, channel);
+}
+
+void ToneModel::measure_spread(Samples& samples, Channel& channel)
+{
+    std::vector<double> sizes(samples.rest.size());
+    for (std::size_t i = 0; i < sizes.size(); ++i) {
+        samples.rest[i] = samples.differences[i] - product(channel.factor, samples.terms[i]);
+        sizes[i] = std::fabs(samples.rest[i]);
+    }
+    channel.spread = kToDeviation * median_of(sizes);
+}
+
+void ToneModel::measure_curve(const Samples& samples, Channel& channel)
+{
     double curve = 0;
     double mean = 0;
     double fitting = 0;
-    for (const std::size_t cell : sample) {
-        if (std::fabs(cells_.difference(cell, c) - at(cell, c)) > 5 * std::max(channel.spread, kFinest))
+    for (std::size_t i = 0; i < samples.terms.size(); ++i) {
+        if (std::fabs(samples.rest[i]) > 5 * std::max(channel.spread, kFinest))
             continue;
-        const std::array<double, kTerms> t = terms(cell, c, channel);
+        const Terms& t = samples.terms[i];
         const double part = channel.factor[6] * t[6] + channel.factor[7] * t[7];
         curve += part * part;
         mean += part;
@@ -132,22 +196,9 @@ void ToneModel::fit(const std::vector<std::size_t>& sample, std::size_t c, Chann
         channel.curve = std::sqrt(std::max(0.0, curve / fitting - mean / fitting * (mean / fitting)));
 }
 
-void ToneModel::measure_spread(const std::vector<std::size_t>& sample, std::size_t c, Channel& channel) const
-{
-    std::vector<double> sizes;
-    sizes.reserve(sample.size());
-    for (const std::size_t cell : sample)
-        sizes.push_back(std::fabs(cells_.difference(cell, c) - at(cell, c)));
-    channel.spread = kToDeviation * median_of(sizes);
-}
-
 double ToneModel::at(std::size_t cell, std::size_t c) const
 {
-    const std::array<double, kTerms> t = terms(cell, c, channels_[c]);
-    double sum = 0;
-    for (std::size_t i = 0; i < kTerms; ++i)
-        sum += channels_[c].factor[i] * t[i];
-    return sum;
+    return product(channels_[c].factor, terms(cell, c, channels_[c]));
 }
 
 double ToneModel::offset() const

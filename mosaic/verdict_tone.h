@@ -9,7 +9,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
-#include <utility>
+#include <span>
 #include <vector>
 
 namespace panoval::mosaic
@@ -24,8 +24,9 @@ public:
     explicit ToneModel(const OverlapCells& cells);
 
     double at(std::size_t cell, std::size_t c) const;
-    // The part that depends on the place alone, of brightness; x and y in cells, 0 the first one's middle.
-    double surface(double x, double y) const;
+    // The part that depends on the place alone, of brightness, at (x + i * step, y) for each i; in cells, 0 the first
+    // one's middle.
+    void surface_row(double x, double y, double step, std::span<double> out) const;
     // What remains: its robust standard deviation.
     double spread(std::size_t c) const { return channels_[c].spread; }
     // Standard deviation over the overlap of the part that depends on the level; of the channel with most of it.
@@ -45,12 +46,25 @@ private:
         double offset = 0;
     };
 
-    std::pair<double, double> place(double x, double y) const;
-    std::array<double, kTerms> terms(std::size_t cell, std::size_t c, const Channel& channel) const;
-    void fit(const std::vector<std::size_t>& sample, std::size_t c, Channel& channel) const;
-    void measure_spread(const std::vector<std::size_t>& sample, std::size_t c, Channel& channel) const;
+    using Terms = std::array<double, kTerms>;
+
+    // What a fit is made of, for one channel.
+    struct Samples {
+        std::vector<Terms> terms;
+        std::vector<double> differences;
+        std::vector<double> rest; // what the fit leaves of them
+    };
+
+    Terms terms(std::size_t cell, std::size_t c, const Channel& channel) const;
+    void scale_levels(const std::vector<std::size_t>& sample, std::size_t c, Channel& channel) const;
+    Samples gather(const std::vector<std::size_t>& sample, std::size_t c, const Channel& channel) const;
+    static void fit(Samples& samples, Channel& channel);
+    static void measure_spread(Samples& samples, Channel& channel);
+    static void measure_curve(const Samples& samples, Channel& channel);
 
     const OverlapCells& cells_;
+    std::vector<double> across_; // of each column, where it lies
+    std::vector<double> down_;
     std::array<Channel, 4> channels_;
 };
 
