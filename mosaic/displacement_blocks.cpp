@@ -72,8 +72,8 @@ Sectors divide(const Rect& region)
 {
     Sectors sectors = {std::clamp<std::int64_t>((region.width + kBlock / 2) / kBlock, 1, kMostBlocks),
                        std::clamp<std::int64_t>((region.height + kBlock / 2) / kBlock, 1, kMostBlocks)};
-    while (sectors.across * sectors.down > kMostBlocks)
-        --(sectors.across > sectors.down ? sectors.across : sectors.down);
+    while (sectors.across * sectors.down > kMostBlocks) // narrow ones go first
+        --(region.width * sectors.down < region.height * sectors.across ? sectors.across : sectors.down);
     return sectors;
 }
 
@@ -97,25 +97,36 @@ Rect best_block(const OverlapCells& cells, const Texture& texture, const Rect& s
     return best;
 }
 
-// In the frame of the overlap's region.
-std::vector<Rect> choose_blocks(const OverlapCells& cells)
+// In the frame of the overlap's region: every other sector's first, as on a chess board, and how many those are.
+struct Blocks {
+    std::vector<Rect> rects;
+    std::size_t first_half = 0;
+};
+
+Blocks choose_blocks(const OverlapCells& cells)
 {
     const Rect& region = cells.overlap.region;
     const Texture texture(cells);
     const Sectors sectors = divide(region);
     const auto width = static_cast<std::int64_t>(cells.width);
     const auto height = static_cast<std::int64_t>(cells.height);
-    std::vector<Rect> blocks;
-    for (std::int64_t j = 0; j < sectors.down; ++j)
-        for (std::int64_t i = 0; i < sectors.across; ++i) {
-            Rect sector{i * width / sectors.across, j * height / sectors.down, 0, 0};
-            sector.width = (i + 1) * width / sectors.across - sector.x;
-            sector.height = (j + 1) * height / sectors.down - sector.y;
-            const Rect block = best_block(cells, texture, sector);
-            blocks.push_back(intersect({region.x + block.x * cells.step, region.y + block.y * cells.step,
-                                        block.width * cells.step, block.height * cells.step},
-                                       region));
-        }
+    const auto block_in = [&](std::int64_t i, std::int64_t j) {
+        Rect sector{i * width / sectors.across, j * height / sectors.down, 0, 0};
+        sector.width = (i + 1) * width / sectors.across - sector.x;
+        sector.height = (j + 1) * height / sectors.down - sector.y;
+        const Rect block = best_block(cells, texture, sector);
+        return intersect({region.x + block.x * cells.step, region.y + block.y * cells.step, block.width * cells.step,
+                          block.height * cells.step},
+                         region);
+    };
+    Blocks blocks;
+    for (std::int64_t colour = 0; colour < 2; ++colour) {
+        for (std::int64_t j = 0; j < sectors.down; ++j)
+            for (std::int64_t i = (j + colour) % 2; i < sectors.across; i += 2)
+                blocks.rects.push_back(block_in(i, j));
+        if (colour == 0)
+            blocks.first_half = blocks.rects.size();
+    }
     return blocks;
 }
 
@@ -317,6 +328,15 @@ BlockShift measure_cells(const Surface& surface)
     return block;
 }
 
+// Where it lies, and so exactly that nobody need look elsewhere.
+bool fits_clearly(const BlockShift& block)
+{
+    constexpr double kStill = 0.25; // pixels
+    constexpr double kExact = 0.1;  // pixels, a standard deviation
+    return is_matched(block) && block.fit.correlation > kGoodFit && std::fabs(block.fit.x) < kStill &&
+           std::fabs(block.fit.y) < kStill && block.fit.information.weaker() > 1 / (kExact * kExact);
+}
+
 } // namespace
 
 double chance_at(const BlockShift& block)
@@ -336,14 +356,18 @@ bool is_matched(const BlockShift& block)
 std::vector<BlockShift> measure_blocks(const PictureSource& source, const OverlapCells& cells, const ToneModel& tone)
 {
     constexpr std::int64_t kSmallestSide = 6; // pixels
+    constexpr std::size_t kEnough = 3;        // blocks that fit clearly
     const Rect& region = cells.overlap.region;
     if (std::min(region.width, region.height) < kSmallestSide || cells.shared_pixels == 0)
         return {};
-    const std::vector<Rect> rects = choose_blocks(cells);
+    const Blocks chosen = choose_blocks(cells);
     const Surface surface{tone, cells};
     std::vector<BlockShift> blocks;
     std::size_t matched = 0;
-    for (const Rect& rect : rects) {
+    for (const Rect& rect : chosen.rects) {
+        if (blocks.size() == chosen.first_half && blocks.size() >= kEnough &&
+            std::all_of(blocks.begin(), blocks.end(), fits_clearly))
+            return blocks;
         blocks.push_back(measure_block(source, surface, rect, 0, 0));
         matched += is_matched(blocks.back()) ? 1 : 0;
     }
