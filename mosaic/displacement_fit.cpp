@@ -4,8 +4,10 @@
 #include "mosaic/displacement_fit.h"
 
 #include "core/numbers.h"
+#include "mosaic/shift_rows.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace panoval::mosaic
@@ -48,16 +50,17 @@ void warp(const Patch& second, const Rect& to, double x, double y, Warped& warpe
          row < std::min(to.height, second.rect.height - 1 - shift_y); ++row) {
         const std::size_t above = static_cast<std::size_t>(row + shift_y) * second.width();
         const std::size_t out = static_cast<std::size_t>(row) * width;
-        for (std::int64_t column = first_x; column < last_x; ++column) {
-            const std::size_t i = above + static_cast<std::size_t>(column + shift_x);
-            const std::size_t j = i + second.width();
-            const float* const v = second.value.data();
-            const std::uint8_t* const k = second.known.data();
-            const float upper = v[i] + fx * (v[i + 1] - v[i]);
-            const float lower = v[j] + fx * (v[j + 1] - v[j]);
-            warped.value[out + static_cast<std::size_t>(column)] = upper + fy * (lower - upper);
-            warped.known[out + static_cast<std::size_t>(column)] = k[i] & k[i + 1] & k[j] & k[j + 1];
-        }
+        if (last_x <= first_x)
+            break;
+        const auto count = static_cast<std::size_t>(last_x - first_x);
+        const std::size_t from = above + static_cast<std::size_t>(first_x + shift_x);
+        const std::size_t at = out + static_cast<std::size_t>(first_x);
+        const float* const v = second.value.data() + from;
+        interpolate_row(v, v + second.width(), fx, fy, count, warped.value.data() + at);
+        const std::uint8_t* const k = second.known.data() + from;
+        const std::uint8_t* const below = k + second.width();
+        for (std::size_t i = 0; i < count; ++i)
+            warped.known[at + i] = k[i] & k[i + 1] & below[i] & below[i + 1];
     }
 }
 
@@ -68,47 +71,46 @@ struct Sums {
     double gxa = 0, gxb = 0, gya = 0, gyb = 0; // times values
     Information own;                           // gradients of the first patch by themselves
     Information common;                        // times those of the second
-
-    void add(const float* first, const float* second, std::ptrdiff_t width)
-    {
-        const double va = static_cast<double>(*first);
-        const double vb = static_cast<double>(*second);
-        const double ax = 0.5 * static_cast<double>(first[1] - first[-1]);
-        const double ay = 0.5 * static_cast<double>(first[width] - first[-width]);
-        const double bx = 0.5 * static_cast<double>(second[1] - second[-1]);
-        const double by = 0.5 * static_cast<double>(second[width] - second[-width]);
-        count += 1;
-        a += va;
-        b += vb;
-        aa += va * va;
-        ab += va * vb;
-        bb += vb * vb;
-        gx += ax;
-        gy += ay;
-        gxa += ax * va;
-        gxb += ax * vb;
-        gya += ay * va;
-        gyb += ay * vb;
-        own.xx += ax * ax;
-        own.xy += ax * ay;
-        own.yy += ay * ay;
-        common.xx += ax * bx;
-        common.xy += 0.5 * (ax * by + ay * bx);
-        common.yy += ay * by;
-    }
 };
+
+Sums sums_of(const std::array<double, kShiftSums>& s)
+{
+    return {s[kCount],
+            s[kA],
+            s[kB],
+            s[kAA],
+            s[kAB],
+            s[kBB],
+            s[kGx],
+            s[kGy],
+            s[kGxA],
+            s[kGxB],
+            s[kGyA],
+            s[kGyB],
+            {s[kOwnXX], s[kOwnXY], s[kOwnYY]},
+            {s[kCommonXX], s[kCommonXY], s[kCommonYY]}};
+}
 
 Sums add_up(const Patch& first, const Warped& second)
 {
-    Sums sums;
+    std::array<double, kShiftSums> sums{};
     const std::size_t width = first.width();
-    const auto stride = static_cast<std::ptrdiff_t>(width);
-    const auto is_known = [&](std::size_t i) { return (first.known[i] & second.known[i]) != 0; };
-    for (std::size_t y = 1; y + 1 < first.height(); ++y)
-        for (std::size_t i = y * width + 1; i + 1 < (y + 1) * width; ++i)
-            if (is_known(i) && is_known(i - 1) && is_known(i + 1) && is_known(i - width) && is_known(i + width))
-                sums.add(first.value.data() + i, second.value.data() + i, stride);
-    return sums;
+    if (width < 3)
+        return {};
+    std::vector<std::uint8_t> both(first.known.size());
+    for (std::size_t i = 0; i < both.size(); ++i)
+        both[i] = first.known[i] & second.known[i];
+    std::vector<float> weight(width - 2);
+    for (std::size_t y = 1; y + 1 < first.height(); ++y) {
+        const std::uint8_t* const row = both.data() + y * width + 1;
+        for (std::size_t x = 0; x < weight.size(); ++x)
+            weight[x] = static_cast<float>(*(row + x - 1) & row[x] & row[x + 1] & *(row + x - width) & row[x + width]);
+        const std::size_t start = y * width + 1;
+        add_shift_row(
+            {first.value.data() + start, second.value.data() + start, width, width, weight.data(), weight.size()},
+            sums);
+    }
+    return sums_of(sums);
 }
 
 // What both gradients share, less what noise alone might have made them share.

@@ -31,63 +31,69 @@ void smooth(Patch& patch)
     }
 }
 
-// Sums over windows of 2 reach + 1 rows, cut off at the edges.
-void sum_windows_down(std::vector<double>& values, std::size_t width, std::size_t height, std::size_t reach)
+// Sums over windows of 2 reach + 1 pixels both ways, cut off at the patch's edges, of what lies in `inside`; one row of
+// windows after the other.
+template <class Value>
+class WindowSums
 {
-    std::vector<double> sum(width);
-    std::vector<double> result(values.size());
-    const auto add = [&](std::size_t row, double sign) {
-        for (std::size_t x = 0; x < width; ++x)
-            sum[x] += sign * values[row * width + x];
-    };
-    for (std::size_t row = 0; row < std::min(reach, height); ++row)
-        add(row, 1);
-    for (std::size_t y = 0; y < height; ++y) {
-        if (y + reach < height)
-            add(y + reach, 1);
-        if (y > reach)
-            add(y - reach - 1, -1);
-        std::copy(sum.begin(), sum.end(), result.begin() + static_cast<std::ptrdiff_t>(y * width));
+public:
+    WindowSums(const std::vector<Value>& values, std::size_t width, const Rect& inside, std::int64_t reach)
+        : values_(values), width_(width), inside_(inside), reach_(static_cast<std::size_t>(reach)), down_(width),
+          before_(width + 1)
+    {
+        for (std::int64_t row = 0; row < reach; ++row)
+            add_row(row, 1);
     }
-    values = std::move(result);
-}
 
-void sum_windows_across(std::vector<double>& values, std::size_t width, std::size_t height, std::size_t reach)
-{
-    std::vector<double> row(width);
-    for (std::size_t y = 0; y < height; ++y) {
-        double* const line = values.data() + y * width;
-        double sum = 0;
-        for (std::size_t x = 0; x < std::min(reach, width); ++x)
-            sum += line[x];
-        for (std::size_t x = 0; x < width; ++x) {
-            sum += x + reach < width ? line[x + reach] : 0.0;
-            sum -= x > reach ? line[x - reach - 1] : 0.0;
-            row[x] = sum;
-        }
-        std::copy(row.begin(), row.end(), line);
+    // Of row y; rows are asked for in their order.
+    void next(std::size_t y, std::vector<double>& sums)
+    {
+        const auto row = static_cast<std::int64_t>(y);
+        const auto reach = static_cast<std::int64_t>(reach_);
+        add_row(row + reach, 1);
+        add_row(row - reach - 1, -1);
+        for (std::size_t x = 0; x < width_; ++x)
+            before_[x + 1] = before_[x] + down_[x];
+        for (std::size_t x = 0; x < width_; ++x)
+            sums[x] = before_[std::min(x + reach_ + 1, width_)] - before_[x - std::min(x, reach_)];
     }
-}
 
-void subtract_slow_changes(Patch& patch, std::size_t reach, const Rect& area)
+private:
+    void add_row(std::int64_t row, double sign)
+    {
+        if (row < inside_.y || row >= inside_.bottom())
+            return;
+        const Value* const line = values_.data() + static_cast<std::size_t>(row) * width_;
+        for (std::int64_t x = inside_.x; x < inside_.right(); ++x)
+            down_[static_cast<std::size_t>(x)] += sign * static_cast<double>(line[x]);
+    }
+
+    const std::vector<Value>& values_;
+    std::size_t width_;
+    Rect inside_;
+    std::size_t reach_;
+    std::vector<double> down_;   // of each column
+    std::vector<double> before_; // sums of the columns before each one
+};
+
+void subtract_slow_changes(Patch& patch, std::int64_t reach, const Rect& area)
 {
-    std::vector<double> sums(patch.value.size());
-    std::vector<double> counts(patch.value.size());
+    const std::size_t width = patch.width();
+    const std::vector<float> values = patch.value;
+    const std::vector<std::uint8_t> known = patch.known;
     const Rect inside = intersect(area, patch.rect).moved(-patch.rect.x, -patch.rect.y);
-    for (std::int64_t y = inside.y; y < inside.bottom(); ++y)
-        for (std::int64_t x = inside.x; x < inside.right(); ++x) {
-            const std::size_t i = static_cast<std::size_t>(y) * patch.width() + static_cast<std::size_t>(x);
-            sums[i] = static_cast<double>(patch.value[i]);
-            counts[i] = patch.known[i];
+    WindowSums<float> of_values(values, width, inside, reach);
+    WindowSums<std::uint8_t> of_known(known, width, inside, reach);
+    std::vector<double> sums(width);
+    std::vector<double> counts(width);
+    for (std::size_t y = 0; y < patch.height(); ++y) {
+        of_values.next(y, sums);
+        of_known.next(y, counts);
+        for (std::size_t x = 0, i = y * width; x < width; ++x, ++i) {
+            const bool is_known = known[i] != 0 && counts[x] > 0.5;
+            patch.known[i] = is_known ? 1 : 0;
+            patch.value[i] = is_known ? static_cast<float>(static_cast<double>(values[i]) - sums[x] / counts[x]) : 0.0f;
         }
-    for (std::vector<double>* values : {&sums, &counts}) {
-        sum_windows_down(*values, patch.width(), patch.height(), reach);
-        sum_windows_across(*values, patch.width(), patch.height(), reach);
-    }
-    for (std::size_t i = 0; i < patch.value.size(); ++i) {
-        patch.known[i] = patch.known[i] != 0 && counts[i] > 0.5 ? 1 : 0;
-        patch.value[i] =
-            patch.known[i] != 0 ? static_cast<float>(static_cast<double>(patch.value[i]) - sums[i] / counts[i]) : 0.0f;
     }
 }
 
@@ -149,7 +155,7 @@ void read_row(const PixelBlock& block, std::int64_t y, const std::vector<float>&
 void prepare_patch(Patch& patch, std::int64_t reach, const Rect& area)
 {
     smooth(patch);
-    subtract_slow_changes(patch, static_cast<std::size_t>(reach), area);
+    subtract_slow_changes(patch, reach, area);
 }
 
 double seen_beyond_noise(const Patch& patch)

@@ -34,7 +34,9 @@ Sides sides_of(const OverlapCells& cells, const ToneModel& tone, std::size_t c, 
     Sides sides{Plane(cells.cells()), Plane(cells.cells()), std::vector<std::uint8_t>(cells.cells())};
     const auto width = static_cast<std::ptrdiff_t>(cells.width);
     const auto height = static_cast<std::ptrdiff_t>(cells.height);
-    for (std::ptrdiff_t y = 0; y < height; ++y)
+    std::vector<double> tones(cells.width);
+    for (std::ptrdiff_t y = 0; y < height; ++y) {
+        tone.at_row(static_cast<std::size_t>(y), c, tones);
         for (std::ptrdiff_t x = 0; x < width; ++x) {
             const auto i = static_cast<std::size_t>(y * width + x);
             const bool is_inside = x + dx >= 0 && x + dx < width && y + dy >= 0 && y + dy < height;
@@ -43,12 +45,13 @@ Sides sides_of(const OverlapCells& cells, const ToneModel& tone, std::size_t c, 
                 continue;
             sides.known[i] = 1;
             sides.first[i] = cells.first[i * cells.channels + c];
-            sides.second[i] =
-                static_cast<float>(static_cast<double>(cells.second[j * cells.channels + c]) - tone.at(i, c));
+            sides.second[i] = static_cast<float>(static_cast<double>(cells.second[j * cells.channels + c]) -
+                                                 tones[static_cast<std::size_t>(x)]);
             if ((cells.clipped[i] & 1) != 0 || (cells.clipped[j] & 2) != 0) // as much as both agree on
                 sides.second[i] = static_cast<float>(static_cast<double>(sides.first[i]) +
                                                      cells.difference(i, c) * (i == j ? 1.0 : 0.0));
         }
+    }
     return sides;
 }
 

@@ -16,7 +16,7 @@ namespace
 {
 
 constexpr std::int64_t kMostCells = std::int64_t{1} << 16;
-constexpr std::int64_t kMostCounted = std::int64_t{1} << 16; // pixels whose differences are counted
+constexpr std::int64_t kMostCounted = std::int64_t{1} << 14; // pixels whose differences are counted
 constexpr std::int64_t kSmallest = 160;                      // a side up to which an overlap is kept as it is
 
 std::int64_t step_for(const Rect& region)
@@ -165,8 +165,8 @@ void add_columns(const PixelBlock& block, std::int64_t y, std::int64_t rows, std
 void add_any_columns(const PixelBlock& block, std::int64_t y, std::int64_t rows, std::int64_t step,
                      std::vector<std::uint64_t>& cells, std::vector<std::uint8_t>& clipped, std::uint8_t bit)
 {
-    const auto add = block.sample_bytes == 1 ? add_columns<std::uint8_t, std::uint16_t>
-                                             : add_columns<std::uint16_t, std::uint32_t>;
+    const auto add =
+        block.sample_bytes == 1 ? add_columns<std::uint8_t, std::uint16_t> : add_columns<std::uint16_t, std::uint32_t>;
     add(block, y, rows, static_cast<std::size_t>(step), cells, clipped, bit);
 }
 

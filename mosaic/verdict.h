@@ -54,7 +54,7 @@ struct OverlapVerdict {
     std::size_t second = 0;
     Rect region; // on the canvas; may cross the right edge of one that wraps
     std::uint64_t shared_pixels = 0;
-    SharedDifferences before; // as the pictures came; of at most 2^16 pixels, in rows at equal distances
+    SharedDifferences before; // as the pictures came; of at most 2^14 pixels, in rows at equal distances
     SharedDifferences after;  // corrected
     std::optional<Displacement> displacement; // none: the overlap shows too little to tell
     double displaced_by = 0;                  // pixels; the typical one where it is not the same everywhere

@@ -16,7 +16,8 @@ namespace
 {
 
 constexpr std::size_t kMostFitted = 1500; // cells
-constexpr int kRounds = 6;
+constexpr int kRounds = 6;                // at most, and at least three
+constexpr double kSettled = 0.01;         // change of what remains from round to round, relative
 constexpr std::size_t kRare = 10; // one cell in so many is darker than the range of levels of a fit, and one brighter
 constexpr double kToDeviation = 1.4826; // median of absolute values of a normal distribution to its standard deviation
 constexpr double kFinest = 0.15;        // levels: no fit of rounded samples is believed to be more exact
@@ -164,7 +165,10 @@ void ToneModel::fit(Samples& samples, Channel& channel)
         }
         equations.hold_back(2e-3 * static_cast<double>(samples.terms.size()));
         channel.factor = equations.solve();
+        const double before = channel.spread;
         measure_spread(samples, channel);
+        if (round >= 2 && std::fabs(channel.spread - before) <= kSettled * channel.spread)
+            break;
     }
 }
 
@@ -196,9 +200,20 @@ void ToneModel::measure_curve(const Samples& samples, Channel& channel)
         channel.curve = std::sqrt(std::max(0.0, curve / fitting - mean / fitting * (mean / fitting)));
 }
 
-double ToneModel::at(std::size_t cell, std::size_t c) const
+void ToneModel::at_row(std::size_t y, std::size_t c, std::span<double> out) const
 {
-    return product(channels_[c].factor, terms(cell, c, channels_[c]));
+    const Channel& channel = channels_[c];
+    const Terms& f = channel.factor;
+    const double v = down_[y];
+    const double constant = f[0] + f[2] * v + f[5] * v * v;
+    const double linear = f[1] + f[4] * v;
+    const double inverse = 1 / channel.level_scale;
+    for (std::size_t x = 0; x < out.size(); ++x) {
+        const double u = across_[x];
+        const double clamped = std::clamp(cells_.level(y * cells_.width + x, c), channel.lowest, channel.highest);
+        const double level = (clamped - channel.mean_level) * inverse;
+        out[x] = constant + (linear + f[3] * u) * u + f[6] * level + f[7] * (level * level - 1);
+    }
 }
 
 double ToneModel::offset() const

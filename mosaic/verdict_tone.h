@@ -23,7 +23,8 @@ public:
 
     explicit ToneModel(const OverlapCells& cells);
 
-    double at(std::size_t cell, std::size_t c) const;
+    // Of each cell in a row of them.
+    void at_row(std::size_t y, std::size_t c, std::span<double> out) const;
     // The part that depends on the place alone, of brightness, at (x + i * step, y) for each i; in cells, 0 the first
     // one's middle.
     void surface_row(double x, double y, double step, std::span<double> out) const;
