@@ -9,6 +9,7 @@
 #include "blend/band_rows.h"
 #include "mosaic/level_windows.h"
 #include "mosaic/rect.h"
+#include "mosaic/row_spans.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -24,7 +25,13 @@ public:
     // frame   its corner is 0 for every level
     // tile    inside the frame, in the frame's pixels
     // has_weights  whether sums of weights are kept, too
-    TileLevels(const Rect& frame, const Window& tile, int bands, int channels, bool has_weights);
+    //
+    // Sums are unset. Memory of earlier ones is used again.
+    void reset(const Rect& frame, const Window& tile, int bands, int channels, bool has_weights);
+
+    // All sums become 0, or those of some columns of level i.
+    void clear();
+    void clear(int i, const RowSpans& spans);
 
     const Rect& frame() const { return frame_; }
     int bands() const { return static_cast<int>(windows_.size()) - 1; }
@@ -36,12 +43,10 @@ public:
     float* sums(int i, std::int64_t y);
     float* weights(int i, std::int64_t y);
 
-    static std::size_t bytes(std::int64_t width, std::int64_t height, int channels, bool has_weights);
-
 private:
     Rect frame_;
-    int channels_;
-    bool has_weights_;
+    int channels_ = 1;
+    bool has_weights_ = false;
     std::vector<Window> windows_;
     std::vector<std::vector<float>> sums_;
     std::vector<std::vector<float>> weights_;
@@ -54,7 +59,7 @@ public:
     virtual ~PictureRows() = default;
 
     // Columns first to first + count - 1 of row y of the region: count * channels samples and count weights. Rows are
-    // asked for once each, from the top.
+    // asked for once each, from the top; a row that nobody needs is left out.
     virtual void load(std::int64_t y, std::int64_t first, std::int64_t count, float* samples, float* weights) = 0;
 
     // A reduced row, level 1 and up, before its bands are told; rows of coarser levels are made of it as it was. The
@@ -72,12 +77,13 @@ class BandWindow
 public:
     // region    the picture's place with the margin that its bands spread into, in the frame's pixels; multiples of
     //           the coarsest level's pixel. Beyond it samples and weights go on as their mirror images
-    // products  of each level, where the picture's bands are wanted, in the frame's pixels of that level; parts of
-    //           levels.windows()
-    BandWindow(TileLevels& levels, const Rect& region, const std::vector<Window>& products);
-
-    // Of level 0, what load() will be asked for, in the region's pixels; empty if nothing.
-    const Window& needed() const { return levels_.front().needed; }
+    // products  of each level, where the picture's bands are wanted; parts of levels.windows(). Spans are in the
+    //           region's pixels of the level, windows in the frame's
+    // needed    picture_spans() of the products
+    //
+    // Memory of earlier pictures is used again.
+    void reset(TileLevels& levels, const Rect& region, std::vector<RowSpans> products, std::vector<RowSpans> needed);
+    void reset(TileLevels& levels, const Rect& region, const std::vector<Window>& products);
 
     // Adds the picture; once.
     void run(PictureRows& rows);
@@ -104,8 +110,9 @@ private:
     struct Level {
         std::int64_t width = 0; // of the whole region
         std::int64_t height = 0;
-        Window needed;  // in the region's pixels
-        Window product; // the same
+        RowSpans needed;  // in the region's pixels
+        RowSpans product; // the same
+        Interval columns; // around all that is needed; rows in memory begin with the first of them
         std::int64_t next = 0;
         Rows samples;
         Rows weights;
@@ -118,39 +125,45 @@ private:
         }
     };
 
-    void lay_out(Rows& rows, const Level& level, std::int32_t channels, bool is_reduced);
+    static void lay_out(Rows& rows, const Level& level, std::int32_t channels, bool is_reduced);
     void lay_out_levels();
     void produce_row(std::size_t i, PictureRows& rows);
+    void make_row(std::size_t i, std::int64_t y, Interval columns, PictureRows& rows);
     void reduce_from_finer(std::size_t i, std::int64_t y);
     void reduce_down_from(Rows& from, Rows& to, std::size_t i, std::int64_t y);
     void reduce_for_coarser(std::size_t i, std::int64_t y);
-    void expand_to_finer(std::size_t i, std::int64_t y);
+    void tell_finer_bands(std::size_t i, std::int64_t y);
     CoarseRows coarse_rows(std::size_t i, std::int64_t y);
     void add_row(std::size_t i, std::int64_t y);
 
-    TileLevels& tile_;
+    TileLevels* tile_ = nullptr;
     Rect region_;
     std::vector<Level> levels_;
     std::vector<float> no_weights_; // where sums of weights go that nobody keeps
     std::size_t top_ = 0;           // the coarsest level that is needed
+    bool has_any_ = false;
 };
 
 // Rows of the coarser level, which has been collapsed, expanded to a level of a tile.
 class TileExpander
 {
 public:
-    TileExpander(TileLevels& levels, int level);
+    // fine  of the level's rows, the columns that are wanted
+    TileExpander(TileLevels& levels, int level, const RowSpans& fine);
 
-    // What row y of the level is expanded from, from the level's first column in the tile on. y ascends.
+    // What row y of the level is expanded from, from the level's first column in the tile on. y ascends; rows without
+    // wanted columns are left out.
     CoarseRows around(std::int64_t y);
 
 private:
     static constexpr std::size_t kRows = 3;
 
     const float* across(std::int64_t y);
+    void expand(std::int64_t y);
 
     TileLevels& levels_;
-    int level_;
+    const int level_;
+    const RowSpans& fine_;
     std::int64_t coarse_height_; // of the frame
     std::size_t stride_;
     std::size_t offset_; // floats before the level's first column

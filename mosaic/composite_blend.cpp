@@ -1,12 +1,13 @@
 // SPDX-License-Identifier: MIT
-// Everything that differs from the composite lies near seams: a picture is sent through its pyramids only where its own
-// area and what it shows of others' areas come so near to each other that the bands of a level see both.
+// Away from the seams a tile is its owners' pixels, which go straight from the pictures to the output. Near them the
+// composite is kept in floats, the pictures' differences from it go through their pyramids, and what these leave is
+// added.
 #include "mosaic/composite_blend.h"
 
-#include "mosaic/band_window.h"
 #include "mosaic/composite_rows.h"
 #include "mosaic/covered_share.h"
-#include "mosaic/plane.h"
+#include "mosaic/seam_zones.h"
+#include "mosaic/share_pixels.h"
 
 #include <algorithm>
 #include <cstring>
@@ -45,271 +46,292 @@ Window window_of(const Rect& rect)
     return {{rect.x, rect.right()}, {rect.y, rect.bottom()}};
 }
 
-// An appearance of a picture within reach of the tile.
-struct Share {
-    std::size_t picture;
-    Rect rect;   // on the canvas
-    Rect owned;  // around its own pixels
-    Rect others; // around those of its pixels that are not its own
-
-    std::int32_t label() const { return static_cast<std::int32_t>(picture); }
-};
-
-Plane<std::int32_t> read_labels(const CompositeJob& job, const Rect& rect)
+// Spans of level 0 in pixels of the canvas.
+RowSpans on_canvas(const RowSpans& spans, const Rect& frame)
 {
-    Plane<std::int32_t> labels(rect, 1);
-    for (std::int64_t y = rect.y; y < rect.bottom(); ++y)
-        job.seams.read(y, rect.x, rect.width, job.layout.wraps, labels.at(rect.x, y));
-    return labels;
-}
-
-void grow_to(Rect& rect, std::int64_t first, std::int64_t end, std::int64_t y)
-{
-    if (first < end)
-        rect = bounding(rect, {first, y, end - first, 1});
-}
-
-// Looks where the share's own pixels are, and where others' are.
-void look_at_row(Share& share, const Rect& part, const std::int32_t* labels, std::int64_t y)
-{
-    const std::int32_t* const end = labels + part.width;
-    const std::int32_t own = share.label();
-    const auto is_own = [own](std::int32_t label) { return label == own; };
-    const auto column = [&](const std::int32_t* at) { return part.x + (at - labels); };
-    const std::int32_t* const first_own = std::find(labels, end, own);
-    const std::int32_t* const first_other = std::find_if_not(labels, end, is_own);
-    const std::int32_t* last_own = end;
-    while (last_own != first_own && last_own[-1] != own)
-        --last_own;
-    const std::int32_t* last_other = end;
-    while (last_other != first_other && last_other[-1] == own)
-        --last_other;
-    grow_to(share.owned, column(first_own), column(last_own), y);
-    grow_to(share.others, column(first_other), column(last_other), y);
-}
-
-// How often the canvas is to be laid beside itself on either side.
-std::int64_t turns_of(const CompositeJob& job, const Rect& rect)
-{
-    return job.layout.wraps ? rect.width / job.layout.width + 2 : 0;
-}
-
-std::vector<Share> find_shares(const CompositeJob& job, const Plane<std::int32_t>& labels)
-{
-    std::vector<Share> shares;
-    const std::int64_t turns = turns_of(job, labels.rect);
-    for (std::size_t i = 0; i < job.layout.pictures.size(); ++i)
-        for (std::int64_t turn = -turns; turn <= turns; ++turn) {
-            Share share{i, job.layout.pictures[i].rect.moved(turn * job.layout.width, 0), {}, {}};
-            const Rect part = intersect(share.rect, labels.rect);
-            for (std::int64_t y = part.y; y < part.bottom(); ++y)
-                look_at_row(share, part, labels.at(part.x, y), y);
-            if (!share.owned.is_empty())
-                shares.push_back(share);
-        }
-    return shares;
-}
-
-void read_block(const CompositeJob& job, const Share& share, const Rect& part, PixelBlock& block)
-{
-    job.reader.read(share.picture, part.moved(-share.rect.x, -share.rect.y), block);
-}
-
-void correct(const CompositeJob& job, const Share& share, const PixelBlock& block, std::int64_t y, float* row)
-{
-    const Rect& picture = job.layout.pictures[share.picture].rect;
-    correct_row(job.corrections, share.picture, {0, 0, picture.width, picture.height}, block, y, row);
-}
-
-// --------------------------------------------------------------------------------------------------- the composite
-// ----
-
-// Calls body(first, end) for each run of a label.
-template <class Body>
-void for_each_run(const std::int32_t* labels, std::int64_t count, std::int32_t label, const Body& body)
-{
-    const std::int32_t* const end = labels + count;
-    for (const std::int32_t* at = std::find(labels, end, label); at != end;) {
-        const std::int32_t* const behind =
-            std::find_if(at, end, [label](std::int32_t other) { return other != label; });
-        body(at - labels, behind - labels);
-        at = std::find(behind, end, label);
+    const Interval rows = spans.rows();
+    RowSpans moved(Interval{rows.first + frame.y, rows.end + frame.y});
+    for (std::int64_t y = rows.first; y < rows.end; ++y) {
+        const Interval columns = spans.at(y);
+        if (!columns.is_empty())
+            moved.add(y + frame.y, {columns.first + frame.x, columns.end + frame.x});
     }
+    return moved;
 }
 
-void put_coverage(const CompositeJob& job, const Share& share, const PixelBlock& block, const Rect& part,
-                  const Plane<std::int32_t>& labels)
-{
-    const Rect in_tile = intersect(part, job.tile);
-    for (std::int64_t y = in_tile.y; y < in_tile.bottom(); ++y) {
-        const std::uint8_t* const mask = block.mask_row(y - part.y) + (in_tile.x - part.x);
-        std::uint8_t* const out =
-            job.coverage + to_size(y - job.tile.y) * job.coverage_row_bytes + to_size(in_tile.x - job.tile.x);
-        for_each_run(labels.at(in_tile.x, y), in_tile.width, share.label(), [&](std::int64_t first, std::int64_t end) {
-            std::memcpy(out + first, mask + first, to_size(end - first));
-        });
-    }
-}
-
-// Every pixel from its owner.
-Plane<float> compose(const CompositeJob& job, const std::vector<Share>& shares, const Plane<std::int32_t>& labels,
-                     const Rect& rect, PixelBlock& block)
-{
-    const std::int64_t channels = job.layout.channels;
-    Plane<float> composite(rect, channels);
-    std::vector<float> row;
-    for (const Share& share : shares) {
-        const Rect part = intersect(share.owned, rect);
-        if (part.is_empty())
-            continue;
-        read_block(job, share, part, block);
-        row.resize(to_size(part.width * channels));
-        for (std::int64_t y = part.y; y < part.bottom(); ++y) {
-            correct(job, share, block, y - part.y, row.data());
-            float* const out = composite.at(part.x, y);
-            for_each_run(labels.at(part.x, y), part.width, share.label(), [&](std::int64_t first, std::int64_t end) {
-                std::copy(row.data() + first * channels, row.data() + end * channels, out + first * channels);
-            });
-        }
-        if (job.coverage != nullptr)
-            put_coverage(job, share, block, part, labels);
-    }
-    return composite;
-}
-
-// -------------------------------------------------------------------------------------------------- the correction
-// ----
-
-// Where the blurred area of a picture and its difference from the composite meet, on each level. Pixel X of level i is
-// made of level 0 up to 2 (2^i - 1) pixels away; its band sees three times as far.
-std::vector<Window> products_of(const Share& share, const TileLevels& levels)
-{
-    std::vector<Window> products;
-    for (std::size_t i = 0; i < levels.windows().size(); ++i) {
-        const std::int64_t unit = std::int64_t{1} << i;
-        const Rect met = intersect(share.owned.grown(2 * unit), share.others.grown(6 * unit))
-                             .moved(-levels.frame().x, -levels.frame().y);
-        const Window part{{met.x >> i, (met.right() >> i) + 1}, {met.y >> i, (met.bottom() >> i) + 1}};
-        products.push_back(met.is_empty() ? Window{} : intersect(part, levels.windows()[i]));
-    }
-    return products;
-}
-
-// The picture's difference from the composite, and its own area.
-class DifferenceRows : public PictureRows
+class TileWork
 {
 public:
-    DifferenceRows(const CompositeJob& job, const Share& share, const Plane<std::int32_t>& labels,
-                   const CoveredShare& covered, const Plane<float>& composite, const Rect& frame,
-                   const PixelBlock& block, const Rect& part)
-        : job_(job), share_(share), labels_(labels), covered_(covered), composite_(composite), frame_(frame),
-          block_(block), part_(part)
+    TileWork(const CompositeJob& job, CompositeScratch& scratch)
+        : job_(job), labels_(scratch.labels), composite_(scratch.composite), levels_(scratch.levels),
+          bands_(scratch.bands), pixels_(job.layout, job.corrections), frame_(frame_around(job.tile, job.bands)),
+          scale_(job.output_bits == job.layout.bits ? 1.0f
+                 : job.output_bits == 16            ? 257.0f
+                                                    : 1.0f / 257.0f)
     {
     }
 
-    void load(std::int64_t y, std::int64_t first, std::int64_t count, float* samples, float* weights) override
+    void run()
     {
-        const std::int64_t channels = composite_.channels;
-        const std::int64_t row = frame_.y + y;
-        const std::int64_t before = part_.x - (frame_.x + first); // the part has these columns at most
-        std::fill_n(weights, count, 0.0f);
-        if (row < part_.y || row >= part_.bottom()) {
-            std::fill_n(samples, count * channels, 0.0f);
-            return;
-        }
-        std::fill_n(samples, before * channels, 0.0f);
-        float* const inner = samples + before * channels;
-        correct(job_, share_, block_, row - part_.y, inner);
-        subtract_row(inner, composite_.at(part_.x, row), to_size(part_.width * channels));
-        clear_uncovered(block_.mask_row(row - part_.y), inner);
-        own_row(labels_.at(part_.x, row), share_.label(), to_size(part_.width), weights + before);
-        std::fill_n(inner + part_.width * channels, (count - before - part_.width) * channels, 0.0f);
-    }
-
-    void adjust(int level, std::int64_t y, std::int64_t first, std::int64_t count, float* samples,
-                float* weights) override
-    {
-        covered_.normalize(level, y, first, count, job_.layout.channels, samples, weights);
+        read_labels();
+        const std::vector<Share> shares = find_shares(job_.layout, labels_);
+        levels_.reset(frame_, window_of(job_.tile.moved(-frame_.x, -frame_.y)), job_.bands, job_.layout.channels,
+                      false);
+        const std::vector<SeamZone> zones = find_zones(shares, levels_);
+        lay_out(zones);
+        put_nobody();
+        for (const Share& share : shares)
+            put_share(share);
+        if (!zones.empty())
+            correct(zones);
     }
 
 private:
-    void clear_uncovered(const std::uint8_t* mask, float* samples) const
+    Interval tile_columns() const { return {job_.tile.x, job_.tile.right()}; }
+    std::size_t sample_bytes() const { return to_size(job_.output_bits / 8); }
+
+    std::uint8_t* out(std::int64_t y, std::int64_t x) const
     {
-        const auto width = to_size(part_.width);
-        const auto channels = to_size(composite_.channels);
-        const void* at = std::memchr(mask, 0, width);
-        while (at != nullptr) {
-            const auto x = to_size(static_cast<const std::uint8_t*>(at) - mask);
-            std::fill_n(samples + x * channels, channels, 0.0f);
-            at = std::memchr(mask + x + 1, 0, width - x - 1);
+        return job_.samples + to_size(y - job_.tile.y) * job_.row_bytes +
+               to_size((x - job_.tile.x) * job_.layout.channels) * sample_bytes();
+    }
+
+    void read_labels()
+    {
+        const Layout& layout = job_.layout;
+        const Rect reach = composite_reach(job_.tile, job_.bands);
+        const Rect canvas = layout.wraps ? Rect{reach.x, 0, reach.width, layout.height} : layout.canvas();
+        labels_.read(job_.seams, intersect(reach, canvas), layout.wraps);
+    }
+
+    // What is corrected, and where the composite is needed for that.
+    void lay_out(const std::vector<SeamZone>& zones)
+    {
+        std::vector<RowSpans> sums;
+        for (const Window& window : levels_.windows()) {
+            RowSpans& level = sums.emplace_back(window.rows);
+            for (const SeamZone& zone : zones)
+                level.add(zone.products[sums.size() - 1]);
+        }
+        collapsed_ = collapse_spans(sums, levels_.windows());
+        corrected_ = on_canvas(collapsed_[0], frame_);
+        composed_.reset({labels_.rect().y, labels_.rect().bottom()});
+        composed_.add(corrected_);
+        for (const SeamZone& zone : zones)
+            composed_.add(zone.shown);
+        const Rect around = composed_.bounds().rect();
+        composite_.reset(around, job_.layout.channels);
+    }
+
+    // ---- the composite ----
+
+    // Calls take(columns) for the columns of a row of the tile that no seam reaches.
+    template <class Take>
+    void for_each_plain_part(std::int64_t y, Interval columns, const Take& take) const
+    {
+        if (y < job_.tile.y || y >= job_.tile.bottom())
+            return;
+        const Interval in_tile = intersect(columns, tile_columns());
+        const Interval corrected = corrected_.at(y);
+        const Interval before =
+            corrected.is_empty() ? in_tile : Interval{in_tile.first, std::min(in_tile.end, corrected.first)};
+        const Interval behind =
+            corrected.is_empty() ? Interval{} : Interval{std::max(in_tile.first, corrected.end), in_tile.end};
+        for (const Interval& part : {before, behind})
+            if (!part.is_empty())
+                take(part);
+    }
+
+    void put_nobody()
+    {
+        const std::int64_t channels = job_.layout.channels;
+        for (std::int64_t y = labels_.rect().y; y < labels_.rect().bottom(); ++y)
+            for (const LabelRun& run : labels_.row(y)) {
+                if (run.label != kNobody)
+                    continue;
+                const Interval columns{run.first, run.end};
+                const Interval composed = intersect(columns, composed_.at(y));
+                if (!composed.is_empty())
+                    std::fill_n(composite_.at(composed.first, y), composed.length() * channels, 0.0f);
+                for_each_plain_part(y, columns, [&](Interval part) {
+                    std::memset(out(y, part.first), 0, to_size(part.length() * channels) * sample_bytes());
+                });
+                put_coverage(y, columns, nullptr, 0);
+            }
+    }
+
+    // mask: of the columns' first one on; null for the same everywhere
+    void put_coverage(std::int64_t y, Interval columns, const std::uint8_t* mask, int value) const
+    {
+        const Interval part = intersect(columns, tile_columns());
+        if (job_.coverage == nullptr || y < job_.tile.y || y >= job_.tile.bottom() || part.is_empty())
+            return;
+        std::uint8_t* const to =
+            job_.coverage + to_size(y - job_.tile.y) * job_.coverage_row_bytes + to_size(part.first - job_.tile.x);
+        if (mask != nullptr)
+            std::memcpy(to, mask + (part.first - columns.first), to_size(part.length()));
+        else
+            std::memset(to, value, to_size(part.length()));
+    }
+
+    // What is looked at of a row of the canvas.
+    Interval seen(std::int64_t y) const
+    {
+        const bool is_in_tile = y >= job_.tile.y && y < job_.tile.bottom();
+        return bounding(composed_.at(y), is_in_tile ? tile_columns() : Interval{});
+    }
+
+    // Every pixel from its owner.
+    void put_share(const Share& share)
+    {
+        const Interval rows = share.owned.rows();
+        RowSpans wanted(rows);
+        for (std::int64_t y = rows.first; y < rows.end; ++y)
+            wanted.add(y, intersect(share.owned.at(y), seen(y)));
+        const Rect part = wanted.bounds().rect();
+        if (part.is_empty())
+            return;
+        pixels_.read(job_.reader, share, part);
+        for (std::int64_t y = part.y; y < part.bottom(); ++y)
+            for (const LabelRun& run : labels_.row(y, part.x, part.right())) {
+                const Interval columns = intersect(Interval{run.first, run.end}, {part.x, part.right()});
+                if (run.label == share.label() && !columns.is_empty())
+                    put_run(y, columns);
+            }
+    }
+
+    void put_run(std::int64_t y, Interval columns)
+    {
+        const Interval composed = intersect(columns, composed_.at(y));
+        if (!composed.is_empty())
+            pixels_.scaled(y, composed, composite_.at(composed.first, y));
+        for_each_plain_part(
+            y, columns, [&](Interval part) { pixels_.finished(y, part, scale_, out(y, part.first), sample_bytes()); });
+        put_coverage(y, columns, pixels_.mask(y, columns.first), 255);
+    }
+
+    // ---- the correction ----
+
+    // The picture's difference from the composite, and its own area.
+    class DifferenceRows : public PictureRows
+    {
+    public:
+        DifferenceRows(TileWork& work, const Share& share, const CoveredShare& covered)
+            : work_(work), share_(share), covered_(covered)
+        {
+        }
+
+        void load(std::int64_t y, std::int64_t first, std::int64_t count, float* samples, float* weights) override
+        {
+            const std::int64_t channels = work_.job_.layout.channels;
+            const std::int64_t row = work_.frame_.y + y;
+            const Rect& known = work_.labels_.rect();
+            std::fill_n(samples, count * channels, 0.0f);
+            std::fill_n(weights, count, 0.0f);
+            const std::int64_t left = work_.frame_.x + first;
+            const Interval all = intersect(Interval{left, left + count}, share_.columns());
+            if (row < std::max(known.y, share_.rect.y) || row >= std::min(known.bottom(), share_.rect.bottom()) ||
+                all.is_empty())
+                return;
+            for (const LabelRun& run : work_.labels_.row(row, all.first, all.end)) {
+                const Interval columns = intersect(Interval{run.first, run.end}, all);
+                if (run.label == share_.label())
+                    std::fill_n(weights + (columns.first - left), columns.length(), 1.0f);
+                else
+                    show(row, columns, samples + (columns.first - left) * channels);
+            }
+        }
+
+        void adjust(int level, std::int64_t y, std::int64_t first, std::int64_t count, float* samples,
+                    float* weights) override
+        {
+            covered_.normalize(level, y, first, count, work_.job_.layout.channels, samples, weights);
+        }
+
+    private:
+        void show(std::int64_t y, Interval columns, float* samples) const
+        {
+            work_.pixels_.difference(y, columns, work_.composite_.at(columns.first, y), samples);
+            if (const std::uint8_t* const mask = work_.pixels_.mask(y, columns.first))
+                clear_uncovered(mask, to_size(columns.length()), samples);
+        }
+
+        void clear_uncovered(const std::uint8_t* mask, std::size_t width, float* samples) const
+        {
+            const auto channels = to_size(work_.job_.layout.channels);
+            const void* at = std::memchr(mask, 0, width);
+            while (at != nullptr) {
+                const auto x = to_size(static_cast<const std::uint8_t*>(at) - mask);
+                std::fill_n(samples + x * channels, channels, 0.0f);
+                at = std::memchr(mask + x + 1, 0, width - x - 1);
+            }
+        }
+
+        TileWork& work_;
+        const Share& share_;
+        const CoveredShare& covered_;
+    };
+
+    void correct(const std::vector<SeamZone>& zones)
+    {
+        for (int i = 0; i <= levels_.bands(); ++i)
+            levels_.clear(i, collapsed_[to_size(i)]);
+        const CoveredShare covered(labels_, levels_);
+        for (const SeamZone& zone : zones) {
+            pixels_.read(job_.reader, *zone.share, zone.shown.bounds().rect());
+            bands_.reset(levels_, {0, 0, frame_.width, frame_.height}, zone.products, zone.needed);
+            DifferenceRows rows(*this, *zone.share, covered);
+            bands_.run(rows);
+        }
+        collapse();
+        finish();
+    }
+
+    // Adds the levels up; level 0 holds the correction then.
+    void collapse()
+    {
+        for (int i = levels_.bands() - 1; i >= 0; --i) {
+            const Window& window = levels_.windows()[to_size(i)];
+            const RowSpans& spans = collapsed_[to_size(i)];
+            TileExpander expander(levels_, i, spans);
+            for (std::int64_t y = spans.rows().first; y < spans.rows().end; ++y) {
+                const Interval columns = spans.at(y);
+                if (columns.is_empty())
+                    continue;
+                const std::int64_t skipped = (columns.first - window.columns.first) * levels_.channels();
+                CoarseRows coarse = expander.around(y);
+                for (const float*& row : coarse.row)
+                    row = row != nullptr ? row + skipped : nullptr;
+                add_expanded_row(levels_.sums(i, y) + skipped, coarse, to_size(columns.length() * levels_.channels()));
+            }
+        }
+    }
+
+    void finish()
+    {
+        const Window& window = levels_.windows()[0];
+        for (std::int64_t y = job_.tile.y; y < job_.tile.bottom(); ++y) {
+            const Interval columns = corrected_.at(y);
+            if (columns.is_empty())
+                continue;
+            const std::int64_t skipped = columns.first - frame_.x - window.columns.first;
+            finish_row(composite_.at(columns.first, y), levels_.sums(0, y - frame_.y) + skipped * levels_.channels(),
+                       scale_, to_size(columns.length() * levels_.channels()), out(y, columns.first), sample_bytes());
         }
     }
 
     const CompositeJob& job_;
-    const Share& share_;
-    const Plane<std::int32_t>& labels_;
-    const CoveredShare& covered_;
-    const Plane<float>& composite_;
+    LabelRuns& labels_;
+    Plane<float>& composite_;
+    TileLevels& levels_;
+    BandWindow& bands_;
+    SharePixels pixels_;
     const Rect frame_;
-    const PixelBlock& block_;
-    const Rect part_;
+    const float scale_;
+    std::vector<RowSpans> collapsed_; // what is not 0 of each level's sums
+    RowSpans corrected_;              // of the tile
+    RowSpans composed_;               // where the composite is needed
 };
-
-// A share that needs a correction.
-struct Seam {
-    const Share* share;
-    std::vector<Window> products;
-    Rect part; // of the picture, on the canvas, that its bands are made of
-};
-
-std::vector<Seam> find_seams(const std::vector<Share>& shares, TileLevels& levels)
-{
-    std::vector<Seam> seams;
-    for (const Share& share : shares) {
-        if (share.others.is_empty())
-            continue;
-        Seam seam{&share, products_of(share, levels), {}};
-        const std::vector<Window> needed = picture_windows(seam.products, levels.frame().width, levels.frame().height);
-        if (needed[0].is_empty())
-            continue;
-        seam.part = intersect(needed[0].rect().moved(levels.frame().x, levels.frame().y), share.rect);
-        if (!seam.part.is_empty())
-            seams.push_back(std::move(seam));
-    }
-    return seams;
-}
-
-void add_differences(const CompositeJob& job, const Seam& seam, const Plane<std::int32_t>& labels,
-                     const CoveredShare& covered, const Plane<float>& composite, TileLevels& levels, PixelBlock& block)
-{
-    const Rect whole{0, 0, levels.frame().width, levels.frame().height};
-    BandWindow bands(levels, whole, seam.products);
-    read_block(job, *seam.share, seam.part, block);
-    DifferenceRows rows(job, *seam.share, labels, covered, composite, levels.frame(), block, seam.part);
-    bands.run(rows);
-}
-
-// Adds the levels up; level 0 holds the correction then.
-void collapse(TileLevels& levels)
-{
-    for (int i = levels.bands() - 1; i >= 0; --i) {
-        const Window& window = levels.windows()[static_cast<std::size_t>(i)];
-        TileExpander expander(levels, i);
-        for (std::int64_t y = window.rows.first; y < window.rows.end; ++y)
-            add_expanded_row(levels.sums(i, y), expander.around(y),
-                             to_size(window.columns.length() * levels.channels()));
-    }
-}
-
-void finish(const CompositeJob& job, const Plane<float>& composite, TileLevels* levels)
-{
-    const std::size_t count = to_size(job.tile.width * job.layout.channels);
-    const float scale = job.output_bits == job.layout.bits ? 1.0f : job.output_bits == 16 ? 257.0f : 1.0f / 257.0f;
-    const std::int64_t first = levels != nullptr ? levels->windows()[0].rows.first : 0;
-    for (std::int64_t y = 0; y < job.tile.height; ++y)
-        finish_row(composite.at(job.tile.x, job.tile.y + y), levels != nullptr ? levels->sums(0, first + y) : nullptr,
-                   scale, count, job.samples + to_size(y) * job.row_bytes, to_size(job.output_bits / 8));
-}
 
 } // namespace
 
@@ -322,33 +344,9 @@ Rect composite_reach(const Rect& tile, int bands)
     return needed[0].rect().moved(frame.x, frame.y);
 }
 
-void blend_composite(const CompositeJob& job)
+void blend_composite(const CompositeJob& job, CompositeScratch& scratch)
 {
-    const Layout& layout = job.layout;
-    if (job.coverage != nullptr)
-        for (std::int64_t y = 0; y < job.tile.height; ++y)
-            std::memset(job.coverage + to_size(y) * job.coverage_row_bytes, 0, to_size(job.tile.width));
-    const Rect reach = composite_reach(job.tile, job.bands);
-    const Rect canvas = layout.wraps ? Rect{reach.x, 0, reach.width, layout.height} : layout.canvas();
-    const Plane<std::int32_t> labels = read_labels(job, intersect(reach, canvas));
-    const std::vector<Share> shares = find_shares(job, labels);
-
-    const Rect frame = frame_around(job.tile, job.bands);
-    TileLevels levels(frame, window_of(job.tile.moved(-frame.x, -frame.y)), job.bands, layout.channels, false);
-    const std::vector<Seam> seams = find_seams(shares, levels);
-    Rect composed = job.tile;
-    for (const Seam& seam : seams)
-        composed = bounding(composed, seam.part);
-
-    PixelBlock block;
-    const Plane<float> composite = compose(job, shares, labels, intersect(composed, labels.rect), block);
-    if (!seams.empty()) {
-        const CoveredShare covered(labels, levels);
-        for (const Seam& seam : seams)
-            add_differences(job, seam, labels, covered, composite, levels, block);
-        collapse(levels);
-    }
-    finish(job, composite, seams.empty() ? nullptr : &levels);
+    TileWork(job, scratch).run();
 }
 
 } // namespace panoval::mosaic

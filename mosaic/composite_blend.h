@@ -2,10 +2,13 @@
 // A tile of a panorama with seams: the composite, and the correction that lets differences at the seams fade.
 #pragma once
 
+#include "mosaic/band_window.h"
 #include "mosaic/corrections.h"
+#include "mosaic/label_runs.h"
 #include "mosaic/layout.h"
 #include "mosaic/level_windows.h"
 #include "mosaic/pixel_block.h"
+#include "mosaic/plane.h"
 #include "mosaic/seam_map.h"
 
 #include <cstddef>
@@ -29,7 +32,15 @@ struct CompositeJob {
     std::size_t coverage_row_bytes;
 };
 
-void blend_composite(const CompositeJob& job);
+// Memory that a tile takes and the next one uses again.
+struct CompositeScratch {
+    LabelRuns labels;
+    Plane<float> composite;
+    TileLevels levels;
+    BandWindow bands;
+};
+
+void blend_composite(const CompositeJob& job, CompositeScratch& scratch);
 
 // Of the canvas, what the pixels of a tile depend on.
 Rect composite_reach(const Rect& tile, int bands);

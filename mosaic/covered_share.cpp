@@ -41,23 +41,33 @@ Plane<float> reduced(const Plane<float>& fine, const Rect& rect)
     return coarse;
 }
 
+bool has_nobody(const LabelRuns& labels)
+{
+    for (std::int64_t y = labels.rect().y; y < labels.rect().bottom(); ++y)
+        for (const LabelRun& run : labels.row(y))
+            if (run.label == kNobody)
+                return true;
+    return false;
+}
+
 } // namespace
 
-CoveredShare::CoveredShare(const Plane<std::int32_t>& labels, const TileLevels& levels)
-    : is_whole_(std::find(labels.data.begin(), labels.data.end(), kNobody) == labels.data.end())
+CoveredShare::CoveredShare(const LabelRuns& labels, const TileLevels& levels) : is_whole_(!has_nobody(labels))
 {
     const Rect& frame = levels.frame();
     const auto windows = picture_windows(levels.windows(), frame.width, frame.height);
     const Rect seen = windows[0].rect().moved(frame.x, frame.y);
-    is_whole_ = is_whole_ && labels.rect.contains(seen);
+    is_whole_ = is_whole_ && labels.rect().contains(seen);
     if (is_whole_)
         return;
     Plane<float> finest(windows[0].rect(), 1);
-    const Rect inside = intersect(seen, labels.rect);
+    const Rect inside = intersect(seen, labels.rect());
     for (std::int64_t y = inside.y; y < inside.bottom(); ++y)
-        std::transform(labels.at(inside.x, y), labels.at(inside.x, y) + inside.width,
-                       finest.at(inside.x - frame.x, y - frame.y),
-                       [](std::int32_t label) { return label == kNobody ? 0.0f : 1.0f; });
+        for (const LabelRun& run : labels.row(y, inside.x, inside.right())) {
+            const Interval columns = intersect(Interval{run.first, run.end}, {inside.x, inside.right()});
+            if (run.label != kNobody)
+                std::fill_n(finest.at(columns.first - frame.x, y - frame.y), columns.length(), 1.0f);
+        }
     planes_.push_back(std::move(finest));
     for (std::size_t i = 1; i < windows.size(); ++i)
         planes_.push_back(reduced(planes_[i - 1], windows[i].rect()));

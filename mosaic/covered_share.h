@@ -4,6 +4,7 @@
 #pragma once
 
 #include "mosaic/band_window.h"
+#include "mosaic/label_runs.h"
 #include "mosaic/plane.h"
 
 #include <cstdint>
@@ -16,7 +17,7 @@ class CoveredShare
 {
 public:
     // labels: of the canvas around the tile; beyond them nothing is covered
-    CoveredShare(const Plane<std::int32_t>& labels, const TileLevels& levels);
+    CoveredShare(const LabelRuns& labels, const TileLevels& levels);
 
     // Divides a row of a level of 1 and up by its shares; samples and weights are 0 where the share is.
     void normalize(int level, std::int64_t y, std::int64_t first, std::int64_t count, int channels, float* samples,

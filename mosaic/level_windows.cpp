@@ -9,34 +9,6 @@ namespace panoval::mosaic
 namespace
 {
 
-std::int64_t half(std::int64_t at)
-{
-    return at >= 0 ? at / 2 : -((1 - at) / 2);
-}
-
-// Of the coarser level, what pixels of a level are expanded from.
-Interval expanded_from(Interval fine)
-{
-    if (fine.is_empty())
-        return {};
-    return {half(fine.first) - 1, half(fine.end - 1) + 2};
-}
-
-// Of the finer level, what pixels of a level are reduced from.
-Interval reduced_from(Interval coarse)
-{
-    if (coarse.is_empty())
-        return {};
-    return {2 * coarse.first - 2, 2 * coarse.end + 1};
-}
-
-Interval to_even(Interval interval)
-{
-    if (interval.is_empty())
-        return {};
-    return {2 * half(interval.first), 2 * half(interval.end + 1)};
-}
-
 std::int64_t level_size(std::int64_t size, std::size_t level)
 {
     return size >> level;

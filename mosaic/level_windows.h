@@ -51,6 +51,30 @@ inline Window intersect(const Window& a, const Window& b)
     return {intersect(a.columns, b.columns), intersect(a.rows, b.rows)};
 }
 
+// ---- what one level is to the next ----
+
+inline std::int64_t half(std::int64_t at)
+{
+    return at >= 0 ? at / 2 : -((1 - at) / 2);
+}
+
+// Of the coarser level, what pixels of a level are expanded from.
+inline Interval expanded_from(Interval fine)
+{
+    return fine.is_empty() ? Interval{} : Interval{half(fine.first) - 1, half(fine.end - 1) + 2};
+}
+
+// Of the finer level, what pixels of a level are reduced from; what they are expanded into as well.
+inline Interval reduced_from(Interval coarse)
+{
+    return coarse.is_empty() ? Interval{} : Interval{2 * coarse.first - 2, 2 * coarse.end + 1};
+}
+
+inline Interval to_even(Interval interval)
+{
+    return interval.is_empty() ? Interval{} : Interval{2 * half(interval.first), 2 * half(interval.end + 1)};
+}
+
 // Windows count from a corner whose position is a multiple of the coarsest level's pixel.
 
 // What has to be collapsed on every level, 0 to bands, so that the tile's pixels come out. size: of level 0.

@@ -166,7 +166,8 @@ void collapse_coarser_levels(TileLevels& levels)
                               sizeof(float)});
             continue;
         }
-        TileExpander expander(levels, i);
+        const RowSpans all(window);
+        TileExpander expander(levels, i, all);
         for (std::int64_t y = window.rows.first; y < window.rows.end; ++y)
             collapse_row({levels.sums(i, y), levels.weights(i, y), expander.around(y), to_size(window.columns.length()),
                           to_size(levels.channels()), levels.sums(i, y), sizeof(float)});
@@ -178,7 +179,8 @@ void write_tile(const LibraryJob& job, TileLevels& levels)
     collapse_coarser_levels(levels);
     const std::size_t count = to_size(job.tile.width * levels.channels());
     std::vector<std::uint8_t> row(count * to_size(job.layout.sample_bytes()));
-    TileExpander expander(levels, 0);
+    const RowSpans all(levels.windows()[0]);
+    TileExpander expander(levels, 0, all);
     for (std::int64_t y = 0; y < job.tile.height; ++y) {
         const std::int64_t at = job.tile.y + y;
         collapse_row({levels.sums(0, at), levels.weights(0, at), expander.around(at), to_size(job.tile.width),
@@ -277,13 +279,16 @@ void blend_bands(const LibraryJob& job)
     const Layout& layout = job.layout;
     const std::int64_t unit = std::int64_t{1} << job.bands;
     const Rect frame{0, 0, round_up(layout.width, unit), round_up(layout.height, unit)};
-    TileLevels levels(frame, window_of(job.tile), job.bands, layout.channels, true);
+    TileLevels levels;
+    levels.reset(frame, window_of(job.tile), job.bands, layout.channels, true);
+    levels.clear();
+    BandWindow bands;
     for (std::size_t i = 0; i < layout.pictures.size(); ++i) {
         const Rect& picture = layout.pictures[i].rect;
         const Interval columns = spread_of(picture.x, picture.right(), frame.width, job.bands);
         const Interval rows = spread_of(picture.y, picture.bottom(), frame.height, job.bands);
         const Rect region{columns.first, rows.first, columns.length(), rows.length()};
-        BandWindow bands(levels, region, levels.windows());
+        bands.reset(levels, region, levels.windows());
         MirroredRows mirrored(job, i, region);
         bands.run(mirrored);
     }

@@ -22,6 +22,14 @@ struct Plane {
     {
     }
 
+    // Unset but for what was there before; its memory is used again.
+    void reset(const Rect& area, std::int64_t n)
+    {
+        rect = area;
+        channels = n;
+        data.resize(static_cast<std::size_t>(area.pixels() * n));
+    }
+
     T* at(std::int64_t x, std::int64_t y) { return data.data() + offset(x, y); }
     const T* at(std::int64_t x, std::int64_t y) const { return data.data() + offset(x, y); }
 

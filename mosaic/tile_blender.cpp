@@ -21,8 +21,10 @@ void TileBlender::blend(const Rect& tile, std::uint8_t* samples, std::size_t row
                         std::size_t coverage_row_bytes) const
 {
     if (seams_ != nullptr) {
+        const auto scratch = scratch_.take();
         blend_composite({layout_, corrections_, *seams_, reader_, bands_, options_.output_bits, tile, samples,
-                         row_bytes, coverage, coverage_row_bytes});
+                         row_bytes, coverage, coverage_row_bytes},
+                        *scratch);
         return;
     }
     const LibraryJob job{layout_, corrections_, reader_,   bands_,   options_.output_bits,

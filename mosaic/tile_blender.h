@@ -11,9 +11,11 @@
 // canvas.
 #pragma once
 
+#include "mosaic/composite_blend.h"
 #include "mosaic/corrections.h"
 #include "mosaic/layout.h"
 #include "mosaic/pixel_block.h"
+#include "mosaic/scratch_pool.h"
 #include "mosaic/seam_map.h"
 
 #include <cstddef>
@@ -60,6 +62,7 @@ private:
     const BlendOptions options_;
     const int bands_; // no more than the canvas has room for
     PictureReader& reader_;
+    mutable ScratchPool<CompositeScratch> scratch_;
 };
 
 } // namespace panoval::mosaic

@@ -22,12 +22,12 @@ struct TileGrid {
     Rect tile(std::int64_t index) const
     {
         const Rect whole = {index % columns() * tile_width, index / columns() * tile_height, tile_width, tile_height};
-        return intersect(whole, {0, 0, width, height});
+        return intersect(whole, Rect{0, 0, width, height});
     }
     // The canvas's rows that the tiles of one row of the grid cover.
     Rect strip(std::int64_t row) const
     {
-        return intersect({0, row * tile_height, width, tile_height}, {0, 0, width, height});
+        return intersect(Rect{0, row * tile_height, width, tile_height}, Rect{0, 0, width, height});
     }
     friend bool operator==(const TileGrid&, const TileGrid&) = default;
 };
