@@ -46,10 +46,11 @@ namespace
 
 // What an interruption removes. The handler may only read plain memory, so names are kept in it.
 struct UnfinishedFile {
-    std::atomic<bool> is_used{false};
+    std::atomic<bool> is_taken{false};
+    std::atomic<bool> is_used{false}; // from when the name is complete
     char name[4096];
 };
-std::array<UnfinishedFile, 8> unfinished_files;
+std::array<UnfinishedFile, 64> unfinished_files; // some, and one for each thread that writes
 
 extern "C" void on_interruption(int number)
 {
@@ -73,7 +74,7 @@ int remember_unfinished(const std::filesystem::path& path)
 {
     for (std::size_t i = 0; i < unfinished_files.size(); ++i) {
         UnfinishedFile& file = unfinished_files[i];
-        if (file.is_used || path.native().size() >= sizeof file.name)
+        if (path.native().size() >= sizeof file.name || file.is_taken.exchange(true))
             continue;
         std::memcpy(file.name, path.c_str(), path.native().size() + 1);
         file.is_used = true;
@@ -84,8 +85,11 @@ int remember_unfinished(const std::filesystem::path& path)
 
 void forget_unfinished(int slot)
 {
-    if (slot >= 0)
-        unfinished_files[static_cast<std::size_t>(slot)].is_used = false;
+    if (slot < 0)
+        return;
+    UnfinishedFile& file = unfinished_files[static_cast<std::size_t>(slot)];
+    file.is_used = false;
+    file.is_taken = false;
 }
 
 void remove_outputs_on_interruption()

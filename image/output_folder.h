@@ -19,6 +19,9 @@ public:
     OutputFolder& operator=(const OutputFolder&) = delete;
     ~OutputFolder(); // removes what was not committed
 
+    // Where it is until it is put in its place.
+    const std::filesystem::path& path() const { return temporary_; }
+
     // Names are relative to the folder. An interrupted program ends here, by way of an Interruption.
     void make_folder(const std::string& name) const;
     FileHandle make_file(const std::string& name) const;

@@ -17,6 +17,10 @@ namespace
 constexpr std::int64_t kSmallestTile = 16;
 constexpr std::int64_t kLargestTile = 4096;
 
+// Tiles that the engine chooses are whole numbers of these where they can be: stores are cut into chunks that divide
+// tiles.
+constexpr std::int64_t kTileUnit = 256;
+
 // A tile costs as much as so many pixels besides its own.
 constexpr std::uint64_t kTileOverhead = 20000;
 
@@ -64,7 +68,7 @@ std::set<std::int64_t> sides(std::int64_t whole)
     for (std::int64_t parts = 1; parts <= 16; ++parts) {
         const std::int64_t side = (whole + parts - 1) / parts;
         if (side <= 4 * kLargestTile)
-            found.insert(side);
+            found.insert(std::min((side + kTileUnit - 1) / kTileUnit * kTileUnit, whole));
     }
     return found;
 }

@@ -6,6 +6,7 @@
 #include "cli/stitch/stitch.h"
 #include "image/formats.h"
 #include "image/row_writer.h"
+#include "image/zarr_store.h"
 
 #include <CLI/CLI.hpp>
 
@@ -52,7 +53,12 @@ const char* const kExplanation =
     "\n"
     "Large panoramas in parts: --plan-only -o plan.json measures and saves everything but the pixels; --plan "
     "plan.json\n"
-    "then blends without measuring, and with --tile K one tile alone, on any machine that has the pictures.\n"
+    "then blends without measuring, and with --tile those tiles alone, on any machine that has the pictures which "
+    "they\n"
+    "show. Into a .zarr (OME-Zarr) any number of processes may write their tiles at once; with --resume only what is\n"
+    "missing is made. There --alpha adds the coverage as a last channel. panoval pyramid adds reduced levels, or makes "
+    "a\n"
+    "TIFF file or Deep Zoom of it.\n"
     "\n"
     "The verdict, one of good, look and bad, is on standard error, and with --strict in the exit code: 7 for look, 8 "
     "for\n"
@@ -86,10 +92,19 @@ void check(const StitchOptions& options)
         fail_usage(concat("found both INPUT ('", printable(options.inputs.front()), "') and --layout; expected one"));
     if (!options.plan.empty() && (!options.inputs.empty() || !options.layout.empty()))
         fail_usage("found --plan with pictures besides; expected the plan alone, it names them");
-    if (options.is_plan_only && (options.tile || options.is_dry_run || !options.report.empty()))
+    const bool is_store = image::is_store_name(options.output);
+    if (options.is_plan_only && (!options.tiles.empty() || options.is_dry_run || !options.report.empty()))
         fail_usage("found --plan-only with --tile, --dry-run or --report; expected it without: no panorama is made");
-    if (options.tile && !options.report.empty())
-        fail_usage("found --tile with --report; expected the report of a whole panorama");
+    if (!options.report.empty() && (!options.tiles.empty() || is_store))
+        fail_usage("found --report with --tile or a .zarr; expected the report of a whole panorama in a file");
+    if (options.resumes && (options.is_plan_only || !is_store))
+        fail_usage("found --resume without a .zarr; expected one as OUT");
+    if (options.wants_pyramid && is_store)
+        fail_usage("found --pyramid with a .zarr; expected panoval pyramid afterwards, when all tiles are there");
+    if (is_store && options.compression != "" && options.compression != "none" && options.compression != "deflate")
+        fail_usage(concat("found --compression ", options.compression, " with a .zarr; expected none or deflate"));
+    if (options.is_cropped && !options.plan.empty())
+        fail_usage("found --crop with --plan; expected it when the plan is made");
 }
 
 } // namespace
@@ -102,7 +117,7 @@ void add_stitch_command(CLI::App& program)
     command
         .add_option("-o,--output", options->output,
                     concat("The panorama: ", image::all_endings(),
-                           ". The file is written beside the target and takes its name when it is complete"))
+                           " .zarr. The file is written beside the target and takes its name when it is complete"))
         ->required()
         ->type_name("OUT");
     command
@@ -155,7 +170,12 @@ void add_stitch_command(CLI::App& program)
     command.add_flag("--plan-only", options->is_plan_only, "Write the plan (JSON) to OUT and no panorama");
     command.add_option("--plan", options->plan, "Take pictures, gains, seams and all from this plan")
         ->type_name("FILE");
-    command.add_option("--tile", options->tile, "Make this tile alone, counted from 0 row by row")->type_name("K");
+    command
+        .add_option("--tile", options->tiles,
+                    "Make these tiles alone, counted from 0 row by row: 7, or into a .zarr a list as 0-15,20")
+        ->type_name("K");
+    command.add_flag("--resume", options->resumes,
+                     "Keep the tiles that a .zarr has from this plan, and make what is missing");
     command.add_flag("--dry-run", options->is_dry_run, "Tell size, tiles, memory and time, and make nothing");
     command.add_flag("--strict", options->is_strict, "End with 7 where the verdict is look, with 8 where it is bad");
     command.add_flag("--distributions", options->wants_distributions,
@@ -169,7 +189,8 @@ void add_stitch_command(CLI::App& program)
         ->type_name("BITS");
     command
         .add_option("--compression", options->compression,
-                    "Of a TIFF panorama: none (default), lzw, deflate or zstd, as far as this build has them")
+                    "Of a TIFF panorama: none (default), lzw, deflate or zstd, as far as this build has them; of a "
+                    ".zarr: deflate (default) or none")
         ->check(CLI::IsMember(image::compression_names()))
         ->type_name("HOW");
     command.add_option("--quality", options->quality, "Of a JPEG panorama, 1 to 100; 93 without it")
@@ -177,7 +198,7 @@ void add_stitch_command(CLI::App& program)
         ->type_name("N");
     command.add_flag("--pyramid", options->wants_pyramid,
                      "Write reduced pictures behind the full one into a TIFF panorama, in tiles all");
-    command.add_flag("--alpha", options->wants_alpha, "Write the coverage as alpha channel (PNG, TIFF, PAM)");
+    command.add_flag("--alpha", options->wants_alpha, "Write the coverage as alpha channel (PNG, TIFF, PAM, .zarr)");
     add_common_options(command, options->common);
     command.footer(concat(kExplanation, kHelpEnd));
     command.callback([options, wrap] {

@@ -3,10 +3,11 @@
 
 #include "cli/base/errors.h"
 #include "cli/base/file_names.h"
+#include "cli/stitch/plan_file.h"
 #include "image/formats.h"
+#include "image/zarr_store.h"
 
 #include <algorithm>
-#include <filesystem>
 #include <thread>
 
 namespace panoval::cli
@@ -19,48 +20,7 @@ constexpr std::uint64_t kDefaultMemory = std::uint64_t{512} << 20;
 constexpr std::uint64_t kLeastEngineMemory = std::uint64_t{1} << 20;
 constexpr std::size_t kLongestPlan = std::size_t{1} << 32;
 
-const char* const kFiles = "files";
-
-// A plan's text, taken apart for the files that it names.
-std::vector<PlacedInput> inputs_of_plan(const std::string& name, const nlohmann::json& plan)
-{
-    const char* const expected = "a plan that panoval stitch --plan-only has written";
-    if (!plan.is_object() || !plan.contains(kFiles) || !plan[kFiles].is_array() || plan[kFiles].empty())
-        fail_input(name, "no list of files", expected);
-    const std::filesystem::path folder = path_from_utf8(name).parent_path();
-    std::vector<PlacedInput> inputs;
-    for (const nlohmann::json& entry : plan[kFiles]) {
-        const auto file = [&](const char* key) {
-            if (!entry.is_object() || !entry.contains(key))
-                return std::string();
-            if (!entry[key].is_string())
-                fail_input(name, concat("a \"", key, "\" that is no text"), expected);
-            return utf8_from_path(folder / path_from_utf8(entry[key].get<std::string>()));
-        };
-        PlacedInput input;
-        input.file = file("file");
-        if (input.file.empty())
-            fail_input(name, "an entry without \"file\"", expected);
-        input.mask = file("mask");
-        input.keep = file("keep");
-        input.exclude = file("exclude");
-        const auto place = [&](const char* key) {
-            if (!entry.contains(key) || !entry[key].is_number_integer())
-                fail_input(name, concat("an entry without \"", key, "\""), expected);
-            return entry[key].get<std::int64_t>();
-        };
-        input.position = Offset{place("x"), place("y")};
-        inputs.push_back(input);
-    }
-    return inputs;
-}
-
-std::string relative_name(const std::string& file, const std::filesystem::path& folder)
-{
-    std::error_code error;
-    const auto near = std::filesystem::proximate(path_from_utf8(file), folder.empty() ? "." : folder, error);
-    return error ? file : utf8_from_path(near);
-}
+const char* const kExpectedPlan = "a plan that panoval stitch --plan-only of this version has written";
 
 std::int32_t number_of_file(const std::string& name, const PanoramaPlan& plan)
 {
@@ -122,7 +82,8 @@ PanovalMosaicOptions PanoramaJob::engine_options() const
     engine.vignetting = options.vignetting ? 1 : 0;
     engine.anchor = options.anchor.empty() ? 0 : number_of_file(options.anchor, plan);
     engine.tile_size = options.tile_size;
-    const int most = options.is_plan_only ? 16 : image::output_format_of(options.output).most_bits;
+    const bool is_any_depth = options.is_plan_only || image::is_store_name(options.output);
+    const int most = is_any_depth ? 16 : image::output_format_of(options.output).most_bits;
     engine.output_bits = options.depth != 0 ? options.depth : std::min(plan.bits, most);
     return engine;
 }
@@ -146,18 +107,26 @@ void PanoramaJob::add_pictures()
                                           static_cast<std::int64_t>(gains.pictures.size()), gains.falloff.data()));
 }
 
-// The files must be what they were: their places are the plan's.
+// The files themselves are looked at when their pixels are needed.
 void PanoramaJob::load_plan()
 {
     const std::string text = read_text_file(options.plan, "a plan", kLongestPlan);
     const auto json = nlohmann::json::parse(text, nullptr, false);
     if (json.is_discarded())
-        fail_input(options.plan, "no valid JSON", "a plan that panoval stitch --plan-only has written");
-    mosaic.check(panoval_mosaic_load_plan(mosaic.get(), text.data(), text.size()));
+        fail_input(options.plan, "no valid JSON", kExpectedPlan);
+    try {
+        mosaic.check(panoval_mosaic_load_plan(mosaic.get(), text.data(), text.size()));
+    } catch (const Failure& failure) {
+        throw Failure(failure.fault(), concat(printable(options.plan), ": ", failure.what()));
+    }
     blend = json["options"]["blend"].get<std::string>();
     seams = json["options"]["seams"].get<std::string>();
+    const auto own_id = json.find("id");
+    id = own_id != json.end() && own_id->is_string() ? own_id->get<std::string>() : id_of_text(text);
+    is_measured = json.contains("gains") && (json.contains("seams") || !has_seams());
     const PanovalMosaicLayout told = mosaic.layout();
-    plan = plan_panorama(inputs_of_plan(options.plan, json));
+    plan = plan_panorama(layers_of_plan(options.plan, json));
+    crop = crop_of_plan(options.plan, json, told);
     if (blend == "feather")
         frame_inner_sides(plan);
     if (static_cast<std::int64_t>(plan.layers.size()) != told.pictures)
@@ -167,9 +136,11 @@ void PanoramaJob::load_plan()
         mosaic.check(panoval_mosaic_picture(mosaic.get(), static_cast<std::int64_t>(i), &picture));
         const PanovalMosaicPicture now = PictureFiles::describe(plan, i);
         if (now.width != picture.width || now.height != picture.height || now.channels != picture.channels ||
-            now.bits != picture.bits || now.has_mask != picture.has_mask || now.has_keep != picture.has_keep)
-            fail_input(plan.layers[i].name(), describe(plan.layers[i].info),
-                       concat("what it was when '", printable(options.plan), "' was written"));
+            now.bits != picture.bits || now.has_mask != picture.has_mask || now.has_keep != picture.has_keep ||
+            (told.wraps == 0 && (now.x != picture.x || now.y != picture.y)))
+            fail_input(options.plan,
+                       concat("another place or kind of '", printable(plan.layers[i].name()), "' in its files"),
+                       "what its canvas says");
     }
     const PanovalMosaicOptions engine = engine_options(); // memory and threads of it count
     mosaic.check(panoval_mosaic_set_options(mosaic.get(), &engine));
@@ -180,10 +151,13 @@ void PanoramaJob::measure(PictureFiles& files)
     const PanovalMosaicHost host = files.host();
     mosaic.check(panoval_mosaic_set_host(mosaic.get(), &host));
     // Of a single tile nobody asks whether the whole panorama is good.
-    const int parts = options.tile || options.is_plan_only ? PANOVAL_MOSAIC_MEASURE_SEAMS : PANOVAL_MOSAIC_MEASURE_ALL;
+    const bool is_part = !options.tiles.empty() || options.is_plan_only || options.resumes;
+    const int parts = is_part ? PANOVAL_MOSAIC_MEASURE_SEAMS : PANOVAL_MOSAIC_MEASURE_ALL;
     const std::int32_t code = panoval_mosaic_measure(mosaic.get(), parts);
     files.rethrow();
     mosaic.check(code);
+    if (id.empty() && image::is_store_name(options.output))
+        id = nlohmann::json::parse(plan_text(options.output))["id"].get<std::string>();
 }
 
 PanoramaGains PanoramaJob::gains() const
@@ -213,27 +187,12 @@ std::string PanoramaJob::plan_text(const std::string& name) const
     std::size_t size = 0;
     mosaic.check(panoval_mosaic_save_plan(mosaic.get(), &text, &size));
     Json json = Json::parse(text, text + size);
-    const std::filesystem::path folder = path_from_utf8(name).parent_path();
-    Json files = Json::array();
-    for (std::size_t i = 0; i < plan.layers.size(); ++i) {
-        const PlacedLayer& layer = plan.layers[i];
-        if (i > 0 && layer.layer > 0 && layer.file == plan.layers[i - 1].file)
-            continue; // one entry for all layers of a file
-        // Several layers have places of their own, which the file's place is added to.
-        const Offset own = layer.is_one_of_several ? layer.info.position.value_or(Offset{}) : Offset{};
-        Json entry = {{"file", relative_name(layer.file, folder)},
-                      {"x", layer.position.x - own.x},
-                      {"y", layer.position.y - own.y}};
-        if (!layer.mask.empty())
-            entry["mask"] = relative_name(layer.mask, folder);
-        if (!layer.keep.empty())
-            entry["keep"] = relative_name(layer.keep, folder);
-        if (!layer.exclude.empty())
-            entry["exclude"] = relative_name(layer.exclude, folder);
-        files.push_back(entry);
-    }
-    json[kFiles] = files;
-    return json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
+    json["files"] = files_for_plan(plan, name);
+    if (crop)
+        json["crop"] = {{"x", crop->x}, {"y", crop->y}, {"width", crop->width}, {"height", crop->height}};
+    const auto dump = [&] { return json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n"; };
+    json["id"] = id_of_text(dump());
+    return dump();
 }
 
 } // namespace panoval::cli

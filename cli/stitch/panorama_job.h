@@ -10,6 +10,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,11 +28,15 @@ public:
     std::vector<std::string> notes; // what is odd without being wrong
     MosaicHandle mosaic;
     PanovalMosaicLayout layout{};
-    std::string blend;           // of the options or of the plan
-    std::string seams;           //
-    bool measures_gains = false; // neither switched off nor known from a file
+    std::string blend;                     // of the options or of the plan
+    std::string seams;                     //
+    bool measures_gains = false;           // neither switched off nor known from a file
+    std::string id;                        // of the plan that was loaded
+    bool is_measured = false;              // the plan that was loaded has gains and seams
+    std::optional<PanovalMosaicRect> crop; // the part of the canvas that is wanted; all of it without
 
     int output_bits() const { return layout.bits; }
+    PanovalMosaicRect region() const { return crop.value_or(PanovalMosaicRect{0, 0, layout.width, layout.height}); }
     bool has_seams() const { return seams != "none" && blend == "multiband"; }
 
     // Everything that the options ask for before pixels are blended.

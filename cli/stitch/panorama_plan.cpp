@@ -130,9 +130,16 @@ std::string PlacedLayer::name() const
 
 PanoramaPlan plan_panorama(const std::vector<PlacedInput>& inputs)
 {
-    PanoramaPlan plan;
+    std::vector<PlacedLayer> layers;
     for (const PlacedInput& input : inputs)
-        add_layers(input, plan.layers);
+        add_layers(input, layers);
+    return plan_panorama(std::move(layers));
+}
+
+PanoramaPlan plan_panorama(std::vector<PlacedLayer> layers)
+{
+    PanoramaPlan plan;
+    plan.layers = std::move(layers);
     const PlacedLayer& first = plan.layers.front();
     Bounds bounds;
     for (const PlacedLayer& layer : plan.layers) {

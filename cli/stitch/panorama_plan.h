@@ -28,6 +28,8 @@ struct PlacedLayer {
 
     std::string name() const; // for messages: the file, and the layer where there are several
     bool is_one_of_several = false;
+
+    std::string fingerprint; // of its files when a plan was made, or empty
 };
 
 struct PanoramaPlan {
@@ -44,6 +46,9 @@ struct PanoramaPlan {
 // Looks into every file. Fails when one is missing or unsuitable, when pictures do not go together, or when the canvas
 // would be longer than 2^31 - 1 pixels.
 PanoramaPlan plan_panorama(const std::vector<PlacedInput>& inputs);
+
+// The same for pictures that are known already. Reads nothing.
+PanoramaPlan plan_panorama(std::vector<PlacedLayer> layers);
 
 // Gives each picture a frame on the sides behind which another picture goes on. Weights that grow with the distance to
 // what is not covered need it there: beyond a picture's edge they know nothing.

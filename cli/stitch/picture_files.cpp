@@ -2,6 +2,7 @@
 #include "cli/stitch/picture_files.h"
 
 #include "cli/base/errors.h"
+#include "cli/stitch/plan_file.h"
 #include "image/image_read.h"
 #include "image/row_reader.h"
 
@@ -98,6 +99,7 @@ void PictureFiles::open(std::size_t index)
         const std::lock_guard lock(mutex_);
         notices_.picture(layer);
     }
+    check_fingerprint(layer);
     entry.image = std::make_unique<Image>(load_layer(layer, plan_.bits));
     if (!layer.keep.empty() && !layer.frame.any())
         entry.keep = std::make_unique<Image>(load_mask(layer.keep, layer));
@@ -126,7 +128,7 @@ void PictureFiles::give(const PanovalMosaicRows& rows)
     }
 }
 
-const CommonMetadata& PictureFiles::metadata()
+const CommonMetadata& PictureFiles::metadata(bool of_all)
 {
     if (metadata_ != nullptr)
         return *metadata_;
@@ -135,7 +137,7 @@ const CommonMetadata& PictureFiles::metadata()
         const std::string name = plan_.layers[i].name();
         if (entries_[i].was_read)
             metadata_->add(entries_[i].metadata, name);
-        else
+        else if (of_all)
             metadata_->add(open_rows(plan_.layers[i].file, plan_.layers[i].layer)->metadata(), name);
     }
     return *metadata_;

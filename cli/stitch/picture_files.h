@@ -42,8 +42,9 @@ public:
     // Throws what a callback has met, if any; what it threw stands for the engine's own words about it.
     void rethrow();
 
-    // What the pictures' files tell; reads those that have not been read yet.
-    const CommonMetadata& metadata();
+    // What the pictures' files tell: of all of them, which reads those that have not been read yet, or of those that
+    // have. The first call decides.
+    const CommonMetadata& metadata(bool of_all);
 
     // The most bytes that one picture takes while it is read.
     std::uint64_t largest_picture() const;

@@ -8,8 +8,10 @@
 #include "cli/stitch/panorama_output.h"
 #include "cli/stitch/report_page.h"
 #include "cli/stitch/stitch_results.h"
+#include "cli/stitch/store_output.h"
 #include "image/formats.h"
 #include "image/image_write.h"
+#include "image/zarr_store.h"
 
 #include <algorithm>
 #include <cstring>
@@ -31,7 +33,8 @@ void check_outputs(const PanoramaJob& job)
     for (const PlacedLayer& layer : job.plan.layers)
         inputs.insert(inputs.end(), {layer.file, layer.mask, layer.keep, layer.exclude});
     for (const std::string* const output : {&options.output, &options.gains, &options.report, &options.save_seams})
-        refuse_to_overwrite(*output, inputs);
+        if (file_exists(*output)) // what is not there is no input; a look at every picture takes time
+            refuse_to_overwrite(*output, inputs);
     refuse_one_name({options.output, options.gains, options.report, options.save_seams});
 }
 
@@ -63,15 +66,30 @@ int seam_bits(const PanoramaJob& job)
     return job.plan.layers.size() > 255 ? 16 : 8;
 }
 
+// What a tile is made of must be known: nobody wants all pictures to be measured for each of them.
+void check_tiles(const PanoramaJob& job, bool is_store)
+{
+    const StitchOptions& options = job.options;
+    if (options.tiles.empty())
+        return;
+    const std::vector<std::int64_t> numbers = parse_tiles(options.tiles, output_tiles(job).count());
+    if (!is_store && numbers.size() != 1)
+        fail_usage(concat("found --tile ", printable(options.tiles, 60), "; expected one number, or a .zarr as OUT"));
+    if (!options.plan.empty() && !job.is_measured)
+        fail_input(options.plan, "no gains or seams", "a plan with both, as panoval stitch --plan-only writes it");
+}
+
 // What can be told before a pixel is read.
 void check_formats(const PanoramaJob& job)
 {
     const StitchOptions& options = job.options;
     const image::PictureInfo format = format_of(job);
-    check_output_format(options.output, format.channels, format.bits, format.has_alpha);
-    if (!options.tile)
-        check_output_size(options.output, image::output_format_of(options.output), format.width, format.height);
-    (void)write_options(options);
+    if (!image::is_store_name(options.output)) {
+        check_output_format(options.output, format.channels, format.bits, format.has_alpha);
+        if (options.tiles.empty())
+            check_output_size(options.output, image::output_format_of(options.output), format.width, format.height);
+        (void)write_options(options);
+    }
     if (options.save_seams.empty())
         return;
     if (!job.has_seams())
@@ -112,8 +130,9 @@ void write_seams(OutputFile& output, const PanoramaJob& job)
 
 void write_tile(OutputFile& output, PanoramaJob& job, PictureFiles& files)
 {
-    PanovalMosaicRect rect{};
-    job.mosaic.check(panoval_mosaic_tile(job.mosaic.get(), *job.options.tile, &rect));
+    const OutputTiles tiles = output_tiles(job);
+    const std::vector<std::int64_t> numbers = parse_tiles(job.options.tiles, tiles.count());
+    const PanovalMosaicRect rect = tiles.rect(numbers.front());
     Image tile = make_image(static_cast<std::int32_t>(rect.width), static_cast<std::int32_t>(rect.height),
                             job.layout.channels, job.output_bits(), output.target());
     if (job.options.wants_alpha)
@@ -123,7 +142,7 @@ void write_tile(OutputFile& output, PanoramaJob& job, PictureFiles& files)
                                                    tile.mask.get(), static_cast<std::size_t>(tile.width));
     files.rethrow();
     job.mosaic.check(code);
-    tile.metadata = files.metadata().common();
+    tile.metadata = files.metadata(false).common();
     tile.position = Offset{job.layout.origin_x + rect.x, job.layout.origin_y + rect.y};
     write_image(output, tile, write_options(job.options));
 }
@@ -132,7 +151,7 @@ void write_tile(OutputFile& output, PanoramaJob& job, PictureFiles& files)
 Image write_panorama(OutputFile& output, PanoramaJob& job, PictureFiles& files)
 {
     PanoramaOutput panorama(output, format_of(job), write_options(job.options), !job.options.report.empty(),
-                            [&files] { return files.metadata().common(); });
+                            [&files] { return files.metadata(true).common(); });
     const PanovalMosaicSink sink = panorama.sink();
     const std::int32_t code = panoval_mosaic_run(job.mosaic.get(), &sink);
     panorama.rethrow();
@@ -154,19 +173,24 @@ public:
 
     PictureFiles::Notices notices()
     {
-        return {[this](const PlacedLayer& layer) { bar_.step(layer.name()); },
+        return {[this](const PlacedLayer& layer) {
+                    const std::lock_guard lock(mutex_);
+                    bar_.step(layer.name());
+                },
                 [this](std::int32_t phase, double fraction) { report(phase, fraction); }};
     }
 
-private:
     void report(std::int32_t phase, double fraction)
     {
         if (phase != PANOVAL_MOSAIC_PHASE_BLEND)
             return;
+        const std::lock_guard lock(mutex_);
         for (; static_cast<double>(blended_) < fraction * static_cast<double>(kBlendSteps); ++blended_)
             bar_.step(output_);
     }
 
+private:
+    std::mutex mutex_;
     Progress bar_;
     const std::string output_;
     std::size_t blended_ = 0;
@@ -192,17 +216,18 @@ void exit_if_strict(const StitchOptions& options, const Json& verdict)
 void stitch(const StitchOptions& options)
 {
     const Stopwatch stopwatch;
-    if (!options.is_plan_only)
+    const bool is_store = !options.is_plan_only && image::is_store_name(options.output);
+    if (!options.is_plan_only && !is_store)
         (void)image::output_format_of(options.output); // an unknown ending is known at once
     PanoramaJob job(options);
     if (!options.is_plan_only)
         check_formats(job);
-    if (options.tile && (*options.tile < 0 || *options.tile >= job.layout.tiles))
-        fail_usage(concat("found --tile ", *options.tile, "; expected 0 to ", job.layout.tiles - 1));
-    check_outputs(job);
+    check_tiles(job, is_store);
     if (options.is_dry_run)
         return print_estimate(job);
-    OutputFile output(options.output);
+    check_outputs(job);
+    const auto output = open_output(options.output, !is_store);
+    const auto store = is_store ? std::make_unique<StoreOutput>(options) : nullptr;
     const auto report = open_output(options.report);
     const auto gains = open_output(options.gains, job.measures_gains);
     const auto seams = open_output(options.save_seams);
@@ -216,14 +241,21 @@ void stitch(const StitchOptions& options)
         opened = files.get();
         job.measure(*opened);
         if (options.is_plan_only)
-            write_plan(output, job);
-        else if (options.tile)
-            write_tile(output, job, *opened);
+            write_plan(*output, job);
+        else if (is_store)
+            store->make(job, *opened, [&](double fraction) { progress.report(PANOVAL_MOSAIC_PHASE_BLEND, fraction); });
+        else if (!options.tiles.empty())
+            write_tile(*output, job, *opened);
         else
-            preview = write_panorama(output, job, *opened);
+            preview = write_panorama(*output, job, *opened);
     }
+    if (store != nullptr && (options.resumes || !options.tiles.empty()))
+        return print_tiles(job, store->done(), stopwatch.seconds());
     StitchOutcome outcome{job, job.gains(), job.verdict(), 0};
-    output.commit();
+    if (store != nullptr)
+        store->commit();
+    else
+        output->commit();
     if (gains != nullptr) {
         write_gains(*gains, job.plan, outcome.gains);
         gains->commit();
@@ -238,7 +270,7 @@ void stitch(const StitchOptions& options)
     }
     for (const std::string& note : job.notes)
         print_warning(options.common, note);
-    if (const std::string disagreement = opened->metadata().disagreement(); !disagreement.empty())
+    if (const std::string disagreement = opened->metadata(options.tiles.empty()).disagreement(); !disagreement.empty())
         print_warning(options.common, disagreement);
     outcome.seconds = stopwatch.seconds();
     print_outcome(outcome);

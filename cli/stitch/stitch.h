@@ -5,7 +5,6 @@
 #include "cli/base/common_options.h"
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -39,9 +38,11 @@ struct StitchOptions {
     int tile_size = 0;          // pixels; 0: chosen
     std::string plan;           // a file to take everything from, or empty
     bool is_plan_only = false;  // the output is the plan
-    std::optional<std::int64_t> tile; // the output is this tile alone
-    bool is_dry_run = false;          // nothing is written
-    bool is_strict = false;           // the verdict is an exit code
+    std::string tiles;          // the output is these alone, a list as 0-15,20; empty: all of it
+    bool resumes = false;       // what is in the store stays
+    bool is_cropped = false;    // to what is covered everywhere
+    bool is_dry_run = false;    // nothing is written
+    bool is_strict = false;     // the verdict is an exit code
     bool wants_distributions = false; // in JSON
 };
 

@@ -1,0 +1,255 @@
+// SPDX-License-Identifier: MIT
+// panoval stitch into OME-Zarr: tiles by themselves, what is missing, what goes wrong.
+#include "image/image_read.h"
+#include "image/image_write.h"
+#include "image/zarr_store.h"
+#include "tests/cli/run_program.h"
+#include "tests/support/scratch_folder.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <map>
+#include <random>
+
+namespace panoval::cli::test
+{
+
+namespace
+{
+
+namespace fs = std::filesystem;
+using Json = nlohmann::json;
+
+class StitchStore : public ScratchFolder
+{
+protected:
+    std::string shoot(const std::string& name, int x, int y, int width, int height, int bits = 8)
+    {
+        Image image = make_image(width, height, 3, bits, "test");
+        for (int v = 0; v < height; ++v)
+            for (int u = 0; u < width; ++u)
+                for (int c = 0; c < 3; ++c) {
+                    const double level =
+                        120 + 50 * std::sin(0.02 * (x + u) + c) + 30 * std::sin(0.15 * (x + u - y - v));
+                    const auto value = static_cast<std::uint16_t>(level * (bits == 16 ? 257 : 1));
+                    std::memcpy(image.row(v) + (3 * u + c) * (bits / 8), &value, static_cast<std::size_t>(bits / 8));
+                }
+        write_image(in_folder(name), image);
+        return concat(in_folder(name), "@", x, ",", y);
+    }
+    std::vector<std::string> three(int bits = 8)
+    {
+        return {shoot("a.ppm", 0, 0, 300, 210, bits), shoot("b.ppm", 220, 15, 300, 210, bits),
+                shoot("c.ppm", 440, -9, 300, 210, bits)};
+    }
+    Outcome stitch(std::vector<std::string> arguments)
+    {
+        arguments.insert(arguments.begin(), "stitch");
+        return run_panoval(arguments);
+    }
+    // A plan of three pictures in tiles.
+    void make_plan(const std::string& name, const std::string& tile_size, std::vector<std::string> more = {})
+    {
+        std::vector<std::string> arguments = three();
+        arguments.insert(arguments.end(), {"-o", in_folder(name), "--plan-only", "--tile-size", tile_size, "--quiet"});
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        const Outcome outcome = stitch(arguments);
+        ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    }
+    Outcome tiles(const std::string& plan, const std::string& store, std::vector<std::string> more)
+    {
+        more.insert(more.begin(), {"--plan", in_folder(plan), "-o", in_folder(store), "--json"});
+        return stitch(more);
+    }
+    // Every file of a folder with its bytes.
+    std::map<std::string, std::string> files_of(const std::string& folder)
+    {
+        std::map<std::string, std::string> files;
+        const fs::path root = path_from_utf8(in_folder(folder));
+        for (const auto& entry : fs::recursive_directory_iterator(root))
+            if (entry.is_regular_file()) {
+                const std::string name = entry.path().lexically_relative(root).generic_string();
+                files[name] = read_text(folder + "/" + name);
+            }
+        return files;
+    }
+};
+
+TEST_F(StitchStore, TilesInAnyOrderMakeTheBytesOfTheWholeRun)
+{
+    for (const std::string alpha : {"", "--alpha"}) {
+        make_plan("plan.json", "64");
+        std::vector<std::string> more;
+        if (!alpha.empty())
+            more.push_back(alpha);
+        fs::remove_all(path_from_utf8(in_folder("tiles.zarr")));
+        EXPECT_EQ(tiles("plan.json", "whole.zarr", more).exit_code, 0);
+        const std::int64_t count = image::ZarrStore::open(in_folder("whole.zarr")).picture().tiles;
+        std::vector<std::int64_t> order(static_cast<std::size_t>(count));
+        for (std::size_t i = 0; i < order.size(); ++i)
+            order[i] = static_cast<std::int64_t>(i);
+        std::shuffle(order.begin(), order.end(), std::mt19937(5));
+        for (std::size_t i = 0; i < order.size(); i += 6) { // six tiles a process
+            std::string list;
+            for (std::size_t k = i; k < std::min(i + 6, order.size()); ++k)
+                list += concat(list.empty() ? "" : ",", order[k]);
+            std::vector<std::string> with = more;
+            with.insert(with.end(), {"--tile", list});
+            const Outcome outcome = tiles("plan.json", "tiles.zarr", with);
+            ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+        }
+        EXPECT_EQ(files_of("tiles.zarr"), files_of("whole.zarr")) << alpha;
+    }
+}
+
+TEST_F(StitchStore, HasThePixelsOfThePictureFile)
+{
+    for (const int bits : {8, 16}) {
+        std::vector<std::string> arguments = three(bits);
+        arguments.insert(arguments.end(), {"--alpha", "--tile-size", "100", "--quiet", "-o"});
+        arguments.push_back(in_folder("whole.tif"));
+        ASSERT_EQ(stitch(arguments).exit_code, 0);
+        arguments.back() = in_folder("whole.zarr");
+        ASSERT_EQ(stitch(arguments).exit_code, 0);
+        const Image whole = read_image(in_folder("whole.tif"));
+        const auto store = image::ZarrStore::open(in_folder("whole.zarr"));
+        const image::ZarrArray& array = store.array(0);
+        ASSERT_EQ(array.channels, 4);
+        ASSERT_EQ(array.bits, bits);
+        EXPECT_EQ(array.chunk_width, 100);
+        EXPECT_EQ(store.picture().origin, (Offset{0, -9}));
+        image::Chunk chunk;
+        for (int y = 0; y < whole.height; ++y)
+            for (int x = 0; x < whole.width; ++x) {
+                if (x % 100 == 0)
+                    store.read_chunk(0, y / 100, x / 100, chunk);
+                const std::size_t bytes = static_cast<std::size_t>(bits) / 8;
+                const std::size_t at = static_cast<std::size_t>(y % 100 * 100 + x % 100) * bytes;
+                for (std::size_t c = 0; c < 3; ++c)
+                    ASSERT_EQ(std::memcmp(&chunk[c * 10000 * bytes + at],
+                                          whole.row(y) + (static_cast<std::size_t>(x) * 3 + c) * bytes, bytes),
+                              0)
+                        << x << "," << y;
+                ASSERT_EQ(chunk[3 * 10000 * bytes + at], whole.mask[static_cast<std::size_t>(y * whole.width + x)]);
+            }
+    }
+}
+
+TEST_F(StitchStore, ATileOpensThePicturesThatItShowsAlone)
+{
+    make_plan("plan.json", "64");
+    fs::remove(path_from_utf8(in_folder("b.ppm")));
+    fs::remove(path_from_utf8(in_folder("c.ppm")));
+    const Outcome outcome = tiles("plan.json", "out.zarr", {"--tile", "0"});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_EQ(Json::parse(outcome.out)["tiles_made"], 1);
+    EXPECT_EQ(tiles("plan.json", "tile.png", {"--tile", "0"}).exit_code, 0);
+}
+
+TEST_F(StitchStore, WhatFailsNamesTileAndPictureAndTheOthersGoOn)
+{
+    make_plan("plan.json", "64");
+    fs::remove(path_from_utf8(in_folder("c.ppm")));
+    const Outcome some = tiles("plan.json", "out.zarr", {"--tile", "0,1,11"});
+    EXPECT_EQ(some.exit_code, 1);
+    EXPECT_TRUE(contains(some.err, "panoval: tile 11: ")) << some.err;
+    EXPECT_TRUE(contains(some.err, "c.ppm: found no ")) << some.err;
+    const Json json = Json::parse(some.out);
+    EXPECT_EQ(json["tiles_made"], 2);
+    ASSERT_EQ(json["tiles_failed"].size(), 1u);
+    EXPECT_EQ(json["tiles_failed"][0]["tile"], 11);
+    EXPECT_FALSE(file_exists(in_folder("out.zarr/.panoval/tiles/11")));
+    EXPECT_EQ(tiles("plan.json", "out.zarr", {"--tile", "10-11"}).exit_code, 6);
+    const Outcome one = tiles("plan.json", "out.zarr", {"--tile", "11"});
+    EXPECT_EQ(one.exit_code, 3);
+    EXPECT_TRUE(contains(one.err, "tile 11: ")) << one.err;
+    const Outcome whole = tiles("plan.json", "whole.zarr", {});
+    EXPECT_EQ(whole.exit_code, 3);
+    EXPECT_FALSE(file_exists(in_folder("whole.zarr"))) << "complete or not there";
+    shoot("c.ppm", 440, -9, 300, 210);
+    const Json rest = Json::parse(tiles("plan.json", "out.zarr", {"--resume"}).out);
+    EXPECT_EQ(rest["tiles_kept"], 2);
+    EXPECT_EQ(rest["tiles_made"], rest["tiles"].get<int>() - 2);
+}
+
+TEST_F(StitchStore, ResumingMakesWhatIsMissingAlone)
+{
+    make_plan("plan.json", "64");
+    ASSERT_EQ(tiles("plan.json", "whole.zarr", {}).exit_code, 0);
+    ASSERT_EQ(tiles("plan.json", "out.zarr", {"--resume"}).exit_code, 0);
+    const auto whole = files_of("whole.zarr");
+    EXPECT_EQ(files_of("out.zarr"), whole);
+    Json json = Json::parse(tiles("plan.json", "out.zarr", {"--resume", "--tile", "0-9"}).out);
+    EXPECT_EQ(json["tiles_made"], 0);
+    EXPECT_EQ(json["tiles_kept"], 10);
+    EXPECT_EQ(json["pictures_read"], 0.0);
+    const std::string chunk = read_text("out.zarr/0/0/1/1");
+    write_text("out.zarr/0/0/1/1", chunk.substr(0, chunk.size() / 2));
+    fs::remove(path_from_utf8(in_folder("out.zarr/.panoval/tiles/3")));
+    json = Json::parse(tiles("plan.json", "out.zarr", {"--resume"}).out);
+    EXPECT_EQ(json["tiles_made"], 2);
+    EXPECT_EQ(files_of("out.zarr"), whole);
+    json = Json::parse(tiles("plan.json", "out.zarr", {"--tile", "0-9"}).out);
+    EXPECT_EQ(json["tiles_made"], 10) << "made anew where nobody says resume";
+    EXPECT_EQ(files_of("out.zarr"), whole);
+}
+
+TEST_F(StitchStore, OtherPlansAndPicturesAreRefusedByName)
+{
+    make_plan("plan.json", "64");
+    ASSERT_EQ(tiles("plan.json", "out.zarr", {"--tile", "0"}).exit_code, 0);
+    make_plan("other.json", "64", {"--no-gain"});
+    Outcome outcome = tiles("other.json", "out.zarr", {"--resume"});
+    EXPECT_EQ(outcome.exit_code, 4);
+    EXPECT_TRUE(contains(outcome.err, "out.zarr: found a store that another plan began")) << outcome.err;
+    EXPECT_EQ(tiles("plan.json", "out.zarr", {"--resume", "--alpha"}).exit_code, 4);
+    std::string text = read_text("plan.json");
+    text.replace(text.find("\"panoval_plan\": 1"), 17, "\"panoval_plan\": 9");
+    write_text("new.json", text);
+    outcome = tiles("new.json", "new.zarr", {"--tile", "0"});
+    EXPECT_EQ(outcome.exit_code, 3);
+    EXPECT_TRUE(contains(outcome.err, "new.json: found another value of \"panoval_plan\"")) << outcome.err;
+    shoot("a.ppm", 100, 0, 300, 210); // the same size, another part of the scene
+    outcome = tiles("plan.json", "out.zarr", {"--tile", "0"});
+    EXPECT_EQ(outcome.exit_code, 3);
+    EXPECT_TRUE(contains(outcome.err, "tile 0: ")) << outcome.err;
+    EXPECT_TRUE(contains(outcome.err, "a.ppm: found 300 x 210 pixels")) << outcome.err;
+    EXPECT_TRUE(contains(outcome.err, "another file than when the plan was made")) << outcome.err;
+    EXPECT_FALSE(file_exists(in_folder("new.zarr")));
+}
+
+TEST_F(StitchStore, OddCommandLinesAreExplained)
+{
+    make_plan("plan.json", "64");
+    EXPECT_EQ(tiles("plan.json", "a.zarr", {"--tile", "99999"}).exit_code, 2);
+    EXPECT_EQ(tiles("plan.json", "a.png", {"--tile", "0-1"}).exit_code, 2);
+    EXPECT_EQ(tiles("plan.json", "a.png", {"--resume"}).exit_code, 2);
+    EXPECT_EQ(tiles("plan.json", "a.zarr", {"--pyramid"}).exit_code, 2);
+    EXPECT_EQ(tiles("plan.json", "a.zarr", {"--compression", "lzw"}).exit_code, 2);
+    EXPECT_EQ(tiles("plan.json", "a.zarr", {"--report", in_folder("r.html")}).exit_code, 2);
+    fs::create_directory(path_from_utf8(in_folder("b.zarr")));
+    write_text("b.zarr/mine", "text");
+    EXPECT_EQ(tiles("plan.json", "b.zarr", {}).exit_code, 4);
+    EXPECT_EQ(tiles("plan.json", "b.zarr", {"--resume"}).exit_code, 4);
+    EXPECT_EQ(read_text("b.zarr/mine"), "text");
+    EXPECT_FALSE(file_exists(in_folder("a.zarr")));
+}
+
+TEST_F(StitchStore, AnOlderStoreIsReplacedAsAWhole)
+{
+    make_plan("plan.json", "64");
+    make_plan("other.json", "64", {"--no-gain"});
+    ASSERT_EQ(tiles("plan.json", "a.zarr", {}).exit_code, 0);
+    ASSERT_EQ(tiles("other.json", "a.zarr", {"--compression", "none"}).exit_code, 0);
+    ASSERT_EQ(tiles("other.json", "b.zarr", {"--compression", "none"}).exit_code, 0);
+    EXPECT_EQ(files_of("a.zarr"), files_of("b.zarr"));
+    EXPECT_EQ(fs::file_size(path_from_utf8(in_folder("a.zarr/0/0/0/0"))), 3u * 64 * 64);
+}
+
+} // namespace
+
+} // namespace panoval::cli::test
