@@ -68,6 +68,8 @@ std::vector<Section> blending_sections();
 std::vector<Section> filter_sections();
 std::vector<Section> detection_sections();
 std::vector<Section> seam_sections();
+std::vector<Section> mosaic_sections();
+std::vector<Section> measure_sections();
 
 std::vector<Section> all_sections();
 

@@ -18,8 +18,8 @@ namespace panoval::bits
 std::vector<Section> all_sections()
 {
     std::vector<Section> all;
-    for (const auto& list :
-         {container_sections(), blending_sections(), filter_sections(), detection_sections(), seam_sections()})
+    for (const auto& list : {container_sections(), blending_sections(), filter_sections(), detection_sections(),
+                             seam_sections(), mosaic_sections(), measure_sections()})
         all.insert(all.end(), list.begin(), list.end());
     return all;
 }
