@@ -6,7 +6,7 @@ import importlib
 
 import pytest
 
-MODULES = ("raw", "filters", "shapes", "files", "blending", "measuring", "mosaic", "panorama")
+MODULES = ("raw", "filters", "shapes", "files", "blending", "measuring", "mosaic", "panorama", "store", "tasks")
 
 
 @pytest.mark.parametrize("name", MODULES)

@@ -1,0 +1,136 @@
+# SPDX-License-Identifier: MIT
+"""One panorama on many machines, with Dask's distributed: one task a tile, few and large, no graphs of arrays.
+
+Pictures, plan and store lie on a file system that all workers see. A task opens only the pictures that its tile shows, writes
+its chunks and then its mark. A task whose worker died is given to another one; what is marked is not made again. Results are the
+same bytes for any number of workers and any order.
+
+    with distributed.Client("scheduler:8786") as client:
+        panoval.dask.stitch(client, names, positions, "/shared/panorama.zarr")
+
+With client=None the same functions run here, one after the other.
+"""
+
+from __future__ import annotations
+
+import uuid
+from pathlib import Path
+from typing import Any, Callable, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple
+
+from ._callbacks import Progress, Report, progress_of
+from .errors import PanovalError
+from .mosaic import Mosaic
+from .store import Store, write_whole
+from .tasks import OpenPicture, Run, TileError, blend_tile, name_of_plan, open_file
+
+__all__ = ["Blended", "TilesError", "blend"]
+
+_IN_FLIGHT = 1000  # tasks that the scheduler knows of at once
+
+
+class Blended(NamedTuple):
+    """What a run came to."""
+
+    made: List[int]  #: tiles that were made now
+    kept: List[int]  #: tiles that were there already
+    failed: Dict[int, BaseException]  #: what the others failed with
+
+
+class TilesError(PanovalError):
+    """Tiles that could not be made while the others went on; `result` is what the run came to."""
+
+    def __init__(self, text: str, code: int = 0, result: Optional[Blended] = None) -> None:
+        super().__init__(text, code)
+        self.result = result
+
+
+Outcome = Tuple[int, Any, Optional[BaseException]]
+
+
+def _here(work: Callable[..., Any], arguments: Sequence[Tuple[Any, ...]]) -> Iterator[Outcome]:
+    """Runs tasks in this process."""
+    for number, values in enumerate(arguments):
+        try:
+            yield number, work(*values), None
+        except Exception as failure:
+            yield number, None, failure
+
+
+def _on_workers(client: Any, work: Callable[..., Any], arguments: Sequence[Tuple[Any, ...]], retries: int,
+                label: str) -> Iterator[Outcome]:
+    """Submits tasks, never more than a few at once beyond what the workers can do; yields what comes, in any order."""
+    from distributed import as_completed
+
+    numbers: Dict[str, int] = {}
+    waiting = iter(range(len(arguments)))
+
+    def submit(number: int) -> Any:
+        future = client.submit(work, *arguments[number], key=f"{label}-{number}", retries=retries, pure=False)
+        numbers[future.key] = number
+        return future
+
+    running = as_completed([submit(number) for number, _ in zip(waiting, range(_IN_FLIGHT))])
+    for future in running:
+        number = numbers.pop(future.key)
+        failure = future.exception()
+        yield number, None if failure else future.result(), failure
+        future.release()
+        for following in waiting:
+            running.add(submit(following))
+            break
+
+
+def outcomes(client: Any, work: Callable[..., Any], arguments: Sequence[Tuple[Any, ...]], retries: int, phase: str,
+             report: Optional[Report]) -> Iterator[Outcome]:
+    """Runs tasks and tells how far they have come."""
+    label = f"panoval-{phase}-{uuid.uuid4().hex}"
+    results = _here(work, arguments) if client is None else _on_workers(client, work, arguments, retries, label)
+    done = 0
+    for outcome in results:
+        done += 1
+        if report is not None:
+            report(phase, done / len(arguments))
+        yield outcome
+
+
+def blend(client: Any, plan: str, store: Any, open_picture: OpenPicture = open_file, *, tiles: Optional[Sequence[int]] = None,
+          coverage: bool = False, memory: int = 0, threads: int = 1, retries: int = 2, progress: Progress = None,
+          errors: str = "raise") -> Blended:
+    """Blends the tiles of a plan into an OME-Zarr store, one task a tile; makes only those that are missing.
+
+    client        a distributed.Client, or None for this process
+    plan          text of a plan with gains and seams: Mosaic.plan, or panoval.dask.measure
+    store         folder of the store; begun, or gone on with where the same plan began it
+    open_picture  (index, name) -> picture, as for Mosaic.from_plan; must be something that can be sent to workers
+    tiles         numbers, in the order in which they are handed out; None: all
+    coverage      True: the last channel of the store is the coverage
+    memory, threads  of each worker's mosaic; memory 0: 512 MiB
+    retries       how often a task that failed is tried again
+    progress      as for Mosaic.measure
+    errors        'raise': TilesError at the end, when all others are done; 'keep': failed tiles are in the result
+
+    Raises StoreError where the folder is something else, PlanError for a text that is no plan.
+    """
+    if errors not in ("raise", "keep"):
+        raise ValueError(f"errors is {errors!r}, expected 'raise' or 'keep'")
+    name = name_of_plan(plan)
+    with Mosaic.from_plan(plan) as mosaic:
+        begun = Store.begin(store, mosaic.layout, name, coverage)
+    place = begun.folder / ".panoval" / "plan.json"
+    write_whole(place, plan.encode("utf-8", "surrogateescape"))
+    run = Run(str(place.resolve()), name, str(begun.folder.resolve()), open_picture, coverage, memory, threads,
+              uuid.uuid4().hex)
+    chosen = list(range(begun.picture.tiles)) if tiles is None else [int(tile) for tile in tiles]
+    result = Blended([], [], {})
+    with progress_of(progress) as report:
+        for number, outcome, failure in outcomes(client, blend_tile, [(run, tile) for tile in chosen], retries, "blend",
+                                                 report):
+            if failure is not None:
+                result.failed[chosen[number]] = failure
+            else:
+                (result.made if outcome == "made" else result.kept).append(chosen[number])
+    if result.failed and errors == "raise":
+        first = result.failed[min(result.failed)]
+        raise TilesError(f"{len(result.failed)} of {len(chosen)} tiles failed, the others are there; {first}",
+                         getattr(first, "code", 0), result)
+    return result

@@ -1,0 +1,213 @@
+# SPDX-License-Identifier: MIT
+"""One panorama by many processes: the same bytes, whoever made them and whatever died."""
+
+import os
+import signal
+import time
+from pathlib import Path
+
+import numpy as np
+import pytest
+
+import panoval
+import panoval.dask
+from panoval.store import Store, StoreError
+
+
+class Pictures:
+    """Opens pictures of a folder; notes each reading process, and may be slow. Sent to workers as it is."""
+
+    def __init__(self, folder, delay=0.0):
+        self.folder, self.delay = str(folder), delay
+
+    def __call__(self, index, name):
+        time.sleep(self.delay)
+        return np.load(os.path.join(self.folder, name + ".npy"), mmap_mode="r")
+
+
+@pytest.fixture
+def plan(tmp_path, helpers):
+    """A folder of pictures, and a function that gives their plan and the panorama for a size of tiles."""
+    scene = helpers.scene(480, 320, 3)
+    pictures, positions = helpers.cuts(scene, 4, 3)
+    pictures = [np.round(picture * (0.85 + 0.02 * i)).astype(np.uint8) for i, picture in enumerate(pictures)]
+    for index, picture in enumerate(pictures):
+        np.save(tmp_path / f"p{index}.npy", picture)
+
+    def make(tile_size=64):
+        mosaic = panoval.Mosaic(tile_size=tile_size, bands=4)
+        for index, (picture, position) in enumerate(zip(pictures, positions)):
+            mosaic.add(picture, position, name=f"p{index}")
+        mosaic.measure("gains", "seams")
+        whole = mosaic.blend((0, 0, 480, 320))
+        return mosaic.plan(), np.moveaxis(whole.samples, 2, 0)
+
+    return make
+
+
+@pytest.fixture(scope="module")
+def cluster():
+    """Four worker processes on this machine."""
+    from distributed import LocalCluster
+
+    with LocalCluster(n_workers=4, threads_per_worker=1, processes=True, dashboard_address=None, memory_limit=0) as made:
+        yield made
+
+
+@pytest.fixture
+def client(cluster):
+    from distributed import Client
+
+    with Client(cluster) as made:
+        yield made
+
+
+def files(folder):
+    """Every file of a store but the marks and the plan, with its bytes."""
+    return {str(file.relative_to(folder)): file.read_bytes() for file in sorted(Path(folder).rglob("*"))
+            if file.is_file() and ".panoval" not in file.parts}
+
+
+@pytest.mark.parametrize("tile_size", [64, 100, 256])
+def test_workers_write_the_bytes_of_the_single_run(client, plan, tmp_path, tile_size):
+    text, whole = plan(tile_size)
+    order = np.random.default_rng(tile_size).permutation(panoval.Mosaic.from_plan(text).layout.tiles)
+    alone = panoval.dask.blend(None, text, tmp_path / "alone.zarr", Pictures(tmp_path))
+    told = []
+    many = panoval.dask.blend(client, text, tmp_path / "many.zarr", Pictures(tmp_path), tiles=order,
+                              progress=lambda phase, fraction: told.append(fraction))
+    assert sorted(many.made) == alone.made == sorted(order) and not many.kept and not many.failed
+    assert files(tmp_path / "alone.zarr") == files(tmp_path / "many.zarr")
+    assert told[-1] == 1 and told == sorted(told)
+    import zarr
+
+    assert np.array_equal(zarr.open(str(tmp_path / "many.zarr"), mode="r")["0"][...], whole)
+
+
+def test_a_worker_that_dies_costs_only_what_it_was_at(cluster, client, plan, tmp_path):
+    text, whole = plan(64)
+    pids = list(client.run(os.getpid).values())
+    killed = []
+
+    def kill_one(phase, fraction):
+        if fraction > 0.3 and not killed:
+            killed.append(pids[0])
+            os.kill(pids[0], signal.SIGKILL)
+
+    result = panoval.dask.blend(client, text, tmp_path / "p.zarr", Pictures(tmp_path, delay=0.02), progress=kill_one)
+    assert killed and not result.failed
+    assert np.array_equal(Store.begin(tmp_path / "p.zarr", panoval.Mosaic.from_plan(text).layout,
+                                      panoval.dask.name_of_plan(text)).read(), whole)
+    # Each is told once: one whose worker died before its mark was made again, one after it was found and kept.
+    tiles = panoval.Mosaic.from_plan(text).layout.tiles
+    assert sorted(result.made + result.kept) == list(range(tiles)) and len(result.kept) <= 4
+    client.wait_for_workers(4, timeout=60)
+
+
+def test_only_what_is_missing_is_made(client, plan, tmp_path):
+    text, whole = plan(64)
+    folder = tmp_path / "p.zarr"
+    panoval.dask.blend(None, text, folder, Pictures(tmp_path), tiles=[0, 1, 2, 3])
+    (folder / ".panoval" / "tiles" / "1").unlink()  # died before its mark
+    chunk = next(file for file in (folder / "0" / "0" / "0").iterdir() if file.name == "2")
+    chunk.write_bytes(chunk.read_bytes()[:-7])  # cut off
+    (folder / ".panoval" / "tiles" / "3").write_text("{")  # no mark at all
+    result = panoval.dask.blend(client, text, folder, Pictures(tmp_path))
+    assert result.kept == [0] and {1, 2, 3} <= set(result.made)
+    again = panoval.dask.blend(client, text, folder, Pictures(tmp_path))
+    assert not again.made and len(again.kept) == panoval.Mosaic.from_plan(text).layout.tiles
+    layout = panoval.Mosaic.from_plan(text).layout
+    assert np.array_equal(Store.begin(folder, layout, panoval.dask.name_of_plan(text)).read(), whole)
+
+
+@pytest.mark.parametrize("is_alone", [True, False])
+def test_a_missing_picture_fails_its_tiles_and_no_other(client, plan, tmp_path, is_alone):
+    text, whole = plan(64)
+    (tmp_path / "p5.npy").rename(tmp_path / "away.npy")
+    with pytest.raises(panoval.dask.TilesError, match=r"tile \d+: picture p5: FileNotFoundError") as caught:
+        panoval.dask.blend(None if is_alone else client, text, tmp_path / "p.zarr", Pictures(tmp_path), retries=1)
+    result = caught.value.result
+    assert result.failed and result.made
+    for tile, failure in result.failed.items():
+        assert failure.tile == tile and failure.picture == "p5" and "p5.npy" in str(failure)
+    (tmp_path / "away.npy").rename(tmp_path / "p5.npy")
+    repaired = panoval.dask.blend(client, text, tmp_path / "p.zarr", Pictures(tmp_path))
+    assert sorted(repaired.made) == sorted(result.failed) and sorted(repaired.kept) == sorted(result.made)
+    layout = panoval.Mosaic.from_plan(text).layout
+    assert np.array_equal(Store.begin(tmp_path / "p.zarr", layout, panoval.dask.name_of_plan(text)).read(), whole)
+
+
+class Broken(Pictures):
+    """One picture's rows raise."""
+
+    def __call__(self, index, name):
+        if name == "p0":
+            raise RuntimeError("the tape is torn")
+        return super().__call__(index, name)
+
+
+def test_a_callable_that_raises_is_named_with_picture_and_tile(client, plan, tmp_path):
+    text, _ = plan(64)
+    result = panoval.dask.blend(client, text, tmp_path / "p.zarr", Broken(tmp_path), errors="keep", retries=0)
+    assert 0 in result.failed and result.made
+    assert str(result.failed[0]) == "tile 0: picture p0: RuntimeError: the tape is torn"
+
+
+def test_a_plan_of_another_version_is_refused_before_anything_is_written(plan, tmp_path):
+    text, _ = plan(64)
+    with pytest.raises(panoval.PlanError):
+        panoval.dask.blend(None, text.replace('"panoval_plan": 1', '"panoval_plan": 9'), tmp_path / "p.zarr")
+    assert not (tmp_path / "p.zarr").exists()
+
+
+def test_a_store_of_another_plan_or_a_folder_of_others_is_left_alone(plan, tmp_path):
+    text, _ = plan(64)
+    other, _ = plan(100)
+    panoval.dask.blend(None, text, tmp_path / "p.zarr", Pictures(tmp_path), tiles=[0])
+    before = files(tmp_path / "p.zarr")
+    with pytest.raises(StoreError, match="another plan began"):
+        panoval.dask.blend(None, other, tmp_path / "p.zarr", Pictures(tmp_path))
+    assert files(tmp_path / "p.zarr") == before
+    with pytest.raises(StoreError, match="is a folder with p0.npy in it|is a folder with"):
+        panoval.dask.blend(None, text, tmp_path, Pictures(tmp_path))
+    (tmp_path / "file.zarr").write_text("x")
+    with pytest.raises(StoreError, match="file.zarr"):
+        panoval.dask.blend(None, text, tmp_path / "file.zarr", Pictures(tmp_path))
+
+
+def test_a_full_disk_fails_the_tile_and_leaves_nothing_half_written(plan, tmp_path, monkeypatch):
+    text, _ = plan(64)
+    real = os.replace
+    count = [0]
+
+    def full(source, target):
+        if "tiles" not in str(target) and "/0/0/" in str(target):
+            count[0] += 1
+            if count[0] == 3:
+                raise OSError(28, "No space left on device")
+        return real(source, target)
+
+    monkeypatch.setattr(os, "replace", full)
+    result = panoval.dask.blend(None, text, tmp_path / "p.zarr", Pictures(tmp_path), errors="keep")
+    assert len(result.failed) == 1 and "No space left on device" in str(next(iter(result.failed.values())))
+    assert not list((tmp_path / "p.zarr").rglob("*.part"))
+    monkeypatch.undo()
+    again = panoval.dask.blend(None, text, tmp_path / "p.zarr", Pictures(tmp_path))
+    assert again.made == list(result.failed)
+
+
+def test_coverage_is_the_last_channel(plan, tmp_path, helpers):
+    picture = helpers.scene(100, 80, 1, np.uint16)
+    mask = np.ones((80, 100), bool)
+    mask[:20, :30] = False
+    with panoval.Mosaic(tile_size=64) as mosaic:
+        mosaic.add(picture, (5, 7), mask=mask)
+        mosaic.measure("gains", "seams")
+        text = mosaic.plan()
+    panoval.dask.blend(None, text, tmp_path / "p.zarr", lambda index, name: (picture, mask), coverage=True)
+    import zarr
+
+    store = zarr.open(str(tmp_path / "p.zarr"), mode="r")
+    assert np.array_equal(store["0"][1], mask * np.uint16(65535))
+    assert np.array_equal(store["0"][0], np.where(mask, picture, 0))
+    assert store.attrs["multiscales"][0]["version"] == "0.4" and store.attrs["panoval"]["x"] == 5
