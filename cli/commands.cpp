@@ -4,6 +4,7 @@
 #include "cli/ellipses/command_ellipses.h"
 #include "cli/filters/command_inpaint.h"
 #include "cli/filters/command_pictures.h"
+#include "cli/pyramid/command_pyramid.h"
 #include "cli/stitch/command_stitch.h"
 
 namespace panoval::cli
@@ -12,6 +13,7 @@ namespace panoval::cli
 void add_commands(CLI::App& program)
 {
     add_stitch_command(program);
+    add_pyramid_command(program);
     add_ellipses_command(program);
     add_edges_command(program);
     add_inpaint_command(program);

@@ -304,14 +304,16 @@ ChunkSizes ZarrStore::write_pixels(std::size_t level, std::int64_t x, std::int64
     return sizes;
 }
 
-void ZarrStore::read_chunk(std::size_t level, std::int64_t row, std::int64_t column, Chunk& chunk) const
+bool ZarrStore::read_chunk(std::size_t level, std::int64_t row, std::int64_t column, Chunk& chunk) const
 {
     const fs::path place = folder_ / concat(level) / path_from_utf8(chunk_name(row, column));
     std::vector<std::uint8_t> bytes;
-    if (read_bytes(place, bytes))
+    if (read_bytes(place, bytes)) {
         unpack_chunk(arrays_[level], utf8_from_path(place), bytes, chunk);
-    else
-        chunk.assign(arrays_[level].chunk_bytes(), 0);
+        return true;
+    }
+    chunk.assign(arrays_[level].chunk_bytes(), 0);
+    return false;
 }
 
 fs::path ZarrStore::mark_of(std::int64_t tile) const

@@ -57,8 +57,8 @@ public:
     ChunkSizes write_pixels(std::size_t level, std::int64_t x, std::int64_t y, std::int32_t width, std::int32_t height,
                             const ConstRows& rows) const;
 
-    // A chunk; all 0 where it has no file.
-    void read_chunk(std::size_t level, std::int64_t row, std::int64_t column, Chunk& chunk) const;
+    // A chunk; all 0 where it has no file, which is told by false.
+    bool read_chunk(std::size_t level, std::int64_t row, std::int64_t column, Chunk& chunk) const;
 
     // Whether this plan's tile is there as a whole.
     bool has_tile(std::int64_t tile) const;
@@ -66,6 +66,9 @@ public:
 
     // The first tile that is not marked; -1 where none is missing.
     std::int64_t first_missing_tile() const;
+
+    // Forgets all levels but the full picture, until publish_levels only in this object.
+    void drop_levels() { arrays_.resize(1); }
 
     // Begins a level behind those that there are, half as large as the last one; it belongs to the picture when
     // publish_levels has been called.

@@ -14,11 +14,11 @@ allowed() {
     mosaic) echo core io filter exposure blend inpaint detect panoval.h panoval_mosaic.h panoval_version.h ;;
     measure) echo core filter detect panoval.h panoval_measure.h panoval_version.h ;;
     image) echo core panoval.h ;;
-    cli/base | cli/stitch | cli/ellipses | cli/filters)
+    cli/base | cli/stitch | cli/pyramid | cli/ellipses | cli/filters)
         echo cli/base image panoval.h panoval_mosaic.h panoval_measure.h
         ;;
     cli/reference) echo cli/base ;;
-    cli) echo cli/base cli/stitch cli/ellipses cli/filters cli/reference image ;;
+    cli) echo cli/base cli/stitch cli/pyramid cli/ellipses cli/filters cli/reference image ;;
     tools) echo cli/base image panoval.h ;;
     esac
     [ "$1" != core ] || echo panoval.h
@@ -35,7 +35,7 @@ sources() {
 
 status=0
 for folder in core io filter exposure blend inpaint detect libmath mosaic measure image cli/base cli/stitch \
-    cli/ellipses cli/filters cli/reference cli tools; do
+    cli/pyramid cli/ellipses cli/filters cli/reference cli tools; do
     [ -d "$folder" ] || continue
     pattern="^($folder/[^/]*"
     for other in $(allowed "$folder"); do
