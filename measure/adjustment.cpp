@@ -44,7 +44,7 @@ struct Equations {
 };
 
 // One row of pixels.
-void add_samples(const AdjustmentInput& input, const TargetModel& model, const double* planes, std::size_t stride,
+void add_samples(const AdjustmentInput& input, const TargetModel& model, const float* planes, std::size_t stride,
                  std::int32_t y, const Span& span, Equations& equations) noexcept
 {
     const Box& box = input.patch->box();
@@ -60,13 +60,14 @@ void add_samples(const AdjustmentInput& input, const TargetModel& model, const d
             continue;
         double* const row = rows + kUnknowns * count;
         const double dx = box.x + static_cast<std::int32_t>(i) - input.reference_x;
-        const double area = planes[kCoverage * stride + i];
+        const auto at = [&](Plane plane) { return static_cast<double>(planes[plane * stride + i]); };
+        const double area = at(kCoverage);
         const double rest = 1 - area;
         const double contrast = model.inside.at(dx, dy) - model.outside.at(dx, dy);
         for (std::size_t plane = 0; plane <= kByBlur; ++plane)
-            row[plane] = contrast * planes[plane * stride + i];
-        const double bend_x = variance * planes[kByX * stride + i];
-        const double bend_y = variance * planes[kByY * stride + i];
+            row[plane] = contrast * static_cast<double>(planes[plane * stride + i]);
+        const double bend_x = variance * at(kByX);
+        const double bend_y = variance * at(kByY);
         row[kInside] = area;
         row[kInsideSlopeX] = area * dx - bend_x;
         row[kInsideSlopeY] = area * dy - bend_y;
@@ -132,7 +133,7 @@ bool evaluate(const AdjustmentInput& input, OutlineModel& outlines, const Target
         const RowSpans& spans = input.patch->spans(y);
         if (spans.edge >= spans.edge_end)
             continue;
-        const double* const planes = outlines.row(y, spans);
+        const float* const planes = outlines.row(y, spans);
         add_samples(input, model, planes, outlines.stride(), y, {spans.edge, spans.inside}, equations);
         add_samples(input, model, planes, outlines.stride(), y, {spans.inside_end, spans.edge_end}, equations);
     }
@@ -226,16 +227,17 @@ bool is_settled(const Equations& equations, const Vector12& step) noexcept
 
 } // namespace
 
-double predict(const TargetModel& model, const double* planes, std::size_t stride, std::size_t column, double dx,
+double predict(const TargetModel& model, const float* planes, std::size_t stride, std::size_t column, double dx,
                double dy) noexcept
 {
     const double outside = model.outside.at(dx, dy);
     const double contrast = model.inside.at(dx, dy) - outside;
     // Where the slopes differ, blur mixes levels of different places: the first moment of the covered part.
     const double variance = model.blur * model.blur + kBoxVariance;
-    const double bend = (model.inside.slope_x - model.outside.slope_x) * planes[kByX * stride + column] +
-                        (model.inside.slope_y - model.outside.slope_y) * planes[kByY * stride + column];
-    return outside + contrast * planes[kCoverage * stride + column] - variance * bend;
+    const auto at = [&](Plane plane) { return static_cast<double>(planes[plane * stride + column]); };
+    const double bend = (model.inside.slope_x - model.outside.slope_x) * at(kByX) +
+                        (model.inside.slope_y - model.outside.slope_y) * at(kByY);
+    return outside + contrast * at(kCoverage) - variance * bend;
 }
 
 Matrix12 invert_normal(const Matrix12& normal) noexcept

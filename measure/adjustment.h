@@ -74,7 +74,7 @@ AdjustmentResult adjust(const AdjustmentInput& input, OutlineModel& outlines, Ta
 Matrix12 invert_normal(const Matrix12& normal) noexcept;
 
 // What the model says of one sample, given a row of the outline's planes.
-double predict(const TargetModel& model, const double* planes, std::size_t stride, std::size_t column, double dx,
+double predict(const TargetModel& model, const float* planes, std::size_t stride, std::size_t column, double dx,
                double dy) noexcept;
 
 } // namespace panoval::measure

@@ -5,6 +5,7 @@
 #include "core/heap.h"
 #include "measure/detect_candidates.h"
 #include "measure/picture.h"
+#include "measure/refinement.h"
 #include "measure/target_record.h"
 #include "panoval_measure.h"
 
@@ -82,11 +83,18 @@ bool is_same_outline(const PanovalMeasureEllipse& one, double x, double y, doubl
            is_near(one.semi_minor, b, share, least);
 }
 
+// How far from a candidate its outline may lie: some pixels of the scale, and what an oval may differ from an ellipse.
+double reach_of(const Candidate& candidate) noexcept
+{
+    const double pixel = static_cast<double>(std::int64_t{1} << candidate.scale);
+    return std::max(2.5 * pixel, candidate.oval.b / 12 + 1);
+}
+
 class Detection
 {
 public:
     Detection(const PanovalMeasureImage& image, const Options& options, PanovalMeasureDetection& result)
-        : image_(image), options_(options), result_(result)
+        : image_(image), options_(options), result_(result), refinement_(image)
     {
     }
 
@@ -97,13 +105,14 @@ public:
         if (list.is_out_of_memory)
             return false;
         noise_ = list.noise;
+        refinement_.set_least_contrast(kLeastContrast / 2 * noise_); // half of it is only suspected yet
         result_.candidates = list.lines;
         result_.too_small = list.too_small;
         result_.too_large = list.too_large;
         result_.not_oval = list.not_oval;
         std::sort(list.candidates.begin(), list.candidates.end(), comes_before);
         for (const Candidate& candidate : list.candidates)
-            if (!is_known(candidate.oval) && !measure(candidate.oval))
+            if (!is_known(candidate.oval) && !measure(candidate))
                 return false;
         judge();
         return copy_out();
@@ -119,11 +128,12 @@ private:
         });
     }
 
-    bool measure(const Oval& oval)
+    bool measure(const Candidate& candidate)
     {
+        const Oval& oval = candidate.oval;
         const PanovalMeasureEllipse start = {oval.x, oval.y, oval.a, oval.b, atan2(oval.uy, oval.ux)};
         PanovalMeasureTarget target = {};
-        const std::int32_t code = panoval_measure_refine(&image_, &start, 1, &target);
+        const std::int32_t code = refinement_.run(start, reach_of(candidate), target);
         if (code == PANOVAL_MEASURE_NO_MEMORY)
             return false;
         if (code != PANOVAL_MEASURE_OK) {
@@ -242,6 +252,7 @@ private:
     const PanovalMeasureImage& image_;
     const Options& options_;
     PanovalMeasureDetection& result_;
+    Refinement refinement_;
     double noise_ = 0; // of the picture, in its levels
     std::vector<PanovalMeasureTarget> measured_;
 };

@@ -363,16 +363,15 @@ double flat_reach(const Outline& outline) noexcept
     return std::clamp(kFlatShare * outline.mean_radius(), kLeastFlat, kMostFlat);
 }
 
-bool find_edge(const Patch& patch, const Outline& start, EdgeGuess& guess) noexcept
+bool find_edge(const Patch& patch, const Outline& start, double reach, EdgeGuess& guess) noexcept
 {
     Rays rays;
     Outline outline = start;
-    const double wide = search_reach(start);
     double sign = 0;
     Profile profile;
     for (int round = 0; round < kSearchRounds; ++round) {
-        const double reach = round == 0 ? wide : std::max(2.5, wide / 2);
-        const Search search = make_search(outline, reach);
+        const double now = round == 0 ? reach : std::max(2.5, reach / 2);
+        const Search search = make_search(outline, now);
         const Outline before = outline;
         place_rays(outline, rays);
         if (round == 0) {
@@ -383,8 +382,8 @@ bool find_edge(const Patch& patch, const Outline& start, EdgeGuess& guess) noexc
                 find_steepest(profile, search, sign, ray);
             }
         }
-        guess.share = fit_rays(rays, outline, reach);
-        if (guess.share < kLeastShare || !is_sound(outline, start, wide))
+        guess.share = fit_rays(rays, outline, now);
+        if (guess.share < kLeastShare || !is_sound(outline, start, reach))
             return false;
         const double moved =
             std::fabs(outline.x - before.x) + std::fabs(outline.y - before.y) + std::fabs(outline.mean - before.mean);
@@ -395,7 +394,7 @@ bool find_edge(const Patch& patch, const Outline& start, EdgeGuess& guess) noexc
     guess.outline = outline;
     for (Ray& ray : rays)
         ray.offset = 0;
-    if (!read_levels(patch, rays, sign, std::max(3.0, std::min(wide, 8.0)), guess))
+    if (!read_levels(patch, rays, sign, std::max(3.0, std::min(reach, 8.0)), guess))
         return false;
     measure_free_reach(patch, rays, guess);
     return true;

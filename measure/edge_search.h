@@ -19,14 +19,14 @@ struct EdgeGuess {
     double free_outside = 0; // and outside, as far as was looked
 };
 
-// How far from a start an outline is looked for.
+// How far from a start an outline is looked for of which nothing is known.
 double search_reach(const Outline& start) noexcept;
 
 // How far from the outline the surroundings count: half a radius tells slopes of light so well that they cost the
 // centre three per cent; beyond, neighbours come.
 double flat_reach(const Outline& outline) noexcept;
 
-// False when there is no edge that closes around the start.
-bool find_edge(const Patch& patch, const Outline& start, EdgeGuess& guess) noexcept;
+// False when there is no edge within reach that closes around the start.
+bool find_edge(const Patch& patch, const Outline& start, double reach, EdgeGuess& guess) noexcept;
 
 } // namespace panoval::measure

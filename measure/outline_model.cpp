@@ -74,14 +74,14 @@ bool OutlineModel::reserve(const Box& box, double semi_major, double least_blur,
         level_capacity_ = levels;
     }
     if (levels * window > table_capacity_ || window > window_capacity_) {
-        by_row_ = allocate<double>(3 * levels * window);
-        by_column_ = allocate<double>(6 * levels * window);
-        edges_ = allocate<double>(3 * (window + kWindowStep));
+        by_row_ = allocate<float>(3 * levels * window);
+        by_column_ = allocate<float>(6 * levels * window);
+        edges_ = allocate<float>(3 * (window + kWindowStep));
         table_capacity_ = levels * window;
         window_capacity_ = window;
     }
     if (stride > stride_) {
-        planes_ = allocate<double>((kPlanes + 1) * stride);
+        planes_ = allocate<float>((kPlanes + 1) * stride);
         stride_ = stride;
     }
     box_ = box;
@@ -125,7 +125,7 @@ bool OutlineModel::sample(const Outline& outline, double blur) noexcept
     for (std::size_t level = 0; level < levels_; ++level) {
         const double right[2] = {sine * down[0] + cosine * down[1], sine * down[1] - cosine * down[0]};
         const double left[2] = {sine * down[0] - cosine * down[1], sine * down[1] + cosine * down[0]};
-        level_[level].height = half_height * cosine * step;
+        level_[level].height = static_cast<float>(half_height * cosine * step);
         sample_level(outline, level, right, left, step, blur);
         const double next = sine * turn_cos + cosine * turn_sin;
         cosine = cosine * turn_cos - sine * turn_sin;
@@ -153,30 +153,30 @@ void OutlineModel::sample_level(const Outline& outline, std::size_t index, const
         // The tangent for a step of the angle, turned outward.
         const double normal_x = (c * u - b * v) * step;
         const double normal_y = (a * v - b * u) * step;
-        level.normal[side][0] = normal_x;
-        level.normal[side][1] = normal_y;
-        level.by[side][kByX] = normal_x;
-        level.by[side][kByY] = normal_y;
-        level.by[side][kByMean] = normal_x * u + normal_y * v;
-        level.by[side][kBySkewX] = normal_x * u - normal_y * v;
-        level.by[side][kBySkewY] = normal_x * v + normal_y * u;
+        level.normal[side][0] = static_cast<float>(normal_x);
+        level.normal[side][1] = static_cast<float>(normal_y);
+        level.by[side][kByX] = level.normal[side][0];
+        level.by[side][kByY] = level.normal[side][1];
+        level.by[side][kByMean] = static_cast<float>(normal_x * u + normal_y * v);
+        level.by[side][kBySkewX] = static_cast<float>(normal_x * u - normal_y * v);
+        level.by[side][kBySkewY] = static_cast<float>(normal_x * v + normal_y * u);
         const double x = outline.x + a * u + b * v;
         const std::int32_t column = first_pixel(x, blur);
         level.column[side] = column - box_.x;
-        double* const table = by_column_.get() + 3 * (2 * index + side) * padded_;
+        float* const table = by_column_.get() + 3 * (2 * index + side) * padded_;
         respond(x - column, blur, scale, window_, padded_, edges_.get(), table, table + padded_, table + 2 * padded_);
     }
-    double* const table = by_row_.get() + 3 * index * padded_;
+    float* const table = by_row_.get() + 3 * index * padded_;
     respond(y - level.row, blur, scale, window_, padded_, edges_.get(), table, table + padded_, table + 2 * padded_);
 }
 
-const double* OutlineModel::row(std::int32_t y) noexcept
+const float* OutlineModel::row(std::int32_t y) noexcept
 {
     const std::int32_t end = box_.x + box_.width;
     return row(y, {box_.x, box_.x, end, end, end, end, end, end});
 }
 
-const double* OutlineModel::row(std::int32_t y, const RowSpans& spans) noexcept
+const float* OutlineModel::row(std::int32_t y, const RowSpans& spans) noexcept
 {
     while (last_ < levels_ && level_[last_].row <= y)
         ++last_;
@@ -197,9 +197,9 @@ const double* OutlineModel::row(std::int32_t y, const RowSpans& spans) noexcept
         right = {std::min(left.begin, right.begin), std::max(left.end, right.end)};
     left.end = std::min(left.end, right.begin);
     for (std::size_t plane = 0; plane <= kPlanes; ++plane) {
-        double* const values = planes_.get() + plane * stride_;
-        std::fill(values + left.begin, values + left.end, 0.0);
-        std::fill(values + right.begin, values + right.end, 0.0);
+        float* const values = planes_.get() + plane * stride_;
+        std::fill(values + left.begin, values + left.end, 0.0f);
+        std::fill(values + right.begin, values + right.end, 0.0f);
     }
     add_levels(level_.get() + first_, last_ - first_, y, padded_, by_row_.get() + 3 * padded_ * first_,
                by_column_.get() + 6 * padded_ * first_, planes_.get(), stride_);
@@ -212,11 +212,11 @@ const double* OutlineModel::row(std::int32_t y, const RowSpans& spans) noexcept
 // What chords cover evenly is noted where they end.
 void OutlineModel::add_even(const Span& span, double& even) noexcept
 {
-    double* const coverage = planes_.get() + kCoverage * stride_;
-    const double* const ends = planes_.get() + kPlanes * stride_;
+    float* const coverage = planes_.get() + kCoverage * stride_;
+    const float* const ends = planes_.get() + kPlanes * stride_;
     for (std::int32_t column = span.end; column-- > span.begin;) {
-        coverage[column] += even;
-        even += ends[column];
+        coverage[column] += static_cast<float>(even);
+        even += static_cast<double>(ends[column]);
     }
 }
 

@@ -52,8 +52,8 @@ public:
 
     // Rows from the top, each at most once after a call of sample. Returns the first plane; plane p begins at p *
     // stride(). Columns outside the edge's spans have no values.
-    const double* row(std::int32_t y) noexcept; // all columns
-    const double* row(std::int32_t y, const RowSpans& spans) noexcept;
+    const float* row(std::int32_t y) noexcept; // all columns
+    const float* row(std::int32_t y, const RowSpans& spans) noexcept;
     std::size_t stride() const noexcept { return stride_; }
 
 private:
@@ -74,10 +74,10 @@ private:
     std::size_t first_ = 0; // levels from first_ to last_ reach the current row
     std::size_t last_ = 0;
     HeapArray<Level> level_;
-    HeapArray<double> by_row_;    // for each level and row: the pixel's response in y, its integral, its derivative
-    HeapArray<double> by_column_; // for each sample and column: the same in x
-    HeapArray<double> edges_;     // scratch of the kernel
-    HeapArray<double> planes_;
+    HeapArray<float> by_row_;    // for each level and row: the pixel's response in y, its integral, its derivative
+    HeapArray<float> by_column_; // for each sample and column: the same in x
+    HeapArray<float> edges_;     // scratch of the kernel
+    HeapArray<float> planes_;
 };
 
 } // namespace panoval::measure

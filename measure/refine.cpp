@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: MIT
 // A target from its start to its record: rays find the outline roughly, flat parts give levels, slopes and noise, the
 // adjustment gives the rest; what does not fit is left out, and the adjustment is repeated without it.
+#include "measure/refinement.h"
+
 #include "core/numbers.h"
-#include "measure/adjustment.h"
-#include "measure/edge_search.h"
-#include "measure/patch.h"
 #include "measure/picture.h"
 #include "measure/target_record.h"
 #include "panoval_measure.h"
@@ -92,40 +91,18 @@ std::int32_t check_start(const PanovalMeasureImage& image, const PanovalMeasureE
     return PANOVAL_MEASURE_OK;
 }
 
-// Scratch and state of one target after the other.
-class Refinement
+} // namespace
+
+double Refinement::least_variance() const noexcept
 {
-public:
-    explicit Refinement(const PanovalMeasureImage& image) noexcept : image_(image) {}
+    return image_.sample_type == PANOVAL_MEASURE_F32 ? 0 : 1.0 / 12;
+}
 
-    std::int32_t run(const PanovalMeasureEllipse& start, PanovalMeasureTarget& target) noexcept;
-
-private:
-    std::int32_t search(const Outline& start) noexcept;
-    std::int32_t adjust_once() noexcept;
-    void tie_slopes() noexcept;
-    std::size_t exclude(double limit, double beyond) noexcept;
-    double least_variance() const noexcept { return image_.sample_type == PANOVAL_MEASURE_F32 ? 0 : 1.0 / 12; }
-    bool releases_tie() const noexcept;
-
-    const PanovalMeasureImage& image_;
-    Patch patch_;
-    EdgeGuess guess_;
-    OutlineModel outlines_;
-    TargetModel model_;
-    AdjustmentInput input_;
-    AdjustmentResult adjusted_;
-    double edge_reach_ = 0;
-    double flat_spread_ = 0; // standard deviation of the flat samples
-    bool is_tied_ = true;
-};
-
-std::int32_t Refinement::search(const Outline& start) noexcept
+std::int32_t Refinement::search(const Outline& start, double reach) noexcept
 {
-    const double reach = search_reach(start);
     if (!patch_.copy(image_, box_around(start, std::max(reach, 8.0 + flat_reach(start)) + reach + 3)))
         return PANOVAL_MEASURE_NO_MEMORY;
-    if (!find_edge(patch_, start, guess_))
+    if (!find_edge(patch_, start, reach, guess_))
         return PANOVAL_MEASURE_NO_EDGE;
     model_.outline = guess_.outline;
     model_.blur = std::clamp(guess_.blur, 0.3, std::max(0.5, 0.5 * guess_.outline.semi_minor()));
@@ -192,8 +169,6 @@ bool Refinement::releases_tie() const noexcept
     return contradiction > kContradiction;
 }
 
-// Makes aliens of edge samples that are further from the model than the limit, and further than `beyond` pixels from
-// the outline. Returns how many.
 std::size_t Refinement::exclude(double limit, double beyond) noexcept
 {
     if (!outlines_.sample(model_.outline, model_.blur))
@@ -205,7 +180,7 @@ std::size_t Refinement::exclude(double limit, double beyond) noexcept
         const RowSpans& spans = patch_.spans(y);
         if (spans.edge >= spans.edge_end)
             continue;
-        const double* const planes = outlines_.row(y, spans);
+        const float* const planes = outlines_.row(y, spans);
         for (std::int32_t x = spans.edge; x < spans.edge_end; ++x) {
             if (patch_.part(x, y) != Part::kEdge)
                 continue;
@@ -241,6 +216,8 @@ std::int32_t Refinement::adjust_once() noexcept
     input_.reference_y = model_.outline.y;
 
     const double contrast = std::fabs(model_.inside.level - model_.outside.level);
+    if (contrast < least_contrast_)
+        return PANOVAL_MEASURE_NO_EDGE;
     const double least_spread = std::max(0.3 * std::sqrt(12 * least_variance()), 0.002 * contrast);
     double inside_spread = 0;
     LevelPlane inside;
@@ -262,12 +239,13 @@ std::int32_t Refinement::adjust_once() noexcept
     return adjusted_.has_left ? PANOVAL_MEASURE_NO_EDGE : PANOVAL_MEASURE_OK;
 }
 
-std::int32_t Refinement::run(const PanovalMeasureEllipse& start, PanovalMeasureTarget& target) noexcept
+std::int32_t Refinement::run(const PanovalMeasureEllipse& start, double reach, PanovalMeasureTarget& target) noexcept
 {
     std::int32_t code = check_start(image_, start);
     if (code != PANOVAL_MEASURE_OK)
         return code;
-    code = search(outline_of(start));
+    const Outline outline = outline_of(start);
+    code = search(outline, std::min(reach, search_reach(outline)));
     is_tied_ = true;
     for (int round = 0; round < kMostRounds && code == PANOVAL_MEASURE_OK; ++round) {
         const TargetModel before = model_;
@@ -303,8 +281,6 @@ std::int32_t Refinement::run(const PanovalMeasureEllipse& start, PanovalMeasureT
     return make_record(measurement, outlines_, target) ? PANOVAL_MEASURE_OK : PANOVAL_MEASURE_NO_EDGE;
 }
 
-} // namespace
-
 } // namespace panoval::measure
 
 extern "C" PANOVAL_MEASURE_API int32_t panoval_measure_refine(const PanovalMeasureImage* image,
@@ -322,7 +298,7 @@ extern "C" PANOVAL_MEASURE_API int32_t panoval_measure_refine(const PanovalMeasu
     std::int32_t first_code = PANOVAL_MEASURE_OK;
     for (std::int32_t i = 0; i < count; ++i) {
         PanovalMeasureTarget target = {};
-        const std::int32_t code = refinement.run(starts[i], target);
+        const std::int32_t code = refinement.run(starts[i], HUGE_VAL, target);
         if (code != PANOVAL_MEASURE_OK)
             target = {};
         target.code = code;

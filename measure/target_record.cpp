@@ -62,14 +62,15 @@ std::size_t sector_of(const Outline& outline, double x, double y, std::size_t se
     return std::min(sectors - 1, to_count(truncate_to_int(turn / 4 * static_cast<double>(sectors))));
 }
 
-void survey_sample(const Measurement& m, const double* planes, std::size_t stride, std::size_t column, std::int32_t x,
+void survey_sample(const Measurement& m, const float* planes, std::size_t stride, std::size_t column, std::int32_t x,
                    std::int32_t y, Survey& survey) noexcept
 {
     const Patch& patch = *m.input->patch;
     const double dx = x - m.input->reference_x;
     const double dy = y - m.input->reference_y;
     const double outside = m.model.outside.at(dx, dy);
-    const double edge = (m.model.inside.at(dx, dy) - outside) * planes[kCoverage * stride + column];
+    const double edge =
+        (m.model.inside.at(dx, dy) - outside) * static_cast<double>(planes[kCoverage * stride + column]);
     const auto sample = static_cast<double>(patch.sample(x, y));
     survey.edge += 1;
     survey.aliens += patch.part(x, y) == Part::kAlien ? 1 : 0;
@@ -106,7 +107,7 @@ Survey survey_outline(const Measurement& m, OutlineModel& outlines) noexcept
             continue;
         const RowSpans spans = {all.begin,  all.begin,  middle.begin, middle.begin,
                                 middle.end, middle.end, all.end,      all.end};
-        const double* const planes = outlines.row(y, spans);
+        const float* const planes = outlines.row(y, spans);
         for (std::int32_t x = all.begin; x < all.end; ++x) {
             if (x == middle.begin)
                 x = middle.end;

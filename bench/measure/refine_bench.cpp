@@ -68,8 +68,8 @@ struct Tables {
     static constexpr std::size_t kStride = 80;
 
     Tables()
-        : by_row(panoval::test::noise(3 * kPadded * kLevels, -1.0, 1.0, 1)),
-          by_column(panoval::test::noise(6 * kPadded * kLevels, -1.0, 1.0, 2)), levels(kLevels),
+        : by_row(panoval::test::noise(3 * kPadded * kLevels, -1.f, 1.f, 1)),
+          by_column(panoval::test::noise(6 * kPadded * kLevels, -1.f, 1.f, 2)), levels(kLevels),
           edges(3 * (kPadded + kWindowStep)), rows(panoval::test::noise(12 * kLevels, -1.0, 1.0, 3)),
           values(panoval::test::noise(kLevels, -1.0, 1.0, 4))
     {
@@ -78,24 +78,28 @@ struct Tables {
             level.row = static_cast<std::int32_t>(random.integer(0, 7));
             for (int& column : level.column)
                 column = static_cast<int>(random.integer(0, 60));
-            level.height = random.real(0, 1);
+            level.height = static_cast<float>(random.real(0, 1));
             for (std::size_t side = 0; side < 2; ++side) {
-                std::fill_n(level.by[side], 5, random.real(-1, 1));
-                std::fill_n(level.normal[side], 2, random.real(-1, 1));
+                std::fill_n(level.by[side], 5, static_cast<float>(random.real(-1, 1)));
+                std::fill_n(level.normal[side], 2, static_cast<float>(random.real(-1, 1)));
             }
         }
         for (auto* sums : {&fast, &twin})
-            sums->assign(std::max<std::size_t>(8 * kStride, 6 * kPadded * kLevels), 0.0);
+            sums->assign(std::max<std::size_t>(8 * kStride, 6 * kPadded * kLevels), 0.f);
+        for (auto* sums : {&fast_equations, &twin_equations})
+            sums->assign(156, 0.0);
     }
 
-    std::vector<double> by_row;
-    std::vector<double> by_column;
+    std::vector<float> by_row;
+    std::vector<float> by_column;
     std::vector<Level> levels;
-    std::vector<double> edges;
+    std::vector<float> edges;
     std::vector<double> rows;
     std::vector<double> values;
-    std::vector<double> fast;
-    std::vector<double> twin;
+    std::vector<float> fast;
+    std::vector<float> twin;
+    std::vector<double> fast_equations;
+    std::vector<double> twin_equations;
 };
 
 Case make_kernel(const std::string& content, void (*fast)(Tables&), void (*twin)(Tables&), bool is_whole = true)
@@ -107,7 +111,7 @@ Case make_kernel(const std::string& content, void (*fast)(Tables&), void (*twin)
             .fast = [tables, fast] { fast(*tables); },
             .twin = [tables, twin] { twin(*tables); },
             .same = is_whole ? std::function<bool()>([tables] {
-                return std::memcmp(tables->fast.data(), tables->twin.data(), 8 * tables->fast.size()) == 0;
+                return std::memcmp(tables->fast.data(), tables->twin.data(), sizeof(float) * tables->fast.size()) == 0;
             })
                              : std::function<bool()>()};
 }
@@ -118,7 +122,7 @@ Case make_respond()
         "windows of 9",
         [](Tables& t) {
             for (std::size_t n = 0; n < Tables::kLevels; ++n) {
-                double* const out = t.fast.data() + 3 * Tables::kPadded * n;
+                float* const out = t.fast.data() + 3 * Tables::kPadded * n;
                 panoval::measure::respond(4.3 + 0.01 * static_cast<double>(n), 0.8, 1 / 0.8, Tables::kWindow,
                                           Tables::kPadded, t.edges.data(), out, out + Tables::kPadded,
                                           out + 2 * Tables::kPadded);
@@ -126,7 +130,7 @@ Case make_respond()
         },
         [](Tables& t) {
             for (std::size_t n = 0; n < Tables::kLevels; ++n) {
-                double* const out = t.twin.data() + 3 * Tables::kPadded * n;
+                float* const out = t.twin.data() + 3 * Tables::kPadded * n;
                 panoval::reference::respond(4.3 + 0.01 * static_cast<double>(n), 0.8, 1 / 0.8, Tables::kWindow,
                                             Tables::kPadded, out, out + Tables::kPadded, out + 2 * Tables::kPadded);
             }
@@ -138,12 +142,12 @@ Case make_add_levels()
     return make_kernel(
         "a row",
         [](Tables& t) {
-            std::fill(t.fast.begin(), t.fast.end(), 0.0);
+            std::fill(t.fast.begin(), t.fast.end(), 0.f);
             panoval::measure::add_levels(t.levels.data(), Tables::kLevels, 8, Tables::kPadded, t.by_row.data(),
                                          t.by_column.data(), t.fast.data(), Tables::kStride);
         },
         [](Tables& t) {
-            std::fill(t.twin.begin(), t.twin.end(), 0.0);
+            std::fill(t.twin.begin(), t.twin.end(), 0.f);
             panoval::reference::add_levels(t.levels.data(), Tables::kLevels, 8, Tables::kPadded, t.by_row.data(),
                                            t.by_column.data(), t.twin.data(), Tables::kStride);
         });
@@ -155,14 +159,14 @@ Case make_add_equations()
     return make_kernel(
         "12 unknowns",
         [](Tables& t) {
-            std::fill_n(t.fast.begin(), 156, 0.0);
-            panoval::measure::add_equations(t.rows.data(), t.values.data(), Tables::kLevels, t.fast.data(),
-                                            t.fast.data() + 144);
+            std::fill_n(t.fast_equations.begin(), 156, 0.0);
+            panoval::measure::add_equations(t.rows.data(), t.values.data(), Tables::kLevels, t.fast_equations.data(),
+                                            t.fast_equations.data() + 144);
         },
         [](Tables& t) {
-            std::fill_n(t.twin.begin(), 156, 0.0);
-            panoval::reference::add_equations(t.rows.data(), t.values.data(), Tables::kLevels, t.twin.data(),
-                                              t.twin.data() + 144);
+            std::fill_n(t.twin_equations.begin(), 156, 0.0);
+            panoval::reference::add_equations(t.rows.data(), t.values.data(), Tables::kLevels, t.twin_equations.data(),
+                                              t.twin_equations.data() + 144);
         },
         false);
 }

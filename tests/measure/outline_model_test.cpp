@@ -79,11 +79,11 @@ TEST(OutlineModel, CoversWhatTheAreaIntegralSays)
             const PanovalMeasureEllipse ellipse = random_ellipse(random, 1.2);
             ASSERT_TRUE(model.sample(panoval::measure::outline_of(ellipse), blur));
             for (std::int32_t y = -20; y <= 20; ++y) {
-                const double* const planes = model.row(y);
-                const double* const covered = planes + panoval::measure::kCoverage * model.stride();
+                const float* const planes = model.row(y);
+                const float* const covered = planes + panoval::measure::kCoverage * model.stride();
                 for (int k = 0; k < 3; ++k) {
                     const auto x = static_cast<std::int32_t>(random.integer(-20, 20));
-                    ASSERT_NEAR(covered[x + 40], coverage(ellipse, blur, x, y), 1e-4)
+                    ASSERT_NEAR(static_cast<double>(covered[x + 40]), coverage(ellipse, blur, x, y), 1e-4)
                         << "x " << x << ", y " << y << ", blur " << blur << ", axes " << ellipse.semi_major << ", "
                         << ellipse.semi_minor;
                 }
@@ -109,7 +109,7 @@ TEST(OutlineModel, HasDerivativesThatAreTheDifferences)
         const auto x = static_cast<std::int32_t>(random.integer(-12, 12));
         const auto y = static_cast<std::int32_t>(random.integer(-12, 12));
         ASSERT_TRUE(model.sample(outline, blur));
-        const double* const planes = model.row(y);
+        const float* const planes = model.row(y);
         std::array<double, kPlanes> said{};
         for (std::size_t plane = 0; plane < kPlanes; ++plane)
             said[plane] = planes[plane * model.stride() + static_cast<std::size_t>(x + 40)];

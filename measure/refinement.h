@@ -1,0 +1,52 @@
+// SPDX-License-Identifier: MIT
+// The refinement of one target after the other, with scratch that is kept from one to the next.
+#pragma once
+
+#include "measure/adjustment.h"
+#include "measure/edge_search.h"
+#include "measure/patch.h"
+#include "panoval_measure.h"
+
+#include <cstddef>
+#include <cstdint>
+
+namespace panoval::measure
+{
+
+class Refinement
+{
+public:
+    // The picture has been checked; it is only read.
+    explicit Refinement(const PanovalMeasureImage& image) noexcept : image_(image) {}
+
+    // Outlines that show less between their levels are not measured: they have no edge.
+    void set_least_contrast(double levels) noexcept { least_contrast_ = levels; }
+
+    // reach  how far from the start the outline is looked for, at most; pixels
+    // Returns a PanovalMeasureCode; the record is complete only when that is PANOVAL_MEASURE_OK.
+    std::int32_t run(const PanovalMeasureEllipse& start, double reach, PanovalMeasureTarget& target) noexcept;
+
+private:
+    std::int32_t search(const Outline& start, double reach) noexcept;
+    std::int32_t adjust_once() noexcept;
+    void tie_slopes() noexcept;
+    // Makes aliens of edge samples that are further from the model than the limit, and further than `beyond` pixels
+    // from the outline. Returns how many.
+    std::size_t exclude(double limit, double beyond) noexcept;
+    double least_variance() const noexcept; // of a sample: what rounding makes
+    bool releases_tie() const noexcept;
+
+    const PanovalMeasureImage& image_;
+    double least_contrast_ = 0;
+    Patch patch_;
+    EdgeGuess guess_;
+    OutlineModel outlines_;
+    TargetModel model_;
+    AdjustmentInput input_;
+    AdjustmentResult adjusted_;
+    double edge_reach_ = 0;
+    double flat_spread_ = 0; // standard deviation of the flat samples
+    bool is_tied_ = true;
+};
+
+} // namespace panoval::measure
