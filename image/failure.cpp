@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "image/failure.h"
 
+#include "image/standard_streams.h"
 #include "image/text.h"
 
 #include <system_error>
@@ -11,27 +12,30 @@ namespace panoval::image
 namespace
 {
 
-std::string line_about(const std::string& file, const std::string& found, const std::string& expected)
+// stream: what "-" stands for
+std::string line_about(const std::string& file, const char* stream, const std::string& found,
+                       const std::string& expected)
 {
-    return concat(file.empty() ? "''" : printable(file), ": found ", found, "; expected ", expected);
+    const std::string name = file.empty() ? "''" : is_standard_stream(file) ? stream : printable(file);
+    return concat(name, ": found ", found, "; expected ", expected);
 }
 
 } // namespace
 
 void fail_input(const std::string& file, const std::string& found, const std::string& expected)
 {
-    throw Failure(Fault::Input, line_about(file, found, expected));
+    throw Failure(Fault::Input, line_about(file, "standard input", found, expected));
 }
 
 void fail_output(const std::string& file, const std::string& found, const std::string& expected)
 {
-    throw Failure(Fault::Output, line_about(file, found, expected));
+    throw Failure(Fault::Output, line_about(file, "standard output", found, expected));
 }
 
 void fail_memory(const std::string& file, std::uint64_t bytes)
 {
-    throw Failure(Fault::Memory,
-                  line_about(file, "too little memory", concat((bytes + 999'999) / 1'000'000, " MB to be free")));
+    throw Failure(Fault::Memory, line_about(file, "standard input", "too little memory",
+                                            concat((bytes + 999'999) / 1'000'000, " MB to be free")));
 }
 
 std::string system_message(int error_number)

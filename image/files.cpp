@@ -2,6 +2,7 @@
 #include "image/files.h"
 
 #include "image/failure.h"
+#include "image/standard_streams.h"
 #include "image/text.h"
 
 #include <cerrno>
@@ -87,6 +88,12 @@ FileHandle open_input(const std::string& name, const std::string& expected)
     if (name.empty())
         fail_input("''", "an empty file name", expected);
     errno = 0;
+    if (is_standard_stream(name)) {
+        FileHandle file = open_standard_input();
+        if (file == nullptr)
+            fail_input(name, "an input that cannot be read: " + system_message(errno), expected);
+        return file;
+    }
     FileHandle file = open_utf8(name, "rb");
     const int reason = errno;
     std::error_code error;

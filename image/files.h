@@ -29,7 +29,8 @@ bool file_exists(const std::string& name);
 bool seek_in_file(std::FILE* file, std::int64_t offset, int origin);
 std::int64_t tell_in_file(std::FILE* file);
 
-// Opens an input for reading in binary, or fails with an input error: missing, unreadable, or no regular file.
+// Opens an input for reading in binary, "-" for standard input, or fails with an input error: missing, unreadable, or
+// no regular file.
 FileHandle open_input(const std::string& name, const std::string& expected);
 
 } // namespace panoval::image

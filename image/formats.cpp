@@ -2,6 +2,7 @@
 #include "image/formats.h"
 
 #include "image/failure.h"
+#include "image/standard_streams.h"
 #include "image/text.h"
 
 #include <algorithm>
@@ -66,7 +67,7 @@ std::string endings_where(const Fits& fits)
 
 const OutputFormat& output_format_of(const std::string& target)
 {
-    const std::string ending = ending_of(target);
+    const std::string ending = is_standard_stream(target) ? ".png" : ending_of(target);
     const auto* const format = std::find_if(std::begin(kFormats), std::end(kFormats),
                                             [&](const OutputFormat& known) { return ending == known.ending; });
     if (format == std::end(kFormats))

@@ -31,7 +31,7 @@ struct OutputFormat {
     }
 };
 
-// By the name's ending; fails for one that is not known.
+// By the name's ending, PNG for standard output; fails for one that is not known.
 const OutputFormat& output_format_of(const std::string& target);
 
 // Fails unless such a picture fits. target is named in the message. To be asked before the work starts.

@@ -3,6 +3,7 @@
 
 #include "image/failure.h"
 #include "image/interruption.h"
+#include "image/standard_streams.h"
 #include "image/text.h"
 
 #include <cerrno>
@@ -95,6 +96,12 @@ FileHandle create_scratch(const fs::path& path)
 
 OutputFile::OutputFile(const std::string& target) : target_(target)
 {
+    if (is_standard_stream(target)) {
+        stream_ = open_nameless_file();
+        if (stream_ == nullptr)
+            fail_writing();
+        return;
+    }
     if (target.empty())
         fail_output("''", "an empty file name", "the name of the output");
     try {
@@ -143,6 +150,12 @@ OutputFile::~OutputFile()
 
 FileHandle OutputFile::make_scratch() const
 {
+    if (place_.empty()) {
+        FileHandle file = open_nameless_file();
+        if (file == nullptr)
+            fail_writing();
+        return file;
+    }
     for (int i = 0; i < kMostTries; ++i) {
         fs::path path = place_;
         path += concat(".", process_id(), "-", i, ".scratch");
@@ -174,6 +187,11 @@ void OutputFile::write(const void* data, std::size_t bytes)
 
 void OutputFile::commit()
 {
+    if (place_.empty()) {
+        if (!copy_to_standard_output(stream_.get()))
+            fail_writing();
+        return;
+    }
     std::FILE* const stream = stream_.release();
     const bool is_written = std::fflush(stream) == 0 && std::ferror(stream) == 0;
     const int reason = errno;

@@ -17,7 +17,8 @@ namespace panoval::image
 class OutputFile
 {
 public:
-    // Creates the file beside the target, so that an output that cannot be written is known before the work starts.
+    // "-" is standard output. Otherwise creates the file beside the target, so that an output that cannot be written is
+    // known before the work starts.
     explicit OutputFile(const std::string& target);
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
@@ -45,7 +46,7 @@ private:
     void create_beside();
 
     std::string target_;
-    std::filesystem::path place_; // the target, or what it links to
+    std::filesystem::path place_; // the target, or what it links to; empty for standard output
     std::filesystem::path temporary_;
     FileHandle stream_;
     std::unique_ptr<OutputFolder> companion_;

@@ -2,6 +2,7 @@
 #include "cli/base/common_options.h"
 
 #include "cli/base/errors.h"
+#include "image/standard_streams.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -29,16 +30,17 @@ void add_common_options(CLI::App& command, CommonOptions& options)
 
 void print_results(const CommonOptions& options, const Json& json, const ResultLines& lines)
 {
+    std::FILE* const stream = image::standard_output_has_a_picture() ? stderr : stdout;
     if (options.wants_json) {
         // File names need not be UTF-8 on every system; JSON must be.
         const std::string text = json.dump(2, ' ', false, Json::error_handler_t::replace);
-        std::printf("%s\n", text.c_str());
+        std::fprintf(stream, "%s\n", text.c_str());
     } else if (!options.is_quiet) {
         std::size_t width = 0;
         for (const auto& [name, value] : lines)
             width = std::max(width, name.size());
         for (const auto& [name, value] : lines)
-            std::printf("%-*s  %s\n", static_cast<int>(width), name.c_str(), value.c_str());
+            std::fprintf(stream, "%-*s  %s\n", static_cast<int>(width), name.c_str(), value.c_str());
     }
     flush_results();
 }

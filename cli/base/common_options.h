@@ -35,7 +35,8 @@ void add_common_options(CLI::App& command, CommonOptions& options);
 // A name and its value, one line of the results for people.
 using ResultLines = std::vector<std::pair<std::string, std::string>>;
 
-// Standard output: the JSON object with --json, else nothing with --quiet, else the aligned lines.
+// Standard output, or standard error where a picture has gone there: the JSON object with --json, else nothing with
+// --quiet, else the aligned lines.
 void print_results(const CommonOptions& options, const Json& json, const ResultLines& lines);
 
 // Fails unless all that has been printed is where it belongs. print_results asks it itself.

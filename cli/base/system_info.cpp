@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstdio>
 #include <ctime>
+#include <mutex>
 
 #include <fcntl.h>
 #ifdef _WIN32
@@ -159,27 +160,36 @@ const char* const kNowhere = "NUL";
 const char* const kNowhere = "/dev/null";
 #endif
 
+std::mutex silence_lock;
+int silences = 0;
+int saved_stdout = -1;
+
 } // namespace
 
 SilentStdout::SilentStdout()
 {
+    const std::lock_guard<std::mutex> lock(silence_lock);
+    if (silences++ > 0)
+        return;
     std::fflush(stdout);
     const int nowhere = open(kNowhere, O_WRONLY);
     if (nowhere < 0)
         return;
-    saved_ = dup(fileno(stdout));
-    if (saved_ >= 0)
+    saved_stdout = dup(fileno(stdout));
+    if (saved_stdout >= 0)
         dup2(nowhere, fileno(stdout));
     close(nowhere);
 }
 
 SilentStdout::~SilentStdout()
 {
-    if (saved_ < 0)
+    const std::lock_guard<std::mutex> lock(silence_lock);
+    if (--silences > 0 || saved_stdout < 0)
         return;
     std::fflush(stdout);
-    dup2(saved_, fileno(stdout));
-    close(saved_);
+    dup2(saved_stdout, fileno(stdout));
+    close(saved_stdout);
+    saved_stdout = -1;
 }
 
 } // namespace panoval::cli

@@ -35,7 +35,7 @@ private:
 };
 
 // While an object lives, standard output goes nowhere: some routines of the library print lines of their own, which
-// have no place among a command's results. Lines printed before are not lost.
+// have no place among a command's results. Lines printed before are not lost. Several may live at a time.
 class SilentStdout
 {
 public:
@@ -43,9 +43,6 @@ public:
     SilentStdout(const SilentStdout&) = delete;
     SilentStdout& operator=(const SilentStdout&) = delete;
     ~SilentStdout();
-
-private:
-    int saved_ = -1;
 };
 
 } // namespace panoval::cli

@@ -2,6 +2,7 @@
 // panoval ellipses: measures the elliptical targets of pictures.
 #include "cli/ellipses/command_ellipses.h"
 
+#include "cli/base/batch.h"
 #include "cli/base/common_options.h"
 #include "cli/base/errors.h"
 #include "cli/base/file_names.h"
@@ -11,6 +12,7 @@
 #include "image/image_read.h"
 #include "image/image_write.h"
 #include "image/output_file.h"
+#include "image/standard_streams.h"
 
 #include <CLI/CLI.hpp>
 #include <nlohmann/json.hpp>
@@ -26,7 +28,9 @@ namespace
 {
 
 struct EllipsesOptions {
+    BatchOptions batch;
     std::vector<std::string> inputs;
+    std::string output;
     EllipseSettings settings;
     ResultChoice choice;
     std::int32_t divisions = 0; // 0 = not given
@@ -89,51 +93,29 @@ const char* const kExplanation =
     "  panoval ellipses --csv shots/*.png >targets.csv\n"
     "  panoval ellipses board.png --png found.png --svg found.svg\n"
     "  panoval ellipses a.png b.png --svg '{}-found.svg'\n"
-    "      {} stands for each picture's name without folder and ending\n"
+    "      {} stands for each picture's name without folder and ending, {path} for the name with its folder\n"
+    "  find shots -name '*.png' | panoval ellipses --files-from - -o '{path}.json' --jobs 4 --resume --quiet\n"
+    "      a long list; started anew, it goes on where it was stopped\n"
     "\n"
     "Of several pictures those that cannot be measured are reported, the rest is measured, and the exit code is 1, or\n"
-    "6 where none can be.\n"
+    "6 where none can be. Results come in the order of the pictures. --resume leaves alone whose results, and "
+    "overlays\n"
+    "if asked for, are whole and not older than the picture, whatever options they were made with; they stand in the\n"
+    "JSON results again, and the table and CSV say where they are.\n"
     "\n";
 
-// "{}" in an overlay's name becomes the picture's name.
-std::string overlay_name(const std::string& pattern, const std::string& input)
+// Where each picture's file of this kind goes; standard output has the results.
+std::vector<std::string> check_names(const EllipsesOptions& options, const std::string& option,
+                                     const std::string& pattern)
 {
-    const auto place = pattern.find("{}");
-    if (place == std::string::npos)
-        return pattern;
-    return pattern.substr(0, place) + utf8_from_path(path_from_utf8(input).stem()) + pattern.substr(place + 2);
-}
-
-void check_overlay(const EllipsesOptions& options, const std::string& option, const std::string& pattern)
-{
-    if (pattern.empty() || options.inputs.size() == 1)
-        return;
-    if (pattern.find("{}") == std::string::npos)
-        fail_usage(concat(option, ": found one name, '", printable(pattern), "', for ", options.inputs.size(),
-                          " pictures; expected {} in it, which stands for each picture's name"));
-    std::vector<std::string> names;
-    for (const std::string& input : options.inputs) {
-        const std::string name = overlay_name(pattern, input);
-        if (std::find(names.begin(), names.end(), name) != names.end())
-            fail_usage(concat(option, ": '", printable(name),
-                              "' would be written twice; expected pictures of different "
-                              "names"));
-        names.push_back(name);
-    }
-}
-
-// The overlay of one picture may have the name of another one, as overlays of an earlier run have.
-void refuse_to_overwrite_pictures(const EllipsesOptions& options, const std::string& pattern)
-{
-    for (const std::string& input : options.inputs) {
-        const std::string name = overlay_name(pattern, input);
-        if (name.empty() || !file_exists(name))
-            continue;
-        for (const std::string& picture : options.inputs)
-            if (is_same_file(name, picture))
-                fail_usage(concat("the overlay '", printable(name),
-                                  "' is one of the pictures to measure; expected another name"));
-    }
+    if (pattern.empty())
+        return {};
+    if (is_standard_stream(pattern))
+        fail_usage(concat(option, ": found -, standard output, which has the results; expected the name of a file"));
+    std::vector<std::string> names = names_for(option, pattern, options.inputs);
+    if (options.inputs.size() == 1 && is_same_file(names.front(), options.inputs.front()))
+        fail_usage(concat(option, ": '", printable(names.front()), "' is one of the pictures; expected another name"));
+    return names;
 }
 
 // "7x9": rows, columns.
@@ -176,15 +158,18 @@ void check(const EllipsesOptions& options)
                           options.method));
     if (options.wants_csv && options.common.wants_json)
         fail_usage("found both --json and --csv; expected one");
-    check_overlay(options, "--svg", options.svg);
-    check_overlay(options, "--png", options.picture);
-    for (const std::string& pattern : {options.svg, options.picture})
-        refuse_to_overwrite_pictures(options, pattern);
-    for (const std::string& input : options.inputs) {
-        if (!options.picture.empty())
-            check_output_format(overlay_name(options.picture, input), 3, 8, false);
-        if (!options.picture.empty() && !options.svg.empty())
-            refuse_one_name({overlay_name(options.svg, input), overlay_name(options.picture, input)});
+    if (options.batch.resumes && options.output.empty())
+        fail_usage("found --resume without --output; expected --output, whose files tell what is done");
+    const std::vector<std::string> names[] = {check_names(options, "--output", options.output),
+                                              check_names(options, "--svg", options.svg),
+                                              check_names(options, "--png", options.picture)};
+    if (!names[2].empty())
+        check_output_format(names[2].front(), 3, 8, false);
+    for (std::size_t i = 0; i < options.inputs.size(); ++i) {
+        std::vector<std::string> outputs;
+        for (const auto& kind : names)
+            outputs.push_back(kind.empty() ? "" : kind[i]);
+        refuse_one_name(outputs);
     }
 }
 
@@ -198,12 +183,12 @@ Image read_grey(const std::string& file)
 void write_overlays(const EllipsesOptions& options, const Image& grey, const Measurement& measurement)
 {
     if (!options.svg.empty()) {
-        OutputFile output(overlay_name(options.svg, measurement.file));
+        OutputFile output(name_for(options.svg, measurement.file));
         output.write(overlay_svg(grey, measurement));
         output.commit();
     }
     if (!options.picture.empty())
-        write_image(overlay_name(options.picture, measurement.file), draw_overlay(grey, measurement));
+        write_image(name_for(options.picture, measurement.file), draw_overlay(grey, measurement));
 }
 
 void print_all(const EllipsesOptions& options, const std::vector<Measurement>& measurements)
@@ -221,8 +206,25 @@ void print_all(const EllipsesOptions& options, const std::vector<Measurement>& m
     flush_results();
 }
 
+// Whether all that is asked for is there already.
+bool is_done(const EllipsesOptions& options, const std::string& file)
+{
+    const std::string svg = name_for(options.svg, file);
+    const std::string picture = name_for(options.picture, file);
+    return is_stored_result(name_for(options.output, file), file, options.settings.method) &&
+           is_newer(name_for(options.output, file), file) && (svg.empty() || is_newer(svg, file)) &&
+           (picture.empty() || is_whole_picture(picture, file));
+}
+
 Measurement measure_one(const EllipsesOptions& options, const std::string& file)
 {
+    if (options.batch.resumes && is_done(options, file)) {
+        Measurement kept;
+        kept.file = file;
+        kept.method = options.settings.method;
+        kept.kept_in = name_for(options.output, file);
+        return kept;
+    }
     Image grey = read_grey(file);
     const EllipseSettings& settings = options.settings;
     const bool wants_8_bit = settings.wants_ring || !options.svg.empty() || !options.picture.empty();
@@ -234,39 +236,29 @@ Measurement measure_one(const EllipsesOptions& options, const std::string& file)
     if (settings.wants_ring)
         measure_rings(file, grey, measurement);
     write_overlays(options, grey, measurement);
+    if (!options.output.empty()) { // the last one, for it says that all is done
+        OutputFile output(name_for(options.output, file));
+        output.write(json_text(results_json({measurement}, settings.method, options.choice)));
+        output.commit();
+    }
     return measurement;
 }
 
-// A picture that cannot be measured, alone, ends the program with the code of its fault.
 void measure_all(EllipsesOptions& options)
 {
     read_settings(options);
+    options.inputs = batch_inputs(options.batch);
     check(options);
-    std::vector<Measurement> measurements;
-    std::size_t failed = 0;
-    {
-        Progress progress(options.common.progress_mode(), "measuring", options.inputs.size());
-        for (const std::string& file : options.inputs) {
-            progress.step(file);
-            try {
-                measurements.push_back(measure_one(options, file));
-            } catch (const Failure& error) {
-                if (options.inputs.size() == 1)
-                    throw;
-                progress.clear();
-                std::fprintf(stderr, "panoval: %s\n", error.what());
-                Measurement lost;
-                lost.file = file;
-                lost.method = options.settings.method;
-                lost.error = error.what();
-                measurements.push_back(lost);
-                ++failed;
-            }
-        }
+    std::vector<Measurement> measurements(options.inputs.size());
+    const BatchEnd end = run_batch(options.batch, options.common, "measuring", options.inputs,
+                                   [&](std::size_t i) { measurements[i] = measure_one(options, options.inputs[i]); });
+    for (std::size_t i = 0; i < measurements.size(); ++i) {
+        measurements[i].file = options.inputs[i];
+        measurements[i].method = options.settings.method;
+        measurements[i].error = end.errors[i];
     }
     print_all(options, measurements);
-    if (failed > 0)
-        throw failed == options.inputs.size() ? ExitCode::AllFailed : ExitCode::SomeFailed;
+    end_batch(end);
 }
 
 } // namespace
@@ -276,7 +268,11 @@ void add_ellipses_command(CLI::App& program)
     const auto options = std::make_shared<EllipsesOptions>();
     CLI::App& command = *program.add_subcommand("ellipses", "Measure round and elliptical targets");
     constexpr std::int32_t kMost = 2147483647;
-    command.add_option("IMAGE", options->inputs, "Pictures to measure")->required();
+    add_batch_options(command, options->batch);
+    command
+        .add_option("-o,--output", options->output,
+                    "Also write each picture's results (JSON) into a file of its own; {} and {path} as below")
+        ->type_name("FILE");
     command.add_option("--method", options->method, "precise (default), or library: what find_ellipse finds")
         ->check(CLI::IsMember({"precise", "library"}))
         ->type_name("HOW");

@@ -2,6 +2,9 @@
 // The JSON document. It holds nothing that changes from run to run, unless times are asked for.
 #include "cli/ellipses/ellipse_results.h"
 
+#include "cli/base/errors.h"
+#include "cli/base/file_names.h"
+
 #include <nlohmann/json.hpp>
 
 #include <cmath>
@@ -129,7 +132,39 @@ Json json_of(const Measurement& measurement, const ResultChoice& choice)
     return json;
 }
 
+constexpr std::size_t kLongestResult = 1 << 30;
+
+Json read_result(const std::string& name)
+{
+    return Json::parse(read_text_file(name, "results of an earlier run", kLongestResult));
+}
+
+const char* name_of(Method method)
+{
+    return method == Method::Precise ? "precise" : "library";
+}
+
 } // namespace
+
+std::string json_text(const Json& json)
+{
+    // File names need not be UTF-8 on every system; JSON must be.
+    return json.dump(2, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+bool is_stored_result(const std::string& name, const std::string& picture, Method method)
+{
+    try {
+        const Json json = read_result(name);
+        const Json& image = json.at("images").at(0);
+        return json.at("schema_version") == kSchemaVersion && json.at("method") == name_of(method) &&
+               json.at("images").size() == 1 && image.at("file") == picture && image.contains("targets");
+    } catch (const Failure&) {
+        return false;
+    } catch (const Json::exception&) {
+        return false;
+    }
+}
 
 Json results_json(const std::vector<Measurement>& measurements, Method method, const ResultChoice& choice)
 {
@@ -137,11 +172,12 @@ Json results_json(const std::vector<Measurement>& measurements, Method method, c
     Json images = Json::array();
     Json failures = Json::array();
     for (const Measurement& measurement : measurements) {
-        images.push_back(json_of(measurement, choice));
+        images.push_back(measurement.kept_in.empty() ? json_of(measurement, choice)
+                                                     : read_result(measurement.kept_in).at("images").at(0));
         if (!measurement.error.empty())
             failures.push_back({{"file", measurement.file}, {"error", measurement.error}});
     }
-    Json json = {{"schema_version", kSchemaVersion}, {"method", method == Method::Precise ? "precise" : "library"}};
+    Json json = {{"schema_version", kSchemaVersion}, {"method", name_of(method)}};
     if (method == Method::Precise)
         json["angle_range"] = {-kRightAngle, kRightAngle};
     json["images"] = images;

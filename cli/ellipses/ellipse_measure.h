@@ -81,6 +81,7 @@ struct Measurement {
     std::optional<Board> board;
     std::string nothing_because; // where there are no targets
     std::string error;           // of a picture that could not be measured
+    std::string kept_in;         // the file of results that are there already, and not here
 };
 
 // Tiles of about 100 pixels: smaller than uneven light, larger than most targets.

@@ -192,6 +192,10 @@ void print_table(const Measurement& measurement, const ResultChoice& choice)
         std::printf("%s: not measured\n", printable(measurement.file).c_str());
         return;
     }
+    if (!measurement.kept_in.empty()) {
+        std::printf("%s: kept, see %s\n", printable(measurement.file).c_str(), printable(measurement.kept_in).c_str());
+        return;
+    }
     std::printf("%s: %zu target%s in %d x %d pixels", printable(measurement.file).c_str(), measurement.targets.size(),
                 measurement.targets.size() == 1 ? "" : "s", static_cast<int>(measurement.width),
                 static_cast<int>(measurement.height));
@@ -215,8 +219,9 @@ void print_csv(const std::vector<Measurement>& measurements, Method method, cons
     for (const Measurement& measurement : measurements) {
         const std::string file = csv_field(measurement.file);
         if (measurement.targets.empty()) { // a row as long as the others
-            const std::string status =
-                measurement.error.empty() ? "empty: " + measurement.nothing_because : "failed: " + measurement.error;
+            const std::string status = !measurement.error.empty()     ? "failed: " + measurement.error
+                                       : !measurement.kept_in.empty() ? "kept: " + measurement.kept_in
+                                                                      : "empty: " + measurement.nothing_because;
             std::string rest;
             for (const char c : head.substr(std::string("file,status").size()))
                 rest += c == ',' ? "," : "";

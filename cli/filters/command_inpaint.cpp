@@ -2,6 +2,7 @@
 // panoval inpaint: fills marked pixels from their surroundings.
 #include "cli/filters/command_inpaint.h"
 
+#include "cli/base/batch.h"
 #include "cli/base/common_options.h"
 #include "cli/base/errors.h"
 #include "cli/base/file_names.h"
@@ -25,7 +26,7 @@ namespace
 {
 
 struct InpaintOptions {
-    std::string input;
+    BatchOptions batch;
     std::string mask;
     std::string output;
     std::int32_t range = 5;
@@ -38,26 +39,29 @@ const char* const kExplanation =
     "is filled. The marked region grows by one pixel on each side. Runs of marked pixels that touch the picture's\n"
     "border are not filled, and the first row and column never are.\n"
     "Grey pictures are worked on as colour and stay grey; 16 bit are scaled to 8. OUT has no alpha channel. Of a TIFF\n"
-    "file with several pictures the first is taken.\n"
-    "\n"
+    "file with several pictures the first is taken. As OUT, - is standard output, in PNG.\n"
+    "\n";
+
+const char* const kExamples =
     "Examples:\n"
     "  panoval inpaint old-photo.png --mask scratches.png -o repaired.png\n"
+    "  panoval inpaint --files-from list.txt --mask '{path}-mask.png' -o '{path}-repaired.png' --jobs 4\n"
     "  panoval inpaint cut-out.png -o filled.png --range 8\n"
     "\n";
 
 // One byte a pixel: not 0 where the picture is to be filled.
-Block pixels_to_fill(const InpaintOptions& options, const Image& image)
+Block pixels_to_fill(const std::string& input, const std::string& mask_name, const Image& image)
 {
-    if (!options.mask.empty()) {
-        Image mask = read_mask(options.mask);
+    if (!mask_name.empty()) {
+        Image mask = read_mask(mask_name);
         if (mask.width != image.width || mask.height != image.height)
-            fail_input(options.mask, concat("a mask of ", mask.width, " x ", mask.height, " pixels"),
-                       concat(image.width, " x ", image.height, ", the size of '", printable(options.input), "'"));
+            fail_input(mask_name, concat("a mask of ", mask.width, " x ", mask.height, " pixels"),
+                       concat(image.width, " x ", image.height, ", the size of '", printable(input), "'"));
         return std::move(mask.data);
     }
     if (image.mask == nullptr)
-        fail_input(options.input, "no alpha channel", "one, or a mask with --mask FILE");
-    Block marks = allocate_block(image.pixels(), options.input);
+        fail_input(input, "no alpha channel", "one, or a mask with --mask FILE");
+    Block marks = allocate_block(image.pixels(), input);
     for (std::size_t i = 0; i < image.pixels(); ++i)
         marks[i] = image.mask[i] == 0 ? 255 : 0;
     return marks;
@@ -131,51 +135,88 @@ std::size_t inpaint_picture(Image& colour, const std::uint8_t* to_fill, std::int
     return unfilled_pixels(colour, to_fill, mask_block.get());
 }
 
-void inpaint_file(const InpaintOptions& options)
+struct FilledPicture {
+    Image image;
+    std::size_t marked = 0;
+    std::size_t unfilled = 0;
+    std::size_t changed = 0;
+    double seconds = 0;
+};
+
+FilledPicture fill(const std::string& input, const std::string& mask, const std::string& output, std::int32_t range)
 {
-    refuse_to_overwrite(options.output, {options.input, options.mask});
-    Progress progress(options.common.progress_mode(), "inpainting", 3);
-    progress.step("reading");
-    Image image = read_image(options.input);
-    const Block marks = pixels_to_fill(options, image);
+    Image image = read_image(input);
+    const Block marks = pixels_to_fill(input, mask, image);
     image.mask.reset();
     image.has_alpha = false;
     const bool is_grey = image.channels == 1;
-    check_output_format(options.output, image.channels, 8, false);
-    convert_depth(image, 8, options.input);
-    convert_to_colour(image, options.input);
+    check_output_format(output, image.channels, 8, false);
+    convert_depth(image, 8, input);
+    convert_to_colour(image, input);
 
-    progress.step("filling");
-    Image filled = make_image(image.width, image.height, 3, 8, options.input);
-    std::copy_n(image.data.get(), image.bytes(), filled.data.get());
-    filled.metadata.profile = image.metadata.profile;
+    FilledPicture filled;
+    filled.image = make_image(image.width, image.height, 3, 8, input);
+    std::copy_n(image.data.get(), image.bytes(), filled.image.data.get());
+    filled.image.metadata.profile = image.metadata.profile;
     const Stopwatch stopwatch;
-    const std::size_t unfilled = inpaint_picture(filled, marks.get(), options.range, options.input);
-    const double seconds = stopwatch.seconds();
-    const std::size_t changed = changed_pixels(image, filled);
+    filled.unfilled = inpaint_picture(filled.image, marks.get(), range, input);
+    filled.seconds = stopwatch.seconds();
+    filled.changed = changed_pixels(image, filled.image);
+    filled.marked = static_cast<std::size_t>(
+        std::count_if(marks.get(), marks.get() + image.pixels(), [](std::uint8_t mark) { return mark != 0; }));
     if (is_grey)
-        convert_to_grey(filled, options.input); // three equal channels give their value
+        convert_to_grey(filled.image, input); // three equal channels give their value
+    return filled;
+}
 
-    progress.step("writing");
-    write_image(options.output, filled);
-    const auto marked = static_cast<std::size_t>(
-        std::count_if(marks.get(), marks.get() + filled.pixels(), [](std::uint8_t mark) { return mark != 0; }));
-    progress.clear();
-    if (unfilled != 0)
-        print_warning(options.common, concat(printable(options.input), ": found ", unfilled, " of ", marked,
-                                             " marked pixels at the picture's border; they stay as they are"));
-    print_results(options.common,
-                  {{"output", options.output},
-                   {"width", filled.width},
-                   {"height", filled.height},
-                   {"marked_pixels", marked},
-                   {"unfilled_pixels", unfilled},
-                   {"changed_pixels", changed},
-                   {"seconds", seconds}},
-                  {{"output", concat(printable(options.output), ", ", describe(filled))},
-                   {"marked", concat(marked, " pixels")},
-                   {"changed", concat(changed, " pixels")},
-                   {"time", concat(fixed(seconds * 1e3, 1), " ms")}});
+void inpaint_file(const InpaintOptions& options, const std::string& input, const std::string& output,
+                  FileResult& result)
+{
+    const std::string mask = name_for(options.mask, input);
+    refuse_to_overwrite(output, {input, mask});
+    if (options.batch.resumes && is_whole_picture(output, input) && (mask.empty() || is_newer(output, mask))) {
+        result = kept_result(output);
+        return;
+    }
+    const FilledPicture filled = fill(input, mask, output, options.range);
+    write_image(output, filled.image);
+    result.json = {{"output", output},
+                   {"width", filled.image.width},
+                   {"height", filled.image.height},
+                   {"marked_pixels", filled.marked},
+                   {"unfilled_pixels", filled.unfilled},
+                   {"changed_pixels", filled.changed},
+                   {"seconds", filled.seconds}};
+    result.lines = {{"output", concat(printable(output), ", ", describe(filled.image))},
+                    {"marked", concat(filled.marked, " pixels")},
+                    {"changed", concat(filled.changed, " pixels")},
+                    {"time", concat(fixed(filled.seconds * 1e3, 1), " ms")}};
+}
+
+// About marks that had to stay, once all pictures are done.
+void warn_of_unfilled(const InpaintOptions& options, const std::vector<std::string>& inputs,
+                      const std::vector<FileResult>& results)
+{
+    for (std::size_t i = 0; i < inputs.size(); ++i) {
+        const auto unfilled = results[i].json.value("unfilled_pixels", std::size_t{0});
+        if (unfilled != 0)
+            print_warning(options.common, concat(printable(inputs[i]), ": found ", unfilled, " of ",
+                                                 results[i].json.at("marked_pixels").get<std::size_t>(),
+                                                 " marked pixels at the picture's border; they stay as they are"));
+    }
+}
+
+void inpaint_all(const InpaintOptions& options)
+{
+    const std::vector<std::string> inputs = batch_inputs(options.batch);
+    const std::vector<std::string> outputs = names_for("--output", options.output, inputs);
+    (void)output_format_of(outputs.front());
+    std::vector<FileResult> results(inputs.size());
+    const BatchEnd end = run_batch(options.batch, options.common, "inpainting", inputs,
+                                   [&](std::size_t i) { inpaint_file(options, inputs[i], outputs[i], results[i]); });
+    warn_of_unfilled(options, inputs, results);
+    print_file_results(options.batch, options.common, inputs, results, end);
+    end_batch(end);
 }
 
 } // namespace
@@ -184,17 +225,22 @@ void add_inpaint_command(CLI::App& program)
 {
     const auto options = std::make_shared<InpaintOptions>();
     CLI::App& command = *program.add_subcommand("inpaint", "Fill marked pixels from their surroundings");
-    command.add_option("IMAGE", options->input, "The picture")->required();
-    command.add_option("--mask", options->mask, "What to fill: a grey picture, not 0 = fill")->type_name("MASK");
-    command.add_option("-o,--output", options->output, "The result; its ending names the format")
+    command
+        .add_option("--mask", options->mask,
+                    "What to fill: a grey picture, not 0 = fill; with {} or {path} in it, one for each picture")
+        ->type_name("MASK");
+    command
+        .add_option("-o,--output", options->output,
+                    "The result; its ending names the format; of several pictures a name with {} or {path}")
         ->required()
         ->type_name("OUT");
     command.add_option("--range", options->range, "Radius of the neighbourhood in pixels (default 5)")
         ->check(CLI::Range(1, 1000))
         ->type_name("PIXELS");
+    add_batch_options(command, options->batch);
     add_common_options(command, options->common);
-    command.footer(concat(kExplanation, kHelpEnd));
-    command.callback([options] { inpaint_file(*options); });
+    command.footer(concat(kExplanation, kBatchHelp, kExamples, kHelpEnd));
+    command.callback([options] { inpaint_all(*options); });
 }
 
 } // namespace panoval::cli

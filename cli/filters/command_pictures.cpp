@@ -2,6 +2,7 @@
 // The commands that make one picture of another: edges, smooth, gradient, distance, threshold.
 #include "cli/filters/command_pictures.h"
 
+#include "cli/base/batch.h"
 #include "cli/base/common_options.h"
 #include "cli/base/errors.h"
 #include "cli/base/file_names.h"
@@ -25,7 +26,7 @@ namespace
 {
 
 struct PictureOptions {
-    std::string input;
+    BatchOptions batch;
     std::string output;
     EdgeSettings edges;
     std::string metric = "chamfer";
@@ -51,12 +52,13 @@ struct PictureResult {
     ResultLines lines;             // for people
 };
 
-using MakePicture = std::function<PictureResult(const Image& grey, const PictureOptions& options)>;
+using MakePicture =
+    std::function<PictureResult(const Image& grey, const PictureOptions& options, const std::string& input)>;
 
 const char* const kInputHelp =
     "IMAGE is a PNG, TIFF, JPEG or PNM file. Colour is made grey (0.299 red, 0.587 green, 0.114 blue), 16 bit are\n"
     "scaled to 8, an alpha channel is ignored. OUT is grey, 8 bit; its ending names the format.\n"
-    "Of a TIFF file with several pictures the first is taken.\n"
+    "Of a TIFF file with several pictures the first is taken. As OUT, - is standard output, in PNG.\n"
     "\n";
 
 void need_size(const Image& image, const std::string& file, std::int32_t least)
@@ -65,45 +67,56 @@ void need_size(const Image& image, const std::string& file, std::int32_t least)
         fail_input(file, describe(image), concat("at least ", least, " x ", least, " pixels"));
 }
 
-void run(const PictureOptions& options, const std::string& label, const MakePicture& make)
+void make_one(const PictureOptions& options, const MakePicture& make, const std::string& input,
+              const std::string& output, FileResult& result)
 {
-    check_output_format(options.output, 1, 8, false);
-    refuse_to_overwrite(options.output, {options.input});
-    Progress progress(options.common.progress_mode(), label, 3);
-    progress.step("reading");
-    const Image grey = read_grey_8(options.input);
-    progress.step(label);
+    check_output_format(output, 1, 8, false);
+    refuse_to_overwrite(output, {input});
+    if (options.batch.resumes && is_whole_picture(output, input)) {
+        result = kept_result(output);
+        return;
+    }
+    const Image grey = read_grey_8(input);
     const Stopwatch stopwatch;
-    PictureResult result = make(grey, options);
+    PictureResult made = make(grey, options, input);
     const double seconds = stopwatch.seconds();
-    progress.step("writing");
-    write_image(options.output, result.image);
-    progress.clear();
-    Json json = {{"output", options.output}, {"width", grey.width}, {"height", grey.height}, {"seconds", seconds}};
-    json.update(result.numbers);
-    ResultLines lines = {{"output", concat(printable(options.output), ", ", describe(result.image))},
-                         {"time", concat(fixed(seconds * 1e3, 1), " ms")}};
-    lines.insert(lines.end(), result.lines.begin(), result.lines.end());
-    print_results(options.common, json, lines);
+    write_image(output, made.image);
+    result.json = {{"output", output}, {"width", grey.width}, {"height", grey.height}, {"seconds", seconds}};
+    result.json.update(made.numbers);
+    result.lines = {{"output", concat(printable(output), ", ", describe(made.image))},
+                    {"time", concat(fixed(seconds * 1e3, 1), " ms")}};
+    result.lines.insert(result.lines.end(), made.lines.begin(), made.lines.end());
 }
 
-PictureResult make_edges(const Image& grey, const PictureOptions& options)
+void run(const PictureOptions& options, const std::string& label, const MakePicture& make)
 {
-    need_size(grey, options.input, 3);
-    FilteredPicture edges = edge_picture(grey, options.edges, options.input);
+    const std::vector<std::string> inputs = batch_inputs(options.batch);
+    const std::vector<std::string> outputs = names_for("--output", options.output, inputs);
+    check_output_format(outputs.front(), 1, 8, false);
+    std::vector<FileResult> results(inputs.size());
+    const BatchEnd end = run_batch(options.batch, options.common, label, inputs,
+                                   [&](std::size_t i) { make_one(options, make, inputs[i], outputs[i], results[i]); });
+    print_file_results(options.batch, options.common, inputs, results, end);
+    end_batch(end);
+}
+
+PictureResult make_edges(const Image& grey, const PictureOptions& options, const std::string& input)
+{
+    need_size(grey, input, 3);
+    FilteredPicture edges = edge_picture(grey, options.edges, input);
     const auto count = static_cast<std::uint64_t>(edges.value);
     return {std::move(edges.image), {{"edge_pixels", count}}, {{"edges", concat(count, " pixels")}}};
 }
 
-PictureResult make_smooth(const Image& grey, const PictureOptions& options)
+PictureResult make_smooth(const Image& grey, const PictureOptions&, const std::string& input)
 {
-    return {smooth_picture(grey, options.input), Json::object(), {}};
+    return {smooth_picture(grey, input), Json::object(), {}};
 }
 
-PictureResult make_gradient(const Image& grey, const PictureOptions& options)
+PictureResult make_gradient(const Image& grey, const PictureOptions&, const std::string& input)
 {
-    need_size(grey, options.input, 2);
-    FilteredPicture gradient = gradient_picture(grey, options.input);
+    need_size(grey, input, 2);
+    FilteredPicture gradient = gradient_picture(grey, input);
     return {std::move(gradient.image),
             {{"largest_magnitude", gradient.value}},
             {{"largest", concat(fixed(gradient.value, 0), " grey levels, shown as 255")}}};
@@ -117,25 +130,25 @@ struct Metric {
 // Costs of a straight and of a diagonal step; those of "chamfer" come closest to the true distance.
 constexpr Metric kMetrics[] = {{"chamfer", 0.955f, 1.3693f}, {"city-block", 1.0f, 2.0f}, {"chessboard", 1.0f, 1.0f}};
 
-PictureResult make_distance(const Image& grey, const PictureOptions& options)
+PictureResult make_distance(const Image& grey, const PictureOptions& options, const std::string& input)
 {
     const auto* const data = grey.data.get();
     if (std::find(data, data + grey.pixels(), 0) == data + grey.pixels())
-        fail_input(options.input, "no black pixel", "at least one pixel of value 0 to measure from");
+        fail_input(input, "no black pixel", "at least one pixel of value 0 to measure from");
     const auto* const metric = std::find_if(std::begin(kMetrics), std::end(kMetrics),
                                             [&](const Metric& m) { return options.metric == m.name; });
-    FilteredPicture distance = distance_picture(grey, metric->straight, metric->diagonal, options.input);
+    FilteredPicture distance = distance_picture(grey, metric->straight, metric->diagonal, input);
     return {std::move(distance.image),
             {{"largest_distance", distance.value}},
             {{"largest", concat(fixed(distance.value, 3), " pixels, shown as 255")}}};
 }
 
-PictureResult make_threshold(const Image& grey, const PictureOptions& options)
+PictureResult make_threshold(const Image& grey, const PictureOptions& options, const std::string& input)
 {
-    FilteredPicture binary = threshold_picture(grey, options.level, options.input);
+    FilteredPicture binary = threshold_picture(grey, options.level, input);
     const auto level = static_cast<std::int32_t>(binary.value);
     if (level < 0)
-        fail_input(options.input, concat("a single grey level, ", static_cast<int>(grey.data[0])),
+        fail_input(input, concat("a single grey level, ", static_cast<int>(grey.data[0])),
                    "at least two to tell apart, or --level");
     return {std::move(binary.image), {{"level", level}}, {{"level", concat(level)}}};
 }
@@ -145,12 +158,14 @@ CLI::App& add_picture_command(CLI::App& program, const std::string& name, const 
                               const std::string& explanation)
 {
     CLI::App& command = *program.add_subcommand(name, what);
-    command.add_option("IMAGE", options->input, "The picture")->required();
-    command.add_option("-o,--output", options->output, "The result: " + endings_for(1, 8, false))
+    command
+        .add_option("-o,--output", options->output,
+                    concat("The result: ", endings_for(1, 8, false), "; of several pictures a name with {} or {path}"))
         ->required()
         ->type_name("OUT");
+    add_batch_options(command, options->batch);
     add_common_options(command, options->common);
-    command.footer(concat(kInputHelp, explanation, "\n", kHelpEnd));
+    command.footer(concat(kInputHelp, kBatchHelp, explanation, "\n", kHelpEnd));
     command.callback([options, name, make = std::move(make)] { run(*options, name, make); });
     return command;
 }
@@ -167,7 +182,9 @@ void add_edges_command(CLI::App& program)
         "\n"
         "Examples:\n"
         "  panoval edges photo.jpg -o edges.png\n"
-        "  panoval edges photo.jpg -o coarse.png --sigma 3 --high 0.95\n");
+        "  panoval edges photo.jpg -o coarse.png --sigma 3 --high 0.95\n"
+        "  panoval edges shots/*.png -o '{path}-edges.tif' --jobs 4 --resume\n"
+        "  panoval edges - -o - <photo.jpg >edges.png\n");
     // Larger sigmas than the picture is wide only cost time.
     command.add_option("--sigma", options->edges.sigma, "Smoothing before, in pixels (default 1)")
         ->check(between(0.1, 1000))

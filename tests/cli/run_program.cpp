@@ -60,8 +60,8 @@ std::wstring quoted(const std::wstring& argument)
     return text.append(backslashes, L'\\') + L"\"";
 }
 
-int start_and_wait(const fs::path& program, const std::vector<std::string>& arguments, const fs::path& out,
-                   const fs::path& err)
+int start_and_wait(const fs::path& program, const std::vector<std::string>& arguments, const std::string& in,
+                   const fs::path& out, const fs::path& err)
 {
     std::wstring line = quoted(program.wstring());
     for (const std::string& argument : arguments)
@@ -73,6 +73,9 @@ int start_and_wait(const fs::path& program, const std::vector<std::string>& argu
     STARTUPINFOW startup{};
     startup.cb = sizeof startup;
     startup.dwFlags = STARTF_USESTDHANDLES;
+    if (!in.empty())
+        startup.hStdInput = CreateFileW(path_from_utf8(in).c_str(), GENERIC_READ, FILE_SHARE_READ, &inherited,
+                                        OPEN_EXISTING, 0, nullptr);
     startup.hStdOutput = create(out);
     startup.hStdError = create(err);
     PROCESS_INFORMATION process{};
@@ -83,6 +86,8 @@ int start_and_wait(const fs::path& program, const std::vector<std::string>& argu
         CloseHandle(process.hThread);
         CloseHandle(process.hProcess);
     }
+    if (!in.empty())
+        CloseHandle(startup.hStdInput);
     CloseHandle(startup.hStdOutput);
     CloseHandle(startup.hStdError);
     return static_cast<int>(code);
@@ -90,8 +95,8 @@ int start_and_wait(const fs::path& program, const std::vector<std::string>& argu
 
 #else
 
-int start_and_wait(const fs::path& program, const std::vector<std::string>& arguments, const fs::path& out,
-                   const fs::path& err)
+int start_and_wait(const fs::path& program, const std::vector<std::string>& arguments, const std::string& in,
+                   const fs::path& out, const fs::path& err)
 {
     const std::string name = program.string();
     std::vector<char*> argv{const_cast<char*>(name.c_str())};
@@ -102,6 +107,8 @@ int start_and_wait(const fs::path& program, const std::vector<std::string>& argu
     if (child == 0) {
         // The sanitizer would hold freed blocks back, and with them the memory that a test measures.
         setenv("ASAN_OPTIONS", "quarantine_size_mb=0:thread_local_quarantine_size_kb=0", 0);
+        if (!in.empty())
+            dup2(open(in.c_str(), O_RDONLY), STDIN_FILENO);
         dup2(open(out.c_str(), O_CREAT | O_WRONLY | O_TRUNC, 0600), STDOUT_FILENO);
         dup2(open(err.c_str(), O_CREAT | O_WRONLY | O_TRUNC, 0600), STDERR_FILENO);
         execv(name.c_str(), argv.data());
@@ -116,7 +123,7 @@ int start_and_wait(const fs::path& program, const std::vector<std::string>& argu
 
 } // namespace
 
-Outcome run_program(const std::string& program, const std::vector<std::string>& arguments)
+Outcome run_program(const std::string& program, const std::vector<std::string>& arguments, const std::string& input)
 {
 #ifdef _WIN32
     const fs::path path = folder_of_this_program() / (program + ".exe");
@@ -128,7 +135,7 @@ Outcome run_program(const std::string& program, const std::vector<std::string>& 
     const fs::path out = fs::temp_directory_path() / ("panoval-out-" + std::to_string(id));
     const fs::path err = fs::temp_directory_path() / ("panoval-err-" + std::to_string(id));
     Outcome outcome;
-    outcome.exit_code = start_and_wait(path, arguments, out, err);
+    outcome.exit_code = start_and_wait(path, arguments, input, out, err);
     outcome.out = contents(out);
     outcome.err = contents(err);
     fs::remove(out);

@@ -389,7 +389,7 @@ TEST_F(Ellipses, NoOverlayTakesThePlaceOfAPicture)
     for (const char* const option : {"--png", "--svg"}) {
         const Outcome outcome = run_panoval({"ellipses", one, earlier, option, in_folder("{}-found.pnm")});
         EXPECT_EQ(outcome.exit_code, 2);
-        EXPECT_TRUE(contains(outcome.err, "one-found.pnm' is one of the pictures to measure")) << outcome.err;
+        EXPECT_TRUE(contains(outcome.err, "one-found.pnm' is one of the pictures")) << outcome.err;
     }
     EXPECT_TRUE(read_text("one-found.pnm") == before) << "the picture is lost";
     EXPECT_EQ(names().size(), 2u);
