@@ -36,7 +36,7 @@ def file_name(name: str, windows: bool = _IS_WINDOWS) -> str:
 def _folders() -> List[Path]:
     chosen = os.environ.get("PANOVAL_LIBRARY_DIR")
     if chosen:
-        return [Path(chosen)]
+        return [Path(chosen).resolve()]
     return [Path(__file__).resolve().parent / "_lib"]
 
 
