@@ -11,7 +11,7 @@ import pytest
 
 PYTHON = Path(__file__).resolve().parent.parent
 ROOT = PYTHON.parent
-sys.path.insert(0, str(PYTHON / "tools"))
+sys.path[:0] = [str(PYTHON / "tools"), str(PYTHON / "tests")]
 
 try:
     import panoval

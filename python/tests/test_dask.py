@@ -3,7 +3,7 @@
 
 import os
 import signal
-import time
+from collections import Counter
 from pathlib import Path
 
 import numpy as np
@@ -11,19 +11,8 @@ import pytest
 
 import panoval
 import panoval.dask
+from on_workers import Broken, Pictures, log_writes, restore_writes
 from panoval.store import Store, StoreError
-
-
-class Pictures:
-    """Opens pictures of a folder; notes each reading process, and may be slow. Sent to workers as it is."""
-
-    def __init__(self, folder, delay=0.0):
-        self.folder, self.delay = str(folder), delay
-
-    def __call__(self, index, name):
-        time.sleep(self.delay)
-        return np.load(os.path.join(self.folder, name + ".npy"), mmap_mode="r")
-
 
 @pytest.fixture
 def plan(tmp_path, helpers):
@@ -50,7 +39,9 @@ def cluster():
     """Four worker processes on this machine."""
     from distributed import LocalCluster
 
-    with LocalCluster(n_workers=4, threads_per_worker=1, processes=True, dashboard_address=None, memory_limit=0) as made:
+    here = os.pathsep.join(filter(None, [str(Path(__file__).parent), os.environ.get("PYTHONPATH")]))
+    with LocalCluster(env={"PYTHONPATH": here}, n_workers=4, threads_per_worker=1, processes=True, dashboard_address=None,
+                      memory_limit=0) as made:
         yield made
 
 
@@ -86,7 +77,9 @@ def test_workers_write_the_bytes_of_the_single_run(client, plan, tmp_path, tile_
 
 def test_a_worker_that_dies_costs_only_what_it_was_at(cluster, client, plan, tmp_path):
     text, whole = plan(64)
+    log = tmp_path / "log"
     pids = list(client.run(os.getpid).values())
+    client.run(log_writes, str(log))
     killed = []
 
     def kill_one(phase, fraction):
@@ -94,14 +87,24 @@ def test_a_worker_that_dies_costs_only_what_it_was_at(cluster, client, plan, tmp
             killed.append(pids[0])
             os.kill(pids[0], signal.SIGKILL)
 
-    result = panoval.dask.blend(client, text, tmp_path / "p.zarr", Pictures(tmp_path, delay=0.02), progress=kill_one)
-    assert killed and not result.failed
-    assert np.array_equal(Store.begin(tmp_path / "p.zarr", panoval.Mosaic.from_plan(text).layout,
-                                      panoval.dask.name_of_plan(text)).read(), whole)
-    # Each is told once: one whose worker died before its mark was made again, one after it was found and kept.
     tiles = panoval.Mosaic.from_plan(text).layout.tiles
-    assert sorted(result.made + result.kept) == list(range(tiles)) and len(result.kept) <= 4
+    order = np.random.default_rng(8).permutation(tiles)
+    result = panoval.dask.blend(client, text, tmp_path / "p.zarr", Pictures(tmp_path), tiles=order, progress=kill_one)
+    layout = panoval.Mosaic.from_plan(text).layout
+    assert np.array_equal(Store.begin(tmp_path / "p.zarr", layout, panoval.dask.name_of_plan(text)).read(), whole)
+    assert killed and not result.failed
+    assert sorted(result.made + result.kept) == list(range(tiles))
+    # A tile is done by one process once; begun twice is only what the dead one had not done. The worker that takes the
+    # dead one's place writes no log.
+    lines = [line.split() for line in log.read_text().splitlines()]
+    begun = Counter(int(tile) for word, tile, _ in lines if word == "begun")
+    done = Counter(int(tile) for word, tile, _ in lines if word == "done")
+    assert max(done.values()) == 1
+    lost = {int(tile) for word, tile, pid in lines if word == "begun" and int(pid) == killed[0]} - {
+        int(tile) for word, tile, pid in lines if word == "done" and int(pid) == killed[0]}
+    assert len(lost) <= 1 and {tile for tile, count in begun.items() if count > 1} <= lost
     client.wait_for_workers(4, timeout=60)
+    client.run(restore_writes)
 
 
 def test_only_what_is_missing_is_made(client, plan, tmp_path):
@@ -135,15 +138,6 @@ def test_a_missing_picture_fails_its_tiles_and_no_other(client, plan, tmp_path, 
     assert sorted(repaired.made) == sorted(result.failed) and sorted(repaired.kept) == sorted(result.made)
     layout = panoval.Mosaic.from_plan(text).layout
     assert np.array_equal(Store.begin(tmp_path / "p.zarr", layout, panoval.dask.name_of_plan(text)).read(), whole)
-
-
-class Broken(Pictures):
-    """One picture's rows raise."""
-
-    def __call__(self, index, name):
-        if name == "p0":
-            raise RuntimeError("the tape is torn")
-        return super().__call__(index, name)
 
 
 def test_a_callable_that_raises_is_named_with_picture_and_tile(client, plan, tmp_path):

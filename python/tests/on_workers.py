@@ -1,0 +1,49 @@
+# SPDX-License-Identifier: MIT
+"""What the tests send to workers."""
+
+import os
+import time
+
+import numpy as np
+
+from panoval.store import Store
+
+
+class Pictures:
+    """Opens pictures of a folder; may be slow. Sent to workers as it is."""
+
+    def __init__(self, folder, delay=0.0):
+        self.folder, self.delay = str(folder), delay
+
+    def __call__(self, index, name):
+        time.sleep(self.delay)
+        return np.load(os.path.join(self.folder, name + ".npy"), mmap_mode="r")
+
+
+class Broken(Pictures):
+    """One picture's rows raise."""
+
+    def __call__(self, index, name):
+        if name == "p0":
+            raise RuntimeError("the tape is torn")
+        return super().__call__(index, name)
+
+
+def log_writes(log):
+    """In a worker: notes when a tile is begun and when it is done."""
+    original = getattr(Store.write, "original", Store.write)
+
+    def write(self, tile, pixels):
+        for word in ("begun", "done"):
+            with open(log, "a") as file:
+                file.write(f"{word} {tile.index} {os.getpid()}\n")
+            if word == "begun":
+                time.sleep(0.02)  # there is time to die in
+                original(self, tile, pixels)
+
+    write.original = original
+    Store.write = write
+
+
+def restore_writes():
+    Store.write = getattr(Store.write, "original", Store.write)
