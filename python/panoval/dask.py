@@ -14,16 +14,20 @@ With client=None the same functions run here, one after the other.
 from __future__ import annotations
 
 import uuid
-from pathlib import Path
 from typing import Any, Callable, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple
 
+import numpy as np
+
 from ._callbacks import Progress, Report, progress_of
+from ._images import position
 from .errors import PanovalError
 from .mosaic import Mosaic
 from .store import Store, write_whole
-from .tasks import OpenPicture, Run, TileError, blend_tile, name_of_plan, open_file
+from .gain_parts import align, components
+from .measuring_tasks import GainJob, Known, Labels, SeamJob, find_gains, find_seams, know, regions_of, touches
+from .tasks import OpenPicture, Run, blend_tile, name_of_plan, open_file
 
-__all__ = ["Blended", "TilesError", "blend"]
+__all__ = ["Blended", "TilesError", "measure", "blend", "stitch"]
 
 _IN_FLIGHT = 1000  # tasks that the scheduler knows of at once
 
@@ -113,8 +117,8 @@ def blend(client: Any, plan: str, store: Any, open_picture: OpenPicture = open_f
     """
     if errors not in ("raise", "keep"):
         raise ValueError(f"errors is {errors!r}, expected 'raise' or 'keep'")
-    name = name_of_plan(plan)
     with Mosaic.from_plan(plan) as mosaic:
+        name = name_of_plan(plan)
         begun = Store.begin(store, mosaic.layout, name, coverage)
     place = begun.folder / ".panoval" / "plan.json"
     write_whole(place, plan.encode("utf-8", "surrogateescape"))
@@ -134,3 +138,94 @@ def blend(client: Any, plan: str, store: Any, open_picture: OpenPicture = open_f
         raise TilesError(f"{len(result.failed)} of {len(chosen)} tiles failed, the others are there; {first}",
                          getattr(first, "code", 0), result)
     return result
+
+
+def measure(client: Any, names: Sequence[str], positions: Sequence[Any], open_picture: OpenPicture = open_file, *,
+            region: int = 0, retries: int = 2, progress: Progress = None, **options: Any) -> str:
+    """Measures gains and seams in tasks, so that no machine needs all pictures; returns a plan for `blend`.
+
+    client        a distributed.Client, or None for this process
+    names         of the pictures, as open_picture knows them
+    positions     x, y of each one's top-left corner, whole numbers
+    open_picture  (index, name) -> picture, as for Mosaic.from_plan
+    region        side of the regions in which seams are looked for, pixels; 0: four times the largest picture
+    retries       how often a task that failed is tried again
+    progress      as for Mosaic.measure; the phases are 'pictures', 'gains', 'seams'
+    options       of Mosaic, for the plan and the tasks; wrap and vignetting are not possible here
+
+    Raises what a task raised, which names the picture.
+    """
+    for name in ("wrap", "vignetting"):
+        if options.get(name):
+            raise ValueError(f"{name} is not possible here; measure in one process, with Mosaic, and blend with its plan")
+    if len(names) != len(positions):
+        raise ValueError(f"positions has {len(positions)} elements, expected {len(names)} as names")
+    places = [position(place, f"positions[{i}]", 2**40) for i, place in enumerate(positions)]
+    with progress_of(progress) as report:
+        arguments = [(open_picture, i, name, *place) for i, (name, place) in enumerate(zip(names, places))]
+        known = _all(client, know, arguments, retries, "pictures", report)
+        with Mosaic(**options) as mosaic:
+            for picture in known:
+                picture.add_to(mosaic, open_picture)
+            side = region or 4 * max(max(picture.shape[:2]) for picture in known)
+            _measure_gains(client, mosaic, known, open_picture, side, options, retries, report)
+            if mosaic.has_seams:
+                _measure_seams(client, mosaic, known, open_picture, side, options, retries, report)
+            return mosaic.plan()
+
+
+def _all(client: Any, work: Callable[..., Any], arguments: Sequence[Tuple[Any, ...]], retries: int, phase: str,
+         report: Optional[Report]) -> List[Any]:
+    """The results of tasks in their order; raises the first failure when all others are through."""
+    results: List[Any] = [None] * len(arguments)
+    failures: Dict[int, BaseException] = {}
+    for number, result, failure in outcomes(client, work, arguments, retries, phase, report):
+        results[number] = result
+        if failure is not None:
+            failures[number] = failure
+    if failures:
+        raise failures[min(failures)]
+    return results
+
+
+def _measure_gains(client: Any, mosaic: Mosaic, known: Sequence[Known], open_picture: OpenPicture, side: int,
+                   options: Dict[str, Any], retries: int, report: Optional[Report]) -> None:
+    """Gains of the pictures of each region against each other, then all of them together."""
+    layout, overlaps = mosaic.layout, [(overlap.first, overlap.second) for overlap in mosaic.overlaps]
+    gains = np.ones((len(known), 4))
+    if options.get("gains", "automatic") not in (None, "off"):
+        parts = []
+        for rect in regions_of(layout.width, layout.height, side):
+            inside = [picture.index for picture in known if touches(picture, (layout.origin_x, layout.origin_y), rect)]
+            parts += [part for part in components(inside, overlaps) if len(part) > 1]
+        parts = [list(part) for part in dict.fromkeys(tuple(part) for part in parts)]
+        jobs = [(GainJob(tuple(known[i] for i in part), options, open_picture),) for part in parts]
+        found = _all(client, find_gains, jobs, retries, "gains", report)
+        gains = align(len(known), parts, found, components(range(len(known)), overlaps), options.get("anchor"))
+    mosaic.set_gains(gains)
+
+
+def _measure_seams(client: Any, mosaic: Mosaic, known: Sequence[Known], open_picture: OpenPicture, side: int,
+                   options: Dict[str, Any], retries: int, report: Optional[Report]) -> None:
+    layout = mosaic.layout
+    origin = (layout.origin_x, layout.origin_y)
+    regions = regions_of(layout.width, layout.height, side)
+    gains, falloff = mosaic.gains["gain"], mosaic.falloff
+    jobs, numbers = [], []
+    for number, rect in enumerate(regions):
+        chosen = tuple(picture for picture in known if touches(picture, origin, rect))
+        if chosen:
+            jobs.append((SeamJob(rect, origin, chosen, gains[[picture.index for picture in chosen]], falloff, options,
+                                 open_picture),))
+            numbers.append(number)
+    strips = dict(zip(numbers, _all(client, find_seams, jobs, retries, "seams", report)))
+    mosaic.set_seams(Labels(layout.width, regions, strips))
+
+
+def stitch(client: Any, names: Sequence[str], positions: Sequence[Any], store: Any, open_picture: OpenPicture = open_file, *,
+           coverage: bool = False, region: int = 0, retries: int = 2, progress: Progress = None, **options: Any) -> Blended:
+    """`measure`, then `blend` into an OME-Zarr store. Called again it measures again and makes the tiles that are missing.
+    """
+    plan = measure(client, names, positions, open_picture, region=region, retries=retries, progress=progress, **options)
+    return blend(client, plan, store, open_picture, coverage=coverage, memory=options.get("memory", 0),
+                 retries=retries, progress=progress)

@@ -503,8 +503,13 @@ def _planned(index: int, record: PanovalMosaicPicture, open_picture: Optional[Ca
     def missing(first: int, count: int) -> Any:
         raise ValueError(f"no open_picture was given that could read {name}")
 
-    lazy = None if open_picture is None else _Lazy(index, name, open_picture)
-    readers = [lazy.reader(part) if lazy else missing for part in range(3)]
+    lazy, readers = (None, [missing] * 3) if open_picture is None else lazy_parts(index, name, open_picture)
     return Picture(name, record.x, record.y, shape, _images.U8 if record.bits == 8 else _images.U16, readers[0],
                    readers[1] if record.has_mask else None, readers[2] if record.has_keep else None,
                    bool(record.random_access), lazy.release if lazy else None)
+
+
+def lazy_parts(index: int, name: str, open_picture: Callable[[int, str], Any]) -> Tuple[_Lazy, List[Any]]:
+    """A picture that is opened when it is needed first, and readers of its samples, its mask and its keep mask."""
+    lazy = _Lazy(index, name, open_picture)
+    return lazy, [lazy.reader(part) for part in range(3)]

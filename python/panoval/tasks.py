@@ -6,6 +6,7 @@ way to run a function on another machine serves as well.
 from __future__ import annotations
 
 import hashlib
+import json
 import os
 import threading
 from pathlib import Path
@@ -45,7 +46,10 @@ class Run(NamedTuple):
 
 
 def name_of_plan(plan: str) -> str:
-    """A name that another plan does not have."""
+    """A name that another plan does not have: its "id" where panoval's program wrote it."""
+    own = json.loads(plan).get("id")
+    if isinstance(own, str) and own:
+        return own
     return hashlib.sha256(plan.encode("utf-8", "surrogateescape")).hexdigest()[:32]
 
 

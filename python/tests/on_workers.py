@@ -10,13 +10,12 @@ from panoval.store import Store
 
 
 class Pictures:
-    """Opens pictures of a folder; may be slow. Sent to workers as it is."""
+    """Opens pictures of a folder. Sent to workers as it is."""
 
-    def __init__(self, folder, delay=0.0):
-        self.folder, self.delay = str(folder), delay
+    def __init__(self, folder):
+        self.folder = str(folder)
 
     def __call__(self, index, name):
-        time.sleep(self.delay)
         return np.load(os.path.join(self.folder, name + ".npy"), mmap_mode="r")
 
 

@@ -205,3 +205,69 @@ def test_coverage_is_the_last_channel(plan, tmp_path, helpers):
     assert np.array_equal(store["0"][1], mask * np.uint16(65535))
     assert np.array_equal(store["0"][0], np.where(mask, picture, 0))
     assert store.attrs["multiscales"][0]["version"] == "0.4" and store.attrs["panoval"]["x"] == 5
+
+
+@pytest.fixture
+def shots(tmp_path, helpers):
+    """Pictures of a scene with exposures of their own, as files; their names and places; the scene."""
+    scene = helpers.scene(700, 420, 3)
+    pictures, positions = helpers.cuts(scene, 5, 3)
+    for index, picture in enumerate(pictures):
+        gain = 0.8 + 0.05 * (index * 7 % 5)
+        np.save(tmp_path / f"p{index}.npy", np.round(picture * gain).astype(np.uint8))
+    return [f"p{index}" for index in range(15)], [(x - 30, y + 12) for x, y in positions], scene
+
+
+@pytest.mark.parametrize("region", [256, 0, 1024])
+def test_gains_and_seams_are_measured_in_parts(client, shots, tmp_path, region):
+    names, positions, scene = shots
+    plan = panoval.dask.measure(client, names, positions, Pictures(tmp_path), region=region, tile_size=128)
+    assert plan == panoval.dask.measure(None, names, positions, Pictures(tmp_path), region=region, tile_size=128)
+    mosaic = panoval.Mosaic.from_plan(plan, Pictures(tmp_path))
+    whole = panoval.Mosaic(tile_size=128)
+    for name, place in zip(names, positions):
+        whole.add(np.load(tmp_path / f"{name}.npy"), place, name=name)
+    whole.measure("gains", "seams")
+    ratio = mosaic.gains["gain"][:, :3] / whole.gains["gain"][:, :3]
+    assert np.abs(ratio - 1).max() < 0.002
+    image = mosaic.blend((0, 0, 700, 420)).samples.astype(int)
+    alone = whole.blend((0, 0, 700, 420)).samples
+    assert np.abs(image - alone).mean() < 0.5 and (mosaic.seam_rows() >= 0).all()
+    same = (mosaic.seam_rows() == whole.seam_rows()).mean()
+    print(f"regions of {region}: gains within {np.abs(ratio - 1).max():.2e}, {same:.1%} of the labels as alone")
+    assert same > 0.9
+
+
+def test_a_first_round_needs_no_machine_with_all_pictures(shots, tmp_path, monkeypatch):
+    names, positions, _ = shots
+    counts = []
+
+    def counted(work):
+        return lambda job: counts.append(len(job.pictures)) or work(job)
+
+    for name in ("find_gains", "find_seams"):
+        monkeypatch.setattr(panoval.dask, name, counted(getattr(panoval.dask, name)))
+    panoval.dask.measure(None, names, positions, Pictures(tmp_path), region=256)
+    assert len(counts) == 12 and max(counts) < 15
+
+
+def test_all_of_it_in_one_call(client, shots, tmp_path):
+    names, positions, scene = shots
+    result = panoval.dask.stitch(client, names, positions, tmp_path / "p.zarr", Pictures(tmp_path), tile_size=128, anchor=0)
+    assert not result.failed and len(result.made) == 24
+    again = panoval.dask.stitch(client, names, positions, tmp_path / "p.zarr", Pictures(tmp_path), tile_size=128, anchor=0)
+    assert not again.made
+    import zarr
+
+    image = np.moveaxis(zarr.open(str(tmp_path / "p.zarr"), mode="r")["0"][...], 0, 2)
+    assert np.abs(image.astype(int) - scene * 0.8).mean() < 1
+
+
+def test_a_picture_that_is_not_there_is_named_in_the_first_round(client, shots, tmp_path):
+    names, positions, _ = shots
+    (tmp_path / "p7.npy").unlink()
+    for chosen in (None, client):
+        with pytest.raises(panoval.PanovalError, match="picture p7: FileNotFoundError"):
+            panoval.dask.measure(chosen, names, positions, Pictures(tmp_path), retries=0)
+    with pytest.raises(ValueError, match="wrap is not possible here"):
+        panoval.dask.measure(None, names, positions, Pictures(tmp_path), wrap=700)

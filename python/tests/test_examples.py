@@ -8,7 +8,8 @@ from pathlib import Path
 
 import pytest
 
-MODULES = ("raw", "filters", "shapes", "files", "blending", "measuring", "mosaic", "panorama", "store", "tasks")
+MODULES = ("raw", "filters", "shapes", "files", "blending", "measuring", "mosaic", "panorama", "store", "tasks",
+           "gain_parts")
 
 
 @pytest.mark.parametrize("name", MODULES)
