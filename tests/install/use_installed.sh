@@ -27,6 +27,8 @@ library=$(dirname "$PKG_CONFIG_PATH")
 cc "$source/examples/stitch_two.c" $(pkg-config --cflags --libs panoval) -Wl,-rpath,"$library" -o "$stage/by_pkg_config"
 expect "a C program by pkg-config" "$stage/by_pkg_config"
 
+sh "$source/tests/install/run_examples.sh" "$source/examples" "$stage/examples"
+
 cmake -S "$source/tests/install/consumer" -B "$stage/consumer" -DCMAKE_PREFIX_PATH="$stage/usr" \
     -DEXAMPLE="$source/examples/stitch_two.c" >"$stage/configure.log"
 cmake --build "$stage/consumer" >"$stage/build.log" || {
