@@ -111,7 +111,8 @@ Json channels_of(const ZarrArray& array)
 // What begin may find in a folder where another process begins the same store.
 bool is_of_a_beginning(const std::string& name)
 {
-    return name == ".zgroup" || name == "0" || name == ".panoval" || name.find(".part") != std::string::npos;
+    return name == ".zgroup" || name == ".zattrs" || name == "0" || name == ".panoval" ||
+           name.find(".part") != std::string::npos;
 }
 
 } // namespace

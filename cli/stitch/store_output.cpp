@@ -18,13 +18,15 @@ namespace panoval::cli
 namespace
 {
 
-// What is replaced must be a store.
-void check_target(const std::string& target)
+// What is replaced must be a store. One that is filled in its place is looked at when it is begun: somebody else may
+// just be beginning it.
+void check_target(const std::string& target, bool is_replaced)
 {
     namespace fs = std::filesystem;
     std::error_code error;
     const fs::path place = path_from_utf8(target);
-    if (fs::is_directory(place, error) && !fs::is_empty(place, error) && !fs::exists(place / ".zgroup", error))
+    if (is_replaced && fs::is_directory(place, error) && !fs::is_empty(place, error) &&
+        !fs::exists(place / ".zgroup", error))
         fail_output(target, "a folder that is no store", "another name");
     const fs::path folder = place.parent_path();
     if (!folder.empty() && !fs::is_directory(folder, error))
@@ -54,7 +56,7 @@ StoreOutput::StoreOutput(const StitchOptions& options)
     : options_(options), is_in_place_(!options.tiles.empty() || options.resumes)
 {
     const std::string target = name_of_folder(options.output);
-    check_target(target);
+    check_target(target, !is_in_place_);
     if (!is_in_place_)
         folder_ = std::make_unique<image::OutputFolder>(path_from_utf8(target), options.output);
 }
