@@ -138,7 +138,7 @@ void Engine::fix()
         plan.gains = Gains{Corrections::none(plan.layout), false, {}};
     plan_ = std::move(plan);
     try {
-        plan_->grid = grid_for(Delivery::Tiles);
+        plan_->grid = grid_for(Delivery::Tiles, plan_->settings.tile_size);
     } catch (...) {
         plan_.reset();
         throw;
@@ -146,10 +146,9 @@ void Engine::fix()
 }
 
 // Whole rows are what most hosts want; what a row of tiles takes may be too much for the budget.
-TileGrid Engine::grid_for(Delivery least_delivery) const
+TileGrid Engine::grid_for(Delivery least_delivery, std::int64_t tile_size) const
 {
     const MemoryNeeds asked = needs();
-    const std::int64_t tile_size = plan_->settings.tile_size;
     auto grid = choose_grid(asked, Delivery::Rows, memory(), threads(), tile_size);
     if (!grid && least_delivery == Delivery::Tiles)
         grid = choose_grid(asked, Delivery::Tiles, memory(), threads(), tile_size);
@@ -321,7 +320,7 @@ void Engine::run(const PanovalMosaicSink& sink)
     TileGrid grid = plan_->grid;
     auto all = share_memory(asked, grid, delivery, memory(), threads());
     if (!all && delivery == Delivery::Rows) { // other tiles give the same pixels
-        grid = grid_for(Delivery::Rows);
+        grid = grid_for(Delivery::Rows, 0);
         all = share_memory(asked, grid, delivery, memory(), threads());
     }
     if (!all)

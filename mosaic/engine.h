@@ -62,7 +62,7 @@ private:
     void fix();
     std::uint64_t memory() const;
     std::size_t threads() const;
-    TileGrid grid_for(Delivery least_delivery) const;
+    TileGrid grid_for(Delivery least_delivery, std::int64_t tile_size) const;
     std::uint64_t seam_memory() const;
     std::uint64_t least_seam_budget() const;
     MemoryNeeds needs() const;

@@ -105,6 +105,8 @@ void check(const StitchOptions& options)
         fail_usage(concat("found --compression ", options.compression, " with a .zarr; expected none or deflate"));
     if (options.is_cropped && !options.plan.empty())
         fail_usage("found --crop with --plan; expected it when the plan is made");
+    if (options.is_cropped && options.is_dry_run)
+        fail_usage("found --crop with --dry-run; expected a plan that was made with it, for pixels must be read");
 }
 
 } // namespace
@@ -176,6 +178,8 @@ void add_stitch_command(CLI::App& program)
         ->type_name("K");
     command.add_flag("--resume", options->resumes,
                      "Keep the tiles that a .zarr has from this plan, and make what is missing");
+    command.add_flag("--crop", options->is_cropped,
+                     "Cut down to the largest rectangle in which every pixel is covered");
     command.add_flag("--dry-run", options->is_dry_run, "Tell size, tiles, memory and time, and make nothing");
     command.add_flag("--strict", options->is_strict, "End with 7 where the verdict is look, with 8 where it is bad");
     command.add_flag("--distributions", options->wants_distributions,

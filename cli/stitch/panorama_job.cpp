@@ -3,11 +3,13 @@
 
 #include "cli/base/errors.h"
 #include "cli/base/file_names.h"
+#include "cli/stitch/crop.h"
 #include "cli/stitch/plan_file.h"
 #include "image/formats.h"
 #include "image/zarr_store.h"
 
 #include <algorithm>
+#include <iterator>
 #include <thread>
 
 namespace panoval::cli
@@ -21,6 +23,16 @@ constexpr std::uint64_t kLeastEngineMemory = std::uint64_t{1} << 20;
 constexpr std::size_t kLongestPlan = std::size_t{1} << 32;
 
 const char* const kExpectedPlan = "a plan that panoval stitch --plan-only of this version has written";
+
+// Of tiles that are made by themselves, the largest first.
+constexpr std::int32_t kTileSides[] = {4096, 2048, 1024, 512, 256};
+constexpr std::int64_t kManyTiles = 64;
+
+std::int32_t threads_of(const StitchOptions& options)
+{
+    return options.threads > 0 ? options.threads
+                               : static_cast<std::int32_t>(std::max(1u, std::thread::hardware_concurrency()));
+}
 
 std::int32_t number_of_file(const std::string& name, const PanoramaPlan& plan)
 {
@@ -64,8 +76,7 @@ PanovalMosaicOptions PanoramaJob::engine_options() const
         largest = std::max<std::uint64_t>(largest, layer.info.samples() * static_cast<std::size_t>(plan.bits / 8) +
                                                        layer.info.pixels());
     const std::uint64_t whole = options.memory != 0 ? options.memory : kDefaultMemory;
-    const std::uint64_t threads = options.threads > 0 ? static_cast<std::uint64_t>(options.threads)
-                                                      : std::max(1u, std::thread::hardware_concurrency());
+    const auto threads = static_cast<std::uint64_t>(threads_of(options));
     const std::uint64_t decoding = std::min(largest * std::min<std::uint64_t>(threads, plan.layers.size()), whole / 2);
     engine.memory = std::max(whole - decoding, kLeastEngineMemory);
     engine.threads = options.threads;
@@ -88,16 +99,44 @@ PanovalMosaicOptions PanoramaJob::engine_options() const
     return engine;
 }
 
-void PanoramaJob::add_pictures()
+// Sets up a mosaic; the code of what went wrong.
+std::int32_t PanoramaJob::set_up(const MosaicHandle& made, const PanovalMosaicOptions& engine) const
 {
-    const PanovalMosaicOptions engine = engine_options();
-    mosaic.check(panoval_mosaic_set_options(mosaic.get(), &engine));
-    for (std::size_t i = 0; i < plan.layers.size(); ++i) {
+    std::int32_t code = panoval_mosaic_set_options(made.get(), &engine);
+    for (std::size_t i = 0; i < plan.layers.size() && code == PANOVAL_MOSAIC_OK; ++i) {
         PanovalMosaicPicture picture = PictureFiles::describe(plan, i);
         const std::string name = plan.layers[i].name();
         picture.name = name.c_str();
-        mosaic.check(panoval_mosaic_add_picture(mosaic.get(), &picture));
+        code = panoval_mosaic_add_picture(made.get(), &picture);
     }
+    return code;
+}
+
+// For tiles that are made by themselves: the largest of which the budget feeds all threads, for pictures are decoded
+// anew for each of them, as long as there are enough to be shared. Without one that fits, the engine's own choice.
+std::int32_t PanoramaJob::choose_tile_size(PanovalMosaicOptions engine) const
+{
+    for (const std::int32_t side : kTileSides) {
+        const MosaicHandle tried;
+        engine.tile_size = side;
+        PanovalMosaicLayout told{};
+        PanovalMosaicEstimate estimate{};
+        const bool fits = set_up(tried, engine) == PANOVAL_MOSAIC_OK &&
+                          panoval_mosaic_layout(tried.get(), &told) == PANOVAL_MOSAIC_OK &&
+                          panoval_mosaic_estimate(tried.get(), &estimate) == PANOVAL_MOSAIC_OK;
+        const bool is_smallest = side == kTileSides[std::size(kTileSides) - 1];
+        if (fits && (is_smallest || (told.tiles >= kManyTiles && estimate.threads >= threads_of(options))))
+            return side;
+    }
+    return 0;
+}
+
+void PanoramaJob::add_pictures()
+{
+    PanovalMosaicOptions engine = engine_options();
+    if (engine.tile_size == 0 && (options.is_plan_only || image::is_store_name(options.output)))
+        engine.tile_size = choose_tile_size(engine);
+    mosaic.check(set_up(mosaic, engine));
     const bool has_file = !options.gains.empty() && file_exists(options.gains);
     measures_gains = !options.has_no_gain && !has_file;
     if (!has_file)
@@ -156,6 +195,8 @@ void PanoramaJob::measure(PictureFiles& files)
     const std::int32_t code = panoval_mosaic_measure(mosaic.get(), parts);
     files.rethrow();
     mosaic.check(code);
+    if (options.is_cropped)
+        crop = find_crop(*this, files);
     if (id.empty() && image::is_store_name(options.output))
         id = nlohmann::json::parse(plan_text(options.output))["id"].get<std::string>();
 }

@@ -39,6 +39,9 @@ public:
     PanovalMosaicRect region() const { return crop.value_or(PanovalMosaicRect{0, 0, layout.width, layout.height}); }
     bool has_seams() const { return seams != "none" && blend == "multiband"; }
 
+    // What the options say to the engine.
+    PanovalMosaicOptions engine_options() const;
+
     // Everything that the options ask for before pixels are blended.
     void measure(PictureFiles& files);
 
@@ -52,7 +55,8 @@ private:
     void read_inputs();
     void add_pictures();
     void load_plan();
-    PanovalMosaicOptions engine_options() const;
+    std::int32_t set_up(const MosaicHandle& made, const PanovalMosaicOptions& engine) const;
+    std::int32_t choose_tile_size(PanovalMosaicOptions engine) const;
 };
 
 } // namespace panoval::cli

@@ -68,12 +68,15 @@ Image PreviewMaker::finish()
     return std::move(preview_);
 }
 
-PanoramaOutput::PanoramaOutput(OutputFile& output, const image::PictureInfo& format, const image::WriteOptions& options,
-                               bool wants_preview, MetadataSource metadata)
-    : output_(output), format_(format), options_(options), metadata_(std::move(metadata))
+PanoramaOutput::PanoramaOutput(OutputFile& output, const image::PictureInfo& format, const PanovalMosaicRect& region,
+                               const image::WriteOptions& options, MetadataSource metadata)
+    : output_(output), format_(format), region_(region), options_(options), metadata_(std::move(metadata))
 {
-    if (wants_preview)
-        preview_ = std::make_unique<PreviewMaker>(format.width, format.height, format.channels, format.bits);
+}
+
+void PanoramaOutput::want_preview(std::int64_t width, std::int64_t height)
+{
+    preview_ = std::make_unique<PreviewMaker>(width, height, format_.channels, format_.bits);
 }
 
 PanovalMosaicSink PanoramaOutput::sink()
@@ -116,7 +119,16 @@ void PanoramaOutput::take(const PanovalMosaicRect& rect, const image::ConstRows&
     }
     for (std::int32_t y = 0; preview_ != nullptr && y < count; ++y)
         preview_->add_row(rows.row(y));
-    writer_->add(rows, count);
+    // What of these rows belongs to the region.
+    const std::int64_t first = std::max(region_.y - rect.y, std::int64_t{0});
+    const std::int64_t end = std::min(region_.y + region_.height - rect.y, rect.height);
+    if (first >= end)
+        return;
+    image::ConstRows part = rows.from(static_cast<std::int32_t>(first));
+    const auto left = static_cast<std::size_t>(region_.x);
+    part.samples += left * static_cast<std::size_t>(format_.channels) * format_.sample_bytes();
+    part.mask += part.mask != nullptr ? left : 0;
+    writer_->add(part, static_cast<std::int32_t>(end - first));
 }
 
 void PanoramaOutput::finish()

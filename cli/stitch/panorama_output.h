@@ -50,9 +50,12 @@ public:
     // Asked for what the picture's file is to tell when the first rows come.
     using MetadataSource = std::function<image::Metadata()>;
 
-    // format: the panorama without metadata
-    PanoramaOutput(OutputFile& output, const image::PictureInfo& format, const image::WriteOptions& options,
-                   bool wants_preview, MetadataSource metadata);
+    // format: the panorama without metadata, as large as the region. region: the part of the canvas that it shows.
+    PanoramaOutput(OutputFile& output, const image::PictureInfo& format, const PanovalMosaicRect& region,
+                   const image::WriteOptions& options, MetadataSource metadata);
+
+    // Has the small picture made, of the whole canvas.
+    void want_preview(std::int64_t width, std::int64_t height);
 
     // For the engine; holds a pointer to this object.
     PanovalMosaicSink sink();
@@ -72,6 +75,7 @@ private:
 
     OutputFile& output_;
     image::PictureInfo format_;
+    const PanovalMosaicRect region_;
     const image::WriteOptions options_;
     const MetadataSource metadata_;
     std::unique_ptr<image::RowWriter> writer_;

@@ -41,12 +41,13 @@ void check_outputs(const PanoramaJob& job)
 image::PictureInfo format_of(const PanoramaJob& job)
 {
     image::PictureInfo format;
-    format.width = static_cast<std::int32_t>(job.layout.width);
-    format.height = static_cast<std::int32_t>(job.layout.height);
+    const PanovalMosaicRect region = job.region();
+    format.width = static_cast<std::int32_t>(region.width);
+    format.height = static_cast<std::int32_t>(region.height);
     format.channels = job.layout.channels;
     format.bits = job.output_bits();
     format.has_alpha = job.options.wants_alpha;
-    format.position = Offset{job.layout.origin_x, job.layout.origin_y};
+    format.position = Offset{job.layout.origin_x + region.x, job.layout.origin_y + region.y};
     return format;
 }
 
@@ -86,7 +87,7 @@ void check_formats(const PanoramaJob& job)
     const image::PictureInfo format = format_of(job);
     if (!image::is_store_name(options.output)) {
         check_output_format(options.output, format.channels, format.bits, format.has_alpha);
-        if (options.tiles.empty())
+        if (options.tiles.empty() && !options.is_cropped) // what is left is not known yet
             check_output_size(options.output, image::output_format_of(options.output), format.width, format.height);
         (void)write_options(options);
     }
@@ -112,12 +113,14 @@ void write_seams(OutputFile& output, const PanoramaJob& job)
     format.bits = seam_bits(job);
     format.has_alpha = false;
     const auto writer = make_row_writer(output, image::output_format_of(output.target()), format);
-    std::vector<std::int32_t> labels(static_cast<std::size_t>(format.width));
-    std::vector<std::uint8_t> row(labels.size() * format.sample_bytes());
-    for (std::int64_t y = 0; y < format.height; ++y) {
+    const PanovalMosaicRect region = job.region();
+    const auto left = static_cast<std::size_t>(region.x);
+    std::vector<std::int32_t> labels(static_cast<std::size_t>(job.layout.width));
+    std::vector<std::uint8_t> row(static_cast<std::size_t>(region.width) * format.sample_bytes());
+    for (std::int64_t y = region.y; y < region.y + region.height; ++y) {
         job.mosaic.check(panoval_mosaic_seam_row(job.mosaic.get(), y, labels.data()));
-        for (std::size_t x = 0; x < labels.size(); ++x) {
-            const auto number = static_cast<std::uint16_t>(labels[x] + 1);
+        for (std::size_t x = 0; x < static_cast<std::size_t>(region.width); ++x) {
+            const auto number = static_cast<std::uint16_t>(labels[left + x] + 1);
             if (format.bits == 16)
                 std::memcpy(&row[2 * x], &number, sizeof number);
             else
@@ -150,8 +153,12 @@ void write_tile(OutputFile& output, PanoramaJob& job, PictureFiles& files)
 // The panorama into its file; its small picture where the report wants one.
 Image write_panorama(OutputFile& output, PanoramaJob& job, PictureFiles& files)
 {
-    PanoramaOutput panorama(output, format_of(job), write_options(job.options), !job.options.report.empty(),
+    const image::PictureInfo format = format_of(job);
+    check_output_size(output.target(), image::output_format_of(output.target()), format.width, format.height);
+    PanoramaOutput panorama(output, format, job.region(), write_options(job.options),
                             [&files] { return files.metadata(true).common(); });
+    if (!job.options.report.empty())
+        panorama.want_preview(job.layout.width, job.layout.height);
     const PanovalMosaicSink sink = panorama.sink();
     const std::int32_t code = panoval_mosaic_run(job.mosaic.get(), &sink);
     panorama.rethrow();

@@ -21,7 +21,8 @@ std::string megabytes(std::uint64_t bytes)
 std::string size_in_words(const PanoramaJob& job)
 {
     const PanovalMosaicLayout& layout = job.layout;
-    return concat(layout.width, " x ", layout.height, " pixels, ", layout.channels,
+    const PanovalMosaicRect region = job.region();
+    return concat(region.width, " x ", region.height, " pixels, ", layout.channels,
                   layout.channels == 1 ? " channel" : " channels", job.options.wants_alpha ? " and alpha, " : ", ",
                   layout.bits, " bit");
 }
@@ -112,17 +113,18 @@ void print_outcome(const StitchOutcome& outcome)
 {
     const PanoramaJob& job = outcome.job;
     const StitchOptions& options = job.options;
+    const PanovalMosaicRect region = job.region();
     const double pixels = static_cast<double>(job.layout.width) * static_cast<double>(job.layout.height);
     const double speed = 1e-6 * pixels / std::max(outcome.seconds, 1e-9);
     const std::uint64_t memory = peak_memory_bytes();
     Json json = {{"output", options.output},
-                 {"width", job.layout.width},
-                 {"height", job.layout.height},
+                 {"width", region.width},
+                 {"height", region.height},
                  {"channels", job.layout.channels},
                  {"bits", job.layout.bits},
                  {"alpha", options.wants_alpha},
-                 {"x", job.layout.origin_x},
-                 {"y", job.layout.origin_y},
+                 {"x", job.layout.origin_x + region.x},
+                 {"y", job.layout.origin_y + region.y},
                  {"blend", job.blend},
                  {"seams", job.has_seams() ? job.seams : "none"},
                  {"bands", job.blend == "multiband" ? Json(job.layout.bands) : Json(nullptr)},
