@@ -25,7 +25,7 @@ def address_of(array: np.ndarray) -> int:
 @lru_cache(maxsize=None)
 def samples(ctype: type, const: bool) -> Type:
     """The argument type of `const ctype*` or `ctype*`."""
-    dtype = np.dtype(ctype)
+    dtype: np.dtype = np.dtype(ctype)
 
     class Samples(ctypes.c_void_p):
         element = ctype

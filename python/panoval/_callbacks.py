@@ -72,13 +72,11 @@ class Host:
 
     def read(self, record: Any) -> int:
         rows = record.contents
-        picture: Optional[Picture] = None
         try:
-            picture = self._pictures[rows.picture]
-            give_rows(picture, rows)
+            give_rows(self._pictures[rows.picture], rows)
             return 0
         except BaseException as failure:
-            self.keep(failure, picture)
+            self.keep(failure, self._pictures[rows.picture])
             leave_message(rows.message, failure)
             return 1
 
@@ -135,6 +133,10 @@ class Sink:
         self.failure: Optional[BaseException] = None
         self.record = PanovalMosaicSink(None, WritePixels(self._write), int(by_tiles), int(coverage))
 
+    def end(self) -> None:
+        """No circle of references keeps the taker."""
+        del self.record
+
     def _write(self, _user: Any, rect: Any, samples: int, stride: int, coverage: Optional[int], coverage_stride: int,
                message: int) -> int:
         from .mosaic import Rect
@@ -175,7 +177,8 @@ class _Bars:
     def __init__(self) -> None:
         from tqdm.auto import tqdm  # ImportError says what is missing
 
-        self._make, self._bar, self._phase = tqdm, None, ""
+        self._make, self._phase = tqdm, ""
+        self._bar: Any = None
 
     def __enter__(self) -> "_Bars":
         return self

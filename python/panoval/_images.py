@@ -20,9 +20,9 @@ from . import raw
 from ._arguments import address_of
 from ._records import Mat, Matb, Matf
 
-U8 = np.dtype(np.uint8)
-U16 = np.dtype(np.uint16)
-F32 = np.dtype(np.float32)
+U8: np.dtype = np.dtype(np.uint8)
+U16: np.dtype = np.dtype(np.uint16)
+F32: np.dtype = np.dtype(np.float32)
 _LARGEST = 2**31 - 1
 
 
@@ -173,7 +173,7 @@ def taken_container(record: ctypes.Structure, dtype: Any) -> np.ndarray:
     return array
 
 
-def owned_container(kind: Type[ctypes.Structure], reset: Callable[..., None], shape: Tuple[int, int]) -> Matf:
+def owned_container(kind: Type[ctypes.Structure], reset: Callable[..., None], shape: Tuple[int, int]) -> Any:
     """A typed container of one channel with a zeroed block of the library's."""
     record = kind()
     reset(record, shape[1], shape[0], 1)

@@ -50,8 +50,8 @@ def _open(path: str) -> ctypes.CDLL:
 
 
 def _load_from(folder: Optional[Path]) -> Libraries:
-    opened = [_open(str(folder / file_name(name)) if folder else file_name(name)) for name in NAMES]
-    return Libraries(*opened, folder)
+    panoval, mosaic, measure = (_open(str(folder / file_name(name)) if folder else file_name(name)) for name in NAMES)
+    return Libraries(panoval, mosaic, measure, folder)
 
 
 def load() -> Libraries:

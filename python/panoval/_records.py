@@ -7,8 +7,8 @@ Their sizes are checked on import: a record that grew by a padding byte would re
 from __future__ import annotations
 
 import ctypes
-from ctypes import CFUNCTYPE, POINTER, Structure, c_char_p, c_double, c_float, c_int16, c_int32, c_int64, c_size_t
-from ctypes import c_uint8, c_uint64, c_void_p
+from ctypes import CFUNCTYPE, POINTER, Structure, c_char_p, c_double, c_float, c_int32, c_int64, c_size_t
+from ctypes import c_uint64, c_void_p
 from typing import Dict, Type
 
 # ---- panoval.h -------------------------------------------------------------------------------------------------------
@@ -21,17 +21,37 @@ class Mat(Structure):
                 ("size", c_int32), ("capacity", c_int32), ("data", c_void_p)]
 
 
-def _container(name: str, element: type) -> Type[Structure]:
-    fields = [("width", c_int32), ("height", c_int32), ("channels", c_int32), ("data", c_void_p)]
-    return type(name, (Structure,), {"_fields_": fields, "element": element, "__module__": __name__,
-                                     "__doc__": f"A container of {element.__name__[2:]} elements."})
+_CONTAINER = [("width", c_int32), ("height", c_int32), ("channels", c_int32), ("data", c_void_p)]
 
 
-Matb = _container("Matb", c_uint8)
-Mats = _container("Mats", c_int16)
-Matf = _container("Matf", c_float)
-Mati = _container("Mati", c_int32)
-Matd = _container("Matd", c_double)
+class Matb(Structure):
+    """A container of unsigned 8-bit elements: masks."""
+
+    _fields_ = _CONTAINER
+
+
+class Mats(Structure):
+    """A container of 16-bit elements."""
+
+    _fields_ = _CONTAINER
+
+
+class Matf(Structure):
+    """A container of 32-bit floats."""
+
+    _fields_ = _CONTAINER
+
+
+class Mati(Structure):
+    """A container of signed 32-bit elements."""
+
+    _fields_ = _CONTAINER
+
+
+class Matd(Structure):
+    """A container of doubles."""
+
+    _fields_ = _CONTAINER
 
 
 class Roi(Structure):

@@ -78,12 +78,15 @@ def overlap(position_a: Any, shape_a: Any, position_b: Any, shape_b: Any) -> Opt
     (15, 4, 5, 6)
     """
     first, second = (Point(*_images.position(p, n)) for p, n in ((position_a, "position_a"), (position_b, "position_b")))
-    sizes = []
-    for shape, name in ((shape_a, "shape_a"), (shape_b, "shape_b")):
-        height, width = tuple(shape)[:2]
-        sizes.append(Size(_images.whole_number(width, name, 0, 2**30), _images.whole_number(height, name, 0, 2**30)))
     roi = Roi()
-    return (roi.x, roi.y, roi.width, roi.height) if raw.overlapRoi(first, second, *sizes, roi) else None
+    if raw.overlapRoi(first, second, _size(shape_a, "shape_a"), _size(shape_b, "shape_b"), roi):
+        return roi.x, roi.y, roi.width, roi.height
+    return None
+
+
+def _size(shape: Any, name: str) -> Size:
+    height, width = tuple(shape)[:2]
+    return Size(_images.whole_number(width, name, 0, 2**30), _images.whole_number(height, name, 0, 2**30))
 
 
 def _roi(rect: Any, bytes_per_pixel: int) -> Roi:

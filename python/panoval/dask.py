@@ -20,12 +20,13 @@ import numpy as np
 
 from ._callbacks import Progress, Report, progress_of
 from ._images import position
+from ._opening import OpenPicture
 from .errors import PanovalError
 from .mosaic import Mosaic
 from .store import Store, write_whole
 from .gain_parts import align, components
 from .measuring_tasks import GainJob, Known, Labels, SeamJob, find_gains, find_seams, know, regions_of, touches
-from .tasks import OpenPicture, Run, blend_tile, name_of_plan, open_file
+from .tasks import Run, blend_tile, name_of_plan, open_file
 
 __all__ = ["Blended", "TilesError", "measure", "blend", "stitch"]
 
@@ -196,7 +197,7 @@ def _measure_gains(client: Any, mosaic: Mosaic, known: Sequence[Known], open_pic
     if options.get("gains", "automatic") not in (None, "off"):
         parts = []
         for rect in regions_of(layout.width, layout.height, side):
-            inside = [picture.index for picture in known if touches(picture, (layout.origin_x, layout.origin_y), rect)]
+            inside = [picture.number for picture in known if touches(picture, (layout.origin_x, layout.origin_y), rect)]
             parts += [part for part in components(inside, overlaps) if len(part) > 1]
         parts = [list(part) for part in dict.fromkeys(tuple(part) for part in parts)]
         jobs = [(GainJob(tuple(known[i] for i in part), options, open_picture),) for part in parts]
@@ -215,7 +216,7 @@ def _measure_seams(client: Any, mosaic: Mosaic, known: Sequence[Known], open_pic
     for number, rect in enumerate(regions):
         chosen = tuple(picture for picture in known if touches(picture, origin, rect))
         if chosen:
-            jobs.append((SeamJob(rect, origin, chosen, gains[[picture.index for picture in chosen]], falloff, options,
+            jobs.append((SeamJob(rect, origin, chosen, gains[[picture.number for picture in chosen]], falloff, options,
                                  open_picture),))
             numbers.append(number)
     strips = dict(zip(numbers, _all(client, find_seams, jobs, retries, "seams", report)))

@@ -7,7 +7,7 @@ x grows to the right, y downward; a pixel's centre has whole coordinates; angles
 from __future__ import annotations
 
 import ctypes
-from typing import Any, NamedTuple, Optional, Tuple
+from typing import Any, Dict, List, NamedTuple, Optional, Tuple
 
 import numpy as np
 
@@ -21,15 +21,16 @@ __all__ = ["TARGET_DTYPE", "CELL_DTYPE", "FLAGS", "Counts", "CirclePose", "Centr
            "measure_counts", "to_pandas", "error_text", "centre_by_homography", "centre_by_focal_length",
            "centre_by_rings", "grid"]
 
-_SCALARS = [(name, np.dtype(kind)) for name, kind in PanovalMeasureTarget._fields_[2:]]
+_ELLIPSE = ("x", "y", "semi_major", "semi_minor", "angle")
+_KINDS: Dict[Any, np.dtype] = {ctypes.c_double: np.dtype(np.float64), ctypes.c_int32: np.dtype(np.int32)}
+_SCALARS: List[Any] = [(name, _KINDS[kind]) for name, kind in PanovalMeasureTarget._fields_[2:]]  # type: ignore[misc]
 
 #: One target: the outline, its covariance in the order (x, y, semi_major, semi_minor, angle), and all that goes with it;
 #: units and meaning of each field as in include/panoval_measure.h.
-TARGET_DTYPE = np.dtype([(name, np.float64) for name, _ in PanovalMeasureEllipse._fields_]
-                        + [("covariance", np.float64, (5, 5))] + _SCALARS)
+TARGET_DTYPE = np.dtype([(name, np.float64) for name in _ELLIPSE] + [("covariance", np.float64, (5, 5))] + _SCALARS)
 
 #: One place of a board: the number of the target there, or -1; see panoval_measure.h.
-CELL_DTYPE = np.dtype([(name, np.dtype(kind)) for name, kind in PanovalMeasureGridCell._fields_])
+CELL_DTYPE = np.dtype([(name, _KINDS[kind]) for name, kind in PanovalMeasureGridCell._fields_])  # type: ignore[misc]
 
 #: What a target's flags may say.
 FLAGS = {"border": 1, "neighbour": 2, "saturated": 4, "blurred": 8, "not_converged": 16, "round": 32, "ring": 64}
@@ -119,7 +120,7 @@ def _taken(detection: PanovalMeasureDetection) -> np.ndarray:
     def give_back(_address: int, routine=raw.panoval_measure_free) -> None:
         routine(detection)
 
-    address = ctypes.cast(detection.targets, ctypes.c_void_p).value
+    address = ctypes.cast(detection.targets, ctypes.c_void_p).value or 0
     return np.asarray(_images.Block(address, TARGET_DTYPE, (detection.count,), give_back))
 
 
@@ -215,11 +216,10 @@ def _ellipses(values: Any, name: str) -> np.ndarray:
     """(n, 5) doubles, from such or from targets."""
     values = np.asarray(values)
     if values.dtype.names:
-        columns = [field for field, _ in PanovalMeasureEllipse._fields_]
-        missing = [field for field in columns if field not in values.dtype.names]
+        missing = [field for field in _ELLIPSE if field not in values.dtype.names]
         if missing:
             raise TypeError(f"{name} has no field {missing[0]!r}")
-        values = np.stack([np.atleast_1d(values[field]) for field in columns], axis=-1)
+        values = np.stack([np.atleast_1d(values[field]) for field in _ELLIPSE], axis=-1)
     elif values.dtype.kind not in "fiu":
         raise TypeError(f"{name} has elements of {values.dtype}, expected numbers")
     values = np.ascontiguousarray(values, np.float64)
@@ -242,7 +242,7 @@ def to_pandas(targets: np.ndarray) -> Any:
 
     targets = _targets(targets)
     columns = {}
-    for name in TARGET_DTYPE.names:
+    for name in TARGET_DTYPE.names or ():
         if name == "covariance":
             columns.update(_covariance_columns(targets[name]))
         elif name != "reserved":
@@ -251,8 +251,7 @@ def to_pandas(targets: np.ndarray) -> Any:
 
 
 def _covariance_columns(covariance: np.ndarray) -> dict:
-    names = [name for name, _ in PanovalMeasureEllipse._fields_]
-    return {f"cov_{names[i]}_{names[j]}": covariance[:, i, j] for i in range(5) for j in range(i, 5)}
+    return {f"cov_{_ELLIPSE[i]}_{_ELLIPSE[j]}": covariance[:, i, j] for i in range(5) for j in range(i, 5)}
 
 
 def _targets(targets: Any) -> np.ndarray:
@@ -270,7 +269,7 @@ def _outline(ellipse: Any, name: str) -> Tuple[PanovalMeasureEllipse, Optional[n
             raise ValueError(f"{name} has {value.size} targets, expected one")
         value = value.reshape(1)
         covariance = None
-        if "covariance" in value.dtype.names:
+        if "covariance" in (value.dtype.names or ()):
             covariance = np.ascontiguousarray(value["covariance"][0], np.float64)
         return PanovalMeasureEllipse(*_ellipses(value, name)[0]), covariance
     return PanovalMeasureEllipse(*_ellipses(value.reshape(1, -1), name)[0]), None
@@ -319,7 +318,7 @@ def centre_by_focal_length(ellipse: Any, focal_length: float, principal: Any) ->
     poses = (PanovalMeasureCirclePose * 2)()
     _check(raw.panoval_measure_centre_by_focal_length(outline, covariance, float(focal_length), float(x), float(y),
                                                       poses))
-    first, second = (CirclePose(_centre(pose.centre), tuple(pose.normal), pose.distance) for pose in poses)
+    first, second = (CirclePose(_centre(pose.centre), (pose.normal[0], pose.normal[1], pose.normal[2]), pose.distance) for pose in poses)
     return first, second
 
 

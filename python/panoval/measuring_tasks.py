@@ -15,9 +15,9 @@ from typing import Any, Dict, List, NamedTuple, Sequence, Tuple
 
 import numpy as np
 
+from ._opening import OpenPicture, lazy_parts
 from .errors import PanovalError
-from .mosaic import Mosaic, Rect, lazy_parts
-from .tasks import OpenPicture
+from .mosaic import Mosaic, Rect
 
 STRIP = 256  # rows of labels that are sent as one piece
 
@@ -25,7 +25,7 @@ STRIP = 256  # rows of labels that are sent as one piece
 class Known(NamedTuple):
     """What is known of a picture without its pixels."""
 
-    index: int
+    number: int
     name: str
     x: int
     y: int
@@ -36,7 +36,7 @@ class Known(NamedTuple):
 
     def add_to(self, mosaic: Mosaic, open_picture: OpenPicture) -> None:
         """Adds it to a mosaic; it is opened when its rows are needed first."""
-        lazy, readers = lazy_parts(self.index, self.name, open_picture)
+        lazy, readers = lazy_parts(self.number, self.name, open_picture)
         mosaic.add(readers[0], (self.x, self.y), mask=readers[1] if self.has_mask else None,
                    keep=readers[2] if self.has_keep else None, name=self.name, shape=self.shape, dtype=self.dtype,
                    release=lazy.release)
@@ -108,7 +108,7 @@ def find_seams(job: SeamJob) -> List[bytes]:
             mosaic.set_gains(job.gains, job.falloff)
             mosaic.measure("seams")
             layout = mosaic.layout
-            numbers = np.array([picture.index for picture in job.pictures] + [-1], np.int32)  # -1 stays -1
+            numbers = np.array([picture.number for picture in job.pictures] + [-1], np.int32)  # -1 stays -1
             return [_strip(mosaic, job, layout.origin_x - job.origin[0], layout.origin_y - job.origin[1], first, numbers)
                     for first in range(job.region.y, job.region.y + job.region.height, STRIP)]
     except Exception as failure:

@@ -5,7 +5,6 @@ from __future__ import annotations
 
 import ctypes
 import json
-import threading
 from typing import Any, Callable, Dict, Iterator, List, NamedTuple, Optional, Sequence, Tuple
 
 import numpy as np
@@ -13,6 +12,7 @@ import numpy as np
 from . import _images, raw
 from ._callbacks import Host, Progress, Sink, SinkCallable, progress_of
 from ._interrupt import interruptible
+from ._opening import planned
 from ._pictures import Picture, picture_of
 from ._records import (PanovalMosaicCounts, PanovalMosaicEstimate, PanovalMosaicLayout, PanovalMosaicOptions,
                        PanovalMosaicOverlap, PanovalMosaicPicture, PanovalMosaicRect)
@@ -46,7 +46,7 @@ class Rect(NamedTuple):
 class Tile(NamedTuple):
     """A tile of the canvas."""
 
-    index: int
+    number: int  #: counted from 0 row by row
     rect: Rect
 
 
@@ -236,8 +236,8 @@ class Mosaic:
         """Size, tiles and bands of the panorama. The first look fixes the pictures."""
         record = PanovalMosaicLayout()
         self._check(raw.panoval_mosaic_layout(self._open(), record))
-        values = [getattr(record, name) for name in Layout._fields]
-        return Layout(*values[:-1], bool(values[-1]))
+        values = {name: getattr(record, name) for name in Layout._fields}
+        return Layout(**dict(values, wraps=bool(record.wraps)))
 
     @property
     def overlaps(self) -> List[Overlap]:
@@ -287,7 +287,7 @@ class Mosaic:
         record = PanovalMosaicPicture()
         for index in range(mosaic.layout.pictures):
             mosaic._check(raw.panoval_mosaic_picture(mosaic._handle, index, record))
-            mosaic._pictures.append(_planned(index, record, open_picture))
+            mosaic._pictures.append(planned(index, record, open_picture))
         return mosaic
 
     # ---- measuring ---------------------------------------------------------------------------------------------------
@@ -384,11 +384,11 @@ class Mosaic:
 
     # ---- pixels ------------------------------------------------------------------------------------------------------
 
-    def tile(self, index: int) -> Tile:
+    def tile(self, number: int) -> Tile:
         """Where a tile lies; they are counted from 0 row by row."""
         rect = PanovalMosaicRect()
-        self._check(raw.panoval_mosaic_tile(self._open(), _images.whole_number(index, "index", 0, 2**62), rect))
-        return Tile(index, _rect(rect))
+        self._check(raw.panoval_mosaic_tile(self._open(), _images.whole_number(number, "number", 0, 2**62), rect))
+        return Tile(int(number), _rect(rect))
 
     def tiles(self) -> Iterator[Tile]:
         """All tiles in their order."""
@@ -432,7 +432,7 @@ class Mosaic:
             self._long(progress, lambda: raw.panoval_mosaic_run(self._open(), taker.record))
         finally:
             self._host.sink = None
-            taker.record = None  # no circle of references keeps the sink
+            taker.end()
 
     @property
     def counts(self) -> Counts:
@@ -460,56 +460,3 @@ def _out_array(out: np.ndarray, shape: Tuple[int, ...], dtype: np.dtype) -> np.n
     if out.strides[1:] != inner or out.strides[0] < shape[1] * inner[0]:
         raise ValueError("out does not have the samples of a row side by side")
     return out
-
-
-class _Lazy:
-    """A picture of a plan: opened when its rows are needed first."""
-
-    def __init__(self, index: int, name: str, open_picture: Callable[[int, str], Any]) -> None:
-        self._index, self._name, self._open = index, name, open_picture
-        self._opened: Any = None
-        self._lock = threading.Lock()
-
-    def reader(self, part: int) -> Callable[[int, int], Any]:
-        """Reads the picture (0), its mask (1) or its keep mask (2)."""
-        return lambda first, count: self._sources(part)[first:first + count]
-
-    def _sources(self, part: int) -> Any:
-        with self._lock:
-            if self._opened is None:
-                opened = self._open(self._index, self._name)
-                self._opened = opened if isinstance(opened, tuple) else (opened,)
-            if part >= len(self._opened) or self._opened[part] is None:
-                raise ValueError(f"{self._name} was opened without {_PART_NAMES[part]}, which the plan says it has")
-            return self._opened[part]
-
-    def release(self) -> None:
-        with self._lock:
-            opened, self._opened = self._opened, None
-        for source in opened or ():
-            if hasattr(source, "close"):
-                source.close()
-
-
-_PART_NAMES = ("pixels", "the mask", "the keep mask")
-
-
-def _planned(index: int, record: PanovalMosaicPicture, open_picture: Optional[Callable[[int, str], Any]]) -> Picture:
-    name = (record.name or b"").decode("utf-8", "surrogateescape") or f"picture {index + 1}"
-    shape: Tuple[int, ...] = (record.height, record.width)
-    if record.channels != 1:
-        shape += (record.channels,)
-
-    def missing(first: int, count: int) -> Any:
-        raise ValueError(f"no open_picture was given that could read {name}")
-
-    lazy, readers = (None, [missing] * 3) if open_picture is None else lazy_parts(index, name, open_picture)
-    return Picture(name, record.x, record.y, shape, _images.U8 if record.bits == 8 else _images.U16, readers[0],
-                   readers[1] if record.has_mask else None, readers[2] if record.has_keep else None,
-                   bool(record.random_access), lazy.release if lazy else None)
-
-
-def lazy_parts(index: int, name: str, open_picture: Callable[[int, str], Any]) -> Tuple[_Lazy, List[Any]]:
-    """A picture that is opened when it is needed first, and readers of its samples, its mask and its keep mask."""
-    lazy = _Lazy(index, name, open_picture)
-    return lazy, [lazy.reader(part) for part in range(3)]

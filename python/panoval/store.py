@@ -210,8 +210,8 @@ class Store:
                 chunk[:, :part.shape[1], :part.shape[2]] = part
                 name = f"0/{(tile.rect.y + v) // height}/{(tile.rect.x + u) // width}"
                 sizes[name] = self._write_chunk(name, chunk)
-        mark = {"plan": self.picture.plan, "tile": tile.index, "chunks": sizes}
-        write_whole(self._mark(tile.index), (json.dumps(mark, separators=(",", ":")) + "\n").encode())
+        mark = {"plan": self.picture.plan, "tile": tile.number, "chunks": sizes}
+        write_whole(self._mark(tile.number), (json.dumps(mark, separators=(",", ":")) + "\n").encode())
 
     def _planes(self, pixels: Pixels) -> np.ndarray:
         samples = pixels.samples if pixels.samples.ndim == 3 else pixels.samples[:, :, np.newaxis]

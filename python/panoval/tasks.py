@@ -10,15 +10,14 @@ import json
 import os
 import threading
 from pathlib import Path
-from typing import Any, Callable, NamedTuple, Optional, Tuple
+from typing import Any, NamedTuple, Optional, Tuple
 
+from ._opening import OpenPicture
 from .errors import PanovalError
 from .mosaic import Mosaic
 from .store import Store
 
 __all__ = ["Run", "TileError", "blend_tile", "name_of_plan", "open_file"]
-
-OpenPicture = Callable[[int, str], Any]
 
 
 class TileError(PanovalError):

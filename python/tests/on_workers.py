@@ -35,7 +35,7 @@ def log_writes(log):
     def write(self, tile, pixels):
         for word in ("begun", "done"):
             with open(log, "a") as file:
-                file.write(f"{word} {tile.index} {os.getpid()}\n")
+                file.write(f"{word} {tile.number} {os.getpid()}\n")
             if word == "begun":
                 time.sleep(0.02)  # there is time to die in
                 original(self, tile, pixels)

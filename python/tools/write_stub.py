@@ -26,8 +26,8 @@ from ._records import *
 libraries: Libraries
 
 _T = TypeVar("_T")
-_Address = Union[int, None, ctypes.c_void_p, "ctypes.Array[Any]", "ctypes._Pointer[Any]"]
-_To = Union[_T, "ctypes.Array[_T]", "ctypes._Pointer[_T]", None]
+_Address = Union[int, None, ctypes.c_void_p, "ctypes.Array[Any]", "ctypes._Pointer[Any]", "ctypes._CArgObject"]
+_To = Union[_T, "ctypes.Array[_T]", "ctypes._Pointer[_T]", "ctypes._CArgObject", None]
 
 def free(address: _Address) -> None: ...
 
