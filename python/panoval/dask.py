@@ -26,7 +26,7 @@ from .mosaic import Mosaic
 from .store import Store, write_whole
 from .gain_parts import align, components
 from .measuring_tasks import GainJob, Known, Labels, SeamJob, find_gains, find_seams, know, regions_of, touches
-from .tasks import Run, blend_tile, name_of_plan, open_file
+from .tasks import Run, TileError, blend_tile, name_of_plan, open_file
 
 __all__ = ["Blended", "TilesError", "measure", "blend", "stitch"]
 
@@ -61,27 +61,61 @@ def _here(work: Callable[..., Any], arguments: Sequence[Tuple[Any, ...]]) -> Ite
             yield number, None, failure
 
 
+def _attempt(work: Callable[..., Any], *values: Any) -> Any:
+    """A task on a worker; what it raises says where."""
+    from distributed import get_worker
+
+    try:
+        return work(*values)
+    except Exception as failure:
+        failure.worker = get_worker().address  # type: ignore[attr-defined]
+        raise
+
+
+class _Submitted:
+    """Tasks of one kind with their attempts. One that failed is tried again, where it can be on another worker: a picture may
+    be missing on one machine alone."""
+
+    def __init__(self, client: Any, work: Callable[..., Any], arguments: Sequence[Tuple[Any, ...]], retries: int,
+                 label: str) -> None:
+        self._client, self._work, self._arguments, self._label = client, work, arguments, label
+        self._retries = retries
+        self._failed_on: Dict[int, List[str]] = {}
+        self.numbers: Dict[str, int] = {}
+
+    def submit(self, number: int) -> Any:
+        failed_on = self._failed_on.get(number, [])
+        others = [] if not failed_on else [worker for worker in self._client.scheduler_info()["workers"]
+                                           if worker not in failed_on]
+        future = self._client.submit(_attempt, self._work, *self._arguments[number], pure=False, workers=others or None,
+                                     allow_other_workers=bool(others), key=f"{self._label}-{number}-{len(failed_on)}")
+        self.numbers[future.key] = number
+        return future
+
+    def wants_again(self, number: int, failure: BaseException) -> bool:
+        failed_on = self._failed_on.setdefault(number, [])
+        failed_on.append(getattr(failure, "worker", ""))
+        return len(failed_on) <= self._retries
+
+
 def _on_workers(client: Any, work: Callable[..., Any], arguments: Sequence[Tuple[Any, ...]], retries: int,
                 label: str) -> Iterator[Outcome]:
     """Submits tasks, never more than a few at once beyond what the workers can do; yields what comes, in any order."""
     from distributed import as_completed
 
-    numbers: Dict[str, int] = {}
+    submitted = _Submitted(client, work, arguments, retries, label)
     waiting = iter(range(len(arguments)))
-
-    def submit(number: int) -> Any:
-        future = client.submit(work, *arguments[number], key=f"{label}-{number}", retries=retries, pure=False)
-        numbers[future.key] = number
-        return future
-
-    running = as_completed([submit(number) for number, _ in zip(waiting, range(_IN_FLIGHT))])
+    running = as_completed([submitted.submit(number) for number, _ in zip(waiting, range(_IN_FLIGHT))])
     for future in running:
-        number = numbers.pop(future.key)
+        number = submitted.numbers.pop(future.key)
         failure = future.exception()
+        if failure is not None and submitted.wants_again(number, failure):
+            running.add(submitted.submit(number))
+            continue
         yield number, None if failure else future.result(), failure
         future.release()
         for following in waiting:
-            running.add(submit(following))
+            running.add(submitted.submit(following))
             break
 
 
@@ -110,7 +144,7 @@ def blend(client: Any, plan: str, store: Any, open_picture: OpenPicture = open_f
     tiles         numbers, in the order in which they are handed out; None: all
     coverage      True: the last channel of the store is the coverage
     memory, threads  of each worker's mosaic; memory 0: 512 MiB
-    retries       how often a task that failed is tried again
+    retries       how often a task that failed is tried again, on another worker where there is one
     progress      as for Mosaic.measure
     errors        'raise': TilesError at the end, when all others are done; 'keep': failed tiles are in the result
 
@@ -131,7 +165,7 @@ def blend(client: Any, plan: str, store: Any, open_picture: OpenPicture = open_f
         for number, outcome, failure in outcomes(client, blend_tile, [(run, tile) for tile in chosen], retries, "blend",
                                                  report):
             if failure is not None:
-                result.failed[chosen[number]] = failure
+                result.failed[chosen[number]] = _named(failure, chosen[number])
             else:
                 (result.made if outcome == "made" else result.kept).append(chosen[number])
     if result.failed and errors == "raise":
@@ -139,6 +173,13 @@ def blend(client: Any, plan: str, store: Any, open_picture: OpenPicture = open_f
         raise TilesError(f"{len(result.failed)} of {len(chosen)} tiles failed, the others are there; {first}",
                          getattr(first, "code", 0), result)
     return result
+
+
+def _named(failure: BaseException, tile: int) -> BaseException:
+    """A failure that the task could not name itself, e.g. where its workers died."""
+    if isinstance(failure, TileError):
+        return failure
+    return TileError(f"tile {tile}: {type(failure).__name__}: {failure}", 0, tile)
 
 
 def measure(client: Any, names: Sequence[str], positions: Sequence[Any], open_picture: OpenPicture = open_file, *,

@@ -21,7 +21,7 @@ class PanovalError(Exception):
         self.code = code
 
     def __reduce__(self) -> Any:
-        return type(self), (str(self), self.code)
+        return type(self), (str(self), self.code), self.__dict__
 
 
 class ArgumentError(PanovalError, ValueError):
@@ -62,7 +62,7 @@ class MeasureError(PanovalError, ValueError):
         self.targets = targets
 
     def __reduce__(self) -> Any:
-        return type(self), (str(self), self.code, self.index, self.targets)
+        return type(self), (str(self), self.code, self.index, self.targets), self.__dict__
 
 
 class NoEllipseError(PanovalError, ValueError):

@@ -28,7 +28,7 @@ class TileError(PanovalError):
         self.tile, self.picture = tile, picture
 
     def __reduce__(self) -> Any:
-        return type(self), (str(self), self.code, self.tile, self.picture)
+        return type(self), (str(self), self.code, self.tile, self.picture), self.__dict__
 
 
 class Run(NamedTuple):

@@ -19,6 +19,19 @@ class Pictures:
         return np.load(os.path.join(self.folder, name + ".npy"), mmap_mode="r")
 
 
+class MissingOnOne(Pictures):
+    """One process does not see one picture."""
+
+    def __init__(self, folder, pid):
+        super().__init__(folder)
+        self.pid = pid
+
+    def __call__(self, index, name):
+        if os.getpid() == self.pid and name == "p5":
+            raise FileNotFoundError(2, "No such file", name)
+        return super().__call__(index, name)
+
+
 class Broken(Pictures):
     """One picture's rows raise."""
 

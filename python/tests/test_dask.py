@@ -11,7 +11,7 @@ import pytest
 
 import panoval
 import panoval.dask
-from on_workers import Broken, Pictures, log_writes, restore_writes
+from on_workers import Broken, MissingOnOne, Pictures, log_writes, restore_writes
 from panoval.store import Store, StoreError
 
 @pytest.fixture
@@ -138,6 +138,16 @@ def test_a_missing_picture_fails_its_tiles_and_no_other(client, plan, tmp_path, 
     assert sorted(repaired.made) == sorted(result.failed) and sorted(repaired.kept) == sorted(result.made)
     layout = panoval.Mosaic.from_plan(text).layout
     assert np.array_equal(Store.begin(tmp_path / "p.zarr", layout, panoval.dask.name_of_plan(text)).read(), whole)
+
+
+def test_a_picture_that_one_worker_misses_is_read_by_another(client, plan, tmp_path):
+    text, whole = plan(64)
+    blind = list(client.run(os.getpid).values())[1]
+    result = panoval.dask.blend(client, text, tmp_path / "p.zarr", MissingOnOne(tmp_path, blind), retries=1)
+    tiles = panoval.Mosaic.from_plan(text).layout.tiles
+    assert sorted(result.made) == list(range(tiles)) and not result.failed
+    alone = panoval.dask.blend(None, text, tmp_path / "q.zarr", MissingOnOne(tmp_path, os.getpid()), errors="keep")
+    assert alone.failed and all("picture p5: FileNotFoundError" in str(failure) for failure in alone.failed.values())
 
 
 def test_a_callable_that_raises_is_named_with_picture_and_tile(client, plan, tmp_path):
