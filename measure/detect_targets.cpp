@@ -24,7 +24,6 @@ namespace
 constexpr double kDefaultLeastAxis = 2.5;
 constexpr double kDefaultLeastAspect = 0.3;
 constexpr double kDefaultQuality = 0.5;
-constexpr double kNoiseSlack = 1.15; // by which the noise of a part of the picture may be above the whole's
 constexpr double kLeastContrast = 4; // by noise, below which an outline may be one of noise
 
 struct Options {
@@ -144,20 +143,11 @@ private:
         // What has wandered off has its own candidate there.
         if (target.polarity != polarity || !is_same_outline(target.ellipse, oval.x, oval.y, oval.a, oval.b, 0.4, 2.0))
             return true;
-        target.quality = quality(target);
+        // The noise beside a target counts all that is not flat there, clutter, too; against the picture's noise an
+        // outline in clutter shows what it is.
+        target.quality = quality_of(target, refinement_.bulges(), noise_);
         add(target);
         return true;
-    }
-
-    // The noise beside a target counts all that is not flat there, clutter, too; against the picture's noise an outline
-    // in clutter shows what it is.
-    double quality(const PanovalMeasureTarget& target) const noexcept
-    {
-        const double contrast = std::fabs(target.level_inside - target.level_outside);
-        const double noise = std::max(target.noise, noise_);
-        const double edge_variance = target.chi_square * target.noise * target.noise;
-        const double misfit = std::sqrt(std::max(0.0, edge_variance - kNoiseSlack * noise_ * noise_));
-        return contrast > 0 ? quality_of(target.edge_share, contrast / noise, misfit / contrast) : 0;
     }
 
     void add(const PanovalMeasureTarget& target)

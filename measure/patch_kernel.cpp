@@ -16,31 +16,40 @@ struct Row {
     double x, origin, level, slope, limit;
 };
 
+// Sums of the turns from `turn` on, as many as the tag has lanes; samples from `begin` to before `end`, which begin and
+// end with a turn of 0 unless the tag has one lane.
 template <class D>
-HWY_INLINE void add_to(D tag, double* sums, hn::Vec<D> value)
-{
-    hn::StoreU(hn::Add(hn::LoadU(tag, sums), value), tag, sums);
-}
-
-// The samples from i on, as many as the tag has lanes.
-template <class D>
-HWY_INLINE void add_samples(D tag, const Row& row, const float* samples, std::size_t i, double (*sums)[kSumTurns])
+HWY_INLINE void sum_turns(D tag, const Row& row, const float* samples, std::size_t begin, std::size_t end,
+                          std::size_t turn, double (*sums)[kSumTurns])
 {
     const hn::Rebind<float, D> narrow;
-    const std::size_t turn = i % kSumTurns;
-    const auto place = hn::Add(hn::Iota(tag, 0), hn::Set(tag, static_cast<double>(i)));
-    const auto x = hn::Add(place, hn::Set(tag, row.x));
-    const auto value = hn::Sub(hn::PromoteTo(tag, hn::LoadU(narrow, samples + i)), hn::Set(tag, row.origin));
-    const auto expected = hn::Add(hn::Set(tag, row.level), hn::Mul(hn::Set(tag, row.slope), x));
-    const auto keep = hn::Le(hn::Abs(hn::Sub(value, expected)), hn::Set(tag, row.limit));
-    const auto kept_x = hn::IfThenElseZero(keep, x);
-    const auto kept_value = hn::IfThenElseZero(keep, value);
-    add_to(tag, sums[0] + turn, hn::IfThenElseZero(keep, hn::Set(tag, 1.0)));
-    add_to(tag, sums[1] + turn, kept_x);
-    add_to(tag, sums[2] + turn, hn::Mul(kept_x, kept_x));
-    add_to(tag, sums[3] + turn, kept_value);
-    add_to(tag, sums[4] + turn, hn::Mul(kept_value, kept_x));
-    add_to(tag, sums[5] + turn, hn::Mul(kept_value, kept_value));
+    auto sum_count = hn::LoadU(tag, sums[0] + turn);
+    auto sum_x = hn::LoadU(tag, sums[1] + turn);
+    auto sum_xx = hn::LoadU(tag, sums[2] + turn);
+    auto sum_v = hn::LoadU(tag, sums[3] + turn);
+    auto sum_vx = hn::LoadU(tag, sums[4] + turn);
+    auto sum_vv = hn::LoadU(tag, sums[5] + turn);
+    for (std::size_t i = begin + turn; i < end; i += kSumTurns) {
+        const auto place = hn::Add(hn::Iota(tag, 0), hn::Set(tag, static_cast<double>(i)));
+        const auto x = hn::Add(place, hn::Set(tag, row.x));
+        const auto value = hn::Sub(hn::PromoteTo(tag, hn::LoadU(narrow, samples + i)), hn::Set(tag, row.origin));
+        const auto expected = hn::Add(hn::Set(tag, row.level), hn::Mul(hn::Set(tag, row.slope), x));
+        const auto keep = hn::Le(hn::Abs(hn::Sub(value, expected)), hn::Set(tag, row.limit));
+        const auto kept_x = hn::IfThenElseZero(keep, x);
+        const auto kept_value = hn::IfThenElseZero(keep, value);
+        sum_count = hn::Add(sum_count, hn::IfThenElseZero(keep, hn::Set(tag, 1.0)));
+        sum_x = hn::Add(sum_x, kept_x);
+        sum_xx = hn::Add(sum_xx, hn::Mul(kept_x, kept_x));
+        sum_v = hn::Add(sum_v, kept_value);
+        sum_vx = hn::Add(sum_vx, hn::Mul(kept_value, kept_x));
+        sum_vv = hn::Add(sum_vv, hn::Mul(kept_value, kept_value));
+    }
+    hn::StoreU(sum_count, tag, sums[0] + turn);
+    hn::StoreU(sum_x, tag, sums[1] + turn);
+    hn::StoreU(sum_xx, tag, sums[2] + turn);
+    hn::StoreU(sum_v, tag, sums[3] + turn);
+    hn::StoreU(sum_vx, tag, sums[4] + turn);
+    hn::StoreU(sum_vv, tag, sums[5] + turn);
 }
 
 void sum_row(const float* samples, std::size_t count, double x, double origin, double level, double slope, double limit,
@@ -49,11 +58,11 @@ void sum_row(const float* samples, std::size_t count, double x, double origin, d
     const hn::CappedTag<double, kSumTurns> tag;
     const hn::CappedTag<double, 1> one;
     const Row row = {x, origin, level, slope, limit};
-    std::size_t i = 0;
-    for (; i + hn::Lanes(tag) <= count; i += hn::Lanes(tag))
-        add_samples(tag, row, samples, i, sums);
-    for (; i < count; ++i)
-        add_samples(one, row, samples, i, sums);
+    const std::size_t whole = count / kSumTurns * kSumTurns;
+    for (std::size_t turn = 0; turn < kSumTurns; turn += hn::Lanes(tag))
+        sum_turns(tag, row, samples, 0, whole, turn, sums);
+    for (std::size_t turn = 0; turn < count - whole; ++turn)
+        sum_turns(one, row, samples, whole, count, turn, sums);
 }
 
 } // namespace panoval::measure::HWY_NAMESPACE

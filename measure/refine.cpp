@@ -278,7 +278,7 @@ std::int32_t Refinement::run(const PanovalMeasureEllipse& start, double reach, P
         return PANOVAL_MEASURE_TOO_SMALL;
     const Measurement measurement = {
         model_, adjusted_, &input_, edge_reach_, highest_sample(image_.sample_type), least_variance()};
-    return make_record(measurement, outlines_, target) ? PANOVAL_MEASURE_OK : PANOVAL_MEASURE_NO_EDGE;
+    return make_record(measurement, outlines_, target, bulges_) ? PANOVAL_MEASURE_OK : PANOVAL_MEASURE_NO_EDGE;
 }
 
 } // namespace panoval::measure

@@ -5,6 +5,7 @@
 #include "measure/adjustment.h"
 #include "measure/edge_search.h"
 #include "measure/patch.h"
+#include "measure/target_record.h"
 #include "panoval_measure.h"
 
 #include <cstddef>
@@ -26,6 +27,9 @@ public:
     // Returns a PanovalMeasureCode; the record is complete only when that is PANOVAL_MEASURE_OK.
     std::int32_t run(const PanovalMeasureEllipse& start, double reach, PanovalMeasureTarget& target) noexcept;
 
+    // Of the last target.
+    const Bulges& bulges() const noexcept { return bulges_; }
+
 private:
     std::int32_t search(const Outline& start, double reach) noexcept;
     std::int32_t adjust_once() noexcept;
@@ -44,6 +48,7 @@ private:
     TargetModel model_;
     AdjustmentInput input_;
     AdjustmentResult adjusted_;
+    Bulges bulges_;
     double edge_reach_ = 0;
     double flat_spread_ = 0; // standard deviation of the flat samples
     bool is_tied_ = true;

@@ -16,20 +16,34 @@ namespace
 
 constexpr double kPi = 3.14159265358979323846;
 constexpr std::size_t kMostSectors = 32;
-constexpr double kSectorLength = 4;     // pixels of the outline, at least
+constexpr double kSectorLength = 3;     // pixels of the outline, at least
 constexpr double kLeastAmplitude = 0.5; // of a sector's edge against the whole outline's, to count as one
 constexpr double kMostAmplitude = 1.6;
 constexpr double kAlienShare = 0.02; // of the edge samples, before a neighbour is spoken of
 constexpr double kSaturatedShare = 0.02;
 
+constexpr double kNoiseSlack = 1.32; // by which the variance of a part of the picture may be above the whole's
+
 // Of quality: three quarters of an outline are the rim of something that is hidden, a seventh may touch a neighbour.
 constexpr double kLeastShare = 0.6;
 constexpr double kFullShare = 0.95;
-constexpr double kHalfMisfit = 0.12; // of the contrast, by which a small rectangle differs from an ellipse
+constexpr double kHalfMisfit = 0.2; // of the contrast: root mean square that noise does not explain in the edge
+// Of the semi-minor axis: root mean square by which stretches of the outline lie off the ellipse. Rectangles and half
+// discs reach 0.08 and more. A printed dot may be off by some hundredths of a pixel.
+constexpr double kHalfBulge = 0.03;
+constexpr double kHalfBulgePixels = 0.06;
+// Edge spread by the semi-minor axis at which the blur has taken every shape's own form.
+constexpr double kFormless = 0.6;
+// Point samples know an outline to half a pixel only. They show as an edge without blur, and are allowed more.
+constexpr double kAliasedBlur = 0.3;
+constexpr double kAliasedMisfit = 0.15;
+constexpr double kAliasedPixels = 0.1;
+constexpr double kBulgeChance = 2; // deviations that noise may make of it
 
-// Sums of a sector: the model's edge against the samples' one.
+// Sums of a sector: the model's edge against the samples' one, and where that lies.
 struct Sector {
     double count = 0, t = 0, tt = 0, v = 0, vt = 0;
+    double gg = 0, gr = 0; // slopes of the model across the outline, and residuals times slopes
 };
 
 struct Survey {
@@ -84,6 +98,11 @@ void survey_sample(const Measurement& m, const float* planes, std::size_t stride
     sector.tt += edge * edge;
     sector.v += sample - outside;
     sector.vt += (sample - outside) * edge;
+    if (patch.part(x, y) == Part::kAlien)
+        return;
+    const double slope = (m.model.inside.at(dx, dy) - outside) * static_cast<double>(planes[kByMean * stride + column]);
+    sector.gg += slope * slope;
+    sector.gr += slope * (sample - predict(m.model, planes, stride, column, dx, dy));
 }
 
 // Every pixel near the outline, aliens and those outside the picture included.
@@ -92,7 +111,7 @@ Survey survey_outline(const Measurement& m, OutlineModel& outlines) noexcept
     Survey survey;
     const Outline& outline = m.model.outline;
     const double length = 2 * kPi * std::sqrt((outline.mean * outline.mean + outline.skew() * outline.skew()));
-    survey.sector_count = std::clamp<std::size_t>(to_count(truncate_to_int(length / kSectorLength)), 6, kMostSectors);
+    survey.sector_count = std::clamp<std::size_t>(to_count(truncate_to_int(length / kSectorLength)), 8, kMostSectors);
     if (!outlines.sample(outline, m.model.blur))
         return survey;
     const Patch& patch = *m.input->patch;
@@ -139,10 +158,33 @@ double edge_share_of(const Survey& survey, double contrast) noexcept
     return static_cast<double>(found) / static_cast<double>(survey.sector_count);
 }
 
+// How far stretches of the outline lie off it. Those of which the samples tell little are left out.
+Bulges bulges_of(const Survey& survey) noexcept
+{
+    double mean = 0;
+    for (std::size_t i = 0; i < survey.sector_count; ++i)
+        mean += survey.sectors[i].gg / static_cast<double>(survey.sector_count);
+    Bulges bulges;
+    for (std::size_t i = 0; i < survey.sector_count; ++i) {
+        const Sector& s = survey.sectors[i];
+        if (!(s.gg > 0.25 * mean))
+            continue;
+        const double offset = s.gr / s.gg;
+        bulges.square += offset * offset;
+        bulges.noise_gain += 1 / s.gg;
+        bulges.count += 1;
+    }
+    if (bulges.count > 0) {
+        bulges.square /= bulges.count;
+        bulges.noise_gain /= bulges.count;
+    }
+    return bulges;
+}
+
 struct Noise {
     double variance = 0; // of a sample, for the covariance
     double chi_square = 1;
-    double misfit = 0; // root mean square of what noise does not explain, in levels
+    double flat = 0; // variance of the flat samples; of all, where there are too few
 };
 
 Noise noise_of(const Measurement& m) noexcept
@@ -153,14 +195,14 @@ Noise noise_of(const Measurement& m) noexcept
     const double flat_freedom = flat_count - 6;
     const double edge = std::max(a.edge_cost / edge_freedom, m.least_variance);
     Noise noise;
-    noise.variance = edge;
+    noise.variance = noise.flat = edge;
     if (flat_freedom < 20)
         return noise;
     const double flat = std::max(a.flat_cost / flat_freedom, m.least_variance);
     const double pooled =
         std::max((a.edge_cost + a.flat_cost) / (a.edge_count + flat_count - kUnknowns), m.least_variance);
     noise.chi_square = flat > 0 ? edge / flat : 1;
-    noise.misfit = std::sqrt(std::max(0.0, edge - flat));
+    noise.flat = flat;
     // Both parts tell the same noise, unless they differ by more than chance would make them.
     const double chance = 4 * std::sqrt(2 / edge_freedom + 2 / flat_freedom);
     noise.variance = noise.chi_square > 1 + chance || noise.chi_square < 1 - chance ? edge : pooled;
@@ -201,15 +243,29 @@ bool write_covariance(const Measurement& m, double variance, PanovalMeasureTarge
 
 } // namespace
 
-double quality_of(double edge_share, double contrast_over_noise, double misfit) noexcept
+double quality_of(const PanovalMeasureTarget& target, const Bulges& bulges, double noise) noexcept
 {
-    const double round = std::clamp((edge_share - kLeastShare) / (kFullShare - kLeastShare), 0.0, 1.0);
-    const double clear = contrast_over_noise > 0 ? contrast_over_noise / (contrast_over_noise + 3) : 0;
-    const double even = 1 / (1 + misfit * misfit / (kHalfMisfit * kHalfMisfit));
-    return round * clear * even;
+    const double contrast = std::fabs(target.level_inside - target.level_outside);
+    if (!(contrast > 0))
+        return 0;
+    const double variance = noise * noise;
+    const double misfit = std::max(0.0, target.noise * target.noise - kNoiseSlack * variance);
+    const double aliased = std::max(0.0, 1 - target.blur / kAliasedBlur);
+    const double half_misfit = (kHalfMisfit + kAliasedMisfit * aliased) * contrast;
+    const double chance = 1 + kBulgeChance * std::sqrt(2 / std::max(1.0, bulges.count));
+    const double bulge = std::max(0.0, bulges.square - chance * variance * bulges.noise_gain);
+    const double half_bulge = kHalfBulge * target.ellipse.semi_minor + kHalfBulgePixels + kAliasedPixels * aliased;
+    const double round = std::clamp((target.edge_share - kLeastShare) / (kFullShare - kLeastShare), 0.0, 1.0);
+    const double local = target.noise / std::sqrt(std::max(1.0, target.chi_square)); // beside the edge
+    const double clear = contrast / (contrast + 3 * std::max(local, noise));
+    const double even = 1 / (1 + misfit / (half_misfit * half_misfit) + bulge / (half_bulge * half_bulge));
+    const double spread_by_axis_square =
+        (target.blur * target.blur + 1.0 / 12) / (target.ellipse.semi_minor * target.ellipse.semi_minor);
+    const double form = spread_by_axis_square / (kFormless * kFormless);
+    return round * clear * even / (1 + form * form);
 }
 
-bool make_record(const Measurement& m, OutlineModel& outlines, PanovalMeasureTarget& target) noexcept
+bool make_record(const Measurement& m, OutlineModel& outlines, PanovalMeasureTarget& target, Bulges& bulges) noexcept
 {
     write_levels(m, target);
     const double contrast = std::fabs(target.level_inside - target.level_outside);
@@ -223,9 +279,8 @@ bool make_record(const Measurement& m, OutlineModel& outlines, PanovalMeasureTar
     target.edge_share = edge_share_of(survey, contrast);
     target.iterations = m.adjustment.iterations;
     target.pixels = truncate_to_int(m.adjustment.edge_count + m.input->flat_inside.count + m.input->flat_outside.count);
-    target.quality = contrast > 0 ? quality_of(target.edge_share, target.noise > 0 ? contrast / target.noise : 1e9,
-                                               noise.misfit / contrast)
-                                  : 0;
+    bulges = bulges_of(survey);
+    target.quality = quality_of(target, bulges, std::sqrt(noise.flat));
     target.flags |= is_oval ? 0 : PANOVAL_MEASURE_ROUND;
     target.flags |= survey.outside_picture > 0 ? PANOVAL_MEASURE_BORDER : 0;
     target.flags |= survey.aliens > kAlienShare * survey.edge ? PANOVAL_MEASURE_NEIGHBOUR : 0;

@@ -17,11 +17,21 @@ struct Measurement {
     double least_variance = 0; // of the noise: what rounding alone makes
 };
 
+// How far stretches of the outline's edge lie off the ellipse.
+struct Bulges {
+    double square = 0;     // mean square, in pixels squared
+    double noise_gain = 0; // what noise of variance 1 makes of that
+    double count = 0;      // of stretches
+};
+
 // False when the samples show no target: no contrast beyond what noise explains, or no edge around most of the outline.
-bool make_record(const Measurement& measurement, OutlineModel& outlines, PanovalMeasureTarget& target) noexcept;
+bool make_record(const Measurement& measurement, OutlineModel& outlines, PanovalMeasureTarget& target,
+                 Bulges& bulges) noexcept;
 
 // How sure it is that a measured target is one, 0 to 1: its edge goes round, stands out of the noise, and looks like
 // the edge of an evenly filled ellipse.
-double quality_of(double edge_share, double contrast_over_noise, double misfit) noexcept;
+//
+// noise  standard deviation of samples where nothing is: what exceeds it beside the outline speaks against the target
+double quality_of(const PanovalMeasureTarget& target, const Bulges& bulges, double noise) noexcept;
 
 } // namespace panoval::measure

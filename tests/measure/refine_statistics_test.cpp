@@ -25,6 +25,7 @@ struct Cell {
     double aspect;
     double blur;
     double noise; // share of the contrast
+    bool is_bright = false;
 };
 
 std::string name_of(const Cell& cell)
@@ -37,10 +38,11 @@ TargetScene random_scene(const Cell& cell, Random& random)
 {
     TargetScene scene;
     scene.width = scene.height = 2 * static_cast<std::int32_t>(std::ceil(1.7 * cell.radius + 6 * cell.blur + 6));
-    scene.background = 200;
+    const double background = cell.is_bright ? 200 - kContrast : 200;
+    scene.background = background;
     scene.blur = cell.blur;
     add_target(scene, scene.width / 2 + random.real(-0.5, 0.5), scene.height / 2 + random.real(-0.5, 0.5), cell.radius,
-               cell.radius * cell.aspect, random.real(-1.5, 1.5), 200 - kContrast, 200);
+               cell.radius * cell.aspect, random.real(-1.5, 1.5), cell.is_bright ? 200 : 200 - kContrast, background);
     return scene;
 }
 
@@ -175,6 +177,29 @@ TEST(RefineStatistics, ReachesTheBoundAndKnowsItsErrors)
     EXPECT_NEAR(std::sqrt(all.over_reported / (2 * all.count)), 1, 0.03);
     EXPECT_NEAR(all.inside_95 / all.count, 0.95, 0.01);
     EXPECT_LE(all.beyond_5, 2) << "of " << all.count;
+}
+
+// The inside of a bright target has the larger share of what light changes: its slope must not follow the noise of the
+// surroundings' one.
+TEST(RefineStatistics, ReachesTheBoundForBrightTargetsToo)
+{
+    Random random(4);
+    for (const Cell& cell : {Cell{8, 0.71, 0.64, 0.01, true}, Cell{14, 1, 1.2, 0.03, true}}) {
+        const Statistics s = run_cell(cell, 20, 40, random);
+        const double chance = 1 / std::sqrt(4 * s.count);
+        EXPECT_LT(std::sqrt(s.over_bound / (2 * s.count)), 1.05 * (1 + 1.5 * chance)) << name_of(cell);
+        EXPECT_NEAR(std::sqrt(s.over_reported / (2 * s.count)), 1, 0.03 + 1.5 * chance) << name_of(cell);
+    }
+}
+
+TEST(RefineStatistics, ReachesTheBoundForTargetsOfAHundredPixels)
+{
+    Random random(5);
+    const Cell cell = {100, 0.8, 0.8, 0.02};
+    const Statistics s = run_cell(cell, 8, 20, random);
+    const double chance = 1 / std::sqrt(4 * s.count);
+    EXPECT_LT(std::sqrt(s.over_bound / (2 * s.count)), 1.05 * (1 + 2 * chance));
+    EXPECT_NEAR(std::sqrt(s.over_reported / (2 * s.count)), 1, 0.05 + 2 * chance);
 }
 
 TEST(RefineStatistics, KnowsTheErrorsOfAxesAndAngleToo)

@@ -1,0 +1,102 @@
+// SPDX-License-Identifier: MIT
+// What quality thinks of outlines that are nearly ellipses, and of ellipses that are not quite rendered as such.
+#include "panoval_measure.h"
+#include "tests/scenes/target_scene.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+namespace panoval::test
+{
+
+namespace
+{
+
+constexpr std::int32_t kSide = 100;
+
+// The best quality that a record near the picture's middle has; 0 if there is none.
+double quality_in_the_middle(const std::vector<std::uint8_t>& pixels)
+{
+    const PanovalMeasureImage image = {pixels.data(), kSide, kSide, kSide, PANOVAL_MEASURE_U8, 0};
+    PanovalMeasureDetectOptions options = {};
+    options.min_quality = -1;
+    PanovalMeasureDetection detection = {};
+    EXPECT_EQ(panoval_measure_detect(&image, &options, &detection), PANOVAL_MEASURE_OK);
+    double best = 0;
+    for (std::int32_t i = 0; i < detection.count; ++i) {
+        const PanovalMeasureTarget& target = detection.targets[i];
+        if (std::hypot(target.ellipse.x - kSide / 2, target.ellipse.y - kSide / 2) < 3)
+            best = std::max(best, target.quality);
+    }
+    panoval_measure_free(&detection);
+    return best;
+}
+
+TargetScene scene_of(const Shape& shape, double blur, double noise)
+{
+    TargetScene scene;
+    scene.width = scene.height = kSide;
+    scene.blur = blur;
+    scene.noise = noise;
+    scene.shapes.push_back(shape);
+    return scene;
+}
+
+TEST(Quality, TellsBlurredRectanglesFromEllipses)
+{
+    for (const double blur : {0.5, 0.7, 1.0})
+        for (const double half : {5.0, 6.0, 9.0, 15.0})
+            for (const double aspect : {1.0, 0.6}) {
+                const double b = half * aspect;
+                const Shape rectangle = {Shape::Kind::Rectangle, 50.2, 49.7, half, b, 0.3};
+                const Shape ellipse = {Shape::Kind::Ellipse, 50.2, 49.7, 1.1 * half, 1.1 * b, 0.3};
+                EXPECT_LT(quality_in_the_middle(render_8_bit(scene_of(rectangle, blur, 2))), 0.5)
+                    << "blur " << blur << ", " << half << " x " << b;
+                EXPECT_GT(quality_in_the_middle(render_8_bit(scene_of(ellipse, blur, 2))), 0.85)
+                    << "blur " << blur << ", " << half << " x " << b;
+            }
+}
+
+TEST(Quality, IsHighForUnsharpTargets)
+{
+    for (const double radius : {6.0, 10.0, 20.0}) {
+        const Shape ellipse = {Shape::Kind::Ellipse, 50.2, 49.7, radius, 0.8 * radius, 0.3};
+        EXPECT_GT(quality_in_the_middle(render_8_bit(scene_of(ellipse, 0.3 * radius, 1.5))), 0.75) << radius;
+    }
+}
+
+// Every pixel is inside or outside, as in a drawing or a picture that was made smaller by leaving pixels out.
+TEST(Quality, PassesOutlinesWithoutAnyBlur)
+{
+    Random random(7);
+    for (const double radius : {6.0, 10.0, 20.0, 30.0})
+        for (int repeat = 0; repeat < 4; ++repeat) {
+            const double x = 50 + random.real(-0.5, 0.5), y = 50 + random.real(-0.5, 0.5);
+            std::vector<std::uint8_t> pixels;
+            for (int row = 0; row < kSide; ++row)
+                for (int column = 0; column < kSide; ++column) {
+                    const bool is_inside = std::hypot((column - x) / radius, (row - y) / (0.8 * radius)) < 1;
+                    pixels.push_back(static_cast<std::uint8_t>((is_inside ? 60 : 200) + random.integer(-1, 1)));
+                }
+            EXPECT_GE(quality_in_the_middle(pixels), 0.5) << "radius " << radius;
+        }
+}
+
+// As prints are, and prints in pictures with little noise: what is off is known well, but it is not much.
+TEST(Quality, PassesPrintsThatAreSlightlyOff)
+{
+    for (const double radius : {8.0, 16.0, 30.0}) {
+        TargetScene scene = scene_of({Shape::Kind::Ellipse, 50.2, 49.7, radius, 0.8 * radius, 0.3}, 0.8, 0.3);
+        for (const double side : {-1.0, 1.0}) // two spots of ink across the outline
+            scene.shapes.push_back({Shape::Kind::Ellipse, 50.2 + side * radius * std::cos(0.3),
+                                    49.7 + side * radius * std::sin(0.3), 0.6, 0.6, 0});
+        EXPECT_GE(quality_in_the_middle(render_8_bit(scene)), 0.6) << "radius " << radius;
+    }
+}
+
+} // namespace
+
+} // namespace panoval::test
