@@ -9,9 +9,6 @@ from typing import Dict, Iterable, List, Optional, Sequence, Tuple
 
 import numpy as np
 
-_ROUNDS = 200
-_SETTLED = 1e-12
-
 
 def components(pictures: Iterable[int], overlaps: Sequence[Tuple[int, int]]) -> List[List[int]]:
     """Pictures in groups that overlaps connect, each ascending, in the order of their first pictures.
@@ -46,8 +43,7 @@ def align(count: int, parts: Sequence[Sequence[int]], found: Sequence[np.ndarray
     groups  pictures that overlaps connect: each has a mean (logarithmic) gain of 1, or the anchor's is 1
     anchor  number of the picture whose exposure stays, or None
 
-    Least squares of logarithms: a picture's gain is the mean of what its parts say, and a part's factor the mean of what its
-    pictures say, until nothing changes. A picture that fits no part of its own counts for no factor.
+    Least squares of logarithms over pictures and one factor for each part. A picture that does not fit its part hardly counts.
 
     >>> from panoval import GAIN_DTYPE
     >>> one = np.array([([2.0] * 4, False), ([1.0] * 4, False)], GAIN_DTYPE)
@@ -69,19 +65,31 @@ def align(count: int, parts: Sequence[Sequence[int]], found: Sequence[np.ndarray
 
 
 def _solve(count: int, members: List[np.ndarray], says: List[np.ndarray], weights: List[np.ndarray]) -> np.ndarray:
-    """Means in turns; parts that share pictures come to agree. One part, or parts that share none, need one round."""
-    logs = np.zeros((count, 4))
-    total = np.full((count, 1), 1e-300)
-    for member, weight in zip(members, weights):
-        np.add.at(total, member, weight)
-    for _ in range(_ROUNDS * max(1, len(members))):
-        sums = np.zeros((count, 4))
-        for member, said, weight in zip(members, says, weights):
-            factor = (weight * (said - logs[member])).sum(axis=0) / weight.sum()
-            np.add.at(sums, member, weight * (said - factor))
-        following = sums / total
-        change = np.abs(following - logs).max()
-        logs = following
-        if change < _SETTLED:
-            break
+    """Logarithms of all pictures, up to one constant for each group that parts connect.
+
+    Of the unknowns, pictures and parts' factors, the pictures are eliminated: each is the weighted mean of what its parts say less
+    their factors. What is left has as many rows as there are parts.
+    """
+    total = np.zeros((count, 1))
+    sums = np.zeros((count, 4))
+    for member, said, weight in zip(members, says, weights):
+        total[member] += weight
+        sums[member] += weight * said
+    total[total == 0] = 1  # of no part: its own
+    mean = sums / total
+    where: List[List[Tuple[int, float]]] = [[] for _ in range(count)]
+    matrix, right = np.zeros((len(members), len(members))), np.zeros((len(members), 4))
+    for part, (member, said, weight) in enumerate(zip(members, says, weights)):
+        matrix[part, part] += weight.sum()
+        right[part] = (weight * (said - mean[member])).sum(axis=0)
+        for picture, own in zip(member, weight[:, 0]):
+            where[picture].append((part, own))
+    for picture, parts in enumerate(where):
+        for part, own in parts:
+            for other, others in parts:
+                matrix[part, other] -= own * others / total[picture, 0]
+    factors = np.linalg.lstsq(matrix, right, rcond=1e-12)[0]  # of the many solutions the smallest: constants are free
+    logs = mean
+    for part, (member, weight) in enumerate(zip(members, weights)):
+        logs[member] -= weight / total[member] * factors[part]
     return logs

@@ -65,7 +65,8 @@ def build(source: Path, out: Path) -> None:
         shutil.copy(ROOT / "LICENSE", stage)
         platform = collect(source, stage / "panoval" / "_lib")
         out.mkdir(parents=True, exist_ok=True)
-        environment = dict(os.environ, PANOVAL_WHEEL_PLATFORM=platform, SOURCE_DATE_EPOCH="1700000000")
+        environment = dict(os.environ, PANOVAL_WHEEL_PLATFORM=platform, SOURCE_DATE_EPOCH="1700000000",
+                           PYTHONWARNINGS="ignore")
         subprocess.run([sys.executable, "-m", "build", "--wheel", "--no-isolation", "--outdir", str(out.resolve())],
                        cwd=stage, env=environment, check=True, stdout=subprocess.DEVNULL)
 
