@@ -141,28 +141,6 @@ void convert_to_colour(Image& image, const std::string& file)
     image.channels = 3;
 }
 
-Image add_uncovered_frame(const Image& image, Sides sides, const std::string& file)
-{
-    Image framed =
-        make_image(image.width + (sides.left ? 1 : 0) + (sides.right ? 1 : 0),
-                   image.height + (sides.top ? 1 : 0) + (sides.bottom ? 1 : 0), image.channels, image.bits, file);
-    framed.has_alpha = true;
-    framed.mask = allocate_block(framed.pixels(), file);
-    std::memset(framed.data.get(), 0, framed.bytes());
-    std::memset(framed.mask.get(), 0, framed.pixels());
-    const auto width = static_cast<std::size_t>(image.width);
-    const auto framed_width = static_cast<std::size_t>(framed.width);
-    const std::size_t left = sides.left ? 1 : 0;
-    for (std::int32_t y = 0; y < image.height; ++y) {
-        const std::int32_t to = y + (sides.top ? 1 : 0);
-        std::memcpy(framed.row(to) + left * static_cast<std::size_t>(image.channels) * image.sample_bytes(),
-                    image.row(y), image.row_bytes());
-        std::memcpy(framed.mask.get() + static_cast<std::size_t>(to) * framed_width + left,
-                    image.mask.get() + static_cast<std::size_t>(y) * width, width);
-    }
-    return framed;
-}
-
 std::string describe(const ImageInfo& info)
 {
     return concat(info.width, " x ", info.height, " pixels, ", info.channels,

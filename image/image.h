@@ -109,9 +109,6 @@ struct Sides {
     friend bool operator==(const Sides&, const Sides&) = default;
 };
 
-// The picture, which has a mask, with one more row or column on these sides, not covered and black.
-Image add_uncovered_frame(const Image& image, Sides sides, const std::string& file);
-
 // e.g. "640 x 480 pixels, 3 channels, 8 bit"
 std::string describe(const ImageInfo& info);
 

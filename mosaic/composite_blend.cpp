@@ -64,10 +64,10 @@ class TileWork
 public:
     TileWork(const CompositeJob& job, CompositeScratch& scratch)
         : job_(job), labels_(scratch.labels), composite_(scratch.composite), levels_(scratch.levels),
-          bands_(scratch.bands), pixels_(job.layout, job.corrections), frame_(frame_around(job.tile, job.bands)),
-          scale_(job.output_bits == job.layout.bits ? 1.0f
-                 : job.output_bits == 16            ? 257.0f
-                                                    : 1.0f / 257.0f)
+          bands_(scratch.bands), pixels_(job.layout, job.corrections, scratch.block),
+          frame_(frame_around(job.tile, job.bands)), scale_(job.output_bits == job.layout.bits ? 1.0f
+                                                            : job.output_bits == 16            ? 257.0f
+                                                                                               : 1.0f / 257.0f)
     {
     }
 

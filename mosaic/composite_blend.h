@@ -35,6 +35,7 @@ struct CompositeJob {
 // Memory that a tile takes and the next one uses again.
 struct CompositeScratch {
     LabelRuns labels;
+    PixelBlock block;
     Plane<float> composite;
     TileLevels levels;
     BandWindow bands;

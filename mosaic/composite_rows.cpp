@@ -37,15 +37,6 @@ void subtract(float* samples, const float* composite, std::size_t count)
     });
 }
 
-void own(const std::int32_t* labels, std::int32_t picture, std::size_t count, float* weights)
-{
-    for_each_vector(count, [=](auto d, std::size_t i) HWY_ATTR {
-        const hn::RebindToSigned<decltype(d)> whole;
-        const auto is_own = hn::Eq(hn::LoadU(whole, labels + i), hn::Set(whole, picture));
-        hn::StoreU(hn::IfThenElseZero(hn::RebindMask(d, is_own), hn::Set(d, 1.0f)), d, weights + i);
-    });
-}
-
 void add_even(float* sums, const CoarseRows& coarse, std::size_t count)
 {
     const float* const above = coarse.row[0];
@@ -110,7 +101,6 @@ namespace panoval::mosaic
 namespace
 {
 HWY_EXPORT(subtract);
-HWY_EXPORT(own);
 HWY_EXPORT(add_expanded);
 HWY_EXPORT(finish_bytes);
 HWY_EXPORT(finish_words);
@@ -119,11 +109,6 @@ HWY_EXPORT(finish_words);
 void subtract_row(float* samples, const float* composite, std::size_t count)
 {
     HWY_DYNAMIC_DISPATCH(subtract)(samples, composite, count);
-}
-
-void own_row(const std::int32_t* labels, std::int32_t picture, std::size_t count, float* weights)
-{
-    HWY_DYNAMIC_DISPATCH(own)(labels, picture, count, weights);
 }
 
 void add_expanded_row(float* sums, const CoarseRows& coarse, std::size_t count)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Row kernels of the composite: where it differs from a picture, whose a pixel is, how levels collapse, and what leaves
+// Row kernels of the composite: where it differs from a picture, how levels collapse, and what leaves
 // it.
 #pragma once
 
@@ -13,9 +13,6 @@ namespace panoval::mosaic
 
 // samples[i] -= composite[i].
 void subtract_row(float* samples, const float* composite, std::size_t count);
-
-// weights[i] = 1 where the label is the picture's, else 0.
-void own_row(const std::int32_t* labels, std::int32_t picture, std::size_t count, float* weights);
 
 // sums[i] += the expanded coarser level; the order of its sums is that of the library's pyramids. Nothing for a coarse
 // row of kind None.

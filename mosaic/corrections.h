@@ -36,10 +36,6 @@ struct Corrections {
     {
         return {std::vector<ChannelGains>(layout.pictures.size(), ChannelGains{1, 1, 1, 1}), {}};
     }
-    bool is_identity(std::size_t picture) const
-    {
-        return falloff.is_flat() && gains[picture] == ChannelGains{1, 1, 1, 1};
-    }
     friend bool operator==(const Corrections&, const Corrections&) = default;
 };
 

@@ -7,7 +7,6 @@
 #include "core/heap.h"
 #include "core/numbers.h"
 #include "filter/distance_transform.h"
-#include "mosaic/band_window.h"
 #include "mosaic/prepared_rows.h"
 
 #include <algorithm>
@@ -274,15 +273,15 @@ Rect feather_reach(const Rect& tile)
     return tile.grown(kFullWeightFrom + 1);
 }
 
-void blend_bands(const LibraryJob& job)
+void blend_bands(const LibraryJob& job, LibraryScratch& scratch)
 {
     const Layout& layout = job.layout;
     const std::int64_t unit = std::int64_t{1} << job.bands;
     const Rect frame{0, 0, round_up(layout.width, unit), round_up(layout.height, unit)};
-    TileLevels levels;
+    TileLevels& levels = scratch.levels;
     levels.reset(frame, window_of(job.tile), job.bands, layout.channels, true);
     levels.clear();
-    BandWindow bands;
+    BandWindow& bands = scratch.bands;
     for (std::size_t i = 0; i < layout.pictures.size(); ++i) {
         const Rect& picture = layout.pictures[i].rect;
         const Interval columns = spread_of(picture.x, picture.right(), frame.width, job.bands);

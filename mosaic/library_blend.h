@@ -3,6 +3,7 @@
 // bit: gains rounded to whole samples, colours continued behind masks before their bands are told.
 #pragma once
 
+#include "mosaic/band_window.h"
 #include "mosaic/corrections.h"
 #include "mosaic/layout.h"
 #include "mosaic/pixel_block.h"
@@ -26,7 +27,13 @@ struct LibraryJob {
     std::size_t coverage_row_bytes;
 };
 
-void blend_bands(const LibraryJob& job);
+// Memory that a tile takes and the next one uses again.
+struct LibraryScratch {
+    TileLevels levels;
+    BandWindow bands;
+};
+
+void blend_bands(const LibraryJob& job, LibraryScratch& scratch);
 void blend_feather(const LibraryJob& job);
 
 // The bands that the library uses where so many are asked for: no more than the larger side allows, and at least one.

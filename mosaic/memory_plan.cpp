@@ -24,9 +24,15 @@ constexpr std::int64_t kTileUnit = 256;
 // A tile costs as much as so many pixels besides its own.
 constexpr std::uint64_t kTileOverhead = 20000;
 
-constexpr std::uint64_t kSeenPart = 4;
+// Zones of seams reach into neighbouring tiles, and are worked on in both.
+constexpr std::uint64_t kSeenPart = 5;
 
-constexpr double kLittleLonger = 1.25;
+// The wider a tile, the more columns lie between the outermost ones that a seam touches, and are worked on with them.
+constexpr std::uint64_t kWide = 16384;
+
+constexpr std::uint64_t kFewTiles = 16; // for each thread
+
+constexpr double kLittleLonger = 1.15;
 
 // Pictures get at least this part of the budget where they need it: read too often they cost more than smaller tiles.
 constexpr std::uint64_t kStorePart = 3;
@@ -73,13 +79,25 @@ std::set<std::int64_t> sides(std::int64_t whole)
     return found;
 }
 
-// What the thread that has most to do works on, in pixels. What is seen beyond a tile costs a part of what is blended.
-double time_of(const MemoryNeeds& needs, const TileGrid& grid, std::size_t threads)
+// What a tile costs, in pixels. What is seen beyond it costs a part of what is blended.
+double cost_of(const MemoryNeeds& needs, const TileGrid& grid)
 {
-    const auto rounds = static_cast<std::uint64_t>(grid.count() - 1) / threads + 1;
     const auto own = static_cast<std::uint64_t>(grid.tile(0).pixels());
     const std::uint64_t seen = std::max(needs.seen(grid.tile_width, grid.tile_height), own);
-    return static_cast<double>(rounds) * static_cast<double>(own + (seen - own) / kSeenPart + kTileOverhead);
+    const std::uint64_t between = own * static_cast<std::uint64_t>(grid.tile_width) / kWide;
+    return static_cast<double>(own + (seen - own) / kSeenPart + between + kTileOverhead);
+}
+
+// What the thread that has most to do works on. Of many tiles those at the right and the bottom count as what they are.
+double time_of(const MemoryNeeds& needs, const TileGrid& grid, std::size_t threads)
+{
+    const auto count = static_cast<std::uint64_t>(grid.count());
+    const double cost = cost_of(needs, grid);
+    if (count <= kFewTiles * threads)
+        return cost * static_cast<double>((count - 1) / threads + 1);
+    const double tiles =
+        static_cast<double>(grid.width) * static_cast<double>(grid.height) / static_cast<double>(grid.tile(0).pixels());
+    return cost * tiles / static_cast<double>(threads);
 }
 
 std::vector<TileGrid> grids_to_try(const Layout& layout, std::int64_t tile_size)

@@ -16,7 +16,11 @@ namespace panoval::mosaic
 class SharePixels
 {
 public:
-    SharePixels(const Layout& layout, const Corrections& corrections) : layout_(layout), corrections_(corrections) {}
+    // block: for the pixels
+    SharePixels(const Layout& layout, const Corrections& corrections, PixelBlock& block)
+        : layout_(layout), corrections_(corrections), block_(block)
+    {
+    }
 
     // Reads a part of the canvas, which lies inside the share's picture.
     void read(PictureReader& reader, const Share& share, const Rect& part);
@@ -40,7 +44,7 @@ private:
     const Corrections& corrections_;
     std::size_t picture_ = 0;
     ChannelFactors factors_{};
-    PixelBlock block_;
+    PixelBlock& block_;
     Rect part_;
     std::int64_t corrected_row_ = 0; // with a falloff: the row in corrected_, if it is not empty
     std::vector<float> corrected_;

@@ -32,7 +32,7 @@ void TileBlender::blend(const Rect& tile, std::uint8_t* samples, std::size_t row
     if (options_.mode == BlendMode::Feather)
         blend_feather(job);
     else
-        blend_bands(job);
+        blend_bands(job, *library_scratch_.take());
 }
 
 Rect TileBlender::reach(const Rect& tile) const

@@ -14,6 +14,7 @@
 #include "mosaic/composite_blend.h"
 #include "mosaic/corrections.h"
 #include "mosaic/layout.h"
+#include "mosaic/library_blend.h"
 #include "mosaic/pixel_block.h"
 #include "mosaic/scratch_pool.h"
 #include "mosaic/seam_map.h"
@@ -63,6 +64,7 @@ private:
     const int bands_; // no more than the canvas has room for
     PictureReader& reader_;
     mutable ScratchPool<CompositeScratch> scratch_;
+    mutable ScratchPool<LibraryScratch> library_scratch_;
 };
 
 } // namespace panoval::mosaic

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/base/system_info.h"
 
-#include <atomic>
 #include <cstdio>
-#include <ctime>
 #include <mutex>
 
 #include <fcntl.h>
@@ -15,9 +13,6 @@
 #include <psapi.h>
 #else
 #include <unistd.h>
-#endif
-#ifdef __linux__
-#include <sys/mman.h>
 #endif
 #ifdef __GLIBC__
 #include <malloc.h>
@@ -53,83 +48,6 @@ std::uint64_t peak_memory_bytes()
 
 #endif
 
-#ifdef __linux__
-
-namespace
-{
-
-constexpr std::uintptr_t kLargePage = std::uintptr_t{2} << 20;
-
-// A virtual machine may have given its free large pages back, and then gets them at a tenth of the usual speed, slower
-// than small ones that were in use a moment ago. Found out when it happens.
-std::atomic<bool> large_pages_are_slow{false};
-constexpr double kSlowSeconds = 1.2e-3; // for a large page; a third of that is usual
-
-struct Span {
-    std::uintptr_t first;
-    std::uintptr_t end;
-
-    // The whole pages inside a block.
-    Span(const void* block, std::size_t bytes, std::uintptr_t page)
-        : first((reinterpret_cast<std::uintptr_t>(block) + page - 1) / page * page),
-          end((reinterpret_cast<std::uintptr_t>(block) + bytes) / page * page)
-    {
-    }
-    bool advise(int advice) const
-    {
-        return first >= end || madvise(reinterpret_cast<void*>(first), end - first, advice) == 0;
-    }
-};
-
-// Of this thread, the system's part included.
-double processor_seconds()
-{
-    timespec time{};
-    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &time);
-    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
-}
-
-#ifdef MADV_POPULATE_WRITE
-// Has the system provide the span's large pages as long as they are fast, and small ones from there on.
-void try_large_pages(Span span)
-{
-    for (; span.first < span.end && !large_pages_are_slow; span.first += kLargePage) {
-        Span page = span;
-        page.end = page.first + kLargePage;
-        const double start = processor_seconds();
-        if (!page.advise(MADV_POPULATE_WRITE))
-            return;
-        if (processor_seconds() - start > kSlowSeconds)
-            large_pages_are_slow = true;
-    }
-    if (large_pages_are_slow)
-        (void)span.advise(MADV_NOHUGEPAGE);
-}
-#endif
-
-} // namespace
-
-bool provide_pages(void* block, std::size_t bytes)
-{
-#ifdef MADV_POPULATE_WRITE
-    try_large_pages(Span(block, bytes, kLargePage));
-    return Span(block, bytes, static_cast<std::uintptr_t>(sysconf(_SC_PAGESIZE))).advise(MADV_POPULATE_WRITE);
-#else
-    (void)block;
-    (void)bytes;
-    return false;
-#endif
-}
-
-#else
-
-bool provide_pages(void*, std::size_t)
-{
-    return false;
-}
-
-#endif
-
 #ifdef __GLIBC__
 
 void return_freed_blocks()
@@ -138,16 +56,9 @@ void return_freed_blocks()
     mallopt(M_ARENA_MAX, 1); // what one thread has freed serves the other
 }
 
-void keep_freed_blocks()
-{
-    mallopt(M_MMAP_MAX, 0);
-    mallopt(M_TRIM_THRESHOLD, -1);
-}
-
 #else
 
 void return_freed_blocks() {}
-void keep_freed_blocks() {}
 
 #endif
 

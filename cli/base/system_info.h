@@ -13,17 +13,9 @@ namespace panoval::cli
 // The most memory that this process has had in use so far, in bytes; 0 where the system does not tell.
 std::uint64_t peak_memory_bytes();
 
-// Has the system provide the memory behind a fresh block now, all at once, instead of page by page as it is written.
-// The block keeps its contents. False where the system cannot.
-bool provide_pages(void* block, std::size_t bytes);
-
 // At the program's start: large blocks go back to the system as soon as they are freed, so that the most in use at any
 // time is what is needed then. By default the C library keeps freed blocks of up to 32 MB.
 void return_freed_blocks();
-
-// From here on freed blocks are kept, for blocks of the same size to come: memory that the process has already costs a
-// fraction of what the system asks for fresh pages.
-void keep_freed_blocks();
 
 class Stopwatch
 {

@@ -86,6 +86,9 @@ void check(const StitchOptions& options)
 {
     if (options.bands != 0 && options.blend != "multiband")
         fail_usage("found --bands with --blend feather; expected it with multiband alone");
+    if (options.wraps && (options.seams == "none" || options.blend == "feather"))
+        fail_usage(concat("found --wrap with ", options.blend == "feather" ? "--blend feather" : "--seams none",
+                          "; expected it with --seams optimal or nearest: without seams nothing goes round"));
     if (options.inputs.empty() && options.layout.empty() && options.plan.empty())
         fail_usage("there is nothing to stitch; expected INPUT... or --layout FILE (see panoval stitch --help)");
     if (!options.inputs.empty() && !options.layout.empty())

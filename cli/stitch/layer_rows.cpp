@@ -125,19 +125,6 @@ void LayerRows::read_keep(std::int32_t first, std::int32_t count, std::uint8_t* 
     keep_->read(first, count, keep, stride);
 }
 
-Image load_layer(const PlacedLayer& layer, int bits)
-{
-    LayerRows rows(layer, bits);
-    const Sides& frame = layer.frame;
-    Image image = image::make_image(layer.info.width + (frame.left ? 1 : 0) + (frame.right ? 1 : 0),
-                                    layer.info.height + (frame.top ? 1 : 0) + (frame.bottom ? 1 : 0),
-                                    layer.info.channels, bits, layer.file);
-    ensure_mask(image, layer.file);
-    rows.read(0, image.height, image::rows_of(image));
-    image.metadata = rows.metadata();
-    return image;
-}
-
 std::uint64_t bytes_while_reading(const PlacedLayer& layer)
 {
     std::uint64_t bytes = image::open_rows(layer.file, layer.layer)->held_bytes();

@@ -57,9 +57,6 @@ private:
     std::vector<std::uint8_t> mask_rows_;
 };
 
-// The picture's samples and mask in memory.
-Image load_layer(const PlacedLayer& layer, int bits);
-
 // What is held in memory while the layer's rows are read, about, in bytes.
 std::uint64_t bytes_while_reading(const PlacedLayer& layer);
 

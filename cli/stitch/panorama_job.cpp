@@ -70,11 +70,10 @@ void PanoramaJob::read_inputs()
 PanovalMosaicOptions PanoramaJob::engine_options() const
 {
     PanovalMosaicOptions engine{};
-    // While a picture is decoded it is in memory beside what the engine holds.
+    // What a picture's reader holds is in memory beside what the engine does.
     std::uint64_t largest = 0;
     for (const PlacedLayer& layer : plan.layers)
-        largest = std::max<std::uint64_t>(largest, layer.info.samples() * static_cast<std::size_t>(plan.bits / 8) +
-                                                       layer.info.pixels());
+        largest = std::max<std::uint64_t>(largest, layer.held_bytes.value_or(layer.info.bytes() + layer.info.pixels()));
     const std::uint64_t whole = options.memory != 0 ? options.memory : kDefaultMemory;
     const auto threads = static_cast<std::uint64_t>(threads_of(options));
     const std::uint64_t decoding = std::min(largest * std::min<std::uint64_t>(threads, plan.layers.size()), whole / 2);

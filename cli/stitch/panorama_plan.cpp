@@ -2,6 +2,7 @@
 #include "cli/stitch/panorama_plan.h"
 
 #include "cli/base/errors.h"
+#include "cli/stitch/layer_rows.h"
 #include "image/image_read.h"
 
 #include <algorithm>
@@ -77,6 +78,7 @@ void add_layers(const PlacedInput& input, std::vector<PlacedLayer>& layers)
         layer.position = position_of(input, layer);
         for (const std::string* const mask : {&layer.mask, &layer.keep, &layer.exclude})
             check_mask(*mask, layer);
+        layer.held_bytes = bytes_while_reading(layer);
         layers.push_back(layer);
     }
 }
@@ -164,35 +166,6 @@ void frame_inner_sides(PanoramaPlan& plan)
 {
     for (PlacedLayer& layer : plan.layers)
         layer.frame = inner_sides_of(layer, plan.layers);
-}
-
-Image load_mask(const std::string& file, const PlacedLayer& layer)
-{
-    Image mask = read_mask(file);
-    if (mask.width != layer.info.width || mask.height != layer.info.height)
-        fail_input(file, describe(mask), "the mask's size of a moment ago");
-    return mask;
-}
-
-Image load_layer(const PlacedLayer& layer, int bits)
-{
-    Image image = read_image(layer.file, layer.layer);
-    if (describe(image) != describe(layer.info))
-        fail_input(layer.name(), concat(describe(image), " while reading"), describe(layer.info) + " as a moment ago");
-    ensure_mask(image, layer.file);
-    std::uint8_t* const covered = image.mask.get();
-    if (!layer.mask.empty()) {
-        const Image mask = load_mask(layer.mask, layer);
-        std::transform(mask.data.get(), mask.data.get() + mask.pixels(), covered, covered,
-                       [](std::uint8_t a, std::uint8_t b) { return std::min(a, b); });
-    }
-    if (!layer.exclude.empty()) {
-        const Image exclude = load_mask(layer.exclude, layer);
-        std::transform(exclude.data.get(), exclude.data.get() + exclude.pixels(), covered, covered,
-                       [](std::uint8_t out, std::uint8_t mask) { return out != 0 ? std::uint8_t{0} : mask; });
-    }
-    convert_depth(image, bits, layer.file);
-    return layer.frame.any() ? add_uncovered_frame(image, layer.frame, layer.file) : std::move(image);
 }
 
 } // namespace panoval::cli

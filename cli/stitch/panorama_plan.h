@@ -7,6 +7,8 @@
 #include "cli/stitch/placed_input.h"
 #include "image/image.h"
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -28,6 +30,7 @@ struct PlacedLayer {
 
     std::string name() const; // for messages: the file, and the layer where there are several
     bool is_one_of_several = false;
+    std::optional<std::uint64_t> held_bytes; // by whoever reads the picture and its masks, if that is known
 
     std::string fingerprint; // of its files when a plan was made, or empty
 };
@@ -39,8 +42,6 @@ struct PanoramaPlan {
     std::int32_t height = 0;
     int channels = 0;
     int bits = 0; // the most of any picture
-
-    double megapixels() const { return 1e-6 * static_cast<double>(width) * static_cast<double>(height); }
 };
 
 // Looks into every file. Fails when one is missing or unsuitable, when pictures do not go together, or when the canvas
@@ -53,13 +54,5 @@ PanoramaPlan plan_panorama(std::vector<PlacedLayer> layers);
 // Gives each picture a frame on the sides behind which another picture goes on. Weights that grow with the distance to
 // what is not covered need it there: beyond a picture's edge they know nothing.
 void frame_inner_sides(PanoramaPlan& plan);
-
-// The picture, with this many bits a sample and with a mask: its alpha and its mask file, the smaller of the two where
-// it has both, and nothing where its exclude mask is not 0; covered everywhere where it has none of them. With its
-// frame.
-Image load_layer(const PlacedLayer& layer, int bits);
-
-// A mask file of the layer's.
-Image load_mask(const std::string& file, const PlacedLayer& layer);
 
 } // namespace panoval::cli

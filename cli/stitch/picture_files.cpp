@@ -39,15 +39,6 @@ PanovalMosaicPicture PictureFiles::describe(const PanoramaPlan& plan, std::size_
     return picture;
 }
 
-std::uint64_t PictureFiles::largest_picture() const
-{
-    std::uint64_t largest = 0;
-    for (const PlacedLayer& layer : plan_.layers)
-        largest = std::max<std::uint64_t>(largest, layer.info.samples() * static_cast<std::size_t>(plan_.bits / 8) +
-                                                       layer.info.pixels());
-    return largest;
-}
-
 void PictureFiles::rethrow()
 {
     if (failure_ != nullptr)
@@ -79,8 +70,7 @@ std::int32_t PictureFiles::read_rows(void* user, const PanovalMosaicRows* rows)
 void PictureFiles::release_picture(void* user, std::int32_t picture)
 {
     Entry& entry = static_cast<PictureFiles*>(user)->entries_[static_cast<std::size_t>(picture)];
-    entry.image.reset();
-    entry.keep.reset();
+    entry.rows.reset();
 }
 
 std::int32_t PictureFiles::report(void* user, std::int32_t phase, double fraction)
@@ -100,10 +90,8 @@ void PictureFiles::open(std::size_t index)
         notices_.picture(layer);
     }
     check_fingerprint(layer);
-    entry.image = std::make_unique<Image>(load_layer(layer, plan_.bits));
-    if (!layer.keep.empty() && !layer.frame.any())
-        entry.keep = std::make_unique<Image>(load_mask(layer.keep, layer));
-    entry.metadata = std::move(entry.image->metadata);
+    entry.rows = std::make_unique<LayerRows>(layer, plan_.bits);
+    entry.metadata = entry.rows->metadata();
     entry.was_read = true;
 }
 
@@ -111,21 +99,28 @@ void PictureFiles::give(const PanovalMosaicRows& rows)
 {
     const auto index = static_cast<std::size_t>(rows.picture);
     Entry& entry = entries_[index];
-    if (entry.image == nullptr)
+    if (entry.rows == nullptr)
         open(index);
-    const Image& image = *entry.image;
-    const auto width = static_cast<std::size_t>(image.width);
-    for (std::int32_t y = 0; y < rows.row_count; ++y) {
-        const auto to = static_cast<std::size_t>(y);
-        const std::int32_t from = rows.first_row + y;
-        std::memcpy(static_cast<std::uint8_t*>(rows.samples) + to * rows.samples_stride, image.row(from),
-                    image.row_bytes());
-        const std::size_t pixel = static_cast<std::size_t>(from) * width;
-        if (rows.mask != nullptr)
-            std::memcpy(rows.mask + to * rows.mask_stride, image.mask.get() + pixel, width);
-        if (rows.keep != nullptr)
-            std::memcpy(rows.keep + to * rows.keep_stride, entry.keep->data.get() + pixel, width);
-    }
+    const image::Rows to{static_cast<std::uint8_t*>(rows.samples), rows.samples_stride, rows.mask, rows.mask_stride};
+    entry.rows->read(rows.first_row, rows.row_count, to);
+    if (rows.keep != nullptr)
+        entry.rows->read_keep(rows.first_row, rows.row_count, rows.keep, rows.keep_stride);
+    const auto width = static_cast<std::size_t>(describe(plan_, index).width);
+    const auto is_empty = [width](const std::uint8_t* mask) {
+        return std::all_of(mask, mask + width, [](std::uint8_t value) { return value == 0; });
+    };
+    for (std::int32_t y = 0; y < rows.row_count && rows.mask != nullptr; ++y)
+        if (entry.empty_rows == rows.first_row + y && is_empty(to.mask_row(y)))
+            ++entry.empty_rows;
+}
+
+std::vector<std::string> PictureFiles::uncovered_names() const
+{
+    std::vector<std::string> names;
+    for (std::size_t i = 0; i < entries_.size(); ++i)
+        if (entries_[i].empty_rows == describe(plan_, i).height)
+            names.push_back(plan_.layers[i].name());
+    return names;
 }
 
 const CommonMetadata& PictureFiles::metadata(bool of_all)

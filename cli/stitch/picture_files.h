@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The pictures' files as the panorama engine's host: reads a picture when its first rows are asked for, and forgets it
+// The pictures' files as the panorama engine's host: opens a picture when its first rows are asked for, and closes it
 // when they have all been given.
 #pragma once
 
+#include "cli/stitch/layer_rows.h"
 #include "cli/stitch/panorama_plan.h"
 #include "image/metadata.h"
 #include "panoval_mosaic.h"
@@ -46,15 +47,15 @@ public:
     // have. The first call decides.
     const CommonMetadata& metadata(bool of_all);
 
-    // The most bytes that one picture takes while it is read.
-    std::uint64_t largest_picture() const;
+    // Of the pictures whose masks cover nothing, as far as they have been read.
+    std::vector<std::string> uncovered_names() const;
 
 private:
     struct Entry {
-        std::unique_ptr<Image> image; // while rows are given
-        std::unique_ptr<Image> keep;
+        std::unique_ptr<LayerRows> rows; // while they are given
         Metadata metadata;
         bool was_read = false;
+        std::int32_t empty_rows = 0; // from the first one on, that the mask does not cover at all
     };
 
     static std::int32_t read_rows(void* user, const PanovalMosaicRows* rows);

@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <exception>
 #include <memory>
 #include <mutex>
 
@@ -208,6 +209,34 @@ void write_plan(OutputFile& output, const PanoramaJob& job)
     output.write(job.plan_text(output.target()));
 }
 
+// Several outputs, of which one may fail and the others come all the same.
+class Attempts
+{
+public:
+    template <class Write>
+    void make(OutputFile* output, const Write& write)
+    {
+        if (output == nullptr)
+            return;
+        try {
+            write();
+            output->commit();
+        } catch (...) {
+            if (failure_ == nullptr)
+                failure_ = std::current_exception();
+        }
+    }
+
+    void rethrow() const
+    {
+        if (failure_ != nullptr)
+            std::rethrow_exception(failure_);
+    }
+
+private:
+    std::exception_ptr failure_;
+};
+
 void exit_if_strict(const StitchOptions& options, const Json& verdict)
 {
     if (!options.is_strict || !verdict.contains("verdict"))
@@ -242,7 +271,6 @@ void stitch(const StitchOptions& options)
     std::unique_ptr<PictureFiles> files;
     Image preview;
     {
-        keep_freed_blocks(); // those of a tile, for the next one
         RunProgress progress(job);
         files = std::make_unique<PictureFiles>(job.plan, progress.notices());
         opened = files.get();
@@ -263,25 +291,21 @@ void stitch(const StitchOptions& options)
         store->commit();
     else
         output->commit();
-    if (gains != nullptr) {
-        write_gains(*gains, job.plan, outcome.gains);
-        gains->commit();
-    }
-    if (seams != nullptr) {
-        write_seams(*seams, job);
-        seams->commit();
-    }
-    if (report != nullptr) {
-        report->write(report_page({job, outcome.gains, outcome.verdict, preview}));
-        report->commit();
-    }
+    // The panorama is there; what goes beside it does not depend on each other.
+    Attempts others;
+    others.make(gains.get(), [&] { write_gains(*gains, job.plan, outcome.gains); });
+    others.make(seams.get(), [&] { write_seams(*seams, job); });
+    others.make(report.get(), [&] { report->write(report_page({job, outcome.gains, outcome.verdict, preview})); });
     for (const std::string& note : job.notes)
         print_warning(options.common, note);
+    for (const std::string& name : opened->uncovered_names())
+        print_warning(options.common, concat(printable(name), ": its mask covers nothing; it is not in the panorama"));
     if (const std::string disagreement = opened->metadata(options.tiles.empty()).disagreement(); !disagreement.empty())
         print_warning(options.common, disagreement);
     outcome.seconds = stopwatch.seconds();
     print_outcome(outcome);
     print_verdict(options, outcome.verdict);
+    others.rethrow();
     exit_if_strict(options, outcome.verdict);
 }
 

@@ -14,16 +14,6 @@ namespace panoval::cli::test
 namespace
 {
 
-TEST(Pages, ComeWithoutChangingABlock)
-{
-    for (const std::size_t bytes : {1u, 5000u, 4u << 20, (9u << 20) + 12345u}) {
-        const Block block = allocate_block(bytes, "test");
-        std::fill_n(block.get(), bytes, std::uint8_t{7});
-        provide_pages(block.get(), bytes);
-        EXPECT_EQ(std::count(block.get(), block.get() + bytes, 7), static_cast<std::ptrdiff_t>(bytes));
-    }
-}
-
 TEST(Memory, AtItsPeakHoldsWhatWasProvided)
 {
     constexpr std::size_t kBytes = 64u << 20;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/stitch/panorama_plan.h"
 
+#include "cli/stitch/layer_rows.h"
 #include "image/image_write.h"
 #include "tests/support/scratch_folder.h"
 
@@ -20,6 +21,15 @@ protected:
     {
         write_image(in_folder(name), test_picture(width, height, channels, bits));
         return in_folder(name);
+    }
+
+    // All rows of a layer, whose size with its frame is given.
+    static Image rows_of_layer(const PlacedLayer& layer, int bits, std::int32_t width, std::int32_t height)
+    {
+        Image image = make_image(width, height, layer.info.channels, bits, "test");
+        ensure_mask(image, "test");
+        LayerRows(layer, bits).read(0, height, image::rows_of(image));
+        return image;
     }
 
     static std::string refusal(const std::vector<PlacedInput>& inputs)
@@ -104,7 +114,7 @@ TEST_F(Plan, AlphaAndMaskFileCoverTogether)
     std::memcpy(mask.data.get(), values, 3);
     write_image(in_folder("m.pgm"), mask);
     const PanoramaPlan plan = plan_panorama({{in_folder("a.pam"), Offset{}, in_folder("m.pgm")}});
-    const Image loaded = load_layer(plan.layers[0], 16);
+    const Image loaded = rows_of_layer(plan.layers[0], 16, 3, 1);
     EXPECT_EQ(loaded.bits, 16);
     const std::uint8_t expected[] = {7, 200, 0};
     EXPECT_EQ(std::memcmp(loaded.mask.get(), expected, 3), 0);
@@ -118,22 +128,47 @@ TEST_F(Plan, WhatIsExcludedIsNotCovered)
     std::memcpy(mask.data.get(), values, 3);
     write_image(in_folder("e.pgm"), mask);
     const PanoramaPlan plan = plan_panorama({{in_folder("a.pgm"), Offset{}, "", "", in_folder("e.pgm")}});
-    const Image loaded = load_layer(plan.layers[0], 8);
+    const Image loaded = rows_of_layer(plan.layers[0], 8, 3, 1);
     const std::uint8_t expected[] = {255, 0, 0};
     EXPECT_EQ(std::memcmp(loaded.mask.get(), expected, 3), 0);
 }
 
 TEST_F(Plan, AFrameIsAddedOnTheGivenSidesAlone)
 {
-    Image image = test_picture(2, 2, 3, 16, true);
-    const Image framed = add_uncovered_frame(image, {true, false, false, true}, "test");
-    EXPECT_EQ(framed.width, 3);
-    EXPECT_EQ(framed.height, 3);
+    const Image image = test_picture(2, 2, 3, 16, true);
+    write_image(in_folder("a.tif"), image);
+    PanoramaPlan plan = plan_panorama({{in_folder("a.tif"), Offset{}, ""}});
+    plan.layers[0].frame = {true, false, false, true};
+    const Image framed = rows_of_layer(plan.layers[0], 16, 3, 3);
     EXPECT_EQ(std::memcmp(framed.row(1) + 6, image.row(1), 12), 0);
     EXPECT_EQ(framed.mask[0], 0);
     EXPECT_EQ(framed.mask[1], image.mask[0]);
     EXPECT_EQ(framed.mask[4], image.mask[2]);
     EXPECT_EQ(framed.mask[7], 0);
+}
+
+TEST_F(Plan, RowsOfALayerMayComeInAnyOrder)
+{
+    const Image image = test_picture(5, 40, 3, 8, true);
+    const Image mask = test_picture(5, 40, 1, 16);
+    for (const char* const name : {"a.png", "a.tif", "a.pam"}) {
+        write_image(in_folder(name), image);
+        write_image(in_folder("m.png"), mask);
+        const PanoramaPlan plan = plan_panorama({{in_folder(name), Offset{}, in_folder("m.png")}});
+        const Image whole = rows_of_layer(plan.layers[0], 16, 5, 40);
+        LayerRows rows(plan.layers[0], 16);
+        for (const std::int32_t y : {39, 3, 4, 5, 0, 22}) {
+            std::uint8_t samples[30], covered[5];
+            rows.read(y, 1, {samples, sizeof samples, covered, sizeof covered});
+            EXPECT_EQ(std::memcmp(samples, whole.row(y), sizeof samples), 0) << name << ", row " << y;
+            EXPECT_EQ(std::memcmp(covered, whole.mask.get() + 5 * y, sizeof covered), 0) << name << ", row " << y;
+        }
+        for (std::size_t i = 0; i < 5 * 40 * 3; ++i) {
+            std::uint16_t wide = 0;
+            std::memcpy(&wide, whole.data.get() + 2 * i, 2);
+            ASSERT_EQ(wide, image.data[i] * 257) << name;
+        }
+    }
 }
 
 } // namespace

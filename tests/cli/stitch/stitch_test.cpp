@@ -306,6 +306,45 @@ TEST_F(Stitch, OutputsThatCannotBeWrittenAreExplained)
     EXPECT_TRUE(contains(output(in_folder("folder.pgm"), a), "folder.pgm: found a folder; expected a file to write"));
 }
 
+TEST_F(Stitch, AMaskThatCoversNothingIsNamed)
+{
+    const std::string a = flat("a.pgm", 8, 8, 100);
+    const std::string b = flat("b.pgm", 8, 8, 100);
+    const std::string nothing = mask("nothing.pgm", 8, 8, 8);
+    const Outcome outcome = stitch({"-o", in_folder("out.pgm"), a + "@0,0", b + "@4,0:" + nothing});
+    EXPECT_EQ(outcome.exit_code, 0);
+    EXPECT_TRUE(contains(outcome.err, "b.pgm: its mask covers nothing")) << outcome.err;
+    EXPECT_FALSE(contains(outcome.err, "a.pgm: ")) << outcome.err;
+}
+
+TEST_F(Stitch, WithoutSeamsNothingGoesRound)
+{
+    const std::string a = flat("a.pgm", 8, 8, 100);
+    const auto refused = [&](std::vector<std::string> how) {
+        how.insert(how.end(), {"-o", in_folder("out.pgm"), a + "@0,0", "--wrap", "8"});
+        return refusal(2, how);
+    };
+    EXPECT_TRUE(contains(refused({"--seams", "none"}), "found --wrap with --seams none; expected it with "));
+    EXPECT_TRUE(contains(refused({"--blend", "feather"}), "found --wrap with --blend feather; expected it with "));
+}
+
+// A picture of 48 MB within a budget of 32: it is read by rows.
+TEST_F(Stitch, APictureMayBeLargerThanTheBudget)
+{
+    write_image(in_folder("small.ppm"), test_picture(64, 64, 3, 8));
+    const auto peak = [&](const std::string& file) {
+        const Outcome outcome = stitch(
+            {file + "@0,0", "-o", in_folder("out.ppm"), "--json", "--memory", "32M", "--bands", "4", "--threads", "1"});
+        EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+        return outcome.exit_code == 0 ? Json::parse(outcome.out)["peak_memory_bytes"].get<double>() : 0.0;
+    };
+    const double least = peak(in_folder("small.ppm"));
+    for (const char* const name : {"a.ppm", "a.tif"}) {
+        write_image(in_folder(name), test_picture(4000, 4000, 3, 8));
+        EXPECT_LT(peak(in_folder(name)) - least, 40e6) << name;
+    }
+}
+
 // Thirty pictures of 3 MB: held all at once, they would take the budget one and a half times.
 TEST_F(Stitch, MemoryStaysWithinTheBudgetWhateverTheNumberOfPictures)
 {
