@@ -149,6 +149,12 @@ def blend(client: Any, plan: str, store: Any, open_picture: OpenPicture = open_f
     errors        'raise': TilesError at the end, when all others are done; 'keep': failed tiles are in the result
 
     Raises StoreError where the folder is something else, PlanError for a text that is no plan.
+
+    >>> import tempfile
+    >>> mosaic = Mosaic(tile_size=64); mosaic.add(np.full((64, 128), 9, np.uint8), (0, 0)); mosaic.measure("gains", "seams")
+    >>> with tempfile.TemporaryDirectory() as folder:
+    ...     blend(None, mosaic.plan(), folder + "/p.zarr", lambda index, name: np.full((64, 128), 9, np.uint8)).made
+    [0, 1]
     """
     if errors not in ("raise", "keep"):
         raise ValueError(f"errors is {errors!r}, expected 'raise' or 'keep'")
@@ -196,6 +202,10 @@ def measure(client: Any, names: Sequence[str], positions: Sequence[Any], open_pi
     options       of Mosaic, for the plan and the tasks; wrap and vignetting are not possible here
 
     Raises what a task raised, which names the picture.
+
+    >>> plan = measure(None, ["left", "right"], [(0, 0), (20, 0)], lambda index, name: np.full((16, 32), 90, np.uint8))
+    >>> Mosaic.from_plan(plan).layout.width
+    52
     """
     for name in ("wrap", "vignetting"):
         if options.get(name):
@@ -267,6 +277,15 @@ def _measure_seams(client: Any, mosaic: Mosaic, known: Sequence[Known], open_pic
 def stitch(client: Any, names: Sequence[str], positions: Sequence[Any], store: Any, open_picture: OpenPicture = open_file, *,
            coverage: bool = False, region: int = 0, retries: int = 2, progress: Progress = None, **options: Any) -> Blended:
     """`measure`, then `blend` into an OME-Zarr store. Called again it measures again and makes the tiles that are missing.
+
+    Arguments as for these two; what is raised, too.
+
+    >>> import tempfile
+    >>> with tempfile.TemporaryDirectory() as folder:
+    ...     np.save(folder + "/a.npy", np.full((16, 32), 90, np.uint8))
+    ...     names = [folder + "/a.npy"] * 2
+    ...     len(stitch(None, names, [(0, 0), (20, 0)], folder + "/p.zarr", tile_size=32).made)
+    2
     """
     plan = measure(client, names, positions, open_picture, region=region, retries=retries, progress=progress, **options)
     return blend(client, plan, store, open_picture, coverage=coverage, memory=options.get("memory", 0),

@@ -9,7 +9,7 @@ from pathlib import Path
 import pytest
 
 MODULES = ("raw", "filters", "shapes", "files", "blending", "measuring", "mosaic", "panorama", "store", "tasks",
-           "gain_parts")
+           "gain_parts", "dask")
 
 
 @pytest.mark.parametrize("name", MODULES)
