@@ -108,8 +108,8 @@ def main(gigapixels=1.0, count=24, tile_size=2048):
         finally:
             shutil.rmtree(folder)
         rates.append(rate)
-        print(f"{workers} worker{'s' * (workers > 1)}: {rate:.2f} tiles a second, {rate * tile_size**2 / 1e6:.1f} MP/s; memory of "
-              f"a worker {before / 1e6:.0f} MB before, {after / 1e6:.0f} MB at most")
+        print(f"{workers} worker{'s' * (workers > 1)}: {rate:.2f} tiles a second, {rate * tile_size**2 / 1e6:.1f} MP/s; "
+              f"memory of a worker {before / 1e6:.0f} MB before, {after / 1e6:.0f} MB at most")
     print(f"two workers: {rates[1] / rates[0]:.2f} x one; load {os.getloadavg()[0]:.1f}, {os.cpu_count()} cores")
 
 

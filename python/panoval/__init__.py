@@ -31,8 +31,8 @@ _number = raw.panoval_version()
 __version__ = f"{_number // 10000}.{_number // 100 % 100}.{_number % 100}"
 
 __all__ = [
-    "Blended", "CELL_DTYPE", "Centre", "CirclePose", "Counts", "Edges", "Estimate", "FLAGS", "GAIN_DTYPE", "Gradients", "Grid",
-    "Layout", "Mosaic", "Oval", "Overlap", "Panorama", "Pixels", "Rect", "Region", "TARGET_DTYPE", "Tile", "apply_gain",
+    "Blended", "CELL_DTYPE", "Centre", "CirclePose", "Counts", "Edges", "Estimate", "FLAGS", "GAIN_DTYPE", "Gradients",
+    "Grid", "Layout", "Mosaic", "Oval", "Overlap", "Panorama", "Pixels", "Rect", "Region", "TARGET_DTYPE", "Tile", "apply_gain",
     "canny", "centre_by_focal_length", "centre_by_homography", "centre_by_rings", "common_mask", "crop", "crop_mask",
     "distance_transform", "error_text", "feather", "find_ellipse", "find_small_ellipse", "gain_factors", "gaussian_kernel",
     "gradients", "grid", "histogram", "inpaint", "measure", "measure_counts", "multiband", "oval_fit", "overlap", "raw",

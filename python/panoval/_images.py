@@ -18,7 +18,7 @@ import numpy as np
 
 from . import raw
 from ._arguments import address_of
-from ._records import Mat, Matb, Matf
+from ._records import Mat, Matb
 
 U8: np.dtype = np.dtype(np.uint8)
 U16: np.dtype = np.dtype(np.uint16)

@@ -12,7 +12,8 @@ import numpy as np
 from . import _images, raw
 from ._records import Matf
 
-__all__ = ["Gradients", "Edges", "smooth", "gradients", "gaussian_kernel", "distance_transform", "canny", "inpaint", "to_rgb8"]
+__all__ = ["Gradients", "Edges", "smooth", "gradients", "gaussian_kernel", "distance_transform", "canny", "inpaint",
+           "to_rgb8"]
 
 
 class Gradients(NamedTuple):

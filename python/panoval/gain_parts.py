@@ -67,8 +67,8 @@ def align(count: int, parts: Sequence[Sequence[int]], found: Sequence[np.ndarray
 def _solve(count: int, members: List[np.ndarray], says: List[np.ndarray], weights: List[np.ndarray]) -> np.ndarray:
     """Logarithms of all pictures, up to one constant for each group that parts connect.
 
-    Of the unknowns, pictures and parts' factors, the pictures are eliminated: each is the weighted mean of what its parts say less
-    their factors. What is left has as many rows as there are parts.
+    Of the unknowns, pictures and parts' factors, the pictures are eliminated: each is the weighted mean of what its parts
+    say less their factors. What is left has as many rows as there are parts.
     """
     total = np.zeros((count, 1))
     sums = np.zeros((count, 4))

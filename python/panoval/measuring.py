@@ -318,8 +318,11 @@ def centre_by_focal_length(ellipse: Any, focal_length: float, principal: Any) ->
     poses = (PanovalMeasureCirclePose * 2)()
     _check(raw.panoval_measure_centre_by_focal_length(outline, covariance, float(focal_length), float(x), float(y),
                                                       poses))
-    first, second = (CirclePose(_centre(pose.centre), (pose.normal[0], pose.normal[1], pose.normal[2]), pose.distance) for pose in poses)
-    return first, second
+    return _pose(poses[0]), _pose(poses[1])
+
+
+def _pose(pose: PanovalMeasureCirclePose) -> CirclePose:
+    return CirclePose(_centre(pose.centre), (pose.normal[0], pose.normal[1], pose.normal[2]), pose.distance)
 
 
 def centre_by_rings(outer: Any, inner: Any) -> Centre:

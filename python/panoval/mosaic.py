@@ -268,8 +268,8 @@ class Mosaic:
 
         plan          what `plan` gave
         open_picture  (index, name) -> something sliced by rows with the picture's shape, or a tuple of it, its mask and its
-                      keep mask, as many as the plan says it has; called when the picture is needed first, closed (its `close`, if it has one) when it is not needed for
-                      a while. None: nothing can be read
+                      keep mask, as many as the plan says it has; called when the picture is needed first,
+                      closed (its `close`, if it has one) when it is not needed for a while. None: nothing can be read
 
         Raises PlanError for a text that is no plan, or one of another version.
 
