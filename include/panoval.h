@@ -79,34 +79,34 @@ typedef struct Matb {
 
 /** A container of 16-bit elements; fields as in Matb. */
 typedef struct Mats {
-    int32_t width;
-    int32_t height;
-    int32_t channels;
-    int16_t* data;
+    int32_t width;    /**< elements per row and channel */
+    int32_t height;   /**< rows */
+    int32_t channels; /**< interleaved elements per pixel */
+    int16_t* data;    /**< width * height * channels elements */
 } Mats;
 
 /** A container of 32-bit floats; fields as in Matb. */
 typedef struct Matf {
-    int32_t width;
-    int32_t height;
-    int32_t channels;
-    float* data;
+    int32_t width;    /**< elements per row and channel */
+    int32_t height;   /**< rows */
+    int32_t channels; /**< interleaved elements per pixel */
+    float* data;      /**< width * height * channels elements */
 } Matf;
 
 /** A container of signed 32-bit elements; fields as in Matb. */
 typedef struct Mati {
-    int32_t width;
-    int32_t height;
-    int32_t channels;
-    int32_t* data;
+    int32_t width;    /**< elements per row and channel */
+    int32_t height;   /**< rows */
+    int32_t channels; /**< interleaved elements per pixel */
+    int32_t* data;    /**< width * height * channels elements */
 } Mati;
 
 /** A container of doubles; fields as in Matb. */
 typedef struct Matd {
-    int32_t width;
-    int32_t height;
-    int32_t channels;
-    double* data;
+    int32_t width;    /**< elements per row and channel */
+    int32_t height;   /**< rows */
+    int32_t channels; /**< interleaved elements per pixel */
+    double* data;     /**< width * height * channels elements */
 } Matd;
 
 /**
@@ -240,14 +240,14 @@ typedef struct Roi {
 
 /** An image's top-left corner in the panorama's frame, in pixels; may be negative. */
 typedef struct Point {
-    int32_t x;
-    int32_t y;
+    int32_t x; /**< to the right */
+    int32_t y; /**< downward */
 } Point;
 
 /** An image's extent in pixels. */
 typedef struct Size {
-    int32_t width;
-    int32_t height;
+    int32_t width;  /**< pixels */
+    int32_t height; /**< pixels */
 } Size;
 
 /**

@@ -155,8 +155,10 @@ typedef struct PanovalMosaicOptions {
 
 /** One picture. */
 typedef struct PanovalMosaicPicture {
-    int64_t x, y;          /**< its top-left corner in the host's frame, which the canvas is cut from; +-2^40 at most */
-    int32_t width, height; /**< in pixels, 1 or more */
+    int64_t x;             /**< its top-left corner in the host's frame, which the canvas is cut from; +-2^40 at most */
+    int64_t y;             /**< its top-left corner in the host's frame, which the canvas is cut from; +-2^40 at most */
+    int32_t width;         /**< in pixels, 1 or more */
+    int32_t height;        /**< in pixels, 1 or more */
     int32_t channels;      /**< 1, 3 or 4, the same for all pictures; a fourth one is blended like the others */
     int32_t bits;          /**< of each sample, 8 or 16, the same for all pictures */
     int32_t has_mask;      /**< 1 = rows come with a mask; 0 = covered everywhere */
@@ -244,31 +246,41 @@ PANOVAL_MOSAIC_API int32_t panoval_mosaic_add_picture(PanovalMosaic* mosaic, con
 
 /** A rectangle: columns x to x + width - 1, rows y to y + height - 1. */
 typedef struct PanovalMosaicRect {
-    int64_t x, y, width, height;
+    int64_t x;      /**< leftmost column */
+    int64_t y;      /**< topmost row */
+    int64_t width;  /**< columns */
+    int64_t height; /**< rows */
 } PanovalMosaicRect;
 
 /** The panorama and the tiles that it is made in. Tiles stand row by row; those at the right and the bottom may be
  *  smaller. */
 typedef struct PanovalMosaicLayout {
-    int64_t width, height;           /**< of the canvas in pixels, each at most 2^31 - 1 */
-    int64_t origin_x, origin_y;      /**< of the canvas in the host's frame */
-    int64_t pictures;                /**< how many */
-    int64_t overlaps;                /**< pairs of pictures whose rectangles share pixels */
-    int64_t tiles;                   /**< tile_columns * tile_rows */
-    int64_t tile_columns, tile_rows; /**< the grid */
-    int64_t tile_width, tile_height; /**< of a whole tile in pixels */
-    int32_t channels;                /**< of the panorama, as of the pictures */
-    int32_t bits;                    /**< of each sample of the panorama */
-    int32_t bands;                   /**< of multi-band blending, at most; 0 with feather */
-    int32_t wraps;                   /**< 1 = left and right edge meet */
+    int64_t width;        /**< of the canvas in pixels, each at most 2^31 - 1 */
+    int64_t height;       /**< of the canvas in pixels, each at most 2^31 - 1 */
+    int64_t origin_x;     /**< of the canvas in the host's frame */
+    int64_t origin_y;     /**< of the canvas in the host's frame */
+    int64_t pictures;     /**< how many */
+    int64_t overlaps;     /**< pairs of pictures whose rectangles share pixels */
+    int64_t tiles;        /**< tile_columns * tile_rows */
+    int64_t tile_columns; /**< the grid */
+    int64_t tile_rows;    /**< the grid */
+    int64_t tile_width;   /**< of a whole tile in pixels */
+    int64_t tile_height;  /**< of a whole tile in pixels */
+    int32_t channels;     /**< of the panorama, as of the pictures */
+    int32_t bits;         /**< of each sample of the panorama */
+    int32_t bands;        /**< of multi-band blending, at most; 0 with feather */
+    int32_t wraps;        /**< 1 = left and right edge meet */
 } PanovalMosaicLayout;
 
 /** Two pictures whose rectangles share pixels. first < second. */
 typedef struct PanovalMosaicOverlap {
-    int64_t first, second;      /**< numbers of the pictures */
-    PanovalMosaicRect region;   /**< on the canvas; beyond its right edge where they meet round the horizon */
-    int64_t first_x, first_y;   /**< the region's corner in the first picture */
-    int64_t second_x, second_y; /**< the region's corner in the second picture */
+    int64_t first;            /**< numbers of the pictures */
+    int64_t second;           /**< numbers of the pictures */
+    PanovalMosaicRect region; /**< on the canvas; beyond its right edge where they meet round the horizon */
+    int64_t first_x;          /**< the region's corner in the first picture */
+    int64_t first_y;          /**< the region's corner in the first picture */
+    int64_t second_x;         /**< the region's corner in the second picture */
+    int64_t second_y;         /**< the region's corner in the second picture */
 } PanovalMosaicOverlap;
 
 /** What a run is going to take. */
