@@ -1,0 +1,98 @@
+#!/bin/sh
+# Runs every command that the documentation shows, in a folder that has the pictures they name:
+# commands.sh BUILD SOURCE WORK
+# Shown are the lines of blocks marked sh. What cannot be run stands in not_run.txt with its reason, and nothing else may.
+set -eu
+build=$1
+source=$2
+work=$3
+here=$(cd "$(dirname "$0")" && pwd)
+rm -rf "$work"
+mkdir -p "$work"
+cmake --install "$build" --prefix "$work/usr" >"$work/install.log"
+PATH=$work/usr/bin:$PATH
+PKG_CONFIG_PATH=$(dirname "$(find "$work/usr" -name panoval.pc)")
+LD_LIBRARY_PATH=$(dirname "$PKG_CONFIG_PATH")
+export PATH PKG_CONFIG_PATH LD_LIBRARY_PATH
+
+# What the commands name.
+mkdir "$work/here"
+cd "$work/here"
+for folder in examples bench tools; do
+    ln -s "$source/$folder" .
+done
+"$build/bin/make_scene" . >/dev/null
+cp layout.json places.json
+pictures=$(sed -n 's/.*"file": *"\([^"]*\)".*/\1/p' layout.json)
+# shellcheck disable=SC2086 # a list of words
+set -- $pictures
+cp "$1" left.png
+cp "$2" right.png
+panoval stitch -q -o panorama.png --layout layout.json
+"$build/bin/make_board" . panorama.png >/dev/null
+panoval smooth -q panorama.png -o photo.jpg
+panoval threshold -q left.png -o scratches.png --level 1
+cp left.png old.png
+"${PYTHON:-python3}" bench/whole_program/make_layers.py .
+
+shown() { # FILE
+    awk '/^```/ {on = ($0 == "```sh"); next} on && NF {sub(/[ \t]+#.*$/, ""); print}' "$1"
+}
+
+reason() { # FILE COMMAND
+    sed -n "s#^$1 | ##p" "$here/not_run.txt" | while IFS= read -r line; do
+        case $2 in
+        "${line%% | *}"*)
+            echo "${line#* | }"
+            break
+            ;;
+        esac
+    done
+}
+
+status=0
+run=0
+left=0
+for file in "$source"/*.md "$source"/docs/*.md "$source"/python/README.md; do
+    file=${file#"$source/"}
+    [ -e "$source/$file" ] || continue
+    shown "$source/$file" >commands
+    while IFS= read -r command <&3; do
+        why=$(reason "$file" "$command")
+        if [ -n "$why" ]; then
+            left=$((left + 1))
+            echo "$file: left out: $command ($why)"
+            continue
+        fi
+        run=$((run + 1))
+        if ! sh -c "$command" >said 2>&1 3<&-; then
+            echo "$file: this command fails: $command"
+            cat said
+            status=1
+        fi
+    done 3<commands
+done
+
+expected=$(grep -cv '^#' "$here/not_run.txt")
+if [ "$left" -ne "$expected" ]; then
+    echo "not_run.txt has $expected commands; the documentation shows $left of them"
+    status=1
+fi
+
+# Commands of ./dev and of the program in running text are there.
+known=$(sed -n '/^usage()/,/^TEXT/s/^  \([a-z0-9]*\) .*/\1/p' "$source/dev")
+for name in $(cat "$source"/*.md "$source"/docs/*.md | grep -oE '`\./dev [a-z0-9]+' | sed 's/.* //' | sort -u); do
+    echo "$known" | grep -qx "$name" || {
+        echo "the documentation names ./dev $name, which there is not"
+        status=1
+    }
+done
+known=$(panoval --help | sed -n '/^Commands:/,/^$/s/^  \([a-z]*\) .*/\1/p')
+for name in $(cat "$source"/*.md "$source"/docs/*.md | grep -oE '`panoval [a-z]+' | sed 's/.* //' | sort -u); do
+    echo "$known" | grep -qx "$name" || {
+        echo "the documentation names panoval $name, which there is not"
+        status=1
+    }
+done
+[ $status -eq 0 ] && echo "$run commands run, $left left out for a reason"
+exit $status
