@@ -4,10 +4,11 @@
 
     docs/accuracy/make_accuracy.py build/release/bin/panoval_study [TRIALS [SCENES]]
 
-Needs numpy and scikit-image. The other means: find_ellipse (in the study itself), the half-level contour with a least
-squares ellipse, and the centroid of grey levels.
+Needs numpy and scikit-image, and the programs panoval and make_board beside panoval_study. The other means:
+find_ellipse (in the study itself), the half-level contour with a least squares ellipse, and the centroid of grey levels.
 """
 import csv
+import json
 import math
 import pathlib
 import subprocess
@@ -16,7 +17,9 @@ import tempfile
 import warnings
 
 import numpy as np
+from skimage.io import imread
 from skimage.measure import EllipseModel, find_contours
+from skimage.transform import ProjectiveTransform
 
 from make_find_ellipse import COLOURS, Figure
 
@@ -210,6 +213,73 @@ def scenes_table(folder):
     return "\n".join(lines)
 
 
+def board_methods(picture, places):
+    """Centres by every means, of the targets that the program has ordered. The other means are cut out around these."""
+    for place in places:
+        x, y, reach = place["x"], place["y"], place["semi_major"] + 6
+        left, top = int(x - reach), int(y - reach)
+        part = picture[max(0, top):int(y + reach) + 1, max(0, left):int(x + reach) + 1].astype(float)
+        row = {"x": x - max(0, left), "y": y - max(0, top), "a": place["semi_major"], "b": place["semi_minor"],
+               "angle": place["angle"], "blur": place["blur"]}
+        levels = place["level_inside"], place["level_outside"]
+        scaled = 200 + 150 * (part - levels[1]) / abs(levels[1] - levels[0])  # as half_level and centroid expect it
+        found = {"image of the circle's centre": (place["centre_x"], place["centre_y"]), "ellipse's centre": (x, y)}
+        for name, result in (("half-level contour", half_level(scaled, row)), ("centroid", centroid(scaled, row))):
+            if result is not None:
+                found[name] = result[0] + max(0, left), result[1] + max(0, top)
+        yield found
+
+
+def plane_residuals(cells, points):
+    """Deviation of a coordinate from the best plane, by degrees of freedom, and the largest distance from it."""
+    cells, points = np.array(cells, float), np.array(points, float)
+    plane = ProjectiveTransform()
+    plane.estimate(cells, points)
+    for _ in range(5):  # from the algebraic fit to least squares of distances
+        h = plane.params / plane.params[2, 2]
+        at = np.c_[cells, np.ones(len(cells))]
+        depth = at @ h[2]
+        said = (at @ h[:2].T) / depth[:, None]
+        zero = np.zeros_like(at)
+        jx = np.c_[at / depth[:, None], zero, -at[:, :2] * (said[:, :1] / depth[:, None])]
+        jy = np.c_[zero, at / depth[:, None], -at[:, :2] * (said[:, 1:] / depth[:, None])]
+        off = points - said
+        step = np.linalg.lstsq(np.r_[jx, jy], np.r_[off[:, 0], off[:, 1]], rcond=None)[0]
+        plane = ProjectiveTransform((h.ravel() + np.r_[step, 0]).reshape(3, 3))
+    off = points - plane(cells)
+    return math.sqrt((off ** 2).sum() / (2 * len(cells) - 8)), float(np.hypot(*off.T).max())
+
+
+def board_table(programs, folder):
+    """Residuals of the demonstration's board, whose discs lie in one plane and on a perfect grid."""
+    picture = folder / "board.png"
+    subprocess.run([programs / "make_board", folder, HERE.parent / "images" / "panorama.jpg"], check=True)
+
+    def measured(*options):
+        run = subprocess.run([programs / "panoval", "ellipses", "--json", *options, picture], check=True,
+                             capture_output=True)
+        return json.loads(run.stdout)["images"][0]
+    image = measured("--board", "7x11")
+    places = []
+    for place in image["board"]["places"]:
+        if place.get("number"):  # not missing
+            places.append(place | image["targets"][place["number"] - 1])  # its own x, not the plane's
+    library = measured("--method", "library")["targets"]
+    points = {}
+    for place, found in zip(places, board_methods(imread(picture), places)):
+        near = min(library, key=lambda t: math.hypot(t["x"] - place["x"], t["y"] - place["y"]))
+        if math.hypot(near["x"] - place["x"], near["y"] - place["y"]) < 5:
+            found["find_ellipse"] = near["x"], near["y"]
+        for name, point in found.items():
+            points.setdefault(name, []).append(((place["column"], place["row"]), point))
+    lines = ["| centre | targets | deviation of a coordinate, pixels | largest distance |", "|---|---|---|---|"]
+    for name, pairs in points.items():
+        deviation, largest = plane_residuals(*zip(*pairs))
+        lines.append(f"| {name} | {len(pairs)} | {deviation:.4f} | {largest:.4f} |")
+    sigma = math.sqrt(np.mean([p["sigma_x"] ** 2 + p["sigma_y"] ** 2 for p in places]) / 2)
+    return "\n".join(lines) + f"\n\nThe reported standard deviation of a coordinate is {sigma:.4f} pixels."
+
+
 def main():
     program = sys.argv[1]
     trials = sys.argv[2] if len(sys.argv) > 2 else "2000"
@@ -225,6 +295,7 @@ def main():
         text = (HERE / "accuracy.md.in").read_text()
         for mark, value in (("BOUND", bound_table(noisy)), ("FOUND", found_table(noisy)), ("CLEAN", clean_table(clean)),
                             ("CALIBRATION", calibration_text(noisy)), ("SCENES", scenes_table(folder)),
+                            ("BOARD", board_table(pathlib.Path(program).resolve().parent, folder)),
                             ("TRIALS", str(len(noisy))), ("COUNT", scenes)):
             text = text.replace("@" + mark + "@", value)
         (HERE.parent / "accuracy.md").write_text(text)
