@@ -16,5 +16,5 @@ int main(int argc, char** argv)
     SetConsoleOutputCP(CP_UTF8);
 #endif
     panoval::image::remove_outputs_on_interruption();
-    return panoval::cli::run_program(panoval::cli::utf8_arguments(argc, argv));
+    return panoval::cli::run_program([=] { return panoval::cli::utf8_arguments(argc, argv); });
 }

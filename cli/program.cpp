@@ -4,6 +4,7 @@
 
 #include "cli/base/common_options.h"
 #include "cli/base/errors.h"
+#include "cli/base/exhausted_heap.h"
 #include "cli/commands.h"
 #include "image/interruption.h"
 
@@ -45,10 +46,11 @@ public:
     }
 };
 
-int report(ExitCode code, const std::string& message)
+// Needs no heap, which may be exhausted.
+int report(ExitCode code, const char* message)
 {
     std::fflush(stdout);
-    std::fprintf(stderr, "panoval: %s\n", message.c_str());
+    std::fprintf(stderr, "panoval: %s\n", message);
     return static_cast<int>(code);
 }
 
@@ -62,7 +64,7 @@ int report_parse_error(const CLI::App& program, const CLI::ParseError& error)
     }
     const auto commands = program.get_subcommands();
     const std::string command = commands.empty() ? "" : " " + commands.front()->get_name();
-    return report(ExitCode::Usage, concat(printable(error.what(), 1000), " (see panoval", command, " --help)"));
+    return report(ExitCode::Usage, concat(printable(error.what(), 1000), " (see panoval", command, " --help)").c_str());
 }
 
 bool is_command(const CLI::App& program, const std::string& name)
@@ -113,11 +115,14 @@ std::unique_ptr<CLI::App> describe_program()
     return program;
 }
 
-int run_program(const std::vector<std::string>& arguments)
+namespace
+{
+
+// Of what is caught in run_program. Making a line may run out of memory itself.
+int report_failure()
 {
     try {
-        const auto program = describe_program();
-        return parse_and_run(*program, arguments);
+        throw;
     } catch (const UsageError& error) {
         return report(ExitCode::Usage, error.what());
     } catch (const Failure& error) {
@@ -128,9 +133,25 @@ int run_program(const std::vector<std::string>& arguments)
         interruption.finish();
         return static_cast<int>(ExitCode::Internal); // not reached where signals end programs
     } catch (const std::bad_alloc&) {
-        return report(ExitCode::Memory, "not enough memory");
+        return report(ExitCode::Memory, kNoMemory);
     } catch (const std::exception& error) {
-        return report(ExitCode::Internal, concat("a defect of this program: ", printable(error.what())));
+        return report(ExitCode::Internal, concat("a defect of this program: ", printable(error.what())).c_str());
+    }
+}
+
+} // namespace
+
+int run_program(const std::function<std::vector<std::string>()>& arguments)
+{
+    try {
+        try {
+            const auto program = describe_program();
+            return parse_and_run(*program, arguments());
+        } catch (...) {
+            return report_failure();
+        }
+    } catch (const std::bad_alloc&) {
+        return report(ExitCode::Memory, kNoMemory);
     }
 }
 

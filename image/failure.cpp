@@ -4,6 +4,7 @@
 #include "image/standard_streams.h"
 #include "image/text.h"
 
+#include <cerrno>
 #include <system_error>
 
 namespace panoval::image
@@ -36,6 +37,13 @@ void fail_memory(const std::string& file, std::uint64_t bytes)
 {
     throw Failure(Fault::Memory, line_about(file, "standard input", "too little memory",
                                             concat((bytes + 999'999) / 1'000'000, " MB to be free")));
+}
+
+void check_heap(const std::string& file)
+{
+    constexpr std::uint64_t kSome = 1'000'000; // nobody says how much it was
+    if (errno == ENOMEM)
+        fail_memory(file, kSome);
 }
 
 std::string system_message(int error_number)

@@ -32,6 +32,9 @@ private:
 [[noreturn]] void fail_output(const std::string& file, const std::string& found, const std::string& expected);
 [[noreturn]] void fail_memory(const std::string& file, std::uint64_t bytes);
 
+// Where errno says that the heap was exhausted: a failure of memory, whatever the file looks like.
+void check_heap(const std::string& file);
+
 // The text of errno's value, e.g. "No such file or directory".
 std::string system_message(int error_number);
 

@@ -100,6 +100,10 @@ FileHandle open_input(const std::string& name, const std::string& expected)
     if (file != nullptr || file_exists(name))
         if (std::filesystem::is_directory(path_from_utf8(name), error))
             fail_input(name, "a folder", expected);
+    if (file == nullptr) {
+        errno = reason;
+        check_heap(name);
+    }
     if (file == nullptr)
         fail_input(name, reason == ENOENT ? "no such file" : "a file that does not open: " + system_message(reason),
                    expected);

@@ -7,6 +7,7 @@
 #include "image/text.h"
 
 #include <array>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <limits>
@@ -59,6 +60,7 @@ const InputFormat* format_of(const std::string& start)
 
 InputFile open_image(const std::string& name)
 {
+    errno = 0; // check_heap looks at it where the picture does not come
     InputFile file{name, open_input(name, concat("a picture: ", kKnownFormats)), 0};
     seek_in_file(file.stream.get(), 0, SEEK_END);
     file.size = tell_in_file(file.stream.get());

@@ -193,6 +193,7 @@ private:
 
     [[noreturn]] void fail() const
     {
+        check_heap(file_.name);
         fail_input(file_.name, concat("a truncated or damaged JPEG file (", printable(errors_.message), ")"),
                    "a complete one");
     }

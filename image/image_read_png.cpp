@@ -124,6 +124,7 @@ private:
 
     [[noreturn]] void fail() const
     {
+        check_heap(file_.name);
         fail_input(file_.name, concat("a truncated or damaged PNG file (", printable(message_), ")"), "a complete one");
     }
 

@@ -43,6 +43,7 @@ struct TiffLayer {
 
 [[noreturn]] void fail_damaged(const std::string& name, const TiffFile& tiff)
 {
+    check_heap(name);
     fail_input(name, concat("a truncated or damaged TIFF file (", printable(tiff.message()), ")"), "a complete one");
 }
 

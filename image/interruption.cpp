@@ -37,6 +37,8 @@ int remember_unfinished(const std::filesystem::path&)
 
 void forget_unfinished(int) {}
 
+void remove_unfinished_outputs() {}
+
 void remove_outputs_on_interruption() {}
 
 #else
@@ -52,13 +54,23 @@ struct UnfinishedFile {
 };
 std::array<UnfinishedFile, 64> unfinished_files; // some, and one for each thread that writes
 
+} // namespace
+
+void remove_unfinished_outputs()
+{
+    for (UnfinishedFile& file : unfinished_files)
+        if (file.is_used)
+            unlink(file.name);
+}
+
+namespace
+{
+
 extern "C" void on_interruption(int number)
 {
     if (unfinished_folders != 0 && interruption.exchange(number) == 0) // a second one does not wait
         return;
-    for (UnfinishedFile& file : unfinished_files)
-        if (file.is_used)
-            unlink(file.name);
+    remove_unfinished_outputs();
     std::signal(number, SIG_DFL);
     raise(number);
 }

@@ -34,6 +34,9 @@ public:
 int remember_unfinished(const std::filesystem::path& path);
 void forget_unfinished(int slot);
 
+// Removes those files: for the end of a program that nothing else tidies up.
+void remove_unfinished_outputs();
+
 int process_id();
 
 } // namespace panoval::image

@@ -35,7 +35,16 @@ constexpr int kMostTries = 100;
 FileHandle create_new(const fs::path& path)
 {
     const int descriptor = _wopen(path.c_str(), _O_CREAT | _O_EXCL | _O_RDWR | _O_BINARY, _S_IREAD | _S_IWRITE);
-    return FileHandle(descriptor >= 0 ? _fdopen(descriptor, "w+b") : nullptr);
+    if (descriptor < 0)
+        return nullptr;
+    FileHandle file(_fdopen(descriptor, "w+b"));
+    if (file == nullptr) {
+        const int reason = errno;
+        _close(descriptor);
+        _wunlink(path.c_str());
+        errno = reason;
+    }
+    return file;
 }
 
 bool replace_file(const fs::path& from, const fs::path& to)
@@ -64,7 +73,16 @@ FileHandle create_scratch(const fs::path& path)
 FileHandle create_new(const fs::path& path)
 {
     const int descriptor = open(path.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, 0666);
-    return FileHandle(descriptor >= 0 ? fdopen(descriptor, "w+b") : nullptr);
+    if (descriptor < 0)
+        return nullptr;
+    FileHandle file(fdopen(descriptor, "w+b"));
+    if (file == nullptr) {
+        const int reason = errno;
+        close(descriptor);
+        unlink(path.c_str());
+        errno = reason;
+    }
+    return file;
 }
 
 bool replace_file(const fs::path& from, const fs::path& to)
@@ -133,8 +151,10 @@ void OutputFile::create_beside()
         if (stream_ == nullptr && errno != EEXIST)
             break;
     }
-    if (stream_ == nullptr)
+    if (stream_ == nullptr) {
+        check_heap(target_);
         fail_output(target_, "a place that cannot be written to: " + system_message(errno), "a writable one");
+    }
     slot_ = remember_unfinished(temporary_);
 }
 
@@ -209,6 +229,7 @@ void OutputFile::commit()
 
 void OutputFile::fail_writing() const
 {
+    check_heap(target_);
     fail_output(target_, "an error while writing: " + system_message(errno), "enough room");
 }
 

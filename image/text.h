@@ -14,6 +14,7 @@ template <class... Parts>
 std::string concat(const Parts&... parts)
 {
     std::ostringstream text;
+    text.exceptions(std::ios::badbit); // an exhausted heap would cut the text off without a word
     (text << ... << parts);
     return text.str();
 }

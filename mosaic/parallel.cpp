@@ -5,6 +5,7 @@
 #include <atomic>
 #include <exception>
 #include <mutex>
+#include <new>
 #include <system_error>
 #include <thread>
 #include <vector>
@@ -69,6 +70,8 @@ void run_in_parallel(std::size_t count, std::size_t threads, const std::function
             helpers.emplace_back([&pieces] { pieces.take_turns(); });
     } catch (const std::system_error&) {
         // The system gives no more threads: those that there are do all of it.
+    } catch (const std::bad_alloc&) {
+        // So when there is no memory for one.
     }
     pieces.take_turns();
     for (std::thread& helper : helpers)

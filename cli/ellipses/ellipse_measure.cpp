@@ -2,6 +2,7 @@
 #include "cli/ellipses/ellipse_measure.h"
 
 #include "cli/base/errors.h"
+#include "cli/base/exhausted_heap.h"
 #include "cli/base/system_info.h"
 
 #include <algorithm>
@@ -97,18 +98,22 @@ void measure_ring(const Image& grey, const std::string& file, Target& target)
     Matb cut = {0, 0, 0, nullptr};
     get_sub_mask(&picture, &surroundings, &cut);
     const Block pixels(cut.data);
+    const auto pixels_of_ring =
+        static_cast<std::uint64_t>(surroundings.width) * static_cast<std::uint64_t>(surroundings.height);
     if (pixels == nullptr)
-        fail_memory(file,
-                    static_cast<std::uint64_t>(surroundings.width) * static_cast<std::uint64_t>(surroundings.height));
+        fail_memory(file, pixels_of_ring);
 
     // The finder takes full axes and looks along the ellipse of twice the size.
     const double ellipse[5] = {target.x - surroundings.x, target.y - surroundings.y, 2 * target.semi_major,
                                2 * target.semi_minor, target.angle};
     EllipseRegion* records = nullptr;
+    const HeapWatch watch;
     const std::uint32_t count = find_small_ellipse(pixels.get(), cut.width, cut.height, ellipse, &records);
     for (std::uint32_t i = 0; i < count; ++i)
         target.ring.push_back({records[i].cx + surroundings.x, records[i].cy + surroundings.y, records[i].major});
     std::free(records);
+    if (watch.has_failed())
+        fail_memory(file, pixels_of_ring);
 }
 
 } // namespace
@@ -131,11 +136,14 @@ Measurement measure_with_finder(const std::string& file, const Image& grey, cons
     result.divisions = divisions_for(file, grey, settings);
     need_memory(kFinderBytes * grey.pixels(), file);
     Regions regions;
+    const HeapWatch watch;
     {
         const SilentStdout silence; // the finder prints a line for every fit that it rejects
         regions.count = find_ellipse(grey.data.get(), grey.width, grey.height, &regions.records, settings.min_pixels,
                                      settings.max_rms, result.divisions);
     }
+    if (watch.has_failed())
+        fail_memory(file, kFinderBytes * grey.pixels());
     for (std::int32_t i = 0; i < regions.count; ++i)
         result.targets.push_back(target_of(regions.records[i]));
     if (result.targets.empty())

@@ -5,6 +5,7 @@
 #include "cli/base/batch.h"
 #include "cli/base/common_options.h"
 #include "cli/base/errors.h"
+#include "cli/base/exhausted_heap.h"
 #include "cli/base/file_names.h"
 #include "cli/base/system_info.h"
 #include "image/image_read.h"
@@ -131,7 +132,10 @@ std::size_t inpaint_picture(Image& colour, const std::uint8_t* to_fill, std::int
     Mat image = borrow_mat(colour);
     const auto size = static_cast<std::int32_t>(colour.pixels());
     Mat mask = {colour.width, colour.height, 1, 1, size, size, mask_block.get()};
+    const HeapWatch watch;
     inpaint(&image, &mask, range);
+    if (watch.has_failed())
+        fail_memory(file, inpaint_bytes(colour, to_fill, range));
     return unfilled_pixels(colour, to_fill, mask_block.get());
 }
 

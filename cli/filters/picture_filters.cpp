@@ -2,6 +2,7 @@
 #include "cli/filters/picture_filters.h"
 
 #include "cli/base/errors.h"
+#include "cli/base/exhausted_heap.h"
 
 #include <algorithm>
 #include <vector>
@@ -104,8 +105,12 @@ FilteredPicture edge_picture(const Image& grey, const EdgeSettings& settings, co
     FilteredPicture result;
     result.image = make_image(grey.width, grey.height, 1, 8, file);
     need_memory(canny_bytes(grey, settings.sigma), file);
+    const EndMeansNoMemory end_means_no_memory;
+    const HeapWatch watch;
     canny(grey.data.get(), grey.height, grey.width, result.image.data.get(), settings.sigma, settings.low,
           settings.high, nullptr, nullptr);
+    if (watch.has_failed())
+        fail_memory(file, canny_bytes(grey, settings.sigma));
     const auto* const data = result.image.data.get();
     result.value = static_cast<double>(std::count(data, data + grey.pixels(), 0));
     return result;
