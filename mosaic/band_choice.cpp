@@ -35,6 +35,28 @@ std::vector<Rect> others_over(const Layout& layout, const std::vector<Placement>
     return others;
 }
 
+// For each picture the placements of those that it shares pixels with, each once: what reaches an overlap is among
+// them.
+std::vector<std::vector<Placement>> neighbours_of(const Layout& layout, const std::vector<Overlap>& overlaps)
+{
+    std::vector<std::vector<std::size_t>> near(layout.pictures.size());
+    for (const Overlap& overlap : overlaps) {
+        near[overlap.first].push_back(overlap.second);
+        near[overlap.second].push_back(overlap.first);
+    }
+    std::vector<std::vector<Placement>> placements(near.size());
+    for (const Placement& placement : find_placements(layout))
+        placements[placement.picture].push_back(placement);
+    std::vector<std::vector<Placement>> neighbours(near.size());
+    for (std::size_t i = 0; i < near.size(); ++i) {
+        std::sort(near[i].begin(), near[i].end());
+        near[i].erase(std::unique(near[i].begin(), near[i].end()), near[i].end());
+        for (const std::size_t other : near[i])
+            neighbours[i].insert(neighbours[i].end(), placements[other].begin(), placements[other].end());
+    }
+    return neighbours;
+}
+
 } // namespace
 
 std::int64_t seam_length(const Layout& layout, const std::vector<Placement>& placements, const Overlap& overlap)
@@ -61,11 +83,11 @@ std::int64_t seam_length(const Layout& layout, const std::vector<Placement>& pla
 
 int choose_bands(const Layout& layout, const std::vector<Overlap>& overlaps, int most)
 {
-    const std::vector<Placement> placements = find_placements(layout);
+    const std::vector<std::vector<Placement>> neighbours = neighbours_of(layout, overlaps);
     std::vector<std::pair<std::int64_t, std::int64_t>> widths; // of overlaps, and their seams' lengths
     std::int64_t whole = 0;
     for (const Overlap& overlap : overlaps) {
-        const std::int64_t length = seam_length(layout, placements, overlap);
+        const std::int64_t length = seam_length(layout, neighbours[overlap.first], overlap);
         widths.emplace_back(std::min(overlap.region.width, overlap.region.height), length);
         whole += length;
     }

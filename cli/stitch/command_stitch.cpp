@@ -183,7 +183,9 @@ void add_stitch_command(CLI::App& program)
                      "Keep the tiles that a .zarr has from this plan, and make what is missing");
     command.add_flag("--crop", options->is_cropped,
                      "Cut down to the largest rectangle in which every pixel is covered");
-    command.add_flag("--dry-run", options->is_dry_run, "Tell size, tiles, memory and time, and make nothing");
+    command.add_flag("--dry-run", options->is_dry_run,
+                     "Tell size, tiles, memory, time, and what tasks cost, and make nothing. Pictures of a layout that "
+                     "tells their width and height need not be there");
     command.add_flag("--strict", options->is_strict, "End with 7 where the verdict is look, with 8 where it is bad");
     command.add_flag("--distributions", options->wants_distributions,
                      "With --json: how often each difference occurs, 256 numbers an overlap");

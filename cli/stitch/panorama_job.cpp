@@ -62,7 +62,7 @@ void PanoramaJob::read_inputs()
         inputs = read_layout(options.layout, notes);
     for (const std::string& argument : options.inputs)
         inputs.push_back(parse_placed_input(argument));
-    plan = plan_panorama(inputs);
+    plan = plan_panorama(inputs, options.is_dry_run);
     if (blend == "feather")
         frame_inner_sides(plan);
 }

@@ -59,9 +59,22 @@ Offset position_of(const PlacedInput& input, const PlacedLayer& layer)
     return {own.x + given.x, own.y + given.y};
 }
 
-void add_layers(const PlacedInput& input, std::vector<PlacedLayer>& layers)
+std::vector<ImageInfo> layers_of(const PlacedInput& input, bool trusts_layout)
 {
+    if (trusts_layout && input.told)
+        return {*input.told};
     const std::vector<ImageInfo> infos = probe_image(input.file);
+    const auto& told = input.told;
+    if (told && (infos.size() != 1 || infos[0].width != told->width || infos[0].height != told->height ||
+                 infos[0].channels != told->channels || infos[0].bits != told->bits))
+        fail_input(input.file, infos.size() == 1 ? describe(infos[0]) : concat(infos.size(), " layers"),
+                   describe(*told) + " as the layout says");
+    return infos;
+}
+
+void add_layers(const PlacedInput& input, bool trusts_layout, std::vector<PlacedLayer>& layers)
+{
+    const std::vector<ImageInfo> infos = layers_of(input, trusts_layout);
     for (const std::string* const mask : {&input.mask, &input.keep, &input.exclude})
         if (infos.size() > 1 && !mask->empty())
             fail_input(*mask, "one mask for a file of several layers", "none: their alpha channels are the masks");
@@ -77,8 +90,10 @@ void add_layers(const PlacedInput& input, std::vector<PlacedLayer>& layers)
         check_image_size(layer.name(), layer.info);
         layer.position = position_of(input, layer);
         for (const std::string* const mask : {&layer.mask, &layer.keep, &layer.exclude})
-            check_mask(*mask, layer);
-        layer.held_bytes = bytes_while_reading(layer);
+            if (!trusts_layout || !input.told)
+                check_mask(*mask, layer);
+        if (!trusts_layout || !input.told)
+            layer.held_bytes = bytes_while_reading(layer);
         layers.push_back(layer);
     }
 }
@@ -130,11 +145,11 @@ std::string PlacedLayer::name() const
     return is_one_of_several ? concat(file, " (layer ", layer + 1, ")") : file;
 }
 
-PanoramaPlan plan_panorama(const std::vector<PlacedInput>& inputs)
+PanoramaPlan plan_panorama(const std::vector<PlacedInput>& inputs, bool trusts_layout)
 {
     std::vector<PlacedLayer> layers;
     for (const PlacedInput& input : inputs)
-        add_layers(input, layers);
+        add_layers(input, trusts_layout, layers);
     return plan_panorama(std::move(layers));
 }
 

@@ -45,8 +45,8 @@ struct PanoramaPlan {
 };
 
 // Looks into every file. Fails when one is missing or unsuitable, when pictures do not go together, or when the canvas
-// would be longer than 2^31 - 1 pixels.
-PanoramaPlan plan_panorama(const std::vector<PlacedInput>& inputs);
+// would be longer than 2^31 - 1 pixels. trusts_layout: files of which the layout tells the size are not opened.
+PanoramaPlan plan_panorama(const std::vector<PlacedInput>& inputs, bool trusts_layout = false);
 
 // The same for pictures that are known already. Reads nothing.
 PanoramaPlan plan_panorama(std::vector<PlacedLayer> layers);

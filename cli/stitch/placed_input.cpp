@@ -26,7 +26,7 @@ using nlohmann::json;
 constexpr std::int64_t kFarthest = 1'000'000'000;
 constexpr std::size_t kLongestLayout = 64u << 20;
 
-const char* const kKeys[] = {"file", "x", "y", "mask", "keep", "exclude"};
+const char* const kKeys[] = {"file", "x", "y", "mask", "keep", "exclude", "width", "height", "channels", "bits"};
 
 // A whole number at the start of the text, which it is cut off. Nothing when there is none, or too large a one.
 std::optional<std::int64_t> take_number(std::string_view& text)
@@ -120,6 +120,33 @@ void check_keys(const std::string& layout, std::size_t number, const json& entry
         fail_entry(layout, number, "no \"file\"", "the name of a picture");
 }
 
+// A whole number from least to most; `otherwise` where there is none, if that is allowed.
+int size_of(const std::string& layout, std::size_t number, const json& entry, const char* key, int most,
+            std::optional<int> otherwise)
+{
+    if (!entry.contains(key) && otherwise)
+        return *otherwise;
+    const json value = entry.value(key, json());
+    const double real = value.is_number() ? value.get<double>() : 0;
+    if (!(real >= 1 && real <= most) || std::floor(real) != real)
+        fail_entry(layout, number, concat("\"", key, "\": ", shown(value)), concat("a whole number from 1 to ", most));
+    return static_cast<int>(real);
+}
+
+std::optional<ImageInfo> told_of(const std::string& layout, std::size_t number, const json& entry)
+{
+    if (!entry.contains("width") && !entry.contains("height"))
+        return std::nullopt;
+    ImageInfo info;
+    info.width = size_of(layout, number, entry, "width", std::numeric_limits<std::int32_t>::max(), std::nullopt);
+    info.height = size_of(layout, number, entry, "height", std::numeric_limits<std::int32_t>::max(), std::nullopt);
+    info.channels = size_of(layout, number, entry, "channels", 3, 3);
+    info.bits = size_of(layout, number, entry, "bits", 16, 8);
+    if (info.channels == 2 || (info.bits != 8 && info.bits != 16))
+        fail_entry(layout, number, concat(info.channels, " channels of ", info.bits, " bit"), "1 or 3 of 8 or 16");
+    return info;
+}
+
 // Refuses objects that have a key twice: the library would keep the last one without a word.
 class DuplicateFinder
 {
@@ -201,6 +228,7 @@ std::vector<PlacedInput> read_layout(const std::string& name, std::vector<std::s
         if (entry.contains("x") || entry.contains("y"))
             input.position =
                 Offset{number_of(name, i + 1, entry, "x", notes), number_of(name, i + 1, entry, "y", notes)};
+        input.told = told_of(name, i + 1, entry);
         inputs.push_back(input);
     }
     return inputs;

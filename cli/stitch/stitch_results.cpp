@@ -3,6 +3,7 @@
 
 #include "cli/base/errors.h"
 #include "cli/base/system_info.h"
+#include "cli/stitch/plan_cost.h"
 
 #include <algorithm>
 #include <cstdio>
@@ -156,6 +157,11 @@ void print_estimate(const PanoramaJob& job)
     PanovalMosaicEstimate estimate{};
     job.mosaic.check(panoval_mosaic_estimate(job.mosaic.get(), &estimate));
     const PanovalMosaicLayout& layout = job.layout;
+    const OutputTiles tiles = output_tiles(job);
+    const std::string& list = job.options.tiles;
+    const PlanCost cost =
+        cost_of(job, tiles, list.empty() ? std::vector<std::int64_t>() : parse_tiles(list, tiles.count()));
+    const double reads = static_cast<double>(cost.picture_reads) / static_cast<double>(layout.pictures);
     const Json json = {{"width", layout.width},
                        {"height", layout.height},
                        {"channels", layout.channels},
@@ -165,7 +171,7 @@ void print_estimate(const PanoramaJob& job)
                        {"images", layout.pictures},
                        {"overlapping_pairs", layout.overlaps},
                        {"bands", job.blend == "multiband" ? Json(layout.bands) : Json(nullptr)},
-                       {"tiles", layout.tiles},
+                       {"tiles", tiles.count()},
                        {"tile_width", layout.tile_width},
                        {"tile_height", layout.tile_height},
                        {"threads", estimate.threads},
@@ -174,18 +180,32 @@ void print_estimate(const PanoramaJob& job)
                        {"scratch_bytes", estimate.scratch_file},
                        {"panorama_bytes", estimate.panorama_bytes},
                        {"decodes_per_picture", estimate.decodes},
-                       {"processor_seconds", estimate.seconds}};
+                       {"processor_seconds", estimate.seconds},
+                       {"tasks",
+                        {{"count", cost.tiles},
+                         {"picture_reads", cost.picture_reads},
+                         {"bytes_read", cost.read_bytes},
+                         {"bytes_decoded", cost.decoded_bytes},
+                         {"bytes_written", cost.written_bytes},
+                         {"core_hours", cost.hours()},
+                         {"core_hours_blending", cost.blending_hours},
+                         {"core_hours_reading", cost.reading_hours},
+                         {"core_hours_writing", cost.writing_hours}}}};
     const ResultLines lines = {
         {"size", size_in_words(job)},
         {"images", concat(layout.pictures, ", ", layout.overlaps, layout.overlaps == 1 ? " overlap" : " overlaps")},
         {"blending", blend_in_words(job)},
-        {"tiles", concat(layout.tiles, " of ", layout.tile_width, " x ", layout.tile_height, " pixels on ",
+        {"tiles", concat(tiles.count(), " of ", layout.tile_width, " x ", layout.tile_height, " pixels on ",
                          estimate.threads, estimate.threads == 1 ? " thread" : " threads")},
         {"memory", concat(megabytes(estimate.memory), ", ", megabytes(estimate.least_memory), " at least")},
         {"disk", concat(megabytes(estimate.panorama_bytes), " of samples, ", megabytes(estimate.scratch_file),
                         " in a temporary file")},
         {"time",
-         concat("about ", fixed(estimate.seconds, 1), " s of one processor, besides reading and writing files")}};
+         concat("about ", fixed(estimate.seconds, 1), " s of one processor, besides reading and writing files")},
+        {"as tasks",
+         concat(cost.tiles, cost.tiles == 1 ? " tile by itself" : " tiles, each by itself", ": ",
+                fixed(cost.hours(), 2), " hours of a core, ", megabytes(cost.read_bytes), " read (", fixed(reads, 1),
+                " times each picture), ", megabytes(cost.written_bytes), " written before compression")}};
     print_results(job.options.common, json, lines);
 }
 

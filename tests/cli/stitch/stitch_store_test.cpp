@@ -222,6 +222,39 @@ TEST_F(StitchStore, OtherPlansAndPicturesAreRefusedByName)
     EXPECT_FALSE(file_exists(in_folder("new.zarr")));
 }
 
+TEST_F(StitchStore, ADryRunCountsWhatTasksRead)
+{
+    // 3 x 1 pictures of 300 x 200, every 200 pixels, that need not be there
+    write_text("places.json", R"([{"file": "a.jpg", "x": 0, "y": 0, "width": 300, "height": 200},
+                                  {"file": "b.jpg", "x": 200, "y": 0, "width": 300, "height": 200},
+                                  {"file": "c.jpg", "x": 400, "y": 0, "width": 300, "height": 200}])");
+    const auto dry_run = [&](std::vector<std::string> more) {
+        more.insert(more.begin(), {"--layout", in_folder("places.json"), "-o", in_folder("a.zarr"), "--json",
+                                   "--dry-run", "--bands", "1", "--tile-size", "100"});
+        const Outcome outcome = stitch(more);
+        EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+        return Json::parse(outcome.out);
+    };
+    Json json = dry_run({});
+    EXPECT_EQ(json["tiles"], 14);
+    EXPECT_EQ(json["tasks"]["count"], 14);
+    // with a reach of 4 pixels the first and the last picture are needed by 4 columns of 2 tiles, the middle one by 5
+    EXPECT_EQ(json["tasks"]["picture_reads"], 2 * (4 + 5 + 4));
+    EXPECT_EQ(json["tasks"]["bytes_read"], 26 * 300 * 200 * 3);
+    EXPECT_EQ(json["tasks"]["bytes_written"], 700 * 200 * 3);
+    EXPECT_GT(json["tasks"]["core_hours"], 0.0);
+    json = dry_run({"--tile", "0,7,13", "--alpha"});
+    EXPECT_EQ(json["tasks"]["picture_reads"], 3) << "corners show a picture each";
+    EXPECT_EQ(json["tasks"]["bytes_written"], 3 * 100 * 100 * 4);
+    EXPECT_FALSE(file_exists(in_folder("a.zarr")));
+    EXPECT_EQ(stitch({"--layout", in_folder("places.json"), "-o", in_folder("a.zarr")}).exit_code, 3) << "not there";
+    shoot("a.jpg", 0, 0, 301, 200);
+    const Outcome outcome = stitch({"--layout", in_folder("places.json"), "-o", in_folder("a.zarr")});
+    EXPECT_TRUE(contains(outcome.err, "expected 300 x 200 pixels, 3 channels, 8 bit as the layout says"));
+    write_text("bad.json", R"([{"file": "a.jpg", "x": 0, "y": 0, "width": 0, "height": 200}])");
+    EXPECT_EQ(stitch({"--layout", in_folder("bad.json"), "-o", in_folder("a.zarr"), "--dry-run"}).exit_code, 3);
+}
+
 TEST_F(StitchStore, OddCommandLinesAreExplained)
 {
     make_plan("plan.json", "64");
