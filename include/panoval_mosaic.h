@@ -140,7 +140,7 @@ typedef enum PanovalMosaicGains {
 /** What the engine is to do. A record of zeros has all defaults. */
 typedef struct PanovalMosaicOptions {
     uint64_t memory;      /**< bytes for pictures, tiles and output together; 0 = 512 MiB */
-    int64_t wrap;         /**< width of the canvas in pixels where its left and right edge meet; 0 = they do not */
+    int64_t wrap;         /**< width of the canvas in pixels where its edges meet, with seams alone; 0 = they do not */
     int32_t threads;      /**< at most so many; 0 = one for each processor */
     int32_t bands;        /**< of multi-band blending, 1 to 30, an upper limit; 0 = chosen from the overlaps */
     int32_t blend;        /**< a PanovalMosaicBlend */
@@ -291,8 +291,8 @@ typedef struct PanovalMosaicEstimate {
     uint64_t picture_bytes;  /**< of all pictures' samples and masks as they are asked for */
     uint64_t panorama_bytes; /**< of the panorama's samples */
     double decodes;          /**< how often each picture is asked for, on average */
-    double seconds;          /**< of one processor at 25 million pixels of the canvas a second; the host's own time,
-                                  e.g. for decoding, comes on top */
+    double seconds;          /**< of one processor, at 35 million pixels of the canvas a second, 20 without seams;
+                                  the host's own time, e.g. for decoding, comes on top */
     int32_t threads;         /**< that the budget feeds */
     int32_t reserved;        /**< zero */
 } PanovalMosaicEstimate;
