@@ -84,6 +84,8 @@ void TileLevels::clear(int i, const RowSpans& spans)
     const Interval rows = spans.rows();
     for (std::int64_t y = rows.first; y < rows.end; ++y) {
         const Interval columns = spans.at(y);
+        if (columns.is_empty())
+            continue;
         std::fill_n(sums(i, y) + (columns.first - all.first) * channels_, columns.length() * channels_, 0.0f);
     }
 }
