@@ -20,7 +20,7 @@ namespace
 {
 
 constexpr std::size_t kMostRays = 64;
-constexpr double kFewRays = 16;         // up to this mean radius half of them do
+constexpr double kFewRays = 64;         // up to this mean radius half of them do
 constexpr std::size_t kMostSteps = 129; // places of a ray; wider searches take longer steps
 constexpr double kStep = 0.5;           // pixels between places, at least
 constexpr double kProximity = 0.5;      // what an edge at the end of a ray counts, against one at the start
