@@ -116,9 +116,13 @@ std::vector<double> noise_of_pictures(std::size_t pictures, const std::vector<Fa
         for (const BlockShift& block : fact.blocks) {
             if (!block.fit.is_valid || block.step > 1)
                 continue;
-            const double most = is_matched(block) ? 0.5 * block.fit.residual : 1e9;
-            of_picture[fact.verdict.first].push_back(std::min(block.noise_first, most));
-            of_picture[fact.verdict.second].push_back(std::min(block.noise_second, most));
+            // The rest is the other one's, which may be less than half of it.
+            const auto at_most = [&](double other) {
+                const double residual = block.fit.residual;
+                return is_matched(block) ? std::max(0.5 * residual, residual - other) : 1e9;
+            };
+            of_picture[fact.verdict.first].push_back(std::min(block.noise_first, at_most(block.noise_second)));
+            of_picture[fact.verdict.second].push_back(std::min(block.noise_second, at_most(block.noise_first)));
             if (is_matched(block)) {
                 of_all.push_back(of_picture[fact.verdict.first].back());
                 of_all.push_back(of_picture[fact.verdict.second].back());
@@ -138,6 +142,7 @@ void measure_sharpness(const std::vector<BlockShift>& blocks, const KnownNoise& 
     constexpr double kNoiseInDetail = 0.143; // of the variance of noise in prepared patches
     constexpr double kClearly = 0.5;         // of the noise
     constexpr double kShared = 0.85;
+    constexpr double kLeastNoise = 0.001; // level squared
     double first = 0;
     double second = 0;
     double shared = 0;
@@ -149,21 +154,39 @@ void measure_sharpness(const std::vector<BlockShift>& blocks, const KnownNoise& 
         first += block.detail_first;
         second += block.detail_second;
         shared += block.detail_shared;
-        noise_first += kNoiseInDetail * std::min(noise.first, block.noise_first);
-        noise_second += kNoiseInDetail * std::min(noise.second, block.noise_second);
+        noise_first += kNoiseInDetail * noise.first;
+        noise_second += kNoiseInDetail * noise.second;
     }
-    const double clean_first = first - noise_first;
-    const double clean_second = second - noise_second;
+    // Noise may be more than the calm places say, as where it grows with the light: what both have beyond what they
+    // share is noise, in proportion. One that is not sharp has next to nothing beyond.
+    const double grown = std::max(1.0, std::min((first - shared) / std::max(noise_first, kLeastNoise),
+                                                (second - shared) / std::max(noise_second, kLeastNoise)));
+    const double clean_first = first - grown * noise_first;
+    const double clean_second = second - grown * noise_second;
     const double sharper = std::max(clean_first, clean_second);
     const double softer = std::max(0.0, std::min(clean_first, clean_second));
     // What is not sharp shares less with the other picture, too; a wrong idea of its noise would not change that.
-    if (sharper < kClearly * std::max(noise_first, noise_second) + 0.001 || shared > kShared * sharper)
+    if (sharper < kClearly * grown * std::max(noise_first, noise_second) + 0.001 || shared > kShared * sharper)
         return;
     const double ratio = std::sqrt(softer / sharper);
     verdict.sharpness = clean_second < clean_first ? ratio : 1 / std::max(ratio, 0.01);
 }
 
-void settle_overlap(Facts& facts, const std::vector<double>& noise_of_picture)
+// What is known of the noise, made as large as that of the other picture would be after this one's gain: calm places of
+// a dark picture, where samples end at black, show too little of it.
+KnownNoise with_gains(const KnownNoise& noise, const Layout& layout, const Corrections& corrections,
+                      const OverlapVerdict& verdict)
+{
+    const ChannelGains& first = corrections.gains[verdict.first];
+    const ChannelGains& second = corrections.gains[verdict.second];
+    const std::size_t green = layout.channels < 3 ? 0 : 1;
+    const double ratio = second[green] / first[green];
+    return {std::max(noise.first, noise.second / (ratio * ratio)),
+            std::max(noise.second, noise.first * (ratio * ratio))};
+}
+
+void settle_overlap(Facts& facts, const Layout& layout, const Corrections& corrections,
+                    const std::vector<double>& noise_of_picture)
 {
     OverlapVerdict& verdict = facts.verdict;
     const KnownNoise noise{noise_of_picture[verdict.first], noise_of_picture[verdict.second]};
@@ -178,7 +201,7 @@ void settle_overlap(Facts& facts, const std::vector<double>& noise_of_picture)
         verdict.displacement.reset();
     if (found.empty)
         verdict.empty = *found.empty ? verdict.second : verdict.first;
-    measure_sharpness(facts.blocks, noise, verdict);
+    measure_sharpness(facts.blocks, with_gains(noise, layout, corrections, verdict), verdict);
 }
 
 std::vector<Facts> measure_all(const PictureSource& source, const std::vector<Overlap>& overlaps, const SeamMap& seams,
@@ -204,7 +227,7 @@ Verdict judge(const Layout& layout, const std::vector<Overlap>& overlaps, const 
     const std::vector<double> noise = noise_of_pictures(layout.pictures.size(), facts);
     Verdict verdict;
     for (Facts& fact : facts) {
-        settle_overlap(fact, noise);
+        settle_overlap(fact, layout, corrections, noise);
         verdict.overlaps.push_back(std::move(fact.verdict));
     }
     verdict.groups = connected_groups(layout.pictures.size(), verdict.overlaps);
