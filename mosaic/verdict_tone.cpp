@@ -95,14 +95,33 @@ ToneModel::ToneModel(const OverlapCells& cells)
     }
 }
 
-ToneModel::Terms ToneModel::terms(std::size_t cell, std::size_t c, const Channel& channel) const
+ToneModel::Terms ToneModel::terms(std::size_t cell, double level, const Channel& channel) const
 {
     const double u = across_[cell % cells_.width];
     const double v = down_[cell / cells_.width];
     // Rare levels may be those of a thing that moved, which is no matter of curves.
-    const double level =
-        (std::clamp(cells_.level(cell, c), channel.lowest, channel.highest) - channel.mean_level) / channel.level_scale;
-    return {1, u, v, u * u, u * v, v * v, level, level * level - 1};
+    const double scaled =
+        (std::clamp(level, channel.lowest, channel.highest) - channel.mean_level) / channel.level_scale;
+    return {1, u, v, u * u, u * v, v * v, scaled, scaled * scaled - 1};
+}
+
+// The mean level of the cells around one: the cell's own has noise that its difference has, too, and where one picture
+// has more of it than the other, differences would seem to depend on the level.
+double ToneModel::level_around(std::size_t cell, std::size_t c) const
+{
+    const std::size_t x = cell % cells_.width;
+    const std::size_t y = cell / cells_.width;
+    double sum = 0;
+    double count = 0;
+    for (std::size_t v = y - std::min<std::size_t>(y, 1); v <= std::min(y + 1, cells_.height - 1); ++v)
+        for (std::size_t u = x - std::min<std::size_t>(x, 1); u <= std::min(x + 1, cells_.width - 1); ++u) {
+            const std::size_t i = v * cells_.width + u;
+            if (i == cell || cells_.known[i] == 0)
+                continue;
+            sum += cells_.level(i, c);
+            count += 1;
+        }
+    return count > 0 ? sum / count : cells_.level(cell, c);
 }
 
 void ToneModel::surface_row(double x, double y, double step, std::span<double> out) const
@@ -128,7 +147,7 @@ void ToneModel::scale_levels(const std::vector<std::size_t>& sample, std::size_t
     std::vector<double> levels;
     levels.reserve(sample.size());
     for (const std::size_t cell : sample)
-        levels.push_back(cells_.level(cell, c));
+        levels.push_back(level_around(cell, c));
     std::sort(levels.begin(), levels.end());
     channel.mean_level = levels[levels.size() / 2];
     channel.lowest = levels[levels.size() / kRare];
@@ -142,7 +161,7 @@ ToneModel::Samples ToneModel::gather(const std::vector<std::size_t>& sample, std
     Samples samples;
     samples.rest.resize(sample.size());
     for (const std::size_t cell : sample) {
-        samples.terms.push_back(terms(cell, c, channel));
+        samples.terms.push_back(terms(cell, level_around(cell, c), channel));
         samples.differences.push_back(cells_.difference(cell, c));
     }
     return samples;

@@ -56,7 +56,8 @@ private:
         std::vector<double> rest; // what the fit leaves of them
     };
 
-    Terms terms(std::size_t cell, std::size_t c, const Channel& channel) const;
+    Terms terms(std::size_t cell, double level, const Channel& channel) const;
+    double level_around(std::size_t cell, std::size_t c) const;
     void scale_levels(const std::vector<std::size_t>& sample, std::size_t c, Channel& channel) const;
     Samples gather(const std::vector<std::size_t>& sample, std::size_t c, const Channel& channel) const;
     static void fit(Samples& samples, Channel& channel);
