@@ -158,7 +158,8 @@ MayBeEmpty find_empty(const OverlapCells& cells)
 ShiftVote vote(const std::vector<BlockShift>& blocks, const KnownNoise& noise, const MayBeEmpty& may_be_empty)
 {
     constexpr double kTelling = 4;    // times chance: what a correlation must lack to be noticed
-    constexpr double kVisible = 0.06; // levels squared, of prepared patches: less has no say
+    constexpr double kVisible = 0.25; // levels squared, of prepared patches: less has no say; coding may be all of it
+    constexpr double kPlain = 0.5;    // likewise: what nobody would miss is not said to be missing
     constexpr double kOfExpected = 0.3;
     ShiftVote result;
     std::vector<Voter> voters;
@@ -174,7 +175,7 @@ ShiftVote vote(const std::vector<BlockShift>& blocks, const KnownNoise& noise, c
         const double variances = block.fit.variance_first * block.fit.variance_second;
         const double expected = variances > 0 ? std::sqrt(seen.first * seen.second / variances) : 0;
         const bool is_telling = expected - std::max(block.fit.correlation, 0.0) > kTelling * chance_at(block) &&
-                                std::min(seen.first, seen.second) > kVisible;
+                                std::min(seen.first, seen.second) > kPlain;
         if (is_matched(block) && block.fit.correlation > kOfExpected * expected &&
             std::min(block.fit.variance_first, block.fit.variance_second) > kVisible) {
             voters.push_back(make_voter(block));

@@ -106,6 +106,19 @@ double median_of(std::vector<double> values)
     return *middle;
 }
 
+// The noise of a block, no more than what remains of it where it fits; the other block may have less than half of that.
+double most_noise(const BlockShift& block, bool is_second)
+{
+    const double own = is_second ? block.noise_second : block.noise_first;
+    const double other = is_second ? block.noise_first : block.noise_second;
+    if (!is_matched(block))
+        return own;
+    const ShiftFit& fit = block.fit;
+    const double covariance = fit.correlation * std::sqrt(fit.variance_first * fit.variance_second);
+    const double both = fit.variance_first + fit.variance_second - 2 * covariance;
+    return std::min(own, std::max(0.5 * fit.residual, both - other));
+}
+
 // The noise of each picture's prepared patches: no block shows more of it than what remains between two pictures that
 // fit.
 std::vector<double> noise_of_pictures(std::size_t pictures, const std::vector<Facts>& facts)
@@ -116,13 +129,8 @@ std::vector<double> noise_of_pictures(std::size_t pictures, const std::vector<Fa
         for (const BlockShift& block : fact.blocks) {
             if (!block.fit.is_valid || block.step > 1)
                 continue;
-            // The rest is the other one's, which may be less than half of it.
-            const auto at_most = [&](double other) {
-                const double residual = block.fit.residual;
-                return is_matched(block) ? std::max(0.5 * residual, residual - other) : 1e9;
-            };
-            of_picture[fact.verdict.first].push_back(std::min(block.noise_first, at_most(block.noise_second)));
-            of_picture[fact.verdict.second].push_back(std::min(block.noise_second, at_most(block.noise_first)));
+            of_picture[fact.verdict.first].push_back(most_noise(block, false));
+            of_picture[fact.verdict.second].push_back(most_noise(block, true));
             if (is_matched(block)) {
                 of_all.push_back(of_picture[fact.verdict.first].back());
                 of_all.push_back(of_picture[fact.verdict.second].back());
@@ -154,8 +162,8 @@ void measure_sharpness(const std::vector<BlockShift>& blocks, const KnownNoise& 
         first += block.detail_first;
         second += block.detail_second;
         shared += block.detail_shared;
-        noise_first += kNoiseInDetail * noise.first;
-        noise_second += kNoiseInDetail * noise.second;
+        noise_first += kNoiseInDetail * std::max(noise.first, most_noise(block, false));
+        noise_second += kNoiseInDetail * std::max(noise.second, most_noise(block, true));
     }
     // Noise may be more than the calm places say, as where it grows with the light: what both have beyond what they
     // share is noise, in proportion. One that is not sharp has next to nothing beyond.

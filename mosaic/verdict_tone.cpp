@@ -215,8 +215,12 @@ void ToneModel::measure_curve(const Samples& samples, Channel& channel)
         mean += part;
         fitting += 1;
     }
-    if (fitting > 0)
-        channel.curve = std::sqrt(std::max(0.0, curve / fitting - mean / fitting * (mean / fitting)));
+    if (fitting <= 0)
+        return;
+    // Two terms fitted to noise alone have a variance of two pixels' among all; four standard deviations do not count.
+    const double by_chance = 16 * 2 * channel.spread * channel.spread / fitting;
+    const double variance = curve / fitting - mean / fitting * (mean / fitting);
+    channel.curve = std::sqrt(std::max(0.0, variance - by_chance));
 }
 
 void ToneModel::at_row(std::size_t y, std::size_t c, std::span<double> out) const

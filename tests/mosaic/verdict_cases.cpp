@@ -140,7 +140,7 @@ private:
     {
         Expected& expected = result_.expected;
         expected = {false, true, true, {made_.culprit}, true};
-        for (const char* harmless : {"none", "noise", "exposures", "coding", "masks"})
+        for (const char* harmless : {"none", "noise", "unequal", "dim", "exposures", "coding", "masks"})
             if (is_fault(harmless))
                 expected = only_good();
         if (is_fault("vignetting"))
@@ -180,9 +180,16 @@ private:
         } else if (is_fault("blur")) {
             culprit().blur = 2.5;
         }
-        for (Cut& cut : cuts_) {
+        for (std::size_t i = 0; i < cuts_.size(); ++i) {
+            Cut& cut = cuts_[i];
+            if (is_fault("dim")) { // and every other one exposed longer, with noise that black ends
+                cut.gain = i % 2 == 1 ? 0.16 : 0.1;
+                cut.noise = 1.5;
+            }
             if (is_fault("noise"))
                 cut.noise = 12;
+            if (is_fault("unequal")) // the noise of the pictures
+                cut.noise = std::array<double, 4>{0.5, 2, 4, 8}[static_cast<std::size_t>(random_.integer(0, 3))];
             if (is_fault("coding"))
                 cut.coding = 6;
             if (is_fault("exposures"))
@@ -233,8 +240,9 @@ std::vector<std::string> verdict_scenes()
 
 std::vector<std::string> verdict_faults()
 {
-    return {"none",  "noise", "exposures", "coding", "masks",   "vignetting", "shift1", "shift2", "shift3", "shift6",
-            "thing", "gap",   "gamma",     "blur",   "swapped", "twice",      "black",  "blank",  "turned", "negative"};
+    return {"none",    "noise",  "unequal", "dim",    "exposures", "coding",  "masks", "vignetting",
+            "shift1",  "shift2", "shift3",  "shift6", "thing",     "gap",     "gamma", "blur",
+            "swapped", "twice",  "black",   "blank",  "turned",    "negative"};
 }
 
 VerdictCase make_verdict_case(const std::string& scene, const std::string& fault, std::uint64_t seed)

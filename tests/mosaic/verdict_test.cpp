@@ -38,9 +38,9 @@ TEST_P(EveryFault, IsJudgedRightly)
 }
 
 INSTANTIATE_TEST_SUITE_P(Verdict, EveryFault,
-                         testing::Values("none", "noise", "exposures", "coding", "masks", "vignetting", "shift1",
-                                         "shift2", "shift3", "shift6", "thing", "gap", "gamma", "blur", "swapped",
-                                         "twice", "black", "blank", "turned", "negative"),
+                         testing::Values("none", "noise", "unequal", "dim", "exposures", "coding", "masks",
+                                         "vignetting", "shift1", "shift2", "shift3", "shift6", "thing", "gap", "gamma",
+                                         "blur", "swapped", "twice", "black", "blank", "turned", "negative"),
                          [](const auto& fault) { return std::string(fault.param); });
 
 TEST(Verdict, MeasuresDisplacementsToASeventhOfAPixel)
