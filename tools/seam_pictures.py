@@ -40,7 +40,7 @@ def make_shots(make_scene, folder):
     right = min(shot["x"] + size[0] for shot, size in zip(shots, sizes))
     x, y = (left + right) // 2, shots[0]["y"] + sizes[0][1] - 120
     path = os.path.join(folder, shots[0]["file"])
-    picture = Image.open(path).convert("RGB")
+    picture = Image.open(path)
     stand(picture, x - shots[0]["x"], y - shots[0]["y"])
     picture.save(path)
     shots[1]["y"] += 1
