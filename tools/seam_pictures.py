@@ -38,7 +38,7 @@ def make_shots(make_scene, folder):
     sizes = [Image.open(os.path.join(folder, shot["file"])).size for shot in shots]
     left = max(shot["x"] for shot in shots)
     right = min(shot["x"] + size[0] for shot, size in zip(shots, sizes))
-    x, y = (left + right) // 2, shots[0]["y"] + sizes[0][1] - 120
+    x, y = (left + right) // 2 - 26, shots[0]["y"] + sizes[0][1] - 120
     path = os.path.join(folder, shots[0]["file"])
     picture = Image.open(path)
     stand(picture, x - shots[0]["x"], y - shots[0]["y"])
