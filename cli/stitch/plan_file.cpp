@@ -100,6 +100,7 @@ public:
             fail(concat("no number \"", key, "\" from ", least, " to ", most));
         return found->get<std::int64_t>();
     }
+    bool has(const char* key) const { return json_.contains(key); }
     bool flag(const char* key) const
     {
         const auto found = json_.find(key);
@@ -149,6 +150,8 @@ PlacedLayer layer_of(const Entry& entry, const std::filesystem::path& folder)
         entry.fail("channels or bits that no picture has");
     layer.info.has_alpha = entry.flag("alpha");
     layer.fingerprint = entry.text("fingerprint", false);
+    if (entry.has("held_bytes"))
+        layer.held_bytes = static_cast<std::uint64_t>(entry.number("held_bytes", 0, kFarthest));
     return layer;
 }
 
@@ -175,6 +178,8 @@ Json files_for_plan(const PanoramaPlan& plan, const std::string& plan_name)
                                         {"exclude", layer.exclude}})
             if (!file.empty())
                 entry[key] = relative_name(file, folder);
+        if (layer.held_bytes)
+            entry["held_bytes"] = *layer.held_bytes;
         files.push_back(std::move(entry));
     }
     return {{"version", kFilesVersion}, {"list", std::move(files)}};
