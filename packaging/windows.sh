@@ -33,8 +33,7 @@ for library in "$stage/$name"/bin/*.dll; do
     base=$(basename "$library" .dll)
     {
         printf 'LIBRARY %s.dll\nEXPORTS\n' "$base"
-        x86_64-w64-mingw32-objdump -p "$library" | sed -n '/^\[Ordinal\/Name Pointer\] Table/,/^$/s/^.*\] .* \([A-Za-z_]\)/    \1/p' |
-            awk '{print "    " $NF}' | sort -u
+        x86_64-w64-mingw32-objdump -p "$library" | sed -n 's/^\t\[ *[0-9]*\] \([A-Za-z_][A-Za-z_0-9]*\)$/    \1/p' | sort -u
     } >"$stage/$name/lib/$base.def"
     llvm-dlltool-14 -m i386:x86-64 -d "$stage/$name/lib/$base.def" -D "$base.dll" -l "$stage/$name/lib/$base.lib"
 done
