@@ -7,6 +7,7 @@
 #include "image/text.h"
 
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -18,6 +19,16 @@ namespace panoval::image
 
 namespace
 {
+
+std::atomic<std::uint64_t> most_pixels{kUsualMostPixels};
+
+void check_pixels(const std::string& name, const ImageInfo& info)
+{
+    const std::uint64_t most = most_pixels;
+    if (most != 0 && info.pixels() > most)
+        fail_input(name, concat("a picture of ", info.width, " x ", info.height, " pixels"),
+                   concat("at most ", most, " (--max-pixels)"));
+}
 
 const char* const kKnownFormats = "PNG, TIFF, JPEG or PNM";
 
@@ -148,10 +159,18 @@ bool starts_as_picture(const std::string& name)
     return file != nullptr && format_of(first_bytes(file.get())) != nullptr;
 }
 
+void set_most_pixels(std::uint64_t pixels)
+{
+    most_pixels = pixels;
+}
+
 std::vector<ImageInfo> probe_image(const std::string& name)
 {
     InputFile file = open_image(name);
-    return known_format_of(file).probe(file);
+    std::vector<ImageInfo> layers = known_format_of(file).probe(file);
+    for (const ImageInfo& layer : layers)
+        check_pixels(name, layer);
+    return layers;
 }
 
 std::unique_ptr<RowReader> open_rows(const std::string& name, std::size_t layer)
@@ -166,6 +185,7 @@ Image read_image(const std::string& name, std::size_t layer)
 {
     StoredPicture stored = open_stored(name, layer);
     check_image_size(name, stored.rows->info());
+    check_pixels(name, stored.rows->info());
     return read_stored(stored, name);
 }
 

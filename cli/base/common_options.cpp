@@ -2,6 +2,7 @@
 #include "cli/base/common_options.h"
 
 #include "cli/base/errors.h"
+#include "image/image_read.h"
 #include "image/standard_streams.h"
 
 #include <CLI/CLI.hpp>
@@ -26,6 +27,11 @@ void add_common_options(CLI::App& command, CommonOptions& options)
             "Progress bar on standard error: auto (default), when it is a terminal; never; always")
         ->check(CLI::IsMember({"auto", "never", "always"}))
         ->type_name("WHEN");
+    command
+        .add_option_function<std::uint64_t>(
+            "--max-pixels", [](std::uint64_t pixels) { image::set_most_pixels(pixels); },
+            concat("Refuse pictures of more pixels; 0: take any (default ", image::kUsualMostPixels, ")"))
+        ->type_name("N");
 }
 
 void print_results(const CommonOptions& options, const Json& json, const ResultLines& lines)
