@@ -283,6 +283,18 @@ bool vanishing_line(const double* homography, double* line) noexcept
 
 using namespace panoval::measure;
 
+namespace
+{
+
+// Numbers near the ends of their range lead beyond it.
+bool is_finite(const PanovalMeasurePoint& point)
+{
+    return are_finite(&point.x, 1) && are_finite(&point.y, 1) && are_finite(&point.var_x, 1) &&
+           are_finite(&point.cov_xy, 1) && are_finite(&point.var_y, 1);
+}
+
+} // namespace
+
 extern "C" {
 
 PANOVAL_MEASURE_API int32_t panoval_measure_centre_by_homography(const PanovalMeasureEllipse* ellipse,
@@ -300,7 +312,7 @@ PANOVAL_MEASURE_API int32_t panoval_measure_centre_by_homography(const PanovalMe
     if (!vanishing_line(homography, line))
         return PANOVAL_MEASURE_BAD_HOMOGRAPHY;
     PanovalMeasurePoint found = {};
-    if (!centre_by_vanishing_line(*ellipse, covariance, line, found))
+    if (!centre_by_vanishing_line(*ellipse, covariance, line, found) || !is_finite(found))
         return PANOVAL_MEASURE_BAD_HOMOGRAPHY;
     *centre = found;
     return PANOVAL_MEASURE_OK;
@@ -331,6 +343,8 @@ PANOVAL_MEASURE_API int32_t panoval_measure_centre_by_focal_length(const Panoval
             return PANOVAL_MEASURE_BAD_ELLIPSE;
         found[i].centre.x = principal_x + focal_length * found[i].centre.x;
         found[i].centre.y = principal_y + focal_length * found[i].centre.y;
+        if (!is_finite(found[i].centre))
+            return PANOVAL_MEASURE_BAD_ELLIPSE;
         if (covariance == nullptr)
             continue;
         const auto locate = [&](const PanovalMeasureEllipse& other, Eigen::Vector2d& place) {
@@ -388,10 +402,13 @@ PANOVAL_MEASURE_API int32_t panoval_measure_centre_by_rings(const PanovalMeasure
                                                 return is_found;
                                             }),
                               covariance_inner);
-    *centre = {};
-    centre->x = outer->x + unit * place[0];
-    centre->y = outer->y + unit * place[1];
-    write_variance(variance, *centre);
+    PanovalMeasurePoint found = {};
+    found.x = outer->x + unit * place[0];
+    found.y = outer->y + unit * place[1];
+    write_variance(variance, found);
+    if (!is_finite(found))
+        return PANOVAL_MEASURE_NOT_CONCENTRIC;
+    *centre = found;
     return PANOVAL_MEASURE_OK;
 }
 
