@@ -18,8 +18,8 @@ namespace panoval::image
 // Whether there is a file that starts as pictures do, known ones or not, whatever its name.
 bool starts_as_picture(const std::string& name);
 
-// A small file may claim, and even hold, a picture that fills any memory. Pictures of more pixels are refused before any
-// is decoded, by probe_image and by read_image. 0 = no limit but that of a picture's sides.
+// A small file may claim, and even hold, a picture that fills any memory. Pictures of more pixels are refused before
+// any is decoded, by probe_image and by read_image. 0 = no limit but that of a picture's sides.
 inline constexpr std::uint64_t kUsualMostPixels = 1'000'000'000;
 void set_most_pixels(std::uint64_t pixels);
 
