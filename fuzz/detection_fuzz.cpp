@@ -52,8 +52,7 @@ void ellipses(Input& input)
     const int divisions = input.number(1, 4);
     const auto twin = reference::find_ellipse(pixels, width, height, min_pixels, max_rms, divisions);
     EllipseRegion* records = nullptr;
-    const std::int32_t count =
-        find_ellipse(pixels.data(), width, height, &records, min_pixels, static_cast<float>(max_rms), divisions);
+    const std::int32_t count = find_ellipse(pixels.data(), width, height, &records, min_pixels, max_rms, divisions);
     require(count == static_cast<std::int32_t>(twin.records.size()));
     for (std::int32_t i = 0; i < count; ++i) {
         const EllipseRegion& a = records[i];
