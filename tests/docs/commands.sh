@@ -1,7 +1,8 @@
 #!/bin/sh
 # Runs every command that the documentation shows, in a folder that has the pictures they name:
 # commands.sh BUILD SOURCE WORK
-# Shown are the lines of blocks marked sh. What cannot be run stands in not_run.txt with its reason, and nothing else may.
+# Shown are the blocks marked sh, each run as a script. A line that cannot be run stands in not_run.txt with its reason, and
+# nothing else may.
 set -eu
 build=$1
 source=$2
@@ -22,7 +23,10 @@ for folder in examples bench tools; do
     ln -s "$source/$folder" .
 done
 "$build/bin/make_scene" . >/dev/null
-cp layout.json places.json
+# More of the same beside it, so that there are tiles enough for tasks of a hundred.
+"${PYTHON:-python3}" -c 'import json
+places = json.load(open("layout.json"))
+print(json.dumps(places + [dict(place, x=place["x"] + 4000) for place in places]))' >places.json
 pictures=$(sed -n 's/.*"file": *"\([^"]*\)".*/\1/p' layout.json)
 # shellcheck disable=SC2086 # a list of words
 set -- $pictures
@@ -31,12 +35,32 @@ cp "$2" right.png
 panoval stitch -q -o panorama.png --layout layout.json
 "$build/bin/make_board" . panorama.png >/dev/null
 panoval smooth -q panorama.png -o photo.jpg
+# Tiles that other machines have made already.
+panoval stitch -q --layout places.json -o plan.json --plan-only
+tiles=$(panoval stitch --plan plan.json -o pano.zarr --dry-run --json | sed -n 's/^  "tiles": \([0-9]*\),/\1/p')
+panoval stitch -q --plan plan.json -o pano.zarr --tile "100-$((tiles - 1))"
 panoval threshold -q left.png -o scratches.png --level 1
 cp left.png old.png
 "${PYTHON:-python3}" bench/whole_program/make_layers.py .
 
-shown() { # FILE
-    awk '/^```/ {on = ($0 == "```sh"); next} on && NF {sub(/[ \t]+#.*$/, ""); print}' "$1"
+# A cluster of one machine: its number of the task, and what spreads tasks, here one after the other.
+SLURM_ARRAY_TASK_ID=0
+export SLURM_ARRAY_TASK_ID
+mkdir "$work/tools"
+PATH=$work/tools:$PATH
+cat >"$work/tools/parallel" <<'TEXT'
+#!/bin/sh
+while [ "$1" != panoval ]; do shift; done
+while IFS= read -r task; do
+    sh -c "$(echo "$*" | sed "s/{}/$task/")" || exit 1
+done
+TEXT
+chmod +x "$work/tools/parallel"
+
+# The blocks of a file as block-1, block-2 ...
+cut_blocks() { # FILE
+    rm -f block-*
+    awk '/^```/ {on = ($0 == "```sh"); n += on; next} on && NF {sub(/[ \t]+#.*$/, ""); print >("block-" n)}' "$1"
 }
 
 reason() { # FILE COMMAND
@@ -56,21 +80,26 @@ left=0
 for file in "$source"/*.md "$source"/docs/*.md "$source"/python/README.md; do
     file=${file#"$source/"}
     [ -e "$source/$file" ] || continue
-    shown "$source/$file" >commands
-    while IFS= read -r command <&3; do
-        why=$(reason "$file" "$command")
-        if [ -n "$why" ]; then
-            left=$((left + 1))
-            echo "$file: left out: $command ($why)"
-            continue
-        fi
-        run=$((run + 1))
-        if ! sh -c "$command" >said 2>&1 3<&-; then
-            echo "$file: this command fails: $command"
-            cat said
+    cut_blocks "$source/$file"
+    for block in block-*; do
+        [ -e "$block" ] || continue
+        : >script
+        while IFS= read -r command; do
+            why=$(reason "$file" "$command")
+            if [ -n "$why" ]; then
+                left=$((left + 1))
+                echo "$file: left out: $command ($why)"
+            else
+                run=$((run + 1))
+                echo "$command" >>script
+            fi
+        done <"$block"
+        if ! sh -e script >said 2>&1; then
+            echo "$file: these commands fail:"
+            cat script said
             status=1
         fi
-    done 3<commands
+    done
 done
 
 expected=$(grep -cv '^#' "$here/not_run.txt")
@@ -94,5 +123,5 @@ for name in $(cat "$source"/*.md "$source"/docs/*.md | grep -oE '`panoval [a-z]+
         status=1
     }
 done
-[ $status -eq 0 ] && echo "$run commands run, $left left out for a reason"
+[ $status -eq 0 ] && echo "$run lines of commands run, $left left out for a reason"
 exit $status
