@@ -34,6 +34,9 @@ constexpr std::uint64_t kFewTiles = 16; // for each thread
 
 constexpr double kLittleLonger = 1.15;
 
+// What a further thread takes besides its tile: a stack, a heap of its own with gaps, rows of a decoder.
+constexpr std::uint64_t kFurtherThread = std::uint64_t{6} << 20;
+
 // Pictures get at least this part of the budget where they need it: read too often they cost more than smaller tiles.
 constexpr std::uint64_t kStorePart = 3;
 
@@ -49,7 +52,7 @@ MemoryShares shares_without_store(const MemoryNeeds& needs, const TileGrid& grid
 {
     MemoryShares shares;
     shares.threads = threads;
-    shares.tile_bytes = threads * needs.scratch(grid.tile_width, grid.tile_height);
+    shares.tile_bytes = threads * needs.scratch(grid.tile_width, grid.tile_height) + (threads - 1) * kFurtherThread;
     shares.output_bytes = output_bytes(needs, grid, delivery, threads);
     shares.seam_bytes = needs.seam_bytes;
     return shares;
