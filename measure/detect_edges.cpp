@@ -2,9 +2,12 @@
 // Noise reaches a gradient of 4.5 deviations once in 25,000 pixels, of which few make a closed outline.
 #include "measure/detect_edges.h"
 
+#include "measure/edge_kernel.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <vector>
 
 namespace panoval::measure
 {
@@ -24,7 +27,6 @@ struct Step {
 // The neighbour towards which the picture becomes brighter.
 Step uphill(Gradient g) noexcept
 {
-    constexpr float kSlant = 0.41421356f; // tangent of 22.5 degrees
     const float ax = std::fabs(g.x);
     const float ay = std::fabs(g.y);
     return {ax < kSlant * ay ? 0 : (g.x > 0 ? 1 : -1), ay < kSlant * ax ? 0 : (g.y > 0 ? 1 : -1)};
@@ -55,29 +57,53 @@ bool is_flatter(const Scale& scale, std::int32_t x, std::int32_t y, Gradient g) 
     return other.x * g.x + other.y * g.y < kFlatter * squared(g);
 }
 
-bool is_edge(const Scale& scale, std::int32_t x, std::int32_t y) noexcept
+// Of a pixel that is the steepest one across the edge.
+bool ends_nearby(const Scale& scale, std::int32_t x, std::int32_t y) noexcept
 {
     const Gradient g = gradient_at(scale, x, y);
     const Step step = uphill(g);
-    const float here = squared(g);
-    return here >= squared_at(scale, x - step.x, y - step.y) && here > squared_at(scale, x + step.x, y + step.y) &&
-           is_flatter(scale, x - 2 * step.x, y - 2 * step.y, g) && is_flatter(scale, x + 2 * step.x, y + 2 * step.y, g);
+    return is_flatter(scale, x - 2 * step.x, y - 2 * step.y, g) && is_flatter(scale, x + 2 * step.x, y + 2 * step.y, g);
 }
 
-// Marks what is steep at all. Plain integers and floats, one pixel like the other.
-bool mark_steep_row(const std::uint16_t* above, const std::uint16_t* row, const std::uint16_t* below,
-                    std::int32_t width, float least_squared, std::uint8_t* marks)
+// Squared gradients of three rows at a time, those of the outermost rows 0.
+class SquareRows
 {
-    std::uint32_t any = 0;
-    for (std::int32_t x = 1; x < width - 1; ++x) {
-        const auto gx = static_cast<float>(row[x + 1] - row[x - 1]);
-        const auto gy = static_cast<float>(below[x] - above[x]);
-        const std::uint8_t mark = gx * gx + gy * gy > least_squared ? 1 : 0;
-        marks[x] = mark;
-        any |= mark;
+public:
+    SquareRows(const Scale& scale, float least)
+        : scale_(scale), least_(least), rows_(3 * static_cast<std::size_t>(scale.width))
+    {
+        if (scale.height > 2)
+            compute(1);
     }
-    return any != 0;
-}
+
+    // The row y and the ones beside it, for y = 1, 2, ...
+    EdgeRows advance_to(std::int32_t y)
+    {
+        compute(y + 1);
+        const std::uint16_t* const samples = scale_.samples.get() + scale_.at(0, y);
+        return {{samples - scale_.width, samples, samples + scale_.width}, {row(y - 1), row(y), row(y + 1)}};
+    }
+    bool is_steep(std::int32_t y) const noexcept { return is_steep_[y % 3]; }
+
+private:
+    float* row(std::int32_t y) noexcept { return rows_.data() + y % 3 * static_cast<std::ptrdiff_t>(scale_.width); }
+    void compute(std::int32_t y)
+    {
+        is_steep_[y % 3] = false;
+        if (y >= scale_.height - 1) {
+            std::fill_n(row(y), scale_.width, 0.0f);
+            return;
+        }
+        const std::uint16_t* const samples = scale_.samples.get() + scale_.at(0, y);
+        is_steep_[y % 3] = square_gradients(samples - scale_.width, samples, samples + scale_.width,
+                                            static_cast<std::size_t>(scale_.width), least_, row(y));
+    }
+
+    const Scale& scale_;
+    float least_;
+    std::vector<float> rows_;
+    bool is_steep_[3] = {};
+};
 
 } // namespace
 
@@ -88,14 +114,16 @@ void mark_edges(Scale& scale, double noise)
     const float least_squared = 4 * scale.edge_gradient * scale.edge_gradient; // of twice the gradient
     std::memset(scale.edges.get(), kNoEdge,
                 static_cast<std::size_t>(scale.width) * static_cast<std::size_t>(scale.height));
+    SquareRows squares(scale, least_squared);
+    const std::int32_t end = scale.width - 1;
     for (std::int32_t y = 1; y < scale.height - 1; ++y) {
-        const std::uint16_t* const row = scale.samples.get() + scale.at(0, y);
-        std::uint8_t* const marks = scale.edges.get() + scale.at(0, y);
-        if (!mark_steep_row(row - scale.width, row, row + scale.width, scale.width, least_squared, marks))
+        const EdgeRows rows = squares.advance_to(y);
+        if (!squares.is_steep(y))
             continue;
-        const std::int32_t end = scale.width - 1;
+        std::uint8_t* const marks = scale.edges.get() + scale.at(0, y);
+        mark_steepest(rows, static_cast<std::size_t>(scale.width), least_squared, marks);
         for (std::int32_t x = next_mark(marks, 1, end); x < end; x = next_mark(marks, x + 1, end))
-            if (!is_edge(scale, x, y))
+            if (!ends_nearby(scale, x, y))
                 marks[x] = kNoEdge;
     }
 }

@@ -6,6 +6,7 @@
 
 #include "core/numbers.h"
 #include "measure/picture.h"
+#include "measure/scale_kernel.h"
 
 #include <algorithm>
 #include <cmath>
@@ -59,19 +60,6 @@ void read_units(const PanovalMeasureImage& image, const UnitScale& units, std::i
         row[x] = to_units(scratch[x], units);
 }
 
-// 1 2 1 along a row, the last values repeated.
-void smooth_along(const std::uint16_t* row, std::size_t width, std::uint32_t* sums)
-{
-    if (width == 1) {
-        sums[0] = 4u * row[0];
-        return;
-    }
-    sums[0] = 3u * row[0] + row[1];
-    for (std::size_t x = 1; x + 1 < width; ++x)
-        sums[x] = static_cast<std::uint32_t>(row[x - 1]) + 2u * row[x] + row[x + 1];
-    sums[width - 1] = static_cast<std::uint32_t>(row[width - 2]) + 3u * row[width - 1];
-}
-
 // Smooths rows that `read` gives one after the other.
 template <class Read>
 void smooth_rows(Scale& scale, const Read& read)
@@ -90,12 +78,7 @@ void smooth_rows(Scale& scale, const Read& read)
         } else {
             sums[2] = sums[1];
         }
-        std::uint16_t* const out = scale.samples.get() + scale.at(0, y);
-        const std::uint32_t* const above = sums[0].data();
-        const std::uint32_t* const here = sums[1].data();
-        const std::uint32_t* const below = sums[2].data();
-        for (std::size_t x = 0; x < width; ++x)
-            out[x] = static_cast<std::uint16_t>((above[x] + 2u * here[x] + below[x] + 8u) >> 4);
+        smooth_down(sums[0].data(), sums[1].data(), sums[2].data(), width, scale.samples.get() + scale.at(0, y));
         sums[0].swap(sums[1]);
         sums[1].swap(sums[2]);
     }
@@ -110,17 +93,6 @@ bool make_scale(std::int32_t width, std::int32_t height, std::int32_t index, Sca
     scale.samples = allocate<std::uint16_t>(count);
     scale.edges = allocate<std::uint8_t>(count);
     return scale.samples != nullptr && scale.edges != nullptr;
-}
-
-void halve_row(const Scale& finer, std::int32_t y, std::int32_t width, std::uint16_t* row)
-{
-    const std::uint16_t* const above = finer.samples.get() + finer.at(0, 2 * y);
-    const std::uint16_t* const below = above + finer.width;
-    for (std::size_t x = 0; x < static_cast<std::size_t>(width); ++x) {
-        const std::uint32_t sum =
-            static_cast<std::uint32_t>(above[2 * x]) + above[2 * x + 1] + below[2 * x] + below[2 * x + 1];
-        row[x] = static_cast<std::uint16_t>((sum + 2u) >> 2);
-    }
 }
 
 // The median of the tile's absolute second differences, in units.
@@ -210,7 +182,10 @@ std::vector<Scale> scales_of(const PanovalMeasureImage& image, const UnitScale& 
         const Scale& finer = scales.back();
         if (!make_scale(finer.width / 2, finer.height / 2, finer.index + 1, next))
             return {};
-        smooth_rows(next, [&](std::int32_t y, std::uint16_t* row) { halve_row(finer, y, next.width, row); });
+        smooth_rows(next, [&](std::int32_t y, std::uint16_t* row) {
+            const std::uint16_t* const above = finer.samples.get() + finer.at(0, 2 * y);
+            halve_rows(above, above + finer.width, static_cast<std::size_t>(next.width), row);
+        });
         scales.push_back(std::move(next));
     }
     return scales;
