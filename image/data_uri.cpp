@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "image/data_uri.h"
 
+#include "image/base64.h"
+
 #include <png.h>
 
-#include <algorithm>
 #include <stdexcept>
 #include <vector>
 
@@ -28,27 +29,11 @@ std::vector<std::uint8_t> png_of(const Image& image)
     return file;
 }
 
-std::string base64(const std::vector<std::uint8_t>& bytes)
-{
-    static const char* const kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string text;
-    text.reserve((bytes.size() + 2) / 3 * 4);
-    for (std::size_t i = 0; i < bytes.size(); i += 3) {
-        const std::size_t count = std::min<std::size_t>(3, bytes.size() - i);
-        std::uint32_t group = 0;
-        for (std::size_t k = 0; k < 3; ++k)
-            group = (group << 8) | (k < count ? bytes[i + k] : 0u);
-        for (std::size_t k = 0; k < 4; ++k)
-            text += k <= count ? kAlphabet[(group >> (18 - 6 * k)) & 63u] : '=';
-    }
-    return text;
-}
-
 } // namespace
 
 std::string picture_data_uri(const Image& image)
 {
-    return "data:image/png;base64," + base64(png_of(image));
+    return "data:image/png;base64," + base64_of(png_of(image));
 }
 
 } // namespace panoval::image

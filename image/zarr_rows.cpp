@@ -40,6 +40,7 @@ public:
                           static_cast<std::int32_t>(std::min<std::int64_t>(array_.chunk_height, array_.height))))
     {
         info_ = store.info(level);
+        metadata_ = store.picture().metadata;
     }
 
     void read_rows(std::int32_t first, std::int32_t count, const Rows& to) override

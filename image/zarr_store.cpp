@@ -3,6 +3,7 @@
 
 #include "image/failure.h"
 #include "image/files.h"
+#include "image/metadata_json.h"
 #include "image/output_file.h"
 #include "image/text.h"
 
@@ -205,7 +206,7 @@ std::string ZarrStore::attributes() const
             {{"path", concat(level)}, {"coordinateTransformations", transformations(picture_.origin, level)}});
     const Json axes = Json::array(
         {{{"name", "c"}, {"type", "channel"}}, {{"name", "y"}, {"type", "space"}}, {{"name", "x"}, {"type", "space"}}});
-    const Json json = {
+    Json json = {
         {"multiscales",
          Json::array(
              {{{"version", "0.4"}, {"name", kName}, {"axes", axes}, {"datasets", datasets}, {"type", "mean"}}})},
@@ -220,6 +221,8 @@ std::string ZarrStore::attributes() const
           {"tiles", picture_.tiles},
           {"x", picture_.origin.x},
           {"y", picture_.origin.y}}}};
+    if (const Json metadata = json_of(picture_.metadata); !metadata.empty())
+        json["panoval"]["metadata"] = metadata;
     return json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
 }
 
@@ -248,7 +251,8 @@ ZarrStore ZarrStore::open(const std::string& name)
     const auto number = [&](const char* key) {
         return at(own, key).is_number_integer() ? at(own, key).get<std::int64_t>() : 0;
     };
-    store.picture_ = {store.arrays_[0], {number("x"), number("y")}, "", number("tiles")};
+    store.picture_ = {
+        store.arrays_[0], {number("x"), number("y")}, "", number("tiles"), metadata_of_json(at(own, "metadata"))};
     if (at(own, "plan").is_string())
         store.picture_.plan = at(own, "plan").get<std::string>();
     return store;

@@ -29,6 +29,7 @@ struct StorePicture {
     Offset origin;          // of its corner
     std::string plan;       // names what the pixels follow from; empty = from anything
     std::int64_t tiles = 0; // that are to be marked
+    Metadata metadata;
 
     bool has_coverage() const { return array.channels % 2 == 0; }
 };

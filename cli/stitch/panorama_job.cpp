@@ -6,6 +6,7 @@
 #include "cli/stitch/crop.h"
 #include "cli/stitch/plan_file.h"
 #include "image/formats.h"
+#include "image/metadata_json.h"
 #include "image/zarr_store.h"
 
 #include <algorithm>
@@ -161,6 +162,8 @@ void PanoramaJob::load_plan()
     seams = json["options"]["seams"].get<std::string>();
     const auto own_id = json.find("id");
     id = own_id != json.end() && own_id->is_string() ? own_id->get<std::string>() : id_of_text(text);
+    if (const auto told = json.find("metadata"); told != json.end())
+        metadata = image::metadata_of_json(*told);
     is_measured = json.contains("gains") && (json.contains("seams") || !has_seams());
     const PanovalMosaicLayout told = mosaic.layout();
     plan = plan_panorama(layers_of_plan(options.plan, json));
@@ -196,6 +199,8 @@ void PanoramaJob::measure(PictureFiles& files)
     mosaic.check(code);
     if (options.is_cropped)
         crop = find_crop(*this, files);
+    if (!metadata && (options.is_plan_only || image::is_store_name(options.output)))
+        metadata = files.metadata(true).common();
     if (id.empty() && image::is_store_name(options.output))
         id = nlohmann::json::parse(plan_text(options.output))["id"].get<std::string>();
 }
@@ -228,6 +233,8 @@ std::string PanoramaJob::plan_text(const std::string& name) const
     mosaic.check(panoval_mosaic_save_plan(mosaic.get(), &text, &size));
     Json json = Json::parse(text, text + size);
     json["files"] = files_for_plan(plan, name);
+    if (metadata)
+        json["metadata"] = image::json_of(*metadata);
     if (crop)
         json["crop"] = {{"x", crop->x}, {"y", crop->y}, {"width", crop->width}, {"height", crop->height}};
     const auto dump = [&] { return json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n"; };

@@ -33,6 +33,7 @@ public:
     bool measures_gains = false;           // neither switched off nor known from a file
     std::string id;                        // of the plan that was loaded
     bool is_measured = false;              // the plan that was loaded has gains and seams
+    std::optional<Metadata> metadata;      // of the panorama, as the plan has it
     std::optional<PanovalMosaicRect> crop; // the part of the canvas that is wanted; all of it without
 
     int output_bits() const { return layout.bits; }

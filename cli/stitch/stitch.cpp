@@ -146,7 +146,7 @@ void write_tile(OutputFile& output, PanoramaJob& job, PictureFiles& files)
                                                    tile.mask.get(), static_cast<std::size_t>(tile.width));
     files.rethrow();
     job.mosaic.check(code);
-    tile.metadata = files.metadata(false).common();
+    tile.metadata = job.metadata ? *job.metadata : files.metadata(false).common();
     tile.position = Offset{job.layout.origin_x + rect.x, job.layout.origin_y + rect.y};
     write_image(output, tile, write_options(job.options));
 }
@@ -157,7 +157,7 @@ Image write_panorama(OutputFile& output, PanoramaJob& job, PictureFiles& files)
     const image::PictureInfo format = format_of(job);
     check_output_size(output.target(), image::output_format_of(output.target()), format.width, format.height);
     PanoramaOutput panorama(output, format, job.region(), write_options(job.options),
-                            [&files] { return files.metadata(true).common(); });
+                            [&] { return job.metadata ? *job.metadata : files.metadata(true).common(); });
     if (!job.options.report.empty())
         panorama.want_preview(job.layout.width, job.layout.height);
     const PanovalMosaicSink sink = panorama.sink();

@@ -212,6 +212,7 @@ image::StorePicture store_picture(const PanoramaJob& job, const OutputTiles& til
     picture.origin = {job.layout.origin_x + tiles.region.x, job.layout.origin_y + tiles.region.y};
     picture.plan = job.id;
     picture.tiles = tiles.count();
+    picture.metadata = job.metadata.value_or(Metadata());
     return picture;
 }
 

@@ -26,7 +26,7 @@ from .mosaic import Mosaic
 from .store import Store, write_whole
 from .gain_parts import align, components
 from .measuring_tasks import GainJob, Known, Labels, SeamJob, find_gains, find_seams, know, regions_of, touches
-from .tasks import Run, TileError, blend_tile, name_of_plan, open_file
+from .tasks import Run, TileError, blend_tile, metadata_of_plan, name_of_plan, open_file
 
 __all__ = ["Blended", "TilesError", "measure", "blend", "stitch"]
 
@@ -160,7 +160,7 @@ def blend(client: Any, plan: str, store: Any, open_picture: OpenPicture = open_f
         raise ValueError(f"errors is {errors!r}, expected 'raise' or 'keep'")
     with Mosaic.from_plan(plan) as mosaic:
         name = name_of_plan(plan)
-        begun = Store.begin(store, mosaic.layout, name, coverage)
+        begun = Store.begin(store, mosaic.layout, name, coverage, metadata_of_plan(plan))
     place = begun.folder / ".panoval" / "plan.json"
     write_whole(place, plan.encode("utf-8", "surrogateescape"))
     run = Run(str(place.resolve()), name, str(begun.folder.resolve()), open_picture, coverage, memory, threads,

@@ -19,7 +19,7 @@ import os
 import threading
 import zlib
 from pathlib import Path
-from typing import Any, Dict, List, NamedTuple, Union
+from typing import Any, Dict, List, NamedTuple, Optional, Union
 
 import numpy as np
 
@@ -59,16 +59,17 @@ class Picture(NamedTuple):
     tiles: int
     x: int  #: of the panorama's corner
     y: int
+    metadata: Dict[str, Any] = {}  #: profile, resolution, exif, as the plan of panoval's program has it
 
     @classmethod
-    def of(cls, layout: Layout, plan: str, coverage: bool) -> "Picture":
+    def of(cls, layout: Layout, plan: str, coverage: bool, metadata: Optional[Dict[str, Any]] = None) -> "Picture":
         """The store for a panorama."""
         if layout.channels == 4:
             raise ValueError("a store takes pictures of 1 or 3 channels, these have 4")
         channels = layout.channels + int(coverage)
         chunks = [channels, chunk_side(layout.tile_height, layout.height), chunk_side(layout.tile_width, layout.width)]
         return cls([channels, layout.height, layout.width], chunks, layout.bits, coverage, plan, layout.tiles,
-                   layout.origin_x, layout.origin_y)
+                   layout.origin_x, layout.origin_y, dict(metadata or {}))
 
     @property
     def dtype(self) -> np.dtype:
@@ -87,11 +88,14 @@ class Picture(NamedTuple):
         axes = [{"name": "c", "type": "channel"}, {"name": "y", "type": "space"}, {"name": "x", "type": "space"}]
         datasets = [{"path": "0", "coordinateTransformations": transformations}]
         is_grey = self.shape[0] < 3
+        own = {"version": _VERSION, "plan": self.plan, "tiles": self.tiles, "x": self.x, "y": self.y}
+        if self.metadata:
+            own["metadata"] = self.metadata
         return _text({
             "multiscales": [{"version": "0.4", "name": "panorama", "axes": axes, "datasets": datasets, "type": "mean"}],
             "omero": {"version": "0.4", "name": "panorama", "channels": self._channels(is_grey),
                       "rdefs": {"model": "greyscale" if is_grey else "color"}},
-            "panoval": {"version": _VERSION, "plan": self.plan, "tiles": self.tiles, "x": self.x, "y": self.y}})
+            "panoval": own})
 
     def _channels(self, is_grey: bool) -> List[Dict[str, Any]]:
         most = 65535 if self.bits == 16 else 255
@@ -140,12 +144,18 @@ class Store:
         self.folder, self.picture = folder, picture
 
     @classmethod
-    def begin(cls, folder: Union[str, "os.PathLike[str]"], layout: Layout, plan: str, coverage: bool = False) -> "Store":
+    def begin(cls, folder: Union[str, "os.PathLike[str]"], layout: Layout, plan: str, coverage: bool = False,
+              metadata: Optional[Dict[str, Any]] = None) -> "Store":
         """Makes a store, or goes on with one that the same plan began.
+
+        folder, layout  where, and of what
+        plan            a name of the plan, which no other plan has
+        coverage        True: the last channel is the coverage
+        metadata        what the pictures made of the store are to tell, as plans of panoval's program have it
 
         Raises StoreError where the folder is something else.
         """
-        store = cls(Path(folder), Picture.of(layout, plan, coverage))
+        store = cls(Path(folder), Picture.of(layout, plan, coverage, metadata))
         if store._goes_on():
             return store
         store._check_place()

@@ -52,6 +52,12 @@ def name_of_plan(plan: str) -> str:
     return hashlib.sha256(plan.encode("utf-8", "surrogateescape")).hexdigest()[:32]
 
 
+def metadata_of_plan(plan: str) -> Any:
+    """What a plan of panoval's program says that pictures made of it tell; None where it says nothing."""
+    told = json.loads(plan).get("metadata")
+    return told if isinstance(told, dict) else None
+
+
 def open_file(index: int, name: str) -> Any:
     """Opens a picture by its file's ending: .npy (mapped), .tif or .tiff (with tifffile), .zarr (with zarr).
 
@@ -94,7 +100,7 @@ def _open_run(run: Run) -> Tuple[Mosaic, Store]:
             if name_of_plan(text) != run.plan_name:
                 raise PanovalError(f"{run.plan} is not the plan of this run: another one has been written there")
             mosaic = Mosaic.from_plan(text, run.open_picture, memory=run.memory, threads=run.threads)
-            store = Store.begin(run.store, mosaic.layout, run.plan_name, run.coverage)
+            store = Store.begin(run.store, mosaic.layout, run.plan_name, run.coverage, metadata_of_plan(text))
             _opened = (run.token, mosaic, store)
         return mosaic, store
 

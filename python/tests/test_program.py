@@ -35,7 +35,7 @@ def folder(tmp_path, helpers):
     pictures, positions = helpers.cuts(scene, 3, 2)
     names = []
     for index, (picture, (x, y)) in enumerate(zip(pictures, positions)):
-        tifffile.imwrite(tmp_path / f"p{index}.tif", picture, photometric="rgb")
+        tifffile.imwrite(tmp_path / f"p{index}.tif", picture, photometric="rgb", resolution=(300, 299.5))
         names.append(f"p{index}.tif@{x},{y}")
     run("stitch", "--plan-only", "-o", "plan.json", "--tile-size", 256, "--quiet", *names, cwd=tmp_path)
     run("stitch", "--plan", "plan.json", "-o", "whole.zarr", "--quiet", cwd=tmp_path)
@@ -53,6 +53,7 @@ def test_each_goes_on_with_the_others_store(folder, monkeypatch):
     ended = panoval.dask.blend(None, plan, "mixed.zarr")
     assert ended.kept == [0, 1, 2, 3, 4] and ended.made == [5]
     assert chunks("mixed.zarr") == chunks("whole.zarr")
+    assert json.loads(Path("mixed.zarr/.zattrs").read_text())["panoval"]["metadata"]["resolution"] == [300, 299.5]
 
 
 def test_the_program_makes_the_pixels_of_stitch(folder, helpers):

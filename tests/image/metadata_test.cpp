@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "image/metadata.h"
 
+#include "image/base64.h"
 #include "image/exif.h"
+#include "image/metadata_json.h"
 
 #include <gtest/gtest.h>
 
@@ -49,6 +51,47 @@ TEST(CommonMetadata, SaysWhichProfilesDiffer)
 TEST(CommonMetadata, OfNoPictureIsEmpty)
 {
     EXPECT_EQ(CommonMetadata().common(), Metadata());
+}
+
+TEST(Base64, IsThatOfTheStandard)
+{
+    const auto bytes = [](std::string_view text) { return std::vector<std::uint8_t>(text.begin(), text.end()); };
+    for (const auto& [plain, coded] : {std::pair<const char*, const char*>{"", ""},
+                                       {"f", "Zg=="},
+                                       {"fo", "Zm8="},
+                                       {"foo", "Zm9v"},
+                                       {"foob", "Zm9vYg=="},
+                                       {"fooba", "Zm9vYmE="},
+                                       {"foobar", "Zm9vYmFy"}}) {
+        EXPECT_EQ(base64_of(bytes(plain)), coded);
+        EXPECT_EQ(bytes_of_base64(coded), bytes(plain));
+    }
+    for (const char* const text : {"Z", "Zg=", "Z===", "Zg==Zg==", "Zm9 ", "Zm9v\n"})
+        EXPECT_EQ(bytes_of_base64(text), std::nullopt) << text;
+    std::vector<std::uint8_t> all(256);
+    for (std::size_t i = 0; i < all.size(); ++i)
+        all[i] = static_cast<std::uint8_t>(255 - i);
+    EXPECT_EQ(bytes_of_base64(base64_of(all)), all);
+}
+
+TEST(MetadataJson, GivesBackWhatItTook)
+{
+    Metadata metadata = shot(7, 250);
+    metadata.exif = {"Maker", "M", "2001:01:01 00:00:00", Rational{1, 60}, Rational{56, 10}, 800};
+    metadata.resolution = Resolution{299.9994, 300};
+    const std::string text = json_of(metadata).dump();
+    EXPECT_EQ(metadata_of_json(nlohmann::json::parse(text)), metadata);
+    EXPECT_EQ(json_of(Metadata()).dump(), "{}");
+    EXPECT_EQ(metadata_of_json(nlohmann::json::object()), Metadata());
+}
+
+TEST(MetadataJson, LeavesOutWhatMakesNoSense)
+{
+    for (const char* const text :
+         {"null", "7", "[]", R"({"profile": 3, "resolution": 72, "exif": []})", R"({"profile": "a"})",
+          R"({"resolution": [72, -1]})", R"({"resolution": [1e300, 72]})", R"({"resolution": ["72", 72]})",
+          R"({"exif": {"make": 1, "iso": -1, "f_number": [1], "exposure_seconds": [1, 4294967296]}})"})
+        EXPECT_EQ(metadata_of_json(nlohmann::json::parse(text)), Metadata()) << text;
 }
 
 TEST(Exif, SurvivesItsBlock)

@@ -79,6 +79,39 @@ protected:
     }
 };
 
+// What all pictures agree in goes by way of the plan and the store into the pictures that are made of it.
+TEST_F(StitchStore, CarriesWhatThePicturesTell)
+{
+    Metadata told;
+    told.resolution = image::Resolution{300, 300};
+    told.exif.make = "Maker";
+    told.exif.iso = 400;
+    std::vector<std::string> pictures;
+    for (const int x : {0, 200}) {
+        Image image = make_image(300, 100, 3, 8, "test");
+        std::fill_n(image.data.get(), image.bytes(), std::uint8_t{90});
+        image.metadata = told;
+        image.metadata.exif.model = concat(x); // in which they do not agree
+        write_image(in_folder(concat(x, ".png")), image);
+        pictures.push_back(concat(in_folder(concat(x, ".png")), "@", x, ",0"));
+    }
+    std::vector<std::string> plan = pictures;
+    plan.insert(plan.end(), {"-o", in_folder("p.json"), "--plan-only", "--tile-size", "128", "--quiet"});
+    ASSERT_EQ(stitch(plan).exit_code, 0);
+    ASSERT_EQ(tiles("p.json", "out.zarr", {"--tile", "2"}).exit_code, 0);
+    ASSERT_EQ(tiles("p.json", "out.zarr", {"--resume"}).exit_code, 0);
+    ASSERT_EQ(tiles("p.json", "tile.tif", {"--tile", "0"}).exit_code, 0);
+    ASSERT_EQ(tiles("p.json", "whole.tif", {}).exit_code, 0);
+    ASSERT_EQ(run_panoval({"pyramid", in_folder("out.zarr"), "-o", in_folder("first.tif")}).exit_code, 0);
+    ASSERT_EQ(run_panoval({"pyramid", in_folder("out.zarr")}).exit_code, 0) << "writes the attributes anew";
+    ASSERT_EQ(run_panoval({"pyramid", in_folder("out.zarr"), "-o", in_folder("pyramid.tif")}).exit_code, 0);
+    pictures.insert(pictures.end(), {"-o", in_folder("direct.zarr"), "--quiet"});
+    ASSERT_EQ(stitch(pictures).exit_code, 0);
+    ASSERT_EQ(run_panoval({"pyramid", in_folder("direct.zarr"), "-o", in_folder("direct.tif")}).exit_code, 0);
+    for (const char* const name : {"whole.tif", "tile.tif", "first.tif", "pyramid.tif", "direct.tif"})
+        EXPECT_EQ(read_image(in_folder(name)).metadata, told) << name;
+}
+
 TEST_F(StitchStore, TilesInAnyOrderMakeTheBytesOfTheWholeRun)
 {
     for (const std::string alpha : {"", "--alpha"}) {
