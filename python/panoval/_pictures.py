@@ -7,6 +7,7 @@ page's memmap), or a callable (first_row, row_count) -> rows together with a sha
 
 from __future__ import annotations
 
+import os
 from typing import Any, Callable, NamedTuple, Optional, Tuple
 
 import numpy as np
@@ -54,6 +55,8 @@ def _shape_of(source: Any, name: str, shape: Any, dtype: Any) -> Tuple[Tuple[int
         raise TypeError(f"{name} has samples of {dtype}, expected uint8 or uint16")
     if len(shape) not in (2, 3):
         raise ValueError(f"{name} has the shape {shape}, expected (height, width) or (height, width, channels)")
+    if len(shape) == 3 and shape[2] not in (1, 3, 4):
+        raise ValueError(f"{name} has the shape {shape}, expected (height, width, channels) with 1, 3 or 4 channels")
     return shape, dtype.newbyteorder("=")
 
 
@@ -75,8 +78,11 @@ def picture_of(source: Any, position: Any, mask: Any, keep: Any, name: str, shap
     """Checks what was said about a picture; reads no pixels."""
     if isinstance(source, np.ma.MaskedArray):
         raise TypeError(f"{name} is a masked array; give its data, and its mask as mask=")
-    if isinstance(source, (list, tuple)):
-        source = np.asarray(source)
+    if isinstance(source, (str, bytes, os.PathLike)):
+        raise TypeError(f"{name} is the name {source!r}, expected an array or something sliced by rows; "
+                        "panoval.tasks.open_file and other packages read files")
+    if isinstance(source, (list, tuple)) or (hasattr(source, "__array_interface__") and not hasattr(source, "dtype")):
+        source = np.asarray(source)  # of Pillow's images, too
     shape, dtype = _shape_of(source, name, shape, dtype)
     if hasattr(source, "__getitem__"):
         reader = _slicer(source)

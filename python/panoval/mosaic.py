@@ -115,7 +115,7 @@ class Pixels(NamedTuple):
     """A part of the panorama."""
 
     samples: np.ndarray  #: (height, width) or (height, width, channels); 0 where no picture is
-    coverage: np.ndarray  #: (height, width) uint8, 255 = covered, 0 = no picture
+    coverage: np.ndarray  #: (height, width) uint8: 0 = no picture, else the owner's mask there, 255 where it has none
 
 
 class Mosaic:

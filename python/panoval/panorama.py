@@ -17,7 +17,7 @@ class Panorama(NamedTuple):
     """What stitching gives."""
 
     image: np.ndarray  #: (height, width) or (height, width, channels), uint8 or uint16; 0 where no picture is
-    coverage: np.ndarray  #: (height, width) uint8: 255 = covered, 0 = no picture
+    coverage: np.ndarray  #: (height, width) uint8: 0 = no picture, else the owner's mask there, 255 where it has none
     gains: np.ndarray  #: (pictures,) of GAIN_DTYPE
     seams: Optional[np.ndarray]  #: (height, width) int32: number of the picture a pixel belongs to, -1: none. None without
     verdict: Dict[str, Any]  #: what was found out; verdict["verdict"] is 'good', 'look' or 'bad'

@@ -322,6 +322,34 @@ def test_pictures_that_do_not_go_together_are_named(helpers):
         panoval.stitch([], [])
 
 
+@pytest.mark.parametrize("source, kind, text", [
+    ("a.png", TypeError, r"picture 1 is the name 'a.png', expected an array"),
+    (np.zeros((3, 20, 30), np.uint8), ValueError, r"picture 1 has the shape \(3, 20, 30\), expected .* 1, 3 or 4 channels"),
+    (np.zeros((20, 30, 2), np.uint8), ValueError, "1, 3 or 4 channels"),
+    (object(), TypeError, "picture 1 has no shape and dtype of its own")])
+def test_what_is_no_picture_is_named(source, kind, text):
+    with pytest.raises(kind, match=text):
+        panoval.stitch([source], [(0, 0)])
+
+
+def test_what_tells_its_array_is_a_picture(helpers):
+    class Image:  # as Pillow's are
+        def __init__(self, array):
+            self.__array_interface__ = array.__array_interface__
+            self.array = array
+
+    scene = helpers.scene(240, 160, 3)
+    pictures, positions = helpers.cuts(scene, 2, 1)
+    assert np.array_equal(panoval.stitch([Image(picture) for picture in pictures], positions).image, scene)
+
+
+def test_coverage_is_the_owners_mask():
+    mask = np.ones((20, 30), np.uint8)
+    mask[5:10, 5:10] = 0
+    coverage = panoval.stitch([np.full((20, 30), 9, np.uint8)], [(0, 0)], masks=[mask]).coverage
+    assert np.array_equal(coverage, mask)
+
+
 def test_ctrl_c_ends_a_run(helpers):
     picture = helpers.scene(200, 3000, 1)
 
