@@ -176,8 +176,10 @@ void add_stitch_command(CLI::App& program)
     command.add_option("--plan", options->plan, "Take pictures, gains, seams and all from this plan")
         ->type_name("FILE");
     command
-        .add_option("--tile", options->tiles,
-                    "Make these tiles alone, counted from 0 row by row: 7, or into a .zarr a list as 0-15,20")
+        .add_option(
+            "--tile", options->tiles,
+            "Make these tiles alone, counted from 0 row by row: 7, or into a .zarr a list as 0-15,20, or part K "
+            "of N as 3/600, K from 0 to N - 1")
         ->type_name("K");
     command.add_flag("--resume", options->resumes,
                      "Keep the tiles that a .zarr has from this plan, and make what is missing");

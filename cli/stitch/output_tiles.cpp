@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <numeric>
 #include <string_view>
 
 namespace panoval::cli
@@ -23,6 +24,36 @@ constexpr std::int64_t kMostTiles = std::int64_t{1} << 24; // in a list
 {
     fail_usage(
         concat("found --tile ", printable(list, 60), "; expected numbers from 0 to ", count - 1, ", as in 0-15,20"));
+}
+
+[[noreturn]] void fail_part(const std::string& list, std::int64_t count)
+{
+    fail_usage(concat("found --tile ", printable(list, 60),
+                      "; expected part K of N, K from 0 to N - 1 and N from 1 to ", count, ", as in 0/", count));
+}
+
+std::int64_t whole_number(std::string_view text, const std::string& list, std::int64_t count)
+{
+    std::int64_t value = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    if (error != std::errc() || end != text.data() + text.size() || value < 0 || value > count)
+        fail_part(list, count);
+    return value;
+}
+
+// "K/N": one of N runs of neighbouring tiles whose lengths differ by one at most. There are never more runs than tiles,
+// so that none is empty.
+std::vector<std::int64_t> part_of_tiles(const std::string& list, std::size_t slash, std::int64_t count)
+{
+    const std::string_view text = list;
+    const std::int64_t part = whole_number(text.substr(0, slash), list, count);
+    const std::int64_t parts = whole_number(text.substr(slash + 1), list, count);
+    if (parts == 0 || part >= parts)
+        fail_part(list, count);
+    const auto begin = [&](std::int64_t k) { return count / parts * k + std::min(k, count % parts); };
+    std::vector<std::int64_t> tiles(static_cast<std::size_t>(begin(part + 1) - begin(part)));
+    std::iota(tiles.begin(), tiles.end(), begin(part));
+    return tiles;
 }
 
 // A number at the start of the text, which it is cut off.
@@ -53,6 +84,8 @@ OutputTiles output_tiles(const PanoramaJob& job)
 
 std::vector<std::int64_t> parse_tiles(const std::string& list, std::int64_t count)
 {
+    if (const std::size_t slash = list.find('/'); slash != std::string::npos)
+        return part_of_tiles(list, slash, count);
     std::vector<std::int64_t> tiles;
     std::string_view text = list;
     do {

@@ -26,7 +26,8 @@ struct OutputTiles {
 
 OutputTiles output_tiles(const PanoramaJob& job);
 
-// The numbers of "0-15,20", ascending, each once. Ends in a usage error where that is no list of tiles below `count`.
+// The numbers of "0-15,20", ascending, each once; or of "3/600", the fourth of 600 runs of neighbouring tiles that
+// together are all. Ends in a usage error where that is no list of tiles below `count`.
 std::vector<std::int64_t> parse_tiles(const std::string& list, std::int64_t count);
 
 // The side of chunks that divide tiles of this side. whole: of the picture.

@@ -21,6 +21,29 @@ TEST(OutputTiles, AListNamesTilesAndRanges)
     EXPECT_EQ(parse_tiles("0-0", 1), (Numbers{0}));
 }
 
+TEST(OutputTiles, PartsAreRunsThatTogetherAreAll)
+{
+    EXPECT_EQ(parse_tiles("0/3", 8), (Numbers{0, 1, 2}));
+    EXPECT_EQ(parse_tiles("1/3", 8), (Numbers{3, 4, 5}));
+    EXPECT_EQ(parse_tiles("2/3", 8), (Numbers{6, 7}));
+    EXPECT_EQ(parse_tiles("0/1", 2), (Numbers{0, 1}));
+    EXPECT_EQ(parse_tiles("7/8", 8), (Numbers{7}));
+    for (std::int64_t parts = 1; parts <= 40; ++parts) {
+        Numbers all;
+        for (std::int64_t part = 0; part < parts; ++part)
+            for (const std::int64_t tile : parse_tiles(std::to_string(part) + "/" + std::to_string(parts), 40))
+                all.push_back(tile);
+        EXPECT_EQ(all, parse_tiles("0-39", 40)) << parts;
+    }
+}
+
+TEST(OutputTiles, WhatIsNoPartIsRefused)
+{
+    for (const std::string list : {"/", "1/", "/2", "2/2", "0/0", "-1/2", "0/9", "1/2/3", "0/2,1", "0-1/2", "x/2",
+                                   "1/ 2", "0/99999999999999999999"})
+        EXPECT_TRUE(contains(error_of([&] { parse_tiles(list, 8); }), "N from 1 to 8")) << list;
+}
+
 TEST(OutputTiles, WhatIsNoListIsRefused)
 {
     for (const std::string list : {"", "x", "8", "-1", "3-", "3-1", "1,", ",1", "1-2-3", "1 2", "99999999999999999999"})
