@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/prepared_rows.h"
 
-#include "core/numbers.h"
 #include "exposure/gain_apply.h"
+#include "mosaic/scaled_rows.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 
 namespace panoval::mosaic
@@ -75,15 +74,6 @@ void PreparedRows::read(std::int64_t y, std::int64_t first, std::int64_t count)
     prepared_y_ = -1;
 }
 
-void PreparedRows::round_corrected()
-{
-    const double largest = static_cast<double>(layout_.largest_sample());
-    for (std::size_t i = 0; i < prepared_.size(); ++i) {
-        const double rounded = std::floor(static_cast<double>(corrected_[i]) + 0.5);
-        prepared_[i] = low_half(truncate_to_int(std::clamp(rounded, 0.0, largest)));
-    }
-}
-
 // The row, which is in the block, corrected and rounded.
 void PreparedRows::prepare_row(std::int64_t y)
 {
@@ -110,7 +100,7 @@ void PreparedRows::prepare_row(std::int64_t y)
         const Rect& whole = layout_.pictures[picture_].rect;
         corrected_.resize(prepared_.size());
         correct_row(corrections_, picture_, {0, 0, whole.width, whole.height}, block_, in_block, corrected_.data());
-        round_corrected();
+        round_row(corrected_.data(), prepared_.size(), static_cast<float>(layout_.largest_sample()), prepared_.data());
     }
     if (fills_ && has_colour(y))
         fill_row(prepared_.data(), block_.mask_row(in_block), to_size(block_.channels), to_size(block_.rect.width));

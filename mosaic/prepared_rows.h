@@ -29,7 +29,6 @@ public:
 private:
     void read(std::int64_t y, std::int64_t first, std::int64_t count);
     void prepare_row(std::int64_t y);
-    void round_corrected();
     bool has_colour(std::int64_t y);
     std::int64_t row_with_colour_near(std::int64_t y);
 

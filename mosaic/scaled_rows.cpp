@@ -110,6 +110,28 @@ void finish_words(const RawRow& row, const ChannelFactors& factors, float scale,
     finish(row, factors, scale, out);
 }
 
+// Of what is left behind the whole number half decides: adding 0.5 first would carry values just below a half over it.
+void round(const float* values, std::size_t count, float largest, std::uint16_t* out)
+{
+    const auto store = [=](auto d, std::size_t i) HWY_ATTR {
+        const hn::Rebind<std::uint16_t, decltype(d)> narrow;
+        const hn::RebindToSigned<decltype(d)> whole;
+        const auto value = hn::LoadU(d, values + i);
+        const auto positive = hn::IfThenElseZero(hn::Gt(value, hn::Zero(d)), value); // not a number becomes 0
+        const auto clamped = hn::Min(positive, hn::Set(d, largest));
+        const auto floored = hn::ConvertTo(whole, clamped);
+        const auto rest = hn::Sub(clamped, hn::ConvertTo(d, floored));
+        const auto is_half = hn::VecFromMask(whole, hn::RebindMask(whole, hn::Ge(rest, hn::Set(d, 0.5f))));
+        hn::StoreU(hn::DemoteTo(narrow, hn::Sub(floored, is_half)), narrow, out + i); // a true mask is -1
+    };
+    const Floats d;
+    std::size_t i = 0;
+    for (; i + hn::Lanes(d) <= count; i += hn::Lanes(d))
+        store(d, i);
+    for (; i < count; ++i)
+        store(One(), i);
+}
+
 } // namespace
 } // namespace panoval::mosaic::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -123,6 +145,7 @@ HWY_EXPORT(scale);
 HWY_EXPORT(difference);
 HWY_EXPORT(finish_bytes);
 HWY_EXPORT(finish_words);
+HWY_EXPORT(round);
 } // namespace
 
 void scale_row(const RawRow& row, const ChannelFactors& factors, float* out)
@@ -142,6 +165,11 @@ void finish_scaled_row(const RawRow& row, const ChannelFactors& factors, float s
         HWY_DYNAMIC_DISPATCH(finish_bytes)(row, factors, scale, static_cast<std::uint8_t*>(out));
     else
         HWY_DYNAMIC_DISPATCH(finish_words)(row, factors, scale, static_cast<std::uint16_t*>(out));
+}
+
+void round_row(const float* values, std::size_t count, float largest, std::uint16_t* out)
+{
+    HWY_DYNAMIC_DISPATCH(round)(values, count, largest, out);
 }
 
 } // namespace panoval::mosaic

@@ -29,4 +29,8 @@ void difference_row(const RawRow& row, const ChannelFactors& factors, const floa
 void finish_scaled_row(const RawRow& row, const ChannelFactors& factors, float scale, void* out,
                        std::size_t sample_bytes);
 
+// The nearest whole numbers from 0 to largest, halves up; largest is that of 8 or of 16 bit. What is not a number
+// becomes 0.
+void round_row(const float* values, std::size_t count, float largest, std::uint16_t* out);
+
 } // namespace panoval::mosaic

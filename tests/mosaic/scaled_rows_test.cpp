@@ -7,6 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
+#include <iterator>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -77,6 +80,28 @@ TEST(ScaledRows, OutputEqualsItsTwinOnEveryTarget)
             expect_finished<std::uint8_t>(row, count, is_wide ? 1.0f / 257 : 1.0f, 255.0f);
             expect_finished<std::uint16_t>(row, count, is_wide ? 1.0f : 257.0f, 65535.0f);
         });
+    });
+}
+
+void expect_rounded(const std::vector<float>& values, float largest)
+{
+    std::vector<std::uint16_t> actual(values.size()), expected(values.size());
+    round_row(values.data(), values.size(), largest, actual.data());
+    reference::round_row(values.data(), values.size(), largest, expected.data());
+    ASSERT_EQ(actual, expected) << values.size() << " values up to " << largest;
+}
+
+TEST(ScaledRows, WholeSamplesEqualTheirTwinOnEveryTarget)
+{
+    constexpr float kLimit = std::numeric_limits<float>::infinity();
+    const float odd[] = {0.49999997f, 0.5f,     -0.5f,  -0.49999997f, 254.49998f, 254.5f, 255.49f, 65534.496f,
+                         65534.5f,    65535.5f, -1e30f, 1e30f,        -kLimit,    kLimit, -0.0f,   std::nanf("")};
+    panoval::test::for_each_target([&] {
+        for (const float largest : {255.0f, 65535.0f}) {
+            expect_rounded({std::begin(odd), std::end(odd)}, largest);
+            for (std::size_t count = 0; count < 70; ++count)
+                expect_rounded(panoval::test::noise<float>(count, -2.0f, largest + 3, count), largest);
+        }
     });
 }
 

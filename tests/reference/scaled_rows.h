@@ -45,4 +45,14 @@ void finish_scaled_row(const mosaic::RawRow& row, const mosaic::ChannelFactors& 
     }
 }
 
+// What is not a number becomes 0.
+inline void round_row(const float* values, std::size_t count, float largest, std::uint16_t* out)
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        const double rounded = std::floor(static_cast<double>(values[i]) + 0.5);
+        const double most = static_cast<double>(largest);
+        out[i] = rounded > 0 ? static_cast<std::uint16_t>(std::min(rounded, most)) : std::uint16_t{0};
+    }
+}
+
 } // namespace panoval::reference
