@@ -5,7 +5,6 @@
 #include "mosaic/composite_blend.h"
 
 #include "mosaic/composite_rows.h"
-#include "mosaic/covered_share.h"
 #include "mosaic/seam_zones.h"
 #include "mosaic/share_pixels.h"
 
@@ -64,7 +63,7 @@ class TileWork
 public:
     TileWork(const CompositeJob& job, CompositeScratch& scratch)
         : job_(job), labels_(scratch.labels), composite_(scratch.composite), levels_(scratch.levels),
-          bands_(scratch.bands), pixels_(job.layout, job.corrections, scratch.block),
+          bands_(scratch.bands), covered_(scratch.covered), pixels_(job.layout, job.corrections, scratch.block),
           frame_(frame_around(job.tile, job.bands)), scale_(job.output_bits == job.layout.bits ? 1.0f
                                                             : job.output_bits == 16            ? 257.0f
                                                                                                : 1.0f / 257.0f)
@@ -272,15 +271,27 @@ private:
         const CoveredShare& covered_;
     };
 
+    // Of each level what all zones' bands span.
+    static std::vector<Window> products_of(const std::vector<SeamZone>& zones)
+    {
+        std::vector<Window> products(zones.front().products.size());
+        for (const SeamZone& zone : zones)
+            for (std::size_t i = 0; i < products.size(); ++i) {
+                const Window part = zone.products[i].bounds();
+                products[i] = {bounding(products[i].columns, part.columns), bounding(products[i].rows, part.rows)};
+            }
+        return products;
+    }
+
     void correct(const std::vector<SeamZone>& zones)
     {
         for (int i = 0; i <= levels_.bands(); ++i)
             levels_.clear(i, collapsed_[to_size(i)]);
-        const CoveredShare covered(labels_, levels_);
+        covered_.reset(labels_, levels_, products_of(zones));
         for (const SeamZone& zone : zones) {
             pixels_.read(job_.reader, *zone.share, zone.shown.bounds().rect());
             bands_.reset(levels_, {0, 0, frame_.width, frame_.height}, zone.products, zone.needed);
-            DifferenceRows rows(*this, *zone.share, covered);
+            DifferenceRows rows(*this, *zone.share, covered_);
             bands_.run(rows);
         }
         collapse();
@@ -325,6 +336,7 @@ private:
     Plane<float>& composite_;
     TileLevels& levels_;
     BandWindow& bands_;
+    CoveredShare& covered_;
     SharePixels pixels_;
     const Rect frame_;
     const float scale_;

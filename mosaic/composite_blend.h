@@ -4,6 +4,7 @@
 
 #include "mosaic/band_window.h"
 #include "mosaic/corrections.h"
+#include "mosaic/covered_share.h"
 #include "mosaic/label_runs.h"
 #include "mosaic/layout.h"
 #include "mosaic/level_windows.h"
@@ -39,6 +40,7 @@ struct CompositeScratch {
     Plane<float> composite;
     TileLevels levels;
     BandWindow bands;
+    CoveredShare covered;
 };
 
 void blend_composite(const CompositeJob& job, CompositeScratch& scratch);

@@ -18,7 +18,7 @@ constexpr std::size_t kBlocksInAll = 400000;
 constexpr std::size_t kFewestBlocks = 64;
 constexpr std::size_t kMostBlocks = 640;
 constexpr std::int64_t kShortestSide = 4;
-constexpr std::int64_t kStripPixels = 1 << 19; // what is read at once, unless a single row is longer
+constexpr std::int64_t kStripPixels = 1 << 16; // what is read at once, unless a single row is longer
 
 // Part k of `count` nearly equal parts of a length starts there.
 std::int64_t part_begin(std::int64_t length, std::size_t count, std::size_t k)
@@ -160,20 +160,19 @@ private:
 };
 
 template <class Sample, class Sums>
-void sum_strips(const Layout& layout, const Overlap& overlap, PictureReader& reader, GainBlocks& blocks)
+void sum_strips(const Layout& layout, const Overlap& overlap, PictureReader& reader, GainStrips& strips,
+                GainBlocks& blocks)
 {
     const Rect in_first = overlap.in_first(layout);
     const Rect in_second = overlap.in_second(layout);
     const bool has_masks = layout.pictures[overlap.first].has_mask || layout.pictures[overlap.second].has_mask;
     BlockSummer<Sample, Sums> summer(layout, overlap.region, has_masks, blocks);
     const std::int64_t strip_rows = std::max<std::int64_t>(1, kStripPixels / in_first.width);
-    PixelBlock first;
-    PixelBlock second;
     for (std::int64_t y = 0; y < in_first.height; y += strip_rows) {
         const std::int64_t rows = std::min(strip_rows, in_first.height - y);
-        reader.read(overlap.first, {in_first.x, in_first.y + y, in_first.width, rows}, first);
-        reader.read(overlap.second, {in_second.x, in_second.y + y, in_second.width, rows}, second);
-        summer.add_strip(first, second);
+        reader.read(overlap.first, {in_first.x, in_first.y + y, in_first.width, rows}, strips.first);
+        reader.read(overlap.second, {in_second.x, in_second.y + y, in_second.width, rows}, strips.second);
+        summer.add_strip(strips.first, strips.second);
     }
 }
 
@@ -189,14 +188,15 @@ std::size_t most_blocks(std::size_t overlaps)
     return std::clamp(kBlocksInAll / std::max<std::size_t>(overlaps, 1), kFewestBlocks, kMostBlocks);
 }
 
-GainBlocks sum_blocks(const Layout& layout, const Overlap& overlap, std::size_t most, PictureReader& reader)
+GainBlocks sum_blocks(const Layout& layout, const Overlap& overlap, std::size_t most, PictureReader& reader,
+                      GainStrips& strips)
 {
     GainBlocks blocks;
     lay_out_blocks(overlap.region, most, blocks);
     if (layout.bits == 8)
-        sum_strips<std::uint8_t, ColumnSums8>(layout, overlap, reader, blocks);
+        sum_strips<std::uint8_t, ColumnSums8>(layout, overlap, reader, strips, blocks);
     else
-        sum_strips<std::uint16_t, ColumnSums16>(layout, overlap, reader, blocks);
+        sum_strips<std::uint16_t, ColumnSums16>(layout, overlap, reader, strips, blocks);
     return blocks;
 }
 

@@ -43,7 +43,14 @@ std::uint16_t saturation_bound(int bits);
 // So many blocks an overlap has at most, that all overlaps together take some ten megabytes.
 std::size_t most_blocks(std::size_t overlaps);
 
+// A strip of each picture, used again for the next overlap.
+struct GainStrips {
+    PixelBlock first;
+    PixelBlock second;
+};
+
 // Reads the overlap once, in strips.
-GainBlocks sum_blocks(const Layout& layout, const Overlap& overlap, std::size_t most, PictureReader& reader);
+GainBlocks sum_blocks(const Layout& layout, const Overlap& overlap, std::size_t most, PictureReader& reader,
+                      GainStrips& strips);
 
 } // namespace panoval::mosaic

@@ -7,6 +7,7 @@
 #include "mosaic/gain_graph.h"
 #include "mosaic/gain_pair.h"
 #include "mosaic/parallel.h"
+#include "mosaic/scratch_pool.h"
 
 #include <algorithm>
 #include <atomic>
@@ -66,9 +67,10 @@ private:
     {
         const std::size_t most = most_blocks(overlaps_.size());
         std::atomic<std::size_t> done{0};
+        ScratchPool<GainStrips> strips;
         run_in_parallel(overlaps_.size(), options_.threads, [&](std::size_t p) {
             Pair& pair = pairs_[p];
-            pair.blocks = sum_blocks(layout_, overlaps_[p], most, reader_);
+            pair.blocks = sum_blocks(layout_, overlaps_[p], most, reader_, *strips.take());
             pair.radii = block_radii(layout_, overlaps_[p], pair.blocks);
             pair.levels = block_levels(pair.blocks, kAllChannels, layout_.channels, layout_.bits);
             progress_.report(Phase::Gains, static_cast<double>(++done) / static_cast<double>(overlaps_.size() + 1));

@@ -32,7 +32,8 @@ struct Two {
     }
     GainBlocks blocks(std::size_t most = 640)
     {
-        return sum_blocks(reader.layout, find_overlaps(reader.layout)[0], most, reader);
+        GainStrips strips;
+        return sum_blocks(reader.layout, find_overlaps(reader.layout)[0], most, reader, strips);
     }
     BlockLevels levels() { return block_levels(blocks(), kAllChannels, reader.layout.channels, reader.layout.bits); }
 };
@@ -61,7 +62,8 @@ TEST(GainBlocks, ALongNarrowOverlapIsOneColumn)
     MemoryReader reader(100, 3000);
     reader.add(0, 0, MemoryPicture::blank(50, 3000, 1, 8));
     reader.add(44, 0, MemoryPicture::blank(56, 3000, 1, 8));
-    const GainBlocks blocks = sum_blocks(reader.layout, find_overlaps(reader.layout)[0], 100, reader);
+    GainStrips strips;
+    const GainBlocks blocks = sum_blocks(reader.layout, find_overlaps(reader.layout)[0], 100, reader, strips);
     EXPECT_EQ(blocks.columns, 1u);
     EXPECT_LE(blocks.rows, 100u);
     EXPECT_EQ(blocks.shared, 6u * 3000u);
