@@ -4,6 +4,7 @@
 // layer's place in pixels, as remapping programs write it. Reduced pictures, those of a pyramid, are no layers.
 
 #include "image/failure.h"
+#include "image/files.h"
 #include "image/image_read.h"
 #include "image/text.h"
 #include "image/tiff_file.h"
@@ -227,8 +228,11 @@ Metadata read_metadata(const TiffFile& tiff)
     return metadata;
 }
 
-// Rows of interleaved strips come one at a time. Otherwise a chunk is decoded and kept: a row of tiles, or the strips
-// of all planes.
+// Of rows that stand in the file as they are, what is read at once before it is taken apart.
+constexpr std::size_t kBytesAtOnce = std::size_t{1} << 16;
+
+// Rows that stand in the file as they are come straight from there, those of other interleaved strips one at a time.
+// Otherwise a chunk is decoded and kept: a row of tiles, or the strips of all planes.
 class TiffReader : public RowReader
 {
 public:
@@ -251,14 +255,16 @@ public:
     bool is_random_access() const override
     {
         constexpr std::uint64_t kQuick = std::uint64_t{8} << 20; // to decode
-        const bool is_stored = tiff_.field<std::uint16_t>(TIFFTAG_COMPRESSION, COMPRESSION_NONE) == COMPRESSION_NONE;
-        return is_stored || layer_.is_tiled ||
+        return is_uncompressed() || layer_.is_tiled ||
                stored_row_bytes(info_) * static_cast<std::uint64_t>(chunk_rows_) <= kQuick;
     }
 
+    bool is_stored() const override { return is_stored_; }
+
     std::uint64_t held_bytes() const override
     {
-        const std::uint64_t rows = keeps_chunks() ? static_cast<std::uint64_t>(chunk_rows_) : 2;
+        const std::int32_t few = is_stored_ ? std::max(rows_at_once(), 2) : 2;
+        const auto rows = static_cast<std::uint64_t>(keeps_chunks() ? chunk_rows_ : few);
         return rows * line_bytes_ * static_cast<std::uint64_t>(planes());
     }
 
@@ -266,7 +272,7 @@ public:
     {
         if (splitter_ == nullptr)
             splitter_ = std::make_unique<RowSplitter>(info_, layer_.is_premultiplied);
-        for (std::int32_t i = 0; i < count; ++i) {
+        for (std::int32_t i = is_stored_ ? read_stored(first, count, to) : 0; i < count; ++i) {
             const std::uint8_t* const row = stored_row(first + i);
             if (layer_.is_separate)
                 splitter_->gather(row, line_bytes_ * static_cast<std::size_t>(chunk_rows_), to.row(i), to.mask_row(i));
@@ -280,6 +286,23 @@ public:
 private:
     int planes() const { return layer_.is_separate ? layer_.planes() : 1; }
     bool keeps_chunks() const { return layer_.is_tiled || layer_.is_separate; }
+
+    bool is_uncompressed() const
+    {
+        return tiff_.field<std::uint16_t>(TIFFTAG_COMPRESSION, COMPRESSION_NONE) == COMPRESSION_NONE;
+    }
+
+    // In interleaved strips, and bits and bytes in this machine's order.
+    bool lies_as_it_is() const
+    {
+        return !keeps_chunks() && is_uncompressed() && TIFFIsMSB2LSB(tiff_.get()) != 0 &&
+               (info_.bits == 8 || TIFFIsByteSwapped(tiff_.get()) == 0);
+    }
+
+    std::int32_t rows_at_once() const
+    {
+        return static_cast<std::int32_t>(std::max<std::size_t>(kBytesAtOnce / line_bytes_, 1));
+    }
 
     void plan_chunks()
     {
@@ -296,6 +319,7 @@ private:
                 fail_damaged(file_.name, tiff_);
         }
         chunk_first_ = -chunk_rows_; // none
+        is_stored_ = lies_as_it_is();
     }
 
     void plan_tiles()
@@ -309,6 +333,62 @@ private:
         tile_bytes_ = size;
         chunk_rows_ = static_cast<std::int32_t>(tile_height);
         line_bytes_ = static_cast<std::size_t>(info_.width) * plane_pixel_bytes_;
+    }
+
+    // How many of the rows could be read; the next one does not stand where the file says, or cannot be read.
+    std::int32_t read_stored(std::int32_t first, std::int32_t count, const Rows& to)
+    {
+        const bool is_as_wanted = !info_.has_alpha && !layer_.is_inverted && to.stride == line_bytes_;
+        if (!is_as_wanted && chunk_ == nullptr)
+            chunk_ = allocate_block(static_cast<std::size_t>(rows_at_once()) * line_bytes_, file_.name);
+        std::int32_t done = 0;
+        while (done < count) {
+            const auto most = is_as_wanted ? count - done : std::min(rows_at_once(), count - done);
+            const std::int32_t read = read_from_strip(first + done, most, is_as_wanted ? to.row(done) : chunk_.get());
+            if (read == 0)
+                break;
+            if (is_as_wanted)
+                cover_wholly(to.from(done), read);
+            else
+                take_apart(chunk_.get(), to.from(done), read);
+            done += read;
+        }
+        return done;
+    }
+
+    void cover_wholly(const Rows& rows, std::int32_t count) const
+    {
+        for (std::int32_t i = 0; i < count && rows.mask != nullptr; ++i)
+            std::memset(rows.mask_row(i), 255, static_cast<std::size_t>(info_.width));
+    }
+
+    void take_apart(const std::uint8_t* lines, const Rows& to, std::int32_t count)
+    {
+        for (std::int32_t i = 0; i < count; ++i) {
+            splitter_->split(lines + static_cast<std::size_t>(i) * line_bytes_, to.row(i), to.mask_row(i));
+            if (layer_.is_inverted)
+                invert(to.row(i));
+        }
+    }
+
+    // Rows from y on up to the end of their strip, at most so many. None where the strip is shorter than its rows.
+    std::int32_t read_from_strip(std::int32_t y, std::int32_t most, std::uint8_t* to)
+    {
+        constexpr std::uint64_t kFarthest = std::uint64_t{1} << 62;
+        const std::int32_t top = y / chunk_rows_ * chunk_rows_;
+        const std::int32_t rows = std::min(chunk_rows_, info_.height - top);
+        const auto strip = static_cast<std::uint32_t>(y / chunk_rows_);
+        const std::uint64_t offset = TIFFGetStrileOffset(tiff_.get(), strip);
+        if (offset == 0 || offset > kFarthest ||
+            TIFFGetStrileByteCount(tiff_.get(), strip) < static_cast<std::uint64_t>(rows) * line_bytes_)
+            return 0;
+        const std::int32_t count = std::min(most, top + rows - y);
+        const std::uint64_t place = offset + static_cast<std::uint64_t>(y - top) * line_bytes_;
+        std::FILE* const stream = file_.stream.get();
+        if (!seek_in_file(stream, static_cast<std::int64_t>(place), SEEK_SET))
+            return 0;
+        const std::size_t bytes = static_cast<std::size_t>(count) * line_bytes_;
+        return std::fread(to, 1, bytes, stream) == bytes ? count : 0;
     }
 
     // The first plane's; the others' stand chunk_rows_ lines behind each other.
@@ -391,6 +471,7 @@ private:
     std::unique_ptr<RowSplitter> splitter_;
     std::size_t plane_pixel_bytes_ = 0;
     std::size_t line_bytes_ = 0; // of one plane
+    bool is_stored_ = false;
     std::int32_t chunk_rows_ = 0;
     std::int32_t chunk_first_ = 0;
     std::int32_t next_line_ = 0; // of the strip that is being decoded

@@ -29,6 +29,9 @@ public:
     // anew, and rows that are skipped are decoded all the same.
     virtual bool is_random_access() const = 0;
 
+    // Whether the file holds the rows as they are, so that reading any of them again decodes nothing.
+    virtual bool is_stored() const { return false; }
+
     // What the reader keeps in memory while it lives, about, in bytes.
     virtual std::uint64_t held_bytes() const = 0;
 

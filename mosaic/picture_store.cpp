@@ -18,8 +18,8 @@ constexpr std::size_t kBlocksInBudget = 64;
 // Each thread holds a block while it copies from it and fills another one meanwhile.
 constexpr std::size_t kBlocksPerThread = 2;
 
-// Files that a host may have to keep open at once where pictures cannot be read to their end.
-constexpr std::size_t kMostOpen = 32;
+// Files that a host may have to keep open at once.
+constexpr std::size_t kMostOpen = 64;
 
 struct RowSizes {
     std::size_t samples;
@@ -257,6 +257,7 @@ PictureStore::Block PictureStore::read_one(std::size_t picture, std::size_t inde
     Block block = new_block();
     read_host(picture, index, block.get());
     keep({picture, index}, block);
+    close_others(picture);
     return block;
 }
 
@@ -314,7 +315,7 @@ void PictureStore::write_scratch(Picture& to, std::size_t index, const Block& bl
     scratch_bytes_ += size;
 }
 
-// Pictures that have been left in the middle hold the host's files open.
+// Pictures of which more may be asked hold the host's files open.
 void PictureStore::close_others(std::size_t picture)
 {
     std::vector<std::size_t> closing;
@@ -330,7 +331,10 @@ void PictureStore::close_others(std::size_t picture)
     for (const std::size_t other : closing) {
         Picture& left = pictures_[other];
         const std::unique_lock turn(left.turn, std::try_to_lock);
-        if (!turn.owns_lock() || left.next_band == 0 || left.next_band == left.bands())
+        if (!turn.owns_lock())
+            continue;
+        const bool is_closed = left.next_band == 0 || left.next_band == left.bands();
+        if (is_closed && !left.random_access)
             continue;
         left.next_band = 0;
         source_.release(other);

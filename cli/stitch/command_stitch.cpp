@@ -60,9 +60,8 @@ const char* const kExplanation =
     "a\n"
     "TIFF file or Deep Zoom of it.\n"
     "\n"
-    "The verdict, one of good, look and bad, is on standard error, and with --strict in the exit code: 7 for look, 8 "
-    "for\n"
-    "bad. --json tells what it comes from.\n"
+    "The verdict, one of good, look and bad, is on standard error, and with --strict in the exit code: 7 for look,\n"
+    "8 for bad. --json tells what it comes from; --no-verdict leaves it out.\n"
     "\n"
     "--report FILE.html writes a page with the panorama, the layout, the gains, and for every overlap how far the\n"
     "pictures differ before and after the gains, and whether its seam can be trusted. --json has the same numbers.\n"
@@ -188,11 +187,15 @@ void add_stitch_command(CLI::App& program)
     command.add_flag("--dry-run", options->is_dry_run,
                      "Tell size, tiles, memory, time, and what tasks cost, and make nothing. Pictures of a layout that "
                      "tells their width and height need not be there");
-    command.add_flag("--strict", options->is_strict, "End with 7 where the verdict is look, with 8 where it is bad");
+    auto* const no_verdict =
+        command.add_flag("--no-verdict", options->is_unjudged, "Do not judge whether the pictures fit");
+    command.add_flag("--strict", options->is_strict, "End with 7 where the verdict is look, with 8 where it is bad")
+        ->excludes(no_verdict);
     command.add_flag("--distributions", options->wants_distributions,
                      "With --json: how often each difference occurs, 256 numbers an overlap");
     command.add_option("--report", options->report, "Write an HTML page about the panorama and its seams")
-        ->type_name("FILE");
+        ->type_name("FILE")
+        ->excludes(no_verdict);
     command
         .add_option("--depth", options->depth,
                     "Bits per sample of the panorama, 8 or 16; without it 16 when a picture has 16, except for JPEG")

@@ -125,13 +125,18 @@ void LayerRows::read_keep(std::int32_t first, std::int32_t count, std::uint8_t* 
     keep_->read(first, count, keep, stride);
 }
 
-std::uint64_t bytes_while_reading(const PlacedLayer& layer)
+ReadingCost cost_of_reading(const PlacedLayer& layer)
 {
-    std::uint64_t bytes = image::open_rows(layer.file, layer.layer)->held_bytes();
+    ReadingCost cost;
+    const auto add = [&cost](const image::RowReader& reader) {
+        cost.held_bytes += reader.held_bytes();
+        cost.is_stored = cost.is_stored && reader.is_stored();
+    };
+    add(*image::open_rows(layer.file, layer.layer));
     for (const std::string* const mask : {&layer.mask, &layer.keep, &layer.exclude})
         if (!mask->empty())
-            bytes += image::open_rows(*mask)->held_bytes();
-    return bytes;
+            add(*image::open_rows(*mask));
+    return cost;
 }
 
 } // namespace panoval::cli

@@ -57,7 +57,11 @@ private:
     std::vector<std::uint8_t> mask_rows_;
 };
 
-// What is held in memory while the layer's rows are read, about, in bytes.
-std::uint64_t bytes_while_reading(const PlacedLayer& layer);
+// What it takes to read a layer and its masks.
+struct ReadingCost {
+    std::uint64_t held_bytes = 0; // in memory meanwhile, about
+    bool is_stored = true;        // all its files hold their rows as they are: reading them again decodes nothing
+};
+ReadingCost cost_of_reading(const PlacedLayer& layer);
 
 } // namespace panoval::cli

@@ -193,7 +193,7 @@ void PanoramaJob::measure(PictureFiles& files)
     mosaic.check(panoval_mosaic_set_host(mosaic.get(), &host));
     // Of a single tile nobody asks whether the whole panorama is good.
     const bool is_part = !options.tiles.empty() || options.is_plan_only || options.resumes;
-    const int parts = is_part ? PANOVAL_MOSAIC_MEASURE_SEAMS : PANOVAL_MOSAIC_MEASURE_ALL;
+    const int parts = is_part || options.is_unjudged ? PANOVAL_MOSAIC_MEASURE_SEAMS : PANOVAL_MOSAIC_MEASURE_ALL;
     const std::int32_t code = panoval_mosaic_measure(mosaic.get(), parts);
     files.rethrow();
     mosaic.check(code);

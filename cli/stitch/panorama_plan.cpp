@@ -92,8 +92,11 @@ void add_layers(const PlacedInput& input, bool trusts_layout, std::vector<Placed
         for (const std::string* const mask : {&layer.mask, &layer.keep, &layer.exclude})
             if (!trusts_layout || !input.told)
                 check_mask(*mask, layer);
-        if (!trusts_layout || !input.told)
-            layer.held_bytes = bytes_while_reading(layer);
+        if (!trusts_layout || !input.told) {
+            const ReadingCost cost = cost_of_reading(layer);
+            layer.held_bytes = cost.held_bytes;
+            layer.is_stored = cost.is_stored;
+        }
         layers.push_back(layer);
     }
 }

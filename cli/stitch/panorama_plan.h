@@ -31,6 +31,7 @@ struct PlacedLayer {
     std::string name() const; // for messages: the file, and the layer where there are several
     bool is_one_of_several = false;
     std::optional<std::uint64_t> held_bytes; // by whoever reads the picture and its masks, if that is known
+    bool is_stored = false;                  // its files hold their rows as they are, as far as is known
 
     std::string fingerprint; // of its files when a plan was made, or empty
 };

@@ -35,6 +35,7 @@ PanovalMosaicPicture PictureFiles::describe(const PanoramaPlan& plan, std::size_
     picture.channels = plan.channels;
     picture.bits = plan.bits;
     picture.has_mask = layer.info.has_alpha || !layer.mask.empty() || !layer.exclude.empty() || frame.any() ? 1 : 0;
+    picture.random_access = layer.is_stored ? 1 : 0;
     picture.has_keep = layer.keep.empty() || frame.any() ? 0 : 1; // frames go with blending without seams
     return picture;
 }
@@ -105,20 +106,46 @@ void PictureFiles::give(const PanovalMosaicRows& rows)
     entry.rows->read(rows.first_row, rows.row_count, to);
     if (rows.keep != nullptr)
         entry.rows->read_keep(rows.first_row, rows.row_count, rows.keep, rows.keep_stride);
-    const auto width = static_cast<std::size_t>(describe(plan_, index).width);
-    const auto is_empty = [width](const std::uint8_t* mask) {
-        return std::all_of(mask, mask + width, [](std::uint8_t value) { return value == 0; });
-    };
-    for (std::int32_t y = 0; y < rows.row_count && rows.mask != nullptr; ++y)
-        if (entry.empty_rows == rows.first_row + y && is_empty(to.mask_row(y)))
+    entry.rows_given += rows.row_count;
+    if (rows.mask != nullptr && !entry.covers_any)
+        note_cover(index, rows);
+}
+
+// Rows come in any order and more than once.
+void PictureFiles::note_cover(std::size_t index, const PanovalMosaicRows& rows)
+{
+    Entry& entry = entries_[index];
+    const PanovalMosaicPicture picture = describe(plan_, index);
+    entry.was_given.resize(static_cast<std::size_t>(picture.height));
+    for (std::int32_t i = 0; i < rows.row_count; ++i) {
+        const std::uint8_t* const mask = rows.mask + static_cast<std::size_t>(i) * rows.mask_stride;
+        const auto y = static_cast<std::size_t>(rows.first_row + i);
+        if (std::any_of(mask, mask + picture.width, [](std::uint8_t value) { return value != 0; })) {
+            entry.covers_any = true;
+            return;
+        }
+        if (!entry.was_given[y])
             ++entry.empty_rows;
+        entry.was_given[y] = true;
+    }
+}
+
+double PictureFiles::decodes() const
+{
+    double all = 0;
+    for (std::size_t i = 0; i < entries_.size(); ++i) {
+        const double given =
+            static_cast<double>(entries_[i].rows_given) / static_cast<double>(describe(plan_, i).height);
+        all += plan_.layers[i].is_stored ? std::min(given, 1.0) : given;
+    }
+    return all;
 }
 
 std::vector<std::string> PictureFiles::uncovered_names() const
 {
     std::vector<std::string> names;
     for (std::size_t i = 0; i < entries_.size(); ++i)
-        if (entries_[i].empty_rows == describe(plan_, i).height)
+        if (!entries_[i].covers_any && entries_[i].empty_rows == describe(plan_, i).height)
             names.push_back(plan_.layers[i].name());
     return names;
 }

@@ -50,12 +50,19 @@ public:
     // Of the pictures whose masks cover nothing, as far as they have been read.
     std::vector<std::string> uncovered_names() const;
 
+    // How often the pictures were decoded, all of them together. One whose rows stand in its file as they are counts at
+    // most once, however often they are read.
+    double decodes() const;
+
 private:
     struct Entry {
         std::unique_ptr<LayerRows> rows; // while they are given
         Metadata metadata;
         bool was_read = false;
-        std::int32_t empty_rows = 0; // from the first one on, that the mask does not cover at all
+        std::int64_t rows_given = 0;
+        std::vector<bool> was_given; // each row, as long as the mask covers nothing of them
+        std::int32_t empty_rows = 0; // of these
+        bool covers_any = false;
     };
 
     static std::int32_t read_rows(void* user, const PanovalMosaicRows* rows);
@@ -63,6 +70,7 @@ private:
     static std::int32_t report(void* user, std::int32_t phase, double fraction);
     void open(std::size_t index);
     void give(const PanovalMosaicRows& rows);
+    void note_cover(std::size_t index, const PanovalMosaicRows& rows);
     void keep_failure();
 
     const PanoramaPlan& plan_;

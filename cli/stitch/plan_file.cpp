@@ -152,6 +152,7 @@ PlacedLayer layer_of(const Entry& entry, const std::filesystem::path& folder)
     layer.fingerprint = entry.text("fingerprint", false);
     if (entry.has("held_bytes"))
         layer.held_bytes = static_cast<std::uint64_t>(entry.number("held_bytes", 0, kFarthest));
+    layer.is_stored = entry.has("stored") && entry.flag("stored");
     return layer;
 }
 
@@ -180,6 +181,8 @@ Json files_for_plan(const PanoramaPlan& plan, const std::string& plan_name)
                 entry[key] = relative_name(file, folder);
         if (layer.held_bytes)
             entry["held_bytes"] = *layer.held_bytes;
+        if (layer.is_stored)
+            entry["stored"] = true;
         files.push_back(std::move(entry));
     }
     return {{"version", kFilesVersion}, {"list", std::move(files)}};

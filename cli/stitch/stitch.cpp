@@ -286,7 +286,7 @@ void stitch(const StitchOptions& options)
     }
     if (store != nullptr && (options.resumes || !options.tiles.empty()))
         return print_tiles(job, store->done(), stopwatch.seconds());
-    StitchOutcome outcome{job, job.gains(), job.verdict(), 0};
+    StitchOutcome outcome{job, job.gains(), job.verdict(), 0, 0};
     if (store != nullptr)
         store->commit();
     else
@@ -303,6 +303,7 @@ void stitch(const StitchOptions& options)
     if (const std::string disagreement = opened->metadata(options.tiles.empty()).disagreement(); !disagreement.empty())
         print_warning(options.common, disagreement);
     outcome.seconds = stopwatch.seconds();
+    outcome.decodes = opened->decodes();
     print_outcome(outcome);
     print_verdict(options, outcome.verdict);
     others.rethrow();

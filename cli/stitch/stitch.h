@@ -42,6 +42,7 @@ struct StitchOptions {
     bool resumes = false;       // what is in the store stays
     bool is_cropped = false;    // to what is covered everywhere
     bool is_dry_run = false;    // nothing is written
+    bool is_unjudged = false;   // no verdict
     bool is_strict = false;     // the verdict is an exit code
     bool wants_distributions = false; // in JSON
 };

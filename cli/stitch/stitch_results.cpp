@@ -86,15 +86,16 @@ void add_verdict(const StitchOutcome& outcome, Json& json)
     json["suspect"] = suspect;
 }
 
-Json json_of_engine(const PanoramaJob& job)
+Json json_of_engine(const StitchOutcome& outcome)
 {
+    const PanoramaJob& job = outcome.job;
     PanovalMosaicCounts counts{};
     job.mosaic.check(panoval_mosaic_counts(job.mosaic.get(), &counts));
     return {{"tiles", job.layout.tiles},
             {"tile_width", job.layout.tile_width},
             {"tile_height", job.layout.tile_height},
             {"overlapping_pairs", job.layout.overlaps},
-            {"decodes_per_picture", counts.pictures / static_cast<double>(job.layout.pictures)},
+            {"decodes_per_picture", outcome.decodes / static_cast<double>(job.layout.pictures)},
             {"scratch_bytes", counts.scratch_bytes},
             {"engine_memory_bytes", counts.largest_memory}};
 }
@@ -135,7 +136,7 @@ void print_outcome(const StitchOutcome& outcome)
                  {"peak_memory_bytes", memory},
                  {"gains_per", outcome.gains.per_channel ? "channel" : "picture"},
                  {"falloff", outcome.gains.falloff}};
-    json.update(json_of_engine(job));
+    json.update(json_of_engine(outcome));
     json["pictures"] = json_of_pictures(outcome);
     add_verdict(outcome, json);
     ResultLines lines = {{"panorama", printable(options.output)},

@@ -14,6 +14,7 @@ struct StitchOutcome {
     PanoramaGains gains;
     Json verdict; // an object; empty where nothing was judged
     double seconds = 0;
+    double decodes = 0; // of all pictures together
 };
 
 // e.g. "multi-band, 5 bands at most, optimal seams"

@@ -83,6 +83,7 @@ TEST_F(RowReading, TilesAndStripsOfTiffAreReadWhereTheyAre)
             write_image(in_folder("a.tif"), image, options);
             const auto reader = open_rows(in_folder("a.tif"));
             EXPECT_TRUE(reader->is_random_access()) << compression;
+            EXPECT_EQ(reader->is_stored(), !is_tiled && options.compression == compression_of("none"));
             EXPECT_LT(reader->held_bytes(), 256u * 300u * 4u + 1) << "at most a row of tiles";
             for (const std::int32_t first : {600, 250, 0, 520})
                 expect_rows(*reader, image, first, 20);
@@ -114,6 +115,33 @@ TEST_F(RowReading, ACompressedPictureInOneStripComesInOrder)
     EXPECT_LT(reader->held_bytes(), 20'000u) << "a few rows all the same";
     for (const std::int32_t first : {0, 700, 705, 100}) // forward, on, and back
         expect_rows(*reader, image, first, 5);
+}
+
+TEST_F(RowReading, AStoredPictureHasItsRowsInAnyOrderAndAsFarAsTheFileGoes)
+{
+    for (const bool has_alpha : {false, true})
+        for (const int bits : {8, 16}) {
+            const Image image = test_picture(300, 700, 3, bits, has_alpha);
+            write_image(in_folder("a.tif"), image);
+            const auto reader = open_rows(in_folder("a.tif"));
+            ASSERT_TRUE(reader->is_stored());
+            for (const std::int32_t first : {600, 0, 100, 0, 63, 699})
+                expect_rows(*reader, image, first, std::min(first == 100 ? 600 : 37, 700 - first));
+            std::vector<std::uint8_t> samples(image.bytes());
+            const Rows tight{samples.data(), image.row_bytes(), nullptr, 0}; // as the file has them
+            reader->read_rows(1, 699, tight.from(1));
+            EXPECT_EQ(std::memcmp(tight.row(1), image.row(1), 699 * image.row_bytes()), 0);
+        }
+}
+
+TEST_F(RowReading, AStoredPictureWithoutItsEndSaysSo)
+{
+    const Image image = test_picture(300, 700, 3, 8);
+    write_image(in_folder("a.tif"), image);
+    const auto reader = open_rows(in_folder("a.tif"));
+    std::filesystem::resize_file(path_from_utf8(in_folder("a.tif")), 900 * 500); // while it is open
+    expect_rows(*reader, image, 0, 400);
+    EXPECT_TRUE(contains(error_of([&] { (void)rows_from(*reader, 400, 200); }), "truncated or damaged"));
 }
 
 TEST_F(RowReading, SaysWhatItKeeps)

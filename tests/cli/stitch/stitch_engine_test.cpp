@@ -178,6 +178,36 @@ TEST_F(StitchEngine, BeingStrictTellsTheVerdictInTheExitCode)
     EXPECT_TRUE(file_exists(in_folder("out.ppm")));
 }
 
+TEST_F(StitchEngine, WithoutAVerdictThePanoramaIsTheSame)
+{
+    const auto inputs = three();
+    ASSERT_EQ(stitch(inputs, {"-o", in_folder("judged.ppm")}).exit_code, 0);
+    const Outcome outcome = stitch(inputs, {"-o", in_folder("out.ppm"), "--no-verdict", "--json"});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    EXPECT_FALSE(Json::parse(outcome.out).contains("verdict"));
+    EXPECT_EQ(read_text("out.ppm"), read_text("judged.ppm"));
+    EXPECT_EQ(stitch(inputs, {"-o", in_folder("out.ppm"), "--no-verdict", "--strict"}).exit_code, 2);
+}
+
+TEST_F(StitchEngine, StoredPicturesAreReadAgainWhereTheyAre)
+{
+    std::vector<std::string> inputs;
+    for (int i = 0; i < 8; ++i) {
+        write_image(in_folder(concat(i, ".tif")), test_picture(1000, 700, 3, 8));
+        inputs.push_back(concat(in_folder(concat(i, ".tif")), "@", 800 * (i % 4), ",", 600 * (i / 4)));
+    }
+    const auto run = [&](const std::string& memory) {
+        const Outcome outcome = stitch(inputs, {"-o", in_folder(memory + ".ppm"), "--memory", memory, "--json"});
+        EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+        return Json::parse(outcome.out);
+    };
+    const Json little = run("40M");
+    EXPECT_EQ(little["scratch_bytes"], 0);
+    EXPECT_LE(little["decodes_per_picture"].get<double>(), 1.0);
+    run("500M");
+    EXPECT_EQ(read_text("40M.ppm"), read_text("500M.ppm"));
+}
+
 } // namespace
 
 } // namespace panoval::cli::test
