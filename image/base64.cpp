@@ -2,6 +2,7 @@
 #include "image/base64.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 
 namespace panoval::image
@@ -11,6 +12,18 @@ namespace
 {
 
 constexpr std::string_view kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+// Of each character its place in the alphabet, or -1.
+constexpr std::array<int, 256> places_of_letters()
+{
+    std::array<int, 256> places{};
+    places.fill(-1);
+    for (std::size_t i = 0; i < kAlphabet.size(); ++i)
+        places[static_cast<unsigned char>(kAlphabet[i])] = static_cast<int>(i);
+    return places;
+}
+
+constexpr std::array<int, 256> kPlaces = places_of_letters();
 
 } // namespace
 
@@ -40,8 +53,8 @@ std::optional<std::vector<std::uint8_t>> bytes_of_base64(std::string_view text)
     std::uint32_t group = 0;
     int bits = 0;
     for (const char letter : text) {
-        const std::size_t value = kAlphabet.find(letter);
-        if (value == std::string_view::npos)
+        const int value = kPlaces[static_cast<unsigned char>(letter)];
+        if (value < 0)
             return std::nullopt;
         group = (group << 6 | static_cast<std::uint32_t>(value)) & 0xffffu;
         bits += 6;

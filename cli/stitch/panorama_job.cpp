@@ -4,7 +4,9 @@
 #include "cli/base/errors.h"
 #include "cli/base/file_names.h"
 #include "cli/stitch/crop.h"
+#include "cli/stitch/output_tiles.h"
 #include "cli/stitch/plan_file.h"
+#include "cli/stitch/seam_file.h"
 #include "image/formats.h"
 #include "image/metadata_json.h"
 #include "image/zarr_store.h"
@@ -28,6 +30,10 @@ const char* const kExpectedPlan = "a plan that panoval stitch --plan-only of thi
 // Of tiles that are made by themselves, the largest first.
 constexpr std::int32_t kTileSides[] = {4096, 2048, 1024, 512, 256};
 constexpr std::int64_t kManyTiles = 64;
+
+// What the engine keeps of seams.
+constexpr std::uint64_t kSeamRunBytes = 8;
+constexpr std::uint64_t kSeamRowBytes = 16;
 
 std::int32_t threads_of(const StitchOptions& options)
 {
@@ -68,6 +74,22 @@ void PanoramaJob::read_inputs()
         frame_inner_sides(plan);
 }
 
+std::uint64_t PanoramaJob::seam_bytes() const
+{
+    if (!has_seams())
+        return 0;
+    // A picture has two ends in each of its rows, and seams wind.
+    std::uint64_t runs = 0;
+    for (const PlacedLayer& layer : plan.layers)
+        runs += 4 * static_cast<std::uint64_t>(layer.info.height);
+    return runs * kSeamRunBytes + static_cast<std::uint64_t>(plan.height) * kSeamRowBytes;
+}
+
+bool PanoramaJob::counts_tasks() const
+{
+    return options.is_dry_run && options.plan.empty() && image::is_store_name(options.output);
+}
+
 PanovalMosaicOptions PanoramaJob::engine_options() const
 {
     PanovalMosaicOptions engine{};
@@ -79,6 +101,8 @@ PanovalMosaicOptions PanoramaJob::engine_options() const
     const auto threads = static_cast<std::uint64_t>(threads_of(options));
     const std::uint64_t decoding = std::min(largest * std::min<std::uint64_t>(threads, plan.layers.size()), whole / 2);
     engine.memory = std::max(whole - decoding, kLeastEngineMemory);
+    if (counts_tasks())
+        engine.memory += seam_bytes();
     engine.threads = options.threads;
     engine.wrap = !options.wraps ? 0 : options.wrap != 0 ? options.wrap : plan.width;
     engine.bands = options.bands;
@@ -149,10 +173,14 @@ void PanoramaJob::add_pictures()
 // The files themselves are looked at when their pixels are needed.
 void PanoramaJob::load_plan()
 {
-    const std::string text = read_text_file(options.plan, "a plan", kLongestPlan);
+    std::string text = read_text_file(options.plan, "a plan", kLongestPlan);
     const auto json = nlohmann::json::parse(text, nullptr, false);
     if (json.is_discarded())
         fail_input(options.plan, "no valid JSON", kExpectedPlan);
+    const auto own_id = json.find("id");
+    id = own_id != json.end() && own_id->is_string() ? own_id->get<std::string>() : id_of_text(text);
+    if (json.is_object() && json.contains("seam_file"))
+        text = with_seams(text, json);
     try {
         mosaic.check(panoval_mosaic_load_plan(mosaic.get(), text.data(), text.size()));
     } catch (const Failure& failure) {
@@ -160,11 +188,9 @@ void PanoramaJob::load_plan()
     }
     blend = json["options"]["blend"].get<std::string>();
     seams = json["options"]["seams"].get<std::string>();
-    const auto own_id = json.find("id");
-    id = own_id != json.end() && own_id->is_string() ? own_id->get<std::string>() : id_of_text(text);
     if (const auto told = json.find("metadata"); told != json.end())
         metadata = image::metadata_of_json(*told);
-    is_measured = json.contains("gains") && (json.contains("seams") || !has_seams());
+    is_measured = json.contains("gains") && (json.contains("seams") || json.contains("seam_file") || !has_seams());
     const PanovalMosaicLayout told = mosaic.layout();
     plan = plan_panorama(layers_of_plan(options.plan, json));
     crop = crop_of_plan(options.plan, json, told);
@@ -187,6 +213,29 @@ void PanoramaJob::load_plan()
     mosaic.check(panoval_mosaic_set_options(mosaic.get(), &engine));
 }
 
+// The plan's text with the seams of its file: around the tiles that are wanted, of all where all is looked at, and of
+// nothing where no pixel is made.
+std::string PanoramaJob::with_seams(const std::string& text, const nlohmann::json& json) const
+{
+    const PlanSeams place = seams_of_plan(options.plan, json);
+    SeamSelection selection(place.grid, place.wraps);
+    const bool is_all_needed = options.tiles.empty() || options.is_cropped || !options.save_seams.empty();
+    if (!options.is_dry_run && is_all_needed) {
+        selection.add({0, 0, place.grid.width, place.grid.height}, 0);
+    } else if (!options.is_dry_run) {
+        PanovalMosaicLayout canvas{};
+        canvas.width = place.grid.width;
+        canvas.height = place.grid.height;
+        const auto part = crop_of_plan(options.plan, json, canvas);
+        const OutputTiles tiles{part.value_or(PanovalMosaicRect{0, 0, canvas.width, canvas.height}), place.tile_width,
+                                place.tile_height};
+        for (const std::int64_t tile : parse_tiles(options.tiles, tiles.count()))
+            selection.add(tiles.rect(tile), seam_reach(place.bands));
+    }
+    const std::string seams_text = read_seam_file(place.file, place.grid, place.id, selection);
+    return text.substr(0, text.rfind('}')) + ",\"seams\":\"" + seams_text + "\"}";
+}
+
 void PanoramaJob::measure(PictureFiles& files)
 {
     const PanovalMosaicHost host = files.host();
@@ -202,7 +251,7 @@ void PanoramaJob::measure(PictureFiles& files)
     if (!metadata && (options.is_plan_only || image::is_store_name(options.output)))
         metadata = files.metadata(true).common();
     if (id.empty() && image::is_store_name(options.output))
-        id = nlohmann::json::parse(plan_text(options.output))["id"].get<std::string>();
+        id = id_of_plan(plan_json(options.output));
 }
 
 PanoramaGains PanoramaJob::gains() const
@@ -226,7 +275,7 @@ Json PanoramaJob::verdict() const
     return Json::parse(text);
 }
 
-std::string PanoramaJob::plan_text(const std::string& name) const
+Json PanoramaJob::plan_json(const std::string& name) const
 {
     const char* text = nullptr;
     std::size_t size = 0;
@@ -237,9 +286,7 @@ std::string PanoramaJob::plan_text(const std::string& name) const
         json["metadata"] = image::json_of(*metadata);
     if (crop)
         json["crop"] = {{"x", crop->x}, {"y", crop->y}, {"width", crop->width}, {"height", crop->height}};
-    const auto dump = [&] { return json.dump(1, ' ', false, Json::error_handler_t::replace) + "\n"; };
-    json["id"] = id_of_text(dump());
-    return dump();
+    return json;
 }
 
 } // namespace panoval::cli

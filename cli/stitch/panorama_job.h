@@ -40,6 +40,13 @@ public:
     PanovalMosaicRect region() const { return crop.value_or(PanovalMosaicRect{0, 0, layout.width, layout.height}); }
     bool has_seams() const { return seams != "none" && blend == "multiband"; }
 
+    // Memory for the seams of the whole canvas, about, while they are not known. The process that measures them has it;
+    // the task of a tile reads its part.
+    std::uint64_t seam_bytes() const;
+
+    // Whether nothing is made but tasks are counted, whose budget holds no seams of the whole canvas.
+    bool counts_tasks() const;
+
     // What the options say to the engine.
     PanovalMosaicOptions engine_options() const;
 
@@ -50,12 +57,13 @@ public:
     Json verdict() const; // an object; empty where there is none
 
     // The engine's plan with the pictures' files, whose names become relative to the folder of `name`.
-    std::string plan_text(const std::string& name) const;
+    Json plan_json(const std::string& name) const;
 
 private:
     void read_inputs();
     void add_pictures();
     void load_plan();
+    std::string with_seams(const std::string& text, const nlohmann::json& json) const;
     std::int32_t set_up(const MosaicHandle& made, const PanovalMosaicOptions& engine) const;
     std::int32_t choose_tile_size(PanovalMosaicOptions engine) const;
 };

@@ -224,6 +224,63 @@ std::optional<PanovalMosaicRect> crop_of_plan(const std::string& plan_name, cons
     return rect;
 }
 
+PlanSeams seams_of_plan(const std::string& plan_name, const ParsedJson& json)
+{
+    // What is no number of the kind that a plan has there is told as the engine tells it.
+    const auto number = [&](const char* of, const char* key, std::int64_t least, std::int64_t most) {
+        const auto object = json.find(of);
+        if (object == json.end() || !object->is_object() || !object->contains(key) ||
+            !object->at(key).is_number_integer() || object->at(key).get<std::int64_t>() < least ||
+            object->at(key).get<std::int64_t>() > most)
+            fail_input(plan_name, concat("no number \"", key, "\" from ", least, " to ", most, " in \"", of, "\""),
+                       kExpected);
+        return object->at(key).get<std::int64_t>();
+    };
+    const ParsedJson& own = json.at("seam_file");
+    const auto text = [&](const char* key) {
+        if (!own.is_object() || !own.contains(key) || !own.at(key).is_string())
+            fail_input(plan_name, concat("no text \"", key, "\" in \"seam_file\""), kExpected);
+        return own.at(key).get<std::string>();
+    };
+    PlanSeams seams;
+    seams.file = utf8_from_path(path_from_utf8(plan_name).parent_path() / path_from_utf8(text("file")));
+    seams.id = text("id");
+    seams.grid.width = number("canvas", "width", 1, kLongestSide);
+    seams.grid.height = number("canvas", "height", 1, kLongestSide);
+    seams.grid.side = number("seam_file", "side", 16, kLongestSide);
+    seams.wraps = number("options", "wrap", 0, kLongestSide) > 0;
+    seams.bands = static_cast<int>(number("canvas", "bands", 1, 30));
+    seams.tile_width = number("tiles", "width", 1, kLongestSide);
+    seams.tile_height = number("tiles", "height", 1, kLongestSide);
+    return seams;
+}
+
+std::string seam_file_name(const std::string& plan_name)
+{
+    return plan_name + ".seams";
+}
+
+void move_seams(Json& plan, image::OutputFile& file)
+{
+    const std::string seams = plan["seams"].get<std::string>();
+    const std::string id = id_of_text(seams);
+    const SeamGrid grid{plan["canvas"]["width"].get<std::int64_t>(), plan["canvas"]["height"].get<std::int64_t>()};
+    write_seam_file(file, grid, seams, id, "the plan");
+    plan.erase("seams");
+    plan["seam_file"] = {
+        {"file", utf8_from_path(path_from_utf8(file.target()).filename())}, {"id", id}, {"side", grid.side}};
+}
+
+std::string text_of_plan(const Json& plan)
+{
+    return plan.dump(1, ' ', false, Json::error_handler_t::replace) + "\n";
+}
+
+std::string id_of_plan(const Json& plan)
+{
+    return id_of_text(text_of_plan(plan));
+}
+
 std::string id_of_text(const std::string& text)
 {
     Hash hash;

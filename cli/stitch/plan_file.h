@@ -5,6 +5,8 @@
 
 #include "cli/base/common_options.h"
 #include "cli/stitch/panorama_plan.h"
+#include "cli/stitch/seam_file.h"
+#include "image/output_file.h"
 #include "panoval_mosaic.h"
 
 #include <nlohmann/json.hpp>
@@ -25,6 +27,28 @@ std::vector<PlacedLayer> layers_of_plan(const std::string& plan_name, const nloh
 // The part of the canvas that a plan wants, if it says so.
 std::optional<PanovalMosaicRect> crop_of_plan(const std::string& plan_name, const nlohmann::json& json,
                                               const PanovalMosaicLayout& layout);
+
+// Where the seams of a plan are that are in a file of their own, and what it takes to choose among them.
+struct PlanSeams {
+    std::string file;
+    std::string id;
+    SeamGrid grid;
+    bool wraps = false;
+    int bands = 0;
+    std::int64_t tile_width = 0;
+    std::int64_t tile_height = 0;
+};
+PlanSeams seams_of_plan(const std::string& plan_name, const nlohmann::json& json);
+
+// Takes the seams out of a plan and puts them into the file, which lies beside the plan.
+void move_seams(Json& plan, image::OutputFile& file);
+
+// What the seams' file of a plan is called.
+std::string seam_file_name(const std::string& plan_name);
+
+// The plan as it is written, and its id.
+std::string text_of_plan(const Json& plan);
+std::string id_of_plan(const Json& plan);
 
 // 16 hexadecimal digits that follow from the text.
 std::string id_of_text(const std::string& text);

@@ -6,6 +6,7 @@
 #include "cli/base/system_info.h"
 #include "cli/stitch/panorama_job.h"
 #include "cli/stitch/panorama_output.h"
+#include "cli/stitch/plan_file.h"
 #include "cli/stitch/report_page.h"
 #include "cli/stitch/stitch_results.h"
 #include "cli/stitch/store_output.h"
@@ -25,7 +26,8 @@ namespace panoval::cli
 namespace
 {
 
-constexpr std::size_t kBlendSteps = 100; // of the progress bar
+constexpr std::size_t kBlendSteps = 100;                 // of the progress bar
+constexpr std::size_t kLongSeams = std::size_t{4} << 20; // letters
 
 void check_outputs(const PanoramaJob& job)
 {
@@ -33,6 +35,8 @@ void check_outputs(const PanoramaJob& job)
     std::vector<std::string> inputs = {options.layout, options.plan};
     for (const PlacedLayer& layer : job.plan.layers)
         inputs.insert(inputs.end(), {layer.file, layer.mask, layer.keep, layer.exclude});
+    if (const std::string seams = seam_file_name(options.output); options.is_plan_only && file_exists(seams))
+        refuse_to_overwrite(seams, inputs);
     for (const std::string* const output : {&options.output, &options.gains, &options.report, &options.save_seams})
         if (file_exists(*output)) // what is not there is no input; a look at every picture takes time
             refuse_to_overwrite(*output, inputs);
@@ -204,9 +208,21 @@ private:
     std::size_t blended_ = 0;
 };
 
+// Seams of more than a few megabytes are in a file beside, of which the task of a tile reads a part.
 void write_plan(OutputFile& output, const PanoramaJob& job)
 {
-    output.write(job.plan_text(output.target()));
+    Json plan = job.plan_json(output.target());
+    const bool has_seams = plan.contains("seams");
+    const bool is_long = has_seams && plan["seams"].get_ref<const std::string&>().size() >= kLongSeams;
+    std::unique_ptr<OutputFile> seams;
+    if (has_seams && output.target() != "-" && (job.options.splits_seams || is_long)) {
+        seams = std::make_unique<OutputFile>(seam_file_name(output.target()));
+        move_seams(plan, *seams);
+    }
+    plan["id"] = id_of_plan(plan);
+    output.write(text_of_plan(plan));
+    if (seams != nullptr)
+        seams->commit();
 }
 
 // Several outputs, of which one may fail and the others come all the same.

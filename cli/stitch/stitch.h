@@ -38,6 +38,7 @@ struct StitchOptions {
     int tile_size = 0;          // pixels; 0: chosen
     std::string plan;           // a file to take everything from, or empty
     bool is_plan_only = false;  // the output is the plan
+    bool splits_seams = false;  // which go into a file beside the plan
     std::string tiles;          // the output is these alone, a list as 0-15,20; empty: all of it
     bool resumes = false;       // what is in the store stays
     bool is_cropped = false;    // to what is covered everywhere

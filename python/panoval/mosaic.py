@@ -16,7 +16,7 @@ from ._opening import planned
 from ._pictures import Picture, picture_of
 from ._records import (PanovalMosaicCounts, PanovalMosaicEstimate, PanovalMosaicLayout, PanovalMosaicOptions,
                        PanovalMosaicOverlap, PanovalMosaicPicture, PanovalMosaicRect)
-from .errors import MOSAIC_ERRORS, PanovalError
+from .errors import MOSAIC_ERRORS, PanovalError, PlanError
 
 __all__ = ["Mosaic", "Rect", "Tile", "Layout", "Overlap", "Estimate", "Counts", "Pixels", "GAIN_DTYPE"]
 
@@ -279,6 +279,9 @@ class Mosaic:
         >>> int(second.blend((0, 0, 6, 4)).samples.max())
         9
         """
+        if _has_seam_file(plan):
+            raise PlanError("the plan's seams are in a file beside it, which only panoval's program reads; "
+                            "make tiles with it, or a plan of less than 4 MB of seams without --split-seams")
         mosaic = cls(memory=memory, threads=threads)
         text = plan.encode("utf-8", "surrogateescape")
         mosaic._check(raw.panoval_mosaic_load_plan(mosaic._handle, text, len(text)))
@@ -440,6 +443,16 @@ class Mosaic:
         record = PanovalMosaicCounts()
         self._check(raw.panoval_mosaic_counts(self._open(), record))
         return Counts(*(getattr(record, name) for name in Counts._fields))
+
+
+def _has_seam_file(plan: str) -> bool:
+    """Whether a plan of panoval's program has its seams elsewhere. What is no plan is refused by the engine."""
+    if '"seam_file"' not in plan:
+        return False
+    try:
+        return "seam_file" in json.loads(plan)
+    except ValueError:
+        return False
 
 
 def _choice(value: Any, name: str, choices: Dict[Any, int]) -> int:

@@ -56,6 +56,13 @@ def test_each_goes_on_with_the_others_store(folder, monkeypatch):
     assert json.loads(Path("mixed.zarr/.zattrs").read_text())["panoval"]["metadata"]["resolution"] == [300, 299.5]
 
 
+def test_a_plan_whose_seams_are_elsewhere_is_refused(folder):
+    names = [f"p{index}.tif@{index * 200},0" for index in range(3)]
+    run("stitch", "--plan-only", "-o", "split.json", "--split-seams", "--quiet", *names, cwd=folder)
+    with pytest.raises(panoval.PlanError, match="seams are in a file beside it"):
+        panoval.Mosaic.from_plan((folder / "split.json").read_text())
+
+
 def test_the_program_makes_the_pixels_of_stitch(folder, helpers):
     import zarr
 

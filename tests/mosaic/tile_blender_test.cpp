@@ -11,6 +11,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <random>
 
 namespace panoval::mosaic::test
 {
@@ -348,6 +349,23 @@ TEST(TileBlender, WithoutSeamsTilesAreTheLibrarysPanorama)
             }
         }
     });
+}
+
+// Whoever hands a task the seams around its tile counts on that.
+TEST(TileBlender, LooksNoFartherThanEightTimesItsCoarsestPixel)
+{
+    std::mt19937 random(11);
+    for (int bands = 1; bands <= 14; ++bands)
+        for (int i = 0; i < 300; ++i) {
+            const auto number = [&](std::uint32_t most) { return static_cast<std::int64_t>(random() % most); };
+            const Rect tile{number(100000) - 500, number(100000) - 500, 1 + number(3000), 1 + number(3000)};
+            const Rect reach = composite_reach(tile, bands);
+            const std::int64_t most = std::int64_t{8} << bands;
+            EXPECT_GE(reach.x, tile.x - most) << bands;
+            EXPECT_GE(reach.y, tile.y - most) << bands;
+            EXPECT_LE(reach.right(), tile.right() + most) << bands;
+            EXPECT_LE(reach.bottom(), tile.bottom() + most) << bands;
+        }
 }
 
 } // namespace

@@ -79,6 +79,42 @@ protected:
     }
 };
 
+// Seams in a file beside the plan: tasks read a part of it, and the pixels are the same, however far the bands reach.
+TEST_F(StitchStore, TilesOfSeamsInAFileOfTheirOwnAreTheSame)
+{
+    std::vector<std::string> pictures;
+    for (int i = 0; i < 5; ++i)
+        pictures.push_back(shoot(concat(i, ".ppm"), 700 * i, 3 * i, 1000, 300));
+    for (const char* const bands : {"2", "7"}) {
+        const auto plan = [&](const std::string& name, const std::string& more) {
+            std::vector<std::string> arguments = pictures;
+            arguments.insert(arguments.end(),
+                             {"-o", in_folder(name), "--plan-only", "--tile-size", "200", "--bands", bands});
+            arguments.insert(arguments.end(), {more, "--quiet"});
+            const Outcome outcome = stitch(arguments);
+            ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+        };
+        plan("two.json", "--split-seams");
+        plan("one.json", "--json");
+        EXPECT_FALSE(contains(read_text("two.json"), "\"seams\": \"A")) << "they are beside it";
+        EXPECT_TRUE(file_exists(in_folder("two.json.seams")) && !file_exists(in_folder("one.json.seams")));
+        fs::remove_all(path_from_utf8(in_folder("one.zarr")));
+        fs::remove_all(path_from_utf8(in_folder("two.zarr")));
+        ASSERT_EQ(tiles("one.json", "one.zarr", {}).exit_code, 0);
+        for (const char* const part : {"5/9", "0/9", "8/9", "1/9", "2/9", "3/9", "4/9", "6/9", "7/9"})
+            ASSERT_EQ(tiles("two.json", "two.zarr", {"--tile", part}).exit_code, 0);
+        EXPECT_EQ(files_of("one.zarr/0"), files_of("two.zarr/0")) << bands;
+        ASSERT_EQ(tiles("two.json", "two.tif", {}).exit_code, 0);
+        ASSERT_EQ(tiles("one.json", "one.tif", {}).exit_code, 0);
+        EXPECT_EQ(read_text("one.tif"), read_text("two.tif")) << "as a whole";
+    }
+    EXPECT_EQ(tiles("two.json", "none.zarr", {"--dry-run"}).exit_code, 0);
+    fs::remove(path_from_utf8(in_folder("two.json.seams")));
+    const Outcome missing = tiles("two.json", "two.zarr", {"--tile", "3"});
+    EXPECT_EQ(missing.exit_code, 3);
+    EXPECT_TRUE(contains(missing.err, "two.json.seams")) << missing.err;
+}
+
 // What all pictures agree in goes by way of the plan and the store into the pictures that are made of it.
 TEST_F(StitchStore, CarriesWhatThePicturesTell)
 {
