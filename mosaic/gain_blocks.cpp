@@ -31,8 +31,11 @@ std::size_t part_count(std::int64_t length, std::int64_t side)
     return static_cast<std::size_t>(std::max<std::int64_t>(1, length / side));
 }
 
-void lay_out_blocks(const Rect& region, std::size_t most, GainBlocks& result)
+} // namespace
+
+GainBlocks lay_out_blocks(const Rect& region, std::size_t most)
 {
+    GainBlocks result;
     const double area = static_cast<double>(region.pixels());
     const auto side =
         std::max(kShortestSide, std::int64_t{truncate_to_int(std::sqrt(area / static_cast<double>(most)))});
@@ -55,22 +58,27 @@ void lay_out_blocks(const Rect& region, std::size_t most, GainBlocks& result)
             block.width = static_cast<float>(x1 - x0);
             block.height = static_cast<float>(y1 - y0);
         }
+    return result;
 }
 
-// Sums the rows of an overlap that come from above into its blocks.
+namespace
+{
+
+// Sums the rows of an overlap that come from above, from those of a row of blocks on, into its blocks.
 template <class Sample, class Sums>
 class BlockSummer
 {
 public:
-    BlockSummer(const Layout& layout, const Rect& region, bool has_masks, GainBlocks& blocks)
+    BlockSummer(const Layout& layout, const Rect& region, bool has_masks, std::size_t first_row, GainBlocks& blocks)
         : width_(region.width), height_(region.height), channels_(static_cast<std::size_t>(layout.channels)),
-          has_masks_(has_masks), bound_(static_cast<Sample>(saturation_bound(layout.bits))), blocks_(blocks)
+          has_masks_(has_masks), bound_(static_cast<Sample>(saturation_bound(layout.bits))), blocks_(blocks),
+          block_row_(first_row), y_(part_begin(height_, blocks.rows, first_row)),
+          row_end_(part_begin(height_, blocks.rows, first_row + 1))
     {
         const std::size_t count = static_cast<std::size_t>(width_) * channels_;
         sums_.clear(count);
         mask_.assign(count, Sample{1});
         shared_.assign(static_cast<std::size_t>(width_), 0);
-        row_end_ = part_begin(height_, blocks_.rows, 1);
     }
 
     void add_strip(const PixelBlock& first, const PixelBlock& second)
@@ -78,6 +86,8 @@ public:
         for (std::int64_t y = 0; y < first.rect.height; ++y)
             add_row(first, second, y);
     }
+
+    const GainTotals& totals() const { return totals_; }
 
 private:
     void add_row(const PixelBlock& first, const PixelBlock& second, std::int64_t y)
@@ -115,10 +125,10 @@ private:
             add_columns(begin, end, block);
             const std::uint32_t shared = count_shared(begin, end);
             block.shared += shared;
-            blocks_.shared += shared;
+            totals_.shared += shared;
         }
-        blocks_.first_saturated += sums_.bright.first;
-        blocks_.second_saturated += sums_.bright.second;
+        totals_.first_saturated += sums_.bright.first;
+        totals_.second_saturated += sums_.bright.second;
         sums_.clear(mask_.size());
         shared_.assign(shared_.size(), 0);
         rows_held_ = 0;
@@ -154,26 +164,29 @@ private:
     std::vector<Sample> mask_;
     std::vector<std::uint32_t> shared_; // rows of each column that both pictures cover, since the sums were emptied
     std::size_t rows_held_ = 0;
-    std::size_t block_row_ = 0;
-    std::int64_t y_ = 0;
-    std::int64_t row_end_ = 0; // of the current row of blocks
+    std::size_t block_row_;
+    std::int64_t y_;
+    std::int64_t row_end_; // of the current row of blocks
+    GainTotals totals_;
 };
 
 template <class Sample, class Sums>
-void sum_strips(const Layout& layout, const Overlap& overlap, PictureReader& reader, GainStrips& strips,
-                GainBlocks& blocks)
+GainTotals sum_strips(const Layout& layout, const Overlap& overlap, std::size_t first_row, std::size_t end_row,
+                      PictureReader& reader, GainStrips& strips, GainBlocks& blocks)
 {
     const Rect in_first = overlap.in_first(layout);
     const Rect in_second = overlap.in_second(layout);
     const bool has_masks = layout.pictures[overlap.first].has_mask || layout.pictures[overlap.second].has_mask;
-    BlockSummer<Sample, Sums> summer(layout, overlap.region, has_masks, blocks);
+    BlockSummer<Sample, Sums> summer(layout, overlap.region, has_masks, first_row, blocks);
     const std::int64_t strip_rows = std::max<std::int64_t>(1, kStripPixels / in_first.width);
-    for (std::int64_t y = 0; y < in_first.height; y += strip_rows) {
-        const std::int64_t rows = std::min(strip_rows, in_first.height - y);
+    const std::int64_t end = part_begin(in_first.height, blocks.rows, end_row);
+    for (std::int64_t y = part_begin(in_first.height, blocks.rows, first_row); y < end; y += strip_rows) {
+        const std::int64_t rows = std::min(strip_rows, end - y);
         reader.read(overlap.first, {in_first.x, in_first.y + y, in_first.width, rows}, strips.first);
         reader.read(overlap.second, {in_second.x, in_second.y + y, in_second.width, rows}, strips.second);
         summer.add_strip(strips.first, strips.second);
     }
+    return summer.totals();
 }
 
 } // namespace
@@ -188,16 +201,19 @@ std::size_t most_blocks(std::size_t overlaps)
     return std::clamp(kBlocksInAll / std::max<std::size_t>(overlaps, 1), kFewestBlocks, kMostBlocks);
 }
 
-GainBlocks sum_blocks(const Layout& layout, const Overlap& overlap, std::size_t most, PictureReader& reader,
-                      GainStrips& strips)
+GainTotals sum_blocks(const Layout& layout, const Overlap& overlap, std::size_t first, std::size_t end,
+                      PictureReader& reader, GainStrips& strips, GainBlocks& blocks)
 {
-    GainBlocks blocks;
-    lay_out_blocks(overlap.region, most, blocks);
     if (layout.bits == 8)
-        sum_strips<std::uint8_t, ColumnSums8>(layout, overlap, reader, strips, blocks);
-    else
-        sum_strips<std::uint16_t, ColumnSums16>(layout, overlap, reader, strips, blocks);
-    return blocks;
+        return sum_strips<std::uint8_t, ColumnSums8>(layout, overlap, first, end, reader, strips, blocks);
+    return sum_strips<std::uint16_t, ColumnSums16>(layout, overlap, first, end, reader, strips, blocks);
+}
+
+void add_totals(const GainTotals& totals, GainBlocks& blocks)
+{
+    blocks.shared += totals.shared;
+    blocks.first_saturated += totals.first_saturated;
+    blocks.second_saturated += totals.second_saturated;
 }
 
 } // namespace panoval::mosaic

@@ -49,8 +49,21 @@ struct GainStrips {
     PixelBlock second;
 };
 
-// Reads the overlap once, in strips.
-GainBlocks sum_blocks(const Layout& layout, const Overlap& overlap, std::size_t most, PictureReader& reader,
-                      GainStrips& strips);
+// The blocks of an overlap, at most so many, without any sums.
+GainBlocks lay_out_blocks(const Rect& region, std::size_t most);
+
+// Of all blocks that were summed together.
+struct GainTotals {
+    std::uint64_t shared = 0;
+    std::uint64_t first_saturated = 0;
+    std::uint64_t second_saturated = 0;
+};
+
+// Sums rows first to end - 1 of the blocks; reads their part of the overlap once, in strips. Rows that have none in
+// common can be summed by several threads at once. The totals are not in the blocks' own yet.
+GainTotals sum_blocks(const Layout& layout, const Overlap& overlap, std::size_t first, std::size_t end,
+                      PictureReader& reader, GainStrips& strips, GainBlocks& blocks);
+
+void add_totals(const GainTotals& totals, GainBlocks& blocks);
 
 } // namespace panoval::mosaic

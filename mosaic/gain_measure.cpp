@@ -63,17 +63,50 @@ public:
 private:
     using Brightness = std::vector<double>;
 
+    // Some rows of an overlap's blocks.
+    struct Part {
+        std::size_t pair;
+        std::size_t first;
+        std::size_t end;
+        GainTotals totals{};
+    };
+
+    // Where there are few overlaps, each is shared between threads.
+    std::vector<Part> parts_of_overlaps() const
+    {
+        constexpr std::size_t kPartsPerThread = 4;
+        const std::size_t wanted = options_.threads > 1 ? kPartsPerThread * options_.threads : 1;
+        const std::size_t each = (wanted + pairs_.size() - 1) / std::max<std::size_t>(pairs_.size(), 1);
+        std::vector<Part> parts;
+        for (std::size_t p = 0; p < pairs_.size(); ++p) {
+            const std::size_t rows = pairs_[p].blocks.rows;
+            const std::size_t count = std::min(std::max<std::size_t>(each, 1), rows);
+            for (std::size_t k = 0; k < count; ++k)
+                parts.push_back({p, rows * k / count, rows * (k + 1) / count});
+        }
+        return parts;
+    }
+
     void read_overlaps()
     {
         const std::size_t most = most_blocks(overlaps_.size());
+        for (std::size_t p = 0; p < pairs_.size(); ++p)
+            pairs_[p].blocks = lay_out_blocks(overlaps_[p].region, most);
+        std::vector<Part> parts = parts_of_overlaps();
         std::atomic<std::size_t> done{0};
         ScratchPool<GainStrips> strips;
-        run_in_parallel(overlaps_.size(), options_.threads, [&](std::size_t p) {
+        run_in_parallel(parts.size(), options_.threads, [&](std::size_t i) {
+            Part& part = parts[i];
+            part.totals = sum_blocks(layout_, overlaps_[part.pair], part.first, part.end, reader_, *strips.take(),
+                                     pairs_[part.pair].blocks);
+            progress_.report(Phase::Gains, static_cast<double>(++done) / static_cast<double>(parts.size() + 1));
+        });
+        for (const Part& part : parts)
+            add_totals(part.totals, pairs_[part.pair].blocks);
+        run_in_parallel(pairs_.size(), options_.threads, [&](std::size_t p) {
             Pair& pair = pairs_[p];
-            pair.blocks = sum_blocks(layout_, overlaps_[p], most, reader_, *strips.take());
             pair.radii = block_radii(layout_, overlaps_[p], pair.blocks);
             pair.levels = block_levels(pair.blocks, kAllChannels, layout_.channels, layout_.bits);
-            progress_.report(Phase::Gains, static_cast<double>(++done) / static_cast<double>(overlaps_.size() + 1));
         });
     }
 

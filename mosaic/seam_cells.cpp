@@ -11,6 +11,7 @@
 #include <array>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 
 namespace panoval::mosaic
 {
@@ -149,7 +150,8 @@ private:
     {
         const std::uint8_t* const mask = block.mask_row(rows.first);
         const std::uint8_t* const end = mask + (rows.end - rows.first) * block.rect.width;
-        const bool is_covered = !layout_.pictures[picture].has_mask || std::find(mask, end, std::uint8_t{0}) == end;
+        const bool is_covered = !layout_.pictures[picture].has_mask ||
+                                std::memchr(mask, 0, static_cast<std::size_t>(end - mask)) == nullptr;
         if (!is_covered)
             add_pixels(picture, block, rows, scratch.cells);
         else if (block.sample_bytes == 1)
@@ -175,6 +177,23 @@ private:
             rough[i] += distance(row[i], below[i]);
     }
 
+    // Samples begin to stop - 1 of the rows' sums.
+    template <std::size_t Channels, class Sum>
+    static void add_columns(const Sum* samples, const Sum* rough, std::size_t begin, std::size_t stop, CellSums& to)
+    {
+        std::array<std::uint64_t, Channels> sum{};
+        std::array<std::uint64_t, Channels> rough_sum{};
+        for (std::size_t i = begin; i < stop; i += Channels)
+            for (std::size_t c = 0; c < Channels; ++c) {
+                sum[c] += samples[i + c];
+                rough_sum[c] += rough[i + c];
+            }
+        for (std::size_t c = 0; c < Channels; ++c) {
+            to.samples[c] += sum[c];
+            to.rough += rough_sum[c];
+        }
+    }
+
     // Rows that are covered throughout.
     template <class Sample, class Sum>
     void add_rows(std::size_t picture, const PixelBlock& block, const Span& rows, std::vector<Sum>& samples,
@@ -193,16 +212,12 @@ private:
             CellSums& to = cells[cell];
             const std::size_t begin = static_cast<std::size_t>(first) * channels_;
             const std::size_t stop = static_cast<std::size_t>(end) * channels_;
-            std::array<std::uint64_t, 4> sum{};
-            std::uint64_t rough_sum = 0;
-            for (std::size_t i = begin; i < stop; i += channels_)
-                for (std::size_t c = 0; c < channels_; ++c) {
-                    sum[c] += samples[i + c];
-                    rough_sum += rough[i + c];
-                }
-            for (std::size_t c = 0; c < channels_; ++c)
-                to.samples[c] += sum[c];
-            to.rough += rough_sum;
+            if (channels_ == 3)
+                add_columns<3>(samples.data(), rough.data(), begin, stop, to);
+            else if (channels_ == 1)
+                add_columns<1>(samples.data(), rough.data(), begin, stop, to);
+            else
+                add_columns<4>(samples.data(), rough.data(), begin, stop, to);
             to.pixels += (end - first) * height;
             const std::int64_t across = end < block.rect.width ? end - first : end - first - 1;
             to.differences += across * height + (end - first) * (height - 1);

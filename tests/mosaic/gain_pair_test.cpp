@@ -15,6 +15,19 @@ namespace panoval::mosaic::test
 namespace
 {
 
+// The first overlap, summed in so many parts.
+GainBlocks sum_overlap(MemoryReader& reader, std::size_t most, std::size_t parts = 1)
+{
+    const Overlap overlap = find_overlaps(reader.layout)[0];
+    GainBlocks blocks = lay_out_blocks(overlap.region, most);
+    GainStrips strips;
+    for (std::size_t k = parts; k-- > 0;)
+        add_totals(sum_blocks(reader.layout, overlap, blocks.rows * k / parts, blocks.rows * (k + 1) / parts, reader,
+                              strips, blocks),
+                   blocks);
+    return blocks;
+}
+
 // Two pictures of 160 x 120 that overlap by 80 columns.
 struct Two {
     MemoryReader reader{240, 120};
@@ -30,11 +43,7 @@ struct Two {
         cut.rect = {x, 0, 160, 120};
         reader.add(x, 0, take_picture(scene, cut));
     }
-    GainBlocks blocks(std::size_t most = 640)
-    {
-        GainStrips strips;
-        return sum_blocks(reader.layout, find_overlaps(reader.layout)[0], most, reader, strips);
-    }
+    GainBlocks blocks(std::size_t most = 640) { return sum_overlap(reader, most); }
     BlockLevels levels() { return block_levels(blocks(), kAllChannels, reader.layout.channels, reader.layout.bits); }
 };
 
@@ -57,13 +66,30 @@ TEST(GainBlocks, HoldEachSharedSampleOnce)
     }
 }
 
+TEST(GainBlocks, PartsHaveTheSumsOfTheWhole)
+{
+    Two two({.channels = 3}, {.noise = 6}, {.gain = 1.4});
+    const GainBlocks whole = two.blocks(100);
+    for (const std::size_t parts : {2u, 3u, 7u}) {
+        const GainBlocks summed = sum_overlap(two.reader, 100, parts);
+        EXPECT_EQ(summed.shared, whole.shared);
+        EXPECT_EQ(summed.first_saturated, whole.first_saturated);
+        EXPECT_EQ(summed.second_saturated, whole.second_saturated);
+        for (std::size_t i = 0; i < whole.blocks.size(); ++i) {
+            EXPECT_EQ(summed.blocks[i].first, whole.blocks[i].first) << i;
+            EXPECT_EQ(summed.blocks[i].second, whole.blocks[i].second) << i;
+            EXPECT_EQ(summed.blocks[i].used, whole.blocks[i].used) << i;
+            EXPECT_EQ(summed.blocks[i].shared, whole.blocks[i].shared) << i;
+        }
+    }
+}
+
 TEST(GainBlocks, ALongNarrowOverlapIsOneColumn)
 {
     MemoryReader reader(100, 3000);
     reader.add(0, 0, MemoryPicture::blank(50, 3000, 1, 8));
     reader.add(44, 0, MemoryPicture::blank(56, 3000, 1, 8));
-    GainStrips strips;
-    const GainBlocks blocks = sum_blocks(reader.layout, find_overlaps(reader.layout)[0], 100, reader, strips);
+    const GainBlocks blocks = sum_overlap(reader, 100);
     EXPECT_EQ(blocks.columns, 1u);
     EXPECT_LE(blocks.rows, 100u);
     EXPECT_EQ(blocks.shared, 6u * 3000u);
