@@ -66,15 +66,15 @@ void TileLevels::reset(const Rect& frame, const Window& tile, int bands, int cha
     weights_.resize(windows_.size());
     for (std::size_t i = 0; i < windows_.size(); ++i) {
         const std::size_t pixels = to_size(windows_[i].columns.length() * windows_[i].rows.length());
-        sums_[i].resize(pixels * static_cast<std::size_t>(channels));
-        weights_[i].resize(has_weights ? pixels : 0);
+        resize_unset(sums_[i], pixels * static_cast<std::size_t>(channels));
+        resize_unset(weights_[i], has_weights ? pixels : 0);
     }
 }
 
 void TileLevels::clear()
 {
-    for (std::vector<std::vector<float>>* const all : {&sums_, &weights_})
-        for (std::vector<float>& level : *all)
+    for (std::vector<UnsetVector<float>>* const all : {&sums_, &weights_})
+        for (UnsetVector<float>& level : *all)
             std::fill(level.begin(), level.end(), 0.0f);
 }
 

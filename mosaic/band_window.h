@@ -10,6 +10,7 @@
 #include "mosaic/level_windows.h"
 #include "mosaic/rect.h"
 #include "mosaic/row_spans.h"
+#include "mosaic/unset_vector.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -48,8 +49,8 @@ private:
     int channels_ = 1;
     bool has_weights_ = false;
     std::vector<Window> windows_;
-    std::vector<std::vector<float>> sums_;
-    std::vector<std::vector<float>> weights_;
+    std::vector<UnsetVector<float>> sums_;
+    std::vector<UnsetVector<float>> weights_;
 };
 
 // Where a picture's samples and weights come from.

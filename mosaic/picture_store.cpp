@@ -44,9 +44,20 @@ std::size_t longest_row(const Layout& layout, const std::vector<PictureTraits>& 
     return longest;
 }
 
+std::size_t largest_picture(const Layout& layout, const std::vector<PictureTraits>& traits)
+{
+    std::size_t largest = 1;
+    for (std::size_t i = 0; i < layout.pictures.size(); ++i)
+        largest = std::max(largest, row_sizes(layout, i, traits[i]).all() *
+                                        static_cast<std::size_t>(layout.pictures[i].rect.height));
+    return largest;
+}
+
+// A block holds rows of one picture, so that one larger than all of them would never be full.
 std::size_t choose_block(const Layout& layout, const std::vector<PictureTraits>& traits, std::size_t budget)
 {
-    const std::size_t wanted = std::clamp(budget / kBlocksInBudget, kSmallestBlock, kLargestBlock);
+    const std::size_t of_budget = std::clamp(budget / kBlocksInBudget, kSmallestBlock, kLargestBlock);
+    const std::size_t wanted = std::min(of_budget, std::max(largest_picture(layout, traits), kSmallestBlock));
     return std::max(wanted, longest_row(layout, traits));
 }
 

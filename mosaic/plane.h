@@ -3,10 +3,10 @@
 #pragma once
 
 #include "mosaic/rect.h"
+#include "mosaic/unset_vector.h"
 
 #include <cstddef>
 #include <cstdint>
-#include <vector>
 
 namespace panoval::mosaic
 {
@@ -15,19 +15,20 @@ template <class T>
 struct Plane {
     Rect rect;
     std::int64_t channels = 1;
-    std::vector<T> data;
+    UnsetVector<T> data;
 
     Plane() = default;
-    Plane(const Rect& area, std::int64_t n) : rect(area), channels(n), data(static_cast<std::size_t>(area.pixels() * n))
+    Plane(const Rect& area, std::int64_t n)
+        : rect(area), channels(n), data(static_cast<std::size_t>(area.pixels() * n), T{})
     {
     }
 
-    // Unset but for what was there before; its memory is used again.
+    // Unset; its memory is used again.
     void reset(const Rect& area, std::int64_t n)
     {
         rect = area;
         channels = n;
-        data.resize(static_cast<std::size_t>(area.pixels() * n));
+        resize_unset(data, static_cast<std::size_t>(area.pixels() * n));
     }
 
     T* at(std::int64_t x, std::int64_t y) { return data.data() + offset(x, y); }
