@@ -73,6 +73,9 @@ std::vector<Section> measure_sections();
 
 std::vector<Section> all_sections();
 
+// How many threads the engine takes, or 0: as many as each case says.
+extern int engine_threads;
+
 enum class Kind { Noise, Smooth, Ramp, Checkerboard, Black, White, TwoLevel, Targets };
 inline constexpr Kind kKinds[] = {Kind::Noise, Kind::Smooth, Kind::Ramp,     Kind::Checkerboard,
                                   Kind::Black, Kind::White,  Kind::TwoLevel, Kind::Targets};

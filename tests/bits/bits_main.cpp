@@ -3,17 +3,23 @@
 //     bits [--target NAME] TABLE      every instruction set of this machine in turn, or the named one
 //     bits --write TABLE              writes the table
 //     bits --targets                  names the instruction sets
+//     bits --threads N TABLE          N times at once on the fastest instruction set, each on records of its own, and
+//                                     with N threads in the engine
 // Ends with 1 where a line differs. What routines print goes to standard output, the findings to standard error.
 #include "tests/bits/bits.h"
 
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <hwy/targets.h>
 #include <map>
+#include <thread>
 
 namespace panoval::bits
 {
+
+int engine_threads = 0;
 
 std::vector<Section> all_sections()
 {
@@ -94,6 +100,40 @@ int compare_targets(const char* table_name, const char* wanted)
     return compared > 0 && different == 0 ? 0 : 1;
 }
 
+// The sections that one of several threads runs: all of them, each thread from another one on.
+void compare_from(std::size_t first, const std::map<std::string, std::string>& table, int& different)
+{
+    const auto sections = all_sections();
+    for (std::size_t i = 0; i < sections.size(); ++i) {
+        const Section& section = sections[(first + i) % sections.size()];
+        const std::string digest = digest_of(section);
+        const auto expected = table.find(section.name);
+        if (expected != table.end() && expected->second == digest)
+            continue;
+        ++different;
+        std::fprintf(stderr, "beside other threads: %s for %s\n", digest.c_str(), section.name.c_str());
+    }
+}
+
+int compare_at_once(const char* table_name, int threads)
+{
+    if (threads < 1 || threads > 64) {
+        std::fprintf(stderr, "--threads %d: expected 1 to 64\n", threads);
+        return 2;
+    }
+    engine_threads = threads;
+    const auto table = read_table(table_name);
+    const auto count = static_cast<std::size_t>(threads);
+    std::vector<int> different(count, 0);
+    std::vector<std::thread> running;
+    for (std::size_t i = 0; i < count; ++i)
+        running.emplace_back([&, i] { compare_from(i * all_sections().size() / count, table, different[i]); });
+    for (std::thread& thread : running)
+        thread.join();
+    std::fprintf(stderr, "%d threads compared\n", threads);
+    return different == std::vector<int>(count, 0) ? 0 : 1;
+}
+
 int main_of(const std::vector<std::string>& arguments)
 {
     if (arguments.size() == 1 && arguments[0] == "--targets") {
@@ -105,9 +145,11 @@ int main_of(const std::vector<std::string>& arguments)
         return write_table(arguments[1].c_str());
     if (arguments.size() == 3 && arguments[0] == "--target")
         return compare_targets(arguments[2].c_str(), arguments[1].c_str());
+    if (arguments.size() == 3 && arguments[0] == "--threads")
+        return compare_at_once(arguments[2].c_str(), std::atoi(arguments[1].c_str()));
     if (arguments.size() == 1)
         return compare_targets(arguments[0].c_str(), nullptr);
-    std::fprintf(stderr, "usage: bits [--target NAME | --write] TABLE, or bits --targets\n");
+    std::fprintf(stderr, "usage: bits [--target NAME | --write | --threads N] TABLE, or bits --targets\n");
     return 2;
 }
 

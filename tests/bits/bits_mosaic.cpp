@@ -26,6 +26,7 @@ struct Case {
     bool has_masks = false;
     std::int64_t wrap = 0;
     PanovalMosaicOptions options = {};
+    bool keeps_threads = false; // whatever engine_threads says
 };
 
 struct Picture {
@@ -97,6 +98,8 @@ public:
         require(panoval_mosaic_create(&mosaic_));
         PanovalMosaicOptions options = c.options;
         options.wrap = c.wrap;
+        if (engine_threads > 0 && !c.keeps_threads)
+            options.threads = engine_threads;
         require(panoval_mosaic_set_options(mosaic_, &options));
         const PanovalMosaicHost host = {this, &Mosaic::read_rows, nullptr, nullptr};
         require(panoval_mosaic_set_host(mosaic_, &host));
@@ -209,7 +212,8 @@ void plans(Digest& digest)
 // A stored plan, what another mosaic makes of it, and the pixels of a tile there.
 void stored_plans(Digest& digest)
 {
-    for (const Case& c : cases({})) {
+    for (Case c : cases({})) {
+        c.keeps_threads = true; // the text names them
         const Mosaic mosaic(c);
         require(panoval_mosaic_measure(mosaic.get(), PANOVAL_MOSAIC_MEASURE_SEAMS));
         const char* text = nullptr;

@@ -1,0 +1,10 @@
+#!/bin/sh
+# Looks for defects without running anything: analyze.sh [FOLDER...]
+# cppcheck over the folders; what it finds without reason stands, with why, in tools/cppcheck_suppressions.txt.
+set -eu
+cd "$(dirname "$0")/.."
+[ $# -gt 0 ] || set -- core io filter exposure blend inpaint detect libmath mosaic measure image cli tools
+echo "analyze: cppcheck"
+cppcheck --std=c++20 --language=c++ --enable=warning,performance,portability --inline-suppr --quiet --error-exitcode=1 \
+    -I . -I include -DHWY_ATTR= -DHWY_ONCE=1 -DNDEBUG --suppress=missingIncludeSystem --suppressions-list=tools/cppcheck_suppressions.txt \
+    --template='{file}:{line}: {id}: {message}' "$@"
