@@ -19,7 +19,6 @@ namespace
 constexpr int kMostIterations = 40;
 constexpr double kFirstDamping = 1e-4;
 constexpr double kMostDamping = 1e8;
-constexpr double kBoxVariance = 1.0 / 12;
 constexpr std::size_t kBatch = 16; // equations that are collected before they are added
 
 // A step is the last one when it moves the outline by less than this many pixels,
@@ -50,7 +49,6 @@ void add_samples(const AdjustmentInput& input, const TargetModel& model, const f
     const Box& box = input.patch->box();
     const Part* const parts = input.patch->parts(y);
     const float* const samples = input.patch->samples(y);
-    const double variance = model.blur * model.blur + kBoxVariance;
     const double dy = y - input.reference_y;
     double rows[kBatch * kUnknowns];
     double residuals[kBatch];
@@ -66,14 +64,12 @@ void add_samples(const AdjustmentInput& input, const TargetModel& model, const f
         const double contrast = model.inside.at(dx, dy) - model.outside.at(dx, dy);
         for (std::size_t plane = 0; plane <= kByBlur; ++plane)
             row[plane] = contrast * static_cast<double>(planes[plane * stride + i]);
-        const double bend_x = variance * at(kByX);
-        const double bend_y = variance * at(kByY);
         row[kInside] = area;
-        row[kInsideSlopeX] = area * dx - bend_x;
-        row[kInsideSlopeY] = area * dy - bend_y;
+        row[kInsideSlopeX] = area * dx;
+        row[kInsideSlopeY] = area * dy;
         row[kOutside] = rest;
-        row[kOutsideSlopeX] = rest * dx + bend_x;
-        row[kOutsideSlopeY] = rest * dy + bend_y;
+        row[kOutsideSlopeX] = rest * dx;
+        row[kOutsideSlopeY] = rest * dy;
         const double residual = static_cast<double>(samples[i]) - predict(model, planes, stride, i, dx, dy);
         equations.edge_cost += residual * residual;
         equations.edge_count += 1;
@@ -232,12 +228,10 @@ double predict(const TargetModel& model, const float* planes, std::size_t stride
 {
     const double outside = model.outside.at(dx, dy);
     const double contrast = model.inside.at(dx, dy) - outside;
-    // Where the slopes differ, blur mixes levels of different places: the first moment of the covered part.
-    const double variance = model.blur * model.blur + kBoxVariance;
-    const auto at = [&](Plane plane) { return static_cast<double>(planes[plane * stride + column]); };
-    const double bend = (model.inside.slope_x - model.outside.slope_x) * at(kByX) +
-                        (model.inside.slope_y - model.outside.slope_y) * at(kByY);
-    return outside + contrast * at(kCoverage) - variance * bend;
+    // Light is taken to change behind the blur, as a lens makes it fall off. Light that changes before it would mix
+    // levels of different places: the same picture as of an outline that lies s_e^2 times the difference of the slopes
+    // over the contrast further on, so that no picture can tell the two.
+    return outside + contrast * static_cast<double>(planes[kCoverage * stride + column]);
 }
 
 Matrix12 invert_normal(const Matrix12& normal) noexcept

@@ -3,6 +3,7 @@
 // adjustment gives the rest; what does not fit is left out, and the adjustment is repeated without it.
 #include "measure/refinement.h"
 
+#include "core/elementary.h"
 #include "core/numbers.h"
 #include "measure/picture.h"
 #include "measure/target_record.h"
@@ -39,6 +40,12 @@ constexpr double kUnseenShare = 0.15;
 // The squared deviations, of two slopes, that make the tie of the slopes an error: by chance once in 300,000 targets.
 constexpr double kContradiction = 25;
 
+// How often haze, or a camera's offset, is what changes across a target, rather than light.
+constexpr double kHaze = 0.3;
+
+// A change of the tie by less than the root of so many squared deviations of the slopes does not pay an adjustment.
+constexpr double kDoubt = 0.02;
+
 double edge_spread(double blur) noexcept
 {
     return std::sqrt(blur * blur + kBoxVariance);
@@ -62,6 +69,12 @@ Reach reach_of(const EdgeGuess& guess, const Outline& outline, double blur) noex
     reach.edge_inside = std::min(own, std::max(least, reach.flat_inside));
     reach.edge_outside = std::min(own, std::max(least, reach.flat_outside));
     return reach;
+}
+
+// The inside's level by the outside's: the ratio of the slopes when light falls off.
+double level_share(const TargetModel& model) noexcept
+{
+    return model.outside.level > 0 ? std::clamp(model.inside.level / model.outside.level, 0.0, 20.0) : 0;
 }
 
 Box box_around(const Outline& outline, double margin) noexcept
@@ -111,8 +124,9 @@ std::int32_t Refinement::search(const Outline& start, double reach) noexcept
     return PANOVAL_MEASURE_OK;
 }
 
-// Light that falls off across a target changes the inside and the outside level alike, by the same amount or by the
-// same share; the slopes lie between these. Where the outside shows no slope, the inside has none either.
+// Light that falls off across a target changes the inside and the outside level by the same share, and haze that lies
+// over both by the same amount; the slopes' ratio is the levels' share, or 1. Where the outside shows no slope, the
+// inside has none either.
 void Refinement::tie_slopes() noexcept
 {
     const PlaneSums& sums = input_.flat_outside;
@@ -131,42 +145,70 @@ void Refinement::tie_slopes() noexcept
         certainty = square > chance ? 1 - chance / square : 0;
         unseen = kUnseenShare * (1 - certainty) * chance;
     }
-    const double share =
-        model_.outside.level > 0 ? std::clamp(model_.inside.level / model_.outside.level, 0.0, 20.0) : 0;
+    const double share = level_share(model_);
     const double contrast = model_.inside.level - model_.outside.level;
     const double radius = model_.outline.mean_radius();
-    const double middle = (1 + share) / 2;
-    const double half_range = (1 - share) / 2;
+    // Mean and variance of a ratio that is one of the two.
+    const double middle = share + haze_ * (1 - share);
+    const double variance = haze_ * (1 - haze_) * (1 - share) * (1 - share);
     const double floor = 1e-4 * contrast / radius;
-    const double freedom = is_tied_ ? half_range * half_range * slope_square + middle * middle * unseen + floor * floor
+    const double freedom = is_tied_ ? variance * slope_square + middle * middle * unseen + floor * floor
                                     : contrast * contrast / (radius * radius);
     input_.tie.ratio = is_tied_ ? certainty * middle : 0;
     input_.tie.weight = freedom > 0 ? noise / freedom : 0;
 }
 
-// Whether the samples contradict the tie: the pull on it, against the pull that noise makes. What the samples alone
-// know of the deviation follows from what is known with the tie.
-bool Refinement::releases_tie() const noexcept
+// What the samples alone, without the tie, say about the inside's slopes: how far they are from those of fallen-off
+// light and of haze, in squared deviations. What they know follows from what is known with the tie.
+Refinement::SlopeEvidence Refinement::weigh_slopes() const noexcept
 {
     const double noise =
         std::max(adjusted_.edge_cost / std::max(1.0, adjusted_.edge_count - kUnknowns), least_variance());
     const double weight = input_.tie.weight;
     const double ratio = input_.tie.ratio;
+    SlopeEvidence evidence;
     if (!(weight > 0) || !(noise > 0))
-        return false;
+        return evidence;
     const Matrix12 inverse = invert_normal(adjusted_.normal);
-    double contradiction = 0;
+    const double share = level_share(model_);
     for (int axis = 0; axis < 2; ++axis) {
         const int in = kInsideSlopeX + axis;
         const int out = kOutsideSlopeX + axis;
-        const double off = axis == 0 ? model_.inside.slope_x - ratio * model_.outside.slope_x
-                                     : model_.inside.slope_y - ratio * model_.outside.slope_y;
+        const double outside = axis == 0 ? model_.outside.slope_x : model_.outside.slope_y;
+        const double off = (axis == 0 ? model_.inside.slope_x : model_.inside.slope_y) - ratio * outside;
         const double left = inverse(in, in) - 2 * ratio * inverse(in, out) + ratio * ratio * inverse(out, out);
         const double information = 1 / left - weight;
-        if (information > 1e-9 * weight)
-            contradiction += off * off * weight * weight / (information * noise);
+        if (!(information > 1e-9 * weight))
+            continue;
+        const double alone = off / (left * information); // without the tie's pull
+        const auto square = [&](double expected) {
+            const double d = alone - (expected - ratio) * outside;
+            return d * d * information / noise;
+        };
+        evidence.against_light += square(share);
+        evidence.against_haze += square(1);
+        evidence.against_tie += square(ratio);
+        const double doubt = (1 - share) * outside;
+        evidence.doubt += doubt * doubt / (left * noise);
     }
-    return contradiction > kContradiction;
+    return evidence;
+}
+
+// Ties the slopes to what the samples show: one of the two kinds, or both where they cannot tell, or neither. Returns
+// whether the adjustment is to be repeated.
+bool Refinement::judge_slopes() noexcept
+{
+    if (!is_tied_)
+        return false;
+    const SlopeEvidence evidence = weigh_slopes();
+    if (std::min({evidence.against_light, evidence.against_haze, evidence.against_tie}) > kContradiction) {
+        is_tied_ = false;
+        return true;
+    }
+    const double odds = std::clamp((evidence.against_haze - evidence.against_light) / 2, -30.0, 30.0);
+    const double before = haze_;
+    haze_ = kHaze / (kHaze + (1 - kHaze) * exp(odds));
+    return (haze_ - before) * (haze_ - before) * evidence.doubt > kDoubt;
 }
 
 std::size_t Refinement::exclude(double limit, double beyond) noexcept
@@ -205,12 +247,13 @@ std::int32_t Refinement::adjust_once() noexcept
     input_.least_blur = std::max(kLeastBlur, model_.blur / kBlurRange);
     input_.largest_blur = std::max(model_.blur * kBlurRange, 0.3);
     const double semi_major = 1.15 * model_.outline.semi_major() + 1;
-    const Reach reach = reach_of(guess_, model_.outline, model_.blur);
-    const double margin = std::max(std::max(reach.edge_outside, reach.flat_outside), kReach * input_.largest_blur + 5);
+    reach_ = reach_of(guess_, model_.outline, model_.blur);
+    const double margin =
+        std::max(std::max(reach_.edge_outside, reach_.flat_outside), kReach * input_.largest_blur + 5);
     if (!patch_.copy(image_, box_around(model_.outline, margin)) ||
         !outlines_.reserve(patch_.box(), semi_major, input_.least_blur, input_.largest_blur))
         return PANOVAL_MEASURE_NO_MEMORY;
-    patch_.classify(model_.outline, reach);
+    patch_.classify(model_.outline, reach_);
     input_.patch = &patch_;
     input_.reference_x = model_.outline.x;
     input_.reference_y = model_.outline.y;
@@ -247,6 +290,7 @@ std::int32_t Refinement::run(const PanovalMeasureEllipse& start, double reach, P
     const Outline outline = outline_of(start);
     code = search(outline, std::min(reach, search_reach(outline)));
     is_tied_ = true;
+    haze_ = kHaze;
     for (int round = 0; round < kMostRounds && code == PANOVAL_MEASURE_OK; ++round) {
         const TargetModel before = model_;
         code = adjust_once();
@@ -266,8 +310,12 @@ std::int32_t Refinement::run(const PanovalMeasureEllipse& start, double reach, P
                              std::fabs(model_.outline.y - before.outline.y) +
                              std::fabs(model_.outline.mean - before.outline.mean) +
                              std::fabs(model_.outline.skew() - before.outline.skew());
-        const bool releases = is_tied_ && releases_tie();
-        is_tied_ = is_tied_ && !releases;
+        const bool repeats = judge_slopes();
+        const bool releases = repeats && !is_tied_;
+        if (repeats && is_tied_) {
+            tie_slopes();
+            adjusted_ = adjust(input_, outlines_, model_);
+        }
         const bool is_same_reach = std::fabs(edge_reach_of(model_.blur) - edge_reach_) < 0.5;
         if (!releases && is_same_reach && blur_change > 0.7 && blur_change < 1.4 && moved < 0.5)
             break;
@@ -277,7 +325,7 @@ std::int32_t Refinement::run(const PanovalMeasureEllipse& start, double reach, P
     if (model_.outline.semi_minor() < kLeastSemiMinor)
         return PANOVAL_MEASURE_TOO_SMALL;
     const Measurement measurement = {
-        model_, adjusted_, &input_, edge_reach_, highest_sample(image_.sample_type), least_variance()};
+        model_, adjusted_, &input_, edge_reach_, reach_, highest_sample(image_.sample_type), least_variance()};
     return make_record(measurement, outlines_, target, bulges_) ? PANOVAL_MEASURE_OK : PANOVAL_MEASURE_NO_EDGE;
 }
 

@@ -38,7 +38,15 @@ private:
     // from the outline. Returns how many.
     std::size_t exclude(double limit, double beyond) noexcept;
     double least_variance() const noexcept; // of a sample: what rounding makes
-    bool releases_tie() const noexcept;
+    // Squared deviations of what the samples say about slopes from what is expected.
+    struct SlopeEvidence {
+        double against_light = 0; // that changes both levels by the same share
+        double against_haze = 0;  // that changes both by the same amount
+        double against_tie = 0;   // as it is
+        double doubt = 0;         // between light and haze with the tie
+    };
+    SlopeEvidence weigh_slopes() const noexcept;
+    bool judge_slopes() noexcept;
 
     const PanovalMeasureImage& image_;
     double least_contrast_ = 0;
@@ -50,8 +58,10 @@ private:
     AdjustmentResult adjusted_;
     Bulges bulges_;
     double edge_reach_ = 0;
+    Reach reach_;
     double flat_spread_ = 0; // standard deviation of the flat samples
     bool is_tied_ = true;
+    double haze_ = 0; // how probable it is that haze, rather than light, makes the slopes
 };
 
 } // namespace panoval::measure

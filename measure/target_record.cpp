@@ -27,18 +27,27 @@ constexpr double kNoiseSlack = 1.32; // by which the variance of a part of the p
 // Of quality: three quarters of an outline are the rim of something that is hidden, a seventh may touch a neighbour.
 constexpr double kLeastShare = 0.6;
 constexpr double kFullShare = 0.95;
-constexpr double kHalfMisfit = 0.2; // of the contrast: root mean square that noise does not explain in the edge
+// Of the contrast: root mean square that noise does not explain in the edge. Shaded and textured things reach 0.2.
+constexpr double kHalfMisfit = 0.35;
+constexpr double kHalfClear = 2; // deviations of noise, beside the contrast
+// Of integer samples: smooth shades that are rounded, or compressed, lie in terraces of a level or two.
+constexpr double kTerrace = 1.25;
 // Of the semi-minor axis: root mean square by which stretches of the outline lie off the ellipse. Rectangles and half
 // discs reach 0.08 and more. A printed dot may be off by some hundredths of a pixel.
-constexpr double kHalfBulge = 0.03;
-constexpr double kHalfBulgePixels = 0.06;
+constexpr double kHalfBulge = 0.025;
+constexpr double kHalfBulgePixels = 0.03;
 // Edge spread by the semi-minor axis at which the blur has taken every shape's own form.
 constexpr double kFormless = 0.6;
 // Point samples know an outline to half a pixel only. They show as an edge without blur, and are allowed more.
 constexpr double kAliasedBlur = 0.3;
 constexpr double kAliasedMisfit = 0.15;
 constexpr double kAliasedPixels = 0.1;
-constexpr double kBulgeChance = 2; // deviations that noise may make of it
+constexpr double kBulgeChance = 3; // deviations that noise may make of it
+constexpr double kFitElements = 5; // of an outline: what noise makes of stretches the fit takes so many of away
+// Noise makes the measured difference of the axes longer than it is, the more the rounder the outline. This many
+// variances less than its square is right to a twentieth of a deviation, except for circles, whose axes differ by half
+// of one instead of by one.
+constexpr double kRoundness = 1.1;
 
 // Sums of a sector: the model's edge against the samples' one, and where that lies.
 struct Sector {
@@ -117,8 +126,9 @@ Survey survey_outline(const Measurement& m, OutlineModel& outlines) noexcept
     const Patch& patch = *m.input->patch;
     const Box& box = patch.box();
     const Span columns = {box.x, box.x + box.width};
-    const WidenedOutline outer(outline, m.edge_reach);
-    const WidenedOutline inner(outline, -m.edge_reach);
+    // Not into what else is near: the other edge of a narrow ring.
+    const WidenedOutline outer(outline, std::min(m.edge_reach, m.reach.edge_outside));
+    const WidenedOutline inner(outline, -std::min(m.edge_reach, m.reach.edge_inside));
     for (std::int32_t y = box.y; y < box.y + box.height; ++y) {
         const Span all = outer.columns(y, columns);
         const Span middle = inner.columns(y, all);
@@ -241,6 +251,24 @@ bool write_covariance(const Measurement& m, double variance, PanovalMeasureTarge
     return is_oval;
 }
 
+void write_ellipse(const Measurement& m, double variance, PanovalMeasureTarget& target) noexcept
+{
+    const Outline& outline = m.model.outline;
+    target.ellipse = ellipse_of(outline);
+    const double square = outline.skew() * outline.skew();
+    if (!(square > 0))
+        return;
+    const Matrix12 inverse = invert_normal(m.adjustment.normal);
+    // Of the difference's change across its direction.
+    const double across = (outline.skew_y * outline.skew_y * inverse(kSkewX, kSkewX) -
+                           2 * outline.skew_x * outline.skew_y * inverse(kSkewX, kSkewY) +
+                           outline.skew_x * outline.skew_x * inverse(kSkewY, kSkewY)) /
+                          square * variance;
+    const double skew = std::sqrt(std::max(0.0, square - kRoundness * across));
+    target.ellipse.semi_major = outline.mean + skew;
+    target.ellipse.semi_minor = outline.mean - skew;
+}
+
 } // namespace
 
 double quality_of(const PanovalMeasureTarget& target, const Bulges& bulges, double noise) noexcept
@@ -252,12 +280,13 @@ double quality_of(const PanovalMeasureTarget& target, const Bulges& bulges, doub
     const double misfit = std::max(0.0, target.noise * target.noise - kNoiseSlack * variance);
     const double aliased = std::max(0.0, 1 - target.blur / kAliasedBlur);
     const double half_misfit = (kHalfMisfit + kAliasedMisfit * aliased) * contrast;
-    const double chance = 1 + kBulgeChance * std::sqrt(2 / std::max(1.0, bulges.count));
+    const double freedom = std::max(1.0, bulges.count - kFitElements);
+    const double chance = (freedom + kBulgeChance * std::sqrt(2 * freedom)) / std::max(1.0, bulges.count);
     const double bulge = std::max(0.0, bulges.square - chance * variance * bulges.noise_gain);
     const double half_bulge = kHalfBulge * target.ellipse.semi_minor + kHalfBulgePixels + kAliasedPixels * aliased;
     const double round = std::clamp((target.edge_share - kLeastShare) / (kFullShare - kLeastShare), 0.0, 1.0);
     const double local = target.noise / std::sqrt(std::max(1.0, target.chi_square)); // beside the edge
-    const double clear = contrast / (contrast + 3 * std::max(local, noise));
+    const double clear = contrast / (contrast + kHalfClear * std::max({local, noise, bulges.least_clear}));
     const double even = 1 / (1 + misfit / (half_misfit * half_misfit) + bulge / (half_bulge * half_bulge));
     const double spread_by_axis_square =
         (target.blur * target.blur + 1.0 / 12) / (target.ellipse.semi_minor * target.ellipse.semi_minor);
@@ -272,7 +301,7 @@ bool make_record(const Measurement& m, OutlineModel& outlines, PanovalMeasureTar
     const Noise noise = noise_of(m);
     const bool is_oval = write_covariance(m, noise.variance, target);
     const Survey survey = survey_outline(m, outlines);
-    target.ellipse = ellipse_of(m.model.outline);
+    write_ellipse(m, noise.variance, target);
     target.blur = m.model.blur;
     target.noise = std::sqrt(noise.variance);
     target.chi_square = noise.chi_square;
@@ -280,6 +309,7 @@ bool make_record(const Measurement& m, OutlineModel& outlines, PanovalMeasureTar
     target.iterations = m.adjustment.iterations;
     target.pixels = truncate_to_int(m.adjustment.edge_count + m.input->flat_inside.count + m.input->flat_outside.count);
     bulges = bulges_of(survey);
+    bulges.least_clear = m.least_variance > 0 ? kTerrace : 0;
     target.quality = quality_of(target, bulges, std::sqrt(noise.flat));
     target.flags |= is_oval ? 0 : PANOVAL_MEASURE_ROUND;
     target.flags |= survey.outside_picture > 0 ? PANOVAL_MEASURE_BORDER : 0;

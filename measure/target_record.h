@@ -12,16 +12,18 @@ struct Measurement {
     TargetModel model;
     AdjustmentResult adjustment;
     const AdjustmentInput* input = nullptr;
-    double edge_reach = 0;     // from the outline, pixels
+    double edge_reach = 0;     // of the blurred edge from the outline, pixels
+    Reach reach;               // as far as samples were taken
     double highest_sample = 0; // where samples saturate; 0 = nowhere
     double least_variance = 0; // of the noise: what rounding alone makes
 };
 
 // How far stretches of the outline's edge lie off the ellipse.
 struct Bulges {
-    double square = 0;     // mean square, in pixels squared
-    double noise_gain = 0; // what noise of variance 1 makes of that
-    double count = 0;      // of stretches
+    double square = 0;      // mean square, in pixels squared
+    double noise_gain = 0;  // what noise of variance 1 makes of that
+    double count = 0;       // of stretches
+    double least_clear = 0; // levels that even noiseless samples may be off by: what rounding makes of smooth shades
 };
 
 // False when the samples show no target: no contrast beyond what noise explains, or no edge around most of the outline.

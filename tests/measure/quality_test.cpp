@@ -97,6 +97,28 @@ TEST(Quality, PassesPrintsThatAreSlightlyOff)
     }
 }
 
+// Round things in photographs: the rim is darker than the middle, which bears a mark.
+TEST(Quality, PassesShadedThingsWithMarks)
+{
+    for (const double radius : {14.0, 20.0}) {
+        TargetScene scene = scene_of({Shape::Kind::Ellipse, 50.2, 49.7, radius, 0.9 * radius, 0.3, 60}, 0.8, 1.5);
+        for (const double share : {0.95, 0.9, 0.85, 0.8})
+            scene.shapes.push_back(
+                {Shape::Kind::Ellipse, 50.2, 49.7, share * radius, 0.9 * share * radius, 0.3, 60 + 200 * (1 - share)});
+        scene.shapes.push_back({Shape::Kind::Stroke, 50, 52, 0.3 * radius, 1.2, 1, 170});
+        EXPECT_GE(quality_in_the_middle(render_8_bit(scene)), 0.5) << "radius " << radius;
+    }
+}
+
+// Shades of a level or two, rounded or compressed, have closed outlines that nothing is behind.
+TEST(Quality, DoubtsTerracesOfRoundedShades)
+{
+    for (const double contrast : {1.0, 2.0}) {
+        const Shape shape = {Shape::Kind::Ellipse, 50.2, 49.7, 7, 5, 0.3, 200 - contrast};
+        EXPECT_LT(quality_in_the_middle(render_8_bit(scene_of(shape, 1, 0))), 0.5) << "contrast " << contrast;
+    }
+}
+
 } // namespace
 
 } // namespace panoval::test

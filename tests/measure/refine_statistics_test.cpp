@@ -26,6 +26,8 @@ struct Cell {
     double blur;
     double noise; // share of the contrast
     bool is_bright = false;
+    double light = 0; // relative change of all levels a pixel to the right
+    double haze = 0;  // levels a pixel that are added
 };
 
 std::string name_of(const Cell& cell)
@@ -41,6 +43,7 @@ TargetScene random_scene(const Cell& cell, Random& random)
     const double background = cell.is_bright ? 200 - kContrast : 200;
     scene.background = background;
     scene.blur = cell.blur;
+    scene.light_x = cell.light * scene.width;
     add_target(scene, scene.width / 2 + random.real(-0.5, 0.5), scene.height / 2 + random.real(-0.5, 0.5), cell.radius,
                cell.radius * cell.aspect, random.real(-1.5, 1.5), cell.is_bright ? 200 : 200 - kContrast, background);
     return scene;
@@ -115,7 +118,9 @@ Statistics run_cell(const Cell& cell, int geometries, int repeats, Random& rando
     for (int n = 0; n < geometries; ++n) {
         const TargetScene scene = random_scene(cell, random);
         const TrueTarget& truth = scene.targets.front();
-        const std::vector<double> exact = render_exact(scene);
+        std::vector<double> exact = render_exact(scene);
+        for (std::size_t i = 0; i < exact.size(); ++i)
+            exact[i] += cell.haze * static_cast<double>(i % static_cast<std::size_t>(scene.width));
         const Bound bound = bound_of(truth, cell.blur);
         for (int repeat = 0; repeat < repeats; ++repeat) {
             std::vector<float> samples(exact.size());
@@ -190,6 +195,40 @@ TEST(RefineStatistics, ReachesTheBoundForBrightTargetsToo)
         EXPECT_LT(std::sqrt(s.over_bound / (2 * s.count)), 1.05 * (1 + 1.5 * chance)) << name_of(cell);
         EXPECT_NEAR(std::sqrt(s.over_reported / (2 * s.count)), 1, 0.03 + 1.5 * chance) << name_of(cell);
     }
+}
+
+// Whether light falls off or haze lies over one side follows from the samples; what the inside's slope is follows from
+// that.
+TEST(RefineStatistics, StaysNearTheBoundInChangingLight)
+{
+    Random random(6);
+    for (const Cell& cell : {Cell{12, 0.8, 0.8, 0.005, false, 0.002, 0}, Cell{12, 0.8, 0.8, 0.005, true, 0.002, 0},
+                             Cell{12, 0.8, 0.8, 0.005, false, 0, 0.3}, Cell{30, 0.6, 2, 0.01, false, 0.002, 0},
+                             Cell{30, 0.6, 2, 0.01, true, 0, 0.3}}) {
+        const Statistics s = run_cell(cell, 10, 20, random);
+        const double chance = 1 / std::sqrt(4 * s.count);
+        EXPECT_LT(std::sqrt(s.over_bound / (2 * s.count)), 1.12 * (1 + 2 * chance)) << name_of(cell);
+        EXPECT_NEAR(std::sqrt(s.over_reported / (2 * s.count)), 1, 0.07 + 2.5 * chance) << name_of(cell);
+    }
+}
+
+// Noise alone gives them a longer and a shorter axis.
+TEST(RefineStatistics, KnowsTheErrorsOfTheAxesOfCircles)
+{
+    Random random(7);
+    double squares[2] = {};
+    constexpr int kCount = 400;
+    for (int n = 0; n < kCount; ++n) {
+        const TargetScene scene = random_scene({10, 1, 0.8, 0}, random);
+        std::vector<float> samples;
+        for (const double sample : render_exact(scene))
+            samples.push_back(static_cast<float>(sample + 0.03 * kContrast * normal_value(random)));
+        const PanovalMeasureTarget t = refine(samples, scene.width, random_start(scene.targets.front(), random));
+        squares[0] += (t.ellipse.semi_major - 10) * (t.ellipse.semi_major - 10) / (t.sigma_major * t.sigma_major);
+        squares[1] += (t.ellipse.semi_minor - 10) * (t.ellipse.semi_minor - 10) / (t.sigma_minor * t.sigma_minor);
+    }
+    for (const double square : squares)
+        EXPECT_NEAR(std::sqrt(square / kCount), 1, 0.07 + 2.5 / std::sqrt(2.0 * kCount));
 }
 
 TEST(RefineStatistics, ReachesTheBoundForTargetsOfAHundredPixels)
