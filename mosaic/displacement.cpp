@@ -36,13 +36,24 @@ Information soften(const Information& information, double by)
     return covariance.inverse();
 }
 
+// Rounding, coding and light that changed leave errors that go together with the slopes of a soft scene, however many
+// pixels it has. Where slopes are that gentle they say nothing about places.
+double believed_slopes(const BlockShift& block)
+{
+    constexpr double kGentle =
+        0.01; // levels squared / pixel^2, of prepared patches: 1 pixel changes a tenth of a level
+    constexpr double kClear = 0.03;
+    const double slopes = (block.fit.gradients.xx + block.fit.gradients.yy) / (block.step * block.step);
+    return std::clamp((slopes - kGentle) / (kClear - kGentle), 0.0, 1.0);
+}
+
 Voter make_voter(const BlockShift& block)
 {
     Voter voter;
     voter.x = block.fit.x * block.step;
     voter.y = block.fit.y * block.step;
     Information information;
-    information.add(block.fit.information, 1 / (block.step * block.step));
+    information.add(block.fit.information, believed_slopes(block) / (block.step * block.step));
     if (information.weaker() < 0) // gradients that do not go together say nothing
         information = {};
     voter.information = soften(information, kFinest);
@@ -110,7 +121,10 @@ Seen seen_in(const BlockShift& block, const KnownNoise& noise)
 {
     constexpr double kFineDetail = 2; // at most so much of what is seen is too fine to be certain of
     const auto beyond = [&](double variance, double own_noise, double known_noise, double certain) {
-        const double clean = variance - (block.step > 1 ? 0 : std::min(own_noise, known_noise));
+        // Means over cells have less of it.
+        const double noise_left =
+            block.step > 1 ? known_noise / (block.step * block.step) : std::min(own_noise, known_noise);
+        const double clean = variance - std::min(noise_left, variance);
         return std::max(0.0, certain < 0 ? clean : std::min(clean, kFineDetail * certain));
     };
     return {beyond(block.fit.variance_first, block.noise_first, noise.first, block.seen_first),
@@ -146,6 +160,12 @@ bool is_empty_beside(double seen, double noise, double other_seen, double other_
 
 } // namespace
 
+bool is_coding_alone(const BlockShift& block)
+{
+    constexpr double kFaint = 3; // levels squared
+    return block.is_coded && std::min(block.fit.variance_first, block.fit.variance_second) < kFaint;
+}
+
 MayBeEmpty find_empty(const OverlapCells& cells)
 {
     constexpr double kHardly = 0.2;
@@ -155,12 +175,34 @@ MayBeEmpty find_empty(const OverlapCells& cells)
     return {second > kVisible && first<kHardly * second, first> kVisible && second < kHardly * first};
 }
 
+namespace
+{
+
+// What nobody would miss is not said to be missing: levels squared, of prepared patches. Where the whole overlap fits,
+// coding may have left more of the fine detail out.
+double plain_variance(const std::vector<BlockShift>& blocks, const KnownNoise& noise)
+{
+    constexpr double kPlain = 0.5;
+    constexpr double kCoded = 2.5;
+    constexpr double kOfNoise = 0.1;
+    constexpr double kFits = 0.8; // correlation
+    constexpr double kNear = 1.5; // pixels
+    for (const BlockShift& block : blocks)
+        if (block.step > 1 && is_matched(block) && block.fit.correlation > kFits &&
+            std::max(std::fabs(block.fit.x), std::fabs(block.fit.y)) * block.step < kNear)
+            return kCoded + kOfNoise * std::max(noise.first, noise.second);
+    return kPlain + kOfNoise * std::max(noise.first, noise.second);
+}
+
+} // namespace
+
 ShiftVote vote(const std::vector<BlockShift>& blocks, const KnownNoise& noise, const MayBeEmpty& may_be_empty)
 {
     constexpr double kTelling = 4;    // times chance: what a correlation must lack to be noticed
     constexpr double kVisible = 0.25; // levels squared, of prepared patches: less has no say; coding may be all of it
-    constexpr double kPlain = 0.5;    // likewise: what nobody would miss is not said to be missing
     constexpr double kOfExpected = 0.3;
+    constexpr double kOfNoise = 0.08; // of as little as that chance alone may make some
+    const double plain = plain_variance(blocks, noise);
     ShiftVote result;
     std::vector<Voter> voters;
     double matched = 0;
@@ -169,15 +211,16 @@ ShiftVote vote(const std::vector<BlockShift>& blocks, const KnownNoise& noise, c
     double empty_first = 0;
     double empty_second = 0;
     for (const BlockShift& block : blocks) {
-        if (!block.fit.is_valid)
+        if (!block.fit.is_valid || is_coding_alone(block))
             continue;
         const Seen seen = seen_in(block, noise);
         const double variances = block.fit.variance_first * block.fit.variance_second;
         const double expected = variances > 0 ? std::sqrt(seen.first * seen.second / variances) : 0;
         const bool is_telling = expected - std::max(block.fit.correlation, 0.0) > kTelling * chance_at(block) &&
-                                std::min(seen.first, seen.second) > kPlain;
+                                std::min(seen.first, seen.second) > plain;
         if (is_matched(block) && block.fit.correlation > kOfExpected * expected &&
-            std::min(block.fit.variance_first, block.fit.variance_second) > kVisible) {
+            std::min(block.fit.variance_first, block.fit.variance_second) > kVisible &&
+            std::min(seen.first, seen.second) > kOfNoise * std::max(noise.first, noise.second)) {
             voters.push_back(make_voter(block));
             matched += voters.back().weight;
         } else if (is_telling && block.strange >= block.agreeing) {

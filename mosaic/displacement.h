@@ -25,6 +25,7 @@ struct BlockShift {
     double noise_second = 0;
     double seen_first = -1;   // variance of what is certainly no noise; negative where nobody looked
     double seen_second = -1;  //
+    bool is_coded = false;    // what little one of them shows is the squares of its coding; false where nobody looked
     double agreeing = 0;      // squares that show the same at the place that was found; 0 where nobody looked
     double strange = 0;       // that do not
     double detail_first = 0;  // variance of fine detail, noise included
@@ -55,6 +56,9 @@ double chance_at(const BlockShift& block);
 
 // Whether both blocks show the same at the place that was found.
 bool is_matched(const BlockShift& block);
+
+// Whether what it shows are faint squares of coding, which say nothing about places and sharpness.
+bool is_coding_alone(const BlockShift& block);
 
 // May the one or the other picture be empty, as its cells say?
 struct MayBeEmpty {

@@ -244,6 +244,7 @@ Agreement find_place(const Patch& first, const Patch& second, int x, int y, Bloc
     const std::vector<float> there = values_in(second, first.rect.moved(x, y));
     const PhaseCorrelation phases = correlate_phases(here, there, first.width(), first.height());
     block.chance = std::clamp(phases.chance, 0.01, 1.0);
+    block.is_coded = shows_coding(first) || shows_coding(second);
     block.seen_first = seen_beyond_noise(first);
     block.seen_second = seen_beyond_noise(second);
     for (const ShiftCandidate& peak : phases.peaks)

@@ -156,6 +156,7 @@ ShiftFit describe(const Sums& sums, double x, double y)
     constexpr double kRounding = 2.0 / 12 * kNoiseLeft;
     const double variance = kNoiseTogether * std::max(fit.residual, kRounding);
     fit.information.add(beyond_chance(sums), 1 / variance);
+    fit.gradients.add(sums.common, 1 / sums.count);
     return fit;
 }
 
@@ -333,6 +334,7 @@ ShiftFit fit_most(const Patch& first, const Patch& second, double x, double y)
         fit.y = exact.y;
         fit.residual = exact.residual;
         fit.information = exact.information;
+        fit.gradients = exact.gradients;
     }
     return fit;
 }

@@ -36,6 +36,7 @@ struct ShiftFit {
     double variance_first = 0;
     double variance_second = 0;
     Information information; // from the gradients that both share
+    Information gradients;   // products of both patches' gradients, their mean; levels squared / pixel^2
 };
 
 // How much of what two patches show is the same at a place, by area: each small square that shows anything counts once,

@@ -2,6 +2,7 @@
 #include "mosaic/displacement_patch.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace panoval::mosaic
@@ -175,6 +176,31 @@ double seen_beyond_noise(const Patch& patch)
             count += 2;
         }
     return count > 0 ? std::max(0.0, sum / count) : 0;
+}
+
+bool shows_coding(const Patch& patch)
+{
+    constexpr std::size_t kSide = 8;
+    constexpr double kMuch = 0.25; // of all changes at one of eight places; an eighth is usual
+    std::array<double, kSide> across{};
+    std::array<double, kSide> down{};
+    const std::size_t width = patch.width();
+    for (std::size_t y = 0; y + 1 < patch.height(); ++y)
+        for (std::size_t x = 0, i = y * width; x + 1 < width; ++x, ++i) {
+            if ((patch.known[i] & patch.known[i + 1] & patch.known[i + width]) == 0)
+                continue;
+            const auto right = static_cast<double>(patch.value[i + 1] - patch.value[i]);
+            const auto below = static_cast<double>(patch.value[i + width] - patch.value[i]);
+            across[x % kSide] += right * right;
+            down[y % kSide] += below * below;
+        }
+    const auto is_coded = [](const std::array<double, kSide>& changes) {
+        double sum = 0;
+        for (const double change : changes)
+            sum += change;
+        return *std::max_element(changes.begin(), changes.end()) > kMuch * sum;
+    };
+    return is_coded(across) || is_coded(down);
 }
 
 Patch read_brightness(const PictureSource& source, std::size_t picture, const Rect& rect)

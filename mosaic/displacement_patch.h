@@ -50,6 +50,10 @@ void prepare_patch(Patch& patch, std::int64_t reach, const Rect& area);
 // spread one's noise to the other. Fine detail counts in part.
 double seen_beyond_noise(const Patch& patch);
 
+// Whether what a prepared patch shows changes at every eighth row or column above all, as faint things do that were
+// coded in squares: JPEG leaves nothing but the mean of a square. Such squares match each other anywhere.
+bool shows_coding(const Patch& patch);
+
 // Brightness of a piece of a picture: rect in the picture's own pixels, inside it. Corrected, in levels of 255.
 Patch read_brightness(const PictureSource& source, std::size_t picture, const Rect& rect);
 

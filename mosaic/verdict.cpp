@@ -26,7 +26,21 @@ struct Facts {
     OverlapVerdict verdict;
     std::vector<BlockShift> blocks;
     MayBeEmpty may_be_empty;
+    double level = 0; // mean brightness of both, of 255
 };
+
+double mean_level(const OverlapCells& cells)
+{
+    double sum = 0;
+    double count = 0;
+    for (std::size_t i = 0; i < cells.cells(); ++i)
+        if (cells.known[i] != 0) {
+            for (std::size_t c = 0; c < cells.channels; ++c)
+                sum += cells.level(i, c);
+            count += static_cast<double>(cells.channels);
+        }
+    return count > 0 ? sum / count : 0;
+}
 
 KnownNoise noise_of_blocks(const std::vector<BlockShift>& blocks)
 {
@@ -88,6 +102,7 @@ Facts measure_overlap(const PictureSource& source, const Overlap& overlap, const
     const ToneModel rough_tone(cells);
     facts.blocks = measure_blocks(source, cells, rough_tone);
     facts.may_be_empty = find_empty(cells);
+    facts.level = mean_level(cells);
     const std::vector<std::uint8_t> owners = owners_of_cells(cells, source.layout, seams);
     look_for_ghosts(source, cells, rough_tone, owners, facts);
     if (verdict.ghosts.empty()) {
@@ -157,7 +172,7 @@ void measure_sharpness(const std::vector<BlockShift>& blocks, const KnownNoise& 
     double noise_first = 0;
     double noise_second = 0;
     for (const BlockShift& block : blocks) {
-        if (!is_matched(block) || block.step > 1)
+        if (!is_matched(block) || block.step > 1 || is_coding_alone(block))
             continue;
         first += block.detail_first;
         second += block.detail_second;
@@ -204,7 +219,9 @@ void settle_overlap(Facts& facts, const Layout& layout, const Corrections& corre
     verdict.displaced_by = found.displaced_by;
     verdict.uncertainty = found.uncertainty;
     verdict.evidence = found.weight;
-    verdict.is_mismatch = found.mismatch > 0.5 && found.weight > 0.5;
+    // Coding may leave nothing in common of what is as fine and as faint as its errors.
+    constexpr double kFaint = 0.02; // of the brightness
+    verdict.is_mismatch = found.mismatch > 0.5 && found.weight > 0.5 && verdict.after.mean > kFaint * facts.level;
     if (verdict.is_mismatch || found.empty)
         verdict.displacement.reset();
     if (found.empty)

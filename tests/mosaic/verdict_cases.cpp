@@ -140,7 +140,7 @@ private:
     {
         Expected& expected = result_.expected;
         expected = {false, true, true, {made_.culprit}, true};
-        for (const char* harmless : {"none", "noise", "unequal", "dim", "exposures", "coding", "masks"})
+        for (const char* harmless : {"none", "noise", "unequal", "dim", "exposures", "coding", "coarse", "masks"})
             if (is_fault(harmless))
                 expected = only_good();
         if (is_fault("vignetting"))
@@ -192,6 +192,10 @@ private:
                 cut.noise = std::array<double, 4>{0.5, 2, 4, 8}[static_cast<std::size_t>(random_.integer(0, 3))];
             if (is_fault("coding"))
                 cut.coding = 6;
+            if (is_fault("coarse")) { // what is faint is left out, and blocks begin at other places in each picture
+                cut.coding = 10;
+                cut.noise = 2;
+            }
             if (is_fault("exposures"))
                 cut.gain = random_.real(0.75, 1.2);
             if (is_fault("vignetting"))
@@ -240,9 +244,9 @@ std::vector<std::string> verdict_scenes()
 
 std::vector<std::string> verdict_faults()
 {
-    return {"none",    "noise",  "unequal", "dim",    "exposures", "coding",  "masks", "vignetting",
-            "shift1",  "shift2", "shift3",  "shift6", "thing",     "gap",     "gamma", "blur",
-            "swapped", "twice",  "black",   "blank",  "turned",    "negative"};
+    return {"none",       "noise",   "unequal", "dim",    "exposures", "coding", "coarse",  "masks",
+            "vignetting", "shift1",  "shift2",  "shift3", "shift6",    "thing",  "gap",     "gamma",
+            "blur",       "swapped", "twice",   "black",  "blank",     "turned", "negative"};
 }
 
 VerdictCase make_verdict_case(const std::string& scene, const std::string& fault, std::uint64_t seed)
