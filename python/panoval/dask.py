@@ -162,7 +162,9 @@ def blend(client: Any, plan: str, store: Any, open_picture: OpenPicture = open_f
         name = name_of_plan(plan)
         begun = Store.begin(store, mosaic.layout, name, coverage, metadata_of_plan(plan))
     place = begun.folder / ".panoval" / "plan.json"
-    write_whole(place, plan.encode("utf-8", "surrogateescape"))
+    text = plan.encode("utf-8", "surrogateescape")
+    if not place.exists() or place.read_bytes() != text:
+        write_whole(place, text)
     run = Run(str(place.resolve()), name, str(begun.folder.resolve()), open_picture, coverage, memory, threads,
               uuid.uuid4().hex)
     chosen = list(range(begun.picture.tiles)) if tiles is None else [int(tile) for tile in tiles]

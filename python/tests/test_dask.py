@@ -3,6 +3,8 @@
 
 import os
 import signal
+import subprocess
+import sys
 from collections import Counter
 from pathlib import Path
 
@@ -198,6 +200,25 @@ def test_a_full_disk_fails_the_tile_and_leaves_nothing_half_written(plan, tmp_pa
     monkeypatch.undo()
     again = panoval.dask.blend(None, text, tmp_path / "p.zarr", Pictures(tmp_path))
     assert again.made == list(result.failed)
+
+
+def test_a_limit_of_the_files_size_names_the_tile_and_leaves_nothing_half_written(plan, tmp_path):
+    text, _ = plan(64)
+    (tmp_path / "plan.json").write_text(text)
+    code = ("import resource, signal, sys; sys.path.insert(0, sys.argv[2]); signal.signal(signal.SIGXFSZ, signal.SIG_IGN)\n"
+            "import panoval.dask; from pathlib import Path; from on_workers import Pictures\n"
+            "folder = Path(sys.argv[1]); plan = (folder / 'plan.json').read_text()\n"
+            "panoval.dask.blend(None, plan, folder / 'p.zarr', Pictures(folder), tiles=[0, 1])\n"
+            "resource.setrlimit(resource.RLIMIT_FSIZE, (4000, resource.RLIM_INFINITY))\n"
+            "result = panoval.dask.blend(None, plan, folder / 'p.zarr', Pictures(folder), errors='keep')\n"
+            "assert result.kept == [0, 1] and not result.made, result\n"
+            "assert len(result.failed) == panoval.Mosaic.from_plan(plan).layout.tiles - 2\n"
+            "assert all(f'tile {tile}: OSError: [Errno 27]' in str(failure) for tile, failure in result.failed.items())\n")
+    environment = dict(os.environ, PYTHONPATH=os.pathsep.join(filter(None, sys.path)))
+    subprocess.run([sys.executable, "-c", code, str(tmp_path), str(Path(__file__).parent)], env=environment, check=True)
+    assert not list((tmp_path / "p.zarr").rglob("*.part"))
+    again = panoval.dask.blend(None, text, tmp_path / "p.zarr", Pictures(tmp_path))
+    assert again.kept == [0, 1]
 
 
 def test_coverage_is_the_last_channel(plan, tmp_path, helpers):
