@@ -7,12 +7,13 @@ XPosition, YPosition, XResolution and YResolution that remapping programs write.
 23250 x 9500 pixels, 20 x 6 one of 45750 x 9500. A picture sees a scene of waves, texture and edges through an exposure
 and noise of its own. Needs numpy.
 """
-import struct
 import sys
 
 import numpy
 
-WIDTH, HEIGHT, STEP_X, STEP_Y, DPI, STRIP = 3000, 2000, 2250, 1500, 150, 64
+from placed_tiff import write_tiff
+
+WIDTH, HEIGHT, STEP_X, STEP_Y, STRIP = 3000, 2000, 2250, 1500, 64
 
 
 def texture(side, seed):
@@ -53,34 +54,9 @@ def picture(column, row):
     return pixels
 
 
-def write_tiff(name, pixels, x, y):
-    data = pixels.tobytes()
-    rational = struct.Struct("<II")
-    strips = [(8 + first * WIDTH * 3, min(STRIP, HEIGHT - first) * WIDTH * 3) for first in range(0, HEIGHT, STRIP)]
-    extra_at = 8 + len(data)
-    extra = struct.pack("<4H", 8, 8, 8, 0)
-    extra += rational.pack(DPI, 1) + rational.pack(DPI, 1) + rational.pack(x, DPI) + rational.pack(y, DPI)
-    offsets_at = extra_at + len(extra)
-    extra += struct.pack(f"<{len(strips)}I", *(at for at, _ in strips))
-    counts_at = extra_at + len(extra)
-    extra += struct.pack(f"<{len(strips)}I", *(size for _, size in strips))
-    tags = [
-        (256, 4, 1, WIDTH), (257, 4, 1, HEIGHT), (258, 3, 3, extra_at), (259, 3, 1, 1), (262, 3, 1, 2),
-        (273, 4, len(strips), offsets_at), (277, 3, 1, 3), (278, 4, 1, STRIP), (279, 4, len(strips), counts_at),
-        (282, 5, 1, extra_at + 8), (283, 5, 1, extra_at + 16), (284, 3, 1, 1), (286, 5, 1, extra_at + 24),
-        (287, 5, 1, extra_at + 32), (296, 3, 1, 2),
-    ]
-    with open(name, "wb") as out:
-        out.write(struct.pack("<2sHI", b"II", 42, extra_at + len(extra)))
-        out.write(data + extra)
-        out.write(struct.pack("<H", len(tags)))
-        for tag in tags:
-            out.write(struct.pack("<HHII", *tag))
-        out.write(struct.pack("<I", 0))
-
-
 if __name__ == "__main__":
     folder, columns, rows = sys.argv[1], int(sys.argv[2]), int(sys.argv[3])
     for row in range(rows):
         for column in range(columns):
-            write_tiff(f"{folder}/{column:02}_{row:02}.tif", picture(column, row), column * STEP_X, row * STEP_Y)
+            write_tiff(f"{folder}/{column:02}_{row:02}.tif", picture(column, row).tobytes(), (WIDTH, HEIGHT, 3),
+                       (column * STEP_X, row * STEP_Y), STRIP)

@@ -7,10 +7,11 @@ XPosition, YPosition, XResolution and YResolution that remapping programs write.
 """
 import math
 import random
-import struct
 import sys
 
-WIDTH, HEIGHT, STEP, DPI = 3000, 2000, 1500, 150
+from placed_tiff import write_tiff
+
+WIDTH, HEIGHT, STEP = 3000, 2000, 1500
 
 
 def row_of(layer, y):
@@ -33,29 +34,7 @@ def row_of(layer, y):
 WAVE = [50 * math.sin(x * 0.007) + 20 * math.sin(x * 0.13) for x in range(WIDTH + STEP)]
 
 
-def write_tiff(name, layer):
-    pixels = b"".join(row_of(layer, y) for y in range(HEIGHT))
-    rational = struct.Struct("<II")
-    data_at = 8
-    extra_at = data_at + len(pixels)
-    extra = struct.pack("<4H", 8, 8, 8, 8)
-    extra += rational.pack(DPI, 1) + rational.pack(DPI, 1)
-    extra += rational.pack(layer * STEP, DPI) + rational.pack(0, 1)
-    tags = [
-        (256, 4, 1, WIDTH), (257, 4, 1, HEIGHT), (258, 3, 4, extra_at), (259, 3, 1, 1), (262, 3, 1, 2),
-        (273, 4, 1, data_at), (277, 3, 1, 4), (278, 4, 1, HEIGHT), (279, 4, 1, len(pixels)),
-        (282, 5, 1, extra_at + 8), (283, 5, 1, extra_at + 16), (284, 3, 1, 1), (286, 5, 1, extra_at + 24),
-        (287, 5, 1, extra_at + 32), (296, 3, 1, 2), (338, 3, 1, 2),
-    ]
-    with open(name, "wb") as out:
-        out.write(struct.pack("<2sHI", b"II", 42, extra_at + len(extra)))
-        out.write(pixels + extra)
-        out.write(struct.pack("<H", len(tags)))
-        for tag in tags:
-            out.write(struct.pack("<HHII", *tag))
-        out.write(struct.pack("<I", 0))
-
-
 if __name__ == "__main__":
     for layer in range(2):
-        write_tiff(f"{sys.argv[1]}/layer{layer}.tif", layer)
+        pixels = b"".join(row_of(layer, y) for y in range(HEIGHT))
+        write_tiff(f"{sys.argv[1]}/layer{layer}.tif", pixels, (WIDTH, HEIGHT, 4), (layer * STEP, 0))
