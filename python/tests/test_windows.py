@@ -4,7 +4,6 @@ wheel's own libraries by their full paths, as ctypes is told to, finds every rou
 records, and gives a library's block back through the C run-time library that the package names."""
 
 import ctypes
-import shutil
 import subprocess
 import zipfile
 from pathlib import Path
@@ -34,7 +33,7 @@ static HMODULE load(const char* folder, const char* name)
     snprintf(path, sizeof path, "%s\\%s", folder, name);
     HMODULE library = LoadLibraryExA(path, NULL, 0x100 | 0x800);
     if (library == NULL)
-        printf("found no %s: %lu\n", path, GetLastError());
+        printf("error: found no %s: %lu\n", path, GetLastError());
     return library;
 }
 
@@ -42,7 +41,7 @@ static void* find(HMODULE library, const char* name)
 {
     void* routine = (void*)GetProcAddress(library, name);
     if (routine == NULL)
-        printf("found no %s\n", name);
+        printf("error: found no %s\n", name);
     return routine;
 }
 
@@ -57,7 +56,7 @@ static void check_heap(HMODULE panoval)
         Mat image = {0};
         reset(&image, 300, 200, 3, 2);
         if (image.data == NULL || size_of(image.data) != 360000)
-            printf("found another heap\n");
+            printf("error: found another heap\n");
         give_back(image.data);
     }
 }
@@ -101,15 +100,11 @@ def test_the_wheels_libraries_are_what_the_package_expects(folder, tmp_path):
     subprocess.run([COMPILER, f"-I{headers.INCLUDE}", "-w", str(source), "-o", str(program)], check=True)
     run = subprocess.run(["sh", str(ROOT / "cmake" / "run_under_wine.sh"), str(program), f"Z:{place}".replace("/", "\\")],
                          capture_output=True, text=True, cwd=tmp_path, timeout=120)
-    assert run.returncode == 0 and "found" not in run.stdout, run.stdout + run.stderr
-    printed = run.stdout.split("\n")
-    assert len([line for line in printed if line.strip()]) > 300
-    for line in filter(str.strip, printed):
+    assert run.returncode == 0 and "error:" not in run.stdout, run.stdout + run.stderr
+    printed = [line for line in run.stdout.split("\n") if line.strip()]
+    assert len(printed) == len([line for line in lines if line.startswith("printf")])
+    for line in printed:
         what, number = line.split()
         name, _, field = what.partition(".")
         struct = getattr(_records, name)
         assert (getattr(struct, field).offset if field else ctypes.sizeof(struct)) == int(number), what
-
-
-def test_the_compiler_for_it_is_there_where_the_libraries_are():
-    assert not BUILT or (shutil.which(COMPILER) and shutil.which("wine"))
