@@ -97,8 +97,8 @@ void check(const StitchOptions& options)
     const bool is_store = image::is_store_name(options.output);
     if (options.is_plan_only && (!options.tiles.empty() || options.is_dry_run || !options.report.empty()))
         fail_usage("found --plan-only with --tile, --dry-run or --report; expected it without: no panorama is made");
-    if (options.splits_seams && !options.is_plan_only)
-        fail_usage("found --split-seams without --plan-only; expected both");
+    if (options.splits_seams && (!options.is_plan_only || options.output == "-"))
+        fail_usage("found --split-seams without --plan-only and a file as OUT; expected both");
     if (!options.report.empty() && (!options.tiles.empty() || is_store))
         fail_usage("found --report with --tile or a .zarr; expected the report of a whole panorama in a file");
     if (options.resumes && (options.is_plan_only || !is_store))
@@ -174,10 +174,8 @@ void add_stitch_command(CLI::App& program)
         ->check(CLI::Range(16, 1 << 20))
         ->type_name("PIXELS");
     command.add_flag("--plan-only", options->is_plan_only, "Write the plan (JSON) to OUT and no panorama");
-    command.add_flag(
-        "--split-seams", options->splits_seams,
-        "With --plan-only: put the seams into OUT.seams, of which the task of a tile reads its part; so it is "
-        "without the option from 4 MB of seams on");
+    command.add_flag("--split-seams", options->splits_seams,
+                     "With --plan-only: put the seams into OUT.seams, of which the task of a tile reads its part");
     command.add_option("--plan", options->plan, "Take pictures, gains, seams and all from this plan")
         ->type_name("FILE");
     command

@@ -26,8 +26,7 @@ namespace panoval::cli
 namespace
 {
 
-constexpr std::size_t kBlendSteps = 100;                 // of the progress bar
-constexpr std::size_t kLongSeams = std::size_t{4} << 20; // letters
+constexpr std::size_t kBlendSteps = 100; // of the progress bar
 
 void check_outputs(const PanoramaJob& job)
 {
@@ -208,14 +207,11 @@ private:
     std::size_t blended_ = 0;
 };
 
-// Seams of more than a few megabytes are in a file beside, of which the task of a tile reads a part.
 void write_plan(OutputFile& output, const PanoramaJob& job)
 {
     Json plan = job.plan_json(output.target());
-    const bool has_seams = plan.contains("seams");
-    const bool is_long = has_seams && plan["seams"].get_ref<const std::string&>().size() >= kLongSeams;
     std::unique_ptr<OutputFile> seams;
-    if (has_seams && output.target() != "-" && (job.options.splits_seams || is_long)) {
+    if (job.options.splits_seams && plan.contains("seams")) {
         seams = std::make_unique<OutputFile>(seam_file_name(output.target()));
         move_seams(plan, *seams);
     }

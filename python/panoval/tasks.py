@@ -45,7 +45,11 @@ class Run(NamedTuple):
 
 
 def name_of_plan(plan: str) -> str:
-    """A name that another plan does not have: its "id" where panoval's program wrote it."""
+    """A name that another plan does not have: its "id" where panoval's program wrote it.
+
+    >>> name_of_plan('{"id": "4bb4d7c124189ede"}')
+    '4bb4d7c124189ede'
+    """
     own = json.loads(plan).get("id")
     if isinstance(own, str) and own:
         return own
@@ -109,6 +113,16 @@ def blend_tile(run: Run, index: int) -> str:
     """Makes a tile and writes it, unless it is there. Returns "made" or "kept".
 
     Raises TileError, whose text names the tile, and the picture where one is to blame.
+
+    >>> import tempfile
+    >>> import numpy as np
+    >>> mosaic = Mosaic(tile_size=16); mosaic.add(np.full((8, 30), 9, np.uint8), (0, 0)); mosaic.measure("seams")
+    >>> with tempfile.TemporaryDirectory() as folder:
+    ...     size = Path(folder, "plan.json").write_text(mosaic.plan())
+    ...     run = Run(folder + "/plan.json", name_of_plan(mosaic.plan()), folder + "/p.zarr",
+    ...               lambda index, name: np.full((8, 30), 9, np.uint8), False, 0, 1, "one run")
+    ...     blend_tile(run, 1), blend_tile(run, 1)
+    ('made', 'kept')
     """
     try:
         mosaic, store = _open_run(run)

@@ -109,6 +109,23 @@ def test_public_functions_have_types_and_an_example():
                 assert parameter.annotation is not inspect.Parameter.empty, f"{name}: {parameter.name}"
 
 
+def test_methods_of_a_mosaic_and_tasks_have_an_example():
+    import inspect
+
+    import panoval.dask
+    import panoval.tasks
+
+    members = {name: member for name, member in vars(panoval.Mosaic).items() if not name.startswith("_")}
+    for module in (panoval.dask, panoval.tasks):
+        members.update({f"{module.__name__}.{name}": getattr(module, name) for name in module.__all__
+                        if inspect.isfunction(getattr(module, name))})
+    assert len(members) > 20
+    for name, member in members.items():
+        function = getattr(member, "fget", None) or getattr(member, "__func__", member)
+        assert ">>>" in function.__doc__, name
+        assert inspect.signature(function).return_annotation is not inspect.Signature.empty, name
+
+
 def test_the_package_says_where_it_looked(tmp_path):
     code = "import panoval"
     environment = {"PANOVAL_LIBRARY_DIR": str(tmp_path), "PYTHONPATH": ":".join(sys.path)}
