@@ -8,6 +8,7 @@
 #include "mosaic/overlap_cells.h"
 #include "mosaic/parallel.h"
 #include "mosaic/verdict_cover.h"
+#include "mosaic/verdict_swaps.h"
 #include "mosaic/verdict_tone.h"
 #include "mosaic/verdict_words.h"
 
@@ -248,13 +249,15 @@ std::vector<Facts> measure_all(const PictureSource& source, const std::vector<Ov
 Verdict judge(const Layout& layout, const std::vector<Overlap>& overlaps, const Corrections& corrections,
               const SeamMap& seams, PictureReader& reader, const VerdictOptions& options, Progress& progress)
 {
-    std::vector<Facts> facts = measure_all({layout, corrections, reader}, overlaps, seams, options, progress);
+    const PictureSource source{layout, corrections, reader};
+    std::vector<Facts> facts = measure_all(source, overlaps, seams, options, progress);
     const std::vector<double> noise = noise_of_pictures(layout.pictures.size(), facts);
     Verdict verdict;
     for (Facts& fact : facts) {
         settle_overlap(fact, layout, corrections, noise);
         verdict.overlaps.push_back(std::move(fact.verdict));
     }
+    verdict.swapped = find_swaps(source, overlaps, verdict);
     verdict.groups = connected_groups(layout.pictures.size(), verdict.overlaps);
     Uncovered uncovered = find_uncovered(seams, layout.wraps);
     verdict.uncovered_pixels = uncovered.pixels;

@@ -182,12 +182,33 @@ Evidence about_sharpness(const OverlapVerdict& overlap, double)
     return evidence;
 }
 
+bool is_explained_by_swap(const Verdict& verdict, const OverlapVerdict& overlap)
+{
+    for (const auto& pair : verdict.swapped)
+        for (const std::size_t picture : pair)
+            if (picture == overlap.first || picture == overlap.second)
+                return true;
+    return false;
+}
+
+void name_swapped(const Layout& layout, Verdict& verdict)
+{
+    for (const auto& [first, second] : verdict.swapped) {
+        verdict.word = Word::Bad;
+        verdict.misfits.push_back(first);
+        verdict.misfits.push_back(second);
+        verdict.reasons.push_back(name_of(layout, first) + " and " + name_of(layout, second) +
+                                  " lie at each other's places.");
+    }
+}
+
 void blame(const Layout& layout, Evidence (*about)(const OverlapVerdict&, double), const char* what, Verdict& verdict)
 {
     std::vector<Evidence> evidence;
     const double tone_look = tone_limit(verdict);
     for (const OverlapVerdict& overlap : verdict.overlaps)
-        evidence.push_back(about(overlap, tone_look));
+        if (!is_explained_by_swap(verdict, overlap))
+            evidence.push_back(about(overlap, tone_look));
     for (const std::size_t misfit : find_misfits(layout.pictures.size(), evidence)) {
         verdict.misfits.push_back(misfit);
         verdict.word = std::max(verdict.word, Word::Look); // little here and there may be enough to tell
@@ -230,6 +251,7 @@ void put_into_words(const Layout& layout, Verdict& verdict)
         verdict.word = std::max(verdict.word, overlap.word);
     }
     judge_cover(verdict);
+    name_swapped(layout, verdict);
     blame(layout, about_place, " does not fit its neighbours.", verdict);
     blame(layout, about_tone, " differs from its neighbours in brightness or colour.", verdict);
     blame(layout, about_sharpness, " is less sharp than its neighbours.", verdict);

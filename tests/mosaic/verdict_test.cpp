@@ -70,6 +70,23 @@ TEST(Verdict, BoxesAThingThatMoved)
     EXPECT_GT(2 * found, made.thing.pixels());
 }
 
+// Neighbours in a row, where every overlap is wrong and nothing else tells whose fault it is.
+TEST(Verdict, NamesTwoPicturesAtEachOthersPlacesAndNobodyElse)
+{
+    const Scene scene = make_scene(780, 200, {});
+    for (const auto& [a, b] : {std::pair<std::size_t, std::size_t>{1, 2}, {0, 2}, {2, 3}}) {
+        VerdictCase made{"row", "swapped", std::make_shared<MemoryReader>(780, 200), {}, 0, 0, {}};
+        for (std::size_t i = 0; i < 4; ++i) {
+            const std::size_t shown = i == a ? b : i == b ? a : i;
+            const MemoryPicture picture = take_picture(scene, {{static_cast<std::int64_t>(190 * shown), 0, 210, 200}});
+            made.reader->add(static_cast<std::int64_t>(190 * i), 0, picture);
+        }
+        const Verdict verdict = judge_case(made);
+        EXPECT_EQ(verdict.word, Word::Bad);
+        EXPECT_EQ(verdict.misfits, (std::vector<std::size_t>{a, b})) << told(made, verdict);
+    }
+}
+
 TEST(Verdict, OfAFlatSceneHasNoDisplacements)
 {
     for (const OverlapVerdict& overlap : judge_case(make_verdict_case("fog", "shift3", 2)).overlaps)
