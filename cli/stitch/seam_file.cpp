@@ -144,6 +144,8 @@ private:
     std::vector<std::uint8_t> read(std::uint64_t place, std::size_t count) const
     {
         std::vector<std::uint8_t> bytes(count);
+        if (count == 0)
+            return bytes;
         if (!image::seek_in_file(file_.get(), static_cast<std::int64_t>(place), SEEK_SET) ||
             std::fread(bytes.data(), 1, count, file_.get()) != count)
             fail_input(name_, "a file that ends early", kExpected);

@@ -44,6 +44,7 @@ def align(count: int, parts: Sequence[Sequence[int]], found: Sequence[np.ndarray
     anchor  number of the picture whose exposure stays, or None
 
     Least squares of logarithms over pictures and one factor for each part. A picture that does not fit its part hardly counts.
+    A part that is a whole group, without the anchor, keeps gains whose mean is 1 to the last bit.
 
     >>> from panoval import GAIN_DTYPE
     >>> one = np.array([([2.0] * 4, False), ([1.0] * 4, False)], GAIN_DTYPE)
@@ -61,7 +62,12 @@ def align(count: int, parts: Sequence[Sequence[int]], found: Sequence[np.ndarray
     for group in groups:
         chosen = list(group)
         logs[chosen] -= logs[anchor] if anchor in group else logs[chosen].mean(axis=0)
-    return np.exp(np.clip(logs, np.log(1e-6), np.log(1e6)))
+    gains = np.exp(np.clip(logs, np.log(1e-6), np.log(1e6)))
+    for part, own in zip(parts, found):
+        is_group = list(part) in [list(group) for group in groups if anchor not in group]
+        if is_group and np.abs(np.log(own["gain"]).mean(axis=0)).max() < 1e-9:
+            gains[list(part)] = own["gain"]  # as it is to be already, but for rounding
+    return gains
 
 
 def _solve(count: int, members: List[np.ndarray], says: List[np.ndarray], weights: List[np.ndarray]) -> np.ndarray:

@@ -269,6 +269,16 @@ def test_gains_and_seams_are_measured_in_parts(client, shots, tmp_path, region):
     assert same > 0.9
 
 
+def test_what_lies_in_one_region_is_measured_as_by_one_search(shots, tmp_path):
+    names, positions, _ = shots
+    whole = panoval.Mosaic(tile_size=128)
+    for name, place in zip(names, positions):
+        whole.add(np.load(tmp_path / f"{name}.npy"), place, name=name)
+    whole.measure("gains", "seams")
+    plan = panoval.dask.measure(None, names, positions, Pictures(tmp_path), region=10**6, tile_size=128)
+    assert plan == whole.plan()
+
+
 def test_a_first_round_needs_no_machine_with_all_pictures(shots, tmp_path, monkeypatch):
     names, positions, _ = shots
     counts = []
