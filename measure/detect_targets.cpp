@@ -24,6 +24,7 @@ namespace
 constexpr double kDefaultLeastAxis = 2.5;
 constexpr double kDefaultLeastAspect = 0.3;
 constexpr double kDefaultQuality = 0.5;
+constexpr double kChance = 2;        // deviations of the smaller axis: what noise may have made too small
 constexpr double kLeastContrast = 4; // by noise, below which an outline may be one of noise
 
 struct Options {
@@ -173,7 +174,7 @@ private:
             const PanovalMeasureEllipse& e = target.ellipse;
             if (contrast < kLeastContrast * std::max(target.noise, noise_))
                 ++result_.too_faint;
-            else if (e.semi_minor < options_.limits.least_axis)
+            else if (e.semi_minor + kChance * target.sigma_minor < options_.limits.least_axis)
                 ++result_.too_small;
             else if (e.semi_major > options_.limits.most_axis)
                 ++result_.too_large;

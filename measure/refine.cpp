@@ -29,7 +29,7 @@ constexpr double kAlienDeviations = 5;
 constexpr double kAlienShare = 0.4;
 
 // Another edge is felt so many deviations before a ray notices it.
-constexpr double kOtherEdge = 2.2;
+constexpr double kOtherEdge = 3;
 
 // With so many of the rays agreeing, and nothing else in sight, there is nothing to leave out before the adjustment.
 constexpr double kClearShare = 0.95;
