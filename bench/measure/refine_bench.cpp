@@ -1,15 +1,18 @@
 // SPDX-License-Identifier: MIT
-// Refinement of single targets, and the kernels that most of its time goes into beside their literal twins. "Pixels"
-// are targets for the first, samples of outlines and equations for the others.
+// Refinement of single targets beside a plain least squares fit of the same samples, and the kernels that most of its
+// time goes into beside their literal twins. "Pixels" are targets for the first, samples of outlines and equations for
+// the others.
 #include "bench/support/routine.h"
 #include "measure/outline_kernel.h"
 #include "panoval_measure.h"
 #include "tests/reference/outline_kernel.h"
+#include "tests/reference/plain_fit.h"
 #include "tests/support/noise.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -36,6 +39,15 @@ struct Target {
                     static_cast<std::uint8_t>(std::clamp(level, 0.0, 255.0));
             }
         start = {centre + 0.3, centre - 0.2, radius + 0.3, 0.8 * radius, 0};
+        plain_start.unknowns = {start.x, start.y, 0.9 * radius, 0.1 * radius, 0, blur * blur, 50, 200, 0, 0};
+    }
+    void fit_plainly()
+    {
+        plain = panoval::reference::fit_plainly(samples, static_cast<std::size_t>(width), plain_start);
+    }
+    bool is_same() const
+    {
+        return std::hypot(found.ellipse.x - plain.unknowns[0], found.ellipse.y - plain.unknowns[1]) < found.sigma_x;
     }
     void refine()
     {
@@ -48,7 +60,11 @@ struct Target {
     std::vector<std::uint8_t> samples;
     PanovalMeasureEllipse start = {};
     PanovalMeasureTarget found = {};
+    panoval::reference::PlainFit plain_start;
+    panoval::reference::PlainFit plain;
 };
+
+constexpr double kPlainRadius = 40; // beyond it a plain fit takes seconds
 
 Case make_refine(double radius, double blur)
 {
@@ -57,7 +73,8 @@ Case make_refine(double radius, double blur)
             .content = "blur " + std::to_string(blur).substr(0, 3),
             .pixels = 1,
             .fast = [target] { target->refine(); },
-            .twin = {}};
+            .twin = radius <= kPlainRadius ? std::function<void()>([target] { target->fit_plainly(); }) : nullptr,
+            .same = radius <= kPlainRadius ? std::function<bool()>([target] { return target->is_same(); }) : nullptr};
 }
 
 // One outline of 2 x 60 samples, windows of 9 pixels.

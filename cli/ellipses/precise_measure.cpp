@@ -39,6 +39,9 @@ Target target_of(const PanovalMeasureTarget& measured)
 std::string why_nothing(const PanovalMeasureDetection& detection, const EllipseSettings& settings)
 {
     const auto of = [](std::int32_t count, const char* what) { return concat(count, " ", what); };
+    const auto outlines = [](std::int32_t count, const char* what) {
+        return concat(count, count == 1 ? " outline" : " outlines", ", ", what);
+    };
     if (detection.other_polarity > 0)
         return of(detection.other_polarity, settings.polarity == PANOVAL_MEASURE_DARK
                                                 ? "found that are bright, not dark: see --polarity"
@@ -46,13 +49,13 @@ std::string why_nothing(const PanovalMeasureDetection& detection, const EllipseS
     if (detection.below_quality > 0)
         return of(detection.below_quality, "found of less quality than --min-quality");
     if (detection.too_faint > 0)
-        return of(detection.too_faint, "outlines, too faint against the noise");
+        return outlines(detection.too_faint, "too faint against the noise");
     if (detection.too_large > 0)
-        return of(detection.too_large, "outlines, too large: more than a third of the picture in radius");
+        return outlines(detection.too_large, "too large: more than a third of the picture in radius");
     if (detection.too_small > 0)
-        return of(detection.too_small, "outlines, too small: less than 2.5 pixels in radius");
+        return outlines(detection.too_small, "too small: less than 2.5 pixels in radius");
     if (detection.not_oval > 0)
-        return of(detection.not_oval, "outlines, none of them oval");
+        return outlines(detection.not_oval, detection.not_oval == 1 ? "not oval" : "none of them oval");
     return "no closed outline stands out of the noise";
 }
 
