@@ -83,7 +83,7 @@ bool file_exists(const std::string& name)
     }
 }
 
-FileHandle open_input(const std::string& name, const std::string& expected)
+FileHandle open_stream(const std::string& name, const std::string& expected)
 {
     if (name.empty())
         fail_input("''", "an empty file name", expected);
@@ -107,7 +107,14 @@ FileHandle open_input(const std::string& name, const std::string& expected)
     if (file == nullptr)
         fail_input(name, reason == ENOENT ? "no such file" : "a file that does not open: " + system_message(reason),
                    expected);
-    if (!std::filesystem::is_regular_file(path_from_utf8(name), error))
+    return file;
+}
+
+FileHandle open_input(const std::string& name, const std::string& expected)
+{
+    FileHandle file = open_stream(name, expected);
+    std::error_code error;
+    if (!is_standard_stream(name) && !std::filesystem::is_regular_file(path_from_utf8(name), error))
         fail_input(name, "no regular file", expected);
     return file;
 }

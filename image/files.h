@@ -30,7 +30,10 @@ bool seek_in_file(std::FILE* file, std::int64_t offset, int origin);
 std::int64_t tell_in_file(std::FILE* file);
 
 // Opens an input for reading in binary, "-" for standard input, or fails with an input error: missing, unreadable, or
-// no regular file.
+// no regular file, which can be read from any place and again.
 FileHandle open_input(const std::string& name, const std::string& expected);
+
+// The same for what is read once from its start to its end: a pipe or a device will do.
+FileHandle open_stream(const std::string& name, const std::string& expected);
 
 } // namespace panoval::image

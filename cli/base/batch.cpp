@@ -155,7 +155,8 @@ void add_batch_options(CLI::App& command, BatchOptions& options)
     command.add_option("IMAGE", options.given, "The pictures, - for standard input");
     command
         .add_option("--files-from", options.list,
-                    "Also take the pictures that this file names, one a line; - for standard input")
+                    "Also take the pictures that this file names, one a line or each ended by a zero byte; - for "
+                    "standard input")
         ->type_name("FILE");
     command.add_option("--jobs", options.jobs, "Pictures at a time (default 1); each needs its memory")
         ->check(CLI::Range(std::size_t{1}, kMostJobs))
@@ -172,10 +173,11 @@ std::vector<std::string> batch_inputs(const BatchOptions& options)
         fail_usage("found - as a picture and as the list of --files-from; expected it once: both are standard input");
     if (!options.list.empty()) {
         const std::string text = read_text_file(options.list, "names of pictures, one a line", kLongestList);
+        const char separator = text.find('\0') == std::string::npos ? '\n' : '\0'; // the latter by find -print0
         for (std::size_t start = 0; start < text.size();) {
-            const std::size_t end = std::min(text.find('\n', start), text.size());
+            const std::size_t end = std::min(text.find(separator, start), text.size());
             std::string name = text.substr(start, end - start);
-            if (!name.empty() && name.back() == '\r')
+            if (separator == '\n' && !name.empty() && name.back() == '\r')
                 name.pop_back();
             if (!name.empty())
                 inputs.push_back(name);

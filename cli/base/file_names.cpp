@@ -50,7 +50,7 @@ void refuse_one_name(const std::vector<std::string>& outputs)
 
 std::string read_text_file(const std::string& name, const std::string& expected, std::size_t longest)
 {
-    const FileHandle file = open_input(name, expected);
+    const FileHandle file = image::open_stream(name, expected);
     std::string text;
     char piece[16384];
     while (const std::size_t count = std::fread(piece, 1, sizeof piece, file.get())) {

@@ -11,6 +11,10 @@
 #include <cstring>
 #include <thread>
 
+#ifndef _WIN32
+#include <sys/stat.h>
+#endif
+
 namespace panoval::cli::test
 {
 
@@ -32,6 +36,26 @@ TEST_F(Batch, TakesNamesFromTheCommandLineAndThenFromTheList)
     options.list = write_text("list", "b c.png\n\nd.png\r\ne.png");
     EXPECT_EQ(batch_inputs(options), (Names{"a.png", "b c.png", "d.png", "e.png"}));
 }
+
+TEST_F(Batch, NamesEndedByZeroBytesMayHaveLinesInThem)
+{
+    using namespace std::string_literals;
+    BatchOptions options;
+    options.list = write_text("list", "a\nb.png\0c d.png\r\0\0e.png"s);
+    EXPECT_EQ(batch_inputs(options), (Names{"a\nb.png", "c d.png\r", "e.png"}));
+}
+
+#ifndef _WIN32
+TEST_F(Batch, TheListMayBeAPipe)
+{
+    BatchOptions options;
+    options.list = in_folder("pipe");
+    ASSERT_EQ(mkfifo(options.list.c_str(), 0600), 0);
+    std::thread writer([&] { write_text("pipe", "a.png\nb.png\n"); });
+    EXPECT_EQ(batch_inputs(options), (Names{"a.png", "b.png"}));
+    writer.join();
+}
+#endif
 
 TEST_F(Batch, RefusesNothingAndStandardInputTwice)
 {
