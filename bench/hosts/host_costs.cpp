@@ -1,271 +1,33 @@
 // SPDX-License-Identifier: MIT
-// What a host has to reckon with: time and heap of each routine for a megapixel, beside the pictures that it passes.
-//   host_costs [MEGAPIXELS]       prints the table of docs/hosts.md
-// Time is the processor's, the least of three calls. The heap is the most in use during the call, above what was in use
-// before, counted by this program's own malloc in the libraries' place.
-#include "panoval.h"
+// What a host has to reckon with: time and heap of each routine, beside the pictures that it passes.
+//   host_costs [MEGAPIXELS]       prints the tables of docs/hosts.md
+#include "bench/hosts/cost_of.h"
 #include "panoval_measure.h"
 #include "panoval_mosaic.h"
 
-#include <algorithm>
-#include <atomic>
 #include <cmath>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <ctime>
-#include <functional>
-#include <memory>
-#include <vector>
 
-#include <malloc.h>
-
-extern "C" {
-void* __libc_malloc(std::size_t);
-void* __libc_calloc(std::size_t, std::size_t);
-void* __libc_realloc(void*, std::size_t);
-void* __libc_memalign(std::size_t, std::size_t);
-void __libc_free(void*);
-}
+using panoval::bench::Cost;
+using panoval::bench::cost_of;
+using panoval::bench::print_per_call;
+using panoval::bench::print_per_megapixel;
+using panoval::bench::side;
 
 namespace
 {
 
-std::atomic<std::int64_t> in_use{0};
-std::atomic<std::int64_t> most{0};
-
-void* counted(void* block)
+// Two pictures that overlap by half, on one thread.
+class TwoPictures
 {
-    const std::int64_t now = in_use += block != nullptr ? static_cast<std::int64_t>(malloc_usable_size(block)) : 0;
-    std::int64_t before = most;
-    while (before < now && !most.compare_exchange_weak(before, now)) {
-    }
-    return block;
-}
-
-void uncounted(void* block)
-{
-    in_use -= block != nullptr ? static_cast<std::int64_t>(malloc_usable_size(block)) : 0;
-}
-
-} // namespace
-
-extern "C" {
-void* malloc(std::size_t bytes)
-{
-    return counted(__libc_malloc(bytes));
-}
-void* calloc(std::size_t count, std::size_t bytes)
-{
-    return counted(__libc_calloc(count, bytes));
-}
-void* realloc(void* block, std::size_t bytes)
-{
-    uncounted(block);
-    return counted(__libc_realloc(block, bytes));
-}
-void* aligned_alloc(std::size_t alignment, std::size_t bytes)
-{
-    return counted(__libc_memalign(alignment, bytes));
-}
-int posix_memalign(void** block, std::size_t alignment, std::size_t bytes)
-{
-    *block = counted(__libc_memalign(alignment, bytes));
-    return *block != nullptr ? 0 : 12;
-}
-void free(void* block)
-{
-    uncounted(block);
-    __libc_free(block);
-}
-}
-
-namespace
-{
-
-int side = 1000;
-
-double processor_seconds()
-{
-    timespec now{};
-    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-    return static_cast<double>(now.tv_sec) + 1e-9 * static_cast<double>(now.tv_nsec);
-}
-
-// Waves with dark discs and some grain: something for every routine.
-std::vector<std::uint8_t> scene(int channels)
-{
-    std::vector<std::uint8_t> pixels(static_cast<std::size_t>(side) * static_cast<std::size_t>(side * channels));
-    std::uint32_t grain = 1;
-    std::size_t i = 0;
-    for (int y = 0; y < side; ++y)
-        for (int x = 0; x < side; ++x) {
-            const double r = std::hypot(x % 100 - 50.3, y % 100 - 49.6);
-            const double disc = 1 / (1 + std::exp(2 * (r - 20)));
-            for (int c = 0; c < channels; ++c) {
-                grain = grain * 1664525u + 1013904223u;
-                const double level = 150 + 40 * std::sin(x * 0.01 + c) * std::cos(y * 0.013) - 80 * disc;
-                pixels[i++] = static_cast<std::uint8_t>(level + static_cast<double>(grain >> 29));
-            }
-        }
-    return pixels;
-}
-
-Mat mat_of(std::vector<std::uint8_t>& pixels, int channels)
-{
-    return {side,
-            side,
-            channels,
-            1,
-            static_cast<std::int32_t>(pixels.size()),
-            static_cast<std::int32_t>(pixels.size()),
-            pixels.data()};
-}
-
-struct Cost {
-    double milliseconds = 1e30;
-    double bytes = 0;
-};
-
-// restore is not counted.
-Cost cost_of(
-    const std::function<void()>& call, const std::function<void()>& restore = [] {})
-{
-    Cost cost;
-    for (int turn = 0; turn < 3; ++turn) {
-        restore();
-        const std::int64_t before = in_use;
-        most = before;
-        const double start = processor_seconds();
-        call();
-        cost.milliseconds = std::min(cost.milliseconds, 1e3 * (processor_seconds() - start));
-        cost.bytes = static_cast<double>(most - before);
-    }
-    return cost;
-}
-
-void print(const char* routine, const Cost& cost)
-{
-    const double megapixels = 1e-6 * side * side;
-    std::printf("| `%s` | %.1f | %.1f |\n", routine, cost.milliseconds / megapixels, cost.bytes / megapixels / 1e6);
-}
-
-void filters(std::vector<std::uint8_t>& grey)
-{
-    std::vector<std::uint8_t> out(grey.size());
-    std::vector<std::int16_t> dx(grey.size()), dy(grey.size());
-    std::vector<std::uint16_t> magnitude(grey.size());
-    print("smooth_image", cost_of([&] { smooth_image(grey.data(), side, side, out.data()); }));
-    print("gradient_image",
-          cost_of([&] { gradient_image(grey.data(), side, side, dx.data(), dy.data(), magnitude.data()); }));
-    print("canny", cost_of([&] { canny(grey.data(), side, side, out.data(), 1.0, 0.4, 0.9, nullptr, nullptr); }));
-    const Matb mask{side, side, 1, grey.data()};
-    const float metrics[] = {0.955f, 1.3693f};
-    Matf scratch{}, distances{};
-    print("distanceTransform_3x3", cost_of([&] { distanceTransform_3x3(&mask, &scratch, &distances, metrics); },
-                                           [&] {
-                                               std::free(scratch.data);
-                                               std::free(distances.data);
-                                               scratch = distances = Matf{};
-                                               MatfReset(&distances, side, side, 1);
-                                           }));
-    std::free(scratch.data);
-    std::free(distances.data);
-}
-
-void detection(std::vector<std::uint8_t>& grey)
-{
-    EllipseRegion* regions = nullptr;
-    std::int32_t count = 0;
-    const auto clear = [&] {
-        for (std::int32_t i = 0; i < count; ++i)
-            std::free(regions[i].points);
-        std::free(regions);
-        regions = nullptr;
-        count = 0;
-    };
-    print("find_ellipse", cost_of([&] { count = find_ellipse(grey.data(), side, side, &regions, 30, 2, 10); }, clear));
-    clear();
-    const PanovalMeasureImage image = {grey.data(), side, side, side, PANOVAL_MEASURE_U8, 0};
-    PanovalMeasureDetection found{};
-    print("panoval_measure_detect",
-          cost_of([&] { panoval_measure_detect(&image, nullptr, &found); }, [&] { panoval_measure_free(&found); }));
-    panoval_measure_free(&found);
-}
-
-void gains(const Mat& picture, const Matb& mask)
-{
-    GainCompensator compensator{};
-    gain_compensator_init_start(&compensator, 2);
-    print("gain_compensator_init_step", cost_of([&] {
-              gain_compensator_init_step(&compensator, 0, 1, {0, 0}, &picture, &mask, {0, 0}, &picture, &mask);
-          }));
-    gain_compensator_init_end(&compensator);
-    Mat copy = picture;
-    print("gain_compensator_apply", cost_of([&] { gain_compensator_apply(&compensator, 0, &copy); }));
-    gain_compensator_free(&compensator);
-}
-
-void blenders(const Mat& picture, const Matb& mask)
-{
-    const Roi canvas{0, 0, side, side};
-    print("feather_blender_prepare, _feed, _blend", cost_of([&] {
-              FeatherBlender blender{};
-              Mat out{};
-              feather_blender_prepare(&blender, 3, &canvas);
-              feather_blender_feed(&blender, &picture, &mask, {0, 0});
-              feather_blender_blend(&blender, &out, 1);
-              MatDestroy(&out);
-          }));
-    print("multi_band_blender_prepare, _feed, _blend", cost_of([&] {
-              MultiBandBlender blender{};
-              Mat out{};
-              Roi roi = canvas;
-              multi_band_blender_setbands(&blender, 5);
-              multi_band_blender_prepare(&blender, 3, &roi);
-              multi_band_blender_feed(&blender, &picture, &mask, {0, 0});
-              multi_band_blender_blend(&blender, &out, 1);
-              MatDestroy(&out);
-          }));
-}
-
-void inpainting(std::vector<std::uint8_t>& colour)
-{
-    std::vector<std::uint8_t> picture, marks;
-    print("inpaint, 1 % in scratches",
-          cost_of(
-              [&] {
-                  Mat image = mat_of(picture, 3), mask = mat_of(marks, 1);
-                  inpaint(&image, &mask, 5);
-              },
-              [&] {
-                  picture = colour;
-                  marks.assign(colour.size() / 3, 0);
-                  for (int y = 50; y < side - 50; y += 200)
-                      for (int x = 50; x < side - 50; ++x)
-                          marks[static_cast<std::size_t>((y + (x / 400)) * side + x)] =
-                              marks[static_cast<std::size_t>((y + 1 + (x / 400)) * side + x)] = 255;
-              }));
-}
-
-// Two pictures that overlap by half, from measuring to the last row, on one thread.
-void mosaic(const std::vector<std::uint8_t>& colour)
-{
-    PanovalMosaicHost host{};
-    host.user = const_cast<std::uint8_t*>(colour.data());
-    host.read_rows = [](void* user, const PanovalMosaicRows* rows) {
-        const std::size_t bytes = 3 * static_cast<std::size_t>(side);
-        for (std::int32_t row = 0; row < rows->row_count; ++row)
-            std::memcpy(
-                static_cast<std::uint8_t*>(rows->samples) + static_cast<std::size_t>(row) * rows->samples_stride,
-                static_cast<std::uint8_t*>(user) + static_cast<std::size_t>(rows->first_row + row) * bytes, bytes);
-        return 0;
-    };
-    PanovalMosaicSink sink{};
-    sink.write = [](void*, const PanovalMosaicRect*, const void*, size_t, const uint8_t*, size_t, char*) { return 0; };
-    Cost cost = cost_of([&] {
-        PanovalMosaic* made = nullptr;
+public:
+    explicit TwoPictures(std::vector<std::uint8_t>& colour)
+    {
+        PanovalMosaicHost host{};
+        host.user = colour.data();
+        host.read_rows = read_rows;
         PanovalMosaicOptions options{};
         options.threads = 1;
         PanovalMosaicPicture picture{};
@@ -273,20 +35,159 @@ void mosaic(const std::vector<std::uint8_t>& colour)
         picture.channels = 3;
         picture.bits = 8;
         picture.random_access = 1;
-        panoval_mosaic_create(&made);
-        panoval_mosaic_set_options(made, &options);
-        panoval_mosaic_set_host(made, &host);
-        panoval_mosaic_add_picture(made, &picture);
+        panoval_mosaic_create(&mosaic);
+        panoval_mosaic_set_options(mosaic, &options);
+        panoval_mosaic_set_host(mosaic, &host);
+        panoval_mosaic_add_picture(mosaic, &picture);
         picture.x = side / 2;
-        panoval_mosaic_add_picture(made, &picture);
-        const int code = panoval_mosaic_run(made, &sink);
-        if (code != 0)
-            std::fprintf(stderr, "panoval_mosaic_run: %d\n", code);
-        panoval_mosaic_destroy(made);
-    });
-    cost.milliseconds /= 1.5; // a megapixel of the canvas
+        panoval_mosaic_add_picture(mosaic, &picture);
+    }
+    TwoPictures(const TwoPictures&) = delete;
+    TwoPictures& operator=(const TwoPictures&) = delete;
+    ~TwoPictures() { panoval_mosaic_destroy(mosaic); }
+
+    PanovalMosaic* mosaic = nullptr;
+
+private:
+    static std::int32_t read_rows(void* user, const PanovalMosaicRows* rows)
+    {
+        const std::size_t bytes = 3 * static_cast<std::size_t>(side);
+        for (std::int32_t row = 0; row < rows->row_count; ++row)
+            std::memcpy(
+                static_cast<std::uint8_t*>(rows->samples) + static_cast<std::size_t>(row) * rows->samples_stride,
+                static_cast<std::uint8_t*>(user) + static_cast<std::size_t>(rows->first_row + row) * bytes, bytes);
+        return 0;
+    }
+};
+
+void expect_ok(const char* routine, std::int32_t code)
+{
+    if (code == 0)
+        return;
+    std::fprintf(stderr, "host_costs: %s: %d\n", routine, code);
+    std::exit(1);
+}
+
+// A megapixel of the canvas, which is half as wide again as a picture.
+void print_of_canvas(const char* routine, Cost cost)
+{
+    cost.milliseconds /= 1.5;
     cost.bytes /= 1.5;
-    print("panoval_mosaic_run", cost);
+    print_per_megapixel(routine, cost);
+}
+
+void engine(std::vector<std::uint8_t>& colour)
+{
+    PanovalMosaicSink sink{};
+    sink.write = [](void*, const PanovalMosaicRect*, const void*, size_t, const uint8_t*, size_t, char*) { return 0; };
+    print_of_canvas("panoval_mosaic_run", cost_of([&] {
+                        const TwoPictures two(colour);
+                        expect_ok("panoval_mosaic_run", panoval_mosaic_run(two.mosaic, &sink));
+                    }));
+    const struct {
+        const char* name;
+        std::int32_t parts;
+    } measures[] = {{"panoval_mosaic_measure, gains", PANOVAL_MOSAIC_MEASURE_GAINS},
+                    {"panoval_mosaic_measure, gains and seams", PANOVAL_MOSAIC_MEASURE_SEAMS},
+                    {"panoval_mosaic_measure, everything", PANOVAL_MOSAIC_MEASURE_ALL}};
+    for (const auto& measure : measures)
+        print_of_canvas(measure.name, cost_of([&] {
+                            const TwoPictures two(colour);
+                            expect_ok(measure.name, panoval_mosaic_measure(two.mosaic, measure.parts));
+                        }));
+    const TwoPictures two(colour);
+    expect_ok("panoval_mosaic_measure", panoval_mosaic_measure(two.mosaic, PANOVAL_MOSAIC_MEASURE_ALL));
+    const PanovalMosaicRect all{0, 0, side + side / 2, side};
+    const std::size_t stride = 3 * static_cast<std::size_t>(all.width);
+    std::vector<std::uint8_t> samples(stride * static_cast<std::size_t>(all.height));
+    print_of_canvas("panoval_mosaic_blend", cost_of([&] {
+                        expect_ok("panoval_mosaic_blend",
+                                  panoval_mosaic_blend(two.mosaic, &all, samples.data(), stride, nullptr, 0));
+                    }));
+}
+
+void engine_calls(std::vector<std::uint8_t>& colour)
+{
+    print_per_call("panoval_mosaic_create", "to panoval_mosaic_destroy, with two pictures",
+                   cost_of([&] { const TwoPictures two(colour); }));
+    const TwoPictures two(colour);
+    PanovalMosaicLayout layout{};
+    PanovalMosaicEstimate estimate{};
+    const char* text = nullptr;
+    print_per_call("panoval_mosaic_layout", "two pictures",
+                   cost_of([&] { panoval_mosaic_layout(two.mosaic, &layout); }));
+    print_per_call("panoval_mosaic_estimate", "two pictures",
+                   cost_of([&] { panoval_mosaic_estimate(two.mosaic, &estimate); }));
+    expect_ok("panoval_mosaic_measure", panoval_mosaic_measure(two.mosaic, PANOVAL_MOSAIC_MEASURE_ALL));
+    print_per_call("panoval_mosaic_verdict", "two pictures",
+                   cost_of([&] { expect_ok("verdict", panoval_mosaic_verdict(two.mosaic, 0, &text, nullptr)); }));
+    std::size_t size = 0;
+    print_per_call("panoval_mosaic_save_plan", "two pictures, gains and seams",
+                   cost_of([&] { expect_ok("save_plan", panoval_mosaic_save_plan(two.mosaic, &text, &size)); }));
+    PanovalMosaic* other = nullptr;
+    print_per_call("panoval_mosaic_load_plan", "the same",
+                   cost_of([&] { expect_ok("load_plan", panoval_mosaic_load_plan(other, text, size)); },
+                           [&] {
+                               panoval_mosaic_destroy(other);
+                               panoval_mosaic_create(&other);
+                           }));
+    panoval_mosaic_destroy(other);
+    std::vector<std::int32_t> labels(static_cast<std::size_t>(layout.width));
+    print_per_call("panoval_mosaic_seam_row", "a row of the canvas",
+                   cost_of([&] { expect_ok("seam_row", panoval_mosaic_seam_row(two.mosaic, 1, labels.data())); }));
+}
+
+PanovalMeasureImage image_of(const std::vector<std::uint8_t>& grey)
+{
+    return {grey.data(), side, side, side, PANOVAL_MEASURE_U8, 0};
+}
+
+void measurement(const std::vector<std::uint8_t>& grey)
+{
+    const PanovalMeasureImage image = image_of(grey);
+    PanovalMeasureDetection found{};
+    print_per_megapixel("panoval_measure_detect", cost_of([&] { panoval_measure_detect(&image, nullptr, &found); },
+                                                          [&] { panoval_measure_free(&found); }));
+    panoval_measure_free(&found);
+}
+
+void measurement_calls(const std::vector<std::uint8_t>& grey)
+{
+    const PanovalMeasureImage image = image_of(grey);
+    const PanovalMeasureEllipse disc{150.3, 149.6, 20, 20, 0};
+    PanovalMeasureTarget target{};
+    print_per_call("panoval_measure_refine", "a target of 20 pixels of radius",
+                   cost_of([&] { expect_ok("refine", panoval_measure_refine(&image, &disc, 1, &target)); }));
+    const double plane[9] = {20, 0, 150, 0, 20, 150, 1e-4, 0, 1};
+    const PanovalMeasureEllipse slanted{150, 150, 20, 15, 0.3};
+    const PanovalMeasureEllipse inside{150, 150, 10, 7.5, 0.3};
+    PanovalMeasurePoint centre{};
+    PanovalMeasureCirclePose poses[2];
+    print_per_call("panoval_measure_centre_by_homography", "", cost_of([&] {
+                       expect_ok("centre_by_homography",
+                                 panoval_measure_centre_by_homography(&slanted, target.covariance, plane, &centre));
+                   }));
+    print_per_call("panoval_measure_centre_by_focal_length", "", cost_of([&] {
+                       expect_ok("centre_by_focal_length", panoval_measure_centre_by_focal_length(
+                                                               &slanted, target.covariance, 1000, 500, 500, poses));
+                   }));
+    print_per_call("panoval_measure_centre_by_rings", "", cost_of([&] {
+                       expect_ok("centre_by_rings",
+                                 panoval_measure_centre_by_rings(&slanted, target.covariance, &inside,
+                                                                 target.covariance, &centre));
+                   }));
+    constexpr int kRows = 7, kColumns = 9;
+    std::vector<PanovalMeasureTarget> targets(kRows * kColumns, target);
+    for (int i = 0; i < kRows * kColumns; ++i) {
+        targets[static_cast<std::size_t>(i)].ellipse.x = 100 + 100 * (i % kColumns);
+        targets[static_cast<std::size_t>(i)].ellipse.y = 100 + 100 * (i / kColumns);
+    }
+    PanovalMeasureGrid grid{};
+    std::vector<PanovalMeasureGridCell> cells(kRows * kColumns);
+    print_per_call("panoval_measure_grid", "7 x 9 targets", cost_of([&] {
+                       expect_ok("grid", panoval_measure_grid(targets.data(), kRows * kColumns, kRows, kColumns, &grid,
+                                                              cells.data()));
+                   }));
 }
 
 } // namespace
@@ -299,15 +200,14 @@ int main(int argc, char** argv)
         return 2;
     }
     side = static_cast<int>(std::sqrt(megapixels) * 10) * 100;
-    std::vector<std::uint8_t> grey = scene(1), colour = scene(3), covered(grey.size(), 255);
-    const Mat picture = mat_of(colour, 3);
-    const Matb mask{side, side, 1, covered.data()};
+    std::vector<std::uint8_t> grey = panoval::bench::scene(1), colour = panoval::bench::scene(3);
     std::printf("| routine | ms a megapixel | MB of heap a megapixel |\n|---|---|---|\n");
-    filters(grey);
-    detection(grey);
-    gains(picture, mask);
-    blenders(picture, mask);
-    inpainting(colour);
-    mosaic(colour);
+    panoval::bench::print_library(grey, colour);
+    measurement(grey);
+    engine(colour);
+    std::printf("\n| routine | microseconds a call | kB of heap | of |\n|---|---|---|---|\n");
+    panoval::bench::print_library_calls(grey);
+    measurement_calls(grey);
+    engine_calls(colour);
     return 0;
 }
