@@ -1,11 +1,7 @@
 #!/bin/sh
 # Results that cannot be printed end in exit code 4, however long they are: results_into_a_full_disk.sh BIN
 # BIN is the folder of the built programs.
-set -eu
-program=$(cd "$1" && pwd)/panoval
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
+. "$(dirname "$0")/../support/work_folder.sh"
 {
     printf 'P5\n40 30\n255\n'
     yes "dark and bright" | tr ' ' '\000' | head -c 1200
@@ -13,7 +9,7 @@ cd "$work"
 
 expect_failure() {
     code=0
-    "$program" "$@" >/dev/full 2>errors || code=$?
+    "$panoval" "$@" >/dev/full 2>errors || code=$?
     if [ $code -ne 4 ] || ! grep -q '^panoval: standard output: found an error while writing' errors; then
         echo "panoval $*: exit code $code"
         cat errors

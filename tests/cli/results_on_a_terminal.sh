@@ -1,11 +1,7 @@
 #!/bin/sh
 # Standard output and standard error in one place, as on a terminal: results_on_a_terminal.sh BIN
 # BIN is the folder of the built programs. The progress bar is wiped out before the first line of the results.
-set -eu
-program=$(cd "$1" && pwd)/panoval
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
+. "$(dirname "$0")/../support/work_folder.sh"
 {
     printf 'P5\n40 30\n255\n'
     yes "dark and bright" | tr ' ' '\000' | head -c 1200
@@ -16,7 +12,7 @@ head -c 1200 /dev/zero >>none.pgm
 expect_lines_alone() { # FIRST-WORD COMMAND...
     first=$1
     shift
-    "$program" "$@" --progress always >printed 2>&1
+    "$panoval" "$@" --progress always >printed 2>&1
     # What the last carriage return before the first result has left on the line.
     if ! tr '\r' '\n' <printed | grep -q "^$first"; then
         echo "panoval $*: prints its results behind the progress bar:"

@@ -1,17 +1,8 @@
 #!/bin/sh
 # python3-zarr and GDAL read the stores, GDAL and libvips the pyramids: read_by_others.sh BIN
 # BIN is the folder of the built programs.
-set -eu
-bin=$(cd "$1" && pwd)
-panoval=$bin/panoval
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
+. "$(dirname "$0")/../../support/work_folder.sh"
 
-fail() {
-    echo "$*"
-    exit 1
-}
 expect() { # WHAT FOUND EXPECTED
     [ "$2" = "$3" ] || fail "$1: found $2; expected $3"
 }

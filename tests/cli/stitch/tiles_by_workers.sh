@@ -2,17 +2,7 @@
 # Four workers fill a store in shuffled order, one is killed in mid-run, and what was lost is made: the same bytes as by
 # a single run, and no tile made twice but those. tiles_by_workers.sh BIN
 # BIN is the folder of the built programs.
-set -eu
-bin=$(cd "$1" && pwd)
-panoval=$bin/panoval
-work=$(mktemp -d)
-trap 'rm -rf "$work"' EXIT
-cd "$work"
-
-fail() {
-    echo "$*"
-    exit 1
-}
+. "$(dirname "$0")/../../support/work_folder.sh"
 
 # A number of the JSON text in a file.
 number() { # KEY FILE
