@@ -21,6 +21,11 @@ if(EXISTS "${PANOVAL_DEPS}/highway/hwy/targets.cc")
         "${PANOVAL_DEPS}/highway/hwy/targets.cc")
     target_include_directories(panoval_hwy_objects SYSTEM PUBLIC "${PANOVAL_DEPS}/highway")
     set_target_properties(panoval_hwy_objects PROPERTIES POSITION_INDEPENDENT_CODE ON)
+    # Its messages name its files, which would tell where the build was, and make it another one elsewhere. Compiler caches
+    # may give the compiler relative names.
+    file(RELATIVE_PATH deps_from_build "${PROJECT_BINARY_DIR}" "${PANOVAL_DEPS}")
+    target_compile_options(panoval_hwy_objects PRIVATE "-ffile-prefix-map=${PANOVAL_DEPS}/="
+                           "-ffile-prefix-map=${deps_from_build}/=")
     add_library(panoval_hwy STATIC EXCLUDE_FROM_ALL $<TARGET_OBJECTS:panoval_hwy_objects>)
     target_include_directories(panoval_hwy SYSTEM PUBLIC "${PANOVAL_DEPS}/highway")
     target_link_libraries(panoval_highway INTERFACE panoval_hwy)

@@ -24,8 +24,10 @@ function(panoval_installed_library name exported)
     set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}
                           EXPORT_NAME ${exported} INSTALL_RPATH "$ORIGIN")
     set_target_properties(${name}_static PROPERTIES EXPORT_NAME ${exported}_static)
+    # A project that has this one as a part of itself names them as one that has found them installed.
+    add_library(panoval::${exported} ALIAS ${name})
+    add_library(panoval::${exported}_static ALIAS ${name}_static)
     foreach(target IN ITEMS ${name} ${name}_static)
-        get_target_property(own ${target} INTERFACE_INCLUDE_DIRECTORIES)
         set_target_properties(${target} PROPERTIES INTERFACE_INCLUDE_DIRECTORIES "")
         target_include_directories(${target} INTERFACE "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>"
                                    "$<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}>"
@@ -58,11 +60,9 @@ else()
 endif()
 panoval_static_library(panoval_mosaic panoval_mosaic_objects panoval_static)
 panoval_static_library(panoval_measure panoval_measure_objects panoval_static)
-if(NOT WIN32)
-    # Programs in C have to bring the run-time libraries of C++.
-    target_link_libraries(panoval_static INTERFACE gomp stdc++ m)
-    target_link_libraries(panoval_mosaic_static INTERFACE pthread)
-endif()
+# Programs in C have to bring the run-time libraries of C++.
+target_link_libraries(panoval_static INTERFACE gomp stdc++ m)
+target_link_libraries(panoval_mosaic_static INTERFACE pthread)
 
 panoval_installed_library(libmath libmath)
 panoval_installed_library(panoval panoval)
@@ -82,7 +82,8 @@ panoval_pkg_config(panoval_measure "Round targets measured with their uncertaint
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/panoval")
 install(EXPORT panoval_targets NAMESPACE panoval:: DESTINATION "${package_dir}" COMPONENT development)
 configure_package_config_file("${PROJECT_SOURCE_DIR}/cmake/panovalConfig.cmake.in"
-                              "${PROJECT_BINARY_DIR}/panovalConfig.cmake" INSTALL_DESTINATION "${package_dir}")
+                              "${PROJECT_BINARY_DIR}/panovalConfig.cmake" INSTALL_DESTINATION "${package_dir}"
+                              PATH_VARS CMAKE_INSTALL_LIBDIR)
 write_basic_package_version_file("${PROJECT_BINARY_DIR}/panovalConfigVersion.cmake" COMPATIBILITY SameMajorVersion)
 install(FILES "${PROJECT_BINARY_DIR}/panovalConfig.cmake" "${PROJECT_BINARY_DIR}/panovalConfigVersion.cmake"
         DESTINATION "${package_dir}" COMPONENT development)

@@ -1,5 +1,7 @@
 /* SPDX-License-Identifier: MIT */
-/* A libmath of the host's own. Built as libmath.so.1 and first on the library path it takes the place of ours. */
+/* A libmath of the host's own. Built as libmath.so.1 and first on the library path it takes the place of ours; on
+   Windows as libmath.dll beside the program. */
+#define LIBMATH_BUILDING
 #include "libmath/libmath.h"
 
 #include <math.h>

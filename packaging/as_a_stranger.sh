@@ -1,10 +1,22 @@
 #!/bin/sh
-# What a new user does with the installed packages, in the home folder; every result is looked at.
+# What a new user does with the packages: installs them and compiles a program, word by word as README.md says, and goes on
+# from there. Works in the home folder, where panoval/ has the README, the examples and the packages; looks at every result.
 set -eu
 fail() {
     echo "as a stranger: $*" >&2
     exit 1
 }
+
+echo "README.md, word by word"
+cd panoval
+sed -n '/^\.\/dev package/,/^```/p' README.md | sed '1d;$d' >commands
+[ "$(wc -l <commands)" -eq 2 ] || fail "README.md shows $(wc -l <commands) commands behind ./dev package; expected 2"
+while IFS= read -r line; do
+    yes | sh -c "$line" >said 2>&1 || fail "README.md: '$line' failed: $(cat said)"
+done <commands
+[ "$(cat said)" = "450 x 200, dark 60, middle 130, bright 200" ] || fail "the program of README.md printed $(cat said)"
+[ -s two.pgm ] || fail "the program of README.md has left no picture"
+cd ..
 
 echo "the program"
 panoval --version | grep -q '^panoval [1-9]' || fail "no version"
@@ -12,7 +24,8 @@ panoval --version | grep -q '^panoval [1-9]' || fail "no version"
 [ -s /usr/share/bash-completion/completions/panoval ] || fail "no completion"
 
 echo "programs in C"
-sh run_examples.sh examples programs
+sudo apt-get install -y -qq --no-install-recommends g++ >installed 2>&1 || fail "$(cat installed)"
+sh run_examples.sh panoval/examples programs
 
 echo "pictures from the shell"
 mkdir "p q" && cd "p q"

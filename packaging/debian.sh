@@ -1,29 +1,14 @@
 #!/bin/sh
 # Debian packages of this tree: packaging/debian.sh BUILD OUT
 # BUILD is a folder to build in, OUT gets libpanoval1, libpanoval-dev, panoval and python3-panoval. The same commit gives
-# the same bytes: times come from SOURCE_DATE_EPOCH, archives are written in order, and nothing names the folder of the build.
-set -eu
-tree=$(cd "$(dirname "$0")/.." && pwd)
-build=$1
-out=$2
-: "${SOURCE_DATE_EPOCH:?the time of the commit}"
-export SOURCE_DATE_EPOCH
-umask 022
+# the same bytes: archives are written in order, and nothing names the folder of the build.
+. "$(dirname "$0")/build_release.sh"
 architecture=$(dpkg --print-architecture)
 triplet=$(dpkg-architecture -qDEB_HOST_MULTIARCH)
-version=$(sh "$tree/packaging/version.sh")
 soversion=${version%%.*}
 maintainer=${PANOVAL_MAINTAINER:-The Panoval developers <panoval@localhost.localdomain>}
 
-cmake -S "$tree" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DPANOVAL_TESTS=OFF -DPANOVAL_BENCH=OFF \
-    -DPANOVAL_WERROR=ON -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_LIBDIR="lib/$triplet" \
-    -DCMAKE_SKIP_INSTALL_RPATH=ON >"$build.log" 2>&1 || { cat "$build.log"; exit 1; }
-cmake --build "$build" >"$build.log" 2>&1 || { tail -n 50 "$build.log"; exit 1; }
-
-export LC_ALL=C.UTF-8 TZ=UTC
-stage=$build/stage
-rm -rf "$stage"
-mkdir -p "$stage" "$out"
+build_release release -DCMAKE_INSTALL_PREFIX=/usr -DCMAKE_INSTALL_LIBDIR="lib/$triplet" -DCMAKE_SKIP_INSTALL_RPATH=ON
 rm -f "$out"/*.deb
 
 install_component() { # COMPONENT PACKAGE

@@ -26,24 +26,26 @@ if [ ! -e "$cache/bare.tar" ]; then
 else
     tar -C "$root" -xf "$cache/bare.tar"
 fi
+chmod 755 "$root" # it is / for the new user
+rm -f "$root/etc/apt/sources.list"
 cp -a /etc/apt/sources.list* /etc/apt/apt.conf.d "$root/etc/apt/" 2>/dev/null || : # the mirror of this machine
 cp /etc/resolv.conf "$root/etc/"
 mount -t proc proc "$root/proc" 2>/dev/null && mounted=1
-mkdir -p "$root/packages"
-cp "$packages"/*.deb "$root/packages/"
 
 inside() { chroot "$root" env -i PATH=/usr/sbin:/usr/bin:/sbin:/bin HOME=/root LC_ALL=C.UTF-8 DEBIAN_FRONTEND=noninteractive "$@"; }
 
-echo "installing the packages"
-inside sh -c 'apt-get update -qq && apt-get install -y -qq --no-install-recommends /packages/*.deb' >"$cache/install.log" 2>&1 || {
+echo "a new user, who may use sudo"
+inside sh -c 'apt-get update -qq && apt-get install -y -qq --no-install-recommends sudo' >"$cache/install.log" 2>&1 || {
     tail -n 30 "$cache/install.log"
     exit 1
 }
-inside apt-get install -y -qq --no-install-recommends g++ pkg-config >>"$cache/install.log" 2>&1
-inside useradd -m stranger
-mkdir "$root/home/stranger/examples"
-cp "$tree"/examples/* "$root/home/stranger/examples/"
-cp "$tree/packaging/as_a_stranger.sh" "$tree/tests/install/run_examples.sh" "$root/home/stranger/"
+inside useradd -m -s /bin/sh stranger
+echo 'stranger ALL=(ALL) NOPASSWD: ALL' >"$root/etc/sudoers.d/stranger"
+home=$root/home/stranger
+mkdir -p "$home/panoval/build/packages"
+cp -r "$tree/README.md" "$tree/examples" "$home/panoval/"
+cp "$packages"/*.deb "$home/panoval/build/packages/"
+cp "$tree/packaging/as_a_stranger.sh" "$tree/tests/install/run_examples.sh" "$home/"
 inside chown -R stranger:stranger /home/stranger
 inside su - stranger -c 'sh ./as_a_stranger.sh'
 echo "removing them again"

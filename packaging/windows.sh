@@ -1,28 +1,14 @@
 #!/bin/sh
 # The zip for Windows: packaging/windows.sh BUILD OUT
 # It holds the program, the libraries, import libraries for MinGW (.dll.a) and for Microsoft's linker (.lib, with the .def
-# they are made from), static libraries, headers and the CMake package. The same commit gives the same bytes.
-set -eu
-tree=$(cd "$(dirname "$0")/.." && pwd)
-build=$1
-out=$2
-: "${SOURCE_DATE_EPOCH:?the time of the commit}"
-export SOURCE_DATE_EPOCH
-umask 022
-version=$(sh "$tree/packaging/version.sh")
+# they are made from), static libraries, headers, examples and the CMake package. The same commit gives the same bytes.
+. "$(dirname "$0")/build_release.sh"
 name=panoval-$version-windows-x86_64
 
 # The linker writes no time of its own into what it links.
-cmake -S "$tree" -B "$build" -G Ninja -DCMAKE_TOOLCHAIN_FILE="$tree/cmake/windows.cmake" -DCMAKE_BUILD_TYPE=Release \
-    -DPANOVAL_TESTS=OFF -DPANOVAL_BENCH=OFF -DPANOVAL_WERROR=ON -DCMAKE_INSTALL_LIBDIR=lib -DCMAKE_SHARED_LINKER_FLAGS=-Wl,--no-insert-timestamp \
-    -DCMAKE_EXE_LINKER_FLAGS="-static -Wl,--no-insert-timestamp" >"$build.log" 2>&1 || { cat "$build.log"; exit 1; }
-cmake --build "$build" >"$build.log" 2>&1 || { tail -n 50 "$build.log"; exit 1; }
-
-export LC_ALL=C.UTF-8 TZ=UTC
-stage=$build/stage
-rm -rf "$stage"
-mkdir -p "$stage" "$out"
-cmake --install "$build" --prefix "$stage/$name" >"$build.log"
+build_release windows -DCMAKE_INSTALL_LIBDIR=lib \
+    -DCMAKE_SHARED_LINKER_FLAGS=-Wl,--no-insert-timestamp -DCMAKE_EXE_LINKER_FLAGS="-static -Wl,--no-insert-timestamp"
+cmake --install "$build" --prefix "$stage/$name" >>"$build.log"
 x86_64-w64-mingw32-strip "$stage/$name"/bin/*
 for archive in "$stage/$name"/lib/*.a; do
     x86_64-w64-mingw32-strip --strip-debug --enable-deterministic-archives "$archive"
@@ -39,6 +25,8 @@ for library in "$stage/$name"/bin/*.dll; do
 done
 cp "$tree/LICENSE" "$tree/CHANGELOG.md" "$stage/$name/"
 cp "$tree/packaging/windows/README.txt" "$stage/$name/"
+mkdir "$stage/$name/examples"
+cp "$tree"/examples/*.c "$tree"/examples/*.cpp "$stage/$name/examples/"
 find "$stage/$name" -exec touch -d "@$SOURCE_DATE_EPOCH" {} +
 rm -f "$out/$name.zip"
 (cd "$stage" && find "$name" -type f | sort | zip -q -X -9 "$out/$name.zip" -@)
