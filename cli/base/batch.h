@@ -25,8 +25,8 @@ struct BatchOptions {
 // IMAGE..., --files-from, --jobs, --resume.
 void add_batch_options(CLI::App& command, BatchOptions& options);
 
-// What is to be done, in order: the names given and those of the list, a name a line, or ended by zero bytes. Fails where there is none, and
-// where standard input would be both a picture and the list.
+// What is to be done, in order: the names given and those of the list, a name a line, or ended by zero bytes. Fails
+// where there is none, and where standard input would be both a picture and the list.
 std::vector<std::string> batch_inputs(const BatchOptions& options);
 
 // "{}" in the pattern becomes the input's name without folder and ending, "{path}" its name without ending.
