@@ -43,6 +43,14 @@ panoval threshold -q left.png -o scratches.png --level 1
 cp left.png old.png
 "${PYTHON:-python3}" bench/whole_program/make_layers.py .
 
+# A clone of a repository, for what contributors do.
+mkdir "$work/upstream"
+tar -C "$source" --exclude=./build --exclude=./demo --exclude=./.git --exclude=__pycache__ -cf - . | tar -C "$work/upstream" -xf -
+git -C "$work/upstream" init -q -b main
+git -C "$work/upstream" add -A
+git -C "$work/upstream" -c user.name=somebody -c user.email=somebody@localhost commit -q -m "the tree"
+git clone -q "$work/upstream" "$work/clone"
+
 # A cluster of one machine: its number of the task, and what spreads tasks, here one after the other.
 SLURM_ARRAY_TASK_ID=0
 export SLURM_ARRAY_TASK_ID
@@ -80,6 +88,8 @@ left=0
 for file in "$source"/*.md "$source"/docs/*.md "$source"/python/README.md; do
     file=${file#"$source/"}
     [ -e "$source/$file" ] || continue
+    cd "$work/here"
+    [ "$file" != CONTRIBUTING.md ] || cd "$work/clone"
     cut_blocks "$source/$file"
     for block in block-*; do
         [ -e "$block" ] || continue
