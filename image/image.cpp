@@ -76,21 +76,13 @@ Mat borrow_mat(const Image& image)
             size,        size,         image.data.get()};
 }
 
-Matb borrow_mask(const Image& image)
+std::uint32_t sample_at(const std::uint8_t* samples, int bits, std::size_t index)
 {
-    return {image.width, image.height, 1, image.mask.get()};
-}
-
-Image adopt_mat(Mat& mat)
-{
-    Image image;
-    image.width = mat.width;
-    image.height = mat.height;
-    image.channels = mat.channels;
-    image.bits = 8 * mat.elemSize;
-    image.data.reset(mat.data);
-    MatInit(&mat);
-    return image;
+    if (bits == 8)
+        return samples[index];
+    std::uint16_t value = 0;
+    std::memcpy(&value, samples + 2 * index, sizeof value);
+    return value;
 }
 
 void convert_depth(Image& image, int bits, const std::string& file)

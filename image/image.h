@@ -78,16 +78,15 @@ private:
 // A picture with unset samples, without mask.
 Image make_image(std::int32_t width, std::int32_t height, int channels, int bits, const std::string& file);
 
+// One sample of 8 or 16 bit, the latter in this machine's order.
+std::uint32_t sample_at(const std::uint8_t* samples, int bits, std::size_t index);
+
 // Gives the picture a mask that covers all of it, unless it has one.
 void ensure_mask(Image& image, const std::string& file);
 
-// The library's view of a picture's samples and of its mask. Borrowed: the picture keeps the blocks, so never reset or
-// destroy these records.
+// The library's view of a picture's samples. Borrowed: the picture keeps the block, so never reset or destroy the
+// record.
 Mat borrow_mat(const Image& image);
-Matb borrow_mask(const Image& image);
-
-// Takes over the block of a record that the library filled, which is left empty.
-Image adopt_mat(Mat& mat);
 
 // The picture with 8 or 16 bits a sample: 8 to 16 repeats the byte, 16 to 8 rounds to nearest.
 void convert_depth(Image& image, int bits, const std::string& file);

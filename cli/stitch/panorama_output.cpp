@@ -10,20 +10,6 @@
 namespace panoval::cli
 {
 
-namespace
-{
-
-std::uint32_t sample_8(const std::uint8_t* samples, int bits, std::size_t index)
-{
-    if (bits == 8)
-        return samples[index];
-    std::uint16_t value = 0;
-    std::memcpy(&value, samples + 2 * index, 2);
-    return value >> 8;
-}
-
-} // namespace
-
 PreviewMaker::PreviewMaker(std::int64_t width, std::int64_t height, int channels, int bits)
     : width_(width), channels_(channels), bits_(bits)
 {
@@ -46,14 +32,14 @@ void PreviewMaker::add_row(const std::uint8_t* samples)
         for (std::size_t u = 0; u < static_cast<std::size_t>(std::min(step_, width_)); ++u)
             for (std::size_t c = 0; c < channels; ++c)
                 sums_[x * channels + c] +=
-                    sample_8(samples, bits_, (x * static_cast<std::size_t>(step_) + u) * channels + c);
+                    image::sample_at(samples, bits_, (x * static_cast<std::size_t>(step_) + u) * channels + c);
     if (++rows_in_sums_ == step_)
         close_row();
 }
 
 void PreviewMaker::close_row()
 {
-    const auto count = static_cast<std::uint64_t>(rows_in_sums_ * std::min(step_, width_));
+    const auto count = static_cast<std::uint64_t>(rows_in_sums_ * std::min(step_, width_) * (bits_ == 16 ? 257 : 1));
     for (std::size_t i = 0; i < sums_.size(); ++i)
         preview_.row(next_row_)[i] = static_cast<std::uint8_t>((sums_[i] + count / 2) / count);
     std::fill(sums_.begin(), sums_.end(), 0);

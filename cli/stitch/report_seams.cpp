@@ -8,7 +8,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <vector>
 
 namespace panoval::cli
@@ -98,12 +97,7 @@ Piece choose_piece(const Json& overlap, const PanoramaJob& job)
 
 int level_at(const Image& image, std::size_t sample, double gain)
 {
-    double value = image.data[sample];
-    if (image.bits == 16) {
-        std::uint16_t deep = 0;
-        std::memcpy(&deep, image.data.get() + 2 * sample, sizeof deep);
-        value = deep / 257.0;
-    }
+    const double value = image::sample_at(image.data.get(), image.bits, sample) / (image.bits == 16 ? 257.0 : 1.0);
     return static_cast<int>(std::clamp(std::floor(value * gain + 0.5), 0.0, 255.0));
 }
 

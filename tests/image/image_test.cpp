@@ -99,19 +99,16 @@ TEST(Image, TheLibrarysViewHasTheSameShape)
     EXPECT_EQ(mat.elemSize, 2);
     EXPECT_EQ(mat.size, 5 * 4 * 3 * 2);
     EXPECT_EQ(mat.data, image.data.get());
-    EXPECT_EQ(borrow_mask(image).data, image.mask.get());
 }
 
-TEST(Image, TakesOverWhatTheLibraryFilled)
+TEST(Image, SamplesOfEitherDepthAreTold)
 {
-    Mat mat;
-    MatInit(&mat);
-    MatReset(&mat, 3, 2, 1, 2);
-    const std::uint8_t* const block = mat.data;
-    const Image image = adopt_mat(mat);
-    EXPECT_EQ(image.data.get(), block);
-    EXPECT_EQ(image.bits, 16);
-    EXPECT_EQ(mat.data, nullptr);
+    const std::uint16_t samples[] = {7, 65535, 0x1234};
+    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(samples);
+    EXPECT_EQ(sample_at(bytes, 16, 0), 7u);
+    EXPECT_EQ(sample_at(bytes, 16, 1), 65535u);
+    EXPECT_EQ(sample_at(bytes, 16, 2), 0x1234u);
+    EXPECT_EQ(sample_at(bytes, 8, 2), 255u);
 }
 
 // Every stored picture shows the same scene, as a viewer that honours the tag displays it:
