@@ -59,6 +59,10 @@ void check_settings(const Settings& settings, std::size_t pictures)
             "a tile size of", settings.tile_size, "0, or 16 or more pixels");
     require(settings.output_bits == 0 || settings.output_bits == 8 || settings.output_bits == 16, "output bits",
             settings.output_bits, "0, 8 or 16");
+    if (settings.wrap > 0 && !settings.has_seams())
+        fail(Failure::Argument, "found a wrapping canvas of width ", settings.wrap,
+             settings.blend == BlendMode::Feather ? " with feathering" : " without seams",
+             "; expected 0, or multi-band blending with seams");
     if (settings.anchor && *settings.anchor >= pictures)
         fail(Failure::Argument, "found picture ", *settings.anchor + 1, " of ", pictures,
              " as anchor; expected one that there is");

@@ -91,6 +91,16 @@ TEST(Interface, OptionsOutsideTheirRangesAreNamed)
     EXPECT_TRUE(names(refusal_of_options([](auto& o) { o.memory = 1000; }), "1000"));
     EXPECT_TRUE(names(refusal_of_options([](auto& o) { o.wrap = -3; }), "-3"));
     EXPECT_TRUE(names(refusal_of_options([](auto& o) { o.wrap = std::int64_t{1} << 31; }), "2147483648"));
+    EXPECT_TRUE(names(refusal_of_options([](auto& o) {
+                          o.wrap = 300;
+                          o.seams = PANOVAL_MOSAIC_SEAMS_NONE;
+                      }),
+                      "300 without seams"));
+    EXPECT_TRUE(names(refusal_of_options([](auto& o) {
+                          o.wrap = 300;
+                          o.blend = PANOVAL_MOSAIC_FEATHER;
+                      }),
+                      "300 with feathering"));
     EXPECT_TRUE(names(refusal_of_options([](auto& o) { o.threads = -1; }), "-1"));
     EXPECT_TRUE(names(refusal_of_options([](auto& o) { o.bands = 31; }), "31"));
     EXPECT_TRUE(names(refusal_of_options([](auto& o) { o.blend = 2; }), "2"));

@@ -107,12 +107,14 @@ public:
         }
     }
 
-    void prepare(const Mosaic& mosaic, const PanovalMosaicOptions& options)
+    // origin: where the canvas's corner lies in the host's frame
+    void prepare(const Mosaic& mosaic, const PanovalMosaicOptions& options, std::int64_t origin_x = 0,
+                 std::int64_t origin_y = 0)
     {
         const PanovalMosaicHost host = record();
         EXPECT_EQ(panoval_mosaic_set_options(mosaic.get(), &options), PANOVAL_MOSAIC_OK) << mosaic.error();
         EXPECT_EQ(panoval_mosaic_set_host(mosaic.get(), &host), PANOVAL_MOSAIC_OK);
-        add_pictures(mosaic.get());
+        add_pictures(mosaic.get(), origin_x, origin_y);
     }
 
 private:

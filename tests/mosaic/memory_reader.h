@@ -39,10 +39,11 @@ struct MemoryPicture {
     }
     std::uint16_t& at(std::int64_t x, std::int64_t y, int c = 0) { return samples[index(x, y, c)]; }
     std::uint16_t at(std::int64_t x, std::int64_t y, int c = 0) const { return samples[index(x, y, c)]; }
-    bool is_covered(std::int64_t x, std::int64_t y) const
+    std::uint8_t mask_at(std::int64_t x, std::int64_t y) const
     {
-        return mask.empty() || mask[static_cast<std::size_t>(y * width + x)] != 0;
+        return mask.empty() ? std::uint8_t{255} : mask[static_cast<std::size_t>(y * width + x)];
     }
+    bool is_covered(std::int64_t x, std::int64_t y) const { return mask_at(x, y) != 0; }
 
     // Turned by 180 degrees, mask and all.
     void turn()
@@ -108,7 +109,7 @@ private:
             for (std::size_t i = 0; i < count; ++i)
                 to[i] = static_cast<std::uint8_t>(from[i]);
         for (std::int64_t x = 0; x < rect.width; ++x)
-            block.mask_row(y)[x] = picture.is_covered(rect.x + x, rect.y + y) ? 255 : 0;
+            block.mask_row(y)[x] = picture.mask_at(rect.x + x, rect.y + y);
     }
 };
 

@@ -31,10 +31,17 @@ inline MemoryPicture noise_picture(std::mt19937& random, std::int64_t width, std
     return picture;
 }
 
-// A mask of one to three covered rectangles.
+// Of one to three covered rectangles; of single pixels with values of any height; or of nothing.
 inline void give_mask(std::mt19937& random, MemoryPicture& picture)
 {
     picture.mask.assign(static_cast<std::size_t>(picture.width * picture.height), 0);
+    const std::int64_t kind = any_of(random, 0, 7);
+    if (kind == 0)
+        return;
+    for (std::size_t i = 0; i < picture.mask.size() && kind <= 2; ++i)
+        picture.mask[i] = random() % 4 == 0 ? std::uint8_t{0} : static_cast<std::uint8_t>(random() % 256);
+    if (kind <= 2)
+        return;
     for (std::int64_t count = any_of(random, 1, 3); count > 0; --count) {
         const std::int64_t x0 = any_of(random, 0, picture.width - 1), x1 = any_of(random, x0, picture.width - 1);
         const std::int64_t y0 = any_of(random, 0, picture.height - 1), y1 = any_of(random, y0, picture.height - 1);
