@@ -6,6 +6,7 @@
 #include "mosaic/gain_agreement.h"
 #include "mosaic/gain_graph.h"
 #include "mosaic/gain_pair.h"
+#include "mosaic/gain_rounded.h"
 #include "mosaic/parallel.h"
 #include "mosaic/scratch_pool.h"
 
@@ -31,6 +32,7 @@ struct Pair {
     BlockLevels levels;  // of all channels together
     RatioEstimate ratio; // of all channels together
     PairAgreement agreement;
+    std::vector<SamplePairs> samples; // of each channel, then of all; empty where it is not dark
     OverlapGain::Use use = OverlapGain::Use::Nothing;
     Suspicion::Whose whose = Suspicion::Whose::Nobody;
 };
@@ -115,8 +117,27 @@ private:
         run_in_parallel(pairs_.size(), options_.threads, [&](std::size_t p) {
             Pair& pair = pairs_[p];
             pair.ratio = estimate_ratio(pair.levels);
+            if (is_dark(pair))
+                pair.samples = count_sample_pairs(layout_, overlaps_[p], reader_);
             judge_pair(pair);
         });
+    }
+
+    // Of so few levels that rounding matters.
+    bool is_dark(const Pair& pair) const
+    {
+        constexpr double kDark = 24; // mean level of the brighter picture
+        if (layout_.bits != 8 || pair.ratio.kind != RatioEstimate::Kind::Known)
+            return false;
+        double first = 0;
+        double second = 0;
+        double samples = 0;
+        for (const BlockLevel& block : pair.levels.blocks) {
+            first += block.weight * block.first;
+            second += block.weight * block.second;
+            samples += block.weight;
+        }
+        return std::max(first, second) < kDark * samples;
     }
 
     void judge_pair(Pair& pair) const
@@ -138,9 +159,24 @@ private:
             compare_content(pair);
     }
 
+    // Whether one ratio explains the samples of a dark overlap; then that is the ratio.
+    static bool refine_by_samples(const Pair& pair, std::size_t index, RatioEstimate& ratio)
+    {
+        if (pair.samples.empty() || ratio.kind != RatioEstimate::Kind::Known)
+            return false;
+        const auto rounded = find_rounded_ratio(pair.samples[index]);
+        if (!rounded)
+            return false;
+        ratio.log_ratio = rounded->log_ratio;
+        ratio.error = rounded->error;
+        return true;
+    }
+
     void compare_content(Pair& pair) const
     {
         pair.agreement = judge_agreement(pair.levels, pair.ratio);
+        if (refine_by_samples(pair, channels_, pair.ratio))
+            pair.agreement.agrees = true; // one ratio explains all of their samples
         pair.use = pair.agreement.agrees ? OverlapGain::Use::Used : OverlapGain::Use::Disagrees;
         pair.whose = pair.agreement.agrees ? Suspicion::Whose::Nobody : Suspicion::Whose::Either;
     }
@@ -216,6 +252,9 @@ private:
         if (!result_.corrections.falloff.is_flat())
             ratio = estimate_ratio(flatten(levels, pair.radii, result_.corrections.falloff));
         const bool is_known = ratio.kind == RatioEstimate::Kind::Known;
+        const std::size_t index = channel == kAllChannels ? channels_ : static_cast<std::size_t>(channel);
+        if (result_.corrections.falloff.is_flat())
+            static_cast<void>(refine_by_samples(pair, index, ratio));
         if (channel == kAllChannels) {
             overlap.spread = ratio.spread;
         } else {
