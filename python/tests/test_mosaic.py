@@ -350,7 +350,15 @@ def test_coverage_is_the_owners_mask():
     assert np.array_equal(coverage, mask)
 
 
-def test_ctrl_c_ends_a_run(helpers):
+@pytest.fixture
+def usual_ctrl_c():
+    """Python's own handler: a shell that starts the tests in the background has them ignore the signal."""
+    before = signal.signal(signal.SIGINT, signal.default_int_handler)
+    yield
+    signal.signal(signal.SIGINT, before)
+
+
+def test_ctrl_c_ends_a_run(helpers, usual_ctrl_c):
     picture = helpers.scene(200, 3000, 1)
 
     def slow(first, count):
