@@ -27,7 +27,8 @@ std::vector<std::uint16_t> make_row(std::size_t count, std::uint64_t seed)
     panoval::test::Random random(seed);
     std::vector<std::uint16_t> row(count);
     for (std::size_t x = 0; x < count; ++x)
-        row[x] = static_cast<std::uint16_t>(12000 + 20000 * (x / 64 % 2) + random.integer(0, 500));
+        row[x] =
+            static_cast<std::uint16_t>(12000 + 20000 * static_cast<std::int64_t>(x / 64 % 2) + random.integer(0, 500));
     return row;
 }
 
