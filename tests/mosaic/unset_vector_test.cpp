@@ -2,6 +2,7 @@
 #include "mosaic/unset_vector.h"
 
 #include "mosaic/plane.h"
+#include "tests/support/failing_heap.h"
 
 #include <gtest/gtest.h>
 
@@ -39,7 +40,10 @@ TEST(UnsetVector, TakesAValueWhereOneIsGiven)
 TEST(UnsetVector, SaysThatTheHeapIsExhausted)
 {
     UnsetVector<double> values;
-    EXPECT_THROW(resize_unset(values, values.max_size()), std::bad_alloc);
+    const panoval::test::FailingHeap heap(0);
+    EXPECT_THROW(resize_unset(values, 1000), std::bad_alloc);
+    EXPECT_TRUE(heap.has_failed());
+    EXPECT_TRUE(values.empty());
 }
 
 } // namespace
