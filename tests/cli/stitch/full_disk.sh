@@ -14,17 +14,8 @@ if [ "${2:-}" != inside ]; then
     echo "no disk of one's own is to be had here"
     exit 77
 fi
-bin=$(cd "$1" && pwd)
-panoval=$bin/panoval
-work=$(mktemp -d)
+. "$(dirname "$0")/../../support/work_folder.sh"
 trap 'cd /; umount "$work/disk" || true; rm -rf "$work"' EXIT
-cd "$work"
-
-fail() {
-    echo "$*"
-    cat ./*.err
-    exit 1
-}
 
 mkdir scene disk
 mount -t tmpfs -o size=1m none disk
@@ -32,20 +23,20 @@ mount -t tmpfs -o size=1m none disk
 "$panoval" stitch --layout scene/layout.json -o plan.json --plan-only --tile-size 512 --quiet
 "$panoval" stitch --plan plan.json -o whole.zarr --compression none --quiet
 code=0
-"$panoval" stitch --plan plan.json -o disk/a.zarr --compression none --resume --json >full.log 2>full.err || code=$?
+"$panoval" stitch --plan plan.json -o disk/a.zarr --compression none --resume --json >full.log 2>errors || code=$?
 [ $code -eq 1 ] || fail "found exit code $code; expected 1, for some tiles fit"
 made=$(find disk/a.zarr/.panoval/tiles -type f | wc -l)
 [ "$made" -gt 0 ] || fail "no tile was made"
 [ -z "$(find disk -name '*.part')" ] || fail "unfinished files stay"
 tiles=$(sed -n 's/^  "tiles": \([0-9]*\),/\1/p' full.log)
-named=$(grep -c '^panoval: tile [0-9]*: disk/a.zarr.*No space left on device' full.err)
+named=$(grep -c '^panoval: tile [0-9]*: disk/a.zarr.*No space left on device' errors)
 [ "$named" -eq $((tiles - made)) ] || fail "found $named tiles named; expected $tiles - $made"
 code=0
-"$panoval" stitch --plan plan.json -o disk/b.tif --quiet 2>b.err || code=$?
+"$panoval" stitch --plan plan.json -o disk/b.tif --quiet 2>errors || code=$?
 [ $code -eq 4 ] || fail "found exit code $code of a picture on a full disk; expected 4"
 [ ! -e disk/b.tif ] || fail "half a picture stays"
 mount -o remount,size=64m disk
-"$panoval" stitch --plan plan.json -o disk/a.zarr --compression none --resume --json >rest.log 2>rest.err
+"$panoval" stitch --plan plan.json -o disk/a.zarr --compression none --resume --json >rest.log 2>errors
 grep -q "\"tiles_kept\": $made," rest.log || fail "not $made tiles were kept: $(cat rest.log)"
 diff -r disk/a.zarr whole.zarr || fail "other bytes than on a disk with room"
 echo "$made of $tiles tiles fit; the rest was named, and made when there was room"
