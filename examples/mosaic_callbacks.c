@@ -33,30 +33,20 @@ static int32_t take_rows(void* user, const PanovalMosaicRect* rect, const void* 
 
 int main(void)
 {
-    PanovalMosaic* mosaic = NULL;
-    PanovalMosaicPicture picture = {0};
-    PanovalMosaicHost host = {0};
-    PanovalMosaicSink sink = {0};
-    PanovalMosaicLayout layout;
+    PanovalMosaicPicture picture = {.width = W, .height = H, .channels = 1, .bits = 8, .random_access = 1};
+    const PanovalMosaicHost host = {.read_rows = read_rows};
     int64_t rows = 0;
-    int32_t i, code;
+    const PanovalMosaicSink sink = {.user = &rows, .write = take_rows};
+    PanovalMosaicLayout layout;
+    PanovalMosaic* mosaic = NULL;
     char text[512];
 
-    host.read_rows = read_rows;
-    sink.user = &rows;
-    sink.write = take_rows;
-    code = panoval_mosaic_create(&mosaic);
-    if (code == 0)
-        code = panoval_mosaic_set_host(mosaic, &host);
-    for (i = 0; i < COUNT && code == 0; ++i) {
-        picture.x = i * STEP, picture.width = W, picture.height = H;
-        picture.channels = 1, picture.bits = 8, picture.random_access = 1;
+    int32_t code = panoval_mosaic_create(&mosaic);
+    code = code != 0 ? code : panoval_mosaic_set_host(mosaic, &host);
+    for (; picture.x < COUNT * STEP && code == 0; picture.x += STEP)
         code = panoval_mosaic_add_picture(mosaic, &picture);
-    }
-    if (code == 0)
-        code = panoval_mosaic_run(mosaic, &sink);
-    if (code == 0)
-        code = panoval_mosaic_layout(mosaic, &layout);
+    code = code != 0 ? code : panoval_mosaic_run(mosaic, &sink);
+    code = code != 0 ? code : panoval_mosaic_layout(mosaic, &layout);
     panoval_mosaic_error(mosaic, text, sizeof text);
     if (code == 0)
         printf("%d x %d, %d rows\n", (int)layout.width, (int)layout.height, (int)rows);

@@ -1,85 +1,66 @@
 /* SPDX-License-Identifier: MIT */
-/* A libmath of the host's own. Built as libmath.so.1 and first on the library path it takes the place of ours; on
-   Windows as libmath.dll beside the program. */
+/* A libmath of the host's own: as libmath.so.1 first on the library path (on Windows as libmath.dll beside the program)
+   it takes the place of ours. It does what Panoval asks for: positive sizes, positive definite matrices. */
 #define LIBMATH_BUILDING
 #include "libmath/libmath.h"
 
-#include <math.h>
 #include <stdio.h>
-#include <stdlib.h>
 #include <string.h>
 
-/* Gauss and Jordan, with the largest pivot of each column. */
+static void add(double* row, double factor, const double* other, int32_t count)
+{
+    for (int32_t i = 0; i < count; ++i)
+        row[i] += factor * other[i];
+}
+
+/* Gauss and Jordan in place; what is positive definite needs no rows exchanged. */
 int32_t matrix_invert(double* a, int32_t n, int32_t* scratch1, int32_t* scratch2)
 {
-    double* w = n > 0 ? calloc(2 * (size_t)n * (size_t)n, sizeof *w) : NULL; /* a and the identity beside it */
-    int32_t i, j, k;
     (void)scratch1, (void)scratch2;
     fprintf(stderr, "own libmath inverts %d x %d\n", n, n);
-    for (i = 0; i < n && w != NULL; ++i) {
-        memcpy(w + 2 * i * n, a + i * n, (size_t)n * sizeof *w);
-        w[2 * i * n + n + i] = 1;
+    for (int32_t k = 0; k < n; ++k) {
+        const double pivot = a[k * n + k];
+        if (!(pivot > 0))
+            return 0; /* ours leaves a singular matrix as it was */
+        a[k * n + k] = 1;
+        for (int32_t j = 0; j < n; ++j)
+            a[k * n + j] /= pivot;
+        for (int32_t i = 0; i < n; ++i)
+            if (i != k) {
+                const double factor = a[i * n + k];
+                a[i * n + k] = 0;
+                add(a + i * n, -factor, a + k * n, n);
+            }
     }
-    for (k = 0; k < n && w != NULL; ++k) {
-        int32_t best = k;
-        for (i = k; i < n; ++i)
-            best = fabs(w[2 * i * n + k]) > fabs(w[2 * best * n + k]) ? i : best;
-        for (j = 0; j < 2 * n; ++j) {
-            const double swap = w[2 * k * n + j];
-            w[2 * k * n + j] = w[2 * best * n + j];
-            w[2 * best * n + j] = swap;
-        }
-        for (i = 0; i < n && w[2 * k * n + k] != 0; ++i) {
-            const double factor = i == k ? 1 - 1 / w[2 * k * n + k] : w[2 * i * n + k] / w[2 * k * n + k];
-            for (j = 2 * n - 1; j >= k; --j)
-                w[2 * i * n + j] -= factor * w[2 * k * n + j];
-        }
-    }
-    for (i = 0; i < n && w != NULL; ++i)
-        memcpy(a + i * n, w + 2 * i * n + n, (size_t)n * sizeof *w);
-    free(w);
-    return w != NULL || n <= 0 ? 1 : -1;
+    return 1;
 }
 
 int32_t matrix_symmetric_invert(double* a, int32_t n)
 {
-    int32_t i, j;
-    for (i = 0; i < n; ++i)
-        for (j = 0; j < i; ++j)
-            a[j * n + i] = a[i * n + j];
+    for (int32_t i = 0; i < n * n; ++i) /* what is above the diagonal may be anything */
+        a[i] = i / n < i % n ? a[i % n * n + i / n] : a[i];
     return matrix_invert(a, n, NULL, NULL);
 }
 
 int32_t matrix_mult(const double* a, const double* b, double* c, int32_t rows, int32_t inner, int32_t columns)
 {
-    int32_t i, j, k;
-    for (i = 0; i < rows; ++i)
-        for (j = 0; j < columns; ++j)
-            for (c[i * columns + j] = 0, k = 0; k < inner; ++k)
-                c[i * columns + j] += a[i * inner + k] * b[k * columns + j];
+    memset(c, 0, (size_t)rows * (size_t)columns * sizeof *c);
+    for (int32_t i = 0; i < rows * inner; ++i)
+        add(c + i / inner * columns, a[i], b + i % inner * columns, columns);
     return 1;
 }
 
 int32_t pnrml(const double* row, int32_t n, double value, double* normal, double* rhs, double weight)
 {
-    int32_t i, j;
-    for (i = 0; i < n; rhs[i] += weight * value * row[i], ++i)
-        for (j = 0; j < n; ++j)
-            normal[i * n + j] += weight * row[i] * row[j];
+    for (int32_t i = 0; i < n; ++i)
+        add(normal + i * n, weight * row[i], row, n);
+    add(rhs, weight * value, row, n);
     return 1;
 }
 
-/* The least squares of normal * solution = rhs by their normal equations. */
 int32_t solve_lsq(double* normal, double* rhs, double* solution, int32_t rows, int32_t columns, double* work)
 {
-    double* square = columns > 0 ? calloc((size_t)columns * (size_t)(columns + 1), sizeof *square) : NULL;
-    double* right = square != NULL ? square + columns * columns : NULL;
-    int32_t i, result = -1;
     (void)work;
-    for (i = 0; i < rows && square != NULL; ++i)
-        pnrml(normal + i * columns, columns, rhs[i], square, right, 1);
-    if (square != NULL && (result = matrix_symmetric_invert(square, columns)) == 1)
-        matrix_mult(square, right, solution, columns, columns, 1);
-    free(square);
-    return columns <= 0 ? 1 : result;
+    return rows == columns && matrix_symmetric_invert(normal, columns) == 1 &&
+           matrix_mult(normal, rhs, solution, columns, columns, 1) == 1;
 }

@@ -28,6 +28,23 @@ cc "$source/examples/stitch_two.c" $(pkg-config --cflags --libs panoval) -Wl,-rp
 expect "a C program by pkg-config" "$stage/by_pkg_config"
 
 sh "$source/tests/install/run_examples.sh" "$source/examples" "$stage/examples"
+for example in "$source"/examples/*.c "$source"/examples/*.cpp; do
+    [ "$(wc -l <"$example")" -le 66 ] || {
+        echo "$example has $(wc -l <"$example") lines, more than a screen's 66" >&2
+        exit 1
+    }
+done
+
+# The libmath that the examples left is as exact as ours where an ellipse's fit needs it.
+# shellcheck disable=SC2046 # lists of words
+cc "$source/tests/install/fit_oval.c" $(pkg-config --cflags --libs panoval) -lm -Wl,-rpath,"$library" -o "$stage/fit_oval"
+ours=$("$stage/fit_oval")
+own=$(LD_LIBRARY_PATH=$stage/examples "$stage/fit_oval" 2>"$stage/inverted")
+if [ "$ours" != "1: 30.000 x 12.000 at 2500.500, 1400.250" ] || [ "$own" != "$ours" ] || [ ! -s "$stage/inverted" ]; then
+    echo "an ellipse's fit: by our libmath '$ours', by the example's '$own'" >&2
+    exit 1
+fi
+echo "a libmath of the host's own: as exact as ours"
 
 cmake -S "$source/tests/install/consumer" -B "$stage/consumer" -DCMAKE_PREFIX_PATH="$stage/usr" \
     -DEXAMPLE="$source/examples/stitch_two.c" >"$stage/configure.log"
