@@ -8,7 +8,8 @@
  *   the mosaic          panoval_mosaic_create, _destroy, _error, panoval_mosaic_version
  *   what it is made of  panoval_mosaic_set_options, _set_host, _add_picture
  *   the plan            panoval_mosaic_layout, _picture, _overlap, _estimate, _save_plan, _load_plan
- *   measuring           panoval_mosaic_measure, _gains, _set_gains, _seam_row, _set_seam_rows, _verdict
+ *   measuring           panoval_mosaic_measure, _gains, _set_gains, _statistics, _set_statistics, _seam_row,
+ *                       _set_seam_rows, _verdict
  *   pixels              panoval_mosaic_tile, _blend, _run, _counts
  *
  * A short run: create; set_host; add_picture for each picture; measure everything; run with a sink; destroy. A long one
@@ -332,7 +333,8 @@ PANOVAL_MOSAIC_API int32_t panoval_mosaic_overlap(PanovalMosaic* mosaic, int64_t
 PANOVAL_MOSAIC_API int32_t panoval_mosaic_estimate(PanovalMosaic* mosaic, PanovalMosaicEstimate* estimate);
 
 /**
- * Gives the plan as JSON text: options, pictures, tiles, and what has been measured or set so far: gains and seams.
+ * Gives the plan as JSON text: options, pictures, tiles, and what has been measured or set so far:
+ * statistics, gains and seams.
  *
  * mosaic  in
  * text    out: UTF-8 with a zero at its end; the mosaic's, until the next call of this routine or its end
@@ -389,7 +391,8 @@ PANOVAL_MOSAIC_API int32_t panoval_mosaic_gains(PanovalMosaic* mosaic, int64_t i
                                                 double falloff[3], int32_t* per_channel, int32_t* is_outlier);
 
 /**
- * Sets what samples are multiplied with, in place of measuring. Seams and verdict are to be measured anew.
+ * Sets what samples are multiplied with, in place of measuring. Seams and verdict are to be measured anew, statistics
+ * are forgotten.
  *
  * mosaic    with pictures
  * gains     4 numbers a picture, 1e-6 to 1e6
@@ -398,6 +401,61 @@ PANOVAL_MOSAIC_API int32_t panoval_mosaic_gains(PanovalMosaic* mosaic, int64_t i
  */
 PANOVAL_MOSAIC_API int32_t panoval_mosaic_set_gains(PanovalMosaic* mosaic, const double* gains, int64_t pictures,
                                                     const double falloff[3]);
+
+/** What an overlap says about its two pictures. */
+typedef enum PanovalMosaicSays {
+    PANOVAL_MOSAIC_SAYS_NOTHING = 0,     /**< no pixel in common that is neither black nor saturated */
+    PANOVAL_MOSAIC_SAYS_AGREE = 1,       /**< both show the same things: the ratios count */
+    PANOVAL_MOSAIC_SAYS_DISAGREE = 2,    /**< they do not */
+    PANOVAL_MOSAIC_SAYS_FIRST_BLANK = 3, /**< the first one is black or saturated there, the second one is not */
+    PANOVAL_MOSAIC_SAYS_SECOND_BLANK = 4 /**< the other way round */
+} PanovalMosaicSays;
+
+/** A ratio of brightness, the first picture's to the second's, without gains. */
+typedef struct PanovalMosaicRatio {
+    double value;     /**< its natural logarithm, -1000 to 1000; 0 where it is not known */
+    double error;     /**< standard error of value, 0 to 1000; 0 where it is not known */
+    int32_t is_known; /**< 1 = there is one */
+    int32_t reserved; /**< zero */
+} PanovalMosaicRatio;
+
+/** What gains follow from: one record an overlap. */
+typedef struct PanovalMosaicStatistics {
+    int64_t pixels;                 /**< that both pictures cover */
+    int32_t says;                   /**< a PanovalMosaicSays */
+    int32_t reserved;               /**< zero */
+    PanovalMosaicRatio channels[4]; /**< of each channel with the falloff taken out; not known of those that there are
+                                         not */
+    PanovalMosaicRatio all;         /**< the same of all channels together */
+    PanovalMosaicRatio seen;        /**< of all channels together with the falloff that is in the pictures: tells which
+                                         overlaps contradict the others. As all where there is no falloff */
+    double spread;                  /**< of the logarithms of single blocks, standard deviation; to be read alone */
+    double correlation;             /**< of the two pictures' blocks, -1 to 1; to be read alone */
+    double unevenness; /**< how much the logarithm differs between parts of the overlap; to be read alone */
+} PanovalMosaicStatistics;
+
+/**
+ * Tells what an overlap says about the brightness of its pictures.
+ *
+ * mosaic      whose gains were measured, or follow from statistics that were set
+ * index       of the overlap, as for panoval_mosaic_overlap
+ * statistics  out
+ */
+PANOVAL_MOSAIC_API int32_t panoval_mosaic_statistics(PanovalMosaic* mosaic, int64_t index,
+                                                     PanovalMosaicStatistics* statistics);
+
+/**
+ * Sets what the overlaps say, in place of measuring, and solves for the gains: those that panoval_mosaic_measure has
+ * where it finds the same. Seams and verdict are to be measured anew. No pixels are read.
+ *
+ * mosaic      with pictures; not with PANOVAL_MOSAIC_GAINS_OFF
+ * statistics  of each overlap, in their order
+ * overlaps    how many, all of them
+ * falloff     that was taken out, 3 numbers as in panoval_mosaic_gains; null = none
+ */
+PANOVAL_MOSAIC_API int32_t panoval_mosaic_set_statistics(PanovalMosaic* mosaic,
+                                                         const PanovalMosaicStatistics* statistics, int64_t overlaps,
+                                                         const double falloff[3]);
 
 /**
  * Tells which picture each pixel of a row of the canvas belongs to.

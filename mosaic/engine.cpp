@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstring>
 #include <thread>
+#include <utility>
 
 namespace panoval::mosaic
 {
@@ -178,10 +179,16 @@ void Engine::load_plan(const char* text, std::size_t size)
     if (is_fixed() || !pictures_.empty())
         fail(Failure::Argument, "a plan comes to a mosaic that has pictures; expected one without");
     Plan plan = plan_from_json({text, size});
-    overlaps_ = find_overlaps(plan.layout);
+    std::vector<Overlap> overlaps = find_overlaps(plan.layout);
+    if (plan.statistics && plan.statistics->overlaps.size() != overlaps.size())
+        fail(Failure::Plan, "found statistics of ", plan.statistics->overlaps.size(),
+             " overlaps in the plan; expected ", overlaps.size());
+    overlaps_ = std::move(overlaps);
     std::optional<SeamMap> seams = std::move(plan.seams);
     plan.seams.reset();
     plan_ = std::move(plan);
+    if (plan_->statistics && !plan_->gains)
+        take_statistics(*std::exchange(plan_->statistics, std::nullopt));
     if (seams)
         take_seams(std::move(*seams));
 }

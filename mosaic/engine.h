@@ -4,6 +4,7 @@
 #pragma once
 
 #include "mosaic/engine_host.h"
+#include "mosaic/gain_solve.h"
 #include "mosaic/memory_meter.h"
 #include "mosaic/memory_plan.h"
 #include "mosaic/picture_store.h"
@@ -36,6 +37,8 @@ public:
     void measure(int parts);
     const Gains& gains();
     void set_gains(const double* gains, std::int64_t pictures, const double* falloff);
+    const GainStatistics& statistics();
+    void set_statistics(GainStatistics statistics);
     const SeamMap& seams();
     void set_seam_rows(std::int64_t first_row, std::int64_t rows, const std::int32_t* labels, std::size_t stride);
     std::string verdict(std::int32_t with_distributions) const; // JSON
@@ -70,7 +73,9 @@ private:
     Work& work();
     void drop_work();
     const TileBlender& blender();
+    GainOptions gain_options() const;
     void measure_gains_now();
+    void take_statistics(GainStatistics statistics);
     void find_seams_now();
     void judge_now();
     void forget_seams();

@@ -65,15 +65,26 @@ void Engine::measure(int parts)
         judge_now();
 }
 
-void Engine::measure_gains_now()
+GainOptions Engine::gain_options() const
 {
     GainOptions options;
     options.per = per_of(plan_->settings.gains);
     options.vignetting = plan_->settings.vignetting;
     options.anchor = plan_->settings.anchor;
     options.threads = threads();
-    GainResult result = measure_gains(plan_->layout, overlaps_, work().store, options, *progress_);
+    return options;
+}
+
+void Engine::measure_gains_now()
+{
+    take_statistics(measure_overlaps(plan_->layout, overlaps_, work().store, gain_options(), *progress_));
+}
+
+void Engine::take_statistics(GainStatistics statistics)
+{
+    GainResult result = solve_gains(plan_->layout, overlaps_, std::move(statistics), gain_options());
     plan_->gains = Gains{std::move(result.corrections), result.per_channel, std::move(result.outliers)};
+    plan_->statistics = std::move(result.statistics);
 }
 
 void Engine::find_seams_now()
@@ -115,6 +126,26 @@ const Gains& Engine::gains()
     return *plan_->gains;
 }
 
+const GainStatistics& Engine::statistics()
+{
+    fix();
+    if (!plan_->statistics)
+        fail(Failure::Argument, "statistics of the overlaps are not known; expected gains that were measured, or "
+                                "panoval_mosaic_set_statistics, before");
+    return *plan_->statistics;
+}
+
+void Engine::set_statistics(GainStatistics statistics)
+{
+    fix();
+    if (plan_->settings.gains == GainChoice::Off)
+        fail(Failure::Argument,
+             "the options say that there are no gains; expected statistics with other options alone");
+    check_statistics(statistics, overlaps_.size());
+    forget_seams();
+    take_statistics(std::move(statistics));
+}
+
 void Engine::set_gains(const double* gains, std::int64_t pictures, const double* falloff)
 {
     fix();
@@ -132,12 +163,11 @@ void Engine::set_gains(const double* gains, std::int64_t pictures, const double*
             if (c < static_cast<std::size_t>(plan_->layout.channels) && gain != gains[4 * i])
                 taken.per_channel = true;
         }
-    for (std::size_t i = 0; falloff != nullptr && i < 3; ++i) {
-        if (!(std::fabs(falloff[i]) <= kLargestGain))
-            fail(Failure::Argument, "found a falloff of ", falloff[i], "; expected -1000000 to 1000000");
-        taken.corrections.falloff.c[i] = falloff[i];
-    }
+    if (falloff != nullptr)
+        taken.corrections.falloff = {{falloff[0], falloff[1], falloff[2]}};
+    check_falloff(taken.corrections.falloff);
     forget_seams();
+    plan_->statistics.reset();
     plan_->gains = std::move(taken);
 }
 

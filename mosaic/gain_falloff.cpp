@@ -148,32 +148,21 @@ double corner_error(const Evidence& evidence, const Falloff& falloff)
 
 } // namespace
 
-bool FalloffEstimate::is_worthwhile() const
+Falloff estimate_falloff(const std::vector<FalloffPair>& pairs, std::size_t threads)
 {
-    constexpr double kVisible = 0.05;
-    constexpr double kClear = 5;
-    const double strength = is_determined ? std::fabs(log(corner())) : 0.0;
-    return strength >= kVisible && strength >= kClear * corner_error;
-}
-
-FalloffEstimate estimate_falloff(const std::vector<FalloffPair>& pairs, int rounds, std::size_t threads)
-{
-    FalloffEstimate estimate;
-    for (int round = 0; round < rounds; ++round) {
-        const Evidence evidence = all_evidence(pairs, estimate.falloff, threads);
+    constexpr int kRounds = 8;
+    Falloff falloff;
+    double error = 1;
+    for (int round = 0; round < kRounds; ++round) {
+        const Evidence evidence = all_evidence(pairs, falloff, threads);
         const Vector step = evidence.equations.solve();
-        Falloff next = estimate.falloff;
         for (std::size_t m = 0; m < 3; ++m)
-            next.c[m] += step[m];
-        if (!is_plausible(next))
+            falloff.c[m] += step[m];
+        if (!is_plausible(falloff))
             return {};
-        estimate.falloff = next;
-        estimate.corner_error = corner_error(evidence, next);
+        error = corner_error(evidence, falloff);
     }
-    estimate.is_determined = estimate.corner_error <= kLargestError;
-    if (!estimate.is_determined)
-        estimate.falloff = {};
-    return estimate;
+    return error <= kLargestError ? falloff : Falloff{};
 }
 
 } // namespace panoval::mosaic

@@ -18,17 +18,7 @@ struct FalloffPair {
     const BlockRadii* radii;
 };
 
-struct FalloffEstimate {
-    Falloff falloff;
-    double corner_error = 1; // standard error of the logarithm of the brightness in the corners
-    bool is_determined = false;
-
-    double corner() const { return falloff.at(1); }
-    // Clearly there, and strong enough to be seen.
-    bool is_worthwhile() const;
-};
-
-// Flat, and not determined, where the overlaps cannot tell.
-FalloffEstimate estimate_falloff(const std::vector<FalloffPair>& pairs, int rounds, std::size_t threads);
+// Flat where the overlaps cannot tell.
+Falloff estimate_falloff(const std::vector<FalloffPair>& pairs, std::size_t threads);
 
 } // namespace panoval::mosaic

@@ -13,14 +13,19 @@
 #include <mutex>
 #include <new>
 #include <string>
+#include <utility>
+#include <vector>
 
 using panoval::mosaic::Engine;
 using panoval::mosaic::Error;
 using panoval::mosaic::fail;
 using panoval::mosaic::Failure;
 using panoval::mosaic::Gains;
+using panoval::mosaic::GainStatistics;
 using panoval::mosaic::Layout;
+using panoval::mosaic::LogRatio;
 using panoval::mosaic::Overlap;
+using panoval::mosaic::OverlapStatistics;
 using panoval::mosaic::Plan;
 using panoval::mosaic::Rect;
 
@@ -29,6 +34,8 @@ static_assert(sizeof(PanovalMosaicPicture) == 72 && offsetof(PanovalMosaicPictur
 static_assert(sizeof(PanovalMosaicRect) == 32 && sizeof(PanovalMosaicLayout) == 104);
 static_assert(sizeof(PanovalMosaicOverlap) == 80 && sizeof(PanovalMosaicEstimate) == 64);
 static_assert(sizeof(PanovalMosaicCounts) == 32);
+static_assert(sizeof(PanovalMosaicRatio) == 24 && sizeof(PanovalMosaicStatistics) == 184);
+static_assert(static_cast<int>(OverlapStatistics::Says::SecondBlank) == PANOVAL_MOSAIC_SAYS_SECOND_BLANK);
 static_assert(static_cast<int>(Failure::Internal) == PANOVAL_MOSAIC_INTERNAL);
 
 struct PanovalMosaic {
@@ -141,6 +148,52 @@ PanovalMosaicOverlap record_of(const Overlap& overlap, const Layout& layout)
             first.y,
             second.x,
             second.y};
+}
+
+PanovalMosaicRatio record_of(const LogRatio& ratio)
+{
+    return {ratio.value, ratio.error, ratio.is_known ? 1 : 0, 0};
+}
+
+PanovalMosaicStatistics record_of(const OverlapStatistics& overlap)
+{
+    PanovalMosaicStatistics record{};
+    record.pixels = static_cast<std::int64_t>(overlap.shared);
+    record.says = static_cast<std::int32_t>(overlap.says);
+    for (std::size_t c = 0; c < overlap.channels.size(); ++c)
+        record.channels[c] = record_of(overlap.channels[c]);
+    record.all = record_of(overlap.all);
+    record.seen = record_of(overlap.seen);
+    record.spread = overlap.spread;
+    record.correlation = overlap.correlation;
+    record.unevenness = overlap.unevenness;
+    return record;
+}
+
+LogRatio ratio_of(const PanovalMosaicRatio& record)
+{
+    if (record.reserved != 0 || (record.is_known != 0 && record.is_known != 1))
+        fail(Failure::Argument, "found is_known ", record.is_known, " and reserved ", record.reserved,
+             " in a ratio; expected 0 or 1, and 0");
+    return record.is_known == 0 ? LogRatio{} : LogRatio{record.value, record.error, true};
+}
+
+OverlapStatistics statistics_of(const PanovalMosaicStatistics& record)
+{
+    if (record.reserved != 0 || record.pixels < 0)
+        fail(Failure::Argument, "found ", record.pixels, " pixels and reserved ", record.reserved,
+             " in statistics; expected 0 or more, and 0");
+    OverlapStatistics overlap;
+    overlap.shared = static_cast<std::uint64_t>(record.pixels);
+    overlap.says = static_cast<OverlapStatistics::Says>(record.says);
+    for (std::size_t c = 0; c < overlap.channels.size(); ++c)
+        overlap.channels[c] = ratio_of(record.channels[c]);
+    overlap.all = ratio_of(record.all);
+    overlap.seen = ratio_of(record.seen);
+    overlap.spread = record.spread;
+    overlap.correlation = record.correlation;
+    overlap.unevenness = record.unevenness;
+    return overlap;
 }
 
 void give_text(const std::string& text, const char** out, std::size_t* size)
@@ -301,6 +354,36 @@ PANOVAL_MOSAIC_API int32_t panoval_mosaic_set_gains(PanovalMosaic* mosaic, const
     return guarded(mosaic, [&] {
         require(gains, "gains");
         mosaic->engine.set_gains(gains, pictures, falloff);
+    });
+}
+
+PANOVAL_MOSAIC_API int32_t panoval_mosaic_statistics(PanovalMosaic* mosaic, int64_t index,
+                                                     PanovalMosaicStatistics* statistics)
+{
+    return guarded(mosaic, [&] {
+        require(statistics, "statistics");
+        const std::vector<OverlapStatistics>& known = mosaic->engine.statistics().overlaps;
+        require_index(index, known.size(), "overlap");
+        *statistics = record_of(known[static_cast<std::size_t>(index)]);
+    });
+}
+
+PANOVAL_MOSAIC_API int32_t panoval_mosaic_set_statistics(PanovalMosaic* mosaic,
+                                                         const PanovalMosaicStatistics* statistics, int64_t overlaps,
+                                                         const double falloff[3])
+{
+    return guarded(mosaic, [&] {
+        const std::size_t expected = mosaic->engine.overlaps().size();
+        if (overlaps < 0 || static_cast<std::uint64_t>(overlaps) != expected)
+            fail(Failure::Argument, "found statistics of ", overlaps, " overlaps; expected ", expected);
+        if (overlaps > 0)
+            require(statistics, "statistics");
+        GainStatistics taken;
+        for (std::int64_t i = 0; i < overlaps; ++i)
+            taken.overlaps.push_back(statistics_of(statistics[i]));
+        if (falloff != nullptr)
+            std::copy_n(falloff, 3, taken.falloff.c.begin());
+        mosaic->engine.set_statistics(std::move(taken));
     });
 }
 

@@ -3,7 +3,7 @@
 // can blend any part of it.
 #pragma once
 
-#include "mosaic/corrections.h"
+#include "mosaic/gain_statistics.h"
 #include "mosaic/layout.h"
 #include "mosaic/row_source.h"
 #include "mosaic/seam_map.h"
@@ -51,6 +51,7 @@ struct Plan {
     int bands = 1;                     // that are used
     int output_bits = 8;
     TileGrid grid;
+    std::optional<GainStatistics> statistics; // that the gains follow from; none where the host has set the gains
     std::optional<Gains> gains;
     std::optional<SeamMap> seams;
 

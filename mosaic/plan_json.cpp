@@ -26,6 +26,8 @@ constexpr int kPlanVersion = 1;
 constexpr std::array<const char*, 2> kBlends = {"multiband", "feather"};
 constexpr std::array<const char*, 3> kSeams = {"optimal", "nearest", "none"};
 constexpr std::array<const char*, 4> kGains = {"automatic", "picture", "channel", "off"};
+constexpr std::array<const char*, kKindsOfSaying> kSays = {"nothing", "agree", "disagree", "first blank",
+                                                           "second blank"};
 
 Json json_of(const Settings& settings)
 {
@@ -63,6 +65,34 @@ Json json_of(const Gains& gains)
             {"falloff", gains.corrections.falloff.c},
             {"outliers", gains.outliers},
             {"pictures", gains.corrections.gains}};
+}
+
+Json json_of(const LogRatio& ratio)
+{
+    return ratio.is_known ? Json{ratio.value, ratio.error} : Json(nullptr);
+}
+
+Json json_of(const OverlapStatistics& overlap, int channels)
+{
+    Json ratios = Json::array();
+    for (std::size_t c = 0; c < static_cast<std::size_t>(channels); ++c)
+        ratios.push_back(json_of(overlap.channels[c]));
+    return {{"says", kSays.at(static_cast<std::size_t>(overlap.says))},
+            {"pixels", overlap.shared},
+            {"channels", ratios},
+            {"all", json_of(overlap.all)},
+            {"seen", json_of(overlap.seen)},
+            {"spread", overlap.spread},
+            {"correlation", overlap.correlation},
+            {"unevenness", overlap.unevenness}};
+}
+
+Json json_of(const GainStatistics& statistics, int channels)
+{
+    Json overlaps = Json::array();
+    for (const OverlapStatistics& overlap : statistics.overlaps)
+        overlaps.push_back(json_of(overlap, channels));
+    return {{"falloff", statistics.falloff.c}, {"overlaps", overlaps}};
 }
 
 // One value of an object, with a message that names it where it is missing or of another kind.
@@ -177,15 +207,64 @@ double factor_of(const Reader& reader, const char* key, const ParsedJson& value,
     return value.get<double>();
 }
 
+Falloff falloff_of(const Reader& reader)
+{
+    Falloff falloff;
+    const ParsedJson& list = reader.list("falloff");
+    if (list.size() != falloff.c.size())
+        reader.fail_value("falloff", "3 numbers");
+    for (std::size_t i = 0; i < list.size(); ++i)
+        falloff.c[i] = factor_of(reader, "falloff", list[i], -kLargestFalloff, kLargestFalloff);
+    return falloff;
+}
+
+LogRatio ratio_of(const Reader& reader, const char* key, const ParsedJson& value)
+{
+    if (value.is_null())
+        return {};
+    if (!value.is_array() || value.size() != 2)
+        reader.fail_value(key, "a logarithm and its error, or null");
+    return {factor_of(reader, key, value[0], -kLargestLogRatio, kLargestLogRatio),
+            factor_of(reader, key, value[1], 0, kLargestLogRatio), true};
+}
+
+OverlapStatistics overlap_of(const Reader& reader, int channels)
+{
+    OverlapStatistics overlap;
+    overlap.says = static_cast<OverlapStatistics::Says>(reader.word("says", kSays));
+    overlap.shared = static_cast<std::uint64_t>(reader.number("pixels", 0, std::int64_t{1} << 62));
+    const ParsedJson& ratios = reader.list("channels");
+    if (ratios.size() != static_cast<std::size_t>(channels))
+        reader.fail_value("channels", "a ratio of each of ", channels, " channels");
+    for (std::size_t c = 0; c < ratios.size(); ++c)
+        overlap.channels[c] = ratio_of(reader, "channels", ratios[c]);
+    overlap.all = ratio_of(reader, "all", reader.at("all"));
+    overlap.seen = ratio_of(reader, "seen", reader.at("seen"));
+    const auto number = [&](const char* key) {
+        return factor_of(reader, key, reader.at(key), -kLargestLogRatio, kLargestLogRatio);
+    };
+    overlap.spread = number("spread");
+    overlap.correlation = number("correlation");
+    overlap.unevenness = number("unevenness");
+    return overlap;
+}
+
+GainStatistics statistics_of(const Reader& reader, int channels)
+{
+    GainStatistics statistics;
+    statistics.falloff = falloff_of(reader);
+    for (const ParsedJson& entry : reader.list("overlaps")) {
+        const std::string number = std::to_string(statistics.overlaps.size());
+        statistics.overlaps.push_back(overlap_of(Reader(entry, "the statistics of overlap " + number), channels));
+    }
+    return statistics;
+}
+
 Gains gains_of(const Reader& reader, std::size_t pictures)
 {
     Gains gains;
     gains.per_channel = reader.flag("per_channel");
-    const ParsedJson& falloff = reader.list("falloff");
-    if (falloff.size() != gains.corrections.falloff.c.size())
-        reader.fail_value("falloff", "3 numbers");
-    for (std::size_t i = 0; i < falloff.size(); ++i)
-        gains.corrections.falloff.c[i] = factor_of(reader, "falloff", falloff[i], -kLargestGain, kLargestGain);
+    gains.corrections.falloff = falloff_of(reader);
     for (const ParsedJson& outlier : reader.list("outliers")) {
         if (!outlier.is_number_unsigned() || outlier.get<std::uint64_t>() >= pictures)
             reader.fail_value("outliers", "numbers of pictures");
@@ -234,6 +313,8 @@ Plan plan_of(const ParsedJson& json)
     const Reader tiles(reader.at("tiles"), "the tiles");
     plan.grid = {plan.layout.width, plan.layout.height, tiles.number("width", 1, plan.layout.width),
                  tiles.number("height", 1, plan.layout.height)};
+    if (reader.has("statistics"))
+        plan.statistics = statistics_of(Reader(reader.at("statistics"), "the statistics"), plan.layout.channels);
     if (reader.has("gains"))
         plan.gains = gains_of(Reader(reader.at("gains"), "the gains"), plan.layout.pictures.size());
     if (reader.has("seams"))
@@ -260,6 +341,8 @@ std::string plan_to_json(const Plan& plan)
                    {"height", plan.grid.tile_height},
                    {"columns", plan.grid.columns()},
                    {"rows", plan.grid.rows()}}}};
+    if (plan.statistics)
+        json["statistics"] = json_of(*plan.statistics, plan.layout.channels);
     if (plan.gains)
         json["gains"] = json_of(*plan.gains);
     if (plan.seams)

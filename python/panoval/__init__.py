@@ -23,7 +23,7 @@ from .filters import (Edges, Gradients, canny, distance_transform, gaussian_kern
 from .measuring import (CELL_DTYPE, FLAGS, TARGET_DTYPE, Centre, CirclePose, Grid, centre_by_focal_length,
                         centre_by_homography, centre_by_rings, error_text, grid, measure, measure_counts, refine,
                         to_pandas)
-from .mosaic import GAIN_DTYPE, Counts, Estimate, Layout, Mosaic, Overlap, Pixels, Rect, Tile
+from .mosaic import GAIN_DTYPE, STATISTICS_DTYPE, Counts, Estimate, Layout, Mosaic, Overlap, Pixels, Rect, Tile
 from .panorama import Panorama, stitch
 from .shapes import Oval, Region, find_ellipse, find_small_ellipse, histogram, oval_fit, threshold
 
@@ -32,8 +32,8 @@ __version__ = f"{_number // 10000}.{_number // 100 % 100}.{_number % 100}"
 
 __all__ = [
     "Blended", "CELL_DTYPE", "Centre", "CirclePose", "Counts", "Edges", "Estimate", "FLAGS", "GAIN_DTYPE", "Gradients",
-    "Grid", "Layout", "Mosaic", "Oval", "Overlap", "Panorama", "Pixels", "Rect", "Region", "TARGET_DTYPE", "Tile", "apply_gain",
-    "canny", "centre_by_focal_length", "centre_by_homography", "centre_by_rings", "common_mask", "crop", "crop_mask",
+    "Grid", "Layout", "Mosaic", "Oval", "Overlap", "Panorama", "Pixels", "Rect", "Region", "STATISTICS_DTYPE", "TARGET_DTYPE", "Tile",
+    "apply_gain", "canny", "centre_by_focal_length", "centre_by_homography", "centre_by_rings", "common_mask", "crop", "crop_mask",
     "distance_transform", "error_text", "feather", "find_ellipse", "find_small_ellipse", "gain_factors", "gaussian_kernel",
     "gradients", "grid", "histogram", "inpaint", "measure", "measure_counts", "multiband", "oval_fit", "overlap", "raw",
     "read_pgm", "refine", "smooth", "stitch", "threshold", "to_pandas", "to_rgb8", "write_pgm",

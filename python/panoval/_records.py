@@ -150,6 +150,16 @@ class PanovalMosaicEstimate(Structure):
         ("decodes", c_double), ("seconds", c_double), ("threads", c_int32), ("reserved", c_int32)]
 
 
+class PanovalMosaicRatio(Structure):
+    _fields_ = [("value", c_double), ("error", c_double), ("is_known", c_int32), ("reserved", c_int32)]
+
+
+class PanovalMosaicStatistics(Structure):
+    _fields_ = [("pixels", c_int64), ("says", c_int32), ("reserved", c_int32), ("channels", PanovalMosaicRatio * 4),
+                ("all", PanovalMosaicRatio), ("seen", PanovalMosaicRatio), ("spread", c_double),
+                ("correlation", c_double), ("unevenness", c_double)]
+
+
 class PanovalMosaicSink(Structure):
     _fields_ = [("user", c_void_p), ("write", WritePixels), ("by_tiles", c_int32), ("wants_coverage", c_int32),
                 ("reserved", c_int32 * 6)]
@@ -215,7 +225,7 @@ SIZES: Dict[Type[Structure], int] = {
     FeatherBlender: 144, MultiBandBlender: 56, EllipseRegion: 80, OvalFit: 104, PanovalMosaicOptions: 96,
     PanovalMosaicPicture: 72, PanovalMosaicRows: 72, PanovalMosaicRect: 32, PanovalMosaicHost: 32,
     PanovalMosaicLayout: 104, PanovalMosaicOverlap: 80, PanovalMosaicEstimate: 64, PanovalMosaicSink: 48,
-    PanovalMosaicCounts: 32, PanovalMeasureImage: 32, PanovalMeasureEllipse: 40, PanovalMeasureTarget: 400,
+    PanovalMosaicCounts: 32, PanovalMosaicRatio: 24, PanovalMosaicStatistics: 184, PanovalMeasureImage: 32, PanovalMeasureEllipse: 40, PanovalMeasureTarget: 400,
     PanovalMeasureDetectOptions: 72, PanovalMeasureDetection: 40, PanovalMeasurePoint: 40, PanovalMeasureCirclePose: 72,
     PanovalMeasureGridCell: 56, PanovalMeasureGrid: 104,
 }

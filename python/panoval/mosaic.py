@@ -15,10 +15,11 @@ from ._interrupt import interruptible
 from ._opening import planned
 from ._pictures import Picture, picture_of
 from ._records import (PanovalMosaicCounts, PanovalMosaicEstimate, PanovalMosaicLayout, PanovalMosaicOptions,
-                       PanovalMosaicOverlap, PanovalMosaicPicture, PanovalMosaicRect)
+                       PanovalMosaicOverlap, PanovalMosaicPicture, PanovalMosaicRect, PanovalMosaicStatistics)
 from .errors import MOSAIC_ERRORS, PanovalError, PlanError
 
-__all__ = ["Mosaic", "Rect", "Tile", "Layout", "Overlap", "Estimate", "Counts", "Pixels", "GAIN_DTYPE"]
+__all__ = ["Mosaic", "Rect", "Tile", "Layout", "Overlap", "Estimate", "Counts", "Pixels", "GAIN_DTYPE",
+           "STATISTICS_DTYPE"]
 
 _BLENDS = {"multiband": 0, "feather": 1}
 _SEAMS = {"optimal": 0, "nearest": 1, "none": 2, None: 2}
@@ -27,6 +28,19 @@ _PARTS = {"gains": 1, "seams": 2, "verdict": 4}
 
 #: What a picture's samples are multiplied with: one number a channel (1 where there is none), and whether it fits the others.
 GAIN_DTYPE = np.dtype([("gain", np.float64, (4,)), ("is_outlier", np.bool_)])
+_RATIO_DTYPE = np.dtype([("value", np.float64), ("error", np.float64), ("is_known", np.int32), ("reserved", np.int32)])
+#: What an overlap says about brightness: the record PanovalMosaicStatistics of panoval_mosaic.h.
+STATISTICS_DTYPE = np.dtype([("pixels", np.int64), ("says", np.int32), ("reserved", np.int32),
+                             ("channels", _RATIO_DTYPE, (4,)), ("all", _RATIO_DTYPE), ("seen", _RATIO_DTYPE),
+                             ("spread", np.float64), ("correlation", np.float64), ("unevenness", np.float64)])
+
+
+def _lens(falloff: Any) -> Optional[np.ndarray]:
+    """The three numbers of a falloff, where there is one."""
+    lens = None if falloff is None else np.ascontiguousarray(falloff, np.float64)
+    if lens is not None and lens.shape != (3,):
+        raise ValueError(f"falloff has the shape {lens.shape}, expected (3,)")
+    return lens
 
 
 class Rect(NamedTuple):
@@ -281,7 +295,7 @@ class Mosaic:
         return Estimate(*(getattr(record, name) for name in Estimate._fields))
 
     def plan(self) -> str:
-        """Options, pictures, tiles, and the gains and seams that are known: JSON text for `Mosaic.from_plan`.
+        """Options, pictures, tiles, and the statistics, gains and seams that are known: JSON text for `Mosaic.from_plan`.
 
         >>> import numpy as np
         >>> mosaic = Mosaic(tile_size=16)
@@ -408,10 +422,40 @@ class Mosaic:
         if values.ndim != 2 or values.shape[1] != 4:
             raise ValueError(f"gains has the shape {values.shape}, expected (pictures,) or (pictures, 4)")
         values = np.ascontiguousarray(values)
-        lens = None if falloff is None else np.ascontiguousarray(falloff, np.float64)
-        if lens is not None and lens.shape != (3,):
-            raise ValueError(f"falloff has the shape {lens.shape}, expected (3,)")
-        self._check(raw.panoval_mosaic_set_gains(self._open(), values, len(values), lens))
+        self._check(raw.panoval_mosaic_set_gains(self._open(), values, len(values), _lens(falloff)))
+
+    @property
+    def statistics(self) -> np.ndarray:
+        """What each overlap says about brightness, the gains follow from it: (overlaps,) of STATISTICS_DTYPE.
+
+        >>> import numpy as np
+        >>> mosaic = Mosaic(tile_size=16)
+        >>> mosaic.add(np.full((8, 30), 90, np.uint8), (0, 0)); mosaic.add(np.full((8, 30), 45, np.uint8), (20, 0))
+        >>> mosaic.measure("gains")
+        >>> np.exp(mosaic.statistics["all"]["value"]).round(6).tolist()
+        [2.0]
+        """
+        found = (PanovalMosaicStatistics * self.layout.overlaps)()
+        for index, record in enumerate(found):
+            self._check(raw.panoval_mosaic_statistics(self._open(), index, record))
+        return np.frombuffer(found, STATISTICS_DTYPE).copy() if len(found) else np.zeros(0, STATISTICS_DTYPE)
+
+    def set_statistics(self, statistics: Any, falloff: Any = None) -> None:
+        """Sets what the overlaps say in place of measuring, and solves for the gains: (overlaps,) of STATISTICS_DTYPE.
+
+        >>> import numpy as np
+        >>> mosaic = Mosaic(tile_size=16)
+        >>> mosaic.add(np.full((8, 30), 90, np.uint8), (0, 0)); mosaic.add(np.full((8, 30), 45, np.uint8), (20, 0))
+        >>> mosaic.measure("gains"); before = mosaic.gains
+        >>> mosaic.set_statistics(mosaic.statistics)
+        >>> bool((mosaic.gains == before).all())
+        True
+        """
+        values = np.ascontiguousarray(statistics, STATISTICS_DTYPE)
+        if values.ndim != 1:
+            raise ValueError(f"statistics has the shape {values.shape}, expected (overlaps,)")
+        records = (PanovalMosaicStatistics * len(values)).from_buffer_copy(values.tobytes())
+        self._check(raw.panoval_mosaic_set_statistics(self._open(), records, len(values), _lens(falloff)))
 
     @property
     def has_seams(self) -> bool:

@@ -144,6 +144,9 @@ panoval_mosaic_load_plan = _mosaic("load_plan", _INT, c_void_p, c_char_p, c_size
 panoval_mosaic_measure = _mosaic("measure", _INT, c_void_p, _INT)
 panoval_mosaic_gains = _mosaic("gains", _INT, c_void_p, c_int64, _out(c_double), _out(c_double), _out(_INT), _out(_INT))
 panoval_mosaic_set_gains = _mosaic("set_gains", _INT, c_void_p, _in(c_double), c_int64, _in(c_double))
+panoval_mosaic_statistics = _mosaic("statistics", _INT, c_void_p, c_int64, _out(PanovalMosaicStatistics))
+panoval_mosaic_set_statistics = _mosaic("set_statistics", _INT, c_void_p, _in(PanovalMosaicStatistics), c_int64,
+                                        _in(c_double))
 panoval_mosaic_seam_row = _mosaic("seam_row", _INT, c_void_p, c_int64, _out(_INT))
 panoval_mosaic_set_seam_rows = _mosaic("set_seam_rows", _INT, c_void_p, c_int64, c_int64, _in(_INT), c_size_t)
 panoval_mosaic_verdict = _mosaic("verdict", _INT, c_void_p, _INT, POINTER(c_char_p), _out(c_size_t))

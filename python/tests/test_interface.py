@@ -56,7 +56,8 @@ def test_a_record_has_the_fields_of_its_header(name):
         if kind is None:
             assert issubclass(declared, ctypes._CFuncPtr), field
         elif isinstance(kind[0], headers.CType):
-            assert declared._length_ == kind[1] and declared._type_ == headers.SCALARS[kind[0].base], field
+            base = headers.SCALARS.get(kind[0].base) or getattr(_records, kind[0].base)
+            assert declared._length_ == kind[1] and declared._type_ == base, field
         elif kind.stars == 0:
             assert declared == (headers.SCALARS.get(kind.base) or getattr(_records, kind.base)), field
         else:

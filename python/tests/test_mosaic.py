@@ -196,6 +196,21 @@ def test_gains_and_seams_may_be_set(helpers):
             mosaic.set_gains([0.0, 1.0])
 
 
+def test_statistics_give_the_gains_of_another_mosaic(helpers):
+    scene = helpers.scene(100, 60, 1)
+    parts, places = [scene[:, :60], scene[:, 40:] // 2], [(0, 0), (40, 0)]
+    with filled(panoval.Mosaic(), parts, places) as first, filled(panoval.Mosaic(), parts, places) as second:
+        first.measure("gains")
+        found = first.statistics
+        assert found["pixels"].tolist() == [20 * 60] and found["says"].tolist() == [1]
+        assert abs(np.exp(found["all"]["value"][0]) - 2) < 0.02
+        second.set_statistics(found, first.falloff)
+        assert np.array_equal(second.gains, first.gains)
+        assert panoval.Mosaic.from_plan(first.plan()).statistics.tobytes() == found.tobytes()
+        with pytest.raises(panoval.ArgumentError, match="expected 1"):
+            second.set_statistics(found[:0])
+
+
 def test_what_is_known_without_pixels(helpers):
     def never(first, count):
         raise AssertionError("read")

@@ -229,6 +229,19 @@ void stored_plans(Digest& digest)
     }
 }
 
+void add_gains(Digest& digest, const Mosaic& mosaic)
+{
+    for (int i = 0; i < kPictures; ++i) {
+        double values[4] = {};
+        double falloff[3] = {};
+        std::int32_t flags[2] = {};
+        require(panoval_mosaic_gains(mosaic.get(), i, values, falloff, &flags[0], &flags[1]));
+        digest.add(values, 4);
+        digest.add(falloff, 3);
+        digest.add(flags, 2);
+    }
+}
+
 void gains(Digest& digest)
 {
     for (const std::int32_t mode : {PANOVAL_MOSAIC_GAINS_AUTOMATIC, PANOVAL_MOSAIC_GAINS_PER_PICTURE,
@@ -241,17 +254,51 @@ void gains(Digest& digest)
             for (const Case& c : cases(options)) {
                 const Mosaic mosaic(c);
                 require(panoval_mosaic_measure(mosaic.get(), PANOVAL_MOSAIC_MEASURE_GAINS));
-                for (int i = 0; i < kPictures; ++i) {
-                    double values[4] = {};
-                    double falloff[3] = {};
-                    std::int32_t flags[2] = {};
-                    require(panoval_mosaic_gains(mosaic.get(), i, values, falloff, &flags[0], &flags[1]));
-                    digest.add(values, 4);
-                    digest.add(falloff, 3);
-                    digest.add(flags, 2);
-                }
+                add_gains(digest, mosaic);
             }
         }
+}
+
+void add_ratio(Digest& digest, const PanovalMosaicRatio& ratio)
+{
+    digest.add(ratio.value);
+    digest.add(ratio.error);
+    digest.add(ratio.is_known);
+}
+
+void add_statistics(Digest& digest, const PanovalMosaicStatistics& record)
+{
+    digest.add(record.pixels);
+    digest.add(record.says);
+    for (const PanovalMosaicRatio& ratio : record.channels)
+        add_ratio(digest, ratio);
+    add_ratio(digest, record.all);
+    add_ratio(digest, record.seen);
+    digest.add(record.spread);
+    digest.add(record.correlation);
+    digest.add(record.unevenness);
+}
+
+// What the overlaps say, and the gains of half of it.
+void statistics(Digest& digest)
+{
+    for (const std::int32_t vignetting : {0, 1}) {
+        PanovalMosaicOptions options = {};
+        options.vignetting = vignetting;
+        for (const Case& c : cases(options)) {
+            const Mosaic mosaic(c);
+            require(panoval_mosaic_measure(mosaic.get(), PANOVAL_MOSAIC_MEASURE_GAINS));
+            std::vector<PanovalMosaicStatistics> all(static_cast<std::size_t>(mosaic.layout().overlaps));
+            for (std::size_t i = 0; i < all.size(); ++i) {
+                require(panoval_mosaic_statistics(mosaic.get(), static_cast<std::int64_t>(i), &all[i]));
+                add_statistics(digest, all[i]);
+            }
+            for (std::size_t i = 0; i < all.size(); i += 2)
+                all[i].all.value *= 0.5;
+            require(panoval_mosaic_set_statistics(mosaic.get(), all.data(), mosaic.layout().overlaps, nullptr));
+            add_gains(digest, mosaic);
+        }
+    }
 }
 
 void seam_rows(Digest& digest)
@@ -363,6 +410,7 @@ std::vector<Section> mosaic_sections()
     return {{"panoval_mosaic_layout _picture _overlap _tile _estimate", plans},
             {"panoval_mosaic_save_plan _load_plan _blend", stored_plans},
             {"panoval_mosaic_gains", gains},
+            {"panoval_mosaic_statistics _set_statistics", statistics},
             {"panoval_mosaic_seam_row _set_seam_rows", seam_rows},
             {"panoval_mosaic_verdict", verdicts},
             {"panoval_mosaic_run _set_gains _counts", panoramas},

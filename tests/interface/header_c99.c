@@ -9,3 +9,4 @@
 typedef char header_c99_sees_64_bit_records[sizeof(Mat) == 32 ? 1 : -1];
 typedef char header_c99_sees_whole_targets[sizeof(PanovalMeasureTarget) == 400 ? 1 : -1];
 typedef char header_c99_sees_whole_pictures[sizeof(PanovalMosaicPicture) == 72 ? 1 : -1];
+typedef char header_c99_sees_whole_statistics[sizeof(PanovalMosaicStatistics) == 184 ? 1 : -1];

@@ -318,6 +318,116 @@ TEST(Engine, SeamsCanBeReadAndSet)
     EXPECT_NE(second.error().find("label 3 at 0,0"), std::string::npos) << second.error();
 }
 
+using Statistics = std::vector<PanovalMosaicStatistics>;
+
+Statistics statistics_of(const Mosaic& mosaic)
+{
+    Statistics statistics(static_cast<std::size_t>(mosaic.layout().overlaps));
+    for (std::size_t i = 0; i < statistics.size(); ++i)
+        EXPECT_EQ(panoval_mosaic_statistics(mosaic.get(), static_cast<std::int64_t>(i), &statistics[i]),
+                  PANOVAL_MOSAIC_OK)
+            << mosaic.error();
+    return statistics;
+}
+
+// Gains of all pictures, then the falloff.
+std::vector<double> gains_of(const Mosaic& mosaic)
+{
+    const auto pictures = static_cast<std::size_t>(mosaic.layout().pictures);
+    std::vector<double> gains(4 * pictures + 3);
+    for (std::size_t i = 0; i < pictures; ++i)
+        EXPECT_EQ(panoval_mosaic_gains(mosaic.get(), static_cast<std::int64_t>(i), &gains[4 * i], &gains[4 * pictures],
+                                       nullptr, nullptr),
+                  PANOVAL_MOSAIC_OK)
+            << mosaic.error();
+    return gains;
+}
+
+PanovalMosaicOptions measuring(bool vignetting)
+{
+    PanovalMosaicOptions options = options_of(PANOVAL_MOSAIC_SEAMS_NEAREST);
+    options.gains = PANOVAL_MOSAIC_GAINS_AUTOMATIC;
+    options.vignetting = vignetting ? 1 : 0;
+    return options;
+}
+
+TEST(Engine, StatisticsGiveTheGainsWithoutPixels)
+{
+    const auto reader = four_pictures(8);
+    for (std::uint16_t& sample : reader->pictures[2].samples)
+        sample = static_cast<std::uint16_t>(sample * 3 / 4);
+    for (const bool vignetting : {false, true}) {
+        MemoryHost host(*reader);
+        Mosaic first;
+        host.prepare(first, measuring(vignetting));
+        ASSERT_EQ(panoval_mosaic_measure(first.get(), PANOVAL_MOSAIC_MEASURE_GAINS), PANOVAL_MOSAIC_OK);
+        const Statistics statistics = statistics_of(first);
+        const std::vector<double> gains = gains_of(first);
+        EXPECT_EQ(statistics[0].says, PANOVAL_MOSAIC_SAYS_AGREE);
+        EXPECT_GT(gains[8], 1.2);
+
+        Mosaic second; // has no host
+        const PanovalMosaicOptions options = measuring(vignetting);
+        ASSERT_EQ(panoval_mosaic_set_options(second.get(), &options), PANOVAL_MOSAIC_OK);
+        host.add_pictures(second.get());
+        ASSERT_EQ(panoval_mosaic_set_statistics(second.get(), statistics.data(),
+                                                static_cast<std::int64_t>(statistics.size()), &gains[16]),
+                  PANOVAL_MOSAIC_OK)
+            << second.error();
+        EXPECT_EQ(gains_of(second), gains);
+        EXPECT_EQ(std::memcmp(statistics_of(second).data(), statistics.data(),
+                              statistics.size() * sizeof(PanovalMosaicStatistics)),
+                  0);
+    }
+}
+
+TEST(Engine, APlanOfStatisticsAloneHasTheGainsThatFollow)
+{
+    const auto reader = four_pictures(8);
+    MemoryHost host(*reader);
+    Mosaic first;
+    host.prepare(first, measuring(false));
+    ASSERT_EQ(panoval_mosaic_measure(first.get(), PANOVAL_MOSAIC_MEASURE_GAINS), PANOVAL_MOSAIC_OK);
+    const char* text = nullptr;
+    ASSERT_EQ(panoval_mosaic_save_plan(first.get(), &text, nullptr), PANOVAL_MOSAIC_OK);
+    std::string plan = text;
+    const std::size_t at = plan.rfind("\"gains\"");
+    plan.replace(at, 7, "\"no gains\"");
+    Mosaic second;
+    ASSERT_EQ(panoval_mosaic_load_plan(second.get(), plan.data(), plan.size()), PANOVAL_MOSAIC_OK) << second.error();
+    EXPECT_EQ(gains_of(second), gains_of(first));
+    const char* again = nullptr;
+    ASSERT_EQ(panoval_mosaic_save_plan(second.get(), &again, nullptr), PANOVAL_MOSAIC_OK);
+    EXPECT_STREQ(again, text);
+    plan.replace(plan.find("\"says\""), 6, "\"speaks\"");
+    Mosaic third;
+    EXPECT_EQ(panoval_mosaic_load_plan(third.get(), plan.data(), plan.size()), PANOVAL_MOSAIC_PLAN);
+    EXPECT_NE(third.error().find("says"), std::string::npos) << third.error();
+}
+
+TEST(Engine, StatisticsAreOfGainsThatWereMeasured)
+{
+    const auto reader = four_pictures(8);
+    MemoryHost host(*reader);
+    Mosaic mosaic;
+    host.prepare(mosaic, measuring(false));
+    PanovalMosaicStatistics statistics{};
+    EXPECT_EQ(panoval_mosaic_statistics(mosaic.get(), 0, &statistics), PANOVAL_MOSAIC_ARGUMENT);
+    EXPECT_EQ(panoval_mosaic_set_statistics(mosaic.get(), &statistics, 1, nullptr), PANOVAL_MOSAIC_ARGUMENT);
+    EXPECT_NE(mosaic.error().find("expected 6"), std::string::npos) << mosaic.error();
+    Statistics all(6);
+    all[4].says = 9;
+    EXPECT_EQ(panoval_mosaic_set_statistics(mosaic.get(), all.data(), 6, nullptr), PANOVAL_MOSAIC_ARGUMENT);
+    EXPECT_NE(mosaic.error().find("overlap 4"), std::string::npos) << mosaic.error();
+    all[4] = {};
+    ASSERT_EQ(panoval_mosaic_set_statistics(mosaic.get(), all.data(), 6, nullptr), PANOVAL_MOSAIC_OK);
+    EXPECT_EQ(gains_of(mosaic)[0], 1) << "nothing is said";
+    EXPECT_EQ(panoval_mosaic_statistics(mosaic.get(), 6, &statistics), PANOVAL_MOSAIC_ARGUMENT);
+    const std::vector<double> gains(16, 1.0);
+    ASSERT_EQ(panoval_mosaic_set_gains(mosaic.get(), gains.data(), 4, nullptr), PANOVAL_MOSAIC_OK);
+    EXPECT_EQ(panoval_mosaic_statistics(mosaic.get(), 0, &statistics), PANOVAL_MOSAIC_ARGUMENT);
+}
+
 } // namespace
 
 } // namespace panoval::mosaic::test

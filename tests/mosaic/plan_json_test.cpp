@@ -32,6 +32,14 @@ Plan made_plan()
     plan.gains = Gains{Corrections::none(plan.layout), true, {1}};
     plan.gains->corrections.gains[0] = {1.0 / 3, 0.1, 1e-3, 1};
     plan.gains->corrections.falloff.c = {-0.1, 2.0 / 7, -1e-7};
+    OverlapStatistics overlap;
+    overlap.says = OverlapStatistics::Says::SecondBlank;
+    overlap.shared = 12345;
+    overlap.channels = {{{-1.0 / 3, 1e-7, true}, {}, {5e-324, 0.1, true}, {}}};
+    overlap.all = {0.1, 0.7, true};
+    overlap.seen = {2.0 / 7, 0.3, true};
+    overlap.correlation = 1.0 / 7;
+    plan.statistics = GainStatistics{{overlap}, {{0.1, 0.2, 1.0 / 3}}};
     SeamMap seams(plan.layout.width);
     for (std::int64_t y = 0; y < plan.layout.height; ++y) {
         const std::vector<SeamMap::Run> row = {{static_cast<std::int32_t>(plan.layout.width), kNobody}};
@@ -57,6 +65,7 @@ TEST(PlanJson, IsReadAsItWasWritten)
     EXPECT_EQ(read.layout.pictures[0].name, "left \"one\"");
     EXPECT_TRUE(read.traits[0].has_keep);
     EXPECT_TRUE(read.traits[1].random_access);
+    EXPECT_EQ(read.statistics, plan.statistics);
     ASSERT_TRUE(read.gains);
     EXPECT_EQ(read.gains->corrections.gains, plan.gains->corrections.gains);
     EXPECT_EQ(read.gains->corrections.falloff, plan.gains->corrections.falloff);
@@ -117,7 +126,11 @@ TEST(PlanJson, SaysWhatDoesNotFit)
     EXPECT_NE(message_of(with(good, "\"width\": 64", "\"width\": 0")).find("width"), std::string::npos);
     EXPECT_NE(message_of(with(good, "\"width\": 64", "\"width\": 18446744073709551615")).find("width"),
               std::string::npos);
-    EXPECT_NE(message_of(with(good, "0.1,", "1e300,")).find("gains"), std::string::npos);
+    EXPECT_NE(message_of(with(good, "\"falloff\": [", "\"falloff\": [1,")).find("falloff"), std::string::npos);
+    EXPECT_NE(message_of(with(good, "0.001,", "1e300,")).find("gains"), std::string::npos);
+    EXPECT_NE(message_of(with(good, "\"second blank\"", "\"blank\"")).find("says"), std::string::npos);
+    EXPECT_NE(message_of(with(good, "12345", "-1")).find("pixels"), std::string::npos);
+    EXPECT_NE(message_of(with(good, "0.7", "-0.7")).find("\"all\""), std::string::npos);
     EXPECT_NE(message_of(with(good, "\"has_mask\": true", "\"has_mask\": 1")).find("has_mask"), std::string::npos);
 }
 

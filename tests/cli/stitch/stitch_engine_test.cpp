@@ -74,6 +74,7 @@ TEST_F(StitchEngine, APlanIsBlendedInAnotherProcessAndByTiles)
     const auto inputs = three();
     told(inputs, {"-o", in_folder("whole.ppm"), "--tile-size", "64"});
     told(inputs, {"-o", in_folder("plan.json"), "--plan-only", "--tile-size", "64"});
+    EXPECT_EQ(Json::parse(read_text("plan.json"))["statistics"]["overlaps"].size(), 2u);
     const Json json = told({}, {"-o", in_folder("again.ppm"), "--plan", in_folder("plan.json")});
     EXPECT_EQ(read_text("again.ppm"), read_text("whole.ppm"));
     EXPECT_EQ(json["images"], 3);
@@ -85,6 +86,24 @@ TEST_F(StitchEngine, APlanIsBlendedInAnotherProcessAndByTiles)
     for (int y = 0; y < tile.height; ++y)
         EXPECT_EQ(std::memcmp(tile.row(y), whole.row(64 + y) + 3 * 64, tile.row_bytes()), 0) << y;
     EXPECT_EQ(stitch({}, {"-o", in_folder("no.ppm"), "--plan", in_folder("plan.json"), "--tile", "999"}).exit_code, 2);
+}
+
+TEST_F(StitchEngine, APlanOfStatisticsHasTheGainsAndSeamsThatFollow)
+{
+    told(three(), {"-o", in_folder("whole.ppm")});
+    told(three(), {"-o", in_folder("plan.json"), "--plan-only"});
+    Json plan = Json::parse(read_text("plan.json"));
+    plan.erase("gains");
+    plan.erase("seams");
+    write_text("less.json", plan.dump());
+    told({}, {"-o", in_folder("again.ppm"), "--plan", in_folder("less.json")});
+    EXPECT_EQ(read_text("again.ppm"), read_text("whole.ppm"));
+    plan["statistics"]["overlaps"][0]["says"] = "disagree";
+    plan["statistics"]["overlaps"][1].erase("all");
+    write_text("bad.json", plan.dump());
+    const Outcome bad = stitch({}, {"-o", in_folder("no.ppm"), "--plan", in_folder("bad.json")});
+    EXPECT_EQ(bad.exit_code, 3);
+    EXPECT_TRUE(contains(bad.err, "statistics of overlap 1")) << bad.err;
 }
 
 TEST_F(StitchEngine, APlanOfChangedPicturesIsRefused)
