@@ -350,7 +350,8 @@ typedef struct PanovalMeasureGrid {
  * circles' centres.
  *
  * A board of which a whole outer row or column is missing is not found, for it could lie in two ways; nor is one with
- * fewer than half its targets.
+ * fewer than half its targets, nor a part of a larger board. A target stands at a place when it is off by at most a
+ * fifth of a step, and by at most 0.05 of a step or six times the median of all, whichever is more.
  *
  * Returns PANOVAL_MEASURE_OK, NULL_ARGUMENT, BAD_COUNT, NOT_A_NUMBER, BAD_ELLIPSE, NO_GRID, or NO_MEMORY.
  */

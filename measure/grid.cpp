@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
-// Boards: a lattice grown from several seeds, the window of rows and columns that holds most of it, a homography, and
-// with it the places that growth has not reached. Then the images of the circles' centres, which the homography itself
+// Boards: the lattice that explains the targets best, its window of rows and columns, a homography, and with it the
+// target of each place. Then the images of the circles' centres, which the homography itself
 // tells, take the place of the ellipses' centres.
 #include "measure/grid_growth.h"
+#include "measure/grid_lattice.h"
 #include "measure/homography_fit.h"
 #include "measure/perspective.h"
 #include "panoval_measure.h"
@@ -11,8 +12,10 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <cstdlib>
 #include <map>
 #include <new>
+#include <utility>
 #include <vector>
 
 namespace panoval::measure
@@ -22,10 +25,8 @@ namespace
 {
 
 constexpr std::size_t kSeeds = 7;
-constexpr double kLeastShare = 0.5;     // of the places must have a target
-constexpr double kMostBeside = 0.1;     // of them, points of the lattice that go beyond the board
-constexpr double kLeastTurn = 0.35;     // sine between the two directions of a seed
-constexpr double kPlaceTolerance = 0.2; // share of a step that a target may be off its place
+constexpr double kLeastShare = 0.5; // of the places must have a target
+constexpr double kLeastTurn = 0.35; // sine between the two directions of a seed
 constexpr int kCentreRounds = 4;
 
 // Target indices by place, row after row; -1 where none stands.
@@ -34,7 +35,6 @@ struct Board {
     std::int32_t columns = 0;
     std::vector<std::int32_t> targets;
     std::int32_t found = 0;
-    std::int32_t beside = 0; // points of the lattice outside the board
 
     std::int32_t& at(std::int32_t row, std::int32_t column)
     {
@@ -66,47 +66,22 @@ void unmirror(const std::vector<GridPoint>& points, std::vector<LatticePlace>& p
         std::swap(p.i, p.j);
 }
 
-// The window of rows x columns of the lattice with the most points. Not if the lattice is smaller: where on the board
-// it lies would be open.
-bool cut_window(const std::vector<LatticePlace>& places, std::int32_t rows, std::int32_t columns, Board& board)
+Board board_of(const Lattice& lattice, const Window& window)
 {
-    std::int32_t low_i = 0, high_i = 0, low_j = 0, high_j = 0;
-    for (const LatticePlace& p : places) {
-        low_i = std::min(low_i, p.i);
-        high_i = std::max(high_i, p.i);
-        low_j = std::min(low_j, p.j);
-        high_j = std::max(high_j, p.j);
-    }
-    if (high_i - low_i + 1 < columns || high_j - low_j + 1 < rows)
-        return false;
-    std::int32_t best_i = low_i, best_j = low_j;
-    std::ptrdiff_t most = -1;
-    for (std::int32_t j = low_j; j + rows - 1 <= high_j; ++j)
-        for (std::int32_t i = low_i; i + columns - 1 <= high_i; ++i) {
-            const auto inside = std::count_if(places.begin(), places.end(), [&](const LatticePlace& p) {
-                return p.i >= i && p.i < i + columns && p.j >= j && p.j < j + rows;
-            });
-            if (inside > most) {
-                most = inside;
-                best_i = i;
-                best_j = j;
-            }
+    Board board = {window.j_end - window.j, window.i_end - window.i,
+                   std::vector<std::int32_t>(static_cast<std::size_t>(window.size()), -1), 0};
+    for (const LatticePlace& p : lattice.places)
+        if (window.holds(p)) {
+            board.at(p.j - window.j, p.i - window.i) = p.point;
+            ++board.found;
         }
-    const auto found = static_cast<std::int32_t>(most);
-    const std::size_t size = static_cast<std::size_t>(rows) * static_cast<std::size_t>(columns);
-    board = {rows, columns, std::vector<std::int32_t>(size, -1), found,
-             static_cast<std::int32_t>(places.size()) - found};
-    for (const LatticePlace& p : places)
-        if (p.i >= best_i && p.i < best_i + columns && p.j >= best_j && p.j < best_j + rows)
-            board.at(p.j - best_j, p.i - best_i) = p.point;
-    return true;
+    return board;
 }
 
 // A quarter turn: the board's first row becomes its last column.
 Board turned(Board& board)
 {
-    Board result = {board.columns, board.rows, std::vector<std::int32_t>(board.targets.size(), -1), board.found,
-                    board.beside};
+    Board result = {board.columns, board.rows, std::vector<std::int32_t>(board.targets.size(), -1), board.found};
     for (std::int32_t row = 0; row < board.rows; ++row)
         for (std::int32_t column = 0; column < board.columns; ++column)
             result.at(column, board.rows - 1 - row) = board.at(row, column);
@@ -172,36 +147,67 @@ bool are_across(const GridPoint& seed, const GridPoint& first, const GridPoint& 
     return cross * cross > kLeastTurn * kLeastTurn * (ax * ax + ay * ay) * (bx * bx + by * by);
 }
 
-// Keeps the better one of two boards, in every way to turn the lattice that fits.
-void keep_best(const std::vector<GridPoint>& points, std::vector<LatticePlace> places, std::int32_t rows,
-               std::int32_t columns, Board& best)
+// Whether three points are neighbours in a lattice already known, so that growth from them would only give it again.
+bool is_known(const Lattice& lattice, std::int32_t seed, std::int32_t first, std::int32_t second) noexcept
 {
-    unmirror(points, places);
-    for (const bool is_turned : {false, true}) {
-        Board board;
-        if (!cut_window(places, is_turned ? columns : rows, is_turned ? rows : columns, board))
-            continue;
-        // A lattice with oblique directions has many points, too, but its corners are beside the board.
-        if (board.found - board.beside > best.found - best.beside && board.beside <= kMostBeside * board.found)
-            best = is_turned ? turned(board) : board;
-    }
+    const auto find = [&lattice](std::int32_t point) {
+        return std::find_if(lattice.places.begin(), lattice.places.end(),
+                            [point](const LatticePlace& p) { return p.point == point; });
+    };
+    const auto none = lattice.places.end();
+    const auto here = find(seed), one = find(first), other = find(second);
+    const auto is_step = [](const LatticePlace& a, const LatticePlace& b) {
+        return std::abs(a.i - b.i) + std::abs(a.j - b.j) == 1;
+    };
+    return here != none && one != none && other != none && is_step(*one, *here) && is_step(*other, *here) &&
+           (one->i == here->i) != (other->i == here->i);
 }
 
-Board find_board(const std::vector<GridPoint>& points, std::int32_t rows, std::int32_t columns)
+// The lattice that explains the points best, whatever the size of its board. One with oblique directions has as many
+// points, but its corners are empty or beside it; one with longer steps has points between its places.
+Lattice find_lattice(const std::vector<GridPoint>& points)
 {
     const auto neighbours = find_neighbours(points);
-    Board best;
+    const auto at = [&points](std::int32_t n) { return points[static_cast<std::size_t>(n)]; };
+    Lattice best;
+    std::int64_t most = 0;
     for (const std::int32_t seed : choose_seeds(points)) {
         const auto& around = neighbours[static_cast<std::size_t>(seed)];
         for (std::size_t a = 0; a < around.size(); ++a)
             for (std::size_t b = a + 1; b < around.size(); ++b) {
-                const auto at = [&points](std::int32_t n) { return points[static_cast<std::size_t>(n)]; };
-                if (!are_across(at(seed), at(around[a]), at(around[b])))
+                if (!are_across(at(seed), at(around[a]), at(around[b])) || is_known(best, seed, around[a], around[b]))
                     continue;
-                keep_best(points, grow_lattice(points, neighbours, seed, around[a], around[b]), rows, columns, best);
-                if (best.found == rows * columns && best.beside == 0)
+                auto grown = grow_lattice(points, neighbours, seed, around[a], around[b]);
+                unmirror(points, grown);
+                Lattice lattice = fit_lattice(points, grown);
+                const std::int64_t score = score_of(lattice, trimmed_window(lattice));
+                if (score <= most)
+                    continue;
+                most = score;
+                best = std::move(lattice);
+                if (most == static_cast<std::int64_t>(points.size()))
                     return best;
             }
+    }
+    return best;
+}
+
+// Nothing found when the board that the targets form has another size: some window explains them better by a line.
+Board find_board(const std::vector<GridPoint>& points, std::int32_t rows, std::int32_t columns)
+{
+    const Lattice lattice = find_lattice(points);
+    std::int64_t most = score_of(lattice, trimmed_window(lattice)) - std::min(rows, columns);
+    Board best;
+    for (const bool is_turned : {false, true}) {
+        Window window;
+        if (!best_window(lattice, is_turned ? rows : columns, is_turned ? columns : rows, window))
+            continue;
+        const std::int64_t score = score_of(lattice, window);
+        if (score <= most)
+            continue;
+        most = score;
+        Board board = board_of(lattice, window);
+        best = is_turned ? turned(board) : std::move(board);
     }
     return best;
 }
@@ -235,15 +241,29 @@ double step_at(const Homography& h, double column, double row) noexcept
     return std::sqrt(std::min(a, b));
 }
 
+// How far the board's targets may be from their places, in steps.
+double tolerance_of(Board& board, const std::vector<GridPoint>& points, const Homography& h)
+{
+    std::vector<double> distances;
+    for (const PlacedPoint& p : placed_points(board, points)) {
+        const GridPoint place = map_place(h, p.column, p.row);
+        const double dx = p.point.x - place.x;
+        const double dy = p.point.y - place.y;
+        distances.push_back(std::sqrt(dx * dx + dy * dy) / step_at(h, p.column, p.row));
+    }
+    return place_tolerance(std::move(distances));
+}
+
 // With the homography known, every place takes the target nearest to it.
 void fill_places(const std::vector<GridPoint>& points, const Homography& h, Board& board)
 {
+    const double tolerance = tolerance_of(board, points, h);
     std::vector<bool> is_used(points.size(), false);
     board.found = 0;
     for (std::int32_t row = 0; row < board.rows; ++row)
         for (std::int32_t column = 0; column < board.columns; ++column) {
             const GridPoint place = map_place(h, column, row);
-            const double reach = kPlaceTolerance * step_at(h, column, row);
+            const double reach = tolerance * step_at(h, column, row);
             double least = reach * reach;
             std::int32_t& target = board.at(row, column);
             target = -1;

@@ -5,6 +5,7 @@
 
 #include <Eigen/Cholesky>
 #include <Eigen/Core>
+#include <Eigen/Geometry>
 
 #include <algorithm>
 #include <cmath>
@@ -15,7 +16,6 @@ namespace panoval::measure
 namespace
 {
 
-constexpr int kRounds = 10;
 constexpr double kLeastPivot = 1e-10;
 
 using Vector8 = Eigen::Matrix<double, 8, 1>;
@@ -105,14 +105,14 @@ Matrix3 inverse_of(const Frame& frame) noexcept
 
 } // namespace
 
-bool fit_homography(const std::vector<PlacedPoint>& placed, Homography& homography)
+bool fit_homography(const std::vector<PlacedPoint>& placed, Homography& homography, int rounds)
 {
     if (placed.size() < 4)
         return false;
     const Frame board = frame_of(placed, [](const PlacedPoint& p) { return GridPoint{p.column, p.row}; });
     const Frame picture = frame_of(placed, [](const PlacedPoint& p) { return p.point; });
     Vector8 h = Vector8::Zero();
-    for (int round = 0; round < kRounds; ++round)
+    for (int round = 0; round < rounds; ++round)
         if (!solve_round(placed, board, picture, round == 0, h))
             return false;
     Matrix3 matrix;
@@ -123,6 +123,19 @@ bool fit_homography(const std::vector<PlacedPoint>& placed, Homography& homograp
     for (int i = 0; i < 9; ++i)
         homography[static_cast<std::size_t>(i)] = whole(i / 3, i % 3) / whole(2, 2);
     return true;
+}
+
+bool invert(const Homography& homography, Homography& inverse) noexcept
+{
+    const Eigen::Map<const Matrix3> matrix(homography.data());
+    Matrix3 adjugate;
+    adjugate.col(0) = matrix.row(1).cross(matrix.row(2)).transpose();
+    adjugate.col(1) = matrix.row(2).cross(matrix.row(0)).transpose();
+    adjugate.col(2) = matrix.row(0).cross(matrix.row(1)).transpose();
+    const double determinant = matrix.row(0).dot(adjugate.col(0));
+    adjugate /= determinant;
+    std::copy_n(adjugate.data(), inverse.size(), inverse.begin());
+    return adjugate.allFinite();
 }
 
 GridPoint map_place(const Homography& h, double column, double row) noexcept

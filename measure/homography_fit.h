@@ -18,8 +18,13 @@ struct PlacedPoint {
     GridPoint point;
 };
 
-// False with fewer than four points, or with points that leave the homography open.
-bool fit_homography(const std::vector<PlacedPoint>& placed, Homography& homography);
+// False with fewer than four points, or with points that leave the homography open. One round minimizes algebraic
+// distances, those that follow approach the least squares.
+inline constexpr int kHomographyRounds = 10;
+bool fit_homography(const std::vector<PlacedPoint>& placed, Homography& homography, int rounds = kHomographyRounds);
+
+// False without an inverse. The inverse's third coordinate is positive where the homography's is.
+bool invert(const Homography& homography, Homography& inverse) noexcept;
 
 GridPoint map_place(const Homography& homography, double column, double row) noexcept;
 

@@ -9,6 +9,7 @@
 #include <cmath>
 #include <cstdint>
 #include <limits>
+#include <string>
 #include <vector>
 
 namespace
@@ -183,20 +184,71 @@ TEST(Grid, MeasuresWhatATargetIsOff)
     EXPECT_LT(answer.grid.rms, 0.1);
 }
 
+// Neither a part of the board, nor oblique directions, nor places that nothing stands at.
+void expect_no_other_size(const Placed& placed, std::int32_t rows, std::int32_t columns, const std::string& which)
+{
+    EXPECT_EQ(order(placed, rows, columns).code, PANOVAL_MEASURE_OK) << which;
+    for (std::int32_t r = std::max(2, rows - 2); r <= rows + 2; ++r)
+        for (std::int32_t c = std::max(2, columns - 3); c <= columns + 2; ++c) {
+            if (std::minmax(r, c) == std::minmax(rows, columns))
+                continue;
+            EXPECT_EQ(order(placed, r, c).code, PANOVAL_MEASURE_NO_GRID) << which << ": " << r << " x " << c;
+        }
+}
+
+TEST(Grid, FindsNoBoardOfAnotherSize)
+{
+    for (const double tilt : {0.0, 0.9}) {
+        const Matrix h = view(9, 6, tilt, 0.3);
+        expect_no_other_size(place_board(h, 6, 9, {}, 0, 7), 6, 9, "whole, tilt " + std::to_string(tilt));
+        expect_no_other_size(place_board(h, 6, 9, {0, 8, 13, 22, 23, 53}, 0, 7), 6, 9, "with gaps");
+        expect_no_other_size(place_board(h, 6, 9, {0, 8, 13, 22, 23, 53}, 9, 7), 6, 9, "with gaps, others beside");
+    }
+    expect_no_other_size(place_board(view(4, 3, 0.6, 0.2), 3, 4, {}, 0, 1), 3, 4, "small");
+}
+
+TEST(Grid, OrdersABoardWithManyGaps)
+{
+    Random random(12);
+    for (int trial = 0; trial < 10; ++trial) {
+        std::vector<std::int32_t> without;
+        for (std::int32_t n = 0; n < 70; ++n)
+            if (n % 3 != 0 && random.real(0, 1) < 0.4)
+                without.push_back(n);
+        const Placed placed = place_board(view(10, 7, 0.8, -0.4), 7, 10, without, 3, 2);
+        const Answer answer = order(placed, 7, 10);
+        ASSERT_EQ(answer.code, PANOVAL_MEASURE_OK) << trial;
+        EXPECT_EQ(targets_of(answer), placed.index) << trial;
+    }
+}
+
+TEST(Grid, LeavesOutWhatIsNearAPlaceThatHasNoTarget)
+{
+    const Matrix h = view(9, 6, 0.5, 0.1);
+    Placed placed = place_board(h, 6, 9, {13}, 0, 5);
+    const PanovalMeasureTarget stray = image_of_circle(h, 13 % 9 + 0.15, 1, 0.3);
+    placed.targets.push_back(stray);
+    const Answer answer = order(placed, 6, 9);
+    ASSERT_EQ(answer.code, PANOVAL_MEASURE_OK);
+    EXPECT_EQ(answer.cells[13].target, -1);
+    EXPECT_EQ(answer.grid.extra, 1);
+    EXPECT_LT(answer.grid.max_residual, 1e-6);
+}
+
 TEST(Grid, SaysWhenThereIsNoBoard)
 {
-    const Placed placed = place_board(view(9, 6, 0.5, 0.1), 6, 9, {}, 0, 5);
-    EXPECT_EQ(order(placed, 7, 9).code, PANOVAL_MEASURE_NO_GRID) << "a row too many";
-    EXPECT_EQ(order(placed, 6, 10).code, PANOVAL_MEASURE_NO_GRID);
-    EXPECT_EQ(order(placed, 30, 30).code, PANOVAL_MEASURE_NO_GRID);
-    Placed scattered;
     Random random(4);
-    for (int n = 0; n < 40; ++n) {
-        PanovalMeasureTarget target = {};
-        target.ellipse = {random.real(0, 1000), random.real(0, 1000), 8, 7, 0};
-        scattered.targets.push_back(target);
+    for (int trial = 0; trial < 20; ++trial) {
+        Placed scattered;
+        for (int n = 0; n < 40; ++n) {
+            PanovalMeasureTarget target = {};
+            target.ellipse = {random.real(0, 1000), random.real(0, 1000), 8, 7, 0};
+            scattered.targets.push_back(target);
+        }
+        EXPECT_EQ(order(scattered, 5, 8).code, PANOVAL_MEASURE_NO_GRID);
+        EXPECT_EQ(order(scattered, 4, 4).code, PANOVAL_MEASURE_NO_GRID);
     }
-    EXPECT_EQ(order(scattered, 5, 8).code, PANOVAL_MEASURE_NO_GRID);
+    EXPECT_EQ(order(place_board(view(9, 6, 0.5, 0.1), 6, 9, {}, 0, 5), 30, 30).code, PANOVAL_MEASURE_NO_GRID);
 }
 
 TEST(Grid, NamesWhatIsWrong)
