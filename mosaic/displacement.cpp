@@ -13,6 +13,7 @@ namespace
 {
 
 constexpr double kFinest = 0.05; // pixels: no block is believed to be more exact
+constexpr double kTelling = 4;   // times chance: what a correlation must lack to be noticed
 constexpr double kLoose = 0.3;   // pixels by which blocks of one displacement may differ beyond their uncertainty
 
 struct Voter {
@@ -40,9 +41,8 @@ Information soften(const Information& information, double by)
 // pixels it has. Where slopes are that gentle they say nothing about places.
 double believed_slopes(const BlockShift& block)
 {
-    constexpr double kGentle =
-        0.01; // levels squared / pixel^2, of prepared patches: 1 pixel changes a tenth of a level
-    constexpr double kClear = 0.03;
+    constexpr double kGentle = 0.02; // levels squared / pixel^2, of prepared patches
+    constexpr double kClear = 0.06;  // likewise: 1 pixel changes a quarter of a level
     const double slopes = (block.fit.gradients.xx + block.fit.gradients.yy) / (block.step * block.step);
     return std::clamp((slopes - kGentle) / (kClear - kGentle), 0.0, 1.0);
 }
@@ -158,6 +158,45 @@ bool is_empty_beside(double seen, double noise, double other_seen, double other_
     return other_seen > std::max(kVisible, kClearly * other_noise) && seen < kNothing * other_seen + 0.25 * noise;
 }
 
+Emptiness emptiness(double spread, double other_spread)
+{
+    constexpr double kHardly = 0.2;
+    constexpr double kVisible = 1; // level
+    return other_spread > kVisible && spread < kHardly * other_spread ? Emptiness::Possible : Emptiness::No;
+}
+
+bool has_one_value(const Patch& patch)
+{
+    constexpr float kSame = 0.25f; // level
+    float low = 1e9f;
+    float high = -1e9f;
+    for (std::size_t i = 0; i < patch.value.size(); ++i)
+        if (patch.known[i] != 0) {
+            low = std::min(low, patch.value[i]);
+            high = std::max(high, patch.value[i]);
+        }
+    return high - low <= kSame;
+}
+
+// Whether most cells differ though samples at the end of their range would not explain it, as they do a sky that is
+// white in one picture only.
+bool differ_beyond_range(const OverlapCells& cells)
+{
+    constexpr double kVisible = 1; // level
+    std::size_t differing = 0;
+    std::size_t known = 0;
+    for (std::size_t i = 0; i < cells.cells(); ++i) {
+        if (cells.known[i] == 0)
+            continue;
+        double most = 0;
+        for (std::size_t c = 0; c < cells.channels; ++c)
+            most = std::max(most, std::fabs(cells.difference(i, c)));
+        ++known;
+        differing += most > kVisible ? 1 : 0;
+    }
+    return 2 * differing > known;
+}
+
 } // namespace
 
 bool is_coding_alone(const BlockShift& block)
@@ -166,13 +205,20 @@ bool is_coding_alone(const BlockShift& block)
     return block.is_coded && std::min(block.fit.variance_first, block.fit.variance_second) < kFaint;
 }
 
-MayBeEmpty find_empty(const OverlapCells& cells)
+EmptySides find_empty(const OverlapCells& cells)
 {
-    constexpr double kHardly = 0.2;
-    constexpr double kVisible = 1; // level
-    const double first = spread_of(brightness_of_cells(cells, false));
-    const double second = spread_of(brightness_of_cells(cells, true));
-    return {second > kVisible && first<kHardly * second, first> kVisible && second < kHardly * first};
+    const Patch first = brightness_of_cells(cells, false);
+    const Patch second = brightness_of_cells(cells, true);
+    const double in_first = spread_of(first);
+    const double in_second = spread_of(second);
+    EmptySides sides{emptiness(in_first, in_second), emptiness(in_second, in_first)};
+    if (differ_beyond_range(cells)) {
+        if (sides.first == Emptiness::Possible && has_one_value(first))
+            sides.first = Emptiness::Certain;
+        if (sides.second == Emptiness::Possible && has_one_value(second))
+            sides.second = Emptiness::Certain;
+    }
+    return sides;
 }
 
 namespace
@@ -194,73 +240,114 @@ double plain_variance(const std::vector<BlockShift>& blocks, const KnownNoise& n
     return kPlain + kOfNoise * std::max(noise.first, noise.second);
 }
 
-} // namespace
+// What all blocks say together.
+struct Poll {
+    std::vector<Voter> voters;
+    double matched = 0;    // weight of the voters
+    double mismatched = 0; // blocks that are found nowhere
+    double textured = 0;   // blocks that show anything
+    double empty_first = 0;
+    double empty_second = 0;
+};
 
-ShiftVote vote(const std::vector<BlockShift>& blocks, const KnownNoise& noise, const MayBeEmpty& may_be_empty)
+void count_empty(const BlockShift& block, const KnownNoise& noise, const Seen& seen, double expected, Poll& poll)
 {
-    constexpr double kTelling = 4;    // times chance: what a correlation must lack to be noticed
+    const bool is_empty_first = is_empty_beside(seen.first, noise.first, seen.second, noise.second);
+    const bool is_empty_second = is_empty_beside(seen.second, noise.second, seen.first, noise.first);
+    poll.textured += is_empty_first || is_empty_second || expected > kTelling * block.chance ? 1 : 0;
+    poll.empty_first += is_empty_first ? 1 : 0;
+    poll.empty_second += is_empty_second ? 1 : 0;
+}
+
+// strange  what the block counts where it shows something that is found nowhere
+void ask(const BlockShift& block, const KnownNoise& noise, double plain, double strange, Poll& poll)
+{
     constexpr double kVisible = 0.25; // levels squared, of prepared patches: less has no say; coding may be all of it
     constexpr double kOfExpected = 0.3;
     constexpr double kOfNoise = 0.08; // of as little as that chance alone may make some
-    const double plain = plain_variance(blocks, noise);
-    ShiftVote result;
-    std::vector<Voter> voters;
-    double matched = 0;
-    double mismatched = 0;
-    double textured = 0;
-    double empty_first = 0;
-    double empty_second = 0;
-    for (const BlockShift& block : blocks) {
-        if (!block.fit.is_valid || is_coding_alone(block))
-            continue;
-        const Seen seen = seen_in(block, noise);
-        const double variances = block.fit.variance_first * block.fit.variance_second;
-        const double expected = variances > 0 ? std::sqrt(seen.first * seen.second / variances) : 0;
-        const bool is_telling = expected - std::max(block.fit.correlation, 0.0) > kTelling * chance_at(block) &&
-                                std::min(seen.first, seen.second) > plain;
-        if (is_matched(block) && block.fit.correlation > kOfExpected * expected &&
-            std::min(block.fit.variance_first, block.fit.variance_second) > kVisible &&
-            std::min(seen.first, seen.second) > kOfNoise * std::max(noise.first, noise.second)) {
-            voters.push_back(make_voter(block));
-            matched += voters.back().weight;
-        } else if (is_telling && block.strange >= block.agreeing) {
-            mismatched += block.step > 1 && blocks.size() > 2 ? 0.5 : 1; // reduced, what moved reaches farther
-        }
-        const bool is_empty_first = is_empty_beside(seen.first, noise.first, seen.second, noise.second);
-        const bool is_empty_second = is_empty_beside(seen.second, noise.second, seen.first, noise.first);
-        textured += is_empty_first || is_empty_second || expected > kTelling * block.chance ? 1 : 0;
-        empty_first += is_empty_first ? 1 : 0;
-        empty_second += is_empty_second ? 1 : 0;
+    const Seen seen = seen_in(block, noise);
+    const double seen_in_both = std::min(seen.first, seen.second);
+    const double variances = block.fit.variance_first * block.fit.variance_second;
+    const double expected = variances > 0 ? std::sqrt(seen.first * seen.second / variances) : 0;
+    const bool is_telling =
+        expected - std::max(block.fit.correlation, 0.0) > kTelling * chance_at(block) && seen_in_both > plain;
+    if (is_matched(block) && block.fit.correlation > kOfExpected * expected &&
+        std::min(block.fit.variance_first, block.fit.variance_second) > kVisible &&
+        seen_in_both > kOfNoise * std::max(noise.first, noise.second)) {
+        poll.voters.push_back(make_voter(block));
+        poll.matched += poll.voters.back().weight;
+    } else if (is_telling && block.strange >= block.agreeing) {
+        poll.mismatched += strange;
     }
-    if (may_be_empty.first && empty_first > 0.6 * textured)
-        result.empty = false;
-    else if (may_be_empty.second && empty_second > 0.6 * textured)
-        result.empty = true;
-    const double total = matched + mismatched;
-    result.weight = total / (total + 0.5);
-    if (total <= 0)
-        return result;
-    result.mismatch = mismatched / total;
+    count_empty(block, noise, seen, expected, poll);
+}
+
+Poll ask_all(const std::vector<BlockShift>& blocks, const KnownNoise& noise)
+{
+    const double plain = plain_variance(blocks, noise);
+    Poll poll;
+    for (const BlockShift& block : blocks)
+        if (block.fit.is_valid && !is_coding_alone(block)) // reduced, what moved reaches farther
+            ask(block, noise, plain, block.step > 1 && blocks.size() > 2 ? 0.5 : 1, poll);
+    return poll;
+}
+
+// false: the first picture, true: the second.
+std::optional<bool> empty_side(const Poll& poll, const EmptySides& sides)
+{
+    const auto is_empty = [&](Emptiness side, double blocks) {
+        return side == Emptiness::Certain || (side == Emptiness::Possible && blocks > 0.6 * poll.textured);
+    };
+    if (is_empty(sides.first, poll.empty_first))
+        return false;
+    if (is_empty(sides.second, poll.empty_second))
+        return true;
+    return std::nullopt;
+}
+
+Party heaviest_party(const std::vector<Voter>& voters)
+{
     Party winner;
     for (const Voter& voter : voters) {
         const Party party = party_of(voter, voters);
         if (party.weight > winner.weight)
             winner = party;
     }
-    if (winner.weight <= 0)
-        return result;
+    return winner;
+}
+
+void tell_displacement(const Poll& poll, const Party& winner, ShiftVote& result)
+{
+    constexpr double kUncertain = 0.25; // pixels: halves the confidence
+    constexpr double kLeast = 0.3;
     const double length = std::sqrt(winner.x * winner.x + winner.y * winner.y);
-    result.displaced_by = 2 * winner.weight > matched ? length : median_length(voters, matched);
+    result.displaced_by = 2 * winner.weight > poll.matched ? length : median_length(poll.voters, poll.matched);
     if (length > 0) { // along the displacement
         const Information covariance = soften(winner.information, 0.01).inverse();
         result.uncertainty = std::sqrt(covariance.distance(winner.x / length, winner.y / length));
     }
-    constexpr double kUncertain = 0.25; // pixels: halves the confidence
-    constexpr double kLeast = 0.3;
     const double variance = 1 / std::max(winner.information.weaker(), 1e-9);
+    const double total = poll.matched + poll.mismatched;
     const double confidence = winner.weight / total / (1 + variance / (kUncertain * kUncertain));
     if (confidence >= kLeast)
         result.displacement = Displacement{winner.x, winner.y, confidence};
+}
+
+} // namespace
+
+ShiftVote vote(const std::vector<BlockShift>& blocks, const KnownNoise& noise, const EmptySides& empty_sides)
+{
+    const Poll poll = ask_all(blocks, noise);
+    ShiftVote result;
+    result.empty = empty_side(poll, empty_sides);
+    const double total = poll.matched + poll.mismatched;
+    result.weight = total / (total + 0.5);
+    if (total <= 0)
+        return result;
+    result.mismatch = poll.mismatched / total;
+    const Party winner = heaviest_party(poll.voters);
+    if (winner.weight > 0)
+        tell_displacement(poll, winner, result);
     return result;
 }
 

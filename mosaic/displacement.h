@@ -60,15 +60,18 @@ bool is_matched(const BlockShift& block);
 // Whether what it shows are faint squares of coding, which say nothing about places and sharpness.
 bool is_coding_alone(const BlockShift& block);
 
-// May the one or the other picture be empty, as its cells say?
-struct MayBeEmpty {
-    bool first = false;
-    bool second = false;
+// Whether a picture shows nothing where the other one does, as their cells say.
+enum class Emptiness { No, Possible, Certain };
+
+struct EmptySides {
+    Emptiness first = Emptiness::No;
+    Emptiness second = Emptiness::No;
 };
 
-// One picture varies in brightness all over the overlap, and the other one hardly does.
-MayBeEmpty find_empty(const OverlapCells& cells);
+// Possible where the other picture varies in brightness all over the overlap, and this one hardly does; certain where
+// this one has one value everywhere, and no end of the range of samples explains it.
+EmptySides find_empty(const OverlapCells& cells);
 
-ShiftVote vote(const std::vector<BlockShift>& blocks, const KnownNoise& noise, const MayBeEmpty& may_be_empty);
+ShiftVote vote(const std::vector<BlockShift>& blocks, const KnownNoise& noise, const EmptySides& empty_sides);
 
 } // namespace panoval::mosaic

@@ -339,15 +339,41 @@ ShiftFit fit_most(const Patch& first, const Patch& second, double x, double y)
     return fit;
 }
 
+constexpr std::size_t kSquare = 12; // pixels a side
+
 // Sums over one small square of both patches.
 struct Square {
     double count = 0;
     double a = 0, b = 0, aa = 0, ab = 0, bb = 0;
 
+    void add(double p, double q)
+    {
+        count += 1;
+        a += p;
+        b += q;
+        aa += p * p;
+        ab += p * q;
+        bb += q * q;
+    }
     double variance_first() const { return aa / count - a / count * (a / count); }
     double variance_second() const { return bb / count - b / count * (b / count); }
     double covariance() const { return ab / count - a / count * (b / count); }
 };
+
+enum class Sameness { Nothing, Same, Strange };
+
+Sameness compare(const Square& square, double noise)
+{
+    constexpr double kShows = 2.5;     // times the noise
+    constexpr double kTheSame = 0.5;   // of the variance that both have on average
+    constexpr double kRounding = 0.02; // levels squared
+    if (2 * square.count < kSquare * kSquare)
+        return Sameness::Nothing;
+    const double shown = 0.5 * (square.variance_first() + square.variance_second());
+    if (shown < kShows * noise + kRounding)
+        return Sameness::Nothing;
+    return square.covariance() > kTheSame * (shown - noise) ? Sameness::Same : Sameness::Strange;
+}
 
 } // namespace
 
@@ -358,43 +384,28 @@ ShiftFit fit_shift(const Patch& first, const Patch& second, double x, double y)
 
 Agreement agreement_at(const Patch& first, const Patch& second, double x, double y, double noise)
 {
-    constexpr std::size_t kSide = 12;  // pixels
-    constexpr double kShows = 2.5;     // times the noise
-    constexpr double kTheSame = 0.5;   // of the variance that both have on average
-    constexpr double kRounding = 0.02; // levels squared
     Warped warped;
     warp(second, first.rect, x, y, warped);
     Agreement result;
     result.is_strange.resize(first.value.size());
     const std::size_t width = first.width();
-    for (std::size_t top = 0; top < first.height(); top += kSide)
-        for (std::size_t left = 0; left < width; left += kSide) {
+    for (std::size_t top = 0; top < first.height(); top += kSquare)
+        for (std::size_t left = 0; left < width; left += kSquare) {
             Square square;
-            const std::size_t bottom = std::min(top + kSide, first.height());
-            const std::size_t right = std::min(left + kSide, width);
+            const std::size_t bottom = std::min(top + kSquare, first.height());
+            const std::size_t right = std::min(left + kSquare, width);
             for (std::size_t v = top; v < bottom; ++v)
                 for (std::size_t i = v * width + left; i < v * width + right; ++i)
-                    if ((first.known[i] & warped.known[i]) != 0) {
-                        const double p = static_cast<double>(first.value[i]);
-                        const double q = static_cast<double>(warped.value[i]);
-                        square.count += 1;
-                        square.a += p;
-                        square.b += q;
-                        square.aa += p * p;
-                        square.ab += p * q;
-                        square.bb += q * q;
-                    }
-            if (2 * square.count < kSide * kSide)
+                    if ((first.known[i] & warped.known[i]) != 0)
+                        square.add(static_cast<double>(first.value[i]), static_cast<double>(warped.value[i]));
+            const Sameness sameness = compare(square, noise);
+            result.agreeing += sameness == Sameness::Same ? 1 : 0;
+            if (sameness != Sameness::Strange)
                 continue;
-            const double shown = 0.5 * (square.variance_first() + square.variance_second());
-            if (shown < kShows * noise + kRounding)
-                continue;
-            const bool is_same = square.covariance() > kTheSame * (shown - noise);
-            (is_same ? result.agreeing : result.strange) += 1;
-            if (!is_same)
-                for (std::size_t v = top; v < bottom; ++v)
-                    std::fill_n(result.is_strange.begin() + static_cast<std::ptrdiff_t>(v * width + left), right - left,
-                                std::uint8_t{1});
+            result.strange += 1;
+            for (std::size_t v = top; v < bottom; ++v)
+                std::fill_n(result.is_strange.begin() + static_cast<std::ptrdiff_t>(v * width + left), right - left,
+                            std::uint8_t{1});
         }
     return result;
 }

@@ -26,7 +26,7 @@ namespace
 struct Facts {
     OverlapVerdict verdict;
     std::vector<BlockShift> blocks;
-    MayBeEmpty may_be_empty;
+    EmptySides empty_sides;
     double level = 0; // mean brightness of both, of 255
 };
 
@@ -57,7 +57,7 @@ KnownNoise noise_of_blocks(const std::vector<BlockShift>& blocks)
 void look_for_ghosts(const PictureSource& source, const OverlapCells& cells, const ToneModel& tone,
                      const std::vector<std::uint8_t>& owners, Facts& facts)
 {
-    const ShiftVote found = vote(facts.blocks, noise_of_blocks(facts.blocks), facts.may_be_empty);
+    const ShiftVote found = vote(facts.blocks, noise_of_blocks(facts.blocks), facts.empty_sides);
     if (found.empty || (found.mismatch > 0.5 && found.weight > 0.5))
         return; // everything differs
     facts.verdict.ghosts = find_ghosts(cells, tone, owners, found.displacement.value_or(Displacement{}), source.layout);
@@ -84,6 +84,7 @@ void tell_tone(const OverlapCells& cells, const ToneModel& tone, const std::vect
     verdict.step = step.levels;
     verdict.has_seam = step.has_seam;
     verdict.tone = tone.curve();
+    verdict.unevenness = tone.unevenness();
     verdict.offset = tone.offset();
 }
 
@@ -102,7 +103,7 @@ Facts measure_overlap(const PictureSource& source, const Overlap& overlap, const
     verdict.after = cells.after;
     const ToneModel rough_tone(cells);
     facts.blocks = measure_blocks(source, cells, rough_tone);
-    facts.may_be_empty = find_empty(cells);
+    facts.empty_sides = find_empty(cells);
     facts.level = mean_level(cells);
     const std::vector<std::uint8_t> owners = owners_of_cells(cells, source.layout, seams);
     look_for_ghosts(source, cells, rough_tone, owners, facts);
@@ -161,12 +162,14 @@ std::vector<double> noise_of_pictures(std::size_t pictures, const std::vector<Fa
 }
 
 // Detail that both blocks share tells which of them is softer; noise is in neither of the products.
-void measure_sharpness(const std::vector<BlockShift>& blocks, const KnownNoise& noise, OverlapVerdict& verdict)
+// rounding  what that of samples leaves in prepared patches; calm places show none of it
+void measure_sharpness(const std::vector<BlockShift>& blocks, const KnownNoise& noise, double rounding,
+                       OverlapVerdict& verdict)
 {
     constexpr double kNoiseInDetail = 0.143; // of the variance of noise in prepared patches
     constexpr double kClearly = 0.5;         // of the noise
     constexpr double kShared = 0.85;
-    constexpr double kLeastNoise = 0.001; // level squared
+    constexpr double kLeast = 0.001; // level squared
     double first = 0;
     double second = 0;
     double shared = 0;
@@ -178,19 +181,20 @@ void measure_sharpness(const std::vector<BlockShift>& blocks, const KnownNoise& 
         first += block.detail_first;
         second += block.detail_second;
         shared += block.detail_shared;
-        noise_first += kNoiseInDetail * std::max(noise.first, most_noise(block, false));
-        noise_second += kNoiseInDetail * std::max(noise.second, most_noise(block, true));
+        noise_first += kNoiseInDetail * std::max({noise.first, most_noise(block, false), rounding});
+        noise_second += kNoiseInDetail * std::max({noise.second, most_noise(block, true), rounding});
     }
     // Noise may be more than the calm places say, as where it grows with the light: what both have beyond what they
     // share is noise, in proportion. One that is not sharp has next to nothing beyond.
-    const double grown = std::max(1.0, std::min((first - shared) / std::max(noise_first, kLeastNoise),
-                                                (second - shared) / std::max(noise_second, kLeastNoise)));
+    const double grown = std::max(1.0, std::min((first - shared) / std::max(noise_first, kLeast),
+                                                (second - shared) / std::max(noise_second, kLeast)));
     const double clean_first = first - grown * noise_first;
     const double clean_second = second - grown * noise_second;
     const double sharper = std::max(clean_first, clean_second);
     const double softer = std::max(0.0, std::min(clean_first, clean_second));
+    verdict.is_sharpness_known = sharper >= kClearly * grown * std::max(noise_first, noise_second) + kLeast;
     // What is not sharp shares less with the other picture, too; a wrong idea of its noise would not change that.
-    if (sharper < kClearly * grown * std::max(noise_first, noise_second) + 0.001 || shared > kShared * sharper)
+    if (!verdict.is_sharpness_known || shared > kShared * sharper)
         return;
     const double ratio = std::sqrt(softer / sharper);
     verdict.sharpness = clean_second < clean_first ? ratio : 1 / std::max(ratio, 0.01);
@@ -214,7 +218,7 @@ void settle_overlap(Facts& facts, const Layout& layout, const Corrections& corre
 {
     OverlapVerdict& verdict = facts.verdict;
     const KnownNoise noise{noise_of_picture[verdict.first], noise_of_picture[verdict.second]};
-    const ShiftVote found = vote(facts.blocks, noise, facts.may_be_empty);
+    const ShiftVote found = vote(facts.blocks, noise, facts.empty_sides);
     verdict.noise = std::sqrt(0.5 * (noise.first + noise.second) / kNoiseLeft);
     verdict.displacement = found.displacement;
     verdict.displaced_by = found.displaced_by;
@@ -227,7 +231,9 @@ void settle_overlap(Facts& facts, const Layout& layout, const Corrections& corre
         verdict.displacement.reset();
     if (found.empty)
         verdict.empty = *found.empty ? verdict.second : verdict.first;
-    measure_sharpness(facts.blocks, with_gains(noise, layout, corrections, verdict), verdict);
+    const double unit = 255.0 / static_cast<double>(layout.largest_sample());
+    measure_sharpness(facts.blocks, with_gains(noise, layout, corrections, verdict), kNoiseLeft * unit * unit / 12,
+                      verdict);
 }
 
 std::vector<Facts> measure_all(const PictureSource& source, const std::vector<Overlap>& overlaps, const SeamMap& seams,

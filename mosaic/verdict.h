@@ -65,7 +65,9 @@ struct OverlapVerdict {
     double step = 0;                          // brightness or colour left along the seam, levels of 255
     double tone = 0;                          // difference in the curves of brightness, levels of 255
     double offset = 0;                        // mean difference over all of the overlap, levels of 255
+    double unevenness = 0;                    // part of the difference that depends on the place, levels of 255
     double sharpness = 1;                     // detail of the second picture relative to the first
+    bool is_sharpness_known = false;          // enough detail to compare
     double noise = 0;                         // of one pixel, levels of 255
     std::vector<Ghost> ghosts;                // the worst first
     bool has_seam = false;                    // the two pictures meet along a seam

@@ -16,7 +16,7 @@ namespace
 
 constexpr double kOfEach = 0.3;      // for each misfit
 constexpr double kFitsAnyhow = 0.75; // for an overlap of a misfit that fits
-constexpr double kNotTheSuspect = 0.2;
+constexpr double kNotTheSuspect = 0.5;
 
 class Court
 {

@@ -90,7 +90,7 @@ ToneModel::ToneModel(const OverlapCells& cells)
         scale_levels(sample, c, channel);
         Samples samples = gather(sample, c, channel);
         fit(samples, channel);
-        measure_curve(samples, channel);
+        measure_parts(samples, channel);
         channel.offset = median_of(samples.differences);
     }
 }
@@ -201,18 +201,21 @@ void ToneModel::measure_spread(Samples& samples, Channel& channel)
     channel.spread = kToDeviation * median_of(sizes);
 }
 
-void ToneModel::measure_curve(const Samples& samples, Channel& channel)
+void ToneModel::measure_parts(const Samples& samples, Channel& channel)
 {
     double curve = 0;
     double mean = 0;
+    double place = 0;
     double fitting = 0;
     for (std::size_t i = 0; i < samples.terms.size(); ++i) {
         if (std::fabs(samples.rest[i]) > 5 * std::max(channel.spread, kFinest))
             continue;
         const Terms& t = samples.terms[i];
         const double part = channel.factor[6] * t[6] + channel.factor[7] * t[7];
+        const double rest = product(channel.factor, t) - part;
         curve += part * part;
         mean += part;
+        place += rest * rest;
         fitting += 1;
     }
     if (fitting <= 0)
@@ -221,6 +224,7 @@ void ToneModel::measure_curve(const Samples& samples, Channel& channel)
     const double by_chance = 16 * 2 * channel.spread * channel.spread / fitting;
     const double variance = curve / fitting - mean / fitting * (mean / fitting);
     channel.curve = std::sqrt(std::max(0.0, variance - by_chance));
+    channel.unevenness = std::sqrt(place / fitting);
 }
 
 void ToneModel::at_row(std::size_t y, std::size_t c, std::span<double> out) const
@@ -239,20 +243,27 @@ void ToneModel::at_row(std::size_t y, std::size_t c, std::span<double> out) cons
     }
 }
 
-double ToneModel::offset() const
+double ToneModel::most(double Channel::*value) const
 {
     double most = 0;
     for (std::size_t c = 0; c < cells_.channels; ++c)
-        most = std::max(most, std::fabs(channels_[c].offset));
+        most = std::max(most, std::fabs(channels_[c].*value));
     return most;
+}
+
+double ToneModel::offset() const
+{
+    return most(&Channel::offset);
 }
 
 double ToneModel::curve() const
 {
-    double most = 0;
-    for (std::size_t c = 0; c < cells_.channels; ++c)
-        most = std::max(most, channels_[c].curve);
-    return most;
+    return most(&Channel::curve);
+}
+
+double ToneModel::unevenness() const
+{
+    return most(&Channel::unevenness);
 }
 
 namespace

@@ -32,6 +32,8 @@ public:
     double spread(std::size_t c) const { return channels_[c].spread; }
     // Standard deviation over the overlap of the part that depends on the level; of the channel with most of it.
     double curve() const;
+    // Root mean square over the overlap of the part that depends on the place; of the channel with most of it.
+    double unevenness() const;
     // Median difference over the overlap; of the channel with the largest.
     double offset() const;
 
@@ -44,6 +46,7 @@ private:
         double highest = 0;
         double spread = 0;
         double curve = 0;
+        double unevenness = 0;
         double offset = 0;
     };
 
@@ -56,13 +59,14 @@ private:
         std::vector<double> rest; // what the fit leaves of them
     };
 
+    double most(double Channel::*value) const;
     Terms terms(std::size_t cell, double level, const Channel& channel) const;
     double level_around(std::size_t cell, std::size_t c) const;
     void scale_levels(const std::vector<std::size_t>& sample, std::size_t c, Channel& channel) const;
     Samples gather(const std::vector<std::size_t>& sample, std::size_t c, const Channel& channel) const;
     static void fit(Samples& samples, Channel& channel);
     static void measure_spread(Samples& samples, Channel& channel);
-    static void measure_curve(const Samples& samples, Channel& channel);
+    static void measure_parts(const Samples& samples, Channel& channel);
 
     const OverlapCells& cells_;
     std::vector<double> across_; // of each column, where it lies

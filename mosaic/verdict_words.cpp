@@ -84,15 +84,23 @@ std::vector<Fault> place_faults(const Layout& layout, const OverlapVerdict& over
              "the pictures are displaced by " + fixed(overlap.displaced_by, 1) + " pixels"}};
 }
 
-// What a difference in the curves of brightness must reach to be remarkable among these overlaps.
+// What a difference in the curves of brightness must reach to be remarkable among these overlaps. Of few, one picture's
+// fault may be in all; there only uneven light counts.
 double tone_limit(const Verdict& verdict)
 {
     constexpr double kRemarkable = 8; // times the usual
+    constexpr double kOfUnevenness = 0.3;
+    constexpr std::size_t kFew = 4;
     std::vector<double> tones;
-    for (const OverlapVerdict& overlap : verdict.overlaps)
+    double unevenness = 0;
+    for (const OverlapVerdict& overlap : verdict.overlaps) {
         tones.push_back(overlap.tone);
+        unevenness = std::max(unevenness, overlap.unevenness);
+    }
     if (tones.empty())
         return kToneLook;
+    if (tones.size() < kFew)
+        return std::min(kToneLeast + kOfUnevenness * unevenness, kToneLook);
     const auto usual = tones.begin() + static_cast<std::ptrdiff_t>(tones.size() / 4); // half may be one picture's
     std::nth_element(tones.begin(), usual, tones.end());
     return std::clamp(kRemarkable * *usual, kToneLeast, kToneLook);
@@ -142,6 +150,14 @@ void describe(const Layout& layout, double tone_look, OverlapVerdict& overlap)
         overlap.explanation = "Nothing differs; there is too little to see to tell whether the places are right.";
 }
 
+// How clearly the pictures differ beyond their noise, though nothing tells whether by their places: too little to blame
+// anybody, and enough to tell which of two is wrong.
+double hint(const OverlapVerdict& overlap)
+{
+    constexpr double kHint = 0.03; // that is said to be against an overlap
+    return kHint * ramp(overlap.after.mean, 0.5 + 2 * overlap.noise, 2 + 5 * overlap.noise);
+}
+
 Evidence about_place(const OverlapVerdict& overlap, double)
 {
     Evidence evidence{overlap.first, overlap.second, 0, 0, overlap.empty};
@@ -154,7 +170,16 @@ Evidence about_place(const OverlapVerdict& overlap, double)
                            ? sure * ramp(overlap.displaced_by, kDisplacedLook - 0.1, kDisplacedLook + 0.2)
                            : 0;
     evidence.in_favour = sure * (1 - ramp(overlap.displaced_by, 0.5 * kFits, kFits + 0.1));
+    if (evidence.against <= 0)
+        evidence.against = (1 - evidence.in_favour) * hint(overlap);
     return evidence;
+}
+
+// Not the step: vignetting leaves one at every seam, though of no one's fault. It may look like a curve, too.
+double tone_levels(const OverlapVerdict& overlap)
+{
+    constexpr double kOfUnevenness = 0.5;
+    return std::max(overlap.tone - kOfUnevenness * overlap.unevenness, 0.75 * overlap.offset);
 }
 
 Evidence about_tone(const OverlapVerdict& overlap, double tone_look)
@@ -162,8 +187,7 @@ Evidence about_tone(const OverlapVerdict& overlap, double tone_look)
     Evidence evidence{overlap.first, overlap.second, 0, 0, std::nullopt};
     if (overlap.empty || overlap.is_mismatch || is_displaced(overlap, kDisplacedLook))
         return evidence;
-    // Not the step: vignetting leaves one at every seam, though of no one's fault.
-    const double levels = std::max(overlap.tone, 0.75 * overlap.offset);
+    const double levels = tone_levels(overlap);
     evidence.against = ramp(levels, 0.7 * tone_look, 1.2 * tone_look);
     evidence.in_favour = 1 - ramp(levels, 0.3 * tone_look, 0.7 * tone_look);
     return evidence;
@@ -172,7 +196,7 @@ Evidence about_tone(const OverlapVerdict& overlap, double tone_look)
 Evidence about_sharpness(const OverlapVerdict& overlap, double)
 {
     Evidence evidence{overlap.first, overlap.second, 0, 0, std::nullopt};
-    if (overlap.empty || overlap.is_mismatch)
+    if (overlap.empty || overlap.is_mismatch || !overlap.is_sharpness_known)
         return evidence;
     const double soft = softness(overlap);
     evidence.against = 1 - ramp(soft, kSoft, kSharpEnough);
@@ -182,13 +206,31 @@ Evidence about_sharpness(const OverlapVerdict& overlap, double)
     return evidence;
 }
 
-bool is_explained_by_swap(const Verdict& verdict, const OverlapVerdict& overlap)
+bool touches(const OverlapVerdict& overlap, const std::vector<std::size_t>& pictures)
 {
-    for (const auto& pair : verdict.swapped)
-        for (const std::size_t picture : pair)
-            if (picture == overlap.first || picture == overlap.second)
-                return true;
-    return false;
+    return std::any_of(pictures.begin(), pictures.end(),
+                       [&](std::size_t picture) { return picture == overlap.first || picture == overlap.second; });
+}
+
+double median_of(std::vector<double> values)
+{
+    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), middle, values.end());
+    return *middle;
+}
+
+// Whether overlaps of others are about as uneven in brightness: then the lens is to blame, or the light.
+bool is_common(const Verdict& verdict, const std::vector<std::size_t>& misfits)
+{
+    constexpr double kStandsOut = 2;
+    std::vector<double> own;
+    std::vector<double> others;
+    for (const OverlapVerdict& overlap : verdict.overlaps)
+        if (touches(overlap, misfits))
+            own.push_back(tone_levels(overlap));
+        else if (!touches(overlap, verdict.misfits))
+            others.push_back(std::max(tone_levels(overlap), overlap.unevenness));
+    return !own.empty() && !others.empty() && kStandsOut * median_of(others) > median_of(own);
 }
 
 void name_swapped(const Layout& layout, Verdict& verdict)
@@ -202,14 +244,22 @@ void name_swapped(const Layout& layout, Verdict& verdict)
     }
 }
 
-void blame(const Layout& layout, Evidence (*about)(const OverlapVerdict&, double), const char* what, Verdict& verdict)
+using About = Evidence (*)(const OverlapVerdict&, double);
+
+// What pictures that were named before explain is no matter of others.
+std::vector<std::size_t> find_misfits(const Layout& layout, About about, const Verdict& verdict)
 {
     std::vector<Evidence> evidence;
     const double tone_look = tone_limit(verdict);
     for (const OverlapVerdict& overlap : verdict.overlaps)
-        if (!is_explained_by_swap(verdict, overlap))
+        if (!touches(overlap, verdict.misfits))
             evidence.push_back(about(overlap, tone_look));
-    for (const std::size_t misfit : find_misfits(layout.pictures.size(), evidence)) {
+    return find_misfits(layout.pictures.size(), evidence);
+}
+
+void blame(const Layout& layout, const std::vector<std::size_t>& misfits, const char* what, Verdict& verdict)
+{
+    for (const std::size_t misfit : misfits) {
         verdict.misfits.push_back(misfit);
         verdict.word = std::max(verdict.word, Word::Look); // little here and there may be enough to tell
         verdict.reasons.push_back(name_of(layout, misfit) + what);
@@ -252,9 +302,11 @@ void put_into_words(const Layout& layout, Verdict& verdict)
     }
     judge_cover(verdict);
     name_swapped(layout, verdict);
-    blame(layout, about_place, " does not fit its neighbours.", verdict);
-    blame(layout, about_tone, " differs from its neighbours in brightness or colour.", verdict);
-    blame(layout, about_sharpness, " is less sharp than its neighbours.", verdict);
+    blame(layout, find_misfits(layout, about_place, verdict), " does not fit its neighbours.", verdict);
+    blame(layout, find_misfits(layout, about_sharpness, verdict), " is less sharp than its neighbours.", verdict);
+    const std::vector<std::size_t> uneven = find_misfits(layout, about_tone, verdict);
+    if (!is_common(verdict, uneven))
+        blame(layout, uneven, " differs from its neighbours in brightness or colour.", verdict);
     std::sort(verdict.misfits.begin(), verdict.misfits.end());
     verdict.misfits.erase(std::unique(verdict.misfits.begin(), verdict.misfits.end()), verdict.misfits.end());
     for (const Word word : {Word::Bad, Word::Look}) {

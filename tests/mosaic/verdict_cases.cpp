@@ -151,7 +151,8 @@ private:
             expected = {false, false, true, {}, true};
         if (is_fault("swapped"))
             expected.misfits = {std::min(made_.culprit, other()), std::max(made_.culprit, other())};
-        const bool is_about_brightness = is_fault("black") || is_fault("blank") || is_fault("negative");
+        const bool is_about_brightness =
+            is_fault("black") || is_fault("blank") || is_fault("white") || is_fault("negative");
         const bool can_be_hidden = fault_.rfind("shift", 0) == 0 || is_fault("swapped") || is_fault("twice") ||
                                    is_fault("turned") || is_fault("gamma") || is_about_brightness;
         if (kind_.shows_nothing && can_be_hidden) // brightness is what gains are for
@@ -214,6 +215,8 @@ private:
             fill(picture, 0);
         else if (is_fault("blank"))
             fill(picture, 0.5);
+        else if (is_fault("white"))
+            fill(picture, 1);
         else if (is_fault("turned"))
             picture.turn();
         else if (is_fault("negative"))
@@ -244,9 +247,9 @@ std::vector<std::string> verdict_scenes()
 
 std::vector<std::string> verdict_faults()
 {
-    return {"none",       "noise",   "unequal", "dim",    "exposures", "coding", "coarse",  "masks",
-            "vignetting", "shift1",  "shift2",  "shift3", "shift6",    "thing",  "gap",     "gamma",
-            "blur",       "swapped", "twice",   "black",  "blank",     "turned", "negative"};
+    return {"none",       "noise",   "unequal", "dim",    "exposures", "coding", "coarse", "masks",
+            "vignetting", "shift1",  "shift2",  "shift3", "shift6",    "thing",  "gap",    "gamma",
+            "blur",       "swapped", "twice",   "black",  "blank",     "white",  "turned", "negative"};
 }
 
 VerdictCase make_verdict_case(const std::string& scene, const std::string& fault, std::uint64_t seed)

@@ -40,7 +40,7 @@ TEST_P(EveryFault, IsJudgedRightly)
 INSTANTIATE_TEST_SUITE_P(Verdict, EveryFault,
                          testing::Values("none", "noise", "unequal", "dim", "exposures", "coding", "coarse", "masks",
                                          "vignetting", "shift1", "shift2", "shift3", "shift6", "thing", "gap", "gamma",
-                                         "blur", "swapped", "twice", "black", "blank", "turned", "negative"),
+                                         "blur", "swapped", "twice", "black", "blank", "white", "turned", "negative"),
                          [](const auto& fault) { return std::string(fault.param); });
 
 TEST(Verdict, MeasuresDisplacementsToASeventhOfAPixel)
