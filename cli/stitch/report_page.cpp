@@ -3,6 +3,7 @@
 
 #include "cli/base/common_options.h"
 #include "cli/base/errors.h"
+#include "cli/stitch/report_layout.h"
 #include "cli/stitch/report_seams.h"
 #include "cli/stitch/stitch_results.h"
 #include "image/data_uri.h"
@@ -48,18 +49,6 @@ std::string escaped(const std::string& text)
     return result;
 }
 
-const char* color_of(const Json& overlap)
-{
-    const std::string word = overlap["verdict"];
-    return word == "good" ? "#1a7f37" : word == "look" ? "#b58900" : "#c4291c";
-}
-
-int badness(const Json& overlap)
-{
-    const std::string word = overlap["verdict"];
-    return word == "bad" ? 2 : word == "look" ? 1 : 0;
-}
-
 // The worst first.
 std::vector<const Json*> overlaps_of(const ReportData& data)
 {
@@ -101,34 +90,6 @@ std::string preview_uri(const Image& preview)
     while ((uri = picture_data_uri(smaller)).size() > kMostPreviewBytes)
         smaller = halved(smaller);
     return uri;
-}
-
-std::string layout_drawing(const ReportData& data)
-{
-    const PanoramaPlan& plan = data.job.plan;
-    const double line = std::max(plan.width, plan.height) / 400.0;
-    std::string svg = concat("<svg class=\"layout\" viewBox=\"", -line, " ", -line, " ", plan.width + 2 * line, " ",
-                             plan.height + 2 * line, "\" role=\"img\" aria-label=\"layout\">\n");
-    std::vector<const Json*> overlaps = overlaps_of(data);
-    std::reverse(overlaps.begin(), overlaps.end()); // the worst on top
-    for (const Json* const drawn : overlaps) {
-        const Json& overlap = *drawn;
-        svg += concat("<rect x=\"", overlap["x"].get<std::int64_t>() - plan.origin.x, "\" y=\"",
-                      overlap["y"].get<std::int64_t>() - plan.origin.y, "\" width=\"",
-                      overlap["width"].get<std::int64_t>(), "\" height=\"", overlap["height"].get<std::int64_t>(),
-                      "\" fill=\"", color_of(overlap), "\" fill-opacity=\"", badness(overlap) == 0 ? "0.3" : "0.6",
-                      "\"/>\n");
-    }
-    svg += seam_drawing(data.job);
-    for (std::size_t i = 0; i < plan.layers.size(); ++i) {
-        const PlacedLayer& layer = plan.layers[i];
-        svg += concat("<rect x=\"", layer.corner.x, "\" y=\"", layer.corner.y, "\" width=\"", layer.info.width,
-                      "\" height=\"", layer.info.height, "\" fill=\"none\" stroke=\"#234\" stroke-width=\"", line,
-                      "\"/>\n<text x=\"", layer.corner.x + layer.info.width / 2, "\" y=\"",
-                      layer.corner.y + layer.info.height / 2, "\" font-size=\"", 12 * line,
-                      "\" text-anchor=\"middle\">", i + 1, "</text>\n");
-    }
-    return svg + "</svg>\n";
 }
 
 // Bars of the shares at each difference, after beside before. The last bar is cut off where it would leave the others
@@ -245,7 +206,9 @@ const char* const kStyle =
     "body{font:15px/1.45 system-ui,sans-serif;margin:2em auto;max-width:1240px;padding:0 1em;color:#1c2330}"
     "img{max-width:100%;border:1px solid #ccc}table{border-collapse:collapse;margin:1em 0}"
     "th,td{border-bottom:1px solid #ddd;padding:.35em .7em;text-align:left;vertical-align:top}"
-    ".layout{width:100%;max-height:420px}.bars{width:192px;height:50px}"
+    ".layout{width:100%;max-height:600px}.numbers{paint-order:stroke;stroke:#fff;stroke-width:.15em;stroke-linejoin:"
+    "round}"
+    ".bars{width:192px;height:50px}"
     ".summary{font-size:1.15em;padding:.6em .9em;background:#eef3f8;border-left:4px solid #2a6fb0}"
     ".before{color:#8a7238}.after{color:#2a6fb0}.wide{overflow-x:auto}"
     ".over{position:relative;width:fit-content}.over img{display:block;border:0}"
@@ -268,8 +231,10 @@ std::string report_page(const ReportData& data)
     page += concat("<p class=\"over\"><img id=\"panorama\" alt=\"the panorama\" src=\"", preview_uri(data.preview),
                    "\"><svg viewBox=\"0 0 ", plan.width, " ", plan.height,
                    "\" preserveAspectRatio=\"none\"><use href=\"#seams\"/></svg></p>\n");
-    page += concat("<h2>Layout</h2>\n<p>Overlaps are coloured by their verdict, seams are pink.</p>\n",
-                   layout_drawing(data));
+    page +=
+        concat("<h2>Layout</h2>\n<p>Overlaps are coloured by their verdict, seams are pink. Where there is no room for "
+               "every number, pictures that do not fit have theirs.</p>\n",
+               layout_drawing(data.job, overlaps_of(data)));
     std::string tables = concat("<h2>Pictures</h2>\n<div class=\"wide\"><table id=\"pictures\"><tr><th>number</th>"
                                 "<th>picture</th><th>x, y</th><th>size</th><th>gain</th></tr>\n",
                                 picture_rows(data), "</table></div>\n");
