@@ -120,7 +120,7 @@ bool find_facings(const PanovalMeasureEllipse& seen, Facing* facings) noexcept
     const Eigen::SelfAdjointEigenSolver<Matrix3d> solver(cone);
     if (solver.info() != Eigen::Success)
         return false;
-    const Vector3d values = solver.eigenvalues(); // rising: the first one is negative
+    const Vector3d& values = solver.eigenvalues(); // rising: the first one is negative
     if (!(values[0] < 0) || !(values[1] > 0))
         return false;
     const double range = values[2] - values[0];

@@ -146,10 +146,10 @@ std::string text_of_seams(const SeamMap& seams)
             continue;
         }
         writer.add_number(row.size());
-        std::int32_t first = 0;
+        std::int64_t first = 0;
         for (const SeamMap::Run& run : row) {
             writer.add_number(static_cast<std::uint64_t>(run.end - first));
-            writer.add_number(static_cast<std::uint64_t>(run.label + 1));
+            writer.add_number(static_cast<std::uint64_t>(std::int64_t{run.label} + 1));
             first = run.end;
         }
     }

@@ -50,7 +50,7 @@ public:
             return;
         std::uint8_t* const pixel = image_.row(static_cast<std::int32_t>(y)) + x * 3;
         const auto mix = [share](std::uint8_t below, std::uint8_t above) {
-            return static_cast<std::uint8_t>(below + (above - below) * share + 0.5);
+            return static_cast<std::uint8_t>(std::lround(below + (above - below) * share));
         };
         pixel[0] = mix(pixel[0], color.red);
         pixel[1] = mix(pixel[1], color.green);

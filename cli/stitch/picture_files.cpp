@@ -119,7 +119,7 @@ void PictureFiles::note_cover(std::size_t index, const PanovalMosaicRows& rows)
     entry.was_given.resize(static_cast<std::size_t>(picture.height));
     for (std::int32_t i = 0; i < rows.row_count; ++i) {
         const std::uint8_t* const mask = rows.mask + static_cast<std::size_t>(i) * rows.mask_stride;
-        const auto y = static_cast<std::size_t>(rows.first_row + i);
+        const auto y = static_cast<std::size_t>(rows.first_row) + static_cast<std::size_t>(i);
         if (std::any_of(mask, mask + picture.width, [](std::uint8_t value) { return value != 0; })) {
             entry.covers_any = true;
             return;

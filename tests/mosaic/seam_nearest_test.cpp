@@ -15,8 +15,6 @@ namespace panoval::mosaic::test
 namespace
 {
 
-using panoval::test::Random;
-
 SeamMap nearest(SeamReader& reader, std::size_t threads = 1)
 {
     NoProgress progress;
