@@ -99,8 +99,10 @@ BlockLevels block_levels(const GainBlocks& blocks, int channel, int channels, in
     levels.step_y = blocks.height / static_cast<double>(blocks.rows);
     for (std::size_t k = 0; k < blocks.blocks.size(); ++k) {
         BlockLevel level = mean_level(blocks.blocks[k], begin, end, levels.unit);
-        level.x = (2 * static_cast<double>(k % blocks.columns) + 1) / static_cast<double>(blocks.columns) - 1;
-        level.y = (2 * static_cast<double>(k / blocks.columns) + 1) / static_cast<double>(blocks.rows) - 1;
+        const std::size_t column = k % blocks.columns;
+        const std::size_t row = k / blocks.columns;
+        level.x = (2 * static_cast<double>(column) + 1) / static_cast<double>(blocks.columns) - 1;
+        level.y = (2 * static_cast<double>(row) + 1) / static_cast<double>(blocks.rows) - 1;
         levels.blocks.push_back(level);
     }
     measure_slopes(levels);

@@ -29,9 +29,11 @@ std::vector<Cell> cells_of(const SamplePairs& pairs)
 {
     std::vector<Cell> cells;
     for (std::size_t i = 1; i < pairs.count.size(); ++i) { // but two blacks
+        const std::size_t first = i / kSide;
+        const std::size_t second = i % kSide;
         const double count = pairs.count[i];
         if (count > 0)
-            cells.push_back({static_cast<double>(i / kSide), static_cast<double>(i % kSide), std::sqrt(count), count});
+            cells.push_back({static_cast<double>(first), static_cast<double>(second), std::sqrt(count), count});
     }
     return cells;
 }

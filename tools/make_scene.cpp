@@ -155,7 +155,7 @@ std::string write_shot(const Options& options, Image& image, int number, Json& e
 {
     const std::string stem = concat("picture", number);
     if (options.format != "pnm") {
-        const std::string name = stem + (options.format == "tiff" ? ".tif" : ".png");
+        std::string name = stem + (options.format == "tiff" ? ".tif" : ".png");
         write_image(options.folder + "/" + name, image);
         return name;
     }
@@ -209,9 +209,7 @@ void make(const Options& options)
                 options.folder.c_str());
 }
 
-} // namespace
-
-int main(int argc, char** argv)
+int make_scene(int argc, char** argv)
 {
     Options options;
     CLI::App program("Makes overlapping pictures of a scene, and layout.json for panoval stitch.", "make_scene");
@@ -233,6 +231,15 @@ int main(int argc, char** argv)
         return 0;
     } catch (const CLI::ParseError& error) {
         return program.exit(error);
+    }
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        return make_scene(argc, argv);
     } catch (const Failure& error) {
         std::fprintf(stderr, "make_scene: %s\n", error.what());
         return static_cast<int>(exit_code_of(error.fault()));

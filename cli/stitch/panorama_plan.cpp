@@ -63,7 +63,7 @@ std::vector<ImageInfo> layers_of(const PlacedInput& input, bool trusts_layout)
 {
     if (trusts_layout && input.told)
         return {*input.told};
-    const std::vector<ImageInfo> infos = probe_image(input.file);
+    std::vector<ImageInfo> infos = probe_image(input.file);
     const auto& told = input.told;
     if (told && (infos.size() != 1 || infos[0].width != told->width || infos[0].height != told->height ||
                  infos[0].channels != told->channels || infos[0].bits != told->bits))
