@@ -72,6 +72,7 @@ install(FILES include/panoval.h include/panoval_mosaic.h include/panoval_measure
         DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}" COMPONENT development)
 install(FILES libmath/libmath.h DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/libmath" COMPONENT development)
 
+panoval_pkg_config(libmath "The small linear algebra of Panoval" "-lmath" "" "-lstdc++ -lm")
 panoval_pkg_config(panoval "Blending, gains, filters, inpainting and shape detection on plain images" "-lpanoval" ""
                    "-lmath -lgomp -lstdc++ -lm")
 panoval_pkg_config(panoval_mosaic "Panoramas of any size within a fixed memory" "-lpanoval_mosaic" ""

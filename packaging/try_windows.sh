@@ -134,16 +134,18 @@ wine ./microsoft.exe || code=$?
 [ $code -eq 17 ] || fail "a host by lld-link ended with $code; expected 17"
 x86_64-w64-mingw32-objdump -p microsoft.exe | grep -q 'DLL Name: panoval_measure.dll' || fail "microsoft.exe does not load our libraries"
 
-echo "a host on the universal C run-time library"
+echo "a host on the universal C run-time library, which frees as docs/hosts.md and README.txt say"
+sed -n '/^```c/,/^```/p' "$tree/docs/hosts.md" | sed '1d;$d' >lines
+[ "$(wc -l <lines)" -eq 2 ] || fail "docs/hosts.md shows $(wc -l <lines) lines of C; expected 2"
+sed -n 's/^    \(.*FreeBlock.*;\)\r\{0,1\}$/\1/p' "$package/README.txt" | diff lines - || fail "README.txt says otherwise"
 cat >universal.c <<'TEXT'
 #include "panoval.h"
 #include <stdio.h>
 #include <string.h>
 #include <windows.h>
-typedef void (*FreeBlock)(void*);
 int main(void)
 {
-    FreeBlock free_block = (FreeBlock)(void*)GetProcAddress(GetModuleHandleA("msvcrt.dll"), "free");
+#include "lines"
     Matb mask = {0, 0, 0, NULL};
     int i;
     for (i = 0; i < 1000 && free_block != NULL; ++i) {

@@ -36,4 +36,7 @@ Mat mat_of(std::vector<std::uint8_t>& pixels, int channels);
 void print_library(std::vector<std::uint8_t>& grey, std::vector<std::uint8_t>& colour);
 void print_library_calls(std::vector<std::uint8_t>& grey);
 
+// Those of libmath.
+void print_libmath_calls();
+
 } // namespace panoval::bench

@@ -135,6 +135,12 @@ void engine_calls(std::vector<std::uint8_t>& colour)
     std::vector<std::int32_t> labels(static_cast<std::size_t>(layout.width));
     print_per_call("panoval_mosaic_seam_row", "a row of the canvas",
                    cost_of([&] { expect_ok("seam_row", panoval_mosaic_seam_row(two.mosaic, 1, labels.data())); }));
+    expect_ok("seam_row", panoval_mosaic_seam_row(two.mosaic, 0, labels.data()));
+    const std::size_t stride = labels.size() * sizeof(std::int32_t);
+    print_per_call("panoval_mosaic_set_seam_rows", "a row of the canvas", cost_of([&] {
+                       expect_ok("set_seam_rows",
+                                 panoval_mosaic_set_seam_rows(two.mosaic, 0, 1, labels.data(), stride));
+                   }));
 }
 
 PanovalMeasureImage image_of(const std::vector<std::uint8_t>& grey)
@@ -206,6 +212,7 @@ int main(int argc, char** argv)
     measurement(grey);
     engine(colour);
     std::printf("\n| routine | microseconds a call | kB of heap | of |\n|---|---|---|---|\n");
+    panoval::bench::print_libmath_calls();
     panoval::bench::print_library_calls(grey);
     measurement_calls(grey);
     engine_calls(colour);

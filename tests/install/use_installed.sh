@@ -26,6 +26,12 @@ library=$(dirname "$PKG_CONFIG_PATH")
 # shellcheck disable=SC2046 # lists of words
 cc "$source/examples/stitch_two.c" $(pkg-config --cflags --libs panoval) -Wl,-rpath,"$library" -o "$stage/by_pkg_config"
 expect "a C program by pkg-config" "$stage/by_pkg_config"
+# shellcheck disable=SC2046 # lists of words
+cc "$source/tests/install/consumer/versions.c" $(pkg-config --cflags --libs panoval_mosaic panoval_measure libmath) \
+    -Wl,-rpath,"$library" -o "$stage/versions" && "$stage/versions"
+cc "$source/examples/stitch_two.c" $(pkg-config --cflags panoval) -Wl,-Bstatic $(pkg-config --static --libs panoval |
+    sed 's/-lgomp.*//') -Wl,-Bdynamic -lgomp -lstdc++ -lm -o "$stage/static_by_pkg_config"
+expect "a static C program by pkg-config" "$stage/static_by_pkg_config"
 
 sh "$source/tests/install/run_examples.sh" "$source/examples" "$stage/examples"
 for example in "$source"/examples/*.c "$source"/examples/*.cpp; do
