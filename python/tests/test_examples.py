@@ -39,3 +39,9 @@ def test_the_board_is_drawn(tmp_path):
     assert (tmp_path / "board.png").read_bytes().startswith(b"\x89PNG")
     assert len(targets) == 35 and (grid.found, grid.missing, grid.extra) == (35, 0, 0) and grid.rms < 0.02
     assert targets["sigma_x"][targets["y"] > 230].mean() > targets["sigma_x"][targets["y"] < 80].mean()
+
+
+def test_the_target_is_drawn_and_its_errors_are_those_reported(tmp_path):
+    targets, inside = example("target")(str(tmp_path / "target.png"))
+    assert (tmp_path / "target.png").read_bytes().startswith(b"\x89PNG")
+    assert len(targets) == 300 and abs(targets["x"].mean() - 19.3) < 0.004 and 0.91 < inside < 0.98
