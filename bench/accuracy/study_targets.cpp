@@ -58,10 +58,9 @@ struct Trial {
 Trial trial_of(const EvenSequence& sequence, int i, bool is_noisy)
 {
     Trial trial;
-    const double radius = sequence.at(i, 0, 4, 80, true);
-    const double aspect = sequence.at(i, 1, std::max(0.4, 2.5 / radius), 1);
-    const double b = radius * aspect;
-    const double blur = sequence.at(i, 2, 0.4, std::clamp(b / 4, 0.41, 2.0));
+    const double radius = sequence.at(i, 0, 4, 100, true);
+    const double b = radius * sequence.at(i, 1, 0.4, 1);
+    const double blur = sequence.at(i, 2, 0.4, std::min(radius / 4, 2.0));
     const double share = sequence.at(i, 3, 0.005, 0.1, true);
     TargetScene& scene = trial.scene;
     const auto side = static_cast<std::int32_t>(2 * radius * 1.6 + 8 * blur + 24);
@@ -104,15 +103,23 @@ Bound bound_of(const Trial& trial)
 }
 
 // A start as detection gives it: off by a fraction of a pixel.
-PanovalMeasureTarget refined(const Trial& trial, const std::vector<std::uint8_t>& pixels)
+PanovalMeasureTarget refined(const Trial& trial, const void* samples, std::int64_t sample_size, std::int32_t type)
 {
     const TargetScene& s = trial.scene;
-    const PanovalMeasureImage image = {pixels.data(), s.width, s.height, s.width, PANOVAL_MEASURE_U8, 0};
+    const PanovalMeasureImage image = {samples, s.width, s.height, sample_size * s.width, type, 0};
     const TrueTarget& t = s.targets[0];
     const PanovalMeasureEllipse start = {t.x + 0.3, t.y - 0.2, t.a * 1.02, t.b * 0.98, t.angle + 0.02};
     PanovalMeasureTarget target = {};
     (void)panoval_measure_refine(&image, &start, 1, &target);
     return target;
+}
+
+// Before the noise and the rounding.
+PanovalMeasureTarget refined_exactly(const Trial& trial)
+{
+    const std::vector<double> exact = render_exact(trial.scene);
+    const std::vector<float> samples(exact.begin(), exact.end());
+    return refined(trial, samples.data(), sizeof(float), PANOVAL_MEASURE_F32);
 }
 
 bool found_by_library(const Trial& trial, const std::vector<std::uint8_t>& pixels, EllipseRegion& nearest)
@@ -141,26 +148,29 @@ void run_trials(const std::string& folder, int count)
         std::exit(1);
     std::fprintf(csv, "noisy,radius,aspect,blur,noise,contrast,x,y,a,b,angle,bound_xx,bound_xy,bound_yy,code,px,py,pa,"
                       "pb,pangle,sigma_x,cov_xy,sigma_y,sigma_a,sigma_b,sigma_angle,round,chi_square,library,lx,ly,la,"
-                      "lb\n");
+                      "lb,langle,ex,ey,ea,eb,eangle\n");
     const EvenSequence sequence;
     for (const bool is_noisy : {false, true})
         for (int i = 0; i < (is_noisy ? count : count / 4); ++i) {
             const Trial trial = trial_of(sequence, i, is_noisy);
             const std::vector<std::uint8_t> pixels = render_8_bit(trial.scene);
             const Bound bound = bound_of(trial);
-            const PanovalMeasureTarget p = refined(trial, pixels);
+            const PanovalMeasureTarget p = refined(trial, pixels.data(), 1, PANOVAL_MEASURE_U8);
+            const PanovalMeasureTarget exact = is_noisy ? PanovalMeasureTarget{} : refined_exactly(trial);
             EllipseRegion library = {};
             const bool is_found = found_by_library(trial, pixels, library);
             const TrueTarget& t = trial.scene.targets[0];
             std::fprintf(csv,
                          "%d,%.9g,%.9g,%.9g,%.9g,%.9g,%.12g,%.12g,%.12g,%.12g,%.12g,%.9g,%.9g,%.9g,%d,%.12g,"
                          "%.12g,%.12g,%.12g,%.12g,%.9g,%.9g,%.9g,%.9g,%.9g,%.9g,%d,%.9g,%d,%.12g,%.12g,%.12g,"
-                         "%.12g\n",
+                         "%.12g,%.12g,%.12g,%.12g,%.12g,%.12g,%.12g\n",
                          is_noisy, t.a, t.b / t.a, trial.scene.blur, trial.scene.noise, trial.contrast, t.x, t.y, t.a,
                          t.b, t.angle, bound.xx, bound.xy, bound.yy, static_cast<int>(p.code), p.ellipse.x, p.ellipse.y,
                          p.ellipse.semi_major, p.ellipse.semi_minor, p.ellipse.angle, p.sigma_x, p.covariance[1],
                          p.sigma_y, p.sigma_major, p.sigma_minor, p.sigma_angle, (p.flags & PANOVAL_MEASURE_ROUND) != 0,
-                         p.chi_square, is_found, library.cx, library.cy, library.major, library.minor);
+                         p.chi_square, is_found, library.cx, library.cy, library.major, library.minor, library.angle,
+                         exact.ellipse.x, exact.ellipse.y, exact.ellipse.semi_major, exact.ellipse.semi_minor,
+                         exact.ellipse.angle);
             const std::int32_t size[2] = {trial.scene.width, trial.scene.height};
             std::fwrite(size, sizeof size, 1, raw);
             std::fwrite(pixels.data(), 1, pixels.size(), raw);

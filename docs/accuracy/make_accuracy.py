@@ -25,6 +25,7 @@ from make_find_ellipse import COLOURS, Figure
 
 HERE = pathlib.Path(__file__).resolve().parent
 METHODS = ["measure", "half-level contour", "centroid", "find_ellipse"]
+EXACT = "measure, floats"  # the same before rounding, where there is no noise
 
 
 def read_pictures(path):
@@ -50,8 +51,8 @@ def half_level(picture, row):
         model = EllipseModel()
         if not model.estimate(best[:, ::-1]):
             return None
-    x, y, a, b, _ = model.params
-    return x, y, max(a, b), min(a, b)
+    x, y, a, b, theta = model.params
+    return x, y, max(a, b), min(a, b), theta if a >= b else theta + math.pi / 2
 
 
 def centroid(picture, row):
@@ -63,7 +64,11 @@ def centroid(picture, row):
     reach = 3 * row["blur"] + 1
     weight = np.where((along / (row["a"] + reach)) ** 2 + (across / (row["b"] + reach)) ** 2 < 1, 200 - picture, 0)
     total = weight.sum()
-    return ((weight * x).sum() / total, (weight * y).sum() / total, None, None) if total > 0 else None
+    return ((weight * x).sum() / total, (weight * y).sum() / total, None, None, None) if total > 0 else None
+
+
+def numbers_of(row, mark):
+    return tuple(row[mark + name] for name in ("x", "y", "a", "b", "angle"))
 
 
 def read_trials(folder):
@@ -71,32 +76,41 @@ def read_trials(folder):
     with open(folder / "trials.csv", newline="") as file:
         for line, picture in zip(csv.DictReader(file), read_pictures(folder / "pictures.bin")):
             row = {key: float(value) for key, value in line.items()}
-            found = {"measure": (row["px"], row["py"], row["pa"], row["pb"]) if row["code"] == 0 else None,
-                     "find_ellipse": (row["lx"], row["ly"], row["la"], row["lb"]) if row["library"] else None,
-                     "half-level contour": half_level(picture, row), "centroid": centroid(picture, row)}
+            found = {"measure": numbers_of(row, "p") if row["code"] == 0 else None,
+                     "find_ellipse": numbers_of(row, "l") if row["library"] else None,
+                     "half-level contour": half_level(picture, row), "centroid": centroid(picture, row),
+                     EXACT: numbers_of(row, "e") if row["ea"] > 0 else None}
             row["found"] = found
             rows.append(row)
     return rows
 
 
 def errors(row, method):
-    """Centre's errors in x and y, and those of the semi-axes."""
+    """Centre's errors in x and y, those of the semi-axes, and that of the angle."""
     found = row["found"][method]
     if found is None:
         return None
-    axes = (None, None) if found[2] is None else (found[2] - row["a"], found[3] - row["b"])
-    return found[0] - row["x"], found[1] - row["y"], *axes
+    shape = (None, None, None) if found[2] is None else (
+        found[2] - row["a"], found[3] - row["b"],
+        (found[4] - row["angle"] + math.pi / 2) % math.pi - math.pi / 2)
+    return found[0] - row["x"], found[1] - row["y"], *shape
+
+
+def found_errors(rows, method):
+    """Of the targets that a method has found, not something else."""
+    for row in rows:
+        e = errors(row, method)
+        if e is not None and math.hypot(e[0], e[1]) < row["b"] / 2:
+            yield row, e
 
 
 def over_bound(rows, method):
     """Root mean square of the centre's error over the bound's, as one number for both coordinates."""
     ratios = []
-    for row in rows:
-        e = errors(row, method)
-        if e is not None and math.hypot(e[0], e[1]) < row["b"] / 2:
-            bound = np.array([[row["bound_xx"], row["bound_xy"]], [row["bound_xy"], row["bound_yy"]]])
-            v = np.array(e[:2])
-            ratios.append(float(v @ np.linalg.solve(bound, v)) / 2)
+    for row, e in found_errors(rows, method):
+        bound = np.array([[row["bound_xx"], row["bound_xy"]], [row["bound_xy"], row["bound_yy"]]])
+        v = np.array(e[:2])
+        ratios.append(float(v @ np.linalg.solve(bound, v)) / 2)
     return math.sqrt(np.mean(ratios)) if ratios else float("nan")
 
 
@@ -107,7 +121,7 @@ def bins_of(rows, key, count):
         yield key(part[len(part) // 2]), part
 
 
-AXES = [("radius", "semi-major axis, pixels", lambda r: r["radius"], (4, 80)),
+AXES = [("radius", "semi-major axis, pixels", lambda r: r["radius"], (4, 100)),
         ("noise", "noise by contrast in percent", lambda r: 100 * r["noise"] / r["contrast"], (0.5, 10)),
         ("blur", "blur, sigma in pixels", lambda r: r["blur"], (0.4, 2)),
         ("aspect", "semi-minor by semi-major axis", lambda r: r["aspect"], (0.4, 1))]
@@ -123,8 +137,40 @@ def draw_over_bound(noisy):
         figure.write(HERE / f"bound_{name}.svg")
 
 
+def draw_errors(rows, name, title, y_label, y_range, methods, value):
+    """Over the radius, one line a method, `value` of the errors of a bin's targets."""
+    figure = Figure(title, "semi-major axis, pixels", y_label, (4, 100), y_range, True, True)
+    for method, colour in zip(methods, COLOURS):
+        points = []
+        for x, part in bins_of(rows, lambda r: r["radius"], 8):
+            said = list(found_errors(part, method))
+            if said:
+                points.append((x, value(said)))
+        figure.line(points, colour, method)
+    figure.write(HERE / f"{name}.svg")
+
+
+def rms(values):
+    return math.sqrt(np.mean([v * v for v in values]))
+
+
+def draw_all_errors(clean, noisy):
+    shaped = [m for m in METHODS if m != "centroid"]
+    draw_errors([r for r in clean if is_sharp(r)], "clean_centre", "Without noise: median error of the centre",
+                "pixels", (1e-5, 1), METHODS + [EXACT],
+                lambda said: float(np.median([math.hypot(e[0], e[1]) for _, e in said])))
+    draw_errors([r for r in clean if is_sharp(r)], "clean_axes", "Without noise: median error of the semi-axes",
+                "pixels", (1e-5, 1), shaped + [EXACT],
+                lambda said: float(np.median([abs(v) for _, e in said for v in e[2:4]])))
+    draw_errors(noisy, "noisy_axes", "With noise: error of the semi-axes", "root mean square, pixels", (0.005, 1),
+                shaped, lambda said: rms([v for _, e in said for v in e[2:4]]))
+    draw_errors([r for r in noisy if r["aspect"] < 0.9], "noisy_angle", "With noise: error of the angle, aspect below 0.9",
+                "root mean square, degrees", (0.05, 50), shaped,
+                lambda said: rms([math.degrees(e[4]) for _, e in said]))
+
+
 def draw_calibration(noisy):
-    figure = Figure("True error over reported sigma", "semi-major axis, pixels", "root mean square", (4, 80), (0.5, 1.5),
+    figure = Figure("True error over reported sigma", "semi-major axis, pixels", "root mean square", (4, 100), (0.5, 1.5),
                     True)
     for (name, error, sigma), colour in zip((("x", 0, "sigma_x"), ("y", 1, "sigma_y"), ("semi-major", 2, "sigma_a"),
                                              ("semi-minor", 3, "sigma_b")), COLOURS):
@@ -141,7 +187,7 @@ def number(value, digits=3):
 
 def bound_table(noisy):
     lines = ["| semi-major axis | targets | " + " | ".join(METHODS) + " |", "|" + "---|" * (len(METHODS) + 2)]
-    edges = [4, 6, 10, 20, 40, 80.1]
+    edges = [4, 6, 10, 20, 40, 100.1]
     for low, high in zip(edges, edges[1:]):
         part = [r for r in noisy if low <= r["radius"] < high]
         lines.append(f"| {low} to {round(high)} | {len(part)} | " +
@@ -157,22 +203,30 @@ def found_table(noisy):
     return "\n".join(lines + ["| measured | " + " | ".join(f"{100 * s / len(noisy):.1f} %" for s in share) + " |"])
 
 
+def is_sharp(row):
+    return row["radius"] >= 5 and row["blur"] <= row["radius"] / 5
+
+
 def clean_table(clean):
-    lines = ["| noise-free, rounded to 8 bit | " + " | ".join(METHODS) + " |", "|" + "---|" * (len(METHODS) + 1)]
-    rows = [r for r in clean if r["b"] >= 5 and r["blur"] <= r["b"] / 5]
+    methods = [EXACT] + METHODS
+    lines = ["| | " + " | ".join([EXACT] + [f"{m}, 8 bit" for m in METHODS]) + " |",
+             "|" + "---|" * (len(methods) + 1)]
+    rows = [r for r in clean if is_sharp(r)]
     for name, share in (("median", 50), ("95 % below", 95), ("largest", 100)):
         cells = []
-        for m in METHODS:
-            e = [math.hypot(*errors(r, m)[:2]) for r in rows if errors(r, m) is not None]
+        for m in methods:
+            e = [math.hypot(e[0], e[1]) for _, e in found_errors(rows, m)]
             cells.append(number(float(np.percentile(e, share)) if e else None, 4))
         lines.append(f"| centre, pixels, {name} | " + " | ".join(cells) + " |")
     for name, place in (("semi-major", 2), ("semi-minor", 3)):
         cells = []
-        for m in METHODS:
-            e = [errors(r, m)[place] for r in rows if errors(r, m) is not None and errors(r, m)[place] is not None]
+        for m in methods:
+            e = [e[place] for _, e in found_errors(rows, m) if e[place] is not None]
             cells.append(number(float(np.median(e)), 4) + ", " + number(float(np.max(np.abs(e))), 4) if e else "-")
         lines.append(f"| {name}, median error (bias), largest | " + " | ".join(cells) + " |")
-    return f"{len(rows)} targets with a semi-minor axis of 5 pixels or more and a blur of at most a fifth of it.\n\n" + \
+    lines.append("| centre, root mean square over the bound of rounding | - | " +
+                 " | ".join(number(over_bound(rows, m), 2) for m in METHODS) + " |")
+    return f"{len(rows)} targets with a semi-major axis of 5 pixels or more and a blur of at most a fifth of it.\n\n" + \
         "\n".join(lines)
 
 
@@ -184,11 +238,8 @@ def calibration_text(noisy):
         c = np.array([[r["sigma_x"] ** 2, r["cov_xy"]], [r["cov_xy"], r["sigma_y"] ** 2]])
         inside += float(v @ np.linalg.solve(c, v)) < 5.991
         far += max(abs(v[0]) / r["sigma_x"], abs(v[1]) / r["sigma_y"]) > 5
-
-    def rms(values):
-        return math.sqrt(np.mean([v * v for v in values]))
     turned = [r for r in rows if not r["round"] and r["aspect"] < 0.9]
-    angle = rms([((r["pangle"] - r["angle"] + math.pi / 2) % math.pi - math.pi / 2) / r["sigma_angle"] for r in turned])
+    angle = rms([errors(r, "measure")[4] / r["sigma_angle"] for r in turned])
     values = [rms([errors(r, "measure")[i] / r[s] for r in rows])
               for i, s in ((0, "sigma_x"), (1, "sigma_y"), (2, "sigma_a"), (3, "sigma_b"))]
     return (f"Errors over reported standard deviations, root mean square of {len(rows)} targets: x {values[0]:.3f}, "
@@ -292,6 +343,7 @@ def main():
         noisy = [r for r in rows if r["noisy"]]
         draw_over_bound(noisy)
         draw_calibration(noisy)
+        draw_all_errors(clean, noisy)
         text = (HERE / "accuracy.md.in").read_text()
         for mark, value in (("BOUND", bound_table(noisy)), ("FOUND", found_table(noisy)), ("CLEAN", clean_table(clean)),
                             ("CALIBRATION", calibration_text(noisy)), ("SCENES", scenes_table(folder)),
