@@ -269,7 +269,7 @@ bool read_levels(const Patch& patch, const Rays& rays, double sign, double reach
         return false;
     const auto slope = [&](std::size_t i) { return sign * (sums[i + 1] - sums[i - 1]) / (2 * search.step); };
     const std::size_t middle = to_count(truncate_to_int(search.inward / search.step + 0.5));
-    if (middle < first + 3 || middle + 3 > last)
+    if (middle < first + 2 || middle + 3 > last)
         return false;
     const double steepest = std::max({slope(middle - 1), slope(middle), slope(middle + 1)});
     // Levels are where the edge ends; another one may begin there.
@@ -398,6 +398,13 @@ bool find_edge(const Patch& patch, const Outline& start, double reach, EdgeGuess
         return false;
     measure_free_reach(patch, rays, guess);
     return true;
+}
+
+void look_around(const Patch& patch, EdgeGuess& guess) noexcept
+{
+    Rays rays;
+    place_rays(guess.outline, rays);
+    measure_free_reach(patch, rays, guess);
 }
 
 } // namespace panoval::measure

@@ -29,4 +29,7 @@ double flat_reach(const Outline& outline) noexcept;
 // False when there is no edge within reach that closes around the start.
 bool find_edge(const Patch& patch, const Outline& start, double reach, EdgeGuess& guess) noexcept;
 
+// How far the surroundings of the guess's outline are free, by its blur and levels.
+void look_around(const Patch& patch, EdgeGuess& guess) noexcept;
+
 } // namespace panoval::measure

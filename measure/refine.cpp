@@ -21,7 +21,8 @@ namespace
 constexpr int kMostRounds = 5;
 constexpr double kBoxVariance = 1.0 / 12;
 constexpr double kBlurRange = 1.8;       // factor by which a round may change the blur
-constexpr double kLeastSemiMinor = 0.75; // pixels
+constexpr double kLeastSemiMinor = 0.75; // of a start, pixels
+constexpr double kLeastMeasured = 0.3;   // of a result: noise makes small targets smaller
 
 // An edge sample further from the model than so many deviations is of something else.
 constexpr double kAlienDeviations = 5;
@@ -45,6 +46,12 @@ constexpr double kHaze = 0.3;
 
 // A change of the tie by less than the root of so many squared deviations of the slopes does not pay an adjustment.
 constexpr double kDoubt = 0.02;
+
+// A blur or a contrast that has grown by so much since the surroundings were looked at wants another look.
+constexpr double kOutgrown = 1.3;
+
+// Of the contrast: noise where no flat sample tells it.
+constexpr double kUnknownNoise = 0.02;
 
 double edge_spread(double blur) noexcept
 {
@@ -124,13 +131,31 @@ std::int32_t Refinement::search(const Outline& start, double reach) noexcept
     return PANOVAL_MEASURE_OK;
 }
 
+// The search sees little of a soft edge: its end looks like the next thing.
+bool Refinement::look_again() noexcept
+{
+    const double contrast = std::fabs(model_.inside.level - model_.outside.level);
+    if (model_.blur < kOutgrown * guess_.blur && contrast < kOutgrown * std::fabs(guess_.inside - guess_.outside))
+        return true;
+    guess_.outline = model_.outline;
+    guess_.blur = model_.blur;
+    guess_.inside = model_.inside.level;
+    guess_.outside = model_.outside.level;
+    if (!patch_.copy(image_, box_around(model_.outline, flat_reach(model_.outline) + 2 * edge_reach_of(model_.blur))))
+        return false;
+    look_around(patch_, guess_);
+    return true;
+}
+
 // Light that falls off across a target changes the inside and the outside level by the same share, and haze that lies
 // over both by the same amount; the slopes' ratio is the levels' share, or 1. Where the outside shows no slope, the
 // inside has none either.
 void Refinement::tie_slopes() noexcept
 {
     const PlaneSums& sums = input_.flat_outside;
-    const double noise = std::max(flat_spread_ * flat_spread_, least_variance());
+    const double contrast = model_.inside.level - model_.outside.level;
+    const double spread = sums.count > 10 ? flat_spread_ : kUnknownNoise * contrast;
+    const double noise = std::max(spread * spread, least_variance());
     double slope_square = 0;
     double certainty = 0; // of the slope that the outside shows
     double unseen = 0;    // what may be left of it, squared
@@ -146,7 +171,6 @@ void Refinement::tie_slopes() noexcept
         unseen = kUnseenShare * (1 - certainty) * chance;
     }
     const double share = level_share(model_);
-    const double contrast = model_.inside.level - model_.outside.level;
     const double radius = model_.outline.mean_radius();
     // Mean and variance of a ratio that is one of the two.
     const double middle = share + haze_ * (1 - share);
@@ -209,6 +233,25 @@ bool Refinement::judge_slopes() noexcept
     const double before = haze_;
     haze_ = kHaze / (kHaze + (1 - kHaze) * exp(odds));
     return (haze_ - before) * (haze_ - before) * evidence.doubt > kDoubt;
+}
+
+// Adjusts without the tie, and takes it back when the samples do not fit so much better as their slopes promised: where
+// blur and radius are alike, an inside slope does what a displacement does, and promises are far from the truth.
+// Returns whether the slopes stay free.
+bool Refinement::release_slopes() noexcept
+{
+    const TargetModel tied_model = model_;
+    const AdjustmentResult tied = adjusted_;
+    tie_slopes();
+    adjusted_ = adjust(input_, outlines_, model_);
+    const double noise = std::max(tied.edge_cost / std::max(1.0, tied.edge_count - kUnknowns), least_variance());
+    const double gain = tied.edge_cost + tied.flat_cost - adjusted_.edge_cost - adjusted_.flat_cost;
+    if (gain > kContradiction * noise)
+        return true;
+    is_tied_ = true;
+    model_ = tied_model;
+    adjusted_ = tied;
+    return false;
 }
 
 std::size_t Refinement::exclude(double limit, double beyond) noexcept
@@ -293,7 +336,7 @@ std::int32_t Refinement::run(const PanovalMeasureEllipse& start, double reach, P
     haze_ = kHaze;
     for (int round = 0; round < kMostRounds && code == PANOVAL_MEASURE_OK; ++round) {
         const TargetModel before = model_;
-        code = adjust_once();
+        code = round == 0 || look_again() ? adjust_once() : PANOVAL_MEASURE_NO_MEMORY;
         if (code != PANOVAL_MEASURE_OK)
             break;
         const double noise = std::sqrt(adjusted_.edge_cost / std::max(1.0, adjusted_.edge_count - kUnknowns));
@@ -311,8 +354,8 @@ std::int32_t Refinement::run(const PanovalMeasureEllipse& start, double reach, P
                              std::fabs(model_.outline.mean - before.outline.mean) +
                              std::fabs(model_.outline.skew() - before.outline.skew());
         const bool repeats = judge_slopes();
-        const bool releases = repeats && !is_tied_;
-        if (repeats && is_tied_) {
+        const bool releases = repeats && !is_tied_ && release_slopes();
+        if (repeats && !releases) {
             tie_slopes();
             adjusted_ = adjust(input_, outlines_, model_);
         }
@@ -322,7 +365,7 @@ std::int32_t Refinement::run(const PanovalMeasureEllipse& start, double reach, P
     }
     if (code != PANOVAL_MEASURE_OK)
         return code;
-    if (model_.outline.semi_minor() < kLeastSemiMinor)
+    if (model_.outline.semi_minor() < kLeastMeasured)
         return PANOVAL_MEASURE_TOO_SMALL;
     const Measurement measurement = {
         model_, adjusted_, &input_, edge_reach_, reach_, highest_sample(image_.sample_type), least_variance()};

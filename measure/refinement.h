@@ -32,6 +32,7 @@ public:
 
 private:
     std::int32_t search(const Outline& start, double reach) noexcept;
+    bool look_again() noexcept; // false when the heap is exhausted
     std::int32_t adjust_once() noexcept;
     void tie_slopes() noexcept;
     // Makes aliens of edge samples that are further from the model than the limit, and further than `beyond` pixels
@@ -47,6 +48,7 @@ private:
     };
     SlopeEvidence weigh_slopes() const noexcept;
     bool judge_slopes() noexcept;
+    bool release_slopes() noexcept;
 
     const PanovalMeasureImage& image_;
     double least_contrast_ = 0;

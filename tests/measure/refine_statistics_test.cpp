@@ -97,6 +97,7 @@ struct Statistics {
     double over_reported = 0; // and of the reported one
     double inside_95 = 0;
     double beyond_5 = 0;
+    double largest = 0; // squared error in units of the bound's covariance
 
     void add(double dx, double dy, const Bound& bound, double noise, const PanovalMeasureTarget& target)
     {
@@ -105,7 +106,9 @@ struct Statistics {
         };
         const double reported = square(target.covariance[0], target.covariance[1], target.covariance[6]);
         count += 1;
-        over_bound += square(bound.xx, bound.xy, bound.yy) / (noise * noise);
+        const double squared = square(bound.xx, bound.xy, bound.yy) / (noise * noise);
+        over_bound += squared;
+        largest = std::max(largest, squared);
         over_reported += reported;
         inside_95 += reported < 5.9915 ? 1 : 0;
         beyond_5 += reported > 25 + 2 * std::log(2.0) ? 1 : 0;
@@ -182,6 +185,25 @@ TEST(RefineStatistics, ReachesTheBoundAndKnowsItsErrors)
     EXPECT_NEAR(std::sqrt(all.over_reported / (2 * all.count)), 1, 0.03);
     EXPECT_NEAR(all.inside_95 / all.count, 0.95, 0.01);
     EXPECT_LE(all.beyond_5, 2) << "of " << all.count;
+}
+
+// Noise makes them smaller still, and each is measured nevertheless.
+TEST(RefineStatistics, MeasuresThinTargetsInStrongNoise)
+{
+    Random random(8);
+    const Statistics s = run_cell({4, 0.4, 0.4, 0.1}, 15, 20, random);
+    const double chance = 1 / std::sqrt(4 * s.count);
+    EXPECT_LT(std::sqrt(s.over_bound / (2 * s.count)), 1.10 * (1 + 2 * chance));
+    EXPECT_NEAR(std::sqrt(s.over_reported / (2 * s.count)), 1, 0.07 + 2.5 * chance);
+}
+
+// The blur is half of the smaller axis, and more than the search can see; what it takes for the surroundings is not.
+TEST(RefineStatistics, HasNoOutliersInStrongBlur)
+{
+    Random random(9);
+    const Statistics s = run_cell({10, 0.4, 2, 0.1}, 20, 40, random);
+    EXPECT_LT(std::sqrt(s.largest), 5.5);
+    EXPECT_LT(std::sqrt(s.over_bound / (2 * s.count)), 1.10 * (1 + 1.5 / std::sqrt(4 * s.count)));
 }
 
 // The inside of a bright target has the larger share of what light changes: its slope must not follow the noise of the
