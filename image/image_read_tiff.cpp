@@ -371,24 +371,37 @@ private:
         }
     }
 
-    // Rows from y on up to the end of their strip, at most so many. None where the strip is shorter than its rows.
+    // Rows from y on, at most so many, as far as strips stand one behind the other in the file. None where the first
+    // strip is shorter than its rows.
     std::int32_t read_from_strip(std::int32_t y, std::int32_t most, std::uint8_t* to)
     {
-        constexpr std::uint64_t kFarthest = std::uint64_t{1} << 62;
-        const std::int32_t top = y / chunk_rows_ * chunk_rows_;
-        const std::int32_t rows = std::min(chunk_rows_, info_.height - top);
-        const auto strip = static_cast<std::uint32_t>(y / chunk_rows_);
-        const std::uint64_t offset = TIFFGetStrileOffset(tiff_.get(), strip);
-        if (offset == 0 || offset > kFarthest ||
-            TIFFGetStrileByteCount(tiff_.get(), strip) < static_cast<std::uint64_t>(rows) * line_bytes_)
+        const std::int32_t into = y % chunk_rows_;
+        const std::uint64_t offset = place_of_strip(y - into);
+        if (offset == 0)
             return 0;
-        const std::int32_t count = std::min(most, top + rows - y);
-        const std::uint64_t place = offset + static_cast<std::uint64_t>(y - top) * line_bytes_;
+        const std::int64_t wanted = std::min<std::int64_t>(std::int64_t{y} + most, info_.height);
+        std::int64_t end = std::int64_t{y} - into + chunk_rows_; // of the strips that can be read at once
+        const auto place_of = [&](std::int64_t row) {
+            return offset + static_cast<std::uint64_t>(row - y + into) * line_bytes_;
+        };
+        while (end < wanted && place_of_strip(static_cast<std::int32_t>(end)) == place_of(end))
+            end += chunk_rows_;
+        const auto count = static_cast<std::int32_t>(std::min(end, wanted) - y);
         std::FILE* const stream = file_.stream.get();
-        if (!seek_in_file(stream, static_cast<std::int64_t>(place), SEEK_SET))
+        if (!seek_in_file(stream, static_cast<std::int64_t>(place_of(y)), SEEK_SET))
             return 0;
         const std::size_t bytes = static_cast<std::size_t>(count) * line_bytes_;
         return std::fread(to, 1, bytes, stream) == bytes ? count : 0;
+    }
+
+    // Where the strip that begins with a row stands in the file; 0 where it does not, or not with all of its rows.
+    std::uint64_t place_of_strip(std::int32_t top) const
+    {
+        constexpr std::uint64_t kFarthest = std::uint64_t{1} << 62;
+        const auto strip = static_cast<std::uint32_t>(top / chunk_rows_);
+        const auto rows = static_cast<std::uint64_t>(std::min(chunk_rows_, info_.height - top));
+        const std::uint64_t offset = TIFFGetStrileOffset(tiff_.get(), strip);
+        return offset <= kFarthest && TIFFGetStrileByteCount(tiff_.get(), strip) >= rows * line_bytes_ ? offset : 0;
     }
 
     // The first plane's; the others' stand chunk_rows_ lines behind each other.

@@ -92,7 +92,9 @@ public:
 private:
     void add_row(const PixelBlock& first, const PixelBlock& second, std::int64_t y)
     {
-        if (has_masks_)
+        if (!has_masks_ || (is_whole(first.mask_row(y)) && is_whole(second.mask_row(y))))
+            share_all();
+        else
             combine_masks(first.mask_row(y), second.mask_row(y));
         // Rows begin at multiples of the sample's size in memory that the heap has aligned.
         const GainRow<Sample> row{reinterpret_cast<const Sample*>(first.row(y)),
@@ -105,8 +107,19 @@ private:
             row_end_ = part_begin(height_, blocks_.rows, block_row_ + 1);
     }
 
+    bool is_whole(const std::uint8_t* mask) const { return std::memchr(mask, 0, shared_.size()) == nullptr; }
+
+    void share_all()
+    {
+        ++whole_rows_;
+        if (!shares_all_)
+            mask_.assign(mask_.size(), Sample{1});
+        shares_all_ = true;
+    }
+
     void combine_masks(const std::uint8_t* first, const std::uint8_t* second)
     {
+        shares_all_ = false;
         Sample* out = mask_.data();
         for (std::size_t x = 0; x < shared_.size(); ++x) {
             const bool is_shared = first[x] != 0 && second[x] != 0;
@@ -131,6 +144,7 @@ private:
         totals_.second_saturated += sums_.bright.second;
         sums_.clear(mask_.size());
         shared_.assign(shared_.size(), 0);
+        whole_rows_ = 0;
         rows_held_ = 0;
     }
 
@@ -146,9 +160,7 @@ private:
 
     std::uint32_t count_shared(std::size_t begin, std::size_t end) const
     {
-        if (!has_masks_)
-            return static_cast<std::uint32_t>((end - begin) * rows_held_);
-        std::uint32_t count = 0;
+        auto count = static_cast<std::uint32_t>((end - begin) * whole_rows_);
         for (std::size_t x = begin; x < end; ++x)
             count += shared_[x];
         return count;
@@ -162,7 +174,10 @@ private:
     GainBlocks& blocks_;
     Sums sums_;
     std::vector<Sample> mask_;
-    std::vector<std::uint32_t> shared_; // rows of each column that both pictures cover, since the sums were emptied
+    bool shares_all_ = true; // the mask covers all
+    // Since the sums were emptied: rows that both pictures cover wholly, and of each column those of the other ones.
+    std::size_t whole_rows_ = 0;
+    std::vector<std::uint32_t> shared_;
     std::size_t rows_held_ = 0;
     std::size_t block_row_;
     std::int64_t y_;

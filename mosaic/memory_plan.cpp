@@ -32,6 +32,9 @@ constexpr std::uint64_t kWide = 16384;
 
 constexpr std::uint64_t kFewTiles = 16; // for each thread
 
+// So many bytes of fresh memory cost as much as a pixel.
+constexpr double kFreshBytes = 32;
+
 constexpr double kLittleLonger = 1.15;
 
 // What a further thread takes besides its tile: a stack, a heap of its own with gaps, rows of a decoder.
@@ -132,7 +135,9 @@ std::optional<TileGrid> best_grid(const MemoryNeeds& needs, const std::vector<Ti
         const auto shares = shares_for(needs, grid, delivery, budget, threads, least_store);
         if (!shares)
             continue;
-        candidates.push_back({&grid, time_of(needs, grid, threads), shares->tile_bytes + shares->output_bytes});
+        const std::uint64_t memory = shares->tile_bytes + shares->output_bytes;
+        const double fresh = static_cast<double>(memory) / kFreshBytes / static_cast<double>(threads);
+        candidates.push_back({&grid, time_of(needs, grid, threads) + fresh, memory});
         least_time = std::min(least_time, candidates.back().time);
     }
     const Candidate* best = nullptr;

@@ -162,20 +162,35 @@ void PictureStore::read(std::size_t picture, const Rect& rect, PixelBlock& block
     });
 }
 
+void PictureStore::read_mask(std::size_t picture, const Rect& rect, std::uint8_t* out)
+{
+    const Picture& from = pictures_[picture];
+    if (from.mask_row == 0)
+        std::memset(out, 255, static_cast<std::size_t>(rect.pixels()));
+    else
+        copy_plane(picture, rect, from.sample_row, from.mask_row, out);
+}
+
 bool PictureStore::read_keep(std::size_t picture, const Rect& rect, std::uint8_t* out)
 {
     const Picture& from = pictures_[picture];
     if (from.keep_row == 0)
         return false;
+    copy_plane(picture, rect, from.sample_row + from.mask_row, from.keep_row, out);
+    return true;
+}
+
+// offset: what each row of the band has in the planes before
+void PictureStore::copy_plane(std::size_t picture, const Rect& rect, std::size_t offset, std::size_t row_bytes,
+                              std::uint8_t* out)
+{
     const auto width = static_cast<std::size_t>(rect.width);
     for_each_part(picture, rect, [&](const Part& part) {
-        const std::uint8_t* const keeps =
-            part.block.get() + static_cast<std::size_t>(part.band_rows) * (from.sample_row + from.mask_row);
+        const std::uint8_t* const plane = part.block.get() + static_cast<std::size_t>(part.band_rows) * offset;
         for (std::int64_t y = 0; y < part.count; ++y)
             std::memcpy(out + static_cast<std::size_t>(part.to + y) * width,
-                        keeps + static_cast<std::size_t>(part.row + y) * from.keep_row + rect.x, width);
+                        plane + static_cast<std::size_t>(part.row + y) * row_bytes + rect.x, width);
     });
-    return true;
 }
 
 PictureStore::Block PictureStore::band(std::size_t picture, std::size_t index)

@@ -47,6 +47,7 @@ public:
 
     void read(std::size_t picture, const Rect& rect, PixelBlock& block) override;
 
+    void read_mask(std::size_t picture, const Rect& rect, std::uint8_t* out) override;
     bool read_keep(std::size_t picture, const Rect& rect, std::uint8_t* out) override;
 
     void set_budget(std::size_t bytes);
@@ -102,6 +103,8 @@ private:
     void set_up(std::size_t picture, const Layout& layout, const PictureTraits& traits);
     template <class Take>
     void for_each_part(std::size_t picture, const Rect& rect, const Take& take);
+    void copy_plane(std::size_t picture, const Rect& rect, std::size_t offset, std::size_t row_bytes,
+                    std::uint8_t* out);
     Block band(std::size_t picture, std::size_t index);
     Block find(const Key& key);
     void keep(const Key& key, const Block& block);

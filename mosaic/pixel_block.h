@@ -85,6 +85,14 @@ public:
     // where the host cannot give the rows, or std::bad_alloc.
     virtual void read(std::size_t picture, const Rect& rect, PixelBlock& block) = 0;
 
+    // Fills rect.pixels() bytes with the mask alone.
+    virtual void read_mask(std::size_t picture, const Rect& rect, std::uint8_t* out)
+    {
+        PixelBlock block;
+        read(picture, rect, block);
+        std::memcpy(out, block.mask_row(0), static_cast<std::size_t>(rect.pixels()));
+    }
+
     // Fills rect.pixels() bytes: 0, or anything else where a pixel must belong to this picture if it covers it (of two
     // such pictures, to that of the lower number). False, and nothing filled, where the picture has no such pixel at
     // all; then that is the answer for each of its rectangles.

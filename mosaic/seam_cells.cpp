@@ -27,6 +27,13 @@ struct Span {
     std::int64_t end;
 };
 
+// Columns of a picture that fall into one column of cells, by its number in the copy.
+struct CellColumn {
+    std::int64_t first;
+    std::int64_t end;
+    std::size_t cell;
+};
+
 // What a cell is made of.
 struct CellSums {
     std::array<std::uint64_t, 4> samples{};
@@ -43,12 +50,15 @@ struct Piece {
 };
 
 struct Scratch {
+    std::vector<CellColumn> columns; // of the whole picture
     std::vector<PixelBlock> blocks;
     std::vector<CellSums> cells;
     std::vector<std::uint16_t> sums; // down the columns, of 8-bit samples, and their roughness
     std::vector<std::uint16_t> rough;
     std::vector<std::uint32_t> wide_sums; // the same of 16-bit samples
     std::vector<std::uint32_t> wide_rough;
+    std::vector<std::uint8_t> mask;    // of the piece's whole rows
+    std::vector<std::int64_t> covered; // pixels of each cell
 };
 
 class Reducer
@@ -59,6 +69,12 @@ public:
         : layout_(layout), corrections_(corrections), grid_(grid), reader_(reader), pictures_(pictures),
           shared_(layout.pictures.size()), channels_(static_cast<std::size_t>(layout.channels))
     {
+        for (const ChannelGains& gains : corrections.gains) {
+            double sum = 0;
+            for (std::size_t c = 0; c < channels_; ++c)
+                sum += gains[c] / static_cast<double>(channels_);
+            mean_gains_.push_back(sum);
+        }
         for (const Overlap& overlap : overlaps) {
             shared_[overlap.first].push_back(overlap.in_first(layout));
             shared_[overlap.second].push_back(overlap.in_second(layout));
@@ -83,10 +99,15 @@ public:
         const std::int64_t end = std::min(rect.height, top + (piece.end_row - piece.first_row) * grid_.cell);
         const std::vector<Span> spans = spans_to_read(piece.picture, first, end);
         const ScratchPool<Scratch>::Lease scratch = scratch_.take();
+        list_columns(piece.picture, scratch->columns);
         std::vector<PixelBlock>& blocks = scratch->blocks;
         blocks.resize(std::max(blocks.size(), spans.size()));
         for (std::size_t i = 0; i < spans.size(); ++i)
             reader_.read(piece.picture, {spans[i].first, first, spans[i].end - spans[i].first, end - first}, blocks[i]);
+
+        const bool has_mask = layout_.pictures[piece.picture].has_mask;
+        if (has_mask && first < end)
+            read_mask(piece.picture, {0, first, rect.width, end - first}, scratch->mask);
 
         std::vector<CellSums>& sums = scratch->cells;
         for (std::int64_t row = piece.first_row; row < piece.end_row; ++row) {
@@ -96,6 +117,8 @@ public:
             for (std::size_t i = 0; i < spans.size(); ++i)
                 add_block(piece.picture, blocks[i], {rows.first - first, rows.end - first}, *scratch);
             finish_row(piece.picture, row, sums);
+            if (has_mask)
+                cover_row(piece.picture, row, {rows.first - first, rows.end - first}, *scratch);
         }
     }
 
@@ -105,13 +128,10 @@ private:
         return !shared_[picture].empty() || layout_.pictures[picture].has_mask;
     }
 
-    // Columns of the picture that hold whatever of the rows others share, grown to whole cells. All of a picture that
-    // has a mask, because its coverage has to be known.
+    // Columns of the picture that hold whatever of the rows others share, grown to whole cells.
     std::vector<Span> spans_to_read(std::size_t picture, std::int64_t first_row, std::int64_t end_row) const
     {
         const Rect& rect = layout_.pictures[picture].rect;
-        if (layout_.pictures[picture].has_mask)
-            return {{0, rect.width}};
         std::vector<Span> spans;
         for (const Rect& part : shared_[picture])
             if (part.y < end_row && part.bottom() > first_row)
@@ -127,23 +147,29 @@ private:
         return joined;
     }
 
-    // Calls work(first, end, cell) for the columns of a block, first and end counted from its own, that fall into one
-    // cell of the copy.
-    template <class Work>
-    void for_each_cell(std::size_t picture, const Rect& part, const Work& work) const
+    void list_columns(std::size_t picture, std::vector<CellColumn>& columns) const
     {
-        const Rect& cells = pictures_[picture].cells();
-        for (std::int64_t x = 0; x < part.width;) {
-            std::int64_t x_canvas = layout_.pictures[picture].rect.x + part.x + x;
-            if (grid_.wraps)
-                x_canvas %= layout_.width;
+        const Rect& rect = layout_.pictures[picture].rect;
+        columns.clear();
+        for (std::int64_t x = 0; x < rect.width;) {
+            const std::int64_t x_canvas = grid_.wraps ? (rect.x + x) % layout_.width : rect.x + x;
             const std::int64_t column = x_canvas / grid_.cell;
             const std::int64_t left = column * grid_.cell + grid_.column_width(column) - x_canvas;
-            const std::int64_t end = std::min(part.width, x + left);
-            const std::int64_t cell = pictures_[picture].index(column, cells.y);
-            work(x, end, static_cast<std::size_t>(cell));
+            const std::int64_t end = std::min(rect.width, x + left);
+            const std::int64_t cell = pictures_[picture].index(column, pictures_[picture].cells().y);
+            columns.push_back({x, end, static_cast<std::size_t>(cell)});
             x = end;
         }
+    }
+
+    // Calls work(first, end, cell) for the columns of a part of the picture, first and end counted from its own.
+    template <class Work>
+    static void for_each_cell(const std::vector<CellColumn>& columns, const Rect& part, const Work& work)
+    {
+        auto at = std::partition_point(columns.begin(), columns.end(),
+                                       [&](const CellColumn& column) { return column.end <= part.x; });
+        for (; at != columns.end() && at->first < part.right(); ++at)
+            work(std::max(at->first - part.x, std::int64_t{0}), std::min(at->end, part.right()) - part.x, at->cell);
     }
 
     void add_block(std::size_t picture, const PixelBlock& block, const Span& rows, Scratch& scratch) const
@@ -153,11 +179,11 @@ private:
         const bool is_covered = !layout_.pictures[picture].has_mask ||
                                 std::memchr(mask, 0, static_cast<std::size_t>(end - mask)) == nullptr;
         if (!is_covered)
-            add_pixels(picture, block, rows, scratch.cells);
+            add_pixels(block, rows, scratch.columns, scratch.cells);
         else if (block.sample_bytes == 1)
-            add_rows<std::uint8_t>(picture, block, rows, scratch.sums, scratch.rough, scratch.cells);
+            add_rows<std::uint8_t>(block, rows, scratch.sums, scratch.rough, scratch);
         else
-            add_rows<std::uint16_t>(picture, block, rows, scratch.wide_sums, scratch.wide_rough, scratch.cells);
+            add_rows<std::uint16_t>(block, rows, scratch.wide_sums, scratch.wide_rough, scratch);
     }
 
     static void sum_samples(const std::uint8_t* row, const std::uint8_t* below, std::size_t count, std::size_t step,
@@ -196,8 +222,8 @@ private:
 
     // Rows that are covered throughout.
     template <class Sample, class Sum>
-    void add_rows(std::size_t picture, const PixelBlock& block, const Span& rows, std::vector<Sum>& samples,
-                  std::vector<Sum>& rough, std::vector<CellSums>& cells) const
+    void add_rows(const PixelBlock& block, const Span& rows, std::vector<Sum>& samples, std::vector<Sum>& rough,
+                  Scratch& scratch) const
     {
         const auto count = static_cast<std::size_t>(block.rect.width) * channels_;
         samples.assign(count, 0);
@@ -208,8 +234,8 @@ private:
             sum_samples(row, below, count, channels_, samples.data(), rough.data());
         }
         const std::int64_t height = rows.end - rows.first;
-        for_each_cell(picture, block.rect, [&](std::int64_t first, std::int64_t end, std::size_t cell) {
-            CellSums& to = cells[cell];
+        for_each_cell(scratch.columns, block.rect, [&](std::int64_t first, std::int64_t end, std::size_t cell) {
+            CellSums& to = scratch.cells[cell];
             const std::size_t begin = static_cast<std::size_t>(first) * channels_;
             const std::size_t stop = static_cast<std::size_t>(end) * channels_;
             if (channels_ == 3)
@@ -225,9 +251,10 @@ private:
     }
 
     // Rows some of whose pixels are not covered.
-    void add_pixels(std::size_t picture, const PixelBlock& block, const Span& rows, std::vector<CellSums>& sums) const
+    void add_pixels(const PixelBlock& block, const Span& rows, const std::vector<CellColumn>& columns,
+                    std::vector<CellSums>& sums) const
     {
-        for_each_cell(picture, block.rect, [&](std::int64_t first, std::int64_t end, std::size_t cell) {
+        for_each_cell(columns, block.rect, [&](std::int64_t first, std::int64_t end, std::size_t cell) {
             for (std::int64_t y = rows.first; y < rows.end; ++y)
                 for (std::int64_t x = first; x < end; ++x)
                     if (block.mask_row(y)[x] != 0) {
@@ -259,24 +286,43 @@ private:
     void finish_row(std::size_t picture, std::int64_t row, const std::vector<CellSums>& sums) const
     {
         ReducedPicture& copy = pictures_[picture];
-        for (std::size_t x = 0; x < sums.size(); ++x) {
-            const std::int64_t index = row * copy.cells().width + static_cast<std::int64_t>(x);
-            const CellSums& cell = sums[x];
-            if (layout_.pictures[picture].has_mask)
-                copy.set_cover(index,
-                               cover_of(cell, copy.cells().x + static_cast<std::int64_t>(x), copy.cells().y + row));
-            if (cell.pixels > 0)
-                finish_cell(picture, copy.cells().x + static_cast<std::int64_t>(x), copy.cells().y + row, cell,
-                            copy.features(index));
-        }
+        for (std::size_t x = 0; x < sums.size(); ++x)
+            if (const auto column = static_cast<std::int64_t>(x); sums[x].pixels > 0)
+                finish_cell(picture, copy.cells().x + column, copy.cells().y + row, sums[x],
+                            copy.features(row * copy.cells().width + column));
     }
 
-    Cover cover_of(const CellSums& cell, std::int64_t column, std::int64_t row) const
+    void read_mask(std::size_t picture, const Rect& rect, std::vector<std::uint8_t>& mask) const
     {
-        if (cell.pixels == 0)
-            return Cover::None;
-        const std::int64_t whole = grid_.column_width(grid_.column_inside(column)) * grid_.row_height(row);
-        return cell.pixels == whole ? Cover::Wholly : Cover::Partly;
+        mask.resize(static_cast<std::size_t>(rect.pixels()));
+        reader_.read_mask(picture, rect, mask.data());
+    }
+
+    // Of a row of cells, from the mask's rows there.
+    void cover_row(std::size_t picture, std::int64_t row, const Span& rows, Scratch& scratch) const
+    {
+        ReducedPicture& copy = pictures_[picture];
+        const std::int64_t width = layout_.pictures[picture].rect.width;
+        const std::uint8_t* const mask = scratch.mask.data() + rows.first * width;
+        const std::int64_t height = rows.end - rows.first;
+        const bool is_whole = std::memchr(mask, 0, static_cast<std::size_t>(height * width)) == nullptr;
+        scratch.covered.assign(static_cast<std::size_t>(copy.cells().width), 0);
+        for (const CellColumn& column : scratch.columns) {
+            std::int64_t holes = 0;
+            for (std::int64_t y = 0; y < height && !is_whole; ++y)
+                holes += std::count(mask + y * width + column.first, mask + y * width + column.end, std::uint8_t{0});
+            scratch.covered[column.cell] += height * (column.end - column.first) - holes;
+        }
+        const std::int64_t last = grid_.columns() - 1;
+        const std::int64_t cell_height = grid_.row_height(copy.cells().y + row);
+        for (std::int64_t x = 0; x < copy.cells().width; ++x) {
+            const std::int64_t column = copy.cells().x + x;
+            const std::int64_t whole = cell_height * grid_.column_width(column > last ? column - last - 1 : column);
+            const std::int64_t covered = scratch.covered[static_cast<std::size_t>(x)];
+            copy.set_cover(row * copy.cells().width + x, covered == 0       ? Cover::None
+                                                         : covered == whole ? Cover::Wholly
+                                                                            : Cover::Partly);
+        }
     }
 
     void finish_cell(std::size_t picture, std::int64_t column, std::int64_t row, const CellSums& cell,
@@ -284,15 +330,13 @@ private:
     {
         const double scale = feature_scale(layout_) / falloff_at(picture, column, row);
         const ChannelGains& gains = corrections_.gains[picture];
-        double mean_gain = 0;
         for (std::size_t c = 0; c < channels_; ++c) {
             const double mean = static_cast<double>(cell.samples[c]) / static_cast<double>(cell.pixels);
             features[c] = to_feature(mean * gains[c] * scale);
-            mean_gain += gains[c] / static_cast<double>(channels_);
         }
         const double differences =
             static_cast<double>(std::max<std::int64_t>(cell.differences, 1)) * static_cast<double>(channels_);
-        features[channels_] = to_feature(static_cast<double>(cell.rough) / differences * mean_gain * scale);
+        features[channels_] = to_feature(static_cast<double>(cell.rough) / differences * mean_gains_[picture] * scale);
     }
 
     // At the middle of a cell; the same for all pixels of it.
@@ -325,6 +369,7 @@ private:
     std::vector<ReducedPicture>& pictures_;
     std::vector<std::vector<Rect>> shared_; // of each picture, in its own pixels
     const std::size_t channels_;
+    std::vector<double> mean_gains_; // of each picture
     ScratchPool<Scratch> scratch_;
 };
 

@@ -19,17 +19,25 @@ namespace panoval::mosaic
 // Cell (column, row) holds the canvas's pixels from (column * cell, row * cell) on; those at the right and lower edge
 // may be smaller. Where the canvas goes round, the first column follows the last one.
 struct CellGrid {
-    std::int64_t cell = 1; // pixels along a side
-    std::int64_t width = 0;
-    std::int64_t height = 0;
-    bool wraps = false;
+    std::int64_t cell; // pixels along a side
+    std::int64_t width;
+    std::int64_t height;
+    bool wraps;
 
     CellGrid(const Layout& layout, std::int64_t cell_size)
-        : cell(cell_size), width(layout.width), height(layout.height), wraps(layout.wraps)
+        : CellGrid(cell_size, layout.width, layout.height, layout.wraps)
     {
     }
-    std::int64_t columns() const { return (width + cell - 1) / cell; }
-    std::int64_t rows() const { return (height + cell - 1) / cell; }
+    CellGrid(std::int64_t cell_size, std::int64_t canvas_width, std::int64_t canvas_height, bool does_wrap)
+        : cell(cell_size), width(canvas_width), height(canvas_height), wraps(does_wrap),
+          columns_((width + cell - 1) / cell), rows_((height + cell - 1) / cell)
+    {
+    }
+    // Of the same canvas, each cell of so many of these along a side.
+    CellGrid coarser(std::int64_t factor) const { return {factor * cell, width, height, wraps}; }
+
+    std::int64_t columns() const { return columns_; }
+    std::int64_t rows() const { return rows_; }
     std::int64_t count() const { return columns() * rows(); }
     Rect all() const { return {0, 0, columns(), rows()}; }
 
@@ -47,6 +55,10 @@ struct CellGrid {
     // The cells of a rectangle of the canvas that may reach beyond its right edge where it goes round: columns count
     // on there, to at most one round.
     Rect cells_of(const Rect& rect) const;
+
+private:
+    std::int64_t columns_; // divisions are slow, and these numbers are asked for at every cell
+    std::int64_t rows_;
 };
 
 enum class Cover : std::uint8_t { None, Partly, Wholly };
@@ -115,7 +127,7 @@ private:
 // How many units of a feature a sample's unit is; corrected samples may be twice as large as the largest one.
 double feature_scale(const Layout& layout);
 
-// Reduces all pictures. Of a picture without a mask only what overlaps with others gets features.
+// Reduces all pictures. Only what overlaps with others gets features.
 std::vector<ReducedPicture> reduce_pictures(const Layout& layout, const std::vector<Overlap>& overlaps,
                                             const Corrections& corrections, const CellGrid& grid, PictureReader& reader,
                                             std::size_t threads, Progress& progress, double part_of_progress);

@@ -330,21 +330,33 @@ private:
         const std::int32_t corner = labels_.at(cells.x, cells.y);
         bool is_uniform = !has_keepers_;
         std::vector<std::pair<std::int64_t, std::int64_t>> open; // cells that the label's picture covers in part
-        for (std::int64_t row = cells.y; row < cells.bottom(); ++row)
+        for (std::int64_t row = cells.y; row < cells.bottom(); ++row) {
             for (std::int64_t column = cells.x; column < cells.right(); ++column) {
                 const std::int32_t label = labels_.at(column, row);
                 is_uniform = is_uniform && label == corner;
-                const Rect pixels = pixels_of(column, row);
-                for (std::int64_t y = pixels.y; y < pixels.bottom(); ++y)
-                    std::fill_n(strip.labels.begin() + (y - strip.y) * layout_.width + pixels.x, pixels.width, label);
                 if (label != kNobody && cover_of(static_cast<std::size_t>(label), column, row) != Cover::Wholly)
                     open.emplace_back(column, row);
             }
+            fill_rows(strip, tile, row);
+        }
         if (!open.empty())
             resolve_cells(strip, tile, open);
         strip.uniform[static_cast<std::size_t>(tile.x / tile_)] = is_uniform && open.empty() ? 1 : 0;
         if (has_keepers_)
             keep(strip, tile);
+    }
+
+    // The pixels of a row of cells get their cells' labels.
+    void fill_rows(Strip& strip, const Rect& tile, std::int64_t row) const
+    {
+        const Rect cells = grid_.cells_of(tile);
+        const Rect rows = pixels_of(cells.x, row);
+        const auto first = strip.labels.begin() + (rows.y - strip.y) * layout_.width + tile.x;
+        auto to = first;
+        for (std::int64_t column = cells.x; column < cells.right(); ++column)
+            to = std::fill_n(to, grid_.column_width(column), labels_.at(column, row));
+        for (std::int64_t y = 1; y < rows.height; ++y)
+            std::copy_n(first, tile.width, first + y * layout_.width);
     }
 
     Cover cover_of(std::size_t picture, std::int64_t column, std::int64_t row) const

@@ -71,18 +71,21 @@ private:
     {
         std::vector<std::int32_t> farthest(static_cast<std::size_t>(grid_.count()), 0);
         const CellGrid& fine = costs_.grid();
+        std::vector<std::int64_t> columns;
         for (std::size_t i = 0; i < costs_.pictures().size(); ++i) {
             const ReducedPicture& picture = costs_.pictures()[i];
-            for (std::int64_t y = 0; y < picture.cells().height; ++y)
-                for (std::int64_t x = 0; x < picture.cells().width; ++x) {
-                    const std::int64_t index = y * picture.cells().width + x;
-                    const std::int64_t column = fine.column_inside(picture.cells().x + x) / factor_;
-                    const std::int64_t row = (picture.cells().y + y) / factor_;
-                    const std::int32_t distance = picture.distance(index);
-                    std::int32_t& best = farthest[cell_index(column, row)];
-                    if (distance > best) {
-                        best = distance;
-                        labels_.at(column, row) = static_cast<std::int32_t>(i);
+            const Rect& cells = picture.cells();
+            columns.clear();
+            for (std::int64_t x = cells.x; x < cells.right(); ++x)
+                columns.push_back(fine.column_inside(x) / factor_);
+            std::int64_t index = 0;
+            for (std::int64_t y = cells.y; y < cells.bottom(); ++y)
+                for (const std::int64_t column : columns) {
+                    const std::int32_t distance = picture.distance(index++);
+                    const std::size_t cell = cell_index(column, y / factor_);
+                    if (distance > farthest[cell]) {
+                        farthest[cell] = distance;
+                        labels_.at(column, y / factor_) = static_cast<std::int32_t>(i);
                     }
                 }
         }
@@ -413,8 +416,7 @@ private:
 CellLabels find_cell_labels(const CellCosts& costs, std::int64_t factor, const std::vector<std::int32_t>& kept,
                             std::size_t threads)
 {
-    CellGrid grid = costs.grid();
-    grid.cell *= factor;
+    const CellGrid grid = costs.grid().coarser(factor);
     CoarseSearch coarse(costs, factor, grid, kept, threads);
     return FineSearch(costs, factor, kept, threads).run(coarse.run());
 }

@@ -90,18 +90,23 @@ TEST_F(RowReading, TilesAndStripsOfTiffAreReadWhereTheyAre)
         }
 }
 
+void set_rgb_fields(const TiffFile& tiff, std::uint32_t width, std::uint32_t height)
+{
+    TIFFSetField(tiff.get(), TIFFTAG_IMAGEWIDTH, width);
+    TIFFSetField(tiff.get(), TIFFTAG_IMAGELENGTH, height);
+    TIFFSetField(tiff.get(), TIFFTAG_SAMPLESPERPIXEL, 3);
+    TIFFSetField(tiff.get(), TIFFTAG_BITSPERSAMPLE, 8);
+    TIFFSetField(tiff.get(), TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
+    TIFFSetField(tiff.get(), TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+}
+
 TEST_F(RowReading, ACompressedPictureInOneStripComesInOrder)
 {
     const Image image = test_picture(2000, 1500, 3, 8);
     {
         const FileHandle file = open_utf8(in_folder("a.tif"), "w+b");
         TiffFile tiff(file.get(), "a.tif", "w");
-        TIFFSetField(tiff.get(), TIFFTAG_IMAGEWIDTH, 2000);
-        TIFFSetField(tiff.get(), TIFFTAG_IMAGELENGTH, 1500);
-        TIFFSetField(tiff.get(), TIFFTAG_SAMPLESPERPIXEL, 3);
-        TIFFSetField(tiff.get(), TIFFTAG_BITSPERSAMPLE, 8);
-        TIFFSetField(tiff.get(), TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_RGB);
-        TIFFSetField(tiff.get(), TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+        set_rgb_fields(tiff, 2000, 1500);
         TIFFSetField(tiff.get(), TIFFTAG_COMPRESSION, COMPRESSION_LZW);
         TIFFSetField(tiff.get(), TIFFTAG_ROWSPERSTRIP, 1500);
         for (std::int32_t y = 0; y < 1500; ++y)
@@ -132,6 +137,30 @@ TEST_F(RowReading, AStoredPictureHasItsRowsInAnyOrderAndAsFarAsTheFileGoes)
             reader->read_rows(1, 699, tight.from(1));
             EXPECT_EQ(std::memcmp(tight.row(1), image.row(1), 699 * image.row_bytes()), 0);
         }
+}
+
+TEST_F(RowReading, StripsMayStandAnywhereInTheFile)
+{
+    const Image image = test_picture(100, 70, 3, 8);
+    for (const std::vector<std::uint32_t>& order :
+         {std::vector<std::uint32_t>{0, 1, 2, 3, 4, 5, 6}, {6, 5, 4, 3, 2, 1, 0}, {3, 4, 0, 1, 2, 6, 5}}) {
+        {
+            const FileHandle file = open_utf8(in_folder("a.tif"), "w+b");
+            TiffFile tiff(file.get(), "a.tif", "w");
+            set_rgb_fields(tiff, 100, 70);
+            TIFFSetField(tiff.get(), TIFFTAG_ROWSPERSTRIP, 10);
+            for (const std::uint32_t strip : order)
+                ASSERT_EQ(TIFFWriteEncodedStrip(tiff.get(), strip,
+                                                const_cast<std::uint8_t*>(image.row(static_cast<int>(10 * strip))),
+                                                3000),
+                          3000);
+            ASSERT_TRUE(tiff.close());
+        }
+        const auto reader = open_rows(in_folder("a.tif"));
+        ASSERT_TRUE(reader->is_stored());
+        for (const std::int32_t first : {0, 5, 33, 69})
+            expect_rows(*reader, image, first, 70 - first);
+    }
 }
 
 TEST_F(RowReading, AStoredPictureWithoutItsEndSaysSo)

@@ -123,6 +123,9 @@ void expect_right(PictureStore& store, const MadeRows& rows, std::size_t picture
                 (rows.layout.pictures[picture].has_mask ? MadeRows::byte(picture, rect.x + x, rect.y + y, 1) : 255);
     }
     EXPECT_EQ(wrong, 0) << "picture " << picture << ", row " << rect.y;
+    std::vector<std::uint8_t> mask(static_cast<std::size_t>(rect.pixels()));
+    store.read_mask(picture, rect, mask.data());
+    EXPECT_EQ(std::memcmp(mask.data(), block.mask_row(0), mask.size()), 0);
 }
 
 Rect random_part(const MadeRows& rows, std::size_t picture, Random& random)
