@@ -78,7 +78,7 @@ Lattice place_points(const std::vector<GridPoint>& points, const Homography& to_
 }
 
 // Exchanges a window's side for the next line inwards that has a point; the window may become empty.
-Window without_side(const Lattice& lattice, const Window& window, int side) noexcept
+Window without_side(const Lattice& lattice, const Window& window, int side)
 {
     Window inner = window;
     inner.i += side == 0 ? 1 : 0;

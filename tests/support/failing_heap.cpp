@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <new>
 #include <unordered_map>
+#include <utility>
 
 namespace
 {
@@ -14,6 +15,7 @@ namespace
 struct State {
     bool active = false;
     bool all_from = false;
+    bool with_new = false;
     bool failed = false;
     std::size_t fail_at = 0;
     std::size_t count = 0;
@@ -37,9 +39,23 @@ bool fails(std::size_t bytes)
     return now;
 }
 
+// While this file's own container changes, which allocates, too.
+class OwnUse
+{
+public:
+    OwnUse() : was_active_(std::exchange(s.active, false)) {}
+    OwnUse(const OwnUse&) = delete;
+    OwnUse& operator=(const OwnUse&) = delete;
+    ~OwnUse() { s.active = was_active_; }
+
+private:
+    bool was_active_;
+};
+
 void* born(void* block, std::size_t bytes)
 {
     if (s.active && block != nullptr) {
+        const OwnUse own;
         ++s.live;
         (*s.blocks)[block] = bytes;
         s.bytes += bytes;
@@ -52,6 +68,7 @@ void gone(void* block)
 {
     if (!s.active || block == nullptr)
         return;
+    const OwnUse own;
     --s.live;
     const auto found = s.blocks->find(block);
     if (found != s.blocks->end()) {
@@ -98,38 +115,44 @@ void __wrap_free(void* block)
 } // extern "C"
 #pragma GCC visibility pop
 
-// The tests' own C++ allocations neither count nor fail, also where the C++ run-time library is linked statically and
-// its operator new would end up in the wrapped malloc.
+// The tests' own C++ allocations neither count nor fail unless that is asked for, also where the C++ run-time library
+// is linked statically and its operator new would end up in the wrapped malloc.
+void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept
+{
+    const std::size_t least = bytes == 0 ? 1 : bytes;
+    if (!s.with_new)
+        return __real_malloc(least);
+    return __wrap_malloc(least);
+}
+
 void* operator new(std::size_t bytes)
 {
-    void* const block = __real_malloc(bytes == 0 ? 1 : bytes);
+    void* const block = operator new(bytes, std::nothrow);
     if (block == nullptr)
         throw std::bad_alloc();
     return block;
 }
 
-void* operator new(std::size_t bytes, const std::nothrow_t&) noexcept
-{
-    return __real_malloc(bytes == 0 ? 1 : bytes);
-}
-
 void operator delete(void* block) noexcept
 {
+    if (s.with_new)
+        gone(block);
     __real_free(block);
 }
 void operator delete(void* block, std::size_t) noexcept
 {
-    __real_free(block);
+    operator delete(block);
 }
 
 namespace panoval::test
 {
 
-FailingHeap::FailingHeap(std::size_t fail_at, bool all_from)
+FailingHeap::FailingHeap(std::size_t fail_at, bool all_from, bool with_new)
 {
     auto* const blocks = new std::unordered_map<void*, std::size_t>;
     s = State{};
     s.blocks = blocks;
+    s.with_new = with_new;
     s.fail_at = fail_at;
     s.all_from = all_from;
     s.active = true;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // A C heap that fails on demand. The linker routes every malloc, calloc, realloc and free of the code under test
-// through here (--wrap), so each allocation of a routine can be made the one that fails, and leaks are counted.
+// through here (--wrap), so each allocation of a routine can be made the one that fails, and leaks are counted. Those
+// of operator new are the tests' own unless they are asked for.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -17,8 +18,8 @@ class FailingHeap
 public:
     static constexpr std::size_t kNever = std::numeric_limits<std::size_t>::max();
 
-    // all_from: every allocation from fail_at on fails, not that one alone
-    explicit FailingHeap(std::size_t fail_at = kNever, bool all_from = false);
+    // all_from: every allocation from fail_at on fails, not that one alone; with_new: those of operator new, too
+    explicit FailingHeap(std::size_t fail_at = kNever, bool all_from = false, bool with_new = false);
     FailingHeap(const FailingHeap&) = delete;
     FailingHeap& operator=(const FailingHeap&) = delete;
     ~FailingHeap();

@@ -178,6 +178,22 @@ TEST_F(Ellipses, PolarityAndQualityChooseAndNothingFoundSaysWhy)
     EXPECT_TRUE(contains(flat.out, "0 targets in 60 x 60 pixels: no closed outline")) << flat.out;
 }
 
+TEST_F(Ellipses, NothingFoundSaysWhatIsWrongWithTheOutlines)
+{
+    const auto reason = [&](const Image& image) {
+        write_image(in_folder("one.pgm"), image);
+        return run_panoval({"ellipses", in_folder("one.pgm")}).out;
+    };
+    EXPECT_TRUE(contains(reason(render(60, 60, {{30, 30, 1.6}})), "too small: less than 2.5 pixels"));
+    EXPECT_TRUE(contains(reason(render(150, 150, {{75, 75, 60}})), "too large: more than a third"));
+    Image faint = render(60, 60, {{30, 30, 12}});
+    for (std::int32_t y = 0; y < 60; ++y)
+        for (std::int32_t x = 0; x < 60; ++x) // contrast 9, noise of 4 levels
+            faint.row(y)[x] =
+                static_cast<std::uint8_t>(100 + faint.row(y)[x] / 20 + (x * 7919 + y * 104729 + x * y * 31) % 15);
+    EXPECT_TRUE(contains(reason(faint), "too faint against the noise")) << reason(faint);
+}
+
 TEST_F(Ellipses, ABoardIsOrderedAndNamesItsMissingPlaces)
 {
     std::vector<Disc> discs;
