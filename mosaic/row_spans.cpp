@@ -74,6 +74,7 @@ RowSpans RowSpans::cut(const Window& window) const
 std::vector<RowSpans> picture_spans(const std::vector<RowSpans>& products, std::int64_t width, std::int64_t height)
 {
     std::vector<Window> bounds;
+    bounds.reserve(products.size());
     for (const RowSpans& level : products)
         bounds.push_back(level.bounds());
     const std::vector<Window> windows = picture_windows(bounds, width, height);

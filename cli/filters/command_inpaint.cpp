@@ -98,7 +98,7 @@ std::size_t inpaint_bytes(const Image& image, const std::uint8_t* to_fill, std::
     constexpr std::size_t kBehindRow = 16;
     const auto width = static_cast<std::size_t>(std::min(right - left + 2 * margin, image.width + 2)) + kBehindRow;
     const auto height = static_cast<std::size_t>(std::min(bottom - top + 2 * margin, image.height + 2));
-    const auto side = static_cast<std::size_t>(2 * margin);
+    const auto side = 2 * static_cast<std::size_t>(margin);
     return 11 * width * height + 16 * std::min(width * height, 25 * marked) +
            sizeof(float) * side * (side + kBehindRow);
 }

@@ -85,7 +85,7 @@ std::string text_of(const std::string& layout, std::size_t number, const json& e
     const json& value = entry.at(key);
     if (!value.is_string() || value.get<std::string>().empty())
         fail_entry(layout, number, concat("\"", key, "\": ", shown(value)), "the name of a file");
-    const std::string text = value.get<std::string>();
+    std::string text = value.get<std::string>();
     if (text.find('\0') != std::string::npos)
         fail_entry(layout, number, concat("a zero byte in \"", key, "\": ", shown(value)), "the name of a file");
     return text;
