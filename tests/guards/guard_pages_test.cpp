@@ -2,10 +2,8 @@
 // Every exported routine that is handed buffers, with each of them up against a page that nobody may touch, on every
 // instruction set. What comes out is what comes out of buffers on the heap.
 #include "panoval.h"
-#include "tests/guards/fenced.h"
-#include "tests/support/buffers.h"
+#include "tests/guards/at_every_fence.h"
 #include "tests/support/noise.h"
-#include "tests/support/targets.h"
 #include "tests/support/temporary_folder.h"
 
 #include <cstdio>
@@ -16,14 +14,15 @@
 namespace
 {
 
+using panoval::test::append;
+using panoval::test::Bytes;
 using panoval::test::Content;
+using panoval::test::expect_the_same_at_every_fence;
 using panoval::test::Fenced;
 using panoval::test::for_each_target;
 using panoval::test::Place;
 using panoval::test::Random;
 using panoval::test::same_bits;
-
-using Bytes = std::vector<std::uint8_t>;
 
 struct Shape {
     int width;
@@ -34,30 +33,6 @@ constexpr Shape kShapes[] = {{1, 1}, {3, 3}, {5, 17}, {31, 9}, {64, 33}, {97, 41
 std::size_t count_of(int width, int height, int channels = 1)
 {
     return static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * static_cast<std::size_t>(channels);
-}
-
-template <class T>
-void append(Bytes& out, const T* values, std::size_t count)
-{
-    const auto* const bytes = reinterpret_cast<const std::uint8_t*>(values);
-    out.insert(out.end(), bytes, bytes + count * sizeof(T));
-}
-
-template <class T>
-void append(Bytes& out, Fenced<T>& values)
-{
-    append(out, values.data(), values.size());
-}
-
-// run(place) makes its buffers there and returns what the routine made of them.
-template <class Run>
-void expect_the_same_at_every_fence(const Run& run)
-{
-    for_each_target([&] {
-        const Bytes expected = run(Place::Heap);
-        EXPECT_TRUE(same_bits(run(Place::BeforeFence), expected)) << "before the fence";
-        EXPECT_TRUE(same_bits(run(Place::BehindFence), expected)) << "behind the fence";
-    });
 }
 
 Bytes noise(int width, int height, int channels = 1, std::uint64_t seed = 3)

@@ -19,24 +19,9 @@ namespace
 
 using panoval::test::Content;
 using panoval::test::FailingHeap;
+using panoval::test::for_each_exhaustion;
 using panoval::test::OwnedMat;
 using panoval::test::picture;
-
-// body(heap) for each allocation that it makes, with that one failing, then with all from that one on failing.
-template <class Body>
-void for_each_exhaustion(const Body& body)
-{
-    for (const bool all_from : {false, true})
-        for (std::size_t fail_at = 0;; ++fail_at) {
-            SCOPED_TRACE(testing::Message() << "allocation " << fail_at << (all_from ? " and all after it" : ""));
-            FailingHeap heap(fail_at, all_from);
-            body(heap);
-            EXPECT_EQ(heap.live_blocks(), 0);
-            if (!heap.has_failed())
-                break;
-            ASSERT_LT(fail_at, 100000u);
-        }
-}
 
 // Images of a row with full masks, made before the heap gives out.
 struct Images {

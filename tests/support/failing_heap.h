@@ -45,4 +45,22 @@ void for_each_failing_allocation(const Body& body)
     }
 }
 
+// body(heap) for each allocation that it makes, with that one failing, then with all from that one on failing.
+template <class Body>
+void for_each_exhaustion(const Body& body, bool with_new = false)
+{
+    for (const bool all_from : {false, true})
+        for (std::size_t fail_at = 0;; ++fail_at) {
+            SCOPED_TRACE(testing::Message() << "allocation " << fail_at << (all_from ? " and all after it" : ""));
+            FailingHeap heap(fail_at, all_from, with_new);
+            body(heap);
+            EXPECT_EQ(heap.live_blocks(), 0);
+            if (!heap.has_failed()) {
+                EXPECT_GT(heap.allocations(), 0u) << "nothing that could fail";
+                break;
+            }
+            ASSERT_LT(fail_at, 100000u);
+        }
+}
+
 } // namespace panoval::test
