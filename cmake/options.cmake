@@ -37,12 +37,20 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
     # GCC takes the sentinel returns of intrinsics and of inlined vectors for defects at -O2.
     target_compile_options(panoval_options INTERFACE -Wno-psabi -Wno-maybe-uninitialized)
 endif()
+# Lines are all that a report needs of the debug information. One instruction set for each width of vectors but AVX-512's:
+# with all of them the kernels take twice as long to compile.
+set(few_targets -g1 "-DHWY_DISABLED_TARGETS=(HWY_SSSE3|HWY_AVX3|HWY_AVX3_DL)")
 if(PANOVAL_SANITIZE)
-    # Lines are all that a report needs of the debug information. One instruction set for each width of vectors but
-    # AVX-512's: with all of them the kernels take twice as long to compile.
-    add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer -O1 -g1
-                        "-DHWY_DISABLED_TARGETS=(HWY_SSSE3|HWY_AVX3|HWY_AVX3_DL)")
-    add_link_options(-fsanitize=address,undefined)
+    set(sanitizers "${PANOVAL_SANITIZE}")
+    if(PANOVAL_SANITIZE STREQUAL "ON")
+        set(sanitizers "address,undefined")
+    endif()
+    add_compile_options(-fsanitize=${sanitizers} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1 ${few_targets})
+    add_link_options(-fsanitize=${sanitizers})
+endif()
+if(PANOVAL_COVERAGE)
+    add_compile_options(${few_targets} --coverage -fprofile-update=atomic -fprofile-abs-path) # threads count together
+    add_link_options(--coverage)
 endif()
 
 # Hardening of what is released: what a defect could still be used for is made hard. None of it touches arithmetic.

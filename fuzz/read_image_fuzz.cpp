@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Feeds files of any bytes to the program's picture readers: each is read as its first bytes say, PNG, TIFF, JPEG or
 // PNM, and must either give all of its layers or fail with a message.
+#include "fuzz/memory_file.h"
 #include "image/exif.h"
 #include "image/failure.h"
 #include "image/image_read.h"
@@ -11,12 +12,10 @@
 #include <string>
 #include <vector>
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 namespace
 {
 
+using panoval::fuzz::file_of;
 using panoval::image::Image;
 using panoval::image::ImageInfo;
 
@@ -27,16 +26,6 @@ void require(bool condition)
 {
     if (!condition)
         std::abort();
-}
-
-// Makes the memory file hold the bytes, and gives its name.
-const std::string& file_of(const std::uint8_t* data, std::size_t size)
-{
-    static const int descriptor = memfd_create("input", 0);
-    static const std::string name = "/proc/self/fd/" + std::to_string(descriptor);
-    require(ftruncate(descriptor, static_cast<off_t>(size)) == 0);
-    require(pwrite(descriptor, data, size, 0) == static_cast<ssize_t>(size));
-    return name;
 }
 
 // Rows by themselves are those of the picture, whatever their order.
