@@ -83,10 +83,10 @@ const char* const kExplanation =
 
 void check(const StitchOptions& options)
 {
-    if (options.bands != 0 && options.blend != "multiband")
+    if (options.bands != 0 && options.feathers())
         fail_usage("found --bands with --blend feather; expected it with multiband alone");
-    if (options.wraps && (options.seams == "none" || options.blend == "feather"))
-        fail_usage(concat("found --wrap with ", options.blend == "feather" ? "--blend feather" : "--seams none",
+    if (options.wraps && (options.seams == "none" || options.feathers()))
+        fail_usage(concat("found --wrap with ", options.feathers() ? "--blend feather" : "--seams none",
                           "; expected it with --seams optimal or nearest: without seams nothing goes round"));
     if (options.inputs.empty() && options.layout.empty() && options.plan.empty())
         fail_usage("there is nothing to stitch; expected INPUT... or --layout FILE (see panoval stitch --help)");
@@ -131,7 +131,7 @@ void add_stitch_command(CLI::App& program)
                     "Take pictures and places from a JSON file instead, or the layers of a TIFF file")
         ->type_name("FILE");
     command.add_option("--blend", options->blend, "multiband (default) or feather, see below")
-        ->check(CLI::IsMember({"multiband", "feather"}))
+        ->check(CLI::IsMember({kMultiBand, kFeather}))
         ->type_name("HOW");
     command
         .add_option("--bands", options->bands, "Bands of multiband blending, 1 to 30; fewer where the canvas is small")

@@ -70,7 +70,7 @@ void PanoramaJob::read_inputs()
     for (const std::string& argument : options.inputs)
         inputs.push_back(parse_placed_input(argument));
     plan = plan_panorama(inputs, options.is_dry_run);
-    if (blend == "feather")
+    if (feathers())
         frame_inner_sides(plan);
 }
 
@@ -106,7 +106,7 @@ PanovalMosaicOptions PanoramaJob::engine_options() const
     engine.threads = options.threads;
     engine.wrap = !options.wraps ? 0 : options.wrap != 0 ? options.wrap : plan.width;
     engine.bands = options.bands;
-    engine.blend = options.blend == "feather" ? PANOVAL_MOSAIC_FEATHER : PANOVAL_MOSAIC_MULTIBAND;
+    engine.blend = options.feathers() ? PANOVAL_MOSAIC_FEATHER : PANOVAL_MOSAIC_MULTIBAND;
     engine.seams = options.seams == "none"      ? PANOVAL_MOSAIC_SEAMS_NONE
                    : options.seams == "nearest" ? PANOVAL_MOSAIC_SEAMS_NEAREST
                                                 : PANOVAL_MOSAIC_SEAMS_OPTIMAL;
@@ -194,7 +194,7 @@ void PanoramaJob::load_plan()
     const PanovalMosaicLayout told = mosaic.layout();
     plan = plan_panorama(layers_of_plan(options.plan, json));
     crop = crop_of_plan(options.plan, json, told);
-    if (blend == "feather")
+    if (feathers())
         frame_inner_sides(plan);
     if (static_cast<std::int64_t>(plan.layers.size()) != told.pictures)
         fail_input(options.plan, concat("files of ", plan.layers.size(), " pictures"), concat(told.pictures));

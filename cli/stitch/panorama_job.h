@@ -38,7 +38,8 @@ public:
 
     int output_bits() const { return layout.bits; }
     PanovalMosaicRect region() const { return crop.value_or(PanovalMosaicRect{0, 0, layout.width, layout.height}); }
-    bool has_seams() const { return seams != "none" && blend == "multiband"; }
+    bool feathers() const { return blend == kFeather; }
+    bool has_seams() const { return seams != "none" && !feathers(); }
 
     // Memory for the seams of the whole canvas, about, while they are not known. The process that measures them has it;
     // the task of a tile reads its part.

@@ -54,7 +54,7 @@ std::uint64_t count_tiles(const OutputTiles& tiles, Span columns, Span rows, con
 // How far beyond a tile its bands look.
 std::int64_t reach_of(const PanoramaJob& job)
 {
-    return job.blend == "multiband" ? 4 * ((std::int64_t{1} << std::min(job.layout.bands, 30)) - 1) : 0;
+    return job.feathers() ? 0 : 4 * ((std::int64_t{1} << std::min(job.layout.bands, 30)) - 1);
 }
 
 // How many tiles need the picture at least once. Beyond the edges of a canvas that goes round it appears again.

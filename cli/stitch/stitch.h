@@ -11,12 +11,16 @@
 namespace panoval::cli
 {
 
+// Names of the ways to blend, as plans have them, too.
+inline constexpr const char* kMultiBand = "multiband";
+inline constexpr const char* kFeather = "feather";
+
 struct StitchOptions {
     CommonOptions common;
     std::string output;
     std::vector<std::string> inputs; // as given: FILE@X,Y ...
     std::string layout;              // a file, or empty
-    std::string blend = "multiband"; // or "feather"
+    std::string blend = kMultiBand;  // or kFeather
     std::string seams = "optimal";   // or "nearest", "none"
     int bands = 0;                   // at most; 0: chosen from the overlaps
     bool has_no_gain = false;
@@ -46,6 +50,8 @@ struct StitchOptions {
     bool is_unjudged = false;   // no verdict
     bool is_strict = false;     // the verdict is an exit code
     bool wants_distributions = false; // in JSON
+
+    bool feathers() const { return blend == kFeather; }
 };
 
 // Does all of it and prints the results.

@@ -104,7 +104,7 @@ Json json_of_engine(const StitchOutcome& outcome)
 
 std::string blend_in_words(const PanoramaJob& job)
 {
-    if (job.blend == "feather")
+    if (job.feathers())
         return "feathered";
     const int bands = job.layout.bands;
     return concat("multi-band, ", bands, bands == 1 ? " band" : " bands", " at most, ",
@@ -129,7 +129,7 @@ void print_outcome(const StitchOutcome& outcome)
                  {"y", job.layout.origin_y + region.y},
                  {"blend", job.blend},
                  {"seams", job.has_seams() ? job.seams : "none"},
-                 {"bands", job.blend == "multiband" ? Json(job.layout.bands) : Json(nullptr)},
+                 {"bands", job.feathers() ? Json(nullptr) : Json(job.layout.bands)},
                  {"images", job.plan.layers.size()},
                  {"seconds", outcome.seconds},
                  {"megapixels_per_second", speed},
@@ -172,7 +172,7 @@ void print_estimate(const PanoramaJob& job)
                        {"y", layout.origin_y},
                        {"images", layout.pictures},
                        {"overlapping_pairs", layout.overlaps},
-                       {"bands", job.blend == "multiband" ? Json(layout.bands) : Json(nullptr)},
+                       {"bands", job.feathers() ? Json(nullptr) : Json(layout.bands)},
                        {"tiles", tiles.count()},
                        {"tile_width", layout.tile_width},
                        {"tile_height", layout.tile_height},
