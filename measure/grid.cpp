@@ -316,6 +316,7 @@ std::int32_t order_targets(const PanovalMeasureTarget* targets, std::int32_t cou
                            std::int32_t columns, PanovalMeasureGrid& grid, PanovalMeasureGridCell* cells)
 {
     std::vector<GridPoint> centres;
+    centres.reserve(static_cast<std::size_t>(count));
     for (std::int32_t n = 0; n < count; ++n)
         centres.push_back({targets[n].ellipse.x, targets[n].ellipse.y});
     Board board = find_board(centres, rows, columns);

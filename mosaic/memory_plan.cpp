@@ -91,7 +91,8 @@ double cost_of(const MemoryNeeds& needs, const TileGrid& grid)
     const auto own = static_cast<std::uint64_t>(grid.tile(0).pixels());
     const std::uint64_t seen = std::max(needs.seen(grid.tile_width, grid.tile_height), own);
     const std::uint64_t between = own * static_cast<std::uint64_t>(grid.tile_width) / kWide;
-    return static_cast<double>(own + (seen - own) / kSeenPart + between + kTileOverhead);
+    const std::uint64_t cost = own + (seen - own) / kSeenPart + between + kTileOverhead;
+    return static_cast<double>(cost);
 }
 
 // What the thread that has most to do works on. Of many tiles those at the right and the bottom count as what they are.
@@ -99,8 +100,10 @@ double time_of(const MemoryNeeds& needs, const TileGrid& grid, std::size_t threa
 {
     const auto count = static_cast<std::uint64_t>(grid.count());
     const double cost = cost_of(needs, grid);
-    if (count <= kFewTiles * threads)
-        return cost * static_cast<double>((count - 1) / threads + 1);
+    if (count <= kFewTiles * threads) {
+        const std::uint64_t most = (count - 1) / threads + 1;
+        return cost * static_cast<double>(most);
+    }
     const double tiles =
         static_cast<double>(grid.width) * static_cast<double>(grid.height) / static_cast<double>(grid.tile(0).pixels());
     return cost * tiles / static_cast<double>(threads);

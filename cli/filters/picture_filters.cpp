@@ -5,6 +5,7 @@
 #include "cli/base/exhausted_heap.h"
 
 #include <algorithm>
+#include <cmath>
 #include <vector>
 
 namespace panoval::cli
@@ -23,7 +24,7 @@ FilteredPicture stretched(const T* values, const Image& grey, const std::string&
     result.value = static_cast<double>(largest);
     const double scale = largest > 0 ? 255.0 / static_cast<double>(largest) : 0.0;
     for (std::size_t i = 0; i < grey.pixels(); ++i)
-        result.image.data[i] = static_cast<std::uint8_t>(static_cast<double>(values[i]) * scale + 0.5);
+        result.image.data[i] = static_cast<std::uint8_t>(std::lround(static_cast<double>(values[i]) * scale));
     return result;
 }
 
