@@ -117,6 +117,7 @@ void MinimumCut::reset(std::size_t count)
 {
     pull_.assign(count, 0);
     links_.clear();
+    links_.reserve(2 * count); // each node has two neighbours of a higher number at most
 }
 
 void MinimumCut::draw_to_first(std::size_t node, std::int32_t cost)

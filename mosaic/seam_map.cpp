@@ -6,15 +6,36 @@
 namespace panoval::mosaic
 {
 
+namespace
+{
+
+// Behind the last label that equals the one at x without another one between.
+std::size_t end_of_run(std::span<const std::int32_t> labels, std::size_t x)
+{
+    constexpr std::size_t kAtOnce = 16;
+    const std::int32_t label = labels[x];
+    while (x + kAtOnce <= labels.size()) {
+        std::int32_t difference = 0;
+        for (std::size_t i = 0; i < kAtOnce; ++i)
+            difference |= labels[x + i] ^ label;
+        if (difference != 0)
+            break;
+        x += kAtOnce;
+    }
+    while (x < labels.size() && labels[x] == label)
+        ++x;
+    return x;
+}
+
+} // namespace
+
 void SeamMap::add_row(std::span<const std::int32_t> labels)
 {
     first_run_.push_back(runs_.size());
-    for (std::size_t x = 0; x < labels.size(); ++x) {
-        const auto end = static_cast<std::int32_t>(x + 1);
-        if (x > 0 && labels[x] == labels[x - 1])
-            runs_.back().end = end;
-        else
-            runs_.push_back({end, labels[x]});
+    for (std::size_t x = 0; x < labels.size();) {
+        const std::int32_t label = labels[x];
+        x = end_of_run(labels, x);
+        runs_.push_back({static_cast<std::int32_t>(x), label});
     }
 }
 

@@ -36,6 +36,20 @@ TEST(SeamMap, GivesBackWhatWasAdded)
     EXPECT_EQ(map.runs(1).size(), 2u) << "equal neighbours are one run";
 }
 
+TEST(SeamMap, ARunEndsWhereTheLabelChangesWhateverItsLength)
+{
+    for (std::int32_t length = 1; length <= 70; ++length) {
+        Labels row(3, 7);
+        row.insert(row.end(), static_cast<std::size_t>(length), 9);
+        row.insert(row.end(), 40, kNobody);
+        SeamMap map(static_cast<std::int64_t>(row.size()));
+        map.add_row(std::span<const std::int32_t>(row));
+        ASSERT_EQ(map.runs(0).size(), 3u) << length;
+        EXPECT_EQ(map.runs(0)[1].end, 3 + length);
+        EXPECT_EQ(labels(map, 0, 0, map.width(), false), row);
+    }
+}
+
 TEST(SeamMap, OutsideIsNobodysUnlessTheCanvasGoesRound)
 {
     const SeamMap map = two_rows();
