@@ -49,7 +49,8 @@ struct ShiftVote {
 };
 
 // tone  of the same cells: what of their difference changes slowly is taken out
-std::vector<BlockShift> measure_blocks(const PictureSource& source, const OverlapCells& cells, const ToneModel& tone);
+std::vector<BlockShift> measure_blocks(const PictureSource& source, const OverlapCells& cells, const ToneModel& tone,
+                                       std::size_t threads);
 
 // Of a correlation at the place that was found, where less than the whole block may be left.
 double chance_at(const BlockShift& block);

@@ -2,6 +2,7 @@
 // Blocks for the vote on a displacement: where they lie, and what each one says. Most blocks fit where they are, which
 // least squares alone shows; of the others phase correlation knows where to look.
 #include "mosaic/displacement.h"
+#include "mosaic/parallel.h"
 #include "mosaic/phase_correlation.h"
 
 #include "core/numbers.h"
@@ -354,7 +355,8 @@ bool is_matched(const BlockShift& block)
            block.agreeing >= kAgreeing * block.strange;
 }
 
-std::vector<BlockShift> measure_blocks(const PictureSource& source, const OverlapCells& cells, const ToneModel& tone)
+std::vector<BlockShift> measure_blocks(const PictureSource& source, const OverlapCells& cells, const ToneModel& tone,
+                                       std::size_t threads)
 {
     constexpr std::int64_t kSmallestSide = 6; // pixels
     constexpr std::size_t kEnough = 3;        // blocks that fit clearly
@@ -364,20 +366,25 @@ std::vector<BlockShift> measure_blocks(const PictureSource& source, const Overla
     const Blocks chosen = choose_blocks(cells);
     const Surface surface{tone, cells};
     std::vector<BlockShift> blocks;
-    std::size_t matched = 0;
-    for (const Rect& rect : chosen.rects) {
-        if (blocks.size() == chosen.first_half && blocks.size() >= kEnough &&
-            std::all_of(blocks.begin(), blocks.end(), fits_clearly))
-            return blocks;
-        blocks.push_back(measure_block(source, surface, rect, 0, 0));
-        matched += is_matched(blocks.back()) ? 1 : 0;
-    }
+    const auto measure_to = [&](std::size_t end) {
+        const std::size_t begin = blocks.size();
+        blocks.resize(end);
+        run_in_parallel(end - begin, threads, [&](std::size_t i) {
+            blocks[begin + i] = measure_block(source, surface, chosen.rects[begin + i], 0, 0);
+        });
+    };
+    measure_to(std::min(chosen.first_half, chosen.rects.size()));
+    if (chosen.first_half < chosen.rects.size() && blocks.size() >= kEnough &&
+        std::all_of(blocks.begin(), blocks.end(), fits_clearly))
+        return blocks;
+    measure_to(chosen.rects.size());
     if (cells.step == 1)
         return blocks;
     const BlockShift whole = measure_cells(surface);
     const double far_x = std::floor(whole.fit.x * whole.step + 0.5);
     const double far_y = std::floor(whole.fit.y * whole.step + 0.5);
     const bool is_far = std::fabs(far_x) + std::fabs(far_y) > 16;
+    const auto matched = static_cast<std::size_t>(std::count_if(blocks.begin(), blocks.end(), is_matched));
     if (2 * matched < blocks.size() && is_far && is_matched(whole))
         for (BlockShift& block : blocks)
             if (!is_matched(block)) {

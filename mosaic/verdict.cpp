@@ -88,7 +88,7 @@ void tell_tone(const OverlapCells& cells, const ToneModel& tone, const std::vect
     verdict.offset = tone.offset();
 }
 
-Facts measure_overlap(const PictureSource& source, const Overlap& overlap, const SeamMap& seams)
+Facts measure_overlap(const PictureSource& source, const Overlap& overlap, const SeamMap& seams, std::size_t threads)
 {
     Facts facts;
     OverlapVerdict& verdict = facts.verdict;
@@ -102,7 +102,7 @@ Facts measure_overlap(const PictureSource& source, const Overlap& overlap, const
     verdict.before = cells.before;
     verdict.after = cells.after;
     const ToneModel rough_tone(cells);
-    facts.blocks = measure_blocks(source, cells, rough_tone);
+    facts.blocks = measure_blocks(source, cells, rough_tone, threads);
     facts.empty_sides = find_empty(cells);
     facts.level = mean_level(cells);
     const std::vector<std::uint8_t> owners = owners_of_cells(cells, source.layout, seams);
@@ -242,8 +242,9 @@ std::vector<Facts> measure_all(const PictureSource& source, const std::vector<Ov
     std::vector<Facts> facts(overlaps.size());
     std::atomic<std::size_t> done{0};
     progress.report(Phase::Verdict, 0);
+    const std::size_t each = options.threads / std::max<std::size_t>(overlaps.size(), 1); // threads for one of few
     run_in_parallel(overlaps.size(), options.threads, [&](std::size_t i) {
-        facts[i] = measure_overlap(source, overlaps[i], seams);
+        facts[i] = measure_overlap(source, overlaps[i], seams, std::max<std::size_t>(each, 1));
         progress.report(Phase::Verdict, static_cast<double>(++done) / static_cast<double>(overlaps.size()));
     });
     std::erase_if(facts, [](const Facts& fact) { return fact.verdict.shared_pixels == 0; });

@@ -105,6 +105,7 @@ TEST(Verdict, IsTheSameForAnyNumberOfThreads)
                             reader.layout, true);
     };
     EXPECT_EQ(judged(1), judged(4));
+    EXPECT_EQ(judged(1), judged(3 * overlaps.size())) << "each overlap on several";
 }
 
 TEST(Verdict, OfOnePictureIsGood)
