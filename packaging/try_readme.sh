@@ -22,7 +22,7 @@ if [ -n "${PANOVAL_CCACHE:-}" ]; then
     mkdir "$root/cache"
     mount --bind "$PANOVAL_CCACHE" "$root/cache"
     mounted="$mounted cache"
-    launcher="CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_DIR=/cache CCACHE_READONLY=1 CCACHE_TEMPDIR=/tmp
+    launcher="LANG=${LANG:-C} CMAKE_C_COMPILER_LAUNCHER=ccache CMAKE_CXX_COMPILER_LAUNCHER=ccache CCACHE_DIR=/cache CCACHE_READONLY=1 CCACHE_TEMPDIR=/tmp
         CCACHE_BASEDIR=/home/stranger CCACHE_NOHASHDIR=1 CCACHE_SLOPPINESS=time_macros"
 fi
 
