@@ -30,7 +30,9 @@ if(EXISTS "${PANOVAL_DEPS}/highway/hwy/targets.cc")
     target_include_directories(panoval_hwy SYSTEM PUBLIC "${PANOVAL_DEPS}/highway")
     target_link_libraries(panoval_highway INTERFACE panoval_hwy)
 elseif(NOT WIN32)
-    target_link_libraries(panoval_highway INTERFACE hwy) # the system's, as a shared library
+    message(WARNING "Panoval will need the system's libhwy beside itself: found no sources of Highway in "
+                    "${PANOVAL_DEPS}/highway; expected those that ./dev build fetches")
+    target_link_libraries(panoval_highway INTERFACE hwy)
 endif()
 
 if(WIN32)

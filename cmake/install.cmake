@@ -55,8 +55,10 @@ endfunction()
 panoval_static_library(libmath libmath_objects)
 if(TARGET panoval_hwy_objects)
     panoval_static_library(panoval "panoval_objects;panoval_hwy_objects" libmath_static)
+    set(static_words "-lmath -lgomp -lstdc++ -lm")
 else()
     panoval_static_library(panoval panoval_objects libmath_static hwy)
+    set(static_words "-lmath -lhwy -lgomp -lstdc++ -lm")
 endif()
 panoval_static_library(panoval_mosaic panoval_mosaic_objects panoval_static)
 panoval_static_library(panoval_measure panoval_measure_objects panoval_static)
@@ -74,11 +76,11 @@ install(FILES libmath/libmath.h DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/libmath
 
 panoval_pkg_config(libmath "The small linear algebra of Panoval" "-lmath" "" "-lstdc++ -lm")
 panoval_pkg_config(panoval "Blending, gains, filters, inpainting and shape detection on plain images" "-lpanoval" ""
-                   "-lmath -lgomp -lstdc++ -lm")
+                   "${static_words}")
 panoval_pkg_config(panoval_mosaic "Panoramas of any size within a fixed memory" "-lpanoval_mosaic" ""
-                   "-lpanoval -lmath -lgomp -lstdc++ -lm -lpthread")
+                   "-lpanoval ${static_words} -lpthread")
 panoval_pkg_config(panoval_measure "Round targets measured with their uncertainty" "-lpanoval_measure" ""
-                   "-lpanoval -lmath -lgomp -lstdc++ -lm")
+                   "-lpanoval ${static_words}")
 
 set(package_dir "${CMAKE_INSTALL_LIBDIR}/cmake/panoval")
 install(EXPORT panoval_targets NAMESPACE panoval:: DESTINATION "${package_dir}" COMPONENT development)

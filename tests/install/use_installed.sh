@@ -33,6 +33,20 @@ cc "$source/examples/stitch_two.c" $(pkg-config --cflags panoval) -Wl,-Bstatic $
     sed 's/-lgomp.*//') -Wl,-Bdynamic -lgomp -lstdc++ -lm -o "$stage/static_by_pkg_config"
 expect "a static C program by pkg-config" "$stage/static_by_pkg_config"
 
+# Each library is known by its major version, and needs ours and the compiler's run-time library beside itself, no other.
+for name in libmath libpanoval libpanoval_mosaic libpanoval_measure; do
+    objdump -p "$library/$name.so" >"$stage/fields"
+    grep -q "^ *SONAME  *$name\.so\.1$" "$stage/fields" || {
+        echo "$name has another soname than $name.so.1: $(grep SONAME "$stage/fields")" >&2
+        exit 1
+    }
+    others=$(sed -n 's/^ *NEEDED *//p' "$stage/fields" | grep -vE '^(libmath|libgomp|libm|libc|ld-linux-.*)\.so\.[0-9]+$' || :)
+    [ -z "$others" ] || {
+        echo "$name needs beside itself: $others" >&2
+        exit 1
+    }
+done
+
 sh "$source/tests/install/run_examples.sh" "$source/examples" "$stage/examples"
 for example in "$source"/examples/*.c "$source"/examples/*.cpp; do
     [ "$(wc -l <"$example")" -le 66 ] || {

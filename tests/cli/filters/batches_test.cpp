@@ -9,7 +9,9 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <chrono>
 #include <cstring>
+#include <filesystem>
 
 namespace panoval::cli::test
 {
@@ -29,6 +31,7 @@ protected:
         for (std::int32_t y = 0; y < image.height; ++y)
             for (std::int32_t x = 0; x < image.width; ++x)
                 image.row(y)[x] = static_cast<std::uint8_t>(x > 20 && x < 40 && y > 10 && y < 30 ? 200 : x + number);
+        image.row(0)[0] = 0; // where distances begin
         const std::string name = in_folder(std::to_string(number) + ".pgm");
         write_image(name, image);
         return name;
@@ -48,7 +51,7 @@ protected:
 TEST_F(Batches, ABatchGivesTheBytesOfSingleRunsForAnyNumberOfJobs)
 {
     const std::string list = write_list();
-    for (const char* const command : {"smooth", "edges", "gradient", "threshold"}) {
+    for (const char* const command : {"smooth", "edges", "gradient", "distance", "threshold"}) {
         for (int i = 0; i < 3; ++i)
             ASSERT_EQ(run_panoval({command, in_folder(std::to_string(i) + ".pgm"), "-o",
                                    in_folder(std::to_string(i) + "-alone.png")})
@@ -154,6 +157,27 @@ TEST_F(Batches, InpaintTakesAMaskForEachPicture)
     EXPECT_TRUE(contains(images[2]["error"].get<std::string>(), "2-mask.pgm"));
     EXPECT_TRUE(file_exists(in_folder("1-filled.pgm")));
     EXPECT_FALSE(file_exists(in_folder("2-filled.pgm")));
+}
+
+TEST_F(Batches, InpaintingIsResumedUnlessTheMaskIsNewer)
+{
+    Image mask = make_image(60, 40, 1, 8, "test");
+    std::memset(mask.data.get(), 0, mask.bytes());
+    std::memset(mask.row(20) + 22, 255, 5);
+    const std::string picture = write_picture(0), marks = in_folder("marks.pgm"), output = in_folder("0-f.png");
+    write_image(marks, mask);
+    const std::vector<std::string> command = {
+        "inpaint", "--mask",       marks,      "--files-from", write_text("list", picture),
+        "-o",      "{path}-f.png", "--resume", "--json"};
+    const auto is_kept = [&] { return Json::parse(run_panoval(command).out)["images"][0].value("kept", false); };
+    EXPECT_FALSE(is_kept()) << "not there";
+    EXPECT_TRUE(is_kept());
+    const auto made = std::filesystem::last_write_time(path_from_utf8(output));
+    std::filesystem::last_write_time(path_from_utf8(marks), made + std::chrono::hours(1));
+    EXPECT_FALSE(is_kept()) << "the mask is newer";
+    const Outcome piped = run_panoval({"inpaint", "-", "--mask", marks, "-o", "-", "-q"}, picture);
+    EXPECT_EQ(piped.exit_code, 0) << piped.err;
+    EXPECT_TRUE(piped.out == text_of("0-f.png")) << piped.out.size() << " bytes";
 }
 
 TEST_F(Batches, NamesThatCannotBeRightAreRefusedBeforeAnythingIsDone)
