@@ -4,7 +4,7 @@
 Blocks marked sh are scripts; in running text whatever stands between backticks and begins with a command is one. They are
 run in FOLDER, which has the pictures that they name, those of CONTRIBUTING.md in CLONE. What cannot be run as it stands
 has a line in elsewhere.txt, and the block of another language there the test that runs it. Names of files are those of files
-that there are, options those of the program.
+that there are, options those of the program and of ./dev.
 """
 import collections
 import pathlib
@@ -70,15 +70,16 @@ class Runner:
         self._source, self._folder, self._clone = source, folder, clone
         self._elsewhere = Elsewhere(source)
         self._guards = (source / ".ci/run").read_text(encoding="utf-8").split("\n")
-        self._options = self._options_of_the_program()
+        self._options = self._known_options()
         self._done = set()
         self.failures, self.run, self.not_run = [], 0, []
 
-    def _options_of_the_program(self):
+    def _known_options(self):
         text = subprocess.run(["panoval", "--help"], capture_output=True, text=True, check=True).stdout
         commands = re.findall(r"^  ([a-z]+) ", text.split("Commands:")[1].split("\n\n")[0], re.MULTILINE)
         for command in commands:
             text += subprocess.run(["panoval", command, "--help"], capture_output=True, text=True, check=True).stdout
+        text += (self._source / "dev").read_text(encoding="utf-8").split("TEXT\n")[0]
         return set(re.findall(r"--[a-z][a-z-]*", text)) | OTHERS_OPTIONS
 
     def _script(self, shown, text):
@@ -129,7 +130,7 @@ class Runner:
                 self.failures.append(f"{shown.file}: there is no {shown.text}")
         for option in OPTION.findall(shown.text):
             if shown.text.startswith(("--", "panoval")) and option not in self._options:
-                self.failures.append(f"{shown.file}: {shown.text}: the program has no option {option}")
+                self.failures.append(f"{shown.file}: {shown.text}: neither the program nor ./dev has an option {option}")
 
     def everything(self):
         for path in [*sorted(self._source.glob("*.md")), *sorted(self._source.glob("docs/*.md")), self._source / "python/README.md"]:
