@@ -97,6 +97,8 @@ PictureStore::PictureStore(const Layout& layout, const std::vector<PictureTraits
         is_all_random = is_all_random && picture.random_access;
     }
     all_fit_ = bands <= budget.least_bytes / pool_.block_bytes();
+    if (all_fit_)
+        pool_.expect(bands);
     if (!all_fit_ && !is_all_random && budget.may_use_scratch)
         has_scratch_ = scratch_.open();
 }
