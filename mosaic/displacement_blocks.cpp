@@ -5,6 +5,7 @@
 #include "mosaic/parallel.h"
 #include "mosaic/phase_correlation.h"
 
+#include "core/elementary.h"
 #include "core/numbers.h"
 
 #include <algorithm>
@@ -172,7 +173,8 @@ Patch read_patch(const PictureSource& source, const Overlap& overlap, bool is_se
     patch.rect = in_frame;
     if (is_second)
         surface.subtract_from(patch);
-    prepare_patch(patch, kReach, rect);
+    // Smoothing leaves the outermost pixels of a picture unknown, which lie elsewhere in the other one.
+    prepare_patch(patch, kReach, rect.grown(-1));
     return patch;
 }
 
@@ -210,21 +212,46 @@ ShiftFit search_nearby(const Patch& first, const Patch& second, double x, double
     return best.is_valid ? fit_shift(first, second, best.x, best.y) : best;
 }
 
+// Without the pixels that are strange at (x, y), in a patch whose pixels lie that far from the first one's.
+Patch without_strangers(const Patch& patch, const Patch& first, const Agreement& agreement, int x, int y)
+{
+    Patch rest = patch;
+    const Rect common = intersect(first.rect, patch.rect.moved(-x, -y));
+    for (std::int64_t v = common.y; v < common.bottom(); ++v)
+        for (std::int64_t u = common.x; u < common.right(); ++u)
+            if (agreement
+                    .is_strange[static_cast<std::size_t>((v - first.rect.y) * first.rect.width + u - first.rect.x)] !=
+                0)
+                rest.known[static_cast<std::size_t>((v + y - patch.rect.y) * patch.rect.width + u + x - patch.rect.x)] =
+                    0;
+    prepare_again(rest, kReach);
+    return rest;
+}
+
+bool is_far(const ShiftFit& fit, int x, int y)
+{
+    constexpr double kFar = 8; // pixels
+    return std::fabs(fit.x - x) > kFar || std::fabs(fit.y - y) > kFar;
+}
+
 // Where most of the area agrees with what lies there, the rest, which moved, is left out.
 Agreement look_beside_strangers(const Patch& first, const Patch& second, int x, int y, BlockShift& block)
 {
-    constexpr double kBelieved = 0.7; // correlation of the rest
-    constexpr double kFewest = 4;     // squares that agree
-    if (block.fit.is_valid && block.fit.correlation > kGoodFit)
+    constexpr double kBelieved = 0.7;  // correlation of the rest
+    constexpr double kFewest = 4;      // squares that agree
+    constexpr double kOfStrange = 0.6; // as many of those that do not
+    const bool moved_far = is_far(block.fit, x, y);
+    if (block.fit.is_valid && block.fit.correlation > kGoodFit && !moved_far)
         return {};
     const double noise = std::max(block.noise_first, block.noise_second);
     Agreement agreement = agreement_at(first, second, x, y, noise);
-    if (agreement.agreeing >= kFewest && agreement.agreeing > 0.6 * agreement.strange && agreement.strange > 0) {
-        Patch most = first;
-        for (std::size_t i = 0; i < most.known.size(); ++i)
-            most.known[i] = most.known[i] != 0 && agreement.is_strange[i] == 0 ? 1 : 0;
-        const ShiftFit fit = fit_shift(most, second, x, y);
-        if (fit.is_valid && fit.correlation > kBelieved)
+    if (agreement.agreeing >= kFewest && agreement.agreeing > kOfStrange * agreement.strange && agreement.strange > 0) {
+        const ShiftFit fit = fit_shift(without_strangers(first, first, agreement, 0, 0),
+                                       without_strangers(second, first, agreement, x, y), x, y);
+        // What agrees here, by area, is believed rather than a thing of much contrast that agrees with itself far away.
+        if (fit.is_valid && fit.correlation > kBelieved && moved_far)
+            block.fit = fit;
+        else if (fit.is_valid && fit.correlation > kBelieved)
             take_better(block.fit, fit);
     }
     if (block.fit.is_valid)
@@ -253,6 +280,16 @@ Agreement find_place(const Patch& first, const Patch& second, int x, int y, Bloc
     if (std::min(first.rect.width, first.rect.height) < kNarrow)
         take_better(block.fit, search_nearby(first, second, x, y));
     return look_beside_strangers(first, second, x, y, block);
+}
+
+// Smoothing carries a thing's edge some pixels farther.
+bool is_beside_strangers(const Agreement& agreement, std::size_t i, std::size_t width)
+{
+    constexpr std::size_t kSmeared = 3;
+    const std::vector<std::uint8_t>& strange = agreement.is_strange;
+    const std::size_t far = kSmeared * width;
+    return !strange.empty() && (strange[i - std::min(i, kSmeared)] | strange[std::min(i + kSmeared, strange.size() - 1)] |
+                                strange[i - std::min(i, far)] | strange[std::min(i + far, strange.size() - 1)]) != 0;
 }
 
 // What is finer than smoothing once more would leave, where both are known.
@@ -284,8 +321,7 @@ void measure_detail(const Patch& first, const Patch& second, const Agreement& ag
             const auto i = static_cast<std::size_t>((y - first.rect.y) * first.rect.width + x - first.rect.x);
             const auto j = static_cast<std::size_t>((y + shift_y - second.rect.y) * second.rect.width + x + shift_x -
                                                     second.rect.x);
-            const bool is_strange = !agreement.is_strange.empty() && agreement.is_strange[i] != 0;
-            if (is_strange || !is_inside(first, i) || !is_inside(second, j))
+            if (is_beside_strangers(agreement, i, first.width()) || !is_inside(first, i) || !is_inside(second, j))
                 continue;
             const double a = detail(first, i);
             const double b = detail(second, j);
@@ -351,7 +387,9 @@ bool is_matched(const BlockShift& block)
 {
     constexpr double kBeyondChance = 4.5;
     constexpr double kAgreeing = 0.5; // relative to what does not
-    return block.fit.is_valid && block.fit.correlation > std::max(0.1, kBeyondChance * chance_at(block)) &&
+    // By Fisher's transformation: its deviation is that of small correlations, however large this one is.
+    const double shrink = exp(-2 * kBeyondChance * chance_at(block));
+    return block.fit.is_valid && block.fit.correlation > std::max(0.1, (1 - shrink) / (1 + shrink)) &&
            block.agreeing >= kAgreeing * block.strange;
 }
 

@@ -33,7 +33,7 @@ struct Warped {
 };
 
 // Bilinear; the fraction is the same everywhere.
-void warp(const Patch& second, const Rect& to, double x, double y, Warped& warped)
+void warp(const Patch& second, const std::vector<float>& values, const Rect& to, double x, double y, Warped& warped)
 {
     const double whole_x = std::floor(x);
     const double whole_y = std::floor(y);
@@ -55,13 +55,18 @@ void warp(const Patch& second, const Rect& to, double x, double y, Warped& warpe
         const auto count = static_cast<std::size_t>(last_x - first_x);
         const std::size_t from = above + static_cast<std::size_t>(first_x + shift_x);
         const std::size_t at = out + static_cast<std::size_t>(first_x);
-        const float* const v = second.value.data() + from;
+        const float* const v = values.data() + from;
         interpolate_row(v, v + second.width(), fx, fy, count, warped.value.data() + at);
         const std::uint8_t* const k = second.known.data() + from;
         const std::uint8_t* const below = k + second.width();
         for (std::size_t i = 0; i < count; ++i)
             warped.known[at + i] = k[i] & k[i + 1] & below[i] & below[i + 1];
     }
+}
+
+void warp(const Patch& second, const Rect& to, double x, double y, Warped& warped)
+{
+    warp(second, second.value, to, x, y, warped);
 }
 
 struct Sums {
@@ -385,7 +390,7 @@ ShiftFit fit_shift(const Patch& first, const Patch& second, double x, double y)
 Agreement agreement_at(const Patch& first, const Patch& second, double x, double y, double noise)
 {
     Warped warped;
-    warp(second, first.rect, x, y, warped);
+    warp(second, second.smoothed, first.rect, x, y, warped);
     Agreement result;
     result.is_strange.resize(first.value.size());
     const std::size_t width = first.width();
@@ -397,7 +402,7 @@ Agreement agreement_at(const Patch& first, const Patch& second, double x, double
             for (std::size_t v = top; v < bottom; ++v)
                 for (std::size_t i = v * width + left; i < v * width + right; ++i)
                     if ((first.known[i] & warped.known[i]) != 0)
-                        square.add(static_cast<double>(first.value[i]), static_cast<double>(warped.value[i]));
+                        square.add(static_cast<double>(first.smoothed[i]), static_cast<double>(warped.value[i]));
             const Sameness sameness = compare(square, noise);
             result.agreeing += sameness == Sameness::Same ? 1 : 0;
             if (sameness != Sameness::Strange)

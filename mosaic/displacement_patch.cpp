@@ -156,7 +156,16 @@ void read_row(const PixelBlock& block, std::int64_t y, const std::vector<float>&
 void prepare_patch(Patch& patch, std::int64_t reach, const Rect& area)
 {
     smooth(patch);
+    patch.smoothed = patch.value;
+    patch.area = area;
     subtract_slow_changes(patch, reach, area);
+}
+
+void prepare_again(Patch& patch, std::int64_t reach)
+{
+    for (std::size_t i = 0; i < patch.value.size(); ++i)
+        patch.value[i] = patch.known[i] != 0 ? patch.smoothed[i] : 0.0f;
+    subtract_slow_changes(patch, reach, patch.area);
 }
 
 double seen_beyond_noise(const Patch& patch)

@@ -32,7 +32,9 @@ struct PictureSource {
 struct Patch {
     Rect rect;                       // in a frame that the caller chooses
     std::vector<float> value;        // levels of 255; 0 where not known
+    std::vector<float> smoothed;     // of a prepared patch: the values before slow changes were taken out
     std::vector<std::uint8_t> known; // 1, or 0 where the picture covers too little around a pixel
+    Rect area;                       // of a prepared patch: what counted for slow changes
     double noise = 0;                // variance of a pixel's brightness as read, before smoothing
 
     std::size_t width() const { return static_cast<std::size_t>(rect.width); }
@@ -45,6 +47,9 @@ inline constexpr double kNoiseLeft = 0.140625;
 // Smooths with 1 2 1 both ways, and subtracts the mean of the window of `reach` pixels around each one, of which only
 // those in `area` count. Patches to compare need the same area, or slopes would look different at their edges.
 void prepare_patch(Patch& patch, std::int64_t reach, const Rect& area);
+
+// Prepares once more, without the pixels that have been made unknown since.
+void prepare_again(Patch& patch, std::int64_t reach);
 
 // What a prepared patch shows beyond noise, a variance: the covariance of pixels so far apart that smoothing has not
 // spread one's noise to the other. Fine detail counts in part.

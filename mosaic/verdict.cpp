@@ -28,6 +28,7 @@ struct Facts {
     std::vector<BlockShift> blocks;
     EmptySides empty_sides;
     double level = 0; // mean brightness of both, of 255
+    bool differs_at_ghosts_only = false;
 };
 
 double mean_level(const OverlapCells& cells)
@@ -54,15 +55,6 @@ KnownNoise noise_of_blocks(const std::vector<BlockShift>& blocks)
     return noise;
 }
 
-void look_for_ghosts(const PictureSource& source, const OverlapCells& cells, const ToneModel& tone,
-                     const std::vector<std::uint8_t>& owners, Facts& facts)
-{
-    const ShiftVote found = vote(facts.blocks, noise_of_blocks(facts.blocks), facts.empty_sides);
-    if (found.empty || (found.mismatch > 0.5 && found.weight > 0.5))
-        return; // everything differs
-    facts.verdict.ghosts = find_ghosts(cells, tone, owners, found.displacement.value_or(Displacement{}), source.layout);
-}
-
 void leave_out(const std::vector<Ghost>& ghosts, OverlapCells& cells)
 {
     const Rect& region = cells.overlap.region;
@@ -75,6 +67,56 @@ void leave_out(const std::vector<Ghost>& ghosts, OverlapCells& cells)
             for (std::int64_t x = inside.x; x < inside.right(); ++x)
                 cells.known[static_cast<std::size_t>(y) * cells.width + static_cast<std::size_t>(x)] = 0;
     }
+}
+
+// Whether nothing but these few places differs: then those are things that moved, though they may be all that there is
+// to see.
+bool are_all_that_differs(const std::vector<Ghost>& ghosts, const OverlapCells& cells, const ToneModel& tone,
+                          const KnownNoise& noise)
+{
+    constexpr std::size_t kFew = 3;
+    constexpr double kVisible = 4;      // levels
+    constexpr double kBeyondNoise = 4;  // standard deviations
+    constexpr double kHardlyAny = 0.01; // of the other cells
+    if (ghosts.empty() || ghosts.size() > kFew)
+        return false;
+    OverlapCells others = cells;
+    leave_out(ghosts, others);
+    const double step = static_cast<double>(cells.step);
+    const double limit = kVisible + kBeyondNoise * std::sqrt((noise.first + noise.second) / kNoiseLeft) / step;
+    std::vector<double> tones(cells.width);
+    double known = 0;
+    double differing = 0;
+    for (std::size_t y = 0; y < cells.height; ++y)
+        for (std::size_t c = 0; c < cells.channels; ++c) {
+            tone.at_row(y, c, tones);
+            for (std::size_t x = 0, i = y * cells.width; x < cells.width; ++x, ++i) {
+                known += others.known[i];
+                differing += others.known[i] != 0 && std::fabs(cells.difference(i, c) - tones[x]) > limit ? 1 : 0;
+            }
+        }
+    return 2 * known > static_cast<double>(cells.cells() * cells.channels) && differing < kHardlyAny * known;
+}
+
+void look_for_ghosts(const PictureSource& source, const OverlapCells& cells, const ToneModel& tone,
+                     const std::vector<std::uint8_t>& owners, Facts& facts)
+{
+    constexpr double kFar = 8; // pixels; may be how far a thing moved
+    const KnownNoise noise = noise_of_blocks(facts.blocks);
+    const ShiftVote found = vote(facts.blocks, noise, facts.empty_sides);
+    if (found.empty)
+        return;
+    std::vector<Ghost>& ghosts = facts.verdict.ghosts;
+    const bool is_mismatch = found.mismatch > 0.5 && found.weight > 0.5;
+    if (is_mismatch || found.displaced_by > kFar) {
+        ghosts = find_ghosts(cells, tone, owners, {}, source.layout);
+        facts.differs_at_ghosts_only = are_all_that_differs(ghosts, cells, tone, noise);
+        if (facts.differs_at_ghosts_only)
+            return;
+        ghosts.clear();
+    }
+    if (!is_mismatch) // otherwise everything differs
+        ghosts = find_ghosts(cells, tone, owners, found.displacement.value_or(Displacement{}), source.layout);
 }
 
 void tell_tone(const OverlapCells& cells, const ToneModel& tone, const std::vector<std::uint8_t>& owners,
@@ -161,43 +203,72 @@ std::vector<double> noise_of_pictures(std::size_t pictures, const std::vector<Fa
     return noise;
 }
 
-// Detail that both blocks share tells which of them is softer; noise is in neither of the products.
+// Variances of fine detail, summed over blocks.
+struct Detail {
+    double of_picture = 0;
+    double own_noise = 0;     // in it, as the picture shows
+    double assumed_noise = 0; // likewise, with what the other picture's tells
+};
+
+struct SharedDetail {
+    Detail first;
+    Detail second;
+    double shared = 0;
+};
+
+// own       noise of each picture as it shows
+// assumed   with what the other one's tells of it
 // rounding  what that of samples leaves in prepared patches; calm places show none of it
-void measure_sharpness(const std::vector<BlockShift>& blocks, const KnownNoise& noise, double rounding,
-                       OverlapVerdict& verdict)
+SharedDetail add_up_detail(const std::vector<BlockShift>& blocks, const KnownNoise& own, const KnownNoise& assumed,
+                           double rounding)
 {
     constexpr double kNoiseInDetail = 0.143; // of the variance of noise in prepared patches
-    constexpr double kClearly = 0.5;         // of the noise
-    constexpr double kShared = 0.85;
-    constexpr double kLeast = 0.001; // level squared
-    double first = 0;
-    double second = 0;
-    double shared = 0;
-    double noise_first = 0;
-    double noise_second = 0;
+    SharedDetail sum;
     for (const BlockShift& block : blocks) {
         if (!is_matched(block) || block.step > 1 || is_coding_alone(block))
             continue;
-        first += block.detail_first;
-        second += block.detail_second;
-        shared += block.detail_shared;
-        noise_first += kNoiseInDetail * std::max({noise.first, most_noise(block, false), rounding});
-        noise_second += kNoiseInDetail * std::max({noise.second, most_noise(block, true), rounding});
+        const double of_first = most_noise(block, false);
+        const double of_second = most_noise(block, true);
+        sum.first.of_picture += block.detail_first;
+        sum.second.of_picture += block.detail_second;
+        sum.shared += block.detail_shared;
+        sum.first.own_noise += kNoiseInDetail * std::max(own.first, of_first);
+        sum.second.own_noise += kNoiseInDetail * std::max(own.second, of_second);
+        sum.first.assumed_noise += kNoiseInDetail * std::max({assumed.first, of_first, rounding});
+        sum.second.assumed_noise += kNoiseInDetail * std::max({assumed.second, of_second, rounding});
     }
+    return sum;
+}
+
+// Detail that both blocks share tells which of them is softer; noise is in neither of the products.
+void measure_sharpness(const SharedDetail& sum, OverlapVerdict& verdict)
+{
+    constexpr double kClearly = 0.5; // of the noise
+    constexpr double kShared = 0.85;
+    constexpr double kMuchNoisier = 4; // in variance
+    constexpr double kLeast = 0.001;   // level squared
+    const auto excess = [&](const Detail& detail) {
+        return (detail.of_picture - sum.shared) / std::max(detail.assumed_noise, kLeast);
+    };
     // Noise may be more than the calm places say, as where it grows with the light: what both have beyond what they
     // share is noise, in proportion. One that is not sharp has next to nothing beyond.
-    const double grown = std::max(1.0, std::min((first - shared) / std::max(noise_first, kLeast),
-                                                (second - shared) / std::max(noise_second, kLeast)));
-    const double clean_first = first - grown * noise_first;
-    const double clean_second = second - grown * noise_second;
-    const double sharper = std::max(clean_first, clean_second);
-    const double softer = std::max(0.0, std::min(clean_first, clean_second));
-    verdict.is_sharpness_known = sharper >= kClearly * grown * std::max(noise_first, noise_second) + kLeast;
+    const double grown = std::max(1.0, std::min(excess(sum.first), excess(sum.second)));
+    const auto clean = [&](const Detail& detail) { return detail.of_picture - grown * detail.assumed_noise; };
+    const bool is_second = clean(sum.second) < clean(sum.first);
+    const Detail& soft = is_second ? sum.second : sum.first;
+    const Detail& other = is_second ? sum.first : sum.second;
+    const double sharper = clean(other);
+    const double most_assumed = std::max(soft.assumed_noise, other.assumed_noise);
+    verdict.is_sharpness_known = sharper >= kClearly * grown * most_assumed + kLeast;
     // What is not sharp shares less with the other picture, too; a wrong idea of its noise would not change that.
-    if (!verdict.is_sharpness_known || shared > kShared * sharper)
+    if (!verdict.is_sharpness_known || sum.shared > kShared * sharper)
         return;
-    const double ratio = std::sqrt(softer / sharper);
-    verdict.sharpness = clean_second < clean_first ? ratio : 1 / std::max(ratio, 0.01);
+    // And it shows less than both share, however much noisier the other one is.
+    if (other.own_noise > kMuchNoisier * soft.own_noise &&
+        soft.of_picture - grown * soft.own_noise > kShared * sum.shared)
+        return;
+    const double ratio = std::sqrt(std::max(0.0, clean(soft)) / sharper);
+    verdict.sharpness = is_second ? ratio : 1 / std::max(ratio, 0.01);
 }
 
 // What is known of the noise, made as large as that of the other picture would be after this one's gain: calm places of
@@ -227,13 +298,17 @@ void settle_overlap(Facts& facts, const Layout& layout, const Corrections& corre
     // Coding may leave nothing in common of what is as fine and as faint as its errors.
     constexpr double kFaint = 0.02; // of the brightness
     verdict.is_mismatch = found.mismatch > 0.5 && found.weight > 0.5 && verdict.after.mean > kFaint * facts.level;
-    if (verdict.is_mismatch || found.empty)
+    if (facts.differs_at_ghosts_only) {
+        verdict.is_mismatch = false;
+        verdict.displaced_by = 0; // but for things
+    }
+    if (verdict.is_mismatch || found.empty || facts.differs_at_ghosts_only)
         verdict.displacement.reset();
     if (found.empty)
         verdict.empty = *found.empty ? verdict.second : verdict.first;
     const double unit = 255.0 / static_cast<double>(layout.largest_sample());
-    measure_sharpness(facts.blocks, with_gains(noise, layout, corrections, verdict), kNoiseLeft * unit * unit / 12,
-                      verdict);
+    const KnownNoise assumed = with_gains(noise, layout, corrections, verdict);
+    measure_sharpness(add_up_detail(facts.blocks, noise, assumed, kNoiseLeft * unit * unit / 12), verdict);
 }
 
 std::vector<Facts> measure_all(const PictureSource& source, const std::vector<Overlap>& overlaps, const SeamMap& seams,

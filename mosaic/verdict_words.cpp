@@ -155,7 +155,7 @@ void describe(const Layout& layout, double tone_look, OverlapVerdict& overlap)
 double hint(const OverlapVerdict& overlap)
 {
     constexpr double kHint = 0.03; // that is said to be against an overlap
-    return kHint * ramp(overlap.after.mean, 0.5 + 2 * overlap.noise, 2 + 5 * overlap.noise);
+    return kHint * ramp(overlap.after.mean, 0.3 + 1.3 * overlap.noise, 1 + 2 * overlap.noise);
 }
 
 Evidence about_place(const OverlapVerdict& overlap, double)
@@ -169,7 +169,8 @@ Evidence about_place(const OverlapVerdict& overlap, double)
     evidence.against = is_displaced(overlap, kDisplacedLook)
                            ? sure * ramp(overlap.displaced_by, kDisplacedLook - 0.1, kDisplacedLook + 0.2)
                            : 0;
-    evidence.in_favour = sure * (1 - ramp(overlap.displaced_by, 0.5 * kFits, kFits + 0.1));
+    if (overlap.displacement)
+        evidence.in_favour = sure * (1 - ramp(overlap.displaced_by, 0.5 * kFits, kFits + 0.1));
     if (evidence.against <= 0)
         evidence.against = (1 - evidence.in_favour) * hint(overlap);
     return evidence;

@@ -145,7 +145,7 @@ private:
                 expected = only_good();
         if (is_fault("vignetting"))
             expected = {true, true, false, {}, true};
-        if (is_fault("thing"))
+        if (is_fault("thing") || is_fault("moved"))
             expected = {false, true, false, {}, true};
         if (is_fault("gap"))
             expected = {false, false, true, {}, true};
@@ -176,6 +176,13 @@ private:
             const bool at_left = rect.x > 0;
             result_.thing = {at_left ? rect.x + 18 : rect.x + into + 18, rect.y + random_.integer(20, 90), 24, 90};
             culprit().things.push_back({result_.thing, kind_.options.mean * 1.9});
+        } else if (is_fault("moved")) { // from one place of the overlap to another one
+            const Rect& rect = culprit().rect;
+            const bool at_left = rect.x > 0;
+            const std::int64_t x = (at_left ? rect.x : made_.rects[1].x) + 18;
+            culprit().things.push_back({{x, rect.y + 5, 24, 90}, kind_.options.mean * 1.9});
+            Cut& neighbour = cuts_[at_left ? made_.culprit - 1 : made_.culprit + 1];
+            neighbour.things.push_back({{x, rect.y + 105, 24, 90}, kind_.options.mean * 1.9});
         } else if (is_fault("gamma")) {
             culprit().gamma = 0.8;
         } else if (is_fault("blur")) {
@@ -247,9 +254,9 @@ std::vector<std::string> verdict_scenes()
 
 std::vector<std::string> verdict_faults()
 {
-    return {"none",       "noise",   "unequal", "dim",    "exposures", "coding", "coarse", "masks",
-            "vignetting", "shift1",  "shift2",  "shift3", "shift6",    "thing",  "gap",    "gamma",
-            "blur",       "swapped", "twice",   "black",  "blank",     "white",  "turned", "negative"};
+    return {"none",    "noise",  "unequal", "dim",    "exposures", "coding", "coarse",  "masks", "vignetting",
+            "shift1",  "shift2", "shift3",  "shift6", "thing",     "moved",  "gap",     "gamma", "blur",
+            "swapped", "twice",  "black",   "blank",  "white",     "turned", "negative"};
 }
 
 VerdictCase make_verdict_case(const std::string& scene, const std::string& fault, std::uint64_t seed)

@@ -39,8 +39,9 @@ TEST_P(EveryFault, IsJudgedRightly)
 
 INSTANTIATE_TEST_SUITE_P(Verdict, EveryFault,
                          testing::Values("none", "noise", "unequal", "dim", "exposures", "coding", "coarse", "masks",
-                                         "vignetting", "shift1", "shift2", "shift3", "shift6", "thing", "gap", "gamma",
-                                         "blur", "swapped", "twice", "black", "blank", "white", "turned", "negative"),
+                                         "vignetting", "shift1", "shift2", "shift3", "shift6", "thing", "moved", "gap",
+                                         "gamma", "blur", "swapped", "twice", "black", "blank", "white", "turned",
+                                         "negative"),
                          [](const auto& fault) { return std::string(fault.param); });
 
 TEST(Verdict, MeasuresDisplacementsToASeventhOfAPixel)
@@ -71,6 +72,18 @@ TEST(Verdict, BoxesAThingThatMoved)
 }
 
 // Neighbours in a row, where every overlap is wrong and nothing else tells whose fault it is.
+// Its two places match each other better than anything else does.
+TEST(Verdict, OfAThingThatMovedInAFogBlamesNobody)
+{
+    const VerdictCase made = make_verdict_case("fog", "moved", 11);
+    const Verdict verdict = judge_case(made);
+    EXPECT_TRUE(is_right(made, verdict)) << told(made, verdict);
+    std::size_t places = 0;
+    for (const OverlapVerdict& overlap : verdict.overlaps)
+        places = std::max(places, overlap.ghosts.size());
+    EXPECT_GE(places, 1u);
+}
+
 TEST(Verdict, NamesTwoPicturesAtEachOthersPlacesAndNobodyElse)
 {
     const Scene scene = make_scene(780, 200, {});

@@ -34,7 +34,8 @@ struct Shot {
 class StitchGains : public ScratchFolder
 {
 protected:
-    std::string shoot(const std::string& name, const Shot& shot, int channels, int bits) const
+    std::string shoot(const std::string& name, const Shot& shot, int channels, int bits,
+                      const image::WriteOptions& options = {}) const
     {
         Image image = make_image(shot.width, shot.height, channels, bits, "test");
         for (std::int32_t y = 0; y < shot.height; ++y)
@@ -45,7 +46,7 @@ protected:
                     const std::size_t at = static_cast<std::size_t>(x * channels + c) * image.sample_bytes();
                     std::memcpy(image.row(y) + at, &sample, image.sample_bytes());
                 }
-        write_image(in_folder(name), image);
+        write_image(in_folder(name), image, options);
         return concat(in_folder(name), "@", shot.x, ",", shot.y);
     }
 
@@ -66,6 +67,23 @@ protected:
 
     const std::vector<Shot> kShots = {{-20, 5, 120, 90, 0.8}, {60, 0, 120, 90, 1.1}, {140, -8, 120, 90, 1.0}};
 };
+
+// What the coding of JPEG files leaves out is nobody's fault, and hides no displacement.
+TEST_F(StitchGains, JpegFilesAreJudgedByWhatTheyShow)
+{
+    const std::vector<Shot> shots = {{0, 0, 220, 200, 0.8}, {140, 5, 220, 200, 1.0}, {280, 0, 220, 200, 0.9}};
+    for (const int quality : {75, 85, 95}) {
+        std::vector<std::string> inputs;
+        for (std::size_t i = 0; i < shots.size(); ++i)
+            inputs.push_back(shoot(concat("shot", i, ".jpg"), shots[i], 3, 8, {.quality = quality}));
+        const Json good = Json::parse(stitch(inputs, {"-o", in_folder("out.png")}).out);
+        EXPECT_EQ(good["verdict"], "good") << "quality " << quality << ": " << good["reasons"];
+        inputs[1] = concat(in_folder("shot1.jpg"), "@143,5");
+        const Json displaced = Json::parse(stitch(inputs, {"-o", in_folder("out.png")}).out);
+        EXPECT_EQ(displaced["verdict"], "bad") << "quality " << quality << ": " << displaced["reasons"];
+        EXPECT_EQ(displaced["misfits"], Json({1})) << "quality " << quality << ": " << displaced["reasons"];
+    }
+}
 
 TEST_F(StitchGains, KnownGainsAreRecovered)
 {
