@@ -288,8 +288,9 @@ bool is_beside_strangers(const Agreement& agreement, std::size_t i, std::size_t 
     constexpr std::size_t kSmeared = 3;
     const std::vector<std::uint8_t>& strange = agreement.is_strange;
     const std::size_t far = kSmeared * width;
-    return !strange.empty() && (strange[i - std::min(i, kSmeared)] | strange[std::min(i + kSmeared, strange.size() - 1)] |
-                                strange[i - std::min(i, far)] | strange[std::min(i + far, strange.size() - 1)]) != 0;
+    return !strange.empty() &&
+           (strange[i - std::min(i, kSmeared)] | strange[std::min(i + kSmeared, strange.size() - 1)] |
+            strange[i - std::min(i, far)] | strange[std::min(i + far, strange.size() - 1)]) != 0;
 }
 
 // What is finer than smoothing once more would leave, where both are known.
