@@ -83,6 +83,8 @@ class Runner:
         return set(re.findall(r"--[a-z][a-z-]*", text)) | OTHERS_OPTIONS
 
     def _script(self, shown, text):
+        if text == "":
+            return
         folder = self._clone if shown.file == "CONTRIBUTING.md" else self._folder
         if shown.kind == "text" and (folder, text) in self._done:
             return
@@ -120,8 +122,9 @@ class Runner:
 
     def span(self, shown):
         if shown.text.startswith("./dev"):
-            if not any(re.match(re.escape(shown.text) + r"( |$)", guard) for guard in self._guards):
-                self._script(shown, self._line(shown, shown.text))
+            line = self._line(shown, shown.text)
+            if line != shown.text or not any(re.match(re.escape(line) + r"( |$)", guard) for guard in self._guards):
+                self._script(shown, line)
         elif COMMAND.match(shown.text):
             text = shown.text + " --help" if re.fullmatch("panoval [a-z]+", shown.text) else shown.text
             self._script(shown, self._line(shown, text))
