@@ -72,7 +72,6 @@ public:
     const Part* parts(std::int32_t y) const noexcept { return parts_.get() + index(box_.x, y); }
     // Where the parts of a row of the box lie; aliens may be among them.
     const RowSpans& spans(std::int32_t y) const noexcept { return spans_[to_count(y - box_.y)]; }
-    bool has_aliens() const noexcept { return has_aliens_; }
     // Whether more samples of the flat parts were of something else than noise makes so.
     bool shows_others() const noexcept { return shows_others_; }
 

@@ -232,10 +232,4 @@ GainStatistics measure_overlaps(const Layout& layout, const std::vector<Overlap>
     return OverlapMeasurement(layout, overlaps, reader, options, progress).run();
 }
 
-GainResult measure_gains(const Layout& layout, const std::vector<Overlap>& overlaps, PictureReader& reader,
-                         const GainOptions& options, Progress& progress)
-{
-    return solve_gains(layout, overlaps, measure_overlaps(layout, overlaps, reader, options, progress), options);
-}
-
 } // namespace panoval::mosaic

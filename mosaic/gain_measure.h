@@ -15,8 +15,4 @@ namespace panoval::mosaic
 GainStatistics measure_overlaps(const Layout& layout, const std::vector<Overlap>& overlaps, PictureReader& reader,
                                 const GainOptions& options, Progress& progress);
 
-// The gains that follow from them.
-GainResult measure_gains(const Layout& layout, const std::vector<Overlap>& overlaps, PictureReader& reader,
-                         const GainOptions& options, Progress& progress);
-
 } // namespace panoval::mosaic

@@ -103,7 +103,9 @@ panoval::bench::Case grid_case(bool vignetting)
             static_cast<std::size_t>(3 * pixels),
             [reader, overlaps, vignetting] {
                 NoProgress progress;
-                measure_gains(reader->layout, *overlaps, *reader, {.vignetting = vignetting}, progress);
+                const GainOptions options{.vignetting = vignetting};
+                solve_gains(reader->layout, *overlaps,
+                            measure_overlaps(reader->layout, *overlaps, *reader, options, progress), options);
             },
             {}};
 }

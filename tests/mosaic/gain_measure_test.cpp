@@ -69,7 +69,8 @@ struct Taken {
     GainResult measure(const GainOptions& options = {})
     {
         NoProgress progress;
-        return measure_gains(reader.layout, overlaps(), reader, options, progress);
+        return solve_gains(reader.layout, overlaps(),
+                           measure_overlaps(reader.layout, overlaps(), reader, options, progress), options);
     }
 
     double brightness(std::size_t i, int c, const GainResult& result) const
@@ -468,8 +469,10 @@ TEST(MeasureGains, TakeTinyPicturesAndPicturesWithinPictures)
     reader.add(120, 20, take_picture(scene, {.rect = {120, 20, 3, 2}, .bits = 16, .gain = 1.3}));
     reader.add(150, 90, take_picture(scene, {.rect = {150, 90, 1, 1}, .bits = 16, .gain = 0.8}));
     NoProgress progress;
-    const GainResult result =
-        measure_gains(reader.layout, find_overlaps(reader.layout), reader, {.anchor = 0}, progress);
+    const std::vector<Overlap> overlaps = find_overlaps(reader.layout);
+    const GainOptions options{.anchor = 0};
+    const GainResult result = solve_gains(
+        reader.layout, overlaps, measure_overlaps(reader.layout, overlaps, reader, options, progress), options);
     EXPECT_NEAR(result.corrections.gains[1][0], 2, 0.002);
     EXPECT_NEAR(result.corrections.gains[2][0], 1 / 1.3, 0.002);
     EXPECT_NEAR(result.corrections.gains[3][0], 1.25, 0.002);

@@ -269,7 +269,9 @@ Verdict judge_case(const VerdictCase& made)
     NoProgress progress;
     MemoryReader& reader = *made.reader;
     const std::vector<Overlap> overlaps = find_overlaps(reader.layout);
-    const Corrections corrections = measure_gains(reader.layout, overlaps, reader, {}, progress).corrections;
+    const Corrections corrections =
+        solve_gains(reader.layout, overlaps, measure_overlaps(reader.layout, overlaps, reader, {}, progress), {})
+            .corrections;
     const SeamMap seams = find_seams(reader.layout, overlaps, corrections, reader, {}, progress);
     return judge(reader.layout, overlaps, corrections, seams, reader, {}, progress);
 }
