@@ -109,10 +109,11 @@ typedef struct PanovalMeasureImage {
 
 /** What may be said about a target beside its numbers; bits of PanovalMeasureTarget.flags. */
 typedef enum PanovalMeasureFlag {
-    PANOVAL_MEASURE_BORDER = 1,    /**< the outline or its surroundings leave the picture */
-    PANOVAL_MEASURE_NEIGHBOUR = 2, /**< something else lies within reach of the outline; those pixels are left out */
-    PANOVAL_MEASURE_SATURATED = 4, /**< samples around the outline are at the end of their range */
-    PANOVAL_MEASURE_BLURRED = 8,   /**< the blur is larger than a quarter of the smaller axis */
+    PANOVAL_MEASURE_BORDER = 1, /**< the outline or its surroundings leave the picture */
+    PANOVAL_MEASURE_NEIGHBOUR =
+        2, /**< something else is within reach: its pixels are left out, or it is measured, too */
+    PANOVAL_MEASURE_SATURATED = 4,      /**< samples around the outline are at the end of their range */
+    PANOVAL_MEASURE_BLURRED = 8,        /**< the blur is larger than a quarter of the smaller axis */
     PANOVAL_MEASURE_NOT_CONVERGED = 16, /**< the iterations ended before the numbers settled */
     PANOVAL_MEASURE_ROUND = 32,         /**< the axes do not differ significantly: the angle means nothing */
     PANOVAL_MEASURE_RING = 64           /**< the outline of a ring: another one lies inside or around it */
@@ -229,7 +230,8 @@ PANOVAL_MEASURE_API void panoval_measure_free(PanovalMeasureDetection* detection
  * count    number of starts, at least 0
  * targets  out, count records; record i belongs to start i and is written whatever it comes to
  *
- * The outline is the one where an ideal sharp edge would lie; the blur does not shrink it.
+ * The outline is the one where an ideal sharp edge would lie; the blur does not shrink it. Targets of one call that
+ * are near to each other are measured as if each stood alone.
  *
  * Returns PANOVAL_MEASURE_OK when every target has been measured, else the code of the first that has not:
  * NOT_A_NUMBER, BAD_START, OUTSIDE, TOO_SMALL, TOO_LARGE, NO_EDGE, NO_MEMORY; each record has its own code.

@@ -114,6 +114,8 @@ public:
         for (const Candidate& candidate : list.candidates)
             if (!is_known(candidate.oval) && !measure(candidate))
                 return false;
+        if (!measure_without_neighbours(refinement_, noise_, measured_))
+            return false;
         judge();
         return copy_out();
     }
@@ -122,7 +124,8 @@ private:
     bool is_known(const Oval& oval) const noexcept
     {
         const std::int32_t polarity = oval.is_dark ? PANOVAL_MEASURE_DARK : PANOVAL_MEASURE_BRIGHT;
-        return std::any_of(measured_.begin(), measured_.end(), [&](const PanovalMeasureTarget& target) {
+        return std::any_of(measured_.begin(), measured_.end(), [&](const MeasuredTarget& measured) {
+            const PanovalMeasureTarget& target = measured.target;
             return target.polarity == polarity && target.quality >= kDefaultQuality &&
                    is_same_outline(target.ellipse, oval.x, oval.y, oval.a, oval.b, 0.2, 1.0);
         });
@@ -147,29 +150,30 @@ private:
         // The noise beside a target counts all that is not flat there, clutter, too; against the picture's noise an
         // outline in clutter shows what it is.
         target.quality = quality_of(target, refinement_.bulges(), noise_);
-        add(target);
+        add({.target = target, .measured = refinement_.measured(), .is_sound = target.quality >= kDefaultQuality});
         return true;
     }
 
-    void add(const PanovalMeasureTarget& target)
+    void add(const MeasuredTarget& found)
     {
-        for (PanovalMeasureTarget& other : measured_)
-            if (other.polarity == target.polarity &&
-                is_same_outline(other.ellipse, target.ellipse.x, target.ellipse.y, target.ellipse.semi_major,
+        const PanovalMeasureTarget& target = found.target;
+        for (MeasuredTarget& other : measured_)
+            if (other.target.polarity == target.polarity &&
+                is_same_outline(other.target.ellipse, target.ellipse.x, target.ellipse.y, target.ellipse.semi_major,
                                 target.ellipse.semi_minor, 0.08, 0.75)) {
-                if (target.quality > other.quality)
-                    other = target;
+                if (target.quality > other.target.quality)
+                    other = found;
                 return;
             }
-        measured_.push_back(target);
+        measured_.push_back(found);
     }
 
-    // Leaves what was asked for in measured_, sorted by rows.
+    // Leaves what was asked for in targets_, sorted by rows.
     void judge()
     {
         flag_rings();
-        std::vector<PanovalMeasureTarget> kept;
-        for (const PanovalMeasureTarget& target : measured_) {
+        for (const MeasuredTarget& measured : measured_) {
+            const PanovalMeasureTarget& target = measured.target;
             const double contrast = std::fabs(target.level_inside - target.level_outside);
             const PanovalMeasureEllipse& e = target.ellipse;
             if (contrast < kLeastContrast * std::max(target.noise, noise_))
@@ -185,11 +189,10 @@ private:
             else if (options_.polarity != PANOVAL_MEASURE_BOTH && target.polarity != options_.polarity)
                 ++result_.other_polarity;
             else
-                kept.push_back(target);
+                targets_.push_back(target);
         }
-        measured_.swap(kept);
         keep_best();
-        std::stable_sort(measured_.begin(), measured_.end(),
+        std::stable_sort(targets_.begin(), targets_.end(),
                          [](const PanovalMeasureTarget& one, const PanovalMeasureTarget& other) {
                              return one.ellipse.y != other.ellipse.y ? one.ellipse.y < other.ellipse.y
                                                                      : one.ellipse.x < other.ellipse.x;
@@ -201,8 +204,8 @@ private:
     {
         for (std::size_t i = 0; i < measured_.size(); ++i)
             for (std::size_t k = i + 1; k < measured_.size(); ++k) {
-                PanovalMeasureTarget& one = measured_[i];
-                PanovalMeasureTarget& other = measured_[k];
+                PanovalMeasureTarget& one = measured_[i].target;
+                PanovalMeasureTarget& other = measured_[k].target;
                 if (std::min(one.quality, other.quality) < kDefaultQuality)
                     continue;
                 const double dx = one.ellipse.x - other.ellipse.x;
@@ -218,24 +221,24 @@ private:
     void keep_best()
     {
         const auto most = static_cast<std::size_t>(options_.max_count);
-        if (most == 0 || measured_.size() <= most)
+        if (most == 0 || targets_.size() <= most)
             return;
-        std::stable_sort(measured_.begin(), measured_.end(),
+        std::stable_sort(targets_.begin(), targets_.end(),
                          [](const PanovalMeasureTarget& one, const PanovalMeasureTarget& other) {
                              return one.quality > other.quality;
                          });
-        measured_.resize(most);
+        targets_.resize(most);
     }
 
     bool copy_out()
     {
-        if (measured_.empty())
+        if (targets_.empty())
             return true;
-        HeapArray<PanovalMeasureTarget> records = allocate<PanovalMeasureTarget>(measured_.size());
+        HeapArray<PanovalMeasureTarget> records = allocate<PanovalMeasureTarget>(targets_.size());
         if (records == nullptr)
             return false;
-        std::copy(measured_.begin(), measured_.end(), records.get());
-        result_.count = static_cast<std::int32_t>(measured_.size());
+        std::copy(targets_.begin(), targets_.end(), records.get());
+        result_.count = static_cast<std::int32_t>(targets_.size());
         result_.targets = records.release(); // the caller gives it to panoval_measure_free
         return true;
     }
@@ -245,7 +248,8 @@ private:
     PanovalMeasureDetection& result_;
     Refinement refinement_;
     double noise_ = 0; // of the picture, in its levels
-    std::vector<PanovalMeasureTarget> measured_;
+    std::vector<MeasuredTarget> measured_;
+    std::vector<PanovalMeasureTarget> targets_; // that are asked for
 };
 
 std::int32_t detect(const PanovalMeasureImage& image, const Options& options, PanovalMeasureDetection& result) noexcept

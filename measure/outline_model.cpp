@@ -62,6 +62,16 @@ std::int32_t first_pixel(double position, double blur) noexcept
 
 } // namespace
 
+Box box_around(const Outline& outline, double margin) noexcept
+{
+    const double half_width = outline.half_width() + margin;
+    const double half_height = outline.half_height() + margin;
+    const std::int32_t left = truncate_to_int(std::floor(outline.x - half_width));
+    const std::int32_t top = truncate_to_int(std::floor(outline.y - half_height));
+    return {left, top, truncate_to_int(std::ceil(outline.x + half_width)) - left + 1,
+            truncate_to_int(std::ceil(outline.y + half_height)) - top + 1};
+}
+
 bool OutlineModel::reserve(const Box& box, double semi_major, double least_blur, double largest_blur) noexcept
 {
     const std::size_t window = padded_window(window_of(largest_blur));

@@ -25,6 +25,9 @@ struct Box {
     std::int32_t height = 0;
 };
 
+// All pixels within a distance of an outline's own box.
+Box box_around(const Outline& outline, double margin) noexcept;
+
 // Beyond so many deviations of the blur from the pixel's edge a pixel is evenly filled, to 3e-5.
 inline constexpr double kReach = 4;
 inline constexpr double kLeastBlur = 0.1;

@@ -66,6 +66,7 @@ public:
     bool is_in_picture(std::int32_t x, std::int32_t y) const noexcept;
     float sample(std::int32_t x, std::int32_t y) const noexcept { return samples_[index(x, y)]; }
     Part part(std::int32_t x, std::int32_t y) const noexcept { return parts_[index(x, y)]; }
+    void add(std::int32_t x, std::int32_t y, float value) noexcept { samples_[index(x, y)] += value; }
     // Makes the sample an alien, to be grown.
     void exclude(std::int32_t x, std::int32_t y) noexcept;
     const float* samples(std::int32_t y) const noexcept { return samples_.get() + index(box_.x, y); }

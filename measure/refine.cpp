@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <new>
 
 namespace panoval::measure
 {
@@ -84,16 +85,6 @@ double level_share(const TargetModel& model) noexcept
     return model.outside.level > 0 ? std::clamp(model.inside.level / model.outside.level, 0.0, 20.0) : 0;
 }
 
-Box box_around(const Outline& outline, double margin) noexcept
-{
-    const double half_width = outline.half_width() + margin;
-    const double half_height = outline.half_height() + margin;
-    const std::int32_t left = truncate_to_int(std::floor(outline.x - half_width));
-    const std::int32_t top = truncate_to_int(std::floor(outline.y - half_height));
-    return {left, top, truncate_to_int(std::ceil(outline.x + half_width)) - left + 1,
-            truncate_to_int(std::ceil(outline.y + half_height)) - top + 1};
-}
-
 std::int32_t check_start(const PanovalMeasureImage& image, const PanovalMeasureEllipse& start) noexcept
 {
     for (const double value : {start.x, start.y, start.semi_major, start.semi_minor, start.angle})
@@ -118,9 +109,18 @@ double Refinement::least_variance() const noexcept
     return image_.sample_type == PANOVAL_MEASURE_F32 ? 0 : 1.0 / 12;
 }
 
+bool Refinement::copy_patch(const Box& box) noexcept
+{
+    if (!patch_.copy(image_, box))
+        return false;
+    return neighbours_ == nullptr || std::all_of(neighbours_->begin(), neighbours_->end(), [this](const Neighbour& n) {
+               return take_away(n, neighbour_outlines_, patch_);
+           });
+}
+
 std::int32_t Refinement::search(const Outline& start, double reach) noexcept
 {
-    if (!patch_.copy(image_, box_around(start, std::max(reach, 8.0 + flat_reach(start)) + reach + 3)))
+    if (!copy_patch(box_around(start, std::max(reach, 8.0 + flat_reach(start)) + reach + 3)))
         return PANOVAL_MEASURE_NO_MEMORY;
     if (!find_edge(patch_, start, reach, guess_))
         return PANOVAL_MEASURE_NO_EDGE;
@@ -141,7 +141,7 @@ bool Refinement::look_again() noexcept
     guess_.blur = model_.blur;
     guess_.inside = model_.inside.level;
     guess_.outside = model_.outside.level;
-    if (!patch_.copy(image_, box_around(model_.outline, flat_reach(model_.outline) + 2 * edge_reach_of(model_.blur))))
+    if (!copy_patch(box_around(model_.outline, flat_reach(model_.outline) + 2 * edge_reach_of(model_.blur))))
         return false;
     look_around(patch_, guess_);
     return true;
@@ -293,7 +293,7 @@ std::int32_t Refinement::adjust_once() noexcept
     reach_ = reach_of(guess_, model_.outline, model_.blur);
     const double margin =
         std::max(std::max(reach_.edge_outside, reach_.flat_outside), kReach * input_.largest_blur + 5);
-    if (!patch_.copy(image_, box_around(model_.outline, margin)) ||
+    if (!copy_patch(box_around(model_.outline, margin)) ||
         !outlines_.reserve(patch_.box(), semi_major, input_.least_blur, input_.largest_blur))
         return PANOVAL_MEASURE_NO_MEMORY;
     patch_.classify(model_.outline, reach_);
@@ -372,6 +372,58 @@ std::int32_t Refinement::run(const PanovalMeasureEllipse& start, double reach, P
     return make_record(measurement, outlines_, target, bulges_) ? PANOVAL_MEASURE_OK : PANOVAL_MEASURE_NO_EDGE;
 }
 
+std::int32_t Refinement::run_without(const std::vector<Neighbour>& neighbours, const PanovalMeasureEllipse& start,
+                                     PanovalMeasureTarget& target) noexcept
+{
+    neighbours_ = &neighbours;
+    const std::int32_t code = run(start, HUGE_VAL, target);
+    neighbours_ = nullptr;
+    return code;
+}
+
+namespace
+{
+
+constexpr double kSoundQuality = 0.5;
+
+// Each from its start, and those that are near to each other once more. False: no memory.
+bool refine_all(const PanovalMeasureImage& image, const PanovalMeasureEllipse* starts, std::vector<MeasuredTarget>& all)
+{
+    Refinement refinement(image);
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        const std::int32_t code = refinement.run(starts[i], HUGE_VAL, all[i].target);
+        if (code != PANOVAL_MEASURE_OK)
+            all[i].target = {};
+        all[i].target.code = code;
+        all[i].measured = refinement.measured();
+        all[i].is_sound = all[i].target.quality >= kSoundQuality;
+    }
+    return measure_without_neighbours(refinement, 0, all);
+}
+
+std::int32_t refine(const PanovalMeasureImage& image, const PanovalMeasureEllipse* starts, std::size_t count,
+                    PanovalMeasureTarget* targets) noexcept
+{
+    try {
+        std::vector<MeasuredTarget> all(count);
+        if (refine_all(image, starts, all)) {
+            std::int32_t first_code = PANOVAL_MEASURE_OK;
+            for (const MeasuredTarget& measured : all) {
+                *targets++ = measured.target;
+                first_code = first_code == PANOVAL_MEASURE_OK ? measured.target.code : first_code;
+            }
+            return first_code;
+        }
+    } catch (const std::bad_alloc&) { // as where it is told
+    }
+    PanovalMeasureTarget nothing = {};
+    nothing.code = PANOVAL_MEASURE_NO_MEMORY;
+    std::fill_n(targets, count, nothing);
+    return PANOVAL_MEASURE_NO_MEMORY;
+}
+
+} // namespace
+
 } // namespace panoval::measure
 
 extern "C" PANOVAL_MEASURE_API int32_t panoval_measure_refine(const PanovalMeasureImage* image,
@@ -385,17 +437,5 @@ extern "C" PANOVAL_MEASURE_API int32_t panoval_measure_refine(const PanovalMeasu
         return PANOVAL_MEASURE_BAD_COUNT;
     if (count > 0 && (starts == nullptr || targets == nullptr))
         return PANOVAL_MEASURE_NULL_ARGUMENT;
-    panoval::measure::Refinement refinement(*image);
-    std::int32_t first_code = PANOVAL_MEASURE_OK;
-    for (std::int32_t i = 0; i < count; ++i) {
-        PanovalMeasureTarget target = {};
-        const std::int32_t code = refinement.run(starts[i], HUGE_VAL, target);
-        if (code != PANOVAL_MEASURE_OK)
-            target = {};
-        target.code = code;
-        targets[i] = target;
-        if (first_code == PANOVAL_MEASURE_OK)
-            first_code = code;
-    }
-    return first_code;
+    return panoval::measure::refine(*image, starts, panoval::to_count(count), targets);
 }

@@ -4,12 +4,14 @@
 
 #include "measure/adjustment.h"
 #include "measure/edge_search.h"
+#include "measure/neighbours.h"
 #include "measure/patch.h"
 #include "measure/target_record.h"
 #include "panoval_measure.h"
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 namespace panoval::measure
 {
@@ -27,10 +29,16 @@ public:
     // Returns a PanovalMeasureCode; the record is complete only when that is PANOVAL_MEASURE_OK.
     std::int32_t run(const PanovalMeasureEllipse& start, double reach, PanovalMeasureTarget& target) noexcept;
 
+    // As if the neighbours were not in the picture.
+    std::int32_t run_without(const std::vector<Neighbour>& neighbours, const PanovalMeasureEllipse& start,
+                             PanovalMeasureTarget& target) noexcept;
+
     // Of the last target.
+    MeasuredModel measured() const noexcept { return {model_, input_.reference_x, input_.reference_y}; }
     const Bulges& bulges() const noexcept { return bulges_; }
 
 private:
+    bool copy_patch(const Box& box) noexcept; // false when the heap is exhausted
     std::int32_t search(const Outline& start, double reach) noexcept;
     bool look_again() noexcept; // false when the heap is exhausted
     std::int32_t adjust_once() noexcept;
@@ -51,6 +59,8 @@ private:
     bool release_slopes() noexcept;
 
     const PanovalMeasureImage& image_;
+    const std::vector<Neighbour>* neighbours_ = nullptr;
+    OutlineModel neighbour_outlines_;
     double least_contrast_ = 0;
     Patch patch_;
     EdgeGuess guess_;

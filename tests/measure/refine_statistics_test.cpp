@@ -206,6 +206,41 @@ TEST(RefineStatistics, HasNoOutliersInStrongBlur)
     EXPECT_LT(std::sqrt(s.over_bound / (2 * s.count)), 1.10 * (1 + 1.5 / std::sqrt(4 * s.count)));
 }
 
+// Gaps of two pixels between targets, whose edges each reach the next one's.
+TEST(RefineStatistics, ReachesTheBoundOnADenseBoard)
+{
+    constexpr int kSide = 12;
+    const Cell cell = {4, 0.9, 0.8, 0.02};
+    Random random(10);
+    TargetScene scene{.width = 10 * kSide + 20, .height = 10 * kSide + 20, .shapes = {}, .targets = {}};
+    scene.background = 200;
+    scene.blur = cell.blur;
+    scene.noise = cell.noise * kContrast;
+    std::vector<PanovalMeasureEllipse> starts;
+    for (int n = 0; n < kSide * kSide; ++n) {
+        add_target(scene, 15 + 10 * (n % kSide) + random.real(-0.3, 0.3),
+                   15 + 10 * (n / kSide) + random.real(-0.3, 0.3), 4, 3.6, 0.3, 50, 200);
+        starts.push_back(random_start(scene.targets.back(), random));
+    }
+    std::vector<double> samples = render_exact(scene);
+    add_noise(scene, samples);
+    const std::vector<float> floats(samples.begin(), samples.end());
+    const PanovalMeasureImage image = {
+        floats.data(), scene.width, scene.height, std::int64_t{4} * scene.width, PANOVAL_MEASURE_F32, 0};
+    std::vector<PanovalMeasureTarget> targets(starts.size());
+    ASSERT_EQ(panoval_measure_refine(&image, starts.data(), kSide * kSide, targets.data()), PANOVAL_MEASURE_OK);
+    Statistics s;
+    for (std::size_t n = 0; n < targets.size(); ++n) {
+        const TrueTarget& truth = scene.targets[n];
+        s.add(targets[n].ellipse.x - truth.x, targets[n].ellipse.y - truth.y, bound_of(truth, cell.blur), cell.noise,
+              targets[n]);
+        EXPECT_TRUE(targets[n].flags & PANOVAL_MEASURE_NEIGHBOUR) << n;
+    }
+    const double chance = 1 / std::sqrt(4 * s.count);
+    EXPECT_LT(std::sqrt(s.over_bound / (2 * s.count)), 1.10 * (1 + 1.5 * chance));
+    EXPECT_NEAR(std::sqrt(s.over_reported / (2 * s.count)), 1, 0.07 + 1.5 * chance);
+}
+
 // The inside of a bright target has the larger share of what light changes: its slope must not follow the noise of the
 // surroundings' one.
 TEST(RefineStatistics, ReachesTheBoundForBrightTargetsToo)

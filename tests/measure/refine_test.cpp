@@ -202,6 +202,28 @@ TEST(Refine, FlagsANeighbourAndLeavesItOut)
     EXPECT_NEAR(target.level_outside, 200, 1);
 }
 
+// Edges four pixels apart at a blur of one are in sight of each other.
+TEST(Refine, MeasuresBothOutlinesOfARing)
+{
+    TargetScene scene;
+    scene.width = scene.height = 80;
+    scene.background = 200;
+    scene.blur = 1;
+    add_target(scene, 40.3, 38.8, 18, 9.4, 0.5, 50, 200);
+    add_target(scene, 40.5, 38.9, 10, 5.2, 0.5, 200, 50);
+    const Picture picture(scene);
+    const PanovalMeasureImage image = picture.image();
+    const PanovalMeasureEllipse starts[] = {{40, 39, 18, 9, 0.5}, {40, 39, 10, 5, 0.5}};
+    PanovalMeasureTarget targets[2];
+    ASSERT_EQ(panoval_measure_refine(&image, starts, 2, targets), PANOVAL_MEASURE_OK);
+    for (std::size_t n = 0; n < 2; ++n) {
+        EXPECT_NEAR(targets[n].ellipse.x, scene.targets[n].x, 0.0015) << n;
+        EXPECT_NEAR(targets[n].ellipse.y, scene.targets[n].y, 0.0015) << n;
+        EXPECT_NEAR(targets[n].ellipse.semi_minor, scene.targets[n].b, 0.005) << n;
+        EXPECT_TRUE(targets[n].flags & PANOVAL_MEASURE_NEIGHBOUR) << n;
+    }
+}
+
 TEST(Refine, FlagsSaturatedSamples)
 {
     One one;

@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: MIT
+// What a neighbour adds to samples is its step of levels times the share of each pixel that it covers, which its own
+// measurement tells as exactly as the target's.
+#include "measure/neighbours.h"
+
+#include "core/numbers.h"
+#include "measure/refinement.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace panoval::measure
+{
+
+namespace
+{
+
+constexpr double kLeastGap = 0.75; // pixels; outlines that are nearer touch or cross
+constexpr double kFlat = 4;        // pixels between edges that a measurement wants
+constexpr double kMostMoved = 0.5; // pixels that the second measurement may be off the first
+constexpr int kPoints = 32;
+constexpr int kMostRounds = 5;
+constexpr double kAtRest = 0.1; // of a target's sigma: neighbours that have moved by less say nothing new
+
+double spread_of(const MeasuredModel& measured) noexcept
+{
+    return std::sqrt(measured.model.blur * measured.model.blur + 1.0 / 12);
+}
+
+double reach_between(const MeasuredModel& one, const MeasuredModel& other) noexcept
+{
+    return 3.6 * (spread_of(one) + spread_of(other)) + kFlat;
+}
+
+// Distances of points of an outline from another one, below 0 inside it.
+struct Distances {
+    double least = HUGE_VAL;
+    double most = -HUGE_VAL;
+};
+
+Distances distances_from(const Outline& other, const Outline& outline) noexcept
+{
+    constexpr double kCosine = 0.98078528040323044913; // of pi / 16
+    constexpr double kSine = 0.19509032201612826785;
+    const DistanceTo distance(other);
+    Distances distances;
+    double u = 1;
+    double v = 0;
+    for (int n = 0; n < kPoints; ++n) {
+        const double x = outline.x + (outline.mean + outline.skew_x) * u + outline.skew_y * v;
+        const double y = outline.y + outline.skew_y * u + (outline.mean - outline.skew_x) * v;
+        const double here = distance.distance(distance.place(x, y));
+        distances.least = std::min(distances.least, here);
+        distances.most = std::max(distances.most, here);
+        const double next = v * kCosine + u * kSine;
+        u = u * kCosine - v * kSine;
+        v = next;
+    }
+    return distances;
+}
+
+// Whether `other` is within reach of `one`, and where.
+bool is_near(const MeasuredModel& one, const MeasuredModel& other, bool& is_around) noexcept
+{
+    const Outline& a = one.model.outline;
+    const Outline& b = other.model.outline;
+    const double reach = reach_between(one, other);
+    const double dx = a.x - b.x;
+    const double dy = a.y - b.y;
+    const double most = a.semi_major() + b.semi_major() + reach;
+    if (dx * dx + dy * dy > most * most)
+        return false;
+    const Distances from_other = distances_from(b, a);
+    const Distances from_one = distances_from(a, b);
+    is_around = from_other.most < -kLeastGap;
+    if (!is_around && from_one.most >= -kLeastGap && std::min(from_other.least, from_one.least) < kLeastGap)
+        return false; // they cross
+    return std::min({std::fabs(from_other.least), std::fabs(from_other.most), std::fabs(from_one.least),
+                     std::fabs(from_one.most)}) < reach;
+}
+
+double change_of(const PanovalMeasureEllipse& before, const PanovalMeasureEllipse& after) noexcept
+{
+    return std::max({std::fabs(after.x - before.x), std::fabs(after.y - before.y),
+                     std::fabs(after.semi_major - before.semi_major), std::fabs(after.semi_minor - before.semi_minor)});
+}
+
+// None when none of them has moved.
+std::vector<Neighbour> neighbours_of(const std::vector<MeasuredTarget>& targets, std::size_t index)
+{
+    const MeasuredTarget& one = targets[index];
+    std::vector<Neighbour> neighbours;
+    bool has_moved = false;
+    if (!one.is_sound)
+        return neighbours;
+    for (std::size_t k = 0; k < targets.size(); ++k) {
+        bool is_around = false;
+        if (k == index || !targets[k].is_sound || !is_near(one.measured, targets[k].measured, is_around))
+            continue;
+        neighbours.push_back({targets[k].measured, is_around});
+        has_moved |= targets[k].moved > kAtRest * std::min(one.target.sigma_x, one.target.sigma_y);
+    }
+    return has_moved ? neighbours : std::vector<Neighbour>();
+}
+
+// False: no memory. What is measured worse without its neighbours stays as it was.
+bool measure_again(Refinement& refinement, const std::vector<Neighbour>& neighbours, double picture_noise,
+                   MeasuredTarget& measured)
+{
+    PanovalMeasureTarget& target = measured.target;
+    target.flags |= PANOVAL_MEASURE_NEIGHBOUR;
+    PanovalMeasureTarget again = {};
+    const std::int32_t code = refinement.run_without(neighbours, target.ellipse, again);
+    const double moved = change_of(target.ellipse, again.ellipse);
+    measured.moved = 0;
+    if (code != PANOVAL_MEASURE_OK || again.polarity != target.polarity || !(moved < kMostMoved))
+        return code != PANOVAL_MEASURE_NO_MEMORY;
+    if (picture_noise > 0)
+        again.quality = quality_of(again, refinement.bulges(), picture_noise);
+    again.quality = std::max(again.quality, target.quality); // what was found stays found
+    again.flags |= target.flags & (PANOVAL_MEASURE_NEIGHBOUR | PANOVAL_MEASURE_SATURATED);
+    target = again;
+    measured.measured = refinement.measured();
+    measured.moved = moved;
+    return true;
+}
+
+} // namespace
+
+bool take_away(const Neighbour& neighbour, OutlineModel& outlines, Patch& patch) noexcept
+{
+    const TargetModel& model = neighbour.measured.model;
+    const Box& box = patch.box();
+    const Box own = box_around(model.outline, kReach * model.blur + 2);
+    if (!outlines.reserve(own, model.outline.semi_major(), model.blur, model.blur))
+        return false;
+    if (!outlines.sample(model.outline, model.blur))
+        return true;
+    for (std::int32_t y = box.y; y < box.y + box.height; ++y) {
+        const bool is_covered = y >= own.y && y < own.y + own.height;
+        if (!is_covered && !neighbour.is_around)
+            continue;
+        const float* const coverage = is_covered ? outlines.row(y) + kCoverage * outlines.stride() : nullptr;
+        for (std::int32_t x = box.x; x < box.x + box.width; ++x) {
+            const bool is_known = is_covered && x >= own.x && x < own.x + own.width;
+            const double share = is_known ? static_cast<double>(coverage[to_count(x - own.x)]) : 0;
+            const double dx = x - neighbour.measured.reference_x;
+            const double dy = y - neighbour.measured.reference_y;
+            const double step = model.outside.at(dx, dy) - model.inside.at(dx, dy);
+            patch.add(x, y, static_cast<float>(step * (neighbour.is_around ? share - 1 : share)));
+        }
+    }
+    return true;
+}
+
+bool measure_without_neighbours(Refinement& refinement, double picture_noise, std::vector<MeasuredTarget>& targets)
+{
+    bool is_at_rest = false;
+    for (int round = 0; round < kMostRounds && !is_at_rest; ++round) {
+        is_at_rest = true;
+        for (std::size_t i = 0; i < targets.size(); ++i) {
+            const std::vector<Neighbour> neighbours = neighbours_of(targets, i);
+            if (neighbours.empty())
+                continue;
+            is_at_rest = false;
+            if (!measure_again(refinement, neighbours, picture_noise, targets[i]))
+                return false;
+        }
+    }
+    return true;
+}
+
+} // namespace panoval::measure

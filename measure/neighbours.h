@@ -1,0 +1,46 @@
+// SPDX-License-Identifier: MIT
+// Targets that are near to each other: each is measured a second time, in a picture without the others.
+#pragma once
+
+#include "measure/adjustment.h"
+#include "measure/outline_model.h"
+#include "measure/patch.h"
+
+#include <cmath>
+#include <cstddef>
+#include <vector>
+
+namespace panoval::measure
+{
+
+class Refinement;
+
+// What was measured of a target, with the place that its levels' slopes count from.
+struct MeasuredModel {
+    TargetModel model;
+    double reference_x = 0;
+    double reference_y = 0;
+};
+
+// A target beside another one, or around it.
+struct Neighbour {
+    MeasuredModel measured;
+    bool is_around = false;
+};
+
+// Gives the patch the samples that it would have without the neighbour: the level outside it, or inside when it lies
+// around. False: no memory.
+bool take_away(const Neighbour& neighbour, OutlineModel& outlines, Patch& patch) noexcept;
+
+struct MeasuredTarget {
+    PanovalMeasureTarget target = {};
+    MeasuredModel measured;
+    bool is_sound = false;   // is to be measured anew and taken away from others
+    double moved = HUGE_VAL; // pixels, by its last measurement
+};
+
+// Measures all sound targets anew that have others within reach, and flags them. Quality is against the noise of the
+// picture where that is above 0. False: no memory.
+bool measure_without_neighbours(Refinement& refinement, double picture_noise, std::vector<MeasuredTarget>& targets);
+
+} // namespace panoval::measure
