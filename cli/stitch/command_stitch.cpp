@@ -175,7 +175,8 @@ void add_stitch_command(CLI::App& program)
         ->type_name("PIXELS");
     command.add_flag("--plan-only", options->is_plan_only, "Write the plan (JSON) to OUT and no panorama");
     command.add_flag("--split-seams", options->splits_seams,
-                     "With --plan-only: put the seams into OUT.seams, of which the task of a tile reads its part");
+                     "With --plan-only: put the seams into OUT.seams, of which the task of a tile reads its part, and "
+                     "leave the statistics out");
     command.add_option("--plan", options->plan, "Take pictures, gains, seams and all from this plan")
         ->type_name("FILE");
     command

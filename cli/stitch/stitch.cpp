@@ -214,6 +214,7 @@ void write_plan(OutputFile& output, const PanoramaJob& job)
     if (job.options.splits_seams && plan.contains("seams")) {
         seams = std::make_unique<OutputFile>(seam_file_name(output.target()));
         move_seams(plan, *seams);
+        plan.erase("statistics"); // every task reads all of the plan, and needs the gains alone
     }
     plan["id"] = id_of_plan(plan);
     output.write(text_of_plan(plan));

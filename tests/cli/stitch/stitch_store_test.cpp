@@ -97,6 +97,7 @@ TEST_F(StitchStore, TilesOfSeamsInAFileOfTheirOwnAreTheSame)
         plan("two.json", "--split-seams");
         plan("one.json", "--json");
         EXPECT_FALSE(contains(read_text("two.json"), "\"seams\": \"A")) << "they are beside it";
+        EXPECT_FALSE(contains(read_text("two.json"), "\"statistics\"")) << "tasks have no use for them";
         EXPECT_TRUE(file_exists(in_folder("two.json.seams")) && !file_exists(in_folder("one.json.seams")));
         fs::remove_all(path_from_utf8(in_folder("one.zarr")));
         fs::remove_all(path_from_utf8(in_folder("two.zarr")));
