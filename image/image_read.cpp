@@ -189,11 +189,10 @@ Image read_image(const std::string& name, std::size_t layer)
     return read_stored(stored, name);
 }
 
-Image read_grey_8(const std::string& name)
+Image read_grey(const std::string& name)
 {
     Image image = read_image(name);
     convert_to_grey(image, name);
-    convert_depth(image, 8, name);
     return image;
 }
 

@@ -31,8 +31,8 @@ std::vector<ImageInfo> probe_image(const std::string& name);
 // (image/row_reader.h) reads them.
 Image read_image(const std::string& name, std::size_t layer = 0);
 
-// The first layer as grey of 8 bit, which is what most of the library's routines take.
-Image read_grey_8(const std::string& name);
+// The first layer as grey, of the depth that it has.
+Image read_grey(const std::string& name);
 
 // The first layer of a file as a mask of one byte a pixel: one grey channel without alpha, 16 bit are scaled to 8.
 Image read_mask(const std::string& name);

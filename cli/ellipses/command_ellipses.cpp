@@ -173,13 +173,6 @@ void check(const EllipsesOptions& options)
     }
 }
 
-Image read_grey(const std::string& file)
-{
-    Image image = read_image(file);
-    convert_to_grey(image, file);
-    return image;
-}
-
 void write_overlays(const EllipsesOptions& options, const Image& grey, const Measurement& measurement)
 {
     if (!options.svg.empty()) {

@@ -76,7 +76,8 @@ void make_one(const PictureOptions& options, const MakePicture& make, const std:
         result = kept_result(output);
         return;
     }
-    const Image grey = read_grey_8(input);
+    Image grey = read_grey(input);
+    convert_depth(grey, 8, input);
     const Stopwatch stopwatch;
     PictureResult made = make(grey, options, input);
     const double seconds = stopwatch.seconds();

@@ -3,8 +3,11 @@
 
 #include "cli/base/errors.h"
 
+#include <algorithm>
+#include <charconv>
 #include <new>
 #include <stdexcept>
+#include <string_view>
 
 namespace panoval::cli
 {
@@ -23,6 +26,24 @@ std::string MosaicHandle::error() const
     return text;
 }
 
+// The engine names the least budget of its own.
+std::string MosaicHandle::budget_error() const
+{
+    const std::string text = error();
+    const std::string_view expected = "expected ";
+    const std::size_t at = text.rfind(expected);
+    std::uint64_t least = 0;
+    if (at == std::string::npos ||
+        std::from_chars(text.data() + at + expected.size(), text.data() + text.size(), least).ec != std::errc())
+        return text;
+    return concat(text, ", as --memory ", with_beside(least), " leaves it");
+}
+
+std::uint64_t MosaicHandle::with_beside(std::uint64_t engine_memory) const
+{
+    return engine_memory + std::min(beside_, engine_memory - 1);
+}
+
 void MosaicHandle::check(std::int32_t code) const
 {
     switch (code) {
@@ -31,7 +52,7 @@ void MosaicHandle::check(std::int32_t code) const
     case PANOVAL_MOSAIC_MEMORY:
         if (error().find("budget") == std::string::npos) // no advice would help
             throw std::bad_alloc();
-        throw Failure(Fault::Memory, error());
+        throw Failure(Fault::Memory, budget_error());
     case PANOVAL_MOSAIC_ARGUMENT:
     case PANOVAL_MOSAIC_PICTURE:
     case PANOVAL_MOSAIC_PLAN:

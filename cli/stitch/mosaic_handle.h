@@ -23,12 +23,19 @@ public:
     // Throws what the code stands for; nothing where it is PANOVAL_MOSAIC_OK.
     void check(std::int32_t code) const;
 
+    // What the program needs besides the engine; the texts of budgets that are too small then say what to ask for.
+    void set_beside(std::uint64_t bytes) { beside_ = bytes; }
+    // The least --memory of which so much is left for the engine: what is beside takes half of it at most.
+    std::uint64_t with_beside(std::uint64_t engine_memory) const;
+
     PanovalMosaicLayout layout() const;
 
 private:
     std::string error() const;
+    std::string budget_error() const;
 
     PanovalMosaic* mosaic_ = nullptr;
+    std::uint64_t beside_ = 0; // bytes
 };
 
 } // namespace panoval::cli

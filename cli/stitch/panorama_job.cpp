@@ -90,17 +90,20 @@ bool PanoramaJob::counts_tasks() const
     return options.is_dry_run && options.plan.empty() && image::is_store_name(options.output);
 }
 
-PanovalMosaicOptions PanoramaJob::engine_options() const
+// What pictures' readers hold in memory beside what the engine does.
+std::uint64_t PanoramaJob::decoding_bytes() const
 {
-    PanovalMosaicOptions engine{};
-    // What a picture's reader holds is in memory beside what the engine does.
     std::uint64_t largest = 0;
     for (const PlacedLayer& layer : plan.layers)
         largest = std::max<std::uint64_t>(largest, layer.held_bytes.value_or(layer.info.bytes() + layer.info.pixels()));
+    return largest * std::min<std::uint64_t>(static_cast<std::uint64_t>(threads_of(options)), plan.layers.size());
+}
+
+PanovalMosaicOptions PanoramaJob::engine_options() const
+{
+    PanovalMosaicOptions engine{};
     const std::uint64_t whole = options.memory != 0 ? options.memory : kDefaultMemory;
-    const auto threads = static_cast<std::uint64_t>(threads_of(options));
-    const std::uint64_t decoding = std::min(largest * std::min<std::uint64_t>(threads, plan.layers.size()), whole / 2);
-    engine.memory = std::max(whole - decoding, kLeastEngineMemory);
+    engine.memory = std::max(whole - std::min(decoding_bytes(), whole / 2), kLeastEngineMemory);
     if (counts_tasks())
         engine.memory += seam_bytes();
     engine.threads = options.threads;
@@ -157,6 +160,7 @@ std::int32_t PanoramaJob::choose_tile_size(PanovalMosaicOptions engine) const
 
 void PanoramaJob::add_pictures()
 {
+    mosaic.set_beside(decoding_bytes());
     PanovalMosaicOptions engine = engine_options();
     if (engine.tile_size == 0 && (options.is_plan_only || image::is_store_name(options.output)))
         engine.tile_size = choose_tile_size(engine);
@@ -209,6 +213,7 @@ void PanoramaJob::load_plan()
                        concat("another place or kind of '", printable(plan.layers[i].name()), "' in its files"),
                        "what its canvas says");
     }
+    mosaic.set_beside(decoding_bytes());
     const PanovalMosaicOptions engine = engine_options(); // memory and threads of it count
     mosaic.check(panoval_mosaic_set_options(mosaic.get(), &engine));
 }

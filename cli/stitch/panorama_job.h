@@ -65,6 +65,7 @@ private:
     void add_pictures();
     void load_plan();
     std::string with_seams(const std::string& text, const nlohmann::json& json) const;
+    std::uint64_t decoding_bytes() const;
     std::int32_t set_up(const MosaicHandle& made, const PanovalMosaicOptions& engine) const;
     std::int32_t choose_tile_size(PanovalMosaicOptions engine) const;
 };

@@ -209,6 +209,10 @@ std::vector<PlacedInput> read_layout(const std::string& name, std::vector<std::s
     const json document = parse_layout(name);
     const bool has_images = document.is_object() && document.contains("images");
     const json& layout = has_images ? document.at("images") : document;
+    for (const auto& [key, value] : document.items())
+        if (has_images && key != "images")
+            notes.push_back(
+                concat(printable(name), ": the key \"", printable(key, 60), "\" is not known and does nothing"));
     if (!layout.is_array() || layout.empty())
         fail_input(name, layout.is_array() ? "an empty array" : "JSON of another kind",
                    "an array of objects with file, x and y");

@@ -163,6 +163,7 @@ void print_estimate(const PanoramaJob& job)
     const PlanCost cost =
         cost_of(job, tiles, list.empty() ? std::vector<std::int64_t>() : parse_tiles(list, tiles.count()));
     const std::uint64_t task_memory = estimate.memory - (job.counts_tasks() ? job.seam_bytes() : 0);
+    const std::uint64_t least_memory = job.mosaic.with_beside(estimate.least_memory);
     const double reads = static_cast<double>(cost.picture_reads) / static_cast<double>(layout.pictures);
     const Json json = {{"width", layout.width},
                        {"height", layout.height},
@@ -179,7 +180,7 @@ void print_estimate(const PanoramaJob& job)
                        {"threads", estimate.threads},
                        {"memory_bytes", estimate.memory},
                        {"seam_bytes", job.seam_bytes()},
-                       {"least_memory_bytes", estimate.least_memory},
+                       {"least_memory_bytes", least_memory},
                        {"scratch_bytes", estimate.scratch_file},
                        {"panorama_bytes", estimate.panorama_bytes},
                        {"decodes_per_picture", estimate.decodes},
@@ -201,7 +202,7 @@ void print_estimate(const PanoramaJob& job)
         {"blending", blend_in_words(job)},
         {"tiles", concat(tiles.count(), " of ", layout.tile_width, " x ", layout.tile_height, " pixels on ",
                          estimate.threads, estimate.threads == 1 ? " thread" : " threads")},
-        {"memory", concat(megabytes(task_memory), ", ", megabytes(estimate.least_memory), " at least")},
+        {"memory", concat(megabytes(task_memory), ", ", megabytes(least_memory), " at least")},
         {"disk", concat(megabytes(estimate.panorama_bytes), " of samples, ", megabytes(estimate.scratch_file),
                         " in a temporary file")},
         {"time",

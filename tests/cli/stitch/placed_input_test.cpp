@@ -119,16 +119,18 @@ TEST_F(PlacedFiles, LayoutsThatMakeNoSenseAreExplained)
 TEST_F(PlacedFiles, WhatIsOddAboutALayoutIsNoted)
 {
     const std::string name = write_text(
-        "odd.json", R"({"images": [{"file": "a", "x": 1.5, "y": -2.5, "maks": "m", "keep": "k", "exclude": "e"}]})");
+        "odd.json",
+        R"({"images": [{"file": "a", "x": 1.5, "y": -2.5, "maks": "m", "keep": "k", "exclude": "e"}], "scale": 2})");
     std::vector<std::string> notes;
     const auto inputs = read_layout(name, notes);
     ASSERT_EQ(inputs.size(), 1u);
     EXPECT_EQ(inputs[0].position, (Offset{2, -2}));
     EXPECT_EQ(path_from_utf8(inputs[0].keep), path_from_utf8(in_folder("k")));
     EXPECT_EQ(path_from_utf8(inputs[0].exclude), path_from_utf8(in_folder("e")));
-    ASSERT_EQ(notes.size(), 3u);
-    EXPECT_TRUE(contains(notes[0], "the key \"maks\" in entry 1 is not known")) << notes[0];
-    EXPECT_TRUE(contains(notes[1], "\"x\": 1.5 in entry 1 is taken as 2")) << notes[1];
+    ASSERT_EQ(notes.size(), 4u);
+    EXPECT_TRUE(contains(notes[0], "the key \"scale\" is not known")) << notes[0];
+    EXPECT_TRUE(contains(notes[1], "the key \"maks\" in entry 1 is not known")) << notes[1];
+    EXPECT_TRUE(contains(notes[2], "\"x\": 1.5 in entry 1 is taken as 2")) << notes[2];
 }
 
 TEST_F(PlacedFiles, LayoutsThatAreNestedWithoutEndAreExplained)

@@ -181,8 +181,15 @@ TEST_F(StitchEngine, TooSmallABudgetNamesTheLeast)
     const std::vector<std::string> inputs = {shoot("wide.ppm", 0, 0, 3000, 900)};
     const Outcome outcome = stitch(inputs, {"-o", in_folder("out.ppm"), "--memory", "2M", "--tile-size", "3000"});
     EXPECT_EQ(outcome.exit_code, 5);
-    EXPECT_TRUE(contains(outcome.err, "expected ")) << outcome.err;
     EXPECT_FALSE(file_exists(in_folder("out.ppm")));
+    const std::string option = "as --memory ";
+    ASSERT_TRUE(contains(outcome.err, option)) << outcome.err;
+    const std::uint64_t least = std::stoull(outcome.err.substr(outcome.err.find(option) + option.size()));
+    const auto with = [&](std::uint64_t memory) {
+        return stitch(inputs, {"-o", in_folder("out.ppm"), "--memory", std::to_string(memory), "--tile-size", "3000"});
+    };
+    EXPECT_EQ(with(least - 1).exit_code, 5);
+    EXPECT_EQ(with(least).exit_code, 0) << outcome.err;
 }
 
 TEST_F(StitchEngine, BeingStrictTellsTheVerdictInTheExitCode)
