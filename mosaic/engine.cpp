@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/engine.h"
 
-#include "mosaic/errors.h"
+#include "mosaic/base/errors.h"
 #include "mosaic/plan_json.h"
 
 #include <algorithm>

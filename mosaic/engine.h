@@ -3,13 +3,13 @@
 // layer over this class.
 #pragma once
 
+#include "mosaic/base/memory_meter.h"
 #include "mosaic/engine_host.h"
-#include "mosaic/gain_solve.h"
-#include "mosaic/memory_meter.h"
-#include "mosaic/memory_plan.h"
-#include "mosaic/picture_store.h"
+#include "mosaic/gains/gain_solve.h"
+#include "mosaic/pictures/picture_store.h"
 #include "mosaic/plan.h"
-#include "mosaic/verdict.h"
+#include "mosaic/tiles/memory_plan.h"
+#include "mosaic/verdict/verdict.h"
 #include "panoval_mosaic.h"
 
 #include <memory>

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/engine_host.h"
 
-#include "mosaic/errors.h"
+#include "mosaic/base/errors.h"
 
 #include <algorithm>
 

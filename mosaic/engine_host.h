@@ -2,10 +2,10 @@
 // The host's callbacks as the engine's parts see them.
 #pragma once
 
-#include "mosaic/layout.h"
-#include "mosaic/progress.h"
-#include "mosaic/row_source.h"
-#include "mosaic/tile_run.h"
+#include "mosaic/base/layout.h"
+#include "mosaic/base/progress.h"
+#include "mosaic/pictures/row_source.h"
+#include "mosaic/tiles/tile_run.h"
 #include "panoval_mosaic.h"
 
 #include <mutex>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // What the engine measures, or takes from the host in place of measuring.
+#include "mosaic/base/errors.h"
 #include "mosaic/engine.h"
-#include "mosaic/errors.h"
-#include "mosaic/gain_measure.h"
-#include "mosaic/seam_find.h"
+#include "mosaic/gains/gain_measure.h"
+#include "mosaic/seams/seam_find.h"
 
 #include <algorithm>
 #include <cmath>

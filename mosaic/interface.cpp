@@ -2,8 +2,8 @@
 // The C interface: checks pointers, turns exceptions into codes and texts, and leaves the rest to the engine.
 #include "panoval_mosaic.h"
 
+#include "mosaic/base/errors.h"
 #include "mosaic/engine.h"
-#include "mosaic/errors.h"
 #include "mosaic/plan_json.h"
 
 #include <algorithm>

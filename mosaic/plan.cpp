@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/plan.h"
 
-#include "mosaic/band_choice.h"
-#include "mosaic/errors.h"
+#include "mosaic/base/errors.h"
+#include "mosaic/tiles/band_choice.h"
 
 #include <algorithm>
 #include <limits>

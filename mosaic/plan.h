@@ -3,12 +3,12 @@
 // can blend any part of it.
 #pragma once
 
-#include "mosaic/gain_statistics.h"
-#include "mosaic/layout.h"
-#include "mosaic/row_source.h"
-#include "mosaic/seam_map.h"
-#include "mosaic/tile_blender.h"
-#include "mosaic/tile_grid.h"
+#include "mosaic/base/layout.h"
+#include "mosaic/gains/gain_statistics.h"
+#include "mosaic/pictures/row_source.h"
+#include "mosaic/seams/seam_map.h"
+#include "mosaic/tiles/tile_blender.h"
+#include "mosaic/tiles/tile_grid.h"
 
 #include <cstddef>
 #include <cstdint>

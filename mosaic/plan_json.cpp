@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/plan_json.h"
 
-#include "mosaic/band_choice.h"
-#include "mosaic/errors.h"
-#include "mosaic/seam_text.h"
+#include "mosaic/base/errors.h"
+#include "mosaic/seams/seam_text.h"
+#include "mosaic/tiles/band_choice.h"
 
 #include <nlohmann/json.hpp>
 

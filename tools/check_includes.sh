@@ -11,7 +11,16 @@ allowed() {
     exposure) echo core panoval.h libmath/libmath.h ;;
     detect) echo core filter panoval.h libmath/libmath.h ;;
     blend) echo core filter exposure panoval.h ;;
-    mosaic) echo core io filter exposure blend inpaint detect panoval.h panoval_mosaic.h panoval_version.h ;;
+    mosaic/base) echo core blend ;;
+    mosaic/pictures) echo core exposure blend mosaic/base ;;
+    mosaic/gains) echo core mosaic/base mosaic/pictures ;;
+    mosaic/seams) echo core filter mosaic/base mosaic/pictures ;;
+    mosaic/tiles) echo core filter blend mosaic/base mosaic/pictures mosaic/seams ;;
+    mosaic/verdict) echo core mosaic/base mosaic/pictures mosaic/seams ;;
+    mosaic)
+        echo mosaic/base mosaic/pictures mosaic/gains mosaic/seams mosaic/tiles mosaic/verdict
+        echo panoval_mosaic.h panoval_version.h
+        ;;
     measure) echo core filter detect panoval.h panoval_measure.h panoval_version.h ;;
     image) echo core panoval.h ;;
     cli/base | cli/stitch | cli/pyramid | cli/ellipses | cli/filters)
@@ -24,9 +33,9 @@ allowed() {
     [ "$1" != core ] || echo panoval.h
 }
 
-# The sources of a folder; the rooms of the program are folders of their own.
+# The sources of a folder; the rooms of the engine and of the program are folders of their own.
 sources() {
-    if [ "$1" = cli ]; then
+    if [ "$1" = cli ] || [ "$1" = mosaic ]; then
         find "$1" -maxdepth 1 -name '*.cpp' -o -maxdepth 1 -name '*.h'
     else
         find "$1" -name '*.cpp' -o -name '*.h'
@@ -34,8 +43,9 @@ sources() {
 }
 
 status=0
-for folder in core io filter exposure blend inpaint detect libmath mosaic measure image cli/base cli/stitch \
-    cli/pyramid cli/ellipses cli/filters cli/reference cli tools; do
+for folder in core io filter exposure blend inpaint detect libmath mosaic/base mosaic/pictures mosaic/gains \
+    mosaic/seams mosaic/tiles mosaic/verdict mosaic measure image cli/base cli/stitch cli/pyramid cli/ellipses \
+    cli/filters cli/reference cli tools; do
     [ -d "$folder" ] || continue
     pattern="^($folder/[^/]*"
     for other in $(allowed "$folder"); do

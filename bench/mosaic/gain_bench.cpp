@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Sums of two pictures' common samples, and gains of a whole grid from pictures in memory.
 #include "bench/support/routine.h"
-#include "mosaic/gain_measure.h"
-#include "mosaic/gain_sums.h"
+#include "mosaic/gains/gain_measure.h"
+#include "mosaic/gains/gain_sums.h"
 #include "tests/reference/gain_sums.h"
 #include "tests/support/noise.h"
 

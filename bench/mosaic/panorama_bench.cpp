@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The verdict, and whole panoramas of pictures in memory through the C interface, on one thread.
 #include "bench/support/routine.h"
-#include "mosaic/seam_find.h"
-#include "mosaic/verdict.h"
+#include "mosaic/seams/seam_find.h"
+#include "mosaic/verdict/verdict.h"
 #include "panoval_mosaic.h"
 #include "tests/support/noise.h"
 

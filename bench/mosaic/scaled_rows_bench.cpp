@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The kernels that bring a picture's samples into a tile.
-#include "mosaic/scaled_rows.h"
+#include "mosaic/pictures/scaled_rows.h"
 
 #include "bench/support/routine.h"
 #include "tests/reference/scaled_rows.h"

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Seams of pictures in memory, the cut that finds them, and the sums that pictures are reduced with.
 #include "bench/support/routine.h"
-#include "mosaic/seam_cut.h"
-#include "mosaic/seam_find.h"
-#include "mosaic/seam_rows.h"
+#include "mosaic/seams/seam_cut.h"
+#include "mosaic/seams/seam_find.h"
+#include "mosaic/seams/seam_rows.h"
 #include "tests/mosaic/memory_reader.h"
 #include "tests/reference/seam_rows.h"
 #include "tests/support/noise.h"

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-#include "mosaic/tile_blender.h"
+#include "mosaic/tiles/tile_blender.h"
 
 #include "bench/support/routine.h"
 #include "tests/mosaic/memory_reader.h"

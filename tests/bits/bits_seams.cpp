@@ -2,7 +2,7 @@
 // Seams of pictures in memory, whose labels have to be the same everywhere.
 #include "tests/bits/bits.h"
 
-#include "mosaic/seam_find.h"
+#include "mosaic/seams/seam_find.h"
 #include "tests/mosaic/memory_reader.h"
 
 namespace panoval::bits

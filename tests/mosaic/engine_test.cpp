@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: MIT
 // Whole panoramas through the C interface: the same bits whatever the tiles, their order, the threads, the memory, and
 // the process.
-#include "memory_host.h"
-#include "mosaic_scene.h"
-#include "random_layout.h"
+#include "tests/mosaic/memory_host.h"
+#include "tests/mosaic/mosaic_scene.h"
+#include "tests/mosaic/random_layout.h"
 
-#include "mosaic/band_choice.h"
-#include "mosaic/tile_blender.h"
+#include "mosaic/tiles/band_choice.h"
+#include "mosaic/tiles/tile_blender.h"
 
 #include <gtest/gtest.h>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // What the C interface refuses, and what it tells.
-#include "memory_host.h"
+#include "tests/mosaic/memory_host.h"
 
 #include <gtest/gtest.h>
 

@@ -2,8 +2,8 @@
 // A host of the engine's C interface whose pictures are in memory, and short ways to run a panorama.
 #pragma once
 
-#include "memory_reader.h"
 #include "panoval_mosaic.h"
+#include "tests/mosaic/memory_reader.h"
 
 #include <gtest/gtest.h>
 

@@ -3,9 +3,9 @@
 // pixels.
 #pragma once
 
-#include "mosaic/errors.h"
-#include "mosaic/layout.h"
-#include "mosaic/pixel_block.h"
+#include "mosaic/base/errors.h"
+#include "mosaic/base/layout.h"
+#include "mosaic/pictures/pixel_block.h"
 
 #include <atomic>
 #include <cstddef>

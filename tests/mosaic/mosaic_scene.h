@@ -3,7 +3,7 @@
 // across its width, and a camera that cuts pictures from it with every fault that the engine has to live with.
 #pragma once
 
-#include "mosaic/corrections.h"
+#include "mosaic/pictures/corrections.h"
 #include "tests/mosaic/memory_reader.h"
 #include "tests/support/noise.h"
 

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/plan_json.h"
 
-#include "mosaic/errors.h"
+#include "mosaic/base/errors.h"
 
 #include <gtest/gtest.h>
 

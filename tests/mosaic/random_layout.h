@@ -3,8 +3,8 @@
 // within pictures, single pixels.
 #pragma once
 
-#include "memory_reader.h"
-#include "mosaic/seam_map.h"
+#include "mosaic/seams/seam_map.h"
+#include "tests/mosaic/memory_reader.h"
 
 #include <algorithm>
 #include <cstdint>

@@ -2,7 +2,7 @@
 // Pictures for tests of the seams, some of whose pixels are to be kept, and what holds for seams of every kind.
 #pragma once
 
-#include "mosaic/seam_map.h"
+#include "mosaic/seams/seam_map.h"
 #include "tests/mosaic/memory_reader.h"
 #include "tests/support/noise.h"
 

@@ -2,9 +2,9 @@
 // A panorama with seams, literally: whole planes of all levels, one picture after the other, beyond the canvas zeros.
 #pragma once
 
-#include "mosaic/corrections.h"
-#include "mosaic/layout.h"
-#include "mosaic/pixel_block.h"
+#include "mosaic/base/layout.h"
+#include "mosaic/pictures/corrections.h"
+#include "mosaic/pictures/pixel_block.h"
 
 #include <cmath>
 #include <cstdint>

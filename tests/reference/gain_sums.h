@@ -2,7 +2,7 @@
 // Column sums of two pictures' common samples, as plain as they can be written.
 #pragma once
 
-#include "mosaic/gain_sums.h"
+#include "mosaic/gains/gain_sums.h"
 
 #include <cstddef>
 

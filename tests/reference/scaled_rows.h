@@ -2,7 +2,7 @@
 // A picture's samples times their channels' factors, as plain as it can be written.
 #pragma once
 
-#include "mosaic/scaled_rows.h"
+#include "mosaic/pictures/scaled_rows.h"
 
 #include <algorithm>
 #include <cmath>

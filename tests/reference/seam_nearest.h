@@ -3,7 +3,7 @@
 // pixels' distances to the outside, by repeated relaxation until nothing gets shorter.
 #pragma once
 
-#include "mosaic/seam_nearest.h"
+#include "mosaic/seams/seam_nearest.h"
 #include "tests/mosaic/seam_checks.h"
 
 #include <cstdint>

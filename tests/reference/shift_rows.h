@@ -2,7 +2,7 @@
 // The sums that a displacement is fitted from, as they are defined.
 #pragma once
 
-#include "mosaic/shift_rows.h"
+#include "mosaic/verdict/shift_rows.h"
 
 #include <array>
 #include <cstddef>

@@ -1,0 +1,96 @@
+// SPDX-License-Identifier: MIT
+#include "mosaic/base/block_pool.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <new>
+#include <utility>
+
+namespace panoval::mosaic
+{
+
+BlockPool::~BlockPool()
+{
+    meter_.remove(blocks_ * block_bytes_);
+}
+
+std::size_t BlockPool::blocks() const
+{
+    const std::lock_guard lock(mutex_);
+    return blocks_;
+}
+
+bool BlockPool::has_free_block() const
+{
+    const std::lock_guard lock(mutex_);
+    return !free_.empty();
+}
+
+std::shared_ptr<std::uint8_t> BlockPool::take()
+{
+    std::uint8_t* block = nullptr;
+    {
+        const std::lock_guard lock(mutex_);
+        if (free_.empty())
+            add_slab();
+        block = free_.back();
+        free_.pop_back();
+        --slab_of(block).unused;
+    }
+    // A shared pointer that cannot be made calls the deleter itself.
+    return {block, [this](std::uint8_t* back) { give_back(back); }};
+}
+
+void BlockPool::add_slab()
+{
+    constexpr std::size_t kSlabBytes = std::size_t{16} << 20;
+    const std::size_t missing = expected_ > blocks_ ? expected_ - blocks_ : 1;
+    const std::size_t count = std::clamp<std::size_t>(kSlabBytes / block_bytes_, 1, missing);
+    free_.reserve(blocks_ + count); // giving back must not fail
+    slabs_.reserve(slabs_.size() + 1);
+    auto memory = allocate<std::uint8_t>(count * block_bytes_);
+    if (memory == nullptr)
+        throw std::bad_alloc();
+    for (std::size_t i = count; i-- > 0;)
+        free_.push_back(memory.get() + i * block_bytes_);
+    slabs_.push_back({std::move(memory), count, count});
+    blocks_ += count;
+    meter_.add(count * block_bytes_);
+}
+
+bool BlockPool::holds(const Slab& slab, const std::uint8_t* block) const
+{
+    const auto from = reinterpret_cast<std::uintptr_t>(slab.memory.get());
+    const auto at = reinterpret_cast<std::uintptr_t>(block);
+    return at >= from && at < from + slab.blocks * block_bytes_;
+}
+
+BlockPool::Slab& BlockPool::slab_of(const std::uint8_t* block)
+{
+    return *std::find_if(slabs_.begin(), slabs_.end(), [&](const Slab& slab) { return holds(slab, block); });
+}
+
+void BlockPool::give_back(std::uint8_t* block)
+{
+    const std::lock_guard lock(mutex_);
+    ++slab_of(block).unused;
+    free_.push_back(block);
+}
+
+void BlockPool::shrink(std::size_t most_blocks)
+{
+    const std::lock_guard lock(mutex_);
+    while (blocks_ > most_blocks) {
+        const auto slab =
+            std::find_if(slabs_.begin(), slabs_.end(), [](const Slab& s) { return s.unused == s.blocks; });
+        if (slab == slabs_.end())
+            return;
+        std::erase_if(free_, [&](const std::uint8_t* block) { return holds(*slab, block); });
+        blocks_ -= slab->blocks;
+        meter_.remove(slab->blocks * block_bytes_);
+        slabs_.erase(slab);
+        expected_ = 0;
+    }
+}
+
+} // namespace panoval::mosaic

@@ -1,0 +1,235 @@
+// SPDX-License-Identifier: MIT
+#include "mosaic/gains/gain_measure.h"
+
+#include "mosaic/base/parallel.h"
+#include "mosaic/base/scratch_pool.h"
+#include "mosaic/gains/gain_agreement.h"
+#include "mosaic/gains/gain_falloff.h"
+#include "mosaic/gains/gain_pair.h"
+#include "mosaic/gains/gain_rounded.h"
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+
+namespace panoval::mosaic
+{
+
+namespace
+{
+
+using Says = OverlapStatistics::Says;
+
+constexpr double kMostlySaturated = 0.9;
+
+// All that is known of an overlap.
+struct Pair {
+    GainBlocks blocks;
+    BlockRadii radii;
+    BlockLevels levels;               // of all channels together
+    RatioEstimate ratio;              // of all channels together
+    std::vector<SamplePairs> samples; // of each channel, then of all; empty where it is not dark
+};
+
+LogRatio log_ratio_of(const RatioEstimate& ratio)
+{
+    const bool is_known = ratio.kind == RatioEstimate::Kind::Known && std::fabs(ratio.log_ratio) <= kLargestLogRatio &&
+                          ratio.error <= kLargestLogRatio;
+    return is_known ? LogRatio{ratio.log_ratio, ratio.error, true} : LogRatio{};
+}
+
+class OverlapMeasurement
+{
+public:
+    OverlapMeasurement(const Layout& layout, const std::vector<Overlap>& overlaps, PictureReader& reader,
+                       const GainOptions& options, Progress& progress)
+        : layout_(layout), overlaps_(overlaps), reader_(reader), options_(options), progress_(progress),
+          channels_(static_cast<std::size_t>(layout.channels)), pairs_(overlaps.size())
+    {
+    }
+
+    GainStatistics run()
+    {
+        result_.overlaps.resize(overlaps_.size());
+        read_overlaps();
+        judge_pairs();
+        if (options_.vignetting)
+            estimate_lens();
+        estimate_ratios();
+        progress_.report(Phase::Gains, 1);
+        return std::move(result_);
+    }
+
+private:
+    // Some rows of an overlap's blocks.
+    struct Part {
+        std::size_t pair;
+        std::size_t first;
+        std::size_t end;
+        GainTotals totals{};
+    };
+
+    // Where there are few overlaps, each is shared between threads.
+    std::vector<Part> parts_of_overlaps() const
+    {
+        constexpr std::size_t kPartsPerThread = 4;
+        const std::size_t wanted = options_.threads > 1 ? kPartsPerThread * options_.threads : 1;
+        const std::size_t each = (wanted + pairs_.size() - 1) / std::max<std::size_t>(pairs_.size(), 1);
+        std::vector<Part> parts;
+        for (std::size_t p = 0; p < pairs_.size(); ++p) {
+            const std::size_t rows = pairs_[p].blocks.rows;
+            const std::size_t count = std::min(std::max<std::size_t>(each, 1), rows);
+            for (std::size_t k = 0; k < count; ++k)
+                parts.push_back({p, rows * k / count, rows * (k + 1) / count});
+        }
+        return parts;
+    }
+
+    void read_overlaps()
+    {
+        const std::size_t most = most_blocks(overlaps_.size());
+        for (std::size_t p = 0; p < pairs_.size(); ++p)
+            pairs_[p].blocks = lay_out_blocks(overlaps_[p].region, most);
+        std::vector<Part> parts = parts_of_overlaps();
+        std::atomic<std::size_t> done{0};
+        ScratchPool<GainStrips> strips;
+        run_in_parallel(parts.size(), options_.threads, [&](std::size_t i) {
+            Part& part = parts[i];
+            part.totals = sum_blocks(layout_, overlaps_[part.pair], part.first, part.end, reader_, *strips.take(),
+                                     pairs_[part.pair].blocks);
+            progress_.report(Phase::Gains, static_cast<double>(++done) / static_cast<double>(parts.size() + 1));
+        });
+        for (const Part& part : parts)
+            add_totals(part.totals, pairs_[part.pair].blocks);
+        run_in_parallel(pairs_.size(), options_.threads, [&](std::size_t p) {
+            Pair& pair = pairs_[p];
+            pair.radii = block_radii(layout_, overlaps_[p], pair.blocks);
+            pair.levels = block_levels(pair.blocks, kAllChannels, layout_.channels, layout_.bits);
+        });
+    }
+
+    void judge_pairs()
+    {
+        run_in_parallel(pairs_.size(), options_.threads, [&](std::size_t p) {
+            Pair& pair = pairs_[p];
+            pair.ratio = estimate_ratio(pair.levels);
+            if (is_dark(pair))
+                pair.samples = count_sample_pairs(layout_, overlaps_[p], reader_);
+            OverlapStatistics& overlap = result_.overlaps[p];
+            overlap.shared = pair.blocks.shared;
+            judge_pair(pair, overlap);
+            overlap.seen = log_ratio_of(pair.ratio);
+        });
+    }
+
+    // Of so few levels that rounding matters.
+    bool is_dark(const Pair& pair) const
+    {
+        constexpr double kDark = 24; // mean level of the brighter picture
+        if (layout_.bits != 8 || pair.ratio.kind != RatioEstimate::Kind::Known)
+            return false;
+        double first = 0;
+        double second = 0;
+        double samples = 0;
+        for (const BlockLevel& block : pair.levels.blocks) {
+            first += block.weight * block.first;
+            second += block.weight * block.second;
+            samples += block.weight;
+        }
+        return std::max(first, second) < kDark * samples;
+    }
+
+    void judge_pair(Pair& pair, OverlapStatistics& overlap) const
+    {
+        using Kind = RatioEstimate::Kind;
+        const double samples = static_cast<double>(pair.blocks.shared) * static_cast<double>(channels_);
+        const double first_saturated = static_cast<double>(pair.blocks.first_saturated) / std::max(samples, 1.0);
+        const double second_saturated = static_cast<double>(pair.blocks.second_saturated) / std::max(samples, 1.0);
+        const bool is_first_white = first_saturated > kMostlySaturated && second_saturated < 0.5;
+        const bool is_second_white = second_saturated > kMostlySaturated && first_saturated < 0.5;
+        if (pair.ratio.kind == Kind::FirstBlack || is_first_white)
+            overlap.says = Says::FirstBlank;
+        else if (pair.ratio.kind == Kind::SecondBlack || is_second_white)
+            overlap.says = Says::SecondBlank;
+        else if (pair.ratio.kind == Kind::Known)
+            compare_content(pair, overlap);
+    }
+
+    // Whether one ratio explains the samples of a dark overlap; then that is the ratio.
+    static bool refine_by_samples(const Pair& pair, std::size_t index, RatioEstimate& ratio)
+    {
+        if (pair.samples.empty() || ratio.kind != RatioEstimate::Kind::Known)
+            return false;
+        const auto rounded = find_rounded_ratio(pair.samples[index]);
+        if (!rounded)
+            return false;
+        ratio.log_ratio = rounded->log_ratio;
+        ratio.error = rounded->error;
+        return true;
+    }
+
+    void compare_content(Pair& pair, OverlapStatistics& overlap) const
+    {
+        const PairAgreement agreement = judge_agreement(pair.levels, pair.ratio);
+        overlap.correlation = agreement.correlation;
+        overlap.unevenness = agreement.unevenness;
+        const bool is_explained = refine_by_samples(pair, channels_, pair.ratio); // one ratio fits all of their samples
+        overlap.says = is_explained || agreement.agrees ? Says::Agree : Says::Disagree;
+    }
+
+    void estimate_lens()
+    {
+        const GainMisfits misfits = find_misfits(layout_, overlaps_, result_.overlaps);
+        std::vector<FalloffPair> lenses;
+        for (std::size_t p = 0; p < pairs_.size(); ++p)
+            if (result_.overlaps[p].says == Says::Agree && !misfits.is_contradiction[p] && misfits.counts(overlaps_[p]))
+                lenses.push_back({&pairs_[p].levels, &pairs_[p].radii});
+        result_.falloff = estimate_falloff(lenses, options_.threads);
+    }
+
+    // Of each channel and of all together, with the falloff taken out.
+    void estimate_ratios()
+    {
+        run_in_parallel(pairs_.size(), options_.threads, [&](std::size_t p) {
+            const Pair& pair = pairs_[p];
+            OverlapStatistics& overlap = result_.overlaps[p];
+            for (std::size_t c = 0; c < channels_; ++c) {
+                const int channel = static_cast<int>(c);
+                const BlockLevels levels = block_levels(pair.blocks, channel, layout_.channels, layout_.bits);
+                overlap.channels[c] = log_ratio_of(estimate_without_falloff(pair, levels, c));
+            }
+            const RatioEstimate all = estimate_without_falloff(pair, pair.levels, channels_);
+            overlap.all = log_ratio_of(all);
+            overlap.spread = all.spread;
+        });
+    }
+
+    // index: of the channel among the samples, the number of channels for all together
+    RatioEstimate estimate_without_falloff(const Pair& pair, const BlockLevels& levels, std::size_t index) const
+    {
+        if (!result_.falloff.is_flat())
+            return estimate_ratio(flatten(levels, pair.radii, result_.falloff));
+        RatioEstimate ratio = estimate_ratio(levels);
+        static_cast<void>(refine_by_samples(pair, index, ratio));
+        return ratio;
+    }
+
+    const Layout& layout_;
+    const std::vector<Overlap>& overlaps_;
+    PictureReader& reader_;
+    const GainOptions& options_;
+    Progress& progress_;
+    const std::size_t channels_;
+    std::vector<Pair> pairs_;
+    GainStatistics result_;
+};
+
+} // namespace
+
+GainStatistics measure_overlaps(const Layout& layout, const std::vector<Overlap>& overlaps, PictureReader& reader,
+                                const GainOptions& options, Progress& progress)
+{
+    return OverlapMeasurement(layout, overlaps, reader, options, progress).run();
+}
+
+} // namespace panoval::mosaic

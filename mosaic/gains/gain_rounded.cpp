@@ -1,0 +1,155 @@
+// SPDX-License-Identifier: MIT
+// The likelihood of a ratio: for each pair of samples the length of the range of light that gives both, as if any light
+// in it were as likely. Pairs count with the root of how often they occur, as neighbouring pixels are no independent
+// witnesses. The maximum is looked for on a grid, twice.
+#include "mosaic/gains/gain_rounded.h"
+
+#include "core/elementary.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace panoval::mosaic
+{
+
+namespace
+{
+
+constexpr std::int64_t kMostPixels = 1 << 16;
+constexpr std::size_t kSide = SamplePairs::kSide;
+
+struct Cell {
+    double first;
+    double second;
+    double weight;
+    double count;
+};
+
+std::vector<Cell> cells_of(const SamplePairs& pairs)
+{
+    std::vector<Cell> cells;
+    for (std::size_t i = 1; i < pairs.count.size(); ++i) { // but two blacks
+        const std::size_t first = i / kSide;
+        const std::size_t second = i % kSide;
+        const double count = pairs.count[i];
+        if (count > 0)
+            cells.push_back({static_cast<double>(first), static_cast<double>(second), std::sqrt(count), count});
+    }
+    return cells;
+}
+
+// Of the first picture's light; not positive where no light gives both samples.
+double common_range(const Cell& cell, double ratio)
+{
+    const double low = std::max({cell.first - 0.5, (cell.second - 0.5) * ratio, 0.0});
+    return std::min(cell.first + 0.5, (cell.second + 0.5) * ratio) - low;
+}
+
+double likelihood(const std::vector<Cell>& cells, double ratio)
+{
+    constexpr double kOutside = 1e-3;          // what is left for pairs that should not be
+    const double scale = 1 / std::sqrt(ratio); // neither picture's samples are the unit
+    double sum = 0;
+    for (const Cell& cell : cells)
+        sum += cell.weight * log(std::max(common_range(cell, ratio) * scale, 0.0) + kOutside);
+    return sum;
+}
+
+struct Maximum {
+    double at = 0;    // logarithm of a ratio
+    double width = 0; // of where the likelihood is nearly as large
+};
+
+Maximum search(const std::vector<Cell>& cells, double middle, double reach, int steps)
+{
+    constexpr double kNearly = 6;
+    std::vector<double> found;
+    Maximum best{middle, 0};
+    std::size_t largest = 0;
+    const double step = reach / steps;
+    for (int k = -steps; k <= steps; ++k) {
+        found.push_back(likelihood(cells, exp(middle + k * step)));
+        if (found.back() > found[largest])
+            largest = found.size() - 1;
+    }
+    best.at = middle + (static_cast<double>(largest) - steps) * step;
+    for (const double value : found)
+        best.width += value > found[largest] - kNearly ? step : 0;
+    return best;
+}
+
+double share_outside(const std::vector<Cell>& cells, double ratio)
+{
+    double outside = 0;
+    double all = 0;
+    for (const Cell& cell : cells) {
+        outside += common_range(cell, ratio) <= 0 ? cell.count : 0;
+        all += cell.count;
+    }
+    return outside / all;
+}
+
+void count_row(const PixelBlock& first, const PixelBlock& second, std::size_t channels, std::vector<SamplePairs>& pairs)
+{
+    const std::uint8_t* const a = first.row(0);
+    const std::uint8_t* const b = second.row(0);
+    for (std::size_t x = 0; x < static_cast<std::size_t>(first.rect.width); ++x) {
+        if (first.mask_row(0)[x] == 0 || second.mask_row(0)[x] == 0)
+            continue;
+        for (std::size_t c = 0, i = x * channels; c < channels; ++c, ++i)
+            if (a[i] < kSide && b[i] < kSide) {
+                ++pairs[c].count[a[i] * kSide + b[i]];
+                ++pairs[channels].count[a[i] * kSide + b[i]];
+            }
+    }
+}
+
+} // namespace
+
+std::vector<SamplePairs> count_sample_pairs(const Layout& layout, const Overlap& overlap, PictureReader& reader)
+{
+    const auto channels = static_cast<std::size_t>(layout.channels);
+    std::vector<SamplePairs> pairs(channels + 1);
+    Rect in_first = overlap.in_first(layout);
+    Rect in_second = overlap.in_second(layout);
+    const std::int64_t rows = std::clamp<std::int64_t>(kMostPixels / in_first.width, 1, in_first.height);
+    const Rect all = in_first;
+    const std::int64_t down = in_second.y - in_first.y;
+    PixelBlock first;
+    PixelBlock second;
+    in_first.height = in_second.height = 1;
+    for (std::int64_t k = 0; k < rows; ++k) {
+        in_first.y = all.y + k * all.height / rows;
+        in_second.y = in_first.y + down;
+        reader.read(overlap.first, in_first, first);
+        reader.read(overlap.second, in_second, second);
+        count_row(first, second, channels, pairs);
+    }
+    return pairs;
+}
+
+std::optional<RoundedRatio> find_rounded_ratio(const SamplePairs& pairs)
+{
+    constexpr double kFewest = 200;       // samples
+    constexpr double kMostOutside = 0.01; // of them
+    constexpr double kFar = 0.5;          // of the logarithm, from the ratio of sums
+    constexpr double kNear = 0.003;
+    const std::vector<Cell> cells = cells_of(pairs);
+    double first = 0;
+    double second = 0;
+    double count = 0;
+    for (const Cell& cell : cells) {
+        first += cell.count * cell.first;
+        second += cell.count * cell.second;
+        count += cell.count;
+    }
+    if (count < kFewest || first <= 0 || second <= 0)
+        return std::nullopt;
+    const Maximum rough = search(cells, log(first / second), kFar, 250);
+    const Maximum fine = search(cells, rough.at, kNear, 15);
+    if (share_outside(cells, exp(fine.at)) > kMostOutside)
+        return std::nullopt;
+    return RoundedRatio{fine.at, 0.3 * std::max(rough.width, fine.width)};
+}
+
+} // namespace panoval::mosaic

@@ -1,0 +1,384 @@
+// SPDX-License-Identifier: MIT
+#include "mosaic/pictures/picture_store.h"
+
+#include <algorithm>
+#include <cstring>
+
+namespace panoval::mosaic
+{
+
+namespace
+{
+
+// Large enough that the host is not asked too often, small enough that a tile does not drag much along.
+constexpr std::size_t kLargestBlock = std::size_t{1} << 20;
+constexpr std::size_t kSmallestBlock = std::size_t{1} << 14;
+constexpr std::size_t kBlocksInBudget = 64;
+
+// Each thread holds a block while it copies from it and fills another one meanwhile.
+constexpr std::size_t kBlocksPerThread = 2;
+
+// Files that a host may have to keep open at once.
+constexpr std::size_t kMostOpen = 64;
+
+struct RowSizes {
+    std::size_t samples;
+    std::size_t mask;
+    std::size_t keep;
+    std::size_t all() const { return samples + mask + keep; }
+};
+
+RowSizes row_sizes(const Layout& layout, std::size_t picture, const PictureTraits& traits)
+{
+    const PlacedPicture& placed = layout.pictures[picture];
+    const auto width = static_cast<std::size_t>(placed.rect.width);
+    return {width * static_cast<std::size_t>(layout.pixel_bytes()), placed.has_mask ? width : 0,
+            traits.has_keep ? width : 0};
+}
+
+std::size_t longest_row(const Layout& layout, const std::vector<PictureTraits>& traits)
+{
+    std::size_t longest = 1;
+    for (std::size_t i = 0; i < layout.pictures.size(); ++i)
+        longest = std::max(longest, row_sizes(layout, i, traits[i]).all());
+    return longest;
+}
+
+std::size_t largest_picture(const Layout& layout, const std::vector<PictureTraits>& traits)
+{
+    std::size_t largest = 1;
+    for (std::size_t i = 0; i < layout.pictures.size(); ++i)
+        largest = std::max(largest, row_sizes(layout, i, traits[i]).all() *
+                                        static_cast<std::size_t>(layout.pictures[i].rect.height));
+    return largest;
+}
+
+// A block holds rows of one picture, so that one larger than all of them would never be full.
+std::size_t choose_block(const Layout& layout, const std::vector<PictureTraits>& traits, std::size_t budget)
+{
+    const std::size_t of_budget = std::clamp(budget / kBlocksInBudget, kSmallestBlock, kLargestBlock);
+    const std::size_t wanted = std::min(of_budget, std::max(largest_picture(layout, traits), kSmallestBlock));
+    return std::max(wanted, longest_row(layout, traits));
+}
+
+} // namespace
+
+std::int64_t PictureStore::Picture::rows_of(std::size_t band) const
+{
+    return std::min(band_rows, height - static_cast<std::int64_t>(band) * band_rows);
+}
+
+std::size_t PictureStore::least_bytes(const Layout& layout, const std::vector<PictureTraits>& traits,
+                                      std::size_t threads)
+{
+    return kBlocksPerThread * threads * std::max(kSmallestBlock, longest_row(layout, traits));
+}
+
+std::uint64_t PictureStore::bytes_of_all(const Layout& layout, const std::vector<PictureTraits>& traits)
+{
+    std::uint64_t bytes = 0;
+    for (std::size_t i = 0; i < layout.pictures.size(); ++i)
+        bytes += static_cast<std::uint64_t>(row_sizes(layout, i, traits[i]).all()) *
+                 static_cast<std::uint64_t>(layout.pictures[i].rect.height);
+    return bytes;
+}
+
+PictureStore::PictureStore(const Layout& layout, const std::vector<PictureTraits>& traits, RowSource& source,
+                           MemoryMeter& meter, const StoreBudget& budget)
+    : source_(source), channels_(layout.channels), sample_bytes_(layout.sample_bytes()),
+      pool_(choose_block(layout, traits, budget.least_bytes), meter), budget_(budget.bytes)
+{
+    for (std::size_t i = 0; i < layout.pictures.size(); ++i)
+        set_up(i, layout, traits[i]);
+    std::size_t bands = 0;
+    bool is_all_random = true;
+    for (const Picture& picture : pictures_) {
+        bands += picture.bands();
+        is_all_random = is_all_random && picture.random_access;
+    }
+    all_fit_ = bands <= budget.least_bytes / pool_.block_bytes();
+    if (all_fit_)
+        pool_.expect(bands);
+    if (!all_fit_ && !is_all_random && budget.may_use_scratch)
+        has_scratch_ = scratch_.open();
+}
+
+void PictureStore::set_up(std::size_t picture, const Layout& layout, const PictureTraits& traits)
+{
+    const Rect& rect = layout.pictures[picture].rect;
+    const RowSizes sizes = row_sizes(layout, picture, traits);
+    std::uint64_t offset = 0;
+    if (!pictures_.empty()) {
+        const Picture& last = pictures_.back();
+        offset = last.scratch_offset + last.row_bytes() * static_cast<std::uint64_t>(last.height);
+    }
+    Picture& made = pictures_.emplace_back();
+    made.width = rect.width;
+    made.height = rect.height;
+    made.sample_row = sizes.samples;
+    made.mask_row = sizes.mask;
+    made.keep_row = sizes.keep;
+    made.band_rows =
+        std::min<std::int64_t>(made.height, static_cast<std::int64_t>(pool_.block_bytes() / made.row_bytes()));
+    made.random_access = traits.random_access;
+    made.scratch_offset = offset;
+    const auto bands = static_cast<std::size_t>((made.height + made.band_rows - 1) / made.band_rows);
+    made.slots.resize(bands);
+    made.is_in_scratch.resize(bands);
+}
+
+template <class Take>
+void PictureStore::for_each_part(std::size_t picture, const Rect& rect, const Take& take)
+{
+    const Picture& from = pictures_[picture];
+    std::int64_t y = rect.y;
+    while (y < rect.bottom()) {
+        const auto index = static_cast<std::size_t>(y / from.band_rows);
+        Part part;
+        part.block = band(picture, index);
+        part.band_rows = from.rows_of(index);
+        part.row = y % from.band_rows;
+        part.count = std::min(part.band_rows - part.row, rect.bottom() - y);
+        part.to = y - rect.y;
+        take(part);
+        y += part.count;
+    }
+}
+
+void PictureStore::read(std::size_t picture, const Rect& rect, PixelBlock& block)
+{
+    block.reset(rect, channels_, sample_bytes_);
+    const Picture& from = pictures_[picture];
+    const std::size_t skipped = static_cast<std::size_t>(rect.x * channels_ * sample_bytes_);
+    const auto width = static_cast<std::size_t>(rect.width);
+    for_each_part(picture, rect, [&](const Part& part) {
+        const std::uint8_t* const masks = part.block.get() + static_cast<std::size_t>(part.band_rows) * from.sample_row;
+        for (std::int64_t y = 0; y < part.count; ++y) {
+            const auto row = static_cast<std::size_t>(part.row + y);
+            std::memcpy(block.row(part.to + y), part.block.get() + row * from.sample_row + skipped, block.row_bytes());
+            if (from.mask_row == 0)
+                std::memset(block.mask_row(part.to + y), 255, width);
+            else
+                std::memcpy(block.mask_row(part.to + y), masks + row * from.mask_row + rect.x, width);
+        }
+    });
+}
+
+void PictureStore::read_mask(std::size_t picture, const Rect& rect, std::uint8_t* out)
+{
+    const Picture& from = pictures_[picture];
+    if (from.mask_row == 0)
+        std::memset(out, 255, static_cast<std::size_t>(rect.pixels()));
+    else
+        copy_plane(picture, rect, from.sample_row, from.mask_row, out);
+}
+
+bool PictureStore::read_keep(std::size_t picture, const Rect& rect, std::uint8_t* out)
+{
+    const Picture& from = pictures_[picture];
+    if (from.keep_row == 0)
+        return false;
+    copy_plane(picture, rect, from.sample_row + from.mask_row, from.keep_row, out);
+    return true;
+}
+
+// offset: what each row of the band has in the planes before
+void PictureStore::copy_plane(std::size_t picture, const Rect& rect, std::size_t offset, std::size_t row_bytes,
+                              std::uint8_t* out)
+{
+    const auto width = static_cast<std::size_t>(rect.width);
+    for_each_part(picture, rect, [&](const Part& part) {
+        const std::uint8_t* const plane = part.block.get() + static_cast<std::size_t>(part.band_rows) * offset;
+        for (std::int64_t y = 0; y < part.count; ++y)
+            std::memcpy(out + static_cast<std::size_t>(part.to + y) * width,
+                        plane + static_cast<std::size_t>(part.row + y) * row_bytes + rect.x, width);
+    });
+}
+
+PictureStore::Block PictureStore::band(std::size_t picture, std::size_t index)
+{
+    if (Block block = find({picture, index}))
+        return block;
+    Picture& from = pictures_[picture];
+    const std::lock_guard turn(from.turn);
+    if (Block block = find({picture, index})) // another thread was here first
+        return block;
+    if (from.is_in_scratch[index])
+        if (Block block = read_scratch(from, index)) {
+            keep({picture, index}, block);
+            return block;
+        }
+    return from.random_access ? read_one(picture, index) : read_from_start(picture, index);
+}
+
+PictureStore::Block PictureStore::find(const Key& key)
+{
+    const std::lock_guard lock(mutex_);
+    Slot& slot = pictures_[key.picture].slots[key.band];
+    if (slot.block != nullptr)
+        used_.splice(used_.begin(), used_, slot.place);
+    return slot.block;
+}
+
+void PictureStore::keep(const Key& key, const Block& block)
+{
+    const std::lock_guard lock(mutex_);
+    Slot& slot = pictures_[key.picture].slots[key.band];
+    if (slot.block != nullptr)
+        return;
+    used_.push_front(key);
+    slot.place = used_.begin();
+    slot.block = block;
+}
+
+// Blocks that other threads are copying from do not come back at once. There are so few of them that the memory which
+// is taken beyond is part of the least that a store needs.
+PictureStore::Block PictureStore::new_block()
+{
+    while (!pool_.has_free_block() && pool_.blocks() >= std::max<std::size_t>(most_blocks(), 1) && evict_one()) {
+    }
+    return pool_.take();
+}
+
+bool PictureStore::evict_one()
+{
+    Block leaving; // comes back to the pool without the lock
+    const std::lock_guard lock(mutex_);
+    if (used_.empty())
+        return false;
+    Slot& slot = pictures_[used_.back().picture].slots[used_.back().band];
+    leaving = std::move(slot.block);
+    slot.block = nullptr;
+    used_.pop_back();
+    return true;
+}
+
+void PictureStore::set_budget(std::size_t bytes)
+{
+    {
+        const std::lock_guard lock(mutex_);
+        budget_ = bytes;
+    }
+    pool_.shrink(most_blocks());
+    while (pool_.blocks() > most_blocks() && evict_one())
+        pool_.shrink(most_blocks());
+}
+
+void PictureStore::read_host(std::size_t picture, std::size_t index, std::uint8_t* block)
+{
+    Picture& from = pictures_[picture];
+    const auto rows = static_cast<std::size_t>(from.rows_of(index));
+    RowBuffers buffers;
+    buffers.samples = block;
+    buffers.samples_stride = from.sample_row;
+    buffers.mask = from.mask_row == 0 ? nullptr : block + rows * from.sample_row;
+    buffers.mask_stride = from.mask_row;
+    buffers.keep = from.keep_row == 0 ? nullptr : block + rows * (from.sample_row + from.mask_row);
+    buffers.keep_stride = from.keep_row;
+    source_.read_rows(picture, static_cast<std::int64_t>(index) * from.band_rows, static_cast<std::int64_t>(rows),
+                      buffers);
+    from.rows_read += rows;
+}
+
+PictureStore::Block PictureStore::read_one(std::size_t picture, std::size_t index)
+{
+    Block block = new_block();
+    read_host(picture, index, block.get());
+    keep({picture, index}, block);
+    close_others(picture);
+    return block;
+}
+
+// To the end of the picture where what comes behind the band will be found again, else to the band.
+PictureStore::Block PictureStore::read_from_start(std::size_t picture, std::size_t index)
+{
+    Picture& from = pictures_[picture];
+    if (from.next_band > index)
+        from.next_band = 0;
+    Block wanted;
+    try {
+        while (from.next_band <= index || ((has_scratch_ || all_fit_) && from.next_band < from.bands())) {
+            const std::size_t now = from.next_band;
+            Block block = new_block();
+            read_host(picture, now, block.get());
+            write_scratch(from, now, block);
+            keep({picture, now}, block);
+            if (now == index)
+                wanted = block;
+            ++from.next_band;
+        }
+    } catch (...) {
+        from.next_band = 0;
+        throw;
+    }
+    if (from.next_band == from.bands())
+        source_.release(picture);
+    else
+        close_others(picture);
+    return wanted;
+}
+
+PictureStore::Block PictureStore::read_scratch(Picture& from, std::size_t index)
+{
+    Block block = new_block();
+    const std::uint64_t row = static_cast<std::uint64_t>(index) * static_cast<std::uint64_t>(from.band_rows);
+    const std::size_t size = static_cast<std::size_t>(from.rows_of(index)) * from.row_bytes();
+    if (scratch_.read(from.scratch_offset + row * from.row_bytes(), block.get(), size))
+        return block;
+    from.is_in_scratch[index] = false;
+    return nullptr;
+}
+
+void PictureStore::write_scratch(Picture& to, std::size_t index, const Block& block)
+{
+    if (!has_scratch_ || to.is_in_scratch[index])
+        return;
+    const std::uint64_t row = static_cast<std::uint64_t>(index) * static_cast<std::uint64_t>(to.band_rows);
+    const std::size_t size = static_cast<std::size_t>(to.rows_of(index)) * to.row_bytes();
+    if (!scratch_.write(to.scratch_offset + row * to.row_bytes(), block.get(), size)) {
+        has_scratch_ = false; // what is in it can still be read
+        return;
+    }
+    to.is_in_scratch[index] = true;
+    scratch_bytes_ += size;
+}
+
+// Pictures of which more may be asked hold the host's files open.
+void PictureStore::close_others(std::size_t picture)
+{
+    std::vector<std::size_t> closing;
+    {
+        const std::lock_guard lock(mutex_);
+        std::erase(open_, picture);
+        open_.push_back(picture);
+        while (open_.size() > kMostOpen) {
+            closing.push_back(open_.front());
+            open_.pop_front();
+        }
+    }
+    for (const std::size_t other : closing) {
+        Picture& left = pictures_[other];
+        const std::unique_lock turn(left.turn, std::try_to_lock);
+        if (!turn.owns_lock())
+            continue;
+        const bool is_closed = left.next_band == 0 || left.next_band == left.bands();
+        if (is_closed && !left.random_access)
+            continue;
+        left.next_band = 0;
+        source_.release(other);
+    }
+}
+
+StoreCounts PictureStore::counts() const
+{
+    StoreCounts counts;
+    for (const Picture& picture : pictures_) {
+        const std::uint64_t rows = picture.rows_read;
+        counts.rows += rows;
+        counts.pictures += static_cast<double>(rows) / static_cast<double>(picture.height);
+    }
+    counts.scratch_bytes = scratch_bytes_;
+    return counts;
+}
+
+} // namespace panoval::mosaic

@@ -1,0 +1,138 @@
+// SPDX-License-Identifier: MIT
+// The pictures' pixels within a fixed memory, from a host that may be slow to give them.
+//
+// Pictures are kept in bands of whole rows, least recently used ones leave first. A picture that the host can give only
+// from its first row on is read as a whole when it is needed first; where not all pictures fit into memory, what is
+// read goes into a temporary file as well, so that nothing is asked for twice. Without such a file the host is asked
+// again.
+#pragma once
+
+#include "mosaic/base/block_pool.h"
+#include "mosaic/base/layout.h"
+#include "mosaic/base/memory_meter.h"
+#include "mosaic/base/scratch_file.h"
+#include "mosaic/pictures/pixel_block.h"
+#include "mosaic/pictures/row_source.h"
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <list>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace panoval::mosaic
+{
+
+struct StoreBudget {
+    std::size_t bytes = 0;       // that pictures may take at first
+    std::size_t least_bytes = 0; // the least that set_budget is going to leave them
+    bool may_use_scratch = true; // the temporary file
+};
+
+struct StoreCounts {
+    std::uint64_t rows = 0;          // that the host has given
+    double pictures = 0;             // the same in whole pictures
+    std::uint64_t scratch_bytes = 0; // written to the temporary file
+};
+
+class PictureStore : public PictureReader
+{
+public:
+    // Everything that is passed must outlive the store.
+    PictureStore(const Layout& layout, const std::vector<PictureTraits>& traits, RowSource& source, MemoryMeter& meter,
+                 const StoreBudget& budget);
+
+    void read(std::size_t picture, const Rect& rect, PixelBlock& block) override;
+
+    void read_mask(std::size_t picture, const Rect& rect, std::uint8_t* out) override;
+    bool read_keep(std::size_t picture, const Rect& rect, std::uint8_t* out) override;
+
+    void set_budget(std::size_t bytes);
+    StoreCounts counts() const;
+
+    // The least that a store for so many threads can do with.
+    static std::size_t least_bytes(const Layout& layout, const std::vector<PictureTraits>& traits, std::size_t threads);
+    // Of all pictures with their masks.
+    static std::uint64_t bytes_of_all(const Layout& layout, const std::vector<PictureTraits>& traits);
+
+private:
+    using Block = std::shared_ptr<std::uint8_t>;
+
+    struct Key {
+        std::size_t picture;
+        std::size_t band;
+    };
+    struct Slot {
+        Block block; // null where the band is not in memory
+        std::list<Key>::iterator place;
+    };
+    struct Picture {
+        std::int64_t width = 0;
+        std::int64_t height = 0;
+        std::size_t sample_row = 0; // bytes
+        std::size_t mask_row = 0;   // 0 where there is none
+        std::size_t keep_row = 0;   // 0 where there is none
+        std::int64_t band_rows = 0;
+        std::uint64_t scratch_offset = 0;
+        bool random_access = false;
+
+        std::mutex turn; // of those who read from the host or the file; guards:
+        std::vector<bool> is_in_scratch;
+        std::size_t next_band = 0; // of a picture without random access: what the host would give next
+
+        std::vector<Slot> slots; // guarded by the store's mutex
+        std::atomic<std::uint64_t> rows_read{0};
+
+        std::size_t row_bytes() const { return sample_row + mask_row + keep_row; }
+        std::size_t bands() const { return slots.size(); }
+        std::int64_t rows_of(std::size_t band) const;
+    };
+
+    // The part of a rectangle that lies in one band.
+    struct Part {
+        Block block;
+        std::int64_t band_rows = 0; // of the band
+        std::int64_t row = 0;       // first one, in the band
+        std::int64_t count = 0;
+        std::int64_t to = 0; // first one, in the rectangle
+    };
+
+    void set_up(std::size_t picture, const Layout& layout, const PictureTraits& traits);
+    template <class Take>
+    void for_each_part(std::size_t picture, const Rect& rect, const Take& take);
+    void copy_plane(std::size_t picture, const Rect& rect, std::size_t offset, std::size_t row_bytes,
+                    std::uint8_t* out);
+    Block band(std::size_t picture, std::size_t index);
+    Block find(const Key& key);
+    void keep(const Key& key, const Block& block);
+    Block new_block();
+    bool evict_one();
+    Block read_one(std::size_t picture, std::size_t index);
+    Block read_from_start(std::size_t picture, std::size_t index);
+    Block read_scratch(Picture& from, std::size_t index);
+    void write_scratch(Picture& to, std::size_t index, const Block& block);
+    void read_host(std::size_t picture, std::size_t index, std::uint8_t* block);
+    void close_others(std::size_t picture);
+    std::size_t most_blocks() const { return budget_ / pool_.block_bytes(); }
+
+    RowSource& source_;
+    const int channels_;
+    const int sample_bytes_;
+    BlockPool pool_;
+    std::deque<Picture> pictures_;
+    bool all_fit_ = false; // into the least memory that the store will have
+
+    mutable std::mutex mutex_; // of what follows, and of the pictures' slots
+    std::list<Key> used_;      // the one used last in front
+    std::size_t budget_ = 0;
+    std::deque<std::size_t> open_; // pictures that the host has been asked for in part
+
+    ScratchFile scratch_;
+    std::atomic<bool> has_scratch_{false};
+    std::atomic<std::uint64_t> scratch_bytes_{0};
+};
+
+} // namespace panoval::mosaic

@@ -1,0 +1,77 @@
+// SPDX-License-Identifier: MIT
+// What a seam costs where it separates two pictures: next to nothing where they agree within their noise, and far more
+// than any detour where they do not.
+#pragma once
+
+#include "mosaic/base/layout.h"
+#include "mosaic/seams/seam_cells.h"
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+namespace panoval::mosaic
+{
+
+inline constexpr std::int32_t kNotShared = -1;               // cost of a place that not both pictures cover
+inline constexpr std::int32_t kCostUnit = 16;                // of one step through the middle of pictures that agree
+inline constexpr std::int32_t kCostApart = 2000 * kCostUnit; // of neighbours from pictures that share neither place
+
+// Grows with the square of the difference, beyond its noise with the fourth power: a thing of moderate contrast is
+// dearer than a long way round it through small differences. Saturates.
+//
+// ratio  square of a difference over that of the noise
+float difference_cost(float ratio);
+
+// Two pictures that overlap, perhaps in two places of a canvas that goes round.
+struct PicturePair {
+    std::size_t first = 0; // < second
+    std::size_t second = 0;
+    std::vector<Rect> regions;              // in cells; columns may reach beyond the grid's last one
+    std::array<float, 4> ratio{1, 1, 1, 1}; // what a channel of the first one is to be multiplied with still
+    float mean_ratio = 1;
+    float inverse_noise = 1; // 1 / square of the difference that is usual for the two, in units of features
+    float depth = 1;         // how deep their overlap is: the largest distance to the nearer of the two's edges
+};
+
+// All pairs of a layout on reduced copies of the pictures.
+class CellCosts
+{
+public:
+    CellCosts(const Layout& layout, const std::vector<Overlap>& overlaps, const CellGrid& grid,
+              const std::vector<ReducedPicture>& pictures, std::size_t threads);
+
+    const CellGrid& grid() const { return grid_; }
+    const std::vector<ReducedPicture>& pictures() const { return pictures_; }
+    const std::vector<PicturePair>& pairs() const { return pairs_; }
+
+    // Null where the two do not overlap. first < second
+    const PicturePair* find_pair(std::size_t first, std::size_t second) const;
+
+    // Square of a cell's difference over that of the pair's noise; negative where not both cover it.
+    float ratio(const PicturePair& pair, std::int64_t column, std::int64_t row) const;
+
+    // What one step of a seam costs there in any case: least in the middle of the overlap.
+    float step_cost(const PicturePair& pair, std::int64_t column, std::int64_t row) const;
+
+    // Costs of a rectangle of cells, whose columns may lie outside the grid; what is near a dear cell is dear, too.
+    void fill(const PicturePair& pair, const Rect& cells, std::int32_t* out) const;
+
+    // As fill, for a grid whose cells are `factor` times as large. The rectangle counts in those.
+    void fill_coarse(const PicturePair& pair, const CellGrid& coarse, std::int64_t factor, const Rect& cells,
+                     std::int32_t* out) const;
+
+private:
+    float difference(const PicturePair& pair, const std::uint16_t* a, const std::uint16_t* b) const;
+    void measure(PicturePair& pair) const;
+    void measure_ratio(PicturePair& pair, const std::vector<const std::uint16_t*>& samples) const;
+
+    const Layout& layout_;
+    const CellGrid& grid_;
+    const std::vector<ReducedPicture>& pictures_;
+    const std::size_t channels_;
+    std::vector<PicturePair> pairs_; // sorted by first, second
+};
+
+} // namespace panoval::mosaic

@@ -1,0 +1,95 @@
+// SPDX-License-Identifier: MIT
+#include "mosaic/seams/seam_map.h"
+
+#include <algorithm>
+
+namespace panoval::mosaic
+{
+
+namespace
+{
+
+// Behind the last label that equals the one at x without another one between.
+std::size_t end_of_run(std::span<const std::int32_t> labels, std::size_t x)
+{
+    constexpr std::size_t kAtOnce = 16;
+    const std::int32_t label = labels[x];
+    while (x + kAtOnce <= labels.size()) {
+        std::int32_t difference = 0;
+        for (std::size_t i = 0; i < kAtOnce; ++i)
+            difference |= labels[x + i] ^ label;
+        if (difference != 0)
+            break;
+        x += kAtOnce;
+    }
+    while (x < labels.size() && labels[x] == label)
+        ++x;
+    return x;
+}
+
+} // namespace
+
+void SeamMap::add_row(std::span<const std::int32_t> labels)
+{
+    first_run_.push_back(runs_.size());
+    for (std::size_t x = 0; x < labels.size();) {
+        const std::int32_t label = labels[x];
+        x = end_of_run(labels, x);
+        runs_.push_back({static_cast<std::int32_t>(x), label});
+    }
+}
+
+void SeamMap::add_row(std::span<const Run> runs)
+{
+    first_run_.push_back(runs_.size());
+    const std::size_t first = runs_.size();
+    for (const Run& run : runs) {
+        if (runs_.size() > first && runs_.back().label == run.label)
+            runs_.back().end = run.end;
+        else
+            runs_.push_back(run);
+    }
+}
+
+std::span<const SeamMap::Run> SeamMap::runs(std::int64_t y) const
+{
+    const auto row = static_cast<std::size_t>(y);
+    const std::size_t end = row + 1 < first_run_.size() ? first_run_[row + 1] : runs_.size();
+    return {runs_.data() + first_run_[row], end - first_run_[row]};
+}
+
+void SeamMap::read_inside(std::int64_t y, std::int64_t first, std::int64_t count, std::int32_t* out) const
+{
+    const std::span<const Run> row = runs(y);
+    auto run = std::upper_bound(row.begin(), row.end(), first, [](std::int64_t x, const Run& r) { return x < r.end; });
+    for (std::int64_t x = 0; x < count; ++run) {
+        const std::int64_t end = std::min<std::int64_t>(run->end - first, count);
+        std::fill(out + x, out + end, run->label);
+        x = end;
+    }
+}
+
+void SeamMap::read(std::int64_t y, std::int64_t first, std::int64_t count, bool wraps, std::int32_t* out) const
+{
+    if (y < 0 || y >= height()) {
+        std::fill_n(out, count, kNobody);
+        return;
+    }
+    std::int64_t done = 0;
+    while (done < count) {
+        const std::int64_t x = first + done;
+        const bool is_inside = x >= 0 && x < width_;
+        if (!is_inside && !wraps) {
+            const std::int64_t beside = x < 0 ? std::min(-x, count - done) : count - done;
+            std::fill_n(out + done, beside, kNobody);
+            done += beside;
+            continue;
+        }
+        const std::int64_t column = ((x % width_) + width_) % width_;
+        const std::int64_t part = std::min(count - done, width_ - column);
+        read_inside(y, column, part, out + done);
+        done += part;
+    }
+}
+
+} // namespace panoval::mosaic

@@ -1,0 +1,83 @@
+// SPDX-License-Identifier: MIT
+#include "mosaic/base/block_pool.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <set>
+#include <vector>
+
+namespace panoval::mosaic::test
+{
+
+namespace
+{
+
+using Blocks = std::vector<std::shared_ptr<std::uint8_t>>;
+
+constexpr std::size_t kBytes = std::size_t{1} << 20;
+
+Blocks take(BlockPool& pool, std::size_t count)
+{
+    Blocks blocks;
+    for (std::size_t i = 0; i < count; ++i) {
+        blocks.push_back(pool.take());
+        std::fill_n(blocks.back().get(), kBytes, static_cast<std::uint8_t>(i));
+    }
+    for (std::size_t i = 0; i < count; ++i)
+        EXPECT_EQ(std::count(blocks[i].get(), blocks[i].get() + kBytes, static_cast<std::uint8_t>(i)),
+                  static_cast<std::ptrdiff_t>(kBytes))
+            << "block " << i << " is not its own";
+    return blocks;
+}
+
+TEST(BlockPool, BlocksComeOneByOneAndAreUsedAgain)
+{
+    MemoryMeter meter;
+    BlockPool pool(kBytes, meter);
+    std::set<std::uint8_t*> first;
+    for (const auto& block : take(pool, 3))
+        first.insert(block.get());
+    EXPECT_EQ(meter.now(), 3 * kBytes);
+    std::set<std::uint8_t*> second;
+    for (const auto& block : take(pool, 3))
+        second.insert(block.get());
+    EXPECT_EQ(second, first);
+    pool.shrink(1);
+    EXPECT_EQ(meter.now(), kBytes);
+}
+
+TEST(BlockPool, ExpectedBlocksComeTogetherAndNoMoreThanThose)
+{
+    MemoryMeter meter;
+    BlockPool pool(kBytes, meter);
+    pool.expect(21);
+    {
+        const Blocks blocks = take(pool, 17);
+        EXPECT_EQ(meter.now(), 21 * kBytes) << "16, and the rest";
+        const Blocks beyond = take(pool, 6);
+        EXPECT_EQ(meter.now(), 23 * kBytes);
+    }
+    pool.shrink(0);
+    EXPECT_EQ(meter.now(), 0u);
+}
+
+TEST(BlockPool, BlocksThatCameTogetherStayWhileOneIsHeld)
+{
+    MemoryMeter meter;
+    BlockPool pool(kBytes, meter);
+    pool.expect(20);
+    Blocks blocks = take(pool, 20);
+    blocks.resize(1);
+    pool.shrink(0);
+    EXPECT_EQ(meter.now(), 16 * kBytes) << "the others have gone";
+    blocks.clear();
+    pool.shrink(0);
+    EXPECT_EQ(pool.blocks(), 0u);
+    EXPECT_EQ(take(pool, 2).size(), 2u);
+    EXPECT_EQ(meter.now(), 2 * kBytes) << "one by one again";
+}
+
+} // namespace
+
+} // namespace panoval::mosaic::test

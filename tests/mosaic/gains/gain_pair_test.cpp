@@ -1,0 +1,166 @@
+// SPDX-License-Identifier: MIT
+// Blocks of an overlap, the ratio that they give, and whether two pictures agree.
+#include "mosaic/gains/gain_agreement.h"
+#include "mosaic/gains/gain_pair.h"
+
+#include "tests/mosaic/mosaic_scene.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+namespace panoval::mosaic::test
+{
+
+namespace
+{
+
+// The first overlap, summed in so many parts.
+GainBlocks sum_overlap(MemoryReader& reader, std::size_t most, std::size_t parts = 1)
+{
+    const Overlap overlap = find_overlaps(reader.layout)[0];
+    GainBlocks blocks = lay_out_blocks(overlap.region, most);
+    GainStrips strips;
+    for (std::size_t k = parts; k-- > 0;)
+        add_totals(sum_blocks(reader.layout, overlap, blocks.rows * k / parts, blocks.rows * (k + 1) / parts, reader,
+                              strips, blocks),
+                   blocks);
+    return blocks;
+}
+
+// Two pictures of 160 x 120 that overlap by 80 columns.
+struct Two {
+    MemoryReader reader{240, 120};
+
+    Two(const SceneOptions& options, const Cut& first, const Cut& second)
+    {
+        const Scene scene = make_scene(240, 120, options);
+        add(scene, first, 0);
+        add(scene, second, 80);
+    }
+    void add(const Scene& scene, Cut cut, std::int64_t x)
+    {
+        cut.rect = {x, 0, 160, 120};
+        reader.add(x, 0, take_picture(scene, cut));
+    }
+    GainBlocks blocks(std::size_t most = 640) { return sum_overlap(reader, most); }
+    BlockLevels levels() { return block_levels(blocks(), kAllChannels, reader.layout.channels, reader.layout.bits); }
+};
+
+TEST(GainBlocks, HoldEachSharedSampleOnce)
+{
+    Two two({.channels = 3}, {}, {.gain = 0.8});
+    for (const std::size_t most : {1u, 64u, 640u}) {
+        const GainBlocks blocks = two.blocks(most);
+        EXPECT_LE(blocks.blocks.size(), most);
+        EXPECT_EQ(blocks.shared, 80u * 120u);
+        std::uint64_t sum = 0;
+        for (const GainBlock& block : blocks.blocks)
+            sum += block.second[1];
+        std::uint64_t expected = 0;
+        for (std::int64_t y = 0; y < 120; ++y)
+            for (std::int64_t x = 0; x < 80; ++x)
+                if (two.reader.pictures[0].at(80 + x, y, 1) < 250 && two.reader.pictures[1].at(x, y, 1) < 250)
+                    expected += two.reader.pictures[1].at(x, y, 1);
+        EXPECT_EQ(sum, expected) << most;
+    }
+}
+
+TEST(GainBlocks, PartsHaveTheSumsOfTheWhole)
+{
+    Two two({.channels = 3}, {.noise = 6}, {.gain = 1.4});
+    const GainBlocks whole = two.blocks(100);
+    for (const std::size_t parts : {2u, 3u, 7u}) {
+        const GainBlocks summed = sum_overlap(two.reader, 100, parts);
+        EXPECT_EQ(summed.shared, whole.shared);
+        EXPECT_EQ(summed.first_saturated, whole.first_saturated);
+        EXPECT_EQ(summed.second_saturated, whole.second_saturated);
+        for (std::size_t i = 0; i < whole.blocks.size(); ++i) {
+            EXPECT_EQ(summed.blocks[i].first, whole.blocks[i].first) << i;
+            EXPECT_EQ(summed.blocks[i].second, whole.blocks[i].second) << i;
+            EXPECT_EQ(summed.blocks[i].used, whole.blocks[i].used) << i;
+            EXPECT_EQ(summed.blocks[i].shared, whole.blocks[i].shared) << i;
+        }
+    }
+}
+
+TEST(GainBlocks, ALongNarrowOverlapIsOneColumn)
+{
+    MemoryReader reader(100, 3000);
+    reader.add(0, 0, MemoryPicture::blank(50, 3000, 1, 8));
+    reader.add(44, 0, MemoryPicture::blank(56, 3000, 1, 8));
+    const GainBlocks blocks = sum_overlap(reader, 100);
+    EXPECT_EQ(blocks.columns, 1u);
+    EXPECT_LE(blocks.rows, 100u);
+    EXPECT_EQ(blocks.shared, 6u * 3000u);
+}
+
+TEST(EstimateRatio, OfDarkPicturesIsNotBiasedByNoiseOrRounding)
+{
+    double sum = 0;
+    for (std::uint64_t seed = 1; seed <= 12; ++seed) {
+        Two two({.channels = 3, .mean = 0.05, .seed = seed}, {.gain = 1.3, .noise = 2, .seed = 2 * seed},
+                {.gain = 0.8, .noise = 2, .seed = 2 * seed + 1});
+        sum += estimate_ratio(two.levels()).log_ratio;
+    }
+    EXPECT_NEAR(sum / 12, std::log(1.3 / 0.8), 0.0015);
+}
+
+TEST(EstimateRatio, KnowsHowWellItIsKnown)
+{
+    double square = 0;
+    double promised = 0;
+    for (std::uint64_t seed = 1; seed <= 20; ++seed) {
+        Two two({.channels = 1, .seed = seed}, {.noise = 8, .seed = 2 * seed}, {.noise = 8, .seed = 2 * seed + 1});
+        const RatioEstimate ratio = estimate_ratio(two.levels());
+        square += ratio.log_ratio * ratio.log_ratio / 20;
+        promised += ratio.error * ratio.error / 20;
+    }
+    EXPECT_GT(std::sqrt(promised / square), 0.6);
+    EXPECT_LT(std::sqrt(promised / square), 2.0);
+}
+
+TEST(EstimateRatio, SaysWhichPictureIsBlack)
+{
+    Two two({.channels = 1}, {}, {});
+    two.reader.pictures[1] = MemoryPicture::blank(160, 120, 1, 8);
+    EXPECT_EQ(estimate_ratio(two.levels()).kind, RatioEstimate::Kind::SecondBlack);
+    two.reader.pictures[0] = MemoryPicture::blank(160, 120, 1, 8);
+    EXPECT_EQ(estimate_ratio(two.levels()).kind, RatioEstimate::Kind::Nothing);
+}
+
+bool agree(const SceneOptions& options, const Cut& first, const Cut& second)
+{
+    Two two(options, first, second);
+    const BlockLevels levels = two.levels();
+    return judge_agreement(levels, estimate_ratio(levels)).agrees;
+}
+
+TEST(JudgeAgreement, PicturesOfOneSceneAgreeInSpiteOfTheirFaults)
+{
+    const SceneOptions plain{.channels = 3};
+    EXPECT_TRUE(agree(plain, {}, {.gain = 0.4}));
+    EXPECT_TRUE(agree(plain, {.noise = 12, .seed = 1}, {.noise = 12, .seed = 2}));
+    EXPECT_TRUE(agree(plain, {}, {.gamma = 0.6}));
+    EXPECT_TRUE(agree(plain, {}, {.blur = 4}));
+    EXPECT_TRUE(agree(plain, {}, {.shift_x = 6, .shift_y = -4}));
+    EXPECT_TRUE(agree(plain, {.falloff = {{-0.4, 0, 0}}}, {.falloff = {{-0.4, 0, 0}}}));
+}
+
+TEST(JudgeAgreement, NoisyPicturesOfSomethingFlatAgree)
+{
+    for (std::uint64_t seed = 1; seed <= 20; ++seed)
+        EXPECT_TRUE(agree({.channels = 1, .mean = 0.05, .texture = 0, .contrast = 0.02, .edges = 0},
+                          {.noise = 5, .seed = 2 * seed}, {.noise = 5, .seed = 2 * seed + 1}))
+            << seed;
+}
+
+TEST(JudgeAgreement, PicturesOfOtherPlacesDoNot)
+{
+    for (std::uint64_t seed = 1; seed <= 10; ++seed)
+        EXPECT_FALSE(agree({.channels = 3, .seed = seed}, {}, {.shift_x = 100, .shift_y = 40})) << seed;
+}
+
+} // namespace
+
+} // namespace panoval::mosaic::test

@@ -1,0 +1,276 @@
+// SPDX-License-Identifier: MIT
+#include "mosaic/pictures/picture_store.h"
+
+#include "mosaic/base/errors.h"
+#include "mosaic/base/parallel.h"
+#include "tests/support/noise.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <deque>
+#include <optional>
+#include <set>
+#include <string>
+#include <vector>
+
+namespace panoval::mosaic::test
+{
+
+namespace
+{
+
+using panoval::test::Random;
+
+// Pictures whose samples, mask and keep mask are numbers made from the place, and a check on how they are asked for.
+class MadeRows : public RowSource
+{
+public:
+    Layout layout;
+    std::vector<PictureTraits> traits;
+    std::atomic<int> broken_promises{0};
+    std::atomic<int> releases{0};
+    std::atomic<std::int64_t> failing_picture{-1};
+
+    // Every second picture has a mask, every third one a keep mask.
+    MadeRows(bool random_access, int pictures)
+    {
+        layout.channels = 3;
+        layout.bits = 16;
+        for (int i = 0; i < pictures; ++i)
+            add(100 + i, 300 + i, i % 2 == 1, {i % 3 == 1, random_access});
+    }
+
+    void add(std::int64_t width, std::int64_t height, bool has_mask, PictureTraits trait)
+    {
+        layout.pictures.push_back({{0, 0, width, height}, has_mask, "p" + std::to_string(traits.size())});
+        traits.push_back(trait);
+        state_.emplace_back();
+    }
+
+    static std::uint8_t byte(std::size_t picture, std::int64_t x, std::int64_t y, int kind)
+    {
+        return static_cast<std::uint8_t>(static_cast<std::int64_t>(picture) * 101 + x * 7 + y * 31 + kind * 57);
+    }
+
+    void read_rows(std::size_t picture, std::int64_t first_row, std::int64_t row_count,
+                   const RowBuffers& buffers) override
+    {
+        State& state = state_[picture];
+        if (state.is_busy.exchange(true))
+            ++broken_promises;
+        if (static_cast<std::int64_t>(picture) == failing_picture)
+            give_up(state);
+        const Rect& rect = layout.pictures[picture].rect;
+        if (first_row < 0 || row_count < 1 || first_row + row_count > rect.height)
+            ++broken_promises;
+        if (!traits[picture].random_access && first_row != state.next_row && first_row != 0)
+            ++broken_promises;
+        state.next_row = first_row + row_count;
+        for (std::int64_t y = 0; y < row_count; ++y)
+            fill(picture, rect.width, first_row + y, y, buffers);
+        state.is_busy = false;
+    }
+
+    void release(std::size_t picture) override
+    {
+        ++releases;
+        state_[picture].next_row = 0;
+    }
+
+private:
+    struct State {
+        std::atomic<bool> is_busy{false};
+        std::int64_t next_row = 0;
+    };
+
+    [[noreturn]] static void give_up(State& state)
+    {
+        state.is_busy = false;
+        fail(Failure::Picture, "no rows");
+    }
+
+    void fill(std::size_t picture, std::int64_t width, std::int64_t row, std::int64_t y, const RowBuffers& to) const
+    {
+        const auto at = static_cast<std::size_t>(y);
+        const std::int64_t bytes = width * layout.pixel_bytes();
+        for (std::int64_t x = 0; x < bytes; ++x)
+            to.samples[at * to.samples_stride + static_cast<std::size_t>(x)] = byte(picture, x, row, 0);
+        for (std::int64_t x = 0; x < width; ++x) {
+            if (to.mask != nullptr)
+                to.mask[at * to.mask_stride + static_cast<std::size_t>(x)] = byte(picture, x, row, 1);
+            if (to.keep != nullptr)
+                to.keep[at * to.keep_stride + static_cast<std::size_t>(x)] = byte(picture, x, row, 2);
+        }
+    }
+
+    std::deque<State> state_;
+};
+
+void expect_right(PictureStore& store, const MadeRows& rows, std::size_t picture, const Rect& rect)
+{
+    PixelBlock block;
+    store.read(picture, rect, block);
+    ASSERT_EQ(block.rect, rect);
+    int wrong = 0;
+    for (std::int64_t y = 0; y < rect.height; ++y) {
+        for (std::int64_t x = 0; x < rect.width * 6; ++x)
+            wrong += block.row(y)[x] != MadeRows::byte(picture, rect.x * 6 + x, rect.y + y, 0);
+        for (std::int64_t x = 0; x < rect.width; ++x)
+            wrong +=
+                block.mask_row(y)[x] !=
+                (rows.layout.pictures[picture].has_mask ? MadeRows::byte(picture, rect.x + x, rect.y + y, 1) : 255);
+    }
+    EXPECT_EQ(wrong, 0) << "picture " << picture << ", row " << rect.y;
+    std::vector<std::uint8_t> mask(static_cast<std::size_t>(rect.pixels()));
+    store.read_mask(picture, rect, mask.data());
+    EXPECT_EQ(std::memcmp(mask.data(), block.mask_row(0), mask.size()), 0);
+}
+
+Rect random_part(const MadeRows& rows, std::size_t picture, Random& random)
+{
+    const Rect& whole = rows.layout.pictures[picture].rect;
+    const std::int64_t x = random.integer(0, whole.width - 1);
+    const std::int64_t y = random.integer(0, whole.height - 1);
+    return {x, y, random.integer(1, whole.width - x), random.integer(1, std::min<std::int64_t>(whole.height - y, 60))};
+}
+
+void read_at_random(PictureStore& store, const MadeRows& rows, int times, std::uint64_t seed)
+{
+    Random random(seed);
+    for (int i = 0; i < times; ++i) {
+        const auto picture =
+            static_cast<std::size_t>(random.integer(0, static_cast<std::int64_t>(rows.traits.size()) - 1));
+        expect_right(store, rows, picture, random_part(rows, picture, random));
+    }
+}
+
+TEST(PictureStore, GivesThePixelsWhateverTheBudget)
+{
+    for (const bool random_access : {false, true})
+        for (const std::size_t budget : {std::size_t{1} << 15, std::size_t{1} << 18, std::size_t{1} << 24}) {
+            MadeRows rows(random_access, 6);
+            MemoryMeter meter;
+            PictureStore store(rows.layout, rows.traits, rows, meter, {budget, budget, true});
+            read_at_random(store, rows, 150, budget);
+            EXPECT_EQ(rows.broken_promises, 0);
+            EXPECT_LE(meter.most(), std::max(budget, PictureStore::least_bytes(rows.layout, rows.traits, 1)));
+        }
+}
+
+TEST(PictureStore, ReadsEachPictureOnceWithTheScratchFile)
+{
+    MadeRows rows(false, 8);
+    MemoryMeter meter;
+    PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 16, 1 << 16, true});
+    read_at_random(store, rows, 300, 3);
+    EXPECT_EQ(store.counts().pictures, 8.0);
+    EXPECT_EQ(store.counts().scratch_bytes, PictureStore::bytes_of_all(rows.layout, rows.traits));
+    EXPECT_EQ(rows.releases, 8) << "files may be closed as soon as they are read";
+}
+
+TEST(PictureStore, WritesNoScratchFileWhereAllFits)
+{
+    MadeRows rows(false, 8);
+    MemoryMeter meter;
+    PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 26, 1 << 25, true});
+    read_at_random(store, rows, 100, 4);
+    EXPECT_EQ(store.counts().pictures, 8.0);
+    EXPECT_EQ(store.counts().scratch_bytes, 0u);
+}
+
+TEST(PictureStore, ReadsAgainWithoutTheScratchFile)
+{
+    MadeRows rows(false, 4);
+    MemoryMeter meter;
+    PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 16, 1 << 16, false});
+    read_at_random(store, rows, 60, 5);
+    EXPECT_GT(store.counts().pictures, 4.0);
+    EXPECT_EQ(rows.broken_promises, 0);
+}
+
+#ifndef _WIN32
+TEST(PictureStore, ReadsAgainWhereTheScratchFileCannotBeMade)
+{
+    const char* const before = std::getenv("TMPDIR");
+    const std::optional<std::string> kept = before != nullptr ? std::optional<std::string>(before) : std::nullopt;
+    setenv("TMPDIR", "/no/such/folder", 1);
+    MadeRows rows(false, 4);
+    MemoryMeter meter;
+    PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 16, 1 << 16, true});
+    if (kept)
+        setenv("TMPDIR", kept->c_str(), 1);
+    else
+        unsetenv("TMPDIR");
+    read_at_random(store, rows, 60, 6);
+    EXPECT_EQ(store.counts().scratch_bytes, 0u);
+    EXPECT_EQ(rows.broken_promises, 0);
+}
+#endif
+
+TEST(PictureStore, KeepsFewFilesOpenWithoutTheScratchFile)
+{
+    for (const bool is_random : {false, true}) {
+        MadeRows rows(is_random, 70);
+        MemoryMeter meter;
+        PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 16, 1 << 16, false});
+        for (std::size_t i = 0; i < 70; ++i)
+            expect_right(store, rows, i, {0, 0, 10, 10});
+        EXPECT_EQ(rows.releases, 70 - 64);
+        EXPECT_EQ(rows.broken_promises, 0);
+    }
+}
+
+TEST(PictureStore, ServesThreadsAtOnce)
+{
+    for (const bool may_use_scratch : {true, false}) {
+        MadeRows rows(false, 6);
+        MemoryMeter meter;
+        PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 17, 1 << 17, may_use_scratch});
+        run_in_parallel(4, 4, [&](std::size_t thread) { read_at_random(store, rows, 60, thread); });
+        EXPECT_EQ(rows.broken_promises, 0);
+        EXPECT_LE(meter.most(), (std::size_t{1} << 17) + PictureStore::least_bytes(rows.layout, rows.traits, 4));
+    }
+}
+
+TEST(PictureStore, GivesTheKeepMaskOfPicturesThatHaveOne)
+{
+    MadeRows rows(true, 3);
+    MemoryMeter meter;
+    PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 16, 1 << 16, true});
+    std::vector<std::uint8_t> keep(12);
+    EXPECT_FALSE(store.read_keep(0, {1, 2, 4, 3}, keep.data()));
+    ASSERT_TRUE(store.read_keep(1, {1, 2, 4, 3}, keep.data()));
+    for (std::int64_t y = 0; y < 3; ++y)
+        for (std::int64_t x = 0; x < 4; ++x)
+            EXPECT_EQ(keep[static_cast<std::size_t>(y * 4 + x)], MadeRows::byte(1, 1 + x, 2 + y, 2));
+}
+
+TEST(PictureStore, GivesMemoryBackWhenTheBudgetShrinks)
+{
+    MadeRows rows(true, 4);
+    MemoryMeter meter;
+    PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 21, 1 << 16, true});
+    read_at_random(store, rows, 50, 8);
+    EXPECT_GT(meter.now(), std::size_t{1} << 17);
+    store.set_budget(1 << 16);
+    EXPECT_LE(meter.now(), std::size_t{1} << 16);
+    read_at_random(store, rows, 20, 9);
+}
+
+TEST(PictureStore, PassesAHostsFailureOnAndCanGoOnLater)
+{
+    MadeRows rows(false, 2);
+    MemoryMeter meter;
+    PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 20, 1 << 20, true});
+    PixelBlock block;
+    rows.failing_picture = 1;
+    EXPECT_THROW(store.read(1, {0, 0, 5, 5}, block), Error);
+    rows.failing_picture = -1;
+    expect_right(store, rows, 1, {0, 0, 5, 5});
+}
+
+} // namespace
+
+} // namespace panoval::mosaic::test

@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: MIT
+// Minimum cuts, against all cuts of graphs that are small enough to try every one.
+#include "mosaic/seams/seam_cut.h"
+
+#include "tests/support/noise.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <limits>
+#include <vector>
+
+namespace panoval::mosaic::test
+{
+
+namespace
+{
+
+using panoval::test::Random;
+
+struct SmallGraph {
+    struct Link {
+        std::size_t a;
+        std::size_t b;
+        std::int32_t cost;
+    };
+    std::vector<std::int32_t> pulls;
+    std::vector<Link> links;
+
+    // Bit i of parts says that node i is in the second part.
+    std::int64_t cost(unsigned parts) const
+    {
+        std::int64_t sum = 0;
+        const auto is_second = [parts](std::size_t node) { return (parts >> node & 1u) != 0; };
+        for (std::size_t i = 0; i < pulls.size(); ++i)
+            sum += is_second(i) ? std::max(pulls[i], 0) : std::max(-pulls[i], 0);
+        for (const Link& link : links)
+            sum += is_second(link.a) != is_second(link.b) ? link.cost : 0;
+        return sum;
+    }
+    std::int64_t cheapest() const
+    {
+        std::int64_t best = std::numeric_limits<std::int64_t>::max();
+        for (unsigned parts = 0; parts < 1u << pulls.size(); ++parts)
+            best = std::min(best, cost(parts));
+        return best;
+    }
+    unsigned cut(MinimumCut& solver) const
+    {
+        solver.reset(pulls.size());
+        for (std::size_t i = 0; i < pulls.size(); ++i)
+            solver.draw_to_first(i, pulls[i]);
+        for (const Link& link : links)
+            solver.link(link.a, link.b, link.cost);
+        solver.solve();
+        unsigned parts = 0;
+        for (std::size_t i = 0; i < pulls.size(); ++i)
+            parts |= solver.is_first(i) ? 0u : 1u << i;
+        return parts;
+    }
+};
+
+SmallGraph random_graph(Random& random)
+{
+    SmallGraph graph;
+    const auto nodes = static_cast<std::size_t>(random.integer(1, 9));
+    for (std::size_t i = 0; i < nodes; ++i)
+        graph.pulls.push_back(static_cast<std::int32_t>(random.integer(0, 2) == 0 ? random.integer(-9, 9) : 0));
+    for (std::size_t a = 0; a < nodes; ++a)
+        for (std::size_t b = a + 1; b < nodes; ++b)
+            if (random.integer(0, 1) == 0)
+                graph.links.push_back({a, b, static_cast<std::int32_t>(random.integer(0, 6))});
+    return graph;
+}
+
+TEST(SeamCut, IsTheCheapestOfAllCuts)
+{
+    Random random(1);
+    MinimumCut solver;
+    for (int i = 0; i < 2000; ++i) {
+        const SmallGraph graph = random_graph(random);
+        ASSERT_EQ(graph.cost(graph.cut(solver)), graph.cheapest()) << "graph " << i;
+    }
+}
+
+TEST(SeamCut, LeavesNodesThatMayNotMoveWhereTheyAre)
+{
+    MinimumCut solver;
+    const SmallGraph graph{{kUncuttable, 0, -kUncuttable}, {{0, 1, kUncuttable / 8}, {1, 2, kUncuttable / 9}}};
+    EXPECT_EQ(graph.cut(solver), 0b100u) << "the cheaper link is cut";
+}
+
+TEST(SeamCut, AddsUpWhatDrawsANode)
+{
+    MinimumCut solver;
+    solver.reset(1);
+    for (int i = 0; i < 20; ++i)
+        solver.draw_to_first(0, kUncuttable / 4);
+    solver.draw_to_first(0, -1);
+    solver.solve();
+    EXPECT_TRUE(solver.is_first(0)) << "and does not overflow";
+}
+
+TEST(SeamCut, CutsNothingOutOfNothing)
+{
+    MinimumCut solver;
+    solver.reset(0);
+    solver.solve();
+    solver.reset(3);
+    solver.link(0, 1, 5);
+    solver.solve();
+    EXPECT_EQ(solver.is_first(0), solver.is_first(1));
+}
+
+} // namespace
+
+} // namespace panoval::mosaic::test

@@ -1,0 +1,292 @@
+// SPDX-License-Identifier: MIT
+// Seams where pictures differ least: what covers a pixel owns it whatever the pictures' shapes, and things that moved
+// are left whole.
+#include "mosaic/seams/seam_find.h"
+
+#include "tests/mosaic/mosaic_scene.h"
+#include "tests/mosaic/seam_checks.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+namespace panoval::mosaic::test
+{
+
+namespace
+{
+
+constexpr std::size_t kPlenty = std::size_t{512} << 20;
+
+SeamMap find(SeamReader& reader, std::size_t threads = 1, std::int64_t cell = 0, SeamMode mode = SeamMode::Optimal)
+{
+    NoProgress progress;
+    return find_seams(reader.layout, find_overlaps(reader.layout), Corrections::none(reader.layout), reader,
+                      {mode, kPlenty, threads, cell}, progress);
+}
+
+// Lightens or darkens a rectangle of the canvas in one picture.
+void draw_thing(SeamReader& reader, std::size_t picture, const Rect& thing, int levels)
+{
+    MemoryPicture& to = reader.pictures[picture];
+    const int scale = to.bits == 8 ? 1 : 257;
+    for (std::int64_t y = thing.y; y < thing.bottom(); ++y)
+        for (std::int64_t x = thing.x; x < thing.right(); ++x) {
+            std::int64_t px = 0;
+            std::int64_t py = 0;
+            if (reader.covers(picture, x, y, px, py))
+                for (int c = 0; c < to.channels; ++c)
+                    to.at(px, py, c) =
+                        static_cast<std::uint16_t>(std::clamp(to.at(px, py, c) + levels * scale, 0, 255 * scale));
+        }
+}
+
+// Which part of the thing's pixels that others cover, too, belongs to the picture that shows it.
+double part_owned(const SeamReader& reader, const SeamMap& map, std::size_t picture, const Rect& thing)
+{
+    const std::vector<std::int32_t> labels = all_labels(map);
+    int owned = 0;
+    int shared = 0;
+    for (std::int64_t y = thing.y; y < thing.bottom(); ++y)
+        for (std::int64_t x = thing.x; x < thing.right(); ++x) {
+            int covering = 0;
+            for (std::size_t i = 0; i < reader.layout.pictures.size(); ++i)
+                covering += reader.covers(i, x, y) ? 1 : 0;
+            if (covering < 2)
+                continue;
+            const std::int64_t column = reader.layout.wraps ? x % reader.layout.width : x;
+            shared += 1;
+            owned += labels[static_cast<std::size_t>(y * reader.layout.width + column)] ==
+                     static_cast<std::int32_t>(picture);
+        }
+    return shared == 0 ? 0.0 : static_cast<double>(owned) / shared;
+}
+
+struct SideBySide {
+    std::int64_t width = 220; // of either picture
+    std::int64_t height = 160;
+    std::int64_t overlap = 90;
+    int channels = 3;
+    int bits = 8;
+    double noise = 2;
+    double gain = 1; // of the second one
+};
+
+// Two pictures of one scene beside each other.
+SeamReader side_by_side(const SideBySide& shape, std::uint64_t seed)
+{
+    const std::int64_t second = shape.width - shape.overlap;
+    SeamReader reader(shape.width + second, shape.height);
+    SceneOptions options;
+    options.channels = shape.channels;
+    options.seed = seed + 1;
+    const Scene scene = make_scene(reader.layout.width, shape.height, options);
+    for (const std::int64_t x : {std::int64_t{0}, second}) {
+        Cut cut;
+        cut.rect = {x, 0, shape.width, shape.height};
+        cut.bits = shape.bits;
+        cut.noise = shape.noise;
+        cut.gain = x == 0 ? 1 : shape.gain;
+        cut.seed = 2 * seed + (x == 0 ? 0 : 1);
+        reader.add(x, 0, take_picture(scene, cut));
+    }
+    return reader;
+}
+
+TEST(SeamFind, GivesEveryCoveredPixelToAPictureThatCoversIt)
+{
+    for (std::uint64_t seed = 0; seed < 60; ++seed) {
+        SeamReader reader = scattered_pictures(seed);
+        if (seed % 4 == 1)
+            for (std::size_t i = 0; i < reader.pictures.size(); i += 2)
+                reader.keep_rect(i,
+                                 intersect({2, 1, 9, 7}, {0, 0, reader.pictures[i].width, reader.pictures[i].height}));
+        for (const std::int64_t cell : {0, 1, 8, 128}) {
+            const std::string what = "seed " + std::to_string(seed) + ", cells of " + std::to_string(cell);
+            const SeamMap map = find(reader, 1, cell);
+            expect_owned_by_who_covers(reader, map, what);
+            EXPECT_EQ(all_labels(find(reader, 4, cell)), all_labels(map)) << what;
+        }
+        expect_owned_by_who_covers(reader, find(reader, 2, 0, SeamMode::Nearest), "seed " + std::to_string(seed));
+    }
+}
+
+TEST(SeamFind, RunsStraightThroughTheMiddleOfPicturesThatAgree)
+{
+    SideBySide shape;
+    shape.noise = 0;
+    SeamReader reader = side_by_side(shape, 1);
+    const SeamMap map = find(reader);
+    const std::int64_t middle = reader.layout.width / 2;
+    for (std::int64_t y = 0; y < shape.height; ++y) {
+        ASSERT_EQ(map.runs(y).size(), 2u) << "row " << y;
+        EXPECT_NEAR(static_cast<double>(map.runs(y)[0].end), static_cast<double>(middle), 20) << "row " << y;
+    }
+}
+
+TEST(SeamFind, LeavesThingsThatMovedWhole)
+{
+    panoval::test::Random random(5);
+    for (std::uint64_t seed = 0; seed < 40; ++seed) {
+        SideBySide shape;
+        shape.bits = seed % 5 == 0 ? 16 : 8;
+        shape.channels = seed % 3 == 0 ? 1 : 3;
+        shape.noise = seed % 2 == 0 ? 2 : 4;
+        shape.gain = seed % 7 == 0 ? 1.01 : 1;
+        SeamReader reader = side_by_side(shape, seed);
+        const std::int64_t side = seed % 4 == 0 ? 10 : 24;
+        const Rect thing{shape.width - shape.overlap + random.integer(0, shape.overlap - side),
+                         random.integer(0, shape.height - 90), side, side == 10 ? 10 : 90};
+        const std::size_t owner = seed / 2 % 2;
+        draw_thing(reader, owner, thing, seed % 8 < 4 ? 20 : -20);
+        const double owned = part_owned(reader, find(reader), owner, thing);
+        EXPECT_TRUE(owned == 0 || owned == 1) << "seed " << seed << ": " << owned << " of it";
+    }
+}
+
+// Blending bleeds a little over a seam: things stay clean only if seams keep away from them.
+TEST(SeamFind, KeepsItsDistanceFromThingsThatMoved)
+{
+    for (std::uint64_t seed = 0; seed < 8; ++seed) {
+        SideBySide shape;
+        shape.width = 300;
+        shape.overlap = 160;
+        SeamReader reader = side_by_side(shape, seed);
+        const std::int64_t left = shape.width - shape.overlap;
+        const Rect thing{left + 40 + 8 * static_cast<std::int64_t>(seed), 40, 16, 80};
+        draw_thing(reader, 1, thing, 25);
+        const SeamMap map = find(reader);
+        for (std::int64_t y = thing.y; y < thing.bottom(); ++y)
+            for (const SeamMap::Run& run : map.runs(y).first(map.runs(y).size() - 1)) {
+                const std::int64_t away = std::max(thing.x - run.end, run.end - thing.right());
+                EXPECT_GE(away, 16) << "seed " << seed << ", row " << y;
+            }
+    }
+}
+
+TEST(SeamFind, KeepsAThingThatBeginsWhereOnePictureIsAlone)
+{
+    for (std::uint64_t seed = 0; seed < 12; ++seed) {
+        SideBySide shape;
+        SeamReader reader = side_by_side(shape, seed);
+        const std::size_t owner = seed % 2;
+        const std::int64_t x = owner == 0 ? shape.width - shape.overlap - 12 : shape.width - 12;
+        const Rect thing{x, 20 + static_cast<std::int64_t>(seed), 24, 90};
+        draw_thing(reader, owner, thing, 25);
+        EXPECT_EQ(part_owned(reader, find(reader), owner, thing), 1.0) << "seed " << seed;
+    }
+}
+
+TEST(SeamFind, GoesRoundThingsWhereFourPicturesMeet)
+{
+    panoval::test::Random random(9);
+    for (std::uint64_t seed = 0; seed < 12; ++seed) {
+        SeamReader reader(300, 260);
+        SceneOptions options;
+        options.seed = seed + 1;
+        const Scene scene = make_scene(300, 260, options);
+        for (int i = 0; i < 4; ++i) {
+            Cut cut;
+            cut.rect = {i % 2 * 110, i / 2 * 90, 190, 170};
+            cut.noise = 2;
+            cut.seed = seed * 4 + static_cast<std::uint64_t>(i);
+            reader.add(cut.rect.x, cut.rect.y, take_picture(scene, cut));
+        }
+        const std::size_t owner = seed % 4;
+        const Rect thing{random.integer(110, 170), random.integer(90, 150), 20, 20};
+        draw_thing(reader, owner, thing, 25);
+        const SeamMap map = find(reader);
+        expect_owned_by_who_covers(reader, map, "seed " + std::to_string(seed));
+        const double owned = part_owned(reader, map, owner, thing);
+        EXPECT_TRUE(owned == 0 || owned == 1) << "seed " << seed << ": " << owned << " of it";
+    }
+}
+
+TEST(SeamFind, GoesRoundAThingAtTheEdgeOfACanvasThatGoesRound)
+{
+    for (std::uint64_t seed = 0; seed < 8; ++seed) {
+        SeamReader reader(397, 120, true);
+        SceneOptions options;
+        options.seed = seed + 1;
+        const Scene scene = make_scene(397, 120, options);
+        for (int i = 0; i < 3; ++i) {
+            Cut cut;
+            cut.rect = {10 + 132 * i, 0, 190, 120};
+            cut.noise = 2;
+            cut.seed = seed * 3 + static_cast<std::uint64_t>(i);
+            reader.add(cut.rect.x, 0, take_picture(scene, cut));
+        }
+        // The last picture reaches over the edge to column 67, the first begins at 10.
+        const std::size_t owner = seed % 2 == 0 ? 0 : 2;
+        const Rect thing{20 + static_cast<std::int64_t>(seed) * 3, 15, 22, 80};
+        draw_thing(reader, owner, thing, 25);
+        const SeamMap map = find(reader, 2);
+        expect_owned_by_who_covers(reader, map, "seed " + std::to_string(seed));
+        const double owned = part_owned(reader, map, owner, thing);
+        EXPECT_TRUE(owned == 0 || owned == 1) << "seed " << seed << ": " << owned << " of it";
+    }
+}
+
+TEST(SeamFind, GivesTheSameSeamsForAnyNumberOfThreads)
+{
+    SeamReader reader(700, 500);
+    const Scene scene = make_scene(700, 500, {});
+    for (int i = 0; i < 9; ++i) {
+        Cut cut;
+        cut.rect = {i % 3 * 220, i / 3 * 150, 260, 200};
+        cut.noise = 3;
+        cut.shift_x = 0.3 * i;
+        cut.seed = static_cast<std::uint64_t>(i);
+        MemoryPicture picture = take_picture(scene, cut);
+        if (i % 4 == 1)
+            give_ragged_mask(picture, static_cast<std::uint64_t>(i));
+        reader.add(cut.rect.x, cut.rect.y, std::move(picture));
+    }
+    const std::vector<std::int32_t> expected = all_labels(find(reader));
+    for (const std::size_t threads : {2u, 3u, 8u})
+        EXPECT_EQ(all_labels(find(reader, threads)), expected) << threads << " threads";
+}
+
+TEST(SeamFind, NeedsNoMoreMemoryThanItSays)
+{
+    SeamReader reader = side_by_side({}, 3);
+    const std::vector<Overlap> overlaps = find_overlaps(reader.layout);
+    const Corrections none = Corrections::none(reader.layout);
+    NoProgress progress;
+    SeamOptions options;
+    options.memory = 1;
+    const std::size_t least = seam_search_bytes(reader.layout, overlaps, options);
+    try {
+        find_seams(reader.layout, overlaps, none, reader, options, progress);
+        ADD_FAILURE() << "one byte is enough";
+    } catch (const Error& error) {
+        EXPECT_EQ(error.failure(), Failure::Memory);
+        EXPECT_NE(std::string(error.what()).find(std::to_string(least)), std::string::npos) << error.what();
+    }
+    options.memory = least;
+    EXPECT_EQ(all_labels(find_seams(reader.layout, overlaps, none, reader, options, progress)),
+              all_labels(find(reader)));
+}
+
+TEST(SeamFind, GivesAPixelToThePictureThatMustKeepIt)
+{
+    SeamReader reader = side_by_side({}, 3);
+    draw_thing(reader, 1, {150, 50, 24, 60}, 30);
+    reader.keep_rect(0, {150, 60, 24, 40});
+    const SeamMap map = find(reader);
+    expect_owned_by_who_covers(reader, map, "kept");
+    EXPECT_EQ(part_owned(reader, map, 0, {150, 50, 24, 60}), 1.0) << "what is not marked follows";
+}
+
+TEST(SeamFind, ShowsNothingOfAPictureThatIsCoveredWhole)
+{
+    SeamReader reader = side_by_side({}, 4);
+    MemoryPicture inside = MemoryPicture::blank(20, 20, 3, 8);
+    reader.add(150, 70, std::move(inside));
+    const SeamMap map = find(reader);
+    EXPECT_EQ(part_owned(reader, map, 2, {150, 70, 20, 20}), 0.0);
+}
+
+} // namespace
+
+} // namespace panoval::mosaic::test

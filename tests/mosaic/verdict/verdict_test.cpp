@@ -1,0 +1,190 @@
+// SPDX-License-Identifier: MIT
+#include "mosaic/verdict/verdict.h"
+
+#include "tests/mosaic/verdict/verdict_cases.h"
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include <cmath>
+
+namespace panoval::mosaic::test
+{
+
+namespace
+{
+
+std::string told(const VerdictCase& made, const Verdict& verdict)
+{
+    std::string text = made.scene + ", " + made.fault + ": " + name_of(verdict.word);
+    for (const std::string& reason : verdict.reasons)
+        text += "\n  " + reason;
+    return text;
+}
+
+class EveryFault : public testing::TestWithParam<const char*>
+{
+};
+
+TEST_P(EveryFault, IsJudgedRightly)
+{
+    for (const std::string scene : {"town", "soft", "night"}) {
+        if (scene == "night" && std::string(GetParam()).starts_with("co"))
+            continue; // steps of coding that are half as large as the light
+        const VerdictCase made = make_verdict_case(scene, GetParam(), 11);
+        const Verdict verdict = judge_case(made);
+        EXPECT_TRUE(is_right(made, verdict)) << told(made, verdict);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Verdict, EveryFault,
+                         testing::Values("none", "noise", "unequal", "dim", "exposures", "coding", "coarse", "masks",
+                                         "vignetting", "shift1", "shift2", "shift3", "shift6", "thing", "moved", "gap",
+                                         "gamma", "blur", "swapped", "twice", "black", "blank", "white", "turned",
+                                         "negative"),
+                         [](const auto& fault) { return std::string(fault.param); });
+
+TEST(Verdict, MeasuresDisplacementsToASeventhOfAPixel)
+{
+    for (const char* shift : {"shift1", "shift2", "shift3", "shift6"}) {
+        const VerdictCase made = make_verdict_case("town", shift, 5);
+        const std::size_t culprit = made.expected.misfits[0];
+        for (const OverlapVerdict& overlap : judge_case(made).overlaps) {
+            const int sign = overlap.second == culprit ? 1 : overlap.first == culprit ? -1 : 0;
+            ASSERT_TRUE(overlap.displacement);
+            EXPECT_NEAR(overlap.displacement->x, sign * made.shift_x, 0.15);
+            EXPECT_NEAR(overlap.displacement->y, sign * made.shift_y, 0.15);
+            EXPECT_GT(overlap.displacement->confidence, 0.7);
+        }
+    }
+}
+
+TEST(Verdict, BoxesAThingThatMoved)
+{
+    const VerdictCase made = make_verdict_case("town", "thing", 3);
+    std::int64_t found = 0;
+    for (const OverlapVerdict& overlap : judge_case(made).overlaps)
+        for (const Ghost& ghost : overlap.ghosts) {
+            found = std::max(found, intersect(ghost.box, made.thing).pixels());
+            EXPECT_TRUE(made.thing.grown(12).contains(ghost.box));
+        }
+    EXPECT_GT(2 * found, made.thing.pixels());
+}
+
+// Neighbours in a row, where every overlap is wrong and nothing else tells whose fault it is.
+// Its two places match each other better than anything else does.
+TEST(Verdict, OfAThingThatMovedInAFogBlamesNobody)
+{
+    const VerdictCase made = make_verdict_case("fog", "moved", 11);
+    const Verdict verdict = judge_case(made);
+    EXPECT_TRUE(is_right(made, verdict)) << told(made, verdict);
+    std::size_t places = 0;
+    for (const OverlapVerdict& overlap : verdict.overlaps)
+        places = std::max(places, overlap.ghosts.size());
+    EXPECT_GE(places, 1u);
+}
+
+TEST(Verdict, NamesTwoPicturesAtEachOthersPlacesAndNobodyElse)
+{
+    const Scene scene = make_scene(780, 200, {});
+    for (const auto& [a, b] : {std::pair<std::size_t, std::size_t>{1, 2}, {0, 2}, {2, 3}}) {
+        VerdictCase made{"row", "swapped", std::make_shared<MemoryReader>(780, 200), {}, 0, 0, {}};
+        for (std::size_t i = 0; i < 4; ++i) {
+            const std::size_t shown = i == a ? b : i == b ? a : i;
+            const MemoryPicture picture = take_picture(scene, {{static_cast<std::int64_t>(190 * shown), 0, 210, 200}});
+            made.reader->add(static_cast<std::int64_t>(190 * i), 0, picture);
+        }
+        const Verdict verdict = judge_case(made);
+        EXPECT_EQ(verdict.word, Word::Bad);
+        EXPECT_EQ(verdict.misfits, (std::vector<std::size_t>{a, b})) << told(made, verdict);
+    }
+}
+
+TEST(Verdict, OfAFlatSceneHasNoDisplacements)
+{
+    for (const OverlapVerdict& overlap : judge_case(make_verdict_case("fog", "shift3", 2)).overlaps)
+        EXPECT_FALSE(overlap.displacement);
+}
+
+TEST(Verdict, IsTheSameForAnyNumberOfThreads)
+{
+    const VerdictCase made = make_verdict_case("town", "shift2", 4);
+    NoProgress progress;
+    MemoryReader& reader = *made.reader;
+    const auto overlaps = find_overlaps(reader.layout);
+    const Corrections corrections = Corrections::none(reader.layout);
+    const auto judged = [&](std::size_t threads) {
+        return verdict_json(judge(reader.layout, overlaps, corrections, SeamMap(), reader, {threads}, progress),
+                            reader.layout, true);
+    };
+    EXPECT_EQ(judged(1), judged(4));
+    EXPECT_EQ(judged(1), judged(3 * overlaps.size())) << "each overlap on several";
+}
+
+TEST(Verdict, OfOnePictureIsGood)
+{
+    MemoryReader reader(20, 10);
+    reader.add(0, 0, MemoryPicture::blank(20, 10, 3, 8));
+    NoProgress progress;
+    const Verdict verdict = judge(reader.layout, {}, Corrections::none(reader.layout), SeamMap(), reader, {}, progress);
+    EXPECT_EQ(verdict.word, Word::Good);
+    EXPECT_EQ(verdict.groups, (std::vector<std::vector<std::size_t>>{{0}}));
+}
+
+TEST(Verdict, OfTinyOverlapsDoesNotFail)
+{
+    MemoryReader reader(12, 3);
+    for (int i = 0; i < 5; ++i)
+        reader.add(2 * i, 0, MemoryPicture::blank(4, 3 - i % 3, 1, 16));
+    NoProgress progress;
+    const Verdict verdict = judge(reader.layout, find_overlaps(reader.layout), Corrections::none(reader.layout),
+                                  SeamMap(), reader, {}, progress);
+    EXPECT_EQ(verdict.word, Word::Good);
+}
+
+TEST(Verdict, CountsHolesAndUncoveredPixels)
+{
+    MemoryReader reader(40, 40);
+    for (int i = 0; i < 4; ++i) {
+        const bool lies = i % 2 == 0;
+        reader.add(i == 3 ? 25 : 0, i == 2 ? 25 : 0, MemoryPicture::blank(lies ? 40 : 15, lies ? 15 : 40, 1, 8));
+    }
+    SeamMap seams(40);
+    std::vector<std::int32_t> row(40, 0);
+    for (int y = 0; y < 40; ++y) {
+        std::fill(row.begin(), row.end(), 0);
+        if (y >= 15 && y < 25)
+            std::fill(row.begin() + 15, row.begin() + 25, kNobody);
+        seams.add_row(row);
+    }
+    NoProgress progress;
+    const Verdict verdict = judge(reader.layout, find_overlaps(reader.layout), Corrections::none(reader.layout), seams,
+                                  reader, {}, progress);
+    EXPECT_EQ(verdict.uncovered_pixels, 100);
+    ASSERT_EQ(verdict.holes.size(), 1u);
+    EXPECT_EQ(verdict.holes[0].box, (Rect{15, 15, 10, 10}));
+    EXPECT_EQ(verdict.word, Word::Look);
+}
+
+TEST(VerdictJson, HasTheDocumentedMembers)
+{
+    const VerdictCase made = make_verdict_case("town", "shift3", 6);
+    const Verdict verdict = judge_case(made);
+    const auto json = nlohmann::json::parse(verdict_json(verdict, made.reader->layout, false));
+    EXPECT_EQ(json["verdict"], "bad");
+    EXPECT_EQ(json["misfits"], nlohmann::json(made.expected.misfits));
+    EXPECT_EQ(json["groups"].size(), 1u);
+    ASSERT_EQ(json["overlaps"].size(), verdict.overlaps.size());
+    const auto& overlap = json["overlaps"][0];
+    for (const char* member : {"first", "second", "x", "y", "width", "height", "shared_pixels", "before", "after",
+                               "verdict", "explanation", "displacement", "step", "ghosts", "sharpness"})
+        EXPECT_TRUE(overlap.contains(member)) << member;
+    EXPECT_FALSE(overlap["after"].contains("distribution"));
+    EXPECT_TRUE(
+        nlohmann::json::parse(verdict_json(verdict, made.reader->layout, true))["overlaps"][0]["after"]["distribution"]
+            .size() == 256);
+}
+
+} // namespace
+
+} // namespace panoval::mosaic::test

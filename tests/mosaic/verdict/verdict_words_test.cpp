@@ -1,0 +1,113 @@
+// SPDX-License-Identifier: MIT
+#include "mosaic/verdict/verdict_words.h"
+
+#include <gtest/gtest.h>
+
+namespace panoval::mosaic::test
+{
+
+namespace
+{
+
+using Numbers = std::vector<std::size_t>;
+
+Layout pictures(std::size_t count)
+{
+    Layout layout;
+    layout.pictures.resize(count);
+    return layout;
+}
+
+OverlapVerdict fitting(std::size_t first, std::size_t second)
+{
+    OverlapVerdict overlap;
+    overlap.first = first;
+    overlap.second = second;
+    overlap.displacement = Displacement{0, 0, 0.95};
+    overlap.evidence = 0.9;
+    overlap.noise = 0.7;
+    overlap.after.mean = 0.8;
+    return overlap;
+}
+
+OverlapVerdict of_other_things(std::size_t first, std::size_t second)
+{
+    OverlapVerdict overlap = fitting(first, second);
+    overlap.displacement.reset();
+    overlap.is_mismatch = true;
+    overlap.after.mean = 20;
+    return overlap;
+}
+
+// Shows too little to tell places.
+OverlapVerdict plain(std::size_t first, std::size_t second, double differs_by)
+{
+    OverlapVerdict overlap = fitting(first, second);
+    overlap.displacement.reset();
+    overlap.evidence = 0;
+    overlap.after.mean = differs_by;
+    return overlap;
+}
+
+OverlapVerdict of_curves(std::size_t first, std::size_t second, double tone, double unevenness)
+{
+    OverlapVerdict overlap = fitting(first, second);
+    overlap.tone = tone;
+    overlap.unevenness = unevenness;
+    return overlap;
+}
+
+Numbers misfits_of(std::size_t count, std::vector<OverlapVerdict> overlaps)
+{
+    Verdict verdict;
+    verdict.overlaps = std::move(overlaps);
+    put_into_words(pictures(count), verdict);
+    return verdict.misfits;
+}
+
+TEST(Blame, OfTwoGoesToTheOneThatDiffersElsewhereToo)
+{
+    EXPECT_EQ(misfits_of(3, {plain(0, 1, 0.8), of_other_things(1, 2)}), (Numbers{1, 2}));
+    EXPECT_EQ(misfits_of(3, {plain(0, 1, 9), of_other_things(1, 2)}), Numbers{1});
+}
+
+TEST(Blame, IsNotForDifferencesAlone)
+{
+    std::vector<OverlapVerdict> around;
+    for (std::size_t other = 1; other < 9; ++other)
+        around.push_back(plain(0, other, 20));
+    EXPECT_EQ(misfits_of(9, around), Numbers{});
+}
+
+TEST(Blame, ForACurveIsItsPictures)
+{
+    EXPECT_EQ(misfits_of(4, {of_curves(0, 1, 6, 1), of_curves(1, 2, 6, 1), of_curves(2, 3, 0, 0)}), Numbers{1});
+}
+
+TEST(Blame, ForACurveIsNobodysWhereAllAreUneven)
+{
+    EXPECT_EQ(misfits_of(4, {of_curves(0, 1, 6, 4), of_curves(1, 2, 6, 4), of_curves(2, 3, 0, 5)}), Numbers{});
+}
+
+TEST(Blame, ForSharpnessIsTheSofterOnes)
+{
+    OverlapVerdict unknown = fitting(0, 1);
+    OverlapVerdict soft = fitting(1, 2);
+    soft.is_sharpness_known = true;
+    soft.sharpness = 3;
+    EXPECT_EQ(misfits_of(3, {unknown, soft}), Numbers{1});
+}
+
+TEST(Blame, ForOneFaultIsNotSaidTwice)
+{
+    OverlapVerdict empty = of_other_things(1, 2);
+    empty.is_mismatch = false;
+    empty.empty = 1;
+    OverlapVerdict uneven = plain(0, 1, 50);
+    uneven.offset = 50;
+    EXPECT_EQ(misfits_of(3, {uneven, empty}), Numbers{1});
+}
+
+} // namespace
+
+} // namespace panoval::mosaic::test
