@@ -63,6 +63,11 @@ extern "C" {
 #define PANOVAL_MOSAIC_VERSION_MINOR PANOVAL_VERSION_MINOR
 #define PANOVAL_MOSAIC_VERSION_PATCH PANOVAL_VERSION_PATCH
 
+#define PANOVAL_MOSAIC_LONGEST_SIDE INT64_C(2147483647)     /**< of a canvas, in pixels */
+#define PANOVAL_MOSAIC_MOST_BANDS 30                        /**< of multi-band blending */
+#define PANOVAL_MOSAIC_DEFAULT_MEMORY (UINT64_C(512) << 20) /**< the budget of a host that sets none, in bytes */
+#define PANOVAL_MOSAIC_LEAST_MEMORY (UINT64_C(1) << 20)     /**< the least budget that a host may set, in bytes */
+
 /** What a routine returns. */
 typedef enum PanovalMosaicCode {
     PANOVAL_MOSAIC_OK = 0,

@@ -16,7 +16,6 @@ namespace panoval::mosaic
 namespace
 {
 
-constexpr std::uint64_t kLeastMemory = std::uint64_t{1} << 20;
 constexpr std::int32_t kMostThreads = 1024;
 // Of the canvas on one processor, as measured: with all that is measured before, and whole masks in the library's
 // blenders.
@@ -66,9 +65,9 @@ void Engine::set_options(const PanovalMosaicOptions& options)
 {
     require_zeros(options.reserved, "the options");
     require_flag(options.vignetting, "vignetting");
-    if (options.memory != 0 && options.memory < kLeastMemory)
-        fail(Failure::Argument, "found a budget of ", options.memory, " bytes; expected 0, or ", kLeastMemory,
-             " or more");
+    if (options.memory != 0 && options.memory < PANOVAL_MOSAIC_LEAST_MEMORY)
+        fail(Failure::Argument, "found a budget of ", options.memory, " bytes; expected 0, or ",
+             PANOVAL_MOSAIC_LEAST_MEMORY, " or more");
     if (options.threads < 0 || options.threads > kMostThreads)
         fail(Failure::Argument, "found ", options.threads, " threads; expected 0 to ", kMostThreads);
     if (options.anchor < 0)
@@ -115,7 +114,7 @@ void Engine::add_picture(const PanovalMosaicPicture& picture)
 
 std::uint64_t Engine::memory() const
 {
-    return options_.memory != 0 ? options_.memory : kDefaultMemory;
+    return options_.memory != 0 ? options_.memory : PANOVAL_MOSAIC_DEFAULT_MEMORY;
 }
 
 std::size_t Engine::threads() const

@@ -37,8 +37,8 @@ Rect bounds_of(const std::vector<PlacementWish>& pictures)
 void check_canvas(const Layout& layout)
 {
     if (layout.width > kLongestSide || layout.height > kLongestSide)
-        fail(Failure::Argument, "found a canvas of ", layout.width, " x ", layout.height,
-             " pixels; expected at most 2147483647 on a side");
+        fail(Failure::Argument, "found a canvas of ", layout.width, " x ", layout.height, " pixels; expected at most ",
+             kLongestSide, " on a side");
     const std::int64_t most = (std::int64_t{1} << 62) / layout.channels;
     if (layout.width > most / layout.height)
         fail(Failure::Argument, "found a canvas of ", layout.width, " x ", layout.height, " pixels with ",

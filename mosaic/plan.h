@@ -9,6 +9,7 @@
 #include "mosaic/seams/seam_map.h"
 #include "mosaic/tiles/tile_blender.h"
 #include "mosaic/tiles/tile_grid.h"
+#include "panoval_mosaic.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -59,7 +60,8 @@ struct Plan {
     std::size_t pixel_bytes() const { return static_cast<std::size_t>(layout.channels * output_bits / 8); }
 };
 
-inline constexpr std::int64_t kLongestSide = 2147483647; // of the canvas
+inline constexpr std::int64_t kLongestSide = PANOVAL_MOSAIC_LONGEST_SIDE; // of the canvas
+inline constexpr int kMostBands = PANOVAL_MOSAIC_MOST_BANDS;
 inline constexpr std::int64_t kFarthest = std::int64_t{1} << 40;
 inline constexpr std::int64_t kSmallestTileSize = 16;
 inline constexpr double kLargestGain = 1e6; // and 1 / kLargestGain the smallest

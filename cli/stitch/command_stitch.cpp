@@ -7,6 +7,7 @@
 #include "image/formats.h"
 #include "image/row_writer.h"
 #include "image/zarr_store.h"
+#include "panoval_mosaic.h"
 
 #include <CLI/CLI.hpp>
 
@@ -135,7 +136,7 @@ void add_stitch_command(CLI::App& program)
         ->type_name("HOW");
     command
         .add_option("--bands", options->bands, "Bands of multiband blending, 1 to 30; fewer where the canvas is small")
-        ->check(CLI::Range(1, 30))
+        ->check(CLI::Range(1, PANOVAL_MOSAIC_MOST_BANDS))
         ->type_name("N");
     auto* const no_gain = command.add_flag("--no-gain", options->has_no_gain, "Leave the brightness as it is");
     command.add_option("--gains", options->gains, "Load the gains from FILE, or save them there if it does not exist")
@@ -160,7 +161,7 @@ void add_stitch_command(CLI::App& program)
                            .add_option("--wrap", options->wrap,
                                        "The left and right edge meet; WIDTH of the circle in pixels, without it what "
                                        "the pictures span")
-                           ->check(CLI::Range(std::int64_t{1}, std::int64_t{2147483647}))
+                           ->check(CLI::Range(std::int64_t{1}, std::int64_t{PANOVAL_MOSAIC_LONGEST_SIDE}))
                            ->expected(0, 1)
                            ->type_name("WIDTH");
     command.add_option("--memory", options->memory, "Most memory to use, e.g. 800M or 2G; 512M without it")

@@ -10,6 +10,7 @@
 #include "image/formats.h"
 #include "image/metadata_json.h"
 #include "image/zarr_store.h"
+#include "panoval_mosaic.h"
 
 #include <algorithm>
 #include <iterator>
@@ -21,8 +22,6 @@ namespace panoval::cli
 namespace
 {
 
-constexpr std::uint64_t kDefaultMemory = std::uint64_t{512} << 20;
-constexpr std::uint64_t kLeastEngineMemory = std::uint64_t{1} << 20;
 constexpr std::size_t kLongestPlan = std::size_t{1} << 32;
 
 const char* const kExpectedPlan = "a plan that panoval stitch --plan-only of this version has written";
@@ -102,8 +101,8 @@ std::uint64_t PanoramaJob::decoding_bytes() const
 PanovalMosaicOptions PanoramaJob::engine_options() const
 {
     PanovalMosaicOptions engine{};
-    const std::uint64_t whole = options.memory != 0 ? options.memory : kDefaultMemory;
-    engine.memory = std::max(whole - std::min(decoding_bytes(), whole / 2), kLeastEngineMemory);
+    const std::uint64_t whole = options.memory != 0 ? options.memory : PANOVAL_MOSAIC_DEFAULT_MEMORY;
+    engine.memory = std::max(whole - std::min(decoding_bytes(), whole / 2), PANOVAL_MOSAIC_LEAST_MEMORY);
     if (counts_tasks())
         engine.memory += seam_bytes();
     engine.threads = options.threads;

@@ -2,6 +2,7 @@
 #include "cli/stitch/plan_cost.h"
 
 #include "image/files.h"
+#include "panoval_mosaic.h"
 
 #include <algorithm>
 #include <filesystem>
@@ -54,7 +55,7 @@ std::uint64_t count_tiles(const OutputTiles& tiles, Span columns, Span rows, con
 // How far beyond a tile its bands look.
 std::int64_t reach_of(const PanoramaJob& job)
 {
-    return job.feathers() ? 0 : 4 * ((std::int64_t{1} << std::min(job.layout.bands, 30)) - 1);
+    return job.feathers() ? 0 : 4 * ((std::int64_t{1} << std::min(job.layout.bands, PANOVAL_MOSAIC_MOST_BANDS)) - 1);
 }
 
 // How many tiles need the picture at least once. Beyond the edges of a canvas that goes round it appears again.

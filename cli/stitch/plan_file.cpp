@@ -5,6 +5,7 @@
 #include "cli/base/file_names.h"
 #include "image/files.h"
 #include "image/image_read.h"
+#include "panoval_mosaic.h"
 
 #include <algorithm>
 #include <array>
@@ -22,7 +23,7 @@ using ParsedJson = nlohmann::json;
 // Of the plan's part that is described here.
 constexpr int kFilesVersion = 1;
 constexpr std::int64_t kFarthest = std::int64_t{1} << 40;
-constexpr std::int64_t kLongestSide = 2147483647;
+constexpr std::int64_t kLongestSide = PANOVAL_MOSAIC_LONGEST_SIDE;
 constexpr std::size_t kSampledBytes = 16384; // of a file's beginning, middle and end
 const char* const kExpected = "a plan that panoval stitch --plan-only of this version has written";
 
@@ -249,7 +250,7 @@ PlanSeams seams_of_plan(const std::string& plan_name, const ParsedJson& json)
     seams.grid.height = number("canvas", "height", 1, kLongestSide);
     seams.grid.side = number("seam_file", "side", 16, kLongestSide);
     seams.wraps = number("options", "wrap", 0, kLongestSide) > 0;
-    seams.bands = static_cast<int>(number("canvas", "bands", 1, 30));
+    seams.bands = static_cast<int>(number("canvas", "bands", 1, PANOVAL_MOSAIC_MOST_BANDS));
     seams.tile_width = number("tiles", "width", 1, kLongestSide);
     seams.tile_height = number("tiles", "height", 1, kLongestSide);
     return seams;

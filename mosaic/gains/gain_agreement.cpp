@@ -154,6 +154,7 @@ double best_correlation(const BlockLevels& levels, const Parts& blocks)
 double robust_variance(const std::vector<Part>& parts, double Part::*value)
 {
     std::vector<Weighted> sizes;
+    sizes.reserve(parts.size());
     for (const Part& part : parts)
         sizes.push_back({std::fabs(part.*value), part.samples});
     const double spread = kFromMedian * weighted_median(sizes);
@@ -188,6 +189,7 @@ double limit_values(std::vector<Weighted>& values)
 double limit_differences(std::vector<Part>& parts)
 {
     std::vector<Weighted> values;
+    values.reserve(parts.size());
     for (const Part& part : parts)
         values.push_back({part.difference, part.samples});
     const double variance = limit_values(values);

@@ -10,8 +10,7 @@
 namespace panoval::mosaic
 {
 
-inline constexpr int kMostBands = 30;      // that a host can ask for
-inline constexpr int kMostChosenBands = 7; // that are chosen for it
+inline constexpr int kMostChosenBands = 7; // for a host that asks for no number
 
 // About how long the seam is that two pictures have in their overlap, in pixels, by the distance to the pictures'
 // edges: 0 where other pictures lie over all of it, so that the two never meet.

@@ -16,8 +16,6 @@
 namespace panoval::mosaic
 {
 
-inline constexpr std::size_t kDefaultMemory = std::size_t{512} << 20;
-
 // What a run needs memory for. Sizes are of a tile, in pixels.
 struct MemoryNeeds {
     const Layout& layout;

@@ -19,10 +19,8 @@ using panoval::test::Bytes;
 using panoval::test::Content;
 using panoval::test::expect_the_same_at_every_fence;
 using panoval::test::Fenced;
-using panoval::test::for_each_target;
 using panoval::test::Place;
 using panoval::test::Random;
-using panoval::test::same_bits;
 
 struct Shape {
     int width;

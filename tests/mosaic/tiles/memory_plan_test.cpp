@@ -2,6 +2,7 @@
 #include "mosaic/tiles/memory_plan.h"
 
 #include "mosaic/pictures/picture_store.h"
+#include "panoval_mosaic.h"
 
 #include <gtest/gtest.h>
 
@@ -43,14 +44,14 @@ struct Case {
 TEST(ChooseGrid, ASmallCanvasIsOneTileForOneThread)
 {
     const Case made(300, 200, 2);
-    const TileGrid grid = choose_grid(made.needs(), Delivery::Rows, kDefaultMemory, 1, 0).value();
+    const TileGrid grid = choose_grid(made.needs(), Delivery::Rows, PANOVAL_MOSAIC_DEFAULT_MEMORY, 1, 0).value();
     EXPECT_EQ(grid.count(), 1);
 }
 
 TEST(ChooseGrid, TwoThreadsGetTheSameToDo)
 {
     const Case made(4000, 2500, 2);
-    const TileGrid grid = choose_grid(made.needs(), Delivery::Rows, kDefaultMemory, 2, 0).value();
+    const TileGrid grid = choose_grid(made.needs(), Delivery::Rows, PANOVAL_MOSAIC_DEFAULT_MEMORY, 2, 0).value();
     EXPECT_EQ(grid.count() % 2, 0) << grid.columns() << " x " << grid.rows();
 }
 
@@ -72,7 +73,7 @@ TEST(ChooseGrid, StaysWithinTheBudgetWhateverTheCanvas)
 TEST(ChooseGrid, TheHostsTileSizeCounts)
 {
     const Case made(5000, 3000, 2);
-    const TileGrid grid = choose_grid(made.needs(), Delivery::Tiles, kDefaultMemory, 2, 256).value();
+    const TileGrid grid = choose_grid(made.needs(), Delivery::Tiles, PANOVAL_MOSAIC_DEFAULT_MEMORY, 2, 256).value();
     EXPECT_EQ(grid, (TileGrid{5000, 3000, 256, 256}));
     EXPECT_EQ(grid.count(), 20 * 12);
     EXPECT_EQ(grid.tile(grid.count() - 1), (Rect{19 * 256, 11 * 256, 5000 - 19 * 256, 3000 - 11 * 256}));
