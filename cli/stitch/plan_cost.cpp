@@ -115,7 +115,7 @@ PlanCost cost_of(const PanoramaJob& job, const OutputTiles& tiles, const std::ve
         cost.read_bytes += count * bytes_of_files(layer, decoded);
     }
     const std::uint64_t pixels = pixels_of(tiles, numbers);
-    const auto channels = static_cast<std::uint64_t>(job.layout.channels + (job.options.wants_alpha ? 1 : 0));
+    const std::uint64_t channels = static_cast<std::uint64_t>(job.layout.channels) + (job.options.wants_alpha ? 1 : 0);
     cost.written_bytes = pixels * channels * static_cast<std::uint64_t>(job.output_bits() / 8);
     cost.blending_hours = static_cast<double>(pixels) / kBlendedPixels / kSecondsAnHour;
     cost.reading_hours = static_cast<double>(cost.decoded_bytes) / kDecodedBytes / kSecondsAnHour;
