@@ -29,7 +29,7 @@ std::string MosaicHandle::error() const
 // The engine names the least budget of its own.
 std::string MosaicHandle::budget_error() const
 {
-    const std::string text = error();
+    std::string text = error();
     const std::string_view expected = "expected ";
     const std::size_t at = text.rfind(expected);
     std::uint64_t least = 0;
