@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """One panorama by many processes: the same bytes, whoever made them and whatever died."""
 
+import json
 import os
 import signal
 import subprocess
@@ -276,7 +277,9 @@ def test_what_lies_in_one_region_is_measured_as_by_one_search(shots, tmp_path):
         whole.add(np.load(tmp_path / f"{name}.npy"), place, name=name)
     whole.measure("gains", "seams")
     plan = panoval.dask.measure(None, names, positions, Pictures(tmp_path), region=10**6, tile_size=128)
-    assert plan == whole.plan()
+    expected = json.loads(whole.plan())
+    del expected["statistics"]  # gains put together of regions have none
+    assert json.loads(plan) == expected
 
 
 def test_a_first_round_needs_no_machine_with_all_pictures(shots, tmp_path, monkeypatch):
