@@ -48,8 +48,9 @@ std::vector<double> render_board()
     for (int y = 0; y < kHeight; ++y)
         for (int x = 0; x < kWidth; ++x) {
             double sum = 0;
-            for (int s = 0; s < kSamples * kSamples; ++s)
-                sum += board_at(x + (s % kSamples + 0.5) / kSamples - 0.5, y + (s / kSamples + 0.5) / kSamples - 0.5);
+            for (int v = 0; v < kSamples; ++v)
+                for (int u = 0; u < kSamples; ++u)
+                    sum += board_at(x + (u + 0.5) / kSamples - 0.5, y + (v + 0.5) / kSamples - 0.5);
             sampled[static_cast<std::size_t>(y) * kWidth + static_cast<std::size_t>(x)] = sum / (kSamples * kSamples);
         }
     const auto at = [&](int x, int y) {
