@@ -3,10 +3,15 @@
 root=$(mktemp -d)
 mounted=
 
+# A folder of this machine that is still mounted inside would lose its files with the bare system.
 end_of_bare_debian() {
     for place in $mounted; do
-        umount "$root/$place" || :
+        umount "$root/$place" || umount --lazy "$root/$place"
     done
+    if grep -q " $root/" /proc/mounts; then
+        echo "still mounted, so not removed: $root" >&2
+        return
+    fi
     rm -rf --one-file-system "$root"
 }
 trap end_of_bare_debian EXIT
