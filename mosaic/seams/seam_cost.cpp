@@ -203,12 +203,13 @@ void CellCosts::measure(PicturePair& pair) const
     pair.inverse_noise = 1.f / (median(differences) + static_cast<float>(rounding * rounding));
 }
 
-float CellCosts::ratio(const PicturePair& pair, std::int64_t column, std::int64_t row) const
+float CellCosts::ratio_between(const PicturePair& pair, std::int64_t column_a, std::int64_t row_a,
+                               std::int64_t column_b, std::int64_t row_b) const
 {
     const ReducedPicture& a = pictures_[pair.first];
     const ReducedPicture& b = pictures_[pair.second];
-    const std::int64_t ia = a.index(column, row);
-    const std::int64_t ib = b.index(column, row);
+    const std::int64_t ia = a.index(column_a, row_a);
+    const std::int64_t ib = b.index(column_b, row_b);
     if (ia < 0 || ib < 0 || a.cover(ia) == Cover::None || b.cover(ib) == Cover::None)
         return -1;
     return difference(pair, a.features(ia), b.features(ib)) * pair.inverse_noise;

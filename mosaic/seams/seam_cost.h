@@ -50,7 +50,14 @@ public:
     const PicturePair* find_pair(std::size_t first, std::size_t second) const;
 
     // Square of a cell's difference over that of the pair's noise; negative where not both cover it.
-    float ratio(const PicturePair& pair, std::int64_t column, std::int64_t row) const;
+    float ratio(const PicturePair& pair, std::int64_t column, std::int64_t row) const
+    {
+        return ratio_between(pair, column, row, column, row);
+    }
+
+    // As well, between the first picture's cell and another one of the second picture.
+    float ratio_between(const PicturePair& pair, std::int64_t column_a, std::int64_t row_a, std::int64_t column_b,
+                        std::int64_t row_b) const;
 
     // What one step of a seam costs there in any case: least in the middle of the overlap.
     float step_cost(const PicturePair& pair, std::int64_t column, std::int64_t row) const;

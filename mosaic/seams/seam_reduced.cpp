@@ -4,6 +4,7 @@
 #include "mosaic/base/parallel.h"
 #include "mosaic/base/scratch_pool.h"
 #include "mosaic/seams/seam_swap.h"
+#include "mosaic/seams/seam_things.h"
 
 #include <algorithm>
 #include <limits>
@@ -22,6 +23,7 @@ struct Region {
     const PicturePair* pair;
     Rect cells; // columns may reach beyond the grid's last one
     std::vector<std::int32_t> costs;
+    std::vector<SwapTie> ties;
     std::int32_t wave = 0;     // regions of one wave do not touch
     std::int32_t last_run = 0; // number of the last swap of it
 };
@@ -131,12 +133,13 @@ private:
                                              : grid_.columns() + (fine.right() - fine_columns - 1) / factor_ + 1;
                 const Rect cells{first, top, std::min(end - first, grid_.columns()),
                                  (fine.bottom() - 1) / factor_ + 1 - top};
-                regions_.push_back({&pair, cells, {}, 0, 0});
+                regions_.push_back({&pair, cells, {}, {}, 0, 0});
             }
         run_in_parallel(regions_.size(), threads_, [&](std::size_t i) {
             Region& region = regions_[i];
             region.costs.resize(static_cast<std::size_t>(region.cells.pixels()));
             costs_.fill_coarse(*region.pair, grid_, factor_, region.cells, region.costs.data());
+            region.ties = find_moved_things(costs_, *region.pair, grid_, factor_, region.cells, region.costs);
         });
         std::vector<std::int32_t> next_wave(static_cast<std::size_t>(grid_.count()), 0);
         for (std::size_t i = 0; i < regions_.size(); ++i) {
@@ -217,7 +220,7 @@ private:
             }
         StoredCosts stored(*this, region.cells);
         scratch->swapper.begin(window, stored);
-        if (!scratch->swapper.swap(region.pair->first, region.pair->second))
+        if (!scratch->swapper.swap(region.pair->first, region.pair->second, region.ties))
             return false;
         take_over(region, window);
         return true;

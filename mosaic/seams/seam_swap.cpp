@@ -67,6 +67,23 @@ void LabelSwapper::add_neighbour(std::size_t node, std::int64_t x, std::int64_t 
     cut_.draw_to_first(node, separation(pair_.second, other, p, qx, qy) - separation(pair_.first, other, p, qx, qy));
 }
 
+// A place that cannot change draws the other one to its own label.
+void LabelSwapper::add_tie(const SwapTie& tie)
+{
+    const std::int32_t a = nodes_[tie.a];
+    const std::int32_t b = nodes_[tie.b];
+    if (a >= 0 && b >= 0) {
+        cut_.link(static_cast<std::size_t>(a), static_cast<std::size_t>(b), tie.cost);
+    } else if (a >= 0 || b >= 0) {
+        const std::size_t fixed = a >= 0 ? tie.b : tie.a;
+        const auto pitch = static_cast<std::size_t>(window_->width());
+        const std::int32_t label =
+            window_->label(static_cast<std::int64_t>(fixed % pitch), static_cast<std::int64_t>(fixed / pitch));
+        const std::int32_t pull = label == pair_.first ? tie.cost : label == pair_.second ? -tie.cost : 0;
+        cut_.draw_to_first(static_cast<std::size_t>(std::max(a, b)), pull);
+    }
+}
+
 std::size_t LabelSwapper::number_nodes()
 {
     nodes_.assign(static_cast<std::size_t>(window_->width() * window_->height()), -1);
@@ -82,7 +99,7 @@ std::size_t LabelSwapper::number_nodes()
     return static_cast<std::size_t>(count);
 }
 
-bool LabelSwapper::swap(std::size_t first, std::size_t second)
+bool LabelSwapper::swap(std::size_t first, std::size_t second, const std::vector<SwapTie>& ties)
 {
     pair_ = {static_cast<std::int32_t>(first), static_cast<std::int32_t>(second)};
     pair_costs_ = costs_of(pair_.first, pair_.second).data();
@@ -98,6 +115,8 @@ bool LabelSwapper::swap(std::size_t first, std::size_t second)
                 add_neighbour(static_cast<std::size_t>(node), x, y, x, y - 1);
                 add_neighbour(static_cast<std::size_t>(node), x, y, x, y + 1);
             }
+    for (const SwapTie& tie : ties)
+        add_tie(tie);
     cut_.solve();
     bool has_changed = false;
     for (std::int64_t y = 0; y < window_->height(); ++y)

@@ -53,6 +53,13 @@ public:
     virtual void fill(std::size_t first, std::size_t second, std::vector<std::int32_t>& out) = 0;
 };
 
+// Two places of a window that should come from one picture, and what it costs if they do not.
+struct SwapTie {
+    std::size_t a;
+    std::size_t b;
+    std::int32_t cost;
+};
+
 // One for each thread; memory is reused.
 class LabelSwapper
 {
@@ -61,7 +68,7 @@ public:
     void begin(SwapWindow& window, SwapCosts& costs);
 
     // Swaps the two labels where that makes the window cheaper. True if a label has changed.
-    bool swap(std::size_t first, std::size_t second);
+    bool swap(std::size_t first, std::size_t second, const std::vector<SwapTie>& ties = {});
 
     // All pairs of pictures whose areas touch in the window, in ascending order, until nothing changes.
     void swap_all(int most_rounds);
@@ -72,6 +79,7 @@ private:
     const std::vector<std::int32_t>& costs_of(std::int32_t a, std::int32_t b);
     std::int32_t separation(std::int32_t a, std::int32_t b, std::size_t p, std::int64_t qx, std::int64_t qy);
     void add_neighbour(std::size_t node, std::int64_t x, std::int64_t y, std::int64_t qx, std::int64_t qy);
+    void add_tie(const SwapTie& tie);
     std::size_t number_nodes();
     std::vector<Labels> touching_labels() const;
 

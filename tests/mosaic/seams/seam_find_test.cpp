@@ -41,6 +41,22 @@ void draw_thing(SeamReader& reader, std::size_t picture, const Rect& thing, int 
         }
 }
 
+// Hides a rectangle of the canvas behind a striped thing.
+void paint_thing(SeamReader& reader, std::size_t picture, const Rect& thing)
+{
+    MemoryPicture& to = reader.pictures[picture];
+    const int scale = to.bits == 8 ? 1 : 257;
+    for (std::int64_t y = thing.y; y < thing.bottom(); ++y)
+        for (std::int64_t x = thing.x; x < thing.right(); ++x) {
+            std::int64_t px = 0;
+            std::int64_t py = 0;
+            const std::int64_t level = (y - thing.y) / 6 % 2 == 0 ? 230 : 190;
+            if (reader.covers(picture, x, y, px, py))
+                for (int c = 0; c < to.channels; ++c)
+                    to.at(px, py, c) = static_cast<std::uint16_t>((level - 20 * c) * scale);
+        }
+}
+
 // Which part of the thing's pixels that others cover, too, belongs to the picture that shows it.
 double part_owned(const SeamReader& reader, const SeamMap& map, std::size_t picture, const Rect& thing)
 {
@@ -145,6 +161,31 @@ TEST(SeamFind, LeavesThingsThatMovedWhole)
 }
 
 // Blending bleeds a little over a seam: things stay clean only if seams keep away from them.
+// One picture shows it here, the other one there: of the four ways to go round both places, two show it once.
+TEST(SeamFind, ShowsAThingAtTwoPlacesOnce)
+{
+    panoval::test::Random random(6);
+    for (std::uint64_t seed = 0; seed < 40; ++seed) {
+        SideBySide shape;
+        shape.width = 300;
+        shape.overlap = 160;
+        shape.bits = seed % 5 == 0 ? 16 : 8;
+        shape.channels = seed % 3 == 0 ? 1 : 3;
+        shape.gain = seed % 7 == 0 ? 1.01 : 1;
+        SeamReader reader = side_by_side(shape, seed);
+        const std::int64_t left = shape.width - shape.overlap;
+        const Rect upper{left + random.integer(8, 120), random.integer(2, 20), 22, 50};
+        const Rect lower{left + random.integer(8, 120), random.integer(84, 105), 22, 50};
+        paint_thing(reader, seed % 2, upper);
+        paint_thing(reader, 1 - seed % 2, lower);
+        const SeamMap map = find(reader);
+        const double at_upper = part_owned(reader, map, seed % 2, upper);
+        const double at_lower = part_owned(reader, map, 1 - seed % 2, lower);
+        EXPECT_TRUE((at_upper == 0 && at_lower == 1) || (at_upper == 1 && at_lower == 0))
+            << "seed " << seed << ": " << at_upper << " of one, " << at_lower << " of the other";
+    }
+}
+
 TEST(SeamFind, KeepsItsDistanceFromThingsThatMoved)
 {
     for (std::uint64_t seed = 0; seed < 8; ++seed) {
@@ -276,6 +317,25 @@ TEST(SeamFind, GivesAPixelToThePictureThatMustKeepIt)
     const SeamMap map = find(reader);
     expect_owned_by_who_covers(reader, map, "kept");
     EXPECT_EQ(part_owned(reader, map, 0, {150, 50, 24, 60}), 1.0) << "what is not marked follows";
+}
+
+TEST(SeamFind, LetsAThingAtTwoPlacesFollowTheMarkAtOneOfThem)
+{
+    for (const std::size_t keeper : {0u, 1u}) {
+        SideBySide shape;
+        shape.width = 300;
+        shape.overlap = 160;
+        SeamReader reader = side_by_side(shape, 7);
+        const Rect upper{170, 10, 22, 50};
+        const Rect lower{240, 95, 22, 50};
+        paint_thing(reader, 0, upper);
+        paint_thing(reader, 1, lower);
+        const std::int64_t left = keeper == 0 ? 0 : shape.width - shape.overlap;
+        reader.keep_rect(keeper, upper.moved(-left, 0));
+        const SeamMap map = find(reader);
+        EXPECT_EQ(part_owned(reader, map, keeper, upper), 1.0) << "kept by " << keeper;
+        EXPECT_EQ(part_owned(reader, map, keeper, lower), 1.0) << "kept by " << keeper;
+    }
 }
 
 TEST(SeamFind, ShowsNothingOfAPictureThatIsCoveredWhole)
