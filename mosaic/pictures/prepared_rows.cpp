@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/pictures/prepared_rows.h"
 
+#include "blend/band_rows.h"
 #include "exposure/gain_apply.h"
 #include "mosaic/pictures/scaled_rows.h"
 
@@ -21,22 +22,24 @@ std::size_t to_size(std::int64_t value)
 }
 
 // Pixels first to last - 1 of a row, between the covered ones before and after them, if there are any.
-void fill_run(std::uint16_t* row, std::size_t channels, std::size_t width, std::size_t first, std::size_t last)
+template <class Sample>
+void fill_run(Sample* row, std::size_t channels, std::size_t width, std::size_t first, std::size_t last)
 {
     for (std::size_t c = 0; c < channels; ++c) {
-        const std::uint16_t left = row[(first > 0 ? first - 1 : last) * channels + c];
-        const std::uint16_t right = last < width ? row[last * channels + c] : left;
+        const Sample left = row[(first > 0 ? first - 1 : last) * channels + c];
+        const Sample right = last < width ? row[last * channels + c] : left;
         const auto steps = static_cast<std::int64_t>(last - first + 1);
         for (std::size_t x = first; x < last; ++x) {
             const auto step = static_cast<std::int64_t>(x - first + 1);
             const std::int64_t mixed = std::int64_t{left} * (steps - step) + std::int64_t{right} * step;
-            row[x * channels + c] = static_cast<std::uint16_t>(mixed / steps);
+            row[x * channels + c] = static_cast<Sample>(mixed / steps);
         }
     }
 }
 
 // A row with at least one covered pixel.
-void fill_row(std::uint16_t* row, const std::uint8_t* mask, std::size_t channels, std::size_t width)
+template <class Sample>
+void fill_row(Sample* row, const std::uint8_t* mask, std::size_t channels, std::size_t width)
 {
     const std::uint8_t* const end = mask + width;
     const std::uint8_t* at = std::find(mask, end, 0);
@@ -74,36 +77,45 @@ void PreparedRows::read(std::int64_t y, std::int64_t first, std::int64_t count)
     prepared_y_ = -1;
 }
 
-// The row, which is in the block, corrected and rounded.
+// The row, which is in the block, corrected and rounded: as it stands there where nothing changes.
 void PreparedRows::prepare_row(std::int64_t y)
 {
     if (prepared_y_ == y)
         return;
     prepared_y_ = y;
     const std::int64_t in_block = y - block_.rect.y;
-    prepared_.resize(to_size(block_.rect.width * block_.channels));
     const ChannelGains& gains = corrections_.gains[picture_];
-    if (corrections_.falloff.is_flat() && is_one_gain(gains, layout_.channels)) {
-        const std::uint8_t* const row = block_.row(in_block);
-        if (block_.sample_bytes == 1)
-            std::copy(row, row + prepared_.size(), prepared_.begin());
-        else
-            std::memcpy(prepared_.data(), row, block_.row_bytes());
-        if (gains[0] != 1.0 && block_.sample_bytes == 2)
-            apply_gain(prepared_.data(), prepared_.size(), gains[0]);
-        else if (gains[0] != 1.0) {
-            std::vector<std::uint8_t> bytes(row, row + prepared_.size());
-            apply_gain(bytes.data(), bytes.size(), gains[0]);
-            std::copy(bytes.begin(), bytes.end(), prepared_.begin());
-        }
-    } else {
-        const Rect& whole = layout_.pictures[picture_].rect;
-        corrected_.resize(prepared_.size());
-        correct_row(corrections_, picture_, {0, 0, whole.width, whole.height}, block_, in_block, corrected_.data());
-        round_row(corrected_.data(), prepared_.size(), static_cast<float>(layout_.largest_sample()), prepared_.data());
-    }
-    if (fills_ && has_colour(y))
-        fill_row(prepared_.data(), block_.mask_row(in_block), to_size(block_.channels), to_size(block_.rect.width));
+    const bool is_plain = corrections_.falloff.is_flat() && is_one_gain(gains, layout_.channels);
+    samples_ = block_.row(in_block);
+    sample_bytes_ = is_plain ? to_size(block_.sample_bytes) : sizeof(std::uint16_t);
+    if (is_plain && gains[0] == 1.0 && !fills_)
+        return;
+    prepared_.resize(to_size(block_.rect.width * block_.channels));
+    auto* const bytes = reinterpret_cast<std::uint8_t*>(prepared_.data());
+    if (is_plain)
+        std::memcpy(bytes, samples_, block_.row_bytes());
+    else
+        correct(in_block);
+    samples_ = bytes;
+    if (is_plain && gains[0] != 1.0 && sample_bytes_ == 1)
+        apply_gain(bytes, prepared_.size(), gains[0]);
+    else if (is_plain && gains[0] != 1.0)
+        apply_gain(prepared_.data(), prepared_.size(), gains[0]);
+    if (!fills_ || !has_colour(y))
+        return;
+    const std::uint8_t* const mask = block_.mask_row(in_block);
+    if (sample_bytes_ == 1)
+        fill_row(bytes, mask, to_size(block_.channels), to_size(block_.rect.width));
+    else
+        fill_row(prepared_.data(), mask, to_size(block_.channels), to_size(block_.rect.width));
+}
+
+void PreparedRows::correct(std::int64_t in_block)
+{
+    const Rect& whole = layout_.pictures[picture_].rect;
+    corrected_.resize(prepared_.size());
+    correct_row(corrections_, picture_, {0, 0, whole.width, whole.height}, block_, in_block, corrected_.data());
+    round_row(corrected_.data(), prepared_.size(), static_cast<float>(layout_.largest_sample()), prepared_.data());
 }
 
 bool PreparedRows::has_colour(std::int64_t y)
@@ -139,9 +151,8 @@ void PreparedRows::load_samples(std::int64_t y, std::int64_t first, std::int64_t
     const std::int64_t row = fills_ ? row_with_colour_near(y) : y;
     read(row, first, count);
     prepare_row(row);
-    const auto from = prepared_.begin() + (first - block_.rect.x) * block_.channels;
-    std::transform(from, from + count * block_.channels, samples,
-                   [](std::uint16_t sample) { return static_cast<float>(sample); });
+    const std::size_t skipped = to_size((first - block_.rect.x) * block_.channels) * sample_bytes_;
+    panoval::load_samples(samples_ + skipped, sample_bytes_, to_size(count * block_.channels), samples);
 }
 
 void PreparedRows::load_mask(std::int64_t y, std::int64_t first, std::int64_t count, std::uint8_t* mask)

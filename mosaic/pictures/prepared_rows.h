@@ -29,6 +29,7 @@ public:
 private:
     void read(std::int64_t y, std::int64_t first, std::int64_t count);
     void prepare_row(std::int64_t y);
+    void correct(std::int64_t in_block);
     bool has_colour(std::int64_t y);
     std::int64_t row_with_colour_near(std::int64_t y);
 
@@ -37,9 +38,11 @@ private:
     PictureReader& reader_;
     const std::size_t picture_;
     const bool fills_;
-    PixelBlock block_;                    // some rows
-    std::vector<std::uint16_t> prepared_; // one row of it
+    PixelBlock block_; // some rows
     std::int64_t prepared_y_ = -1;
+    const std::uint8_t* samples_ = nullptr; // of the prepared row
+    std::size_t sample_bytes_ = 0;
+    std::vector<std::uint16_t> prepared_; // the row where it is not the block's; its bytes hold samples of either size
     std::vector<float> corrected_;
     std::vector<signed char> has_colour_; // of each row: -1 = not known yet
 };

@@ -103,20 +103,20 @@ public:
         : rows_(job.layout, job.corrections, job.reader, picture, true), size_(job.layout.pictures[picture].rect),
           left_(size_.x - region.x), top_(size_.y - region.y), channels_(job.layout.channels)
     {
+        for (std::int64_t x = 0; x < region.width; ++x)
+            shown_.push_back(mirrored(x - left_, size_.width));
     }
 
     void load(std::int64_t y, std::int64_t first, std::int64_t count, float* samples, float* weights) override
     {
         const std::int64_t row = mirrored(y - top_, size_.height);
-        const Interval seen = columns_seen(first, count);
-        seen_.resize(to_size(seen.length() * channels_));
-        rows_.load_samples(row, seen.first, seen.length(), seen_.data());
-        for (std::int64_t x = 0; x < count; ++x) {
-            const std::int64_t column = mirrored(first + x - left_, size_.width) - seen.first;
-            std::copy_n(seen_.data() + column * channels_, channels_, samples + x * channels_);
-        }
+        const Interval wanted{first, first + count};
+        const Interval inner = intersect(wanted, {left_, left_ + size_.width});
+        if (inner.length() == count)
+            rows_.load_samples(row, first - left_, count, samples);
+        else
+            load_mirrored(row, wanted, inner, samples);
         std::fill_n(weights, count, 0.0f);
-        const Interval inner = intersect(Interval{first, first + count}, Interval{left_, left_ + size_.width});
         if (row != y - top_ || inner.is_empty())
             return;
         mask_.resize(to_size(inner.length()));
@@ -130,15 +130,22 @@ private:
         return border_interpolate(static_cast<std::int32_t>(at), static_cast<std::int32_t>(length), kBorderMirrorEdge);
     }
 
-    // Of the picture, what its mirror images show in these columns of the region.
-    Interval columns_seen(std::int64_t first, std::int64_t count) const
+    // inner: the columns of the region, of those that are wanted, that lie inside the picture
+    void load_mirrored(std::int64_t row, Interval wanted, Interval inner, float* samples)
     {
-        Interval seen{size_.width, 0};
-        for (std::int64_t x = first; x < first + count; ++x) {
-            const std::int64_t column = mirrored(x - left_, size_.width);
-            seen = {std::min(seen.first, column), std::max(seen.end, column + 1)};
-        }
-        return seen;
+        const auto [least, most] = std::minmax_element(shown_.begin() + wanted.first, shown_.begin() + wanted.end);
+        const std::int64_t seen = *least;
+        seen_.resize(to_size((*most + 1 - seen) * channels_));
+        rows_.load_samples(row, seen, *most + 1 - seen, seen_.data());
+        const auto copy = [&](std::int64_t x, std::int64_t count) {
+            std::copy_n(seen_.data() + (shown_[to_size(x)] - seen) * channels_, count * channels_,
+                        samples + (x - wanted.first) * channels_);
+        };
+        if (!inner.is_empty())
+            copy(inner.first, inner.length());
+        for (std::int64_t x = wanted.first; x < wanted.end; ++x)
+            if (x < inner.first || x >= inner.end)
+                copy(x, 1);
     }
 
     PreparedRows rows_;
@@ -146,6 +153,7 @@ private:
     const std::int64_t left_;
     const std::int64_t top_;
     const std::int64_t channels_;
+    std::vector<std::int64_t> shown_; // the picture's column that each column of the region shows
     std::vector<float> seen_;
     std::vector<std::uint8_t> mask_;
 };
