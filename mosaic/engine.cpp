@@ -2,6 +2,7 @@
 #include "mosaic/engine.h"
 
 #include "mosaic/base/errors.h"
+#include "mosaic/base/parallel.h"
 #include "mosaic/plan_json.h"
 
 #include <algorithm>
@@ -323,6 +324,7 @@ void Engine::run(const PanovalMosaicSink& sink)
     require_zeros(sink.reserved, "the sink");
     if (sink.write == nullptr)
         fail(Failure::Argument, "found no write in the sink; expected a function");
+    const Crew crew(threads());
     measure(PANOVAL_MOSAIC_MEASURE_SEAMS);
     const Delivery delivery = sink.by_tiles != 0 ? Delivery::Tiles : Delivery::Rows;
     const MemoryNeeds asked = needs();

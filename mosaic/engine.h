@@ -77,7 +77,7 @@ private:
     void measure_gains_now();
     void take_statistics(GainStatistics statistics);
     void find_seams_now();
-    void judge_now();
+    void judge_now(OverlapLooks& looks);
     void forget_seams();
     void take_seams(SeamMap seams);
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What the engine measures, or takes from the host in place of measuring.
 #include "mosaic/base/errors.h"
+#include "mosaic/base/parallel.h"
 #include "mosaic/engine.h"
 #include "mosaic/gains/gain_measure.h"
 #include "mosaic/seams/seam_find.h"
@@ -8,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <optional>
 
 namespace panoval::mosaic
 {
@@ -56,13 +58,24 @@ void Engine::measure(int parts)
         fail(Failure::Argument, "found parts ", parts, " to measure; expected 1 to ", PANOVAL_MOSAIC_MEASURE_ALL);
     fix();
     work(); // tells if there is no host
+    std::optional<OverlapLooks> looks;
+    Crew crew(threads());
     if (!plan_->gains)
         measure_gains_now();
-    const bool wants_seams = (parts & (PANOVAL_MOSAIC_MEASURE_SEAMS | PANOVAL_MOSAIC_MEASURE_VERDICT)) != 0;
+    const bool wants_verdict = (parts & PANOVAL_MOSAIC_MEASURE_VERDICT) != 0 && !verdict_;
+    const bool wants_seams = wants_verdict || (parts & PANOVAL_MOSAIC_MEASURE_SEAMS) != 0;
+    if (wants_verdict)
+        looks.emplace(plan_->layout, overlaps_, plan_->gains->corrections, work().store, VerdictOptions{threads()});
+    // Of few overlaps the search for seams leaves threads idle; what is kept of many takes memory.
+    const bool looks_beside = wants_verdict && overlaps_.size() <= threads();
+    if (looks_beside)
+        crew.begin_beside(overlaps_.size(), [&looks](std::size_t i) { looks->look_at(i); });
     if (wants_seams && plan_->settings.has_seams() && !plan_->seams)
         find_seams_now();
-    if ((parts & PANOVAL_MOSAIC_MEASURE_VERDICT) != 0 && !verdict_)
-        judge_now();
+    if (looks_beside)
+        crew.finish_beside();
+    if (wants_verdict)
+        judge_now(*looks);
 }
 
 GainOptions Engine::gain_options() const
@@ -109,13 +122,10 @@ void Engine::find_seams_now()
     take_seams(std::move(seams));
 }
 
-void Engine::judge_now()
+void Engine::judge_now(OverlapLooks& looks)
 {
     const SeamMap no_seams;
-    VerdictOptions options;
-    options.threads = threads();
-    verdict_ = judge(plan_->layout, overlaps_, plan_->gains->corrections, plan_->seams ? *plan_->seams : no_seams,
-                     work().store, options, *progress_);
+    verdict_ = judge(looks, plan_->seams ? *plan_->seams : no_seams, *progress_);
 }
 
 const Gains& Engine::gains()

@@ -127,7 +127,7 @@ private:
 
     mutable std::mutex mutex_; // of what follows, and of the pictures' slots
     std::list<Key> used_;      // the one used last in front
-    std::size_t budget_ = 0;
+    std::atomic<std::size_t> budget_{0};
     std::deque<std::size_t> open_; // pictures that the host has been asked for in part
 
     ScratchFile scratch_;

@@ -25,6 +25,8 @@ namespace
 // What is measured of one overlap before all are known.
 struct Facts {
     OverlapVerdict verdict;
+    std::unique_ptr<OverlapCells> cells;   // until they are compared along the seam
+    std::unique_ptr<ToneModel> rough_tone; // likewise; refers to the cells
     std::vector<BlockShift> blocks;
     EmptySides empty_sides;
     double level = 0; // mean brightness of both, of 255
@@ -130,32 +132,44 @@ void tell_tone(const OverlapCells& cells, const ToneModel& tone, const std::vect
     verdict.offset = tone.offset();
 }
 
-Facts measure_overlap(const PictureSource& source, const Overlap& overlap, const SeamMap& seams, std::size_t threads)
+// All that does not depend on seams.
+Facts look_at_overlap(const PictureSource& source, const Overlap& overlap, std::size_t threads)
 {
     Facts facts;
     OverlapVerdict& verdict = facts.verdict;
     verdict.first = overlap.first;
     verdict.second = overlap.second;
     verdict.region = overlap.region;
-    OverlapCells cells = read_cells(source, overlap);
+    facts.cells = std::make_unique<OverlapCells>(read_cells(source, overlap));
+    const OverlapCells& cells = *facts.cells;
     verdict.shared_pixels = cells.shared_pixels;
     if (cells.shared_pixels == 0)
         return facts;
     verdict.before = cells.before;
     verdict.after = cells.after;
-    const ToneModel rough_tone(cells);
-    facts.blocks = measure_blocks(source, cells, rough_tone, threads);
+    facts.rough_tone = std::make_unique<ToneModel>(cells);
+    facts.blocks = measure_blocks(source, cells, *facts.rough_tone, threads);
     facts.empty_sides = find_empty(cells);
     facts.level = mean_level(cells);
-    const std::vector<std::uint8_t> owners = owners_of_cells(cells, source.layout, seams);
-    look_for_ghosts(source, cells, rough_tone, owners, facts);
-    if (verdict.ghosts.empty()) {
-        tell_tone(cells, rough_tone, owners, verdict);
-    } else {
-        leave_out(verdict.ghosts, cells); // what moved is no matter of brightness
-        tell_tone(cells, ToneModel(cells), owners, verdict);
-    }
     return facts;
+}
+
+// The rest.
+void compare_along_seams(const PictureSource& source, const SeamMap& seams, Facts& facts)
+{
+    const std::unique_ptr<OverlapCells> cells = std::move(facts.cells);
+    const std::unique_ptr<ToneModel> rough_tone = std::move(facts.rough_tone);
+    OverlapVerdict& verdict = facts.verdict;
+    if (verdict.shared_pixels == 0)
+        return;
+    const std::vector<std::uint8_t> owners = owners_of_cells(*cells, source.layout, seams);
+    look_for_ghosts(source, *cells, *rough_tone, owners, facts);
+    if (verdict.ghosts.empty()) {
+        tell_tone(*cells, *rough_tone, owners, verdict);
+    } else {
+        leave_out(verdict.ghosts, *cells); // what moved is no matter of brightness
+        tell_tone(*cells, ToneModel(*cells), owners, verdict);
+    }
 }
 
 double median_of(std::vector<double> values)
@@ -180,19 +194,19 @@ double most_noise(const BlockShift& block, bool is_second)
 
 // The noise of each picture's prepared patches: no block shows more of it than what remains between two pictures that
 // fit.
-std::vector<double> noise_of_pictures(std::size_t pictures, const std::vector<Facts>& facts)
+std::vector<double> noise_of_pictures(std::size_t pictures, const std::vector<std::optional<Facts>>& facts)
 {
     std::vector<std::vector<double>> of_picture(pictures);
     std::vector<double> of_all;
-    for (const Facts& fact : facts)
-        for (const BlockShift& block : fact.blocks) {
+    for (const std::optional<Facts>& fact : facts)
+        for (const BlockShift& block : fact->blocks) {
             if (!block.fit.is_valid || block.step > 1)
                 continue;
-            of_picture[fact.verdict.first].push_back(most_noise(block, false));
-            of_picture[fact.verdict.second].push_back(most_noise(block, true));
+            of_picture[fact->verdict.first].push_back(most_noise(block, false));
+            of_picture[fact->verdict.second].push_back(most_noise(block, true));
             if (is_matched(block)) {
-                of_all.push_back(of_picture[fact.verdict.first].back());
-                of_all.push_back(of_picture[fact.verdict.second].back());
+                of_all.push_back(of_picture[fact->verdict.first].back());
+                of_all.push_back(of_picture[fact->verdict.second].back());
             }
         }
     const double usual = of_all.empty() ? 1e9 : median_of(of_all);
@@ -311,33 +325,50 @@ void settle_overlap(Facts& facts, const Layout& layout, const Corrections& corre
     measure_sharpness(add_up_detail(facts.blocks, noise, assumed, kNoiseLeft * unit * unit / 12), verdict);
 }
 
-std::vector<Facts> measure_all(const PictureSource& source, const std::vector<Overlap>& overlaps, const SeamMap& seams,
-                               const VerdictOptions& options, Progress& progress)
-{
-    std::vector<Facts> facts(overlaps.size());
-    std::atomic<std::size_t> done{0};
-    progress.report(Phase::Verdict, 0);
-    const std::size_t each = options.threads / std::max<std::size_t>(overlaps.size(), 1); // threads for one of few
-    run_in_parallel(overlaps.size(), options.threads, [&](std::size_t i) {
-        facts[i] = measure_overlap(source, overlaps[i], seams, std::max<std::size_t>(each, 1));
-        progress.report(Phase::Verdict, static_cast<double>(++done) / static_cast<double>(overlaps.size()));
-    });
-    std::erase_if(facts, [](const Facts& fact) { return fact.verdict.shared_pixels == 0; });
-    return facts;
-}
-
 } // namespace
 
-Verdict judge(const Layout& layout, const std::vector<Overlap>& overlaps, const Corrections& corrections,
-              const SeamMap& seams, PictureReader& reader, const VerdictOptions& options, Progress& progress)
+struct OverlapLooks::Work {
+    PictureSource source;
+    const std::vector<Overlap>& overlaps;
+    std::size_t threads;
+    std::vector<std::optional<Facts>> facts; // of overlaps that have been looked at
+};
+
+OverlapLooks::OverlapLooks(const Layout& layout, const std::vector<Overlap>& overlaps, const Corrections& corrections,
+                           PictureReader& reader, const VerdictOptions& options)
+    : work_(std::make_unique<Work>(Work{{layout, corrections, reader}, overlaps, options.threads, {}}))
 {
-    const PictureSource source{layout, corrections, reader};
-    std::vector<Facts> facts = measure_all(source, overlaps, seams, options, progress);
-    const std::vector<double> noise = noise_of_pictures(layout.pictures.size(), facts);
+    work_->facts.resize(overlaps.size());
+}
+
+OverlapLooks::~OverlapLooks() = default;
+
+void OverlapLooks::look_at(std::size_t overlap)
+{
+    const std::size_t each = work_->threads / work_->overlaps.size(); // threads for one of few
+    work_->facts[overlap] = look_at_overlap(work_->source, work_->overlaps[overlap], std::max<std::size_t>(each, 1));
+}
+
+Verdict judge(OverlapLooks& looks, const SeamMap& seams, Progress& progress)
+{
+    OverlapLooks::Work& work = *looks.work_;
+    const PictureSource& source = work.source;
+    const std::vector<Overlap>& overlaps = work.overlaps;
+    std::atomic<std::size_t> done{0};
+    progress.report(Phase::Verdict, 0);
+    run_in_parallel(overlaps.size(), work.threads, [&](std::size_t i) {
+        if (!work.facts[i])
+            looks.look_at(i);
+        compare_along_seams(source, seams, *work.facts[i]);
+        progress.report(Phase::Verdict, static_cast<double>(++done) / static_cast<double>(overlaps.size()));
+    });
+    std::erase_if(work.facts, [](const auto& fact) { return fact->verdict.shared_pixels == 0; });
+    const Layout& layout = source.layout;
+    const std::vector<double> noise = noise_of_pictures(layout.pictures.size(), work.facts);
     Verdict verdict;
-    for (Facts& fact : facts) {
-        settle_overlap(fact, layout, corrections, noise);
-        verdict.overlaps.push_back(std::move(fact.verdict));
+    for (std::optional<Facts>& fact : work.facts) {
+        settle_overlap(*fact, layout, source.corrections, noise);
+        verdict.overlaps.push_back(std::move(fact->verdict));
     }
     verdict.swapped = find_swaps(source, overlaps, verdict);
     verdict.groups = connected_groups(layout.pictures.size(), verdict.overlaps);
@@ -347,6 +378,13 @@ Verdict judge(const Layout& layout, const std::vector<Overlap>& overlaps, const 
     put_into_words(layout, verdict);
     progress.report(Phase::Verdict, 1);
     return verdict;
+}
+
+Verdict judge(const Layout& layout, const std::vector<Overlap>& overlaps, const Corrections& corrections,
+              const SeamMap& seams, PictureReader& reader, const VerdictOptions& options, Progress& progress)
+{
+    OverlapLooks looks(layout, overlaps, corrections, reader, options);
+    return judge(looks, seams, progress);
 }
 
 } // namespace panoval::mosaic

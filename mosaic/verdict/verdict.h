@@ -13,6 +13,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -95,6 +96,28 @@ struct Verdict {
 struct VerdictOptions {
     std::size_t threads = 1; // results do not depend on it
 };
+
+// What overlaps say by themselves, before seams are known: most of the work on a verdict. Pieces of it may be done at
+// the same time; what they refer to must outlive them.
+class OverlapLooks
+{
+public:
+    OverlapLooks(const Layout& layout, const std::vector<Overlap>& overlaps, const Corrections& corrections,
+                 PictureReader& reader, const VerdictOptions& options);
+    OverlapLooks(const OverlapLooks&) = delete;
+    OverlapLooks& operator=(const OverlapLooks&) = delete;
+    ~OverlapLooks();
+
+    void look_at(std::size_t overlap);
+
+private:
+    friend Verdict judge(OverlapLooks& looks, const SeamMap& seams, Progress& progress);
+    struct Work;
+    std::unique_ptr<Work> work_;
+};
+
+// Looks at the overlaps that have not been looked at.
+Verdict judge(OverlapLooks& looks, const SeamMap& seams, Progress& progress);
 
 // seams  of the layout's canvas; an empty one (height 0) is taken as if pictures met in the middle of what they share
 Verdict judge(const Layout& layout, const std::vector<Overlap>& overlaps, const Corrections& corrections,

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace panoval::mosaic::test
@@ -38,6 +39,65 @@ TEST(MosaicParallel, ThrowsTheFirstFailureAndBeginsNoFurtherPiece)
         EXPECT_STREQ(error.what(), "piece 3");
     }
     EXPECT_EQ(begun, 4);
+}
+
+TEST(MosaicParallel, ACrewDoesWorkInsideWorkAndBesideIt)
+{
+    for (const std::size_t threads : {1u, 2u, 3u, 8u}) {
+        std::vector<std::atomic<int>> done(60);
+        std::atomic<std::size_t> at_work{0};
+        std::atomic<std::size_t> most{0};
+        const auto piece = [&](std::size_t i) {
+            const std::size_t now = ++at_work;
+            std::size_t known = most;
+            while (known < now && !most.compare_exchange_weak(known, now)) {
+            }
+            ++done[i];
+            --at_work;
+        };
+        Crew crew(threads);
+        crew.begin_beside(
+            3, [&](std::size_t i) { run_in_parallel(10, threads, [&](std::size_t k) { piece(10 * i + k); }); });
+        for (std::size_t i = 3; i < 6; ++i)
+            run_in_parallel(10, threads, [&](std::size_t k) { piece(10 * i + k); });
+        crew.finish_beside();
+        for (std::size_t i = 0; i < done.size(); ++i)
+            EXPECT_EQ(done[i], 1) << "piece " << i << ", " << threads << " threads";
+        EXPECT_LE(most, threads);
+    }
+}
+
+TEST(MosaicParallel, ThrowsWhatWorkBesideHasThrownWhenThatIsFinished)
+{
+    for (const std::size_t threads : {1u, 3u}) {
+        Crew crew(threads);
+        crew.begin_beside(100, [](std::size_t i) {
+            if (i >= 2)
+                throw std::runtime_error("piece " + std::to_string(i));
+        });
+        std::atomic<int> done{0};
+        run_in_parallel(10, threads, [&](std::size_t) { ++done; });
+        EXPECT_EQ(done, 10);
+        EXPECT_THROW(crew.finish_beside(), std::runtime_error);
+        run_in_parallel(10, threads, [&](std::size_t) { ++done; });
+        EXPECT_EQ(done, 20);
+    }
+}
+
+TEST(MosaicParallel, ACrewThatEndsEarlyLeavesOutWhatHasNotBegun)
+{
+    constexpr std::size_t kNeverDone = std::size_t{1} << 40;
+    std::atomic<std::size_t> begun{0};
+    {
+        Crew crew(1);
+        crew.begin_beside(10, [&](std::size_t) { ++begun; });
+    }
+    EXPECT_EQ(begun, 0u);
+    {
+        Crew crew(2);
+        crew.begin_beside(kNeverDone, [&](std::size_t) { ++begun; });
+    }
+    EXPECT_LT(begun, kNeverDone);
 }
 
 } // namespace
