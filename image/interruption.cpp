@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "image/interruption.h"
 
+#include "image/remove_folder.h"
+
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstring>
 
@@ -54,13 +57,23 @@ struct UnfinishedFile {
 };
 std::array<UnfinishedFile, 64> unfinished_files; // some, and one for each thread that writes
 
+void remove_output(const char* name)
+{
+#ifdef __linux__
+    if (unlink(name) != 0 && errno == EISDIR)
+        remove_folder(name);
+#else
+    unlink(name);
+#endif
+}
+
 } // namespace
 
 void remove_unfinished_outputs()
 {
     for (UnfinishedFile& file : unfinished_files)
         if (file.is_used)
-            unlink(file.name);
+            remove_output(file.name);
 }
 
 namespace

@@ -30,11 +30,11 @@ public:
     static void check();
 };
 
-// Files that are removed at an interruption: a number to give back, or -1 where there is no room for more.
+// Files and folders that are removed at an interruption: a number to give back, or -1 where there is no room for more.
 int remember_unfinished(const std::filesystem::path& path);
 void forget_unfinished(int slot);
 
-// Removes those files: for the end of a program that nothing else tidies up.
+// Removes those files and folders: for the end of a program that nothing else tidies up.
 void remove_unfinished_outputs();
 
 int process_id();

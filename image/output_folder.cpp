@@ -3,6 +3,7 @@
 
 #include "image/failure.h"
 #include "image/interruption.h"
+#include "image/remove_folder.h"
 #include "image/text.h"
 
 #include <cerrno>
@@ -31,6 +32,7 @@ OutputFolder::OutputFolder(const fs::path& place, std::string target) : place_(p
         candidate += concat(".", process_id(), "-", i, ".part");
         if (fs::create_directory(candidate, error)) {
             temporary_ = candidate;
+            slot_ = remember_unfinished(temporary_);
             InterruptionByHand::begin();
             return;
         }
@@ -42,8 +44,8 @@ OutputFolder::~OutputFolder()
 {
     if (temporary_.empty())
         return;
-    std::error_code error;
-    fs::remove_all(temporary_, error);
+    remove_folder(temporary_);
+    forget_unfinished(slot_);
     InterruptionByHand::end();
 }
 
@@ -77,12 +79,14 @@ void OutputFolder::commit()
     if (error)
         fail_output(target_, "a folder that cannot be put in place: " + error.message(), "a writable place");
     temporary_.clear();
+    forget_unfinished(slot_);
     InterruptionByHand::end();
-    fs::remove_all(older, error);
+    remove_folder(older);
 }
 
 void OutputFolder::fail_writing() const
 {
+    check_heap(target_);
     fail_output(target_, "an error while writing: " + system_message(errno), "enough room");
 }
 

@@ -35,6 +35,7 @@ private:
     std::filesystem::path place_;
     std::filesystem::path temporary_; // empty when committed
     std::string target_;
+    int slot_ = -1; // among the unfinished outputs
 };
 
 } // namespace panoval::image

@@ -44,14 +44,20 @@ std::uint64_t MosaicHandle::with_beside(std::uint64_t engine_memory) const
     return engine_memory + std::min(beside_, engine_memory - 1);
 }
 
+bool MosaicHandle::fits(std::int32_t code) const
+{
+    if (code == PANOVAL_MOSAIC_MEMORY && error().find("budget") == std::string::npos) // no advice would help
+        throw std::bad_alloc();
+    return code == PANOVAL_MOSAIC_OK;
+}
+
 void MosaicHandle::check(std::int32_t code) const
 {
     switch (code) {
     case PANOVAL_MOSAIC_OK:
         return;
     case PANOVAL_MOSAIC_MEMORY:
-        if (error().find("budget") == std::string::npos) // no advice would help
-            throw std::bad_alloc();
+        (void)fits(code);
         throw Failure(Fault::Memory, budget_error());
     case PANOVAL_MOSAIC_ARGUMENT:
     case PANOVAL_MOSAIC_PICTURE:

@@ -23,6 +23,9 @@ public:
     // Throws what the code stands for; nothing where it is PANOVAL_MOSAIC_OK.
     void check(std::int32_t code) const;
 
+    // Whether nothing went wrong. An exhausted heap, of which a budget that is too small has the same code, is thrown.
+    bool fits(std::int32_t code) const;
+
     // What the program needs besides the engine; the texts of budgets that are too small then say what to ask for.
     void set_beside(std::uint64_t bytes) { beside_ = bytes; }
     // The least --memory of which so much is left for the engine: what is beside takes half of it at most.

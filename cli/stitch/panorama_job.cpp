@@ -147,9 +147,8 @@ std::int32_t PanoramaJob::choose_tile_size(PanovalMosaicOptions engine) const
         engine.tile_size = side;
         PanovalMosaicLayout told{};
         PanovalMosaicEstimate estimate{};
-        const bool fits = set_up(tried, engine) == PANOVAL_MOSAIC_OK &&
-                          panoval_mosaic_layout(tried.get(), &told) == PANOVAL_MOSAIC_OK &&
-                          panoval_mosaic_estimate(tried.get(), &estimate) == PANOVAL_MOSAIC_OK;
+        const bool fits = tried.fits(set_up(tried, engine)) && tried.fits(panoval_mosaic_layout(tried.get(), &told)) &&
+                          tried.fits(panoval_mosaic_estimate(tried.get(), &estimate));
         const bool is_smallest = side == kTileSides[std::size(kTileSides) - 1];
         if (fits && (is_smallest || (told.tiles >= kManyTiles && estimate.threads >= threads_of(options))))
             return side;
@@ -274,8 +273,10 @@ PanoramaGains PanoramaJob::gains() const
 Json PanoramaJob::verdict() const
 {
     const char* text = nullptr;
-    if (panoval_mosaic_verdict(mosaic.get(), 1, &text, nullptr) != PANOVAL_MOSAIC_OK)
+    const std::int32_t code = panoval_mosaic_verdict(mosaic.get(), 1, &text, nullptr);
+    if (code == PANOVAL_MOSAIC_ARGUMENT) // none was measured
         return Json::object();
+    mosaic.check(code);
     return Json::parse(text);
 }
 

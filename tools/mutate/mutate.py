@@ -36,6 +36,8 @@ OTHERS = {
     "detect": ["heap_tests", "guards_tests"],
     "libmath": ["exposure_tests", "detect_tests"],
     "io": ["heap_tests", "guards_tests"],
+    "mosaic": ["heap_tests", "guards_tests"],
+    "measure": ["measure_heap_tests", "guards_tests"],
 }
 
 
