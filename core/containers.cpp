@@ -66,7 +66,8 @@ void MatReset(Mat* m, std::int32_t width, std::int32_t height, std::int32_t chan
         *m = block != nullptr ? Mat{width, height, channels, elemSize, size, size, block} : Mat{};
         return;
     }
-    if (panoval::reset_uncleared(*m, width, height, channels, elemSize) && size > 0)
+    (void)panoval::reset_uncleared(*m, width, height, channels, elemSize); // keeps the block, and so cannot fail
+    if (size > 0)
         std::memset(m->data, 0, to_count(size));
 }
 

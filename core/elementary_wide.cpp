@@ -128,7 +128,7 @@ Reduced reduce(double x)
     std::uint32_t quadrant = product[0] >> 30;
     product[0] &= 0x3FFFFFFFu;
     WideNumber fraction = wide_from_limbs(product.data(), static_cast<int>(kWindow), 2, false);
-    if (fraction.exponent == 0 && !fraction.is_zero()) { // at least a half
+    if (fraction.exponent == 0) { // at least a half; no x is a multiple of pi / 2, so that it is not 0
         fraction = fraction - wide(1.0);
         ++quadrant;
     }

@@ -216,8 +216,8 @@ std::int32_t count_covered(const Pair& pair)
     std::int32_t pixels = 0;
     for (std::int64_t y = pair.extent.top; y < pair.extent.bottom; ++y)
         for (std::int64_t x = pair.extent.left; x < pair.extent.right; ++x)
-            pixels = wrapping_add(pixels, (pair.mask_i.data[pair.mask_i.at(x, y)] != 0) &&
-                                              (pair.mask_j.data[pair.mask_j.at(x, y)] != 0));
+            if (pair.mask_i.data[pair.mask_i.at(x, y)] != 0 && pair.mask_j.data[pair.mask_j.at(x, y)] != 0)
+                pixels = wrapping_add(pixels, 1);
     return pixels;
 }
 

@@ -253,4 +253,12 @@ TEST(Elementary, HardestCasesToRound)
     expect_values(panoval::atan, {Case{0x1.6298b5896ed3cp1, 0x1.3970e827504c7p0}});
 }
 
+// Arguments whose quick logarithm lies too near to the middle between two doubles; the expected values are MPFR's.
+TEST(Elementary, LogIsComputedAgainWhereTheQuickOneDoesNotDecide)
+{
+    expect_values(panoval::log, {Case{0x1.e3bd6eccf0d2dp-1, -0x1.d11e3b3ce1335p-5},
+                                 {0x1.bed06ebb836f5p+8, 0x1.8689820f4c5b5p+2},
+                                 {0x1.585339f2228dbp-5, -0x1.95ac8268fcacap+1}});
+}
+
 } // namespace

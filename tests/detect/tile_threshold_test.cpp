@@ -193,6 +193,21 @@ TEST(TileThreshold, EqualsItsTwinWhereOnlyRoundingTellsTheLevelsApart)
     }
 }
 
+TEST(TileThreshold, EqualsItsTwinWhereNoEstimateHelps)
+{
+    // scores too small for an estimate to rule out any level, and more pixels than are estimated from
+    for (const std::uint32_t most : {8000000u, 8388607u, 8388608u, 8388609u, 16000000u})
+        for (const std::size_t gap : {std::size_t{1}, std::size_t{2}, std::size_t{200}}) {
+            SCOPED_TRACE(testing::Message() << most << " pixels of one level, " << gap << " from the other");
+            std::array<std::uint32_t, 256> counts = {};
+            counts[20] = most;
+            counts[20 + gap] = 1;
+            const auto total = static_cast<std::int32_t>(most + 1);
+            const std::int32_t expected = reference::otsu_threshold(counts.data(), total);
+            for_each_target([&] { EXPECT_EQ(otsu_threshold(counts.data(), total), expected); });
+        }
+}
+
 TEST(TileThreshold, EqualsItsTwinForEverySizeAndContent)
 {
     for_each_target([] {

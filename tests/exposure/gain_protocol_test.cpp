@@ -104,6 +104,23 @@ TEST(GainMeasurement, PixelsOutsideTheMasksCountNothingWhateverTheyHold)
     });
 }
 
+// Full masks are read eight pixels at a time.
+TEST(GainMeasurement, TakesMasksThatAreFullInPartOfARow)
+{
+    for (const int gap : {-1, 0, 7, 8, 12, 36}) {
+        SCOPED_TRACE(gap);
+        Placed a(OwnedMat(37, 3, 3, 1, 0, 255, 5), OwnedMask(37, 3, 1.0, 6), {0, 0});
+        Placed b(OwnedMat(37, 3, 3, 1, 0, 255, 7), OwnedMask(37, 3, 1.0, 8), {0, 0});
+        for (int i = 0; i < 37 * 3; ++i) {
+            a.mask.get()->data[i] = 255;
+            b.mask.get()->data[i] = i % 37 == gap ? 0 : 255;
+        }
+        EXPECT_EQ(expected_pair(a, b, true).count, gap < 0 ? 111 : 108);
+        expect_twin(a, b);
+        expect_twin(b, a);
+    }
+}
+
 TEST(GainMeasurement, AMaskSmallerThanItsImageCoversNothingBeyondItsEdge)
 {
     for (const auto& [width, height] : {std::pair{0, 0}, {12, 0}, {3, 8}, {12, 2}, {15, 11}, {1, 1}}) {
@@ -126,6 +143,17 @@ TEST(GainMeasurement, CountsThePixelsOfImagesWithoutSamples)
         EXPECT_EQ(expected_pair(a, b, true).count, 25);
         EXPECT_EQ(expected_pair(a, b, true).mean_j, 0.0);
     }
+}
+
+TEST(GainMeasurement, CountsWithoutSamplesOnlyWhatBothMasksCover)
+{
+    const Placed a(OwnedMat(30, 20, 1, 3), OwnedMask(30, 20, 0.5, 6), {0, 0});
+    const Placed b(OwnedMat(30, 20, 1, 3), OwnedMask(30, 20, 0.5, 8), {1, 0});
+    const auto count = expected_pair(a, b, true).count;
+    EXPECT_GT(count, 0);
+    EXPECT_LT(count, 29 * 20);
+    expect_twin(a, b);
+    expect_twin(b, a);
 }
 
 TEST(GainMeasurement, TakesCornersAtTheEndsOfTheFrame)
