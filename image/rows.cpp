@@ -124,6 +124,8 @@ RowSplitter::RowSplitter(const ImageInfo& info, bool is_premultiplied)
 void RowSplitter::split(const std::uint8_t* interleaved, std::uint8_t* samples, std::uint8_t* mask)
 {
     const std::size_t width = width_of(info_);
+    if (info_.has_alpha && info_.bits == 8 && info_.channels == 3 && !is_premultiplied_ && mask != nullptr)
+        return split_rgba(interleaved, width, samples, mask);
     if (!info_.has_alpha)
         std::memcpy(samples, interleaved, stored_row_bytes(info_));
     else if (info_.bits == 16 && info_.channels == 3)

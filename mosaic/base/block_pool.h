@@ -41,6 +41,7 @@ private:
     // Blocks that came from the heap together and go back together.
     struct Slab {
         HeapArray<std::uint8_t> memory;
+        std::uint8_t* first; // block
         std::size_t blocks;
         std::size_t unused;
     };

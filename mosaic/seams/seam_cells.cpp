@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <utility>
 
 namespace panoval::mosaic
 {
@@ -50,7 +51,9 @@ struct Piece {
 };
 
 struct Scratch {
-    std::vector<CellColumn> columns; // of the whole picture
+    std::vector<CellColumn> columns;  // of the whole picture
+    std::vector<std::int64_t> pixels; // of the picture across each column of cells
+    std::vector<std::int64_t> widths; // of the columns of cells
     std::vector<PixelBlock> blocks;
     std::vector<CellSums> cells;
     std::vector<std::uint16_t> sums; // down the columns, of 8-bit samples, and their roughness
@@ -67,7 +70,8 @@ public:
     Reducer(const Layout& layout, const std::vector<Overlap>& overlaps, const Corrections& corrections,
             const CellGrid& grid, PictureReader& reader, std::vector<ReducedPicture>& pictures)
         : layout_(layout), corrections_(corrections), grid_(grid), reader_(reader), pictures_(pictures),
-          shared_(layout.pictures.size()), channels_(static_cast<std::size_t>(layout.channels))
+          shared_(layout.pictures.size()), channels_(static_cast<std::size_t>(layout.channels)),
+          scale_(feature_scale(layout)), is_flat_(corrections.falloff.is_flat())
     {
         for (const ChannelGains& gains : corrections.gains) {
             double sum = 0;
@@ -99,7 +103,7 @@ public:
         const std::int64_t end = std::min(rect.height, top + (piece.end_row - piece.first_row) * grid_.cell);
         const std::vector<Span> spans = spans_to_read(piece.picture, first, end);
         const ScratchPool<Scratch>::Lease scratch = scratch_.take();
-        list_columns(piece.picture, scratch->columns);
+        list_columns(piece.picture, *scratch);
         std::vector<PixelBlock>& blocks = scratch->blocks;
         blocks.resize(std::max(blocks.size(), spans.size()));
         for (std::size_t i = 0; i < spans.size(); ++i)
@@ -147,19 +151,25 @@ private:
         return joined;
     }
 
-    void list_columns(std::size_t picture, std::vector<CellColumn>& columns) const
+    void list_columns(std::size_t picture, Scratch& scratch) const
     {
         const Rect& rect = layout_.pictures[picture].rect;
-        columns.clear();
+        const Rect& cells = pictures_[picture].cells();
+        scratch.columns.clear();
+        scratch.pixels.assign(static_cast<std::size_t>(cells.width), 0);
         for (std::int64_t x = 0; x < rect.width;) {
             const std::int64_t x_canvas = grid_.wraps ? (rect.x + x) % layout_.width : rect.x + x;
             const std::int64_t column = x_canvas / grid_.cell;
             const std::int64_t left = column * grid_.cell + grid_.column_width(column) - x_canvas;
             const std::int64_t end = std::min(rect.width, x + left);
-            const std::int64_t cell = pictures_[picture].index(column, pictures_[picture].cells().y);
-            columns.push_back({x, end, static_cast<std::size_t>(cell)});
+            const auto cell = static_cast<std::size_t>(pictures_[picture].index(column, cells.y));
+            scratch.columns.push_back({x, end, cell});
+            scratch.pixels[cell] += end - x;
             x = end;
         }
+        scratch.widths.clear();
+        for (std::int64_t x = cells.x; x < cells.right(); ++x)
+            scratch.widths.push_back(grid_.column_width(x >= grid_.columns() ? x - grid_.columns() : x));
     }
 
     // Calls work(first, end, cell) for the columns of a part of the picture, first and end counted from its own.
@@ -203,21 +213,16 @@ private:
             rough[i] += distance(row[i], below[i]);
     }
 
-    // Samples begin to stop - 1 of the rows' sums.
-    template <std::size_t Channels, class Sum>
-    static void add_columns(const Sum* samples, const Sum* rough, std::size_t begin, std::size_t stop, CellSums& to)
+    // Samples begin to stop - 1 of the rows' sums, sizeof...(C) a pixel.
+    template <std::size_t... C, class Sum>
+    static void add_columns(std::index_sequence<C...>, const Sum* samples, const Sum* rough, std::size_t begin,
+                            std::size_t stop, CellSums& to)
     {
-        std::array<std::uint64_t, Channels> sum{};
-        std::array<std::uint64_t, Channels> rough_sum{};
-        for (std::size_t i = begin; i < stop; i += Channels)
-            for (std::size_t c = 0; c < Channels; ++c) {
-                sum[c] += samples[i + c];
-                rough_sum[c] += rough[i + c];
-            }
-        for (std::size_t c = 0; c < Channels; ++c) {
-            to.samples[c] += sum[c];
-            to.rough += rough_sum[c];
-        }
+        std::array<std::uint64_t, sizeof...(C)> sum{};
+        std::array<std::uint64_t, sizeof...(C)> rough_sum{};
+        for (std::size_t i = begin; i < stop; i += sizeof...(C))
+            ((sum[C] += samples[i + C], rough_sum[C] += rough[i + C]), ...); // no loop, so that sums stay in registers
+        ((to.samples[C] += sum[C], to.rough += rough_sum[C]), ...);
     }
 
     // Rows that are covered throughout.
@@ -239,11 +244,11 @@ private:
             const std::size_t begin = static_cast<std::size_t>(first) * channels_;
             const std::size_t stop = static_cast<std::size_t>(end) * channels_;
             if (channels_ == 3)
-                add_columns<3>(samples.data(), rough.data(), begin, stop, to);
+                add_columns(std::make_index_sequence<3>(), samples.data(), rough.data(), begin, stop, to);
             else if (channels_ == 1)
-                add_columns<1>(samples.data(), rough.data(), begin, stop, to);
+                add_columns(std::make_index_sequence<1>(), samples.data(), rough.data(), begin, stop, to);
             else
-                add_columns<4>(samples.data(), rough.data(), begin, stop, to);
+                add_columns(std::make_index_sequence<4>(), samples.data(), rough.data(), begin, stop, to);
             to.pixels += (end - first) * height;
             const std::int64_t across = end < block.rect.width ? end - first : end - first - 1;
             to.differences += across * height + (end - first) * (height - 1);
@@ -305,30 +310,30 @@ private:
         const std::int64_t width = layout_.pictures[picture].rect.width;
         const std::uint8_t* const mask = scratch.mask.data() + rows.first * width;
         const std::int64_t height = rows.end - rows.first;
-        const bool is_whole = std::memchr(mask, 0, static_cast<std::size_t>(height * width)) == nullptr;
-        scratch.covered.assign(static_cast<std::size_t>(copy.cells().width), 0);
-        for (const CellColumn& column : scratch.columns) {
-            std::int64_t holes = 0;
-            for (std::int64_t y = 0; y < height && !is_whole; ++y)
-                holes += std::count(mask + y * width + column.first, mask + y * width + column.end, std::uint8_t{0});
-            scratch.covered[column.cell] += height * (column.end - column.first) - holes;
-        }
-        const std::int64_t last = grid_.columns() - 1;
         const std::int64_t cell_height = grid_.row_height(copy.cells().y + row);
-        for (std::int64_t x = 0; x < copy.cells().width; ++x) {
-            const std::int64_t column = copy.cells().x + x;
-            const std::int64_t whole = cell_height * grid_.column_width(column > last ? column - last - 1 : column);
-            const std::int64_t covered = scratch.covered[static_cast<std::size_t>(x)];
-            copy.set_cover(row * copy.cells().width + x, covered == 0       ? Cover::None
-                                                         : covered == whole ? Cover::Wholly
-                                                                            : Cover::Partly);
+        const bool is_whole = std::memchr(mask, 0, static_cast<std::size_t>(height * width)) == nullptr;
+        scratch.covered = scratch.pixels;
+        for (std::int64_t& covered : scratch.covered)
+            covered *= height;
+        for (std::size_t i = 0; i < scratch.columns.size() && !is_whole; ++i) {
+            const CellColumn& column = scratch.columns[i];
+            for (std::int64_t y = 0; y < height; ++y)
+                scratch.covered[column.cell] -=
+                    std::count(mask + y * width + column.first, mask + y * width + column.end, std::uint8_t{0});
+        }
+        for (std::size_t x = 0; x < scratch.covered.size(); ++x) {
+            const std::int64_t covered = scratch.covered[x];
+            const bool is_wholly = covered == cell_height * scratch.widths[x];
+            copy.set_cover(row * copy.cells().width + static_cast<std::int64_t>(x), covered == 0 ? Cover::None
+                                                                                    : is_wholly  ? Cover::Wholly
+                                                                                                 : Cover::Partly);
         }
     }
 
     void finish_cell(std::size_t picture, std::int64_t column, std::int64_t row, const CellSums& cell,
                      std::uint16_t* features) const
     {
-        const double scale = feature_scale(layout_) / falloff_at(picture, column, row);
+        const double scale = is_flat_ ? scale_ : scale_ / falloff_at(picture, column, row);
         const ChannelGains& gains = corrections_.gains[picture];
         for (std::size_t c = 0; c < channels_; ++c) {
             const double mean = static_cast<double>(cell.samples[c]) / static_cast<double>(cell.pixels);
@@ -342,8 +347,6 @@ private:
     // At the middle of a cell; the same for all pixels of it.
     double falloff_at(std::size_t picture, std::int64_t column, std::int64_t row) const
     {
-        if (corrections_.falloff.is_flat())
-            return 1;
         const Rect& rect = layout_.pictures[picture].rect;
         const double half_width = 0.5 * static_cast<double>(rect.width - 1);
         const double half_height = 0.5 * static_cast<double>(rect.height - 1);
@@ -369,6 +372,8 @@ private:
     std::vector<ReducedPicture>& pictures_;
     std::vector<std::vector<Rect>> shared_; // of each picture, in its own pixels
     const std::size_t channels_;
+    const double scale_;
+    const bool is_flat_;
     std::vector<double> mean_gains_; // of each picture
     ScratchPool<Scratch> scratch_;
 };

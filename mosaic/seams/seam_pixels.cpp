@@ -284,10 +284,12 @@ public:
             if (i + 1 < strip_count())
                 resolve(i + 1, below);
             refine(above, strip, below);
-            for (std::int64_t y = 0; y < strip.height; ++y)
-                map.add_row(row_of(strip, y));
-            const std::span<const std::int32_t> last = row_of(strip, strip.height - 1);
-            std::copy(last.begin(), last.end(), above.begin());
+            std::vector<SeamMap::Run> runs;
+            for (std::int64_t y = 0; y < strip.height; ++y) {
+                list_runs(strip, y, runs);
+                map.add_row(runs);
+            }
+            std::copy_n(strip.labels.end() - layout_.width, layout_.width, above.begin());
             std::swap(strip, below);
             const double done = static_cast<double>(i + 1) / static_cast<double>(strip_count());
             progress.report(Phase::Seams, progress_before + (1 - progress_before) * done);
@@ -299,9 +301,18 @@ private:
     std::size_t strip_count() const { return static_cast<std::size_t>((layout_.height + tile_ - 1) / tile_); }
     std::int64_t tile_count() const { return (layout_.width + tile_ - 1) / tile_; }
 
-    std::span<const std::int32_t> row_of(const Strip& strip, std::int64_t y) const
+    void list_runs(const Strip& strip, std::int64_t y, std::vector<SeamMap::Run>& runs) const
     {
-        return {strip.labels.data() + y * layout_.width, static_cast<std::size_t>(layout_.width)};
+        runs.clear();
+        const std::int32_t* const row = strip.labels.data() + y * layout_.width;
+        for (std::int64_t i = 0; i < tile_count(); ++i) {
+            const std::int64_t end = std::min((i + 1) * tile_, layout_.width);
+            if (strip.uniform[static_cast<std::size_t>(i)] == 0)
+                for (std::int64_t x = i * tile_ + 1; x < end; ++x)
+                    if (row[x] != row[x - 1])
+                        runs.push_back({static_cast<std::int32_t>(x), row[x - 1]});
+            runs.push_back({static_cast<std::int32_t>(end), row[end - 1]});
+        }
     }
 
     void resolve(std::size_t number, Strip& strip) const
@@ -535,6 +546,7 @@ private:
         PixelCosts provider(layout_, corrections_, costs_, reader_, part.moved(tile.x, tile.y), scratch->costs);
         scratch->swapper.begin(window, provider);
         scratch->swapper.swap_all(2);
+        strip.uniform[static_cast<std::size_t>(tile.x / tile_)] = 0;
         for (std::int64_t y = 0; y < part.height; ++y)
             for (std::int64_t x = 0; x < part.width; ++x)
                 strip.labels[static_cast<std::size_t>((part.y + y) * layout_.width + tile.x + part.x + x)] =

@@ -37,9 +37,10 @@ class CoarseSearch
 {
 public:
     CoarseSearch(const CellCosts& costs, std::int64_t factor, const CellGrid& grid,
-                 const std::vector<std::int32_t>& kept, std::size_t threads)
+                 const std::vector<std::int32_t>& kept, std::size_t threads, ScratchPool<WindowScratch>& scratch)
         : costs_(costs), factor_(factor), grid_(grid), threads_(threads), labels_(grid),
-          is_fixed_(static_cast<std::size_t>(grid.count())), changed_(static_cast<std::size_t>(grid.count()))
+          is_fixed_(static_cast<std::size_t>(grid.count())), changed_(static_cast<std::size_t>(grid.count())),
+          scratch_(scratch)
     {
         label_nearest();
         fix_kept(kept);
@@ -81,15 +82,17 @@ private:
             for (std::int64_t x = cells.x; x < cells.right(); ++x)
                 columns.push_back(fine.column_inside(x) / factor_);
             std::int64_t index = 0;
-            for (std::int64_t y = cells.y; y < cells.bottom(); ++y)
+            for (std::int64_t y = cells.y; y < cells.bottom(); ++y) {
+                const std::int64_t row = y / factor_;
                 for (const std::int64_t column : columns) {
                     const std::int32_t distance = picture.distance(index++);
-                    const std::size_t cell = cell_index(column, y / factor_);
+                    const std::size_t cell = cell_index(column, row);
                     if (distance > farthest[cell]) {
                         farthest[cell] = distance;
-                        labels_.at(column, y / factor_) = static_cast<std::int32_t>(i);
+                        labels_.at(column, row) = static_cast<std::int32_t>(i);
                     }
                 }
+            }
         }
     }
 
@@ -248,16 +251,17 @@ private:
     std::vector<std::int32_t> changed_; // number of the last swap that changed the cell
     std::vector<Region> regions_;       // in the order of their pairs
     std::vector<std::vector<std::size_t>> waves_;
-    ScratchPool<WindowScratch> scratch_;
+    ScratchPool<WindowScratch>& scratch_;
 };
 
 // Draws the seams of large cells on cells, inside windows one after the other; those that do not touch, at once.
 class FineSearch
 {
 public:
-    FineSearch(const CellCosts& costs, std::int64_t factor, const std::vector<std::int32_t>& kept, std::size_t threads)
+    FineSearch(const CellCosts& costs, std::int64_t factor, const std::vector<std::int32_t>& kept, std::size_t threads,
+               ScratchPool<WindowScratch>& scratch)
         : costs_(costs), factor_(factor), kept_(kept), threads_(threads), grid_(costs.grid()), labels_(grid_),
-          in_rows_(static_cast<std::size_t>((grid_.rows() + kWindow - 1) / kWindow))
+          scratch_(scratch), in_rows_(static_cast<std::size_t>((grid_.rows() + kWindow - 1) / kWindow))
     {
         for (std::size_t i = 0; i < costs.pictures().size(); ++i) {
             const Rect& cells = costs.pictures()[i].cells();
@@ -410,8 +414,8 @@ private:
     const std::size_t threads_;
     const CellGrid& grid_;
     CellLabels labels_;
+    ScratchPool<WindowScratch>& scratch_;
     std::vector<std::vector<std::size_t>> in_rows_; // pictures that reach each row of windows
-    ScratchPool<WindowScratch> scratch_;
 };
 
 } // namespace
@@ -420,8 +424,9 @@ CellLabels find_cell_labels(const CellCosts& costs, std::int64_t factor, const s
                             std::size_t threads)
 {
     const CellGrid grid = costs.grid().coarser(factor);
-    CoarseSearch coarse(costs, factor, grid, kept, threads);
-    return FineSearch(costs, factor, kept, threads).run(coarse.run());
+    ScratchPool<WindowScratch> scratch;
+    CoarseSearch coarse(costs, factor, grid, kept, threads, scratch);
+    return FineSearch(costs, factor, kept, threads, scratch).run(coarse.run());
 }
 
 } // namespace panoval::mosaic

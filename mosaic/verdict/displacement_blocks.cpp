@@ -2,6 +2,7 @@
 // Blocks for the vote on a displacement: where they lie, and what each one says. Most blocks fit where they are, which
 // least squares alone shows; of the others phase correlation knows where to look.
 #include "mosaic/base/parallel.h"
+#include "mosaic/base/scratch_pool.h"
 #include "mosaic/verdict/displacement.h"
 #include "mosaic/verdict/phase_correlation.h"
 
@@ -262,7 +263,7 @@ Agreement look_beside_strangers(const Patch& first, const Patch& second, int x, 
 }
 
 // The best place, looked for around (x, y); and what does not agree there, as far as anybody looked.
-Agreement find_place(const Patch& first, const Patch& second, int x, int y, BlockShift& block)
+Agreement find_place(const Patch& first, const Patch& second, int x, int y, PhaseScratch& scratch, BlockShift& block)
 {
     block.fit = fit_shift(first, second, x, y);
     const bool is_near = std::fabs(block.fit.x) < kNear && std::fabs(block.fit.y) < kNear;
@@ -270,7 +271,7 @@ Agreement find_place(const Patch& first, const Patch& second, int x, int y, Bloc
         return {};
     const std::vector<float> here = values_in(first, first.rect);
     const std::vector<float> there = values_in(second, first.rect.moved(x, y));
-    const PhaseCorrelation phases = correlate_phases(here, there, first.width(), first.height());
+    const PhaseCorrelation phases = correlate_phases(here, there, first.width(), first.height(), scratch);
     block.chance = std::clamp(phases.chance, 0.01, 1.0);
     block.is_coded = shows_coding(first) || shows_coding(second);
     block.seen_first = seen_beyond_noise(first);
@@ -335,7 +336,8 @@ void measure_detail(const Patch& first, const Patch& second, const Agreement& ag
         *value /= std::max(count, 1.0);
 }
 
-BlockShift measure_block(const PictureSource& source, const Surface& surface, const Rect& rect, int x, int y)
+BlockShift measure_block(const PictureSource& source, const Surface& surface, const Rect& rect, int x, int y,
+                         PhaseScratch& scratch)
 {
     BlockShift block;
     block.rect = rect;
@@ -346,13 +348,13 @@ BlockShift measure_block(const PictureSource& source, const Surface& surface, co
         return block;
     block.noise_first = kNoiseLeft * first.noise;
     block.noise_second = kNoiseLeft * second.noise;
-    const Agreement agreement = find_place(first, second, x, y, block);
+    const Agreement agreement = find_place(first, second, x, y, scratch, block);
     measure_detail(first, second, agreement, block);
     return block;
 }
 
 // All of the overlap, reduced: shows what is too soft for the blocks, and displacements too large for them.
-BlockShift measure_cells(const Surface& surface)
+BlockShift measure_cells(const Surface& surface, PhaseScratch& scratch)
 {
     const OverlapCells& cells = surface.cells;
     BlockShift block;
@@ -363,7 +365,7 @@ BlockShift measure_cells(const Surface& surface)
     surface.subtract_from(second, 0, 0, 1);
     prepare_patch(first, kReach, first.rect);
     prepare_patch(second, kReach, second.rect);
-    (void)find_place(first, second, 0, 0, block);
+    (void)find_place(first, second, 0, 0, scratch, block);
     return block;
 }
 
@@ -405,11 +407,12 @@ std::vector<BlockShift> measure_blocks(const PictureSource& source, const Overla
     const Blocks chosen = choose_blocks(cells);
     const Surface surface{tone, cells};
     std::vector<BlockShift> blocks;
+    ScratchPool<PhaseScratch> scratch;
     const auto measure_to = [&](std::size_t end) {
         const std::size_t begin = blocks.size();
         blocks.resize(end);
         run_in_parallel(end - begin, threads, [&](std::size_t i) {
-            blocks[begin + i] = measure_block(source, surface, chosen.rects[begin + i], 0, 0);
+            blocks[begin + i] = measure_block(source, surface, chosen.rects[begin + i], 0, 0, *scratch.take());
         });
     };
     measure_to(std::min(chosen.first_half, chosen.rects.size()));
@@ -419,7 +422,7 @@ std::vector<BlockShift> measure_blocks(const PictureSource& source, const Overla
     measure_to(chosen.rects.size());
     if (cells.step == 1)
         return blocks;
-    const BlockShift whole = measure_cells(surface);
+    const BlockShift whole = measure_cells(surface, *scratch.take());
     const double far_x = std::floor(whole.fit.x * whole.step + 0.5);
     const double far_y = std::floor(whole.fit.y * whole.step + 0.5);
     const bool is_far = std::fabs(far_x) + std::fabs(far_y) > 16;
@@ -427,8 +430,8 @@ std::vector<BlockShift> measure_blocks(const PictureSource& source, const Overla
     if (2 * matched < blocks.size() && is_far && is_matched(whole))
         for (BlockShift& block : blocks)
             if (!is_matched(block)) {
-                const BlockShift moved =
-                    measure_block(source, surface, block.rect, truncate_to_int(far_x), truncate_to_int(far_y));
+                const BlockShift moved = measure_block(source, surface, block.rect, truncate_to_int(far_x),
+                                                       truncate_to_int(far_y), *scratch.take());
                 if (is_matched(moved))
                     block = moved;
             }

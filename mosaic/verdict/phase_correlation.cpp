@@ -85,23 +85,23 @@ void transform_columns(std::vector<double>& real, std::vector<double>& imaginary
             }
 }
 
-void transpose(std::vector<double>& values, std::size_t width, std::size_t height)
+void transpose(std::vector<double>& values, std::size_t width, std::size_t height, std::vector<double>& turned)
 {
     constexpr std::size_t kTile = 8; // rows and columns that stay in the cache together
-    std::vector<double> turned(values.size());
+    turned.resize(values.size());
     for (std::size_t top = 0; top < height; top += kTile)
         for (std::size_t left = 0; left < width; left += kTile)
             for (std::size_t y = top; y < std::min(top + kTile, height); ++y)
                 for (std::size_t x = left; x < std::min(left + kTile, width); ++x)
                     turned[x * height + y] = values[y * width + x];
-    values = std::move(turned);
+    values.swap(turned);
 }
 
 struct Spectrum {
     std::size_t width;
     std::size_t height;
-    std::vector<double> real;
-    std::vector<double> imaginary;
+    std::vector<double>& real;
+    std::vector<double>& imaginary;
 
     std::size_t mirrored(std::size_t x, std::size_t y) const
     {
@@ -129,11 +129,11 @@ std::size_t next_power_of_two(std::size_t size)
 }
 
 Spectrum transform_both(const std::vector<float>& first, const std::vector<float>& second, std::size_t width,
-                        std::size_t height)
+                        std::size_t height, PhaseScratch& scratch)
 {
-    Spectrum spectrum{next_power_of_two(width), next_power_of_two(height), {}, {}};
-    spectrum.real.resize(spectrum.width * spectrum.height);
-    spectrum.imaginary.resize(spectrum.real.size());
+    Spectrum spectrum{next_power_of_two(width), next_power_of_two(height), scratch.real, scratch.imaginary};
+    spectrum.real.assign(spectrum.width * spectrum.height, 0.0);
+    spectrum.imaginary.assign(spectrum.real.size(), 0.0);
     const std::vector<double> across = make_window(width);
     const std::vector<double> down = make_window(height);
     for (std::size_t y = 0; y < height; ++y)
@@ -142,7 +142,7 @@ Spectrum transform_both(const std::vector<float>& first, const std::vector<float
             spectrum.real[y * spectrum.width + x] = weight * static_cast<double>(first[y * width + x]);
             spectrum.imaginary[y * spectrum.width + x] = weight * static_cast<double>(second[y * width + x]);
         }
-    fourier_transform(spectrum.real, spectrum.imaginary, spectrum.width, spectrum.height);
+    fourier_transform(spectrum.real, spectrum.imaginary, spectrum.width, spectrum.height, scratch.turned);
     return spectrum;
 }
 
@@ -152,9 +152,11 @@ struct CrossSpectrum {
 };
 
 // The product of the second spectrum and the first one's conjugate, both taken out of the common one.
-CrossSpectrum multiply(const Spectrum& both)
+CrossSpectrum multiply(const Spectrum& both, PhaseScratch& scratch)
 {
-    CrossSpectrum result{{both.width, both.height, both.real, both.imaginary}, 1};
+    CrossSpectrum result{{both.width, both.height, scratch.cross_real, scratch.cross_imaginary}, 1};
+    result.cross.real.resize(both.real.size());
+    result.cross.imaginary.resize(both.real.size());
     double sum_first = 0;
     double sum_second = 0;
     double sum_both = 0;
@@ -179,7 +181,7 @@ CrossSpectrum multiply(const Spectrum& both)
     return result;
 }
 
-void whiten(Spectrum& cross)
+void whiten(const Spectrum& cross)
 {
     constexpr double kRare = 0.3; // of the mean magnitude: frequencies below it count less and less
     double mean = 0;
@@ -229,24 +231,26 @@ std::vector<ShiftCandidate> find_peaks(const Spectrum& surface, int reach_x, int
 
 } // namespace
 
-void fourier_transform(std::vector<double>& real, std::vector<double>& imaginary, std::size_t width, std::size_t height)
+void fourier_transform(std::vector<double>& real, std::vector<double>& imaginary, std::size_t width, std::size_t height,
+                       std::vector<double>& turned)
 {
     transform_columns(real, imaginary, width, height);
-    transpose(real, width, height);
-    transpose(imaginary, width, height);
+    transpose(real, width, height, turned);
+    transpose(imaginary, width, height, turned);
     transform_columns(real, imaginary, height, width);
-    transpose(real, height, width);
-    transpose(imaginary, height, width);
+    transpose(real, height, width, turned);
+    transpose(imaginary, height, width, turned);
 }
 
 PhaseCorrelation correlate_phases(const std::vector<float>& first, const std::vector<float>& second, std::size_t width,
-                                  std::size_t height)
+                                  std::size_t height, PhaseScratch& scratch)
 {
     if (width == 0 || height == 0)
         return {};
-    CrossSpectrum product = multiply(transform_both(first, second, width, height));
+    const CrossSpectrum product = multiply(transform_both(first, second, width, height, scratch), scratch);
     whiten(product.cross);
-    fourier_transform(product.cross.real, product.cross.imaginary, product.cross.width, product.cross.height);
+    fourier_transform(product.cross.real, product.cross.imaginary, product.cross.width, product.cross.height,
+                      scratch.turned);
     PhaseCorrelation result;
     result.peaks = find_peaks(product.cross, static_cast<int>(width / 3), static_cast<int>(height / 3));
     // Spectra of patches that were filled up with zeros have frequencies between the independent ones.

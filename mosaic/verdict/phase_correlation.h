@@ -10,8 +10,18 @@ namespace panoval::mosaic
 
 // The discrete Fourier transform of width x height complex numbers in place; both sizes are powers of two. Forward,
 // without a factor. Its factors come from square roots and products alone, so that every system gets the same bits.
-void fourier_transform(std::vector<double>& real, std::vector<double>& imaginary, std::size_t width,
-                       std::size_t height);
+// turned: scratch, as large afterwards
+void fourier_transform(std::vector<double>& real, std::vector<double>& imaginary, std::size_t width, std::size_t height,
+                       std::vector<double>& turned);
+
+// Memory for one pair of patches after the other.
+struct PhaseScratch {
+    std::vector<double> real; // of both patches' spectrum
+    std::vector<double> imaginary;
+    std::vector<double> cross_real; // of the product
+    std::vector<double> cross_imaginary;
+    std::vector<double> turned;
+};
 
 struct ShiftCandidate {
     int x = 0;
@@ -28,6 +38,6 @@ struct PhaseCorrelation {
 // A peak (x, y) says: what the first patch has at a place the second one has at that place + (x, y). Shifts up to a
 // third of the size are looked at.
 PhaseCorrelation correlate_phases(const std::vector<float>& first, const std::vector<float>& second, std::size_t width,
-                                  std::size_t height);
+                                  std::size_t height, PhaseScratch& scratch);
 
 } // namespace panoval::mosaic
