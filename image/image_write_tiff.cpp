@@ -150,11 +150,9 @@ public:
 
     void add(const ConstRows& rows, std::int32_t count) override
     {
-        for (std::int32_t y = 0; y < count; ++y) {
-            full_->add(rows.row(y), rows.mask_row(y));
-            if (halver_)
-                halver_->add(rows.from(y));
-        }
+        full_->add(rows, count);
+        for (std::int32_t y = 0; halver_ && y < count; ++y)
+            halver_->add(rows.from(y));
     }
 
     void finish() override
@@ -196,7 +194,7 @@ private:
         TiffPictureWriter picture(output_, tiff_, info, layout);
         for (std::int32_t y = 0; y < info.height; ++y) {
             const ConstRows row = rows->next();
-            picture.add(row.samples, row.mask);
+            picture.add(row, 1);
             if (halver_)
                 halver_->add(row);
         }

@@ -65,7 +65,8 @@ std::uint64_t most_tiff_bytes(const ImageInfo& info, const TiffLayout& layout)
 
 TiffPictureWriter::TiffPictureWriter(OutputFile& output, TiffFile& tiff, const ImageInfo& info,
                                      const TiffLayout& layout)
-    : output_(output), tiff_(tiff.get()), info_(info), is_tiled_(layout.is_tiled), row_bytes_(stored_row_bytes(info)),
+    : output_(output), tiff_(tiff.get()), info_(info), is_tiled_(layout.is_tiled),
+      is_compressed_(layout.compression != Compression::None), row_bytes_(stored_row_bytes(info)),
       band_rows_(rows_of_band(info, layout.is_tiled))
 {
     set_tags(layout);
@@ -105,7 +106,29 @@ void TiffPictureWriter::set_tags(const TiffLayout& layout)
     }
 }
 
-void TiffPictureWriter::add(const std::uint8_t* samples, const std::uint8_t* mask)
+void TiffPictureWriter::add(const ConstRows& rows, std::int32_t count)
+{
+    for (std::int32_t y = 0; y < count;) {
+        const ConstRows rest = rows.from(y);
+        if (is_whole_strip(rest, count - y)) {
+            write_strip(rest.samples, band_rows_);
+            first_row_ += band_rows_;
+            y += band_rows_;
+        } else {
+            hold(rest.samples, rest.mask);
+            ++y;
+        }
+    }
+}
+
+// Whether the next strip lies there as it goes into the file. What is compressed would be changed on the way.
+bool TiffPictureWriter::is_whole_strip(const ConstRows& rows, std::int32_t count) const
+{
+    return held_ == 0 && count >= band_rows_ && !is_tiled_ && !is_compressed_ && !info_.has_alpha &&
+           rows.stride == row_bytes_;
+}
+
+void TiffPictureWriter::hold(const std::uint8_t* samples, const std::uint8_t* mask)
 {
     merge_row(info_, samples, info_.has_alpha ? mask : nullptr,
               band_.data() + static_cast<std::size_t>(held_) * row_bytes_);
@@ -121,16 +144,20 @@ void TiffPictureWriter::finish()
 
 void TiffPictureWriter::write_band()
 {
-    if (is_tiled_) {
+    if (is_tiled_)
         write_tiles();
-    } else {
-        const auto index = static_cast<std::uint32_t>(first_row_ / band_rows_);
-        const auto bytes = static_cast<std::size_t>(held_) * row_bytes_;
-        if (TIFFWriteEncodedStrip(tiff_, index, band_.data(), static_cast<tmsize_t>(bytes)) < 0)
-            fail();
-    }
+    else
+        write_strip(band_.data(), held_);
     first_row_ += held_;
     held_ = 0;
+}
+
+void TiffPictureWriter::write_strip(const std::uint8_t* lines, std::int32_t count)
+{
+    const auto index = static_cast<std::uint32_t>(first_row_ / band_rows_);
+    const auto bytes = static_cast<tmsize_t>(static_cast<std::size_t>(count) * row_bytes_);
+    if (TIFFWriteEncodedStrip(tiff_, index, const_cast<std::uint8_t*>(lines), bytes) < 0)
+        fail();
 }
 
 void TiffPictureWriter::write_tiles()

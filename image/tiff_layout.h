@@ -28,14 +28,17 @@ class TiffPictureWriter
 public:
     TiffPictureWriter(OutputFile& output, TiffFile& tiff, const ImageInfo& info, const TiffLayout& layout);
 
-    void add(const std::uint8_t* samples, const std::uint8_t* mask);
+    void add(const ConstRows& rows, std::int32_t count);
 
     // Writes what is left. The directory is still the current one.
     void finish();
 
 private:
     void set_tags(const TiffLayout& layout);
+    bool is_whole_strip(const ConstRows& rows, std::int32_t count) const;
+    void hold(const std::uint8_t* samples, const std::uint8_t* mask);
     void write_band();
+    void write_strip(const std::uint8_t* lines, std::int32_t count);
     void write_tiles();
     void fail() const { output_.fail_writing(); }
 
@@ -43,6 +46,7 @@ private:
     TIFF* tiff_;
     ImageInfo info_;
     bool is_tiled_;
+    bool is_compressed_;
     std::size_t row_bytes_;
     std::int32_t band_rows_;         // of a strip or of tiles
     std::vector<std::uint8_t> band_; // rows that are not yet written

@@ -18,14 +18,14 @@ namespace
 
 // Room for a piece that is being blended or waits for the sink.
 struct Slot {
-    HeapArray<std::uint8_t> samples;
-    HeapArray<std::uint8_t> coverage;
-    std::int64_t missing = 0; // tiles
+    std::uint8_t* samples = nullptr;
+    std::uint8_t* coverage = nullptr; // null where nobody wants it
+    std::int64_t missing = 0;         // tiles
 };
 
-HeapArray<std::uint8_t> allocate_or_throw(std::uint64_t bytes)
+HeapArray<std::uint8_t> allocate_or_throw(std::size_t bytes)
 {
-    auto block = allocate<std::uint8_t>(static_cast<std::size_t>(bytes));
+    auto block = allocate<std::uint8_t>(bytes);
     if (block == nullptr)
         throw std::bad_alloc();
     return block;
@@ -39,12 +39,15 @@ public:
           tiles_of_piece_(options.delivery == Delivery::Rows ? grid.columns() : 1),
           slots_(output_slots(grid, options.delivery, options.threads))
     {
-        const auto pixels = static_cast<std::uint64_t>(piece_rect(0).pixels());
-        for (Slot& slot : slots_) {
-            slot.samples = allocate_or_throw(pixels * options.pixel_bytes);
+        // All of it at once, which the system gives as large pages; samples first, which may be of two bytes.
+        const auto pixels = static_cast<std::size_t>(piece_rect(0).pixels());
+        const std::size_t sample_bytes = pixels * options.pixel_bytes;
+        memory_ = allocate_or_throw(slots_.size() * (sample_bytes + (options.wants_coverage ? pixels : 0)));
+        for (std::size_t i = 0; i < slots_.size(); ++i) {
+            slots_[i].samples = memory_.get() + i * sample_bytes;
             if (options.wants_coverage)
-                slot.coverage = allocate_or_throw(pixels);
-            slot.missing = tiles_of_piece_;
+                slots_[i].coverage = memory_.get() + slots_.size() * sample_bytes + i * pixels;
+            slots_[i].missing = tiles_of_piece_;
         }
     }
 
@@ -90,8 +93,8 @@ private:
         const Rect rect = grid_.tile(tile);
         const auto stride = static_cast<std::size_t>(piece.width);
         const auto offset = static_cast<std::size_t>(rect.x - piece.x);
-        blender_.blend(rect, slot.samples.get() + offset * options_.pixel_bytes, stride * options_.pixel_bytes,
-                       options_.wants_coverage ? slot.coverage.get() + offset : nullptr, stride);
+        blender_.blend(rect, slot.samples + offset * options_.pixel_bytes, stride * options_.pixel_bytes,
+                       options_.wants_coverage ? slot.coverage + offset : nullptr, stride);
         lock.lock();
         ++blended_;
         if (--slot.missing == 0)
@@ -109,7 +112,7 @@ private:
         const Rect rect = piece_rect(next_piece_);
         lock.unlock();
         const auto width = static_cast<std::size_t>(rect.width);
-        sink_.take({rect, slot.samples.get(), width * options_.pixel_bytes, slot.coverage.get(), width});
+        sink_.take({rect, slot.samples, width * options_.pixel_bytes, slot.coverage, width});
         lock.lock();
         slot.missing = tiles_of_piece_;
         is_delivering_ = false;
@@ -124,6 +127,7 @@ private:
     TileSink& sink_;
     const std::int64_t tiles_of_piece_;
     std::vector<Slot> slots_;
+    HeapArray<std::uint8_t> memory_; // of the slots
 
     std::mutex mutex_;
     std::condition_variable changed_;
