@@ -85,6 +85,20 @@ double level_share(const TargetModel& model) noexcept
     return model.outside.level > 0 ? std::clamp(model.inside.level / model.outside.level, 0.0, 20.0) : 0;
 }
 
+// Noise may flatten a small outline to a line, whose surroundings have no bounds: the next round begins with a wider
+// one.
+Outline widened_to_measure(Outline outline) noexcept
+{
+    if (outline.semi_minor() >= kLeastMeasured)
+        return outline;
+    outline.mean = std::max(outline.mean, kLeastMeasured);
+    const double skew = outline.skew();
+    const double share = skew > 0 ? (outline.mean - kLeastMeasured) / skew : 0;
+    outline.skew_x *= share;
+    outline.skew_y *= share;
+    return outline;
+}
+
 std::int32_t check_start(const PanovalMeasureImage& image, const PanovalMeasureEllipse& start) noexcept
 {
     for (const double value : {start.x, start.y, start.semi_major, start.semi_minor, start.angle})
@@ -286,6 +300,7 @@ std::size_t Refinement::exclude(double limit, double beyond) noexcept
 
 std::int32_t Refinement::adjust_once() noexcept
 {
+    model_.outline = widened_to_measure(model_.outline);
     edge_reach_ = edge_reach_of(model_.blur);
     input_.least_blur = std::max(kLeastBlur, model_.blur / kBlurRange);
     input_.largest_blur = std::max(model_.blur * kBlurRange, 0.3);

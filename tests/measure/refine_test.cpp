@@ -281,6 +281,35 @@ TEST(Refine, FlagsWhatDoesNotSettle)
 }
 
 // Samples and targets alike from one bit of the picture to the last, whatever the processor.
+// Grain of five pixels, where outlines of chance become lines, whose surroundings have no bounds.
+TEST(Refine, BearsGrainThatFlattensOutlines)
+{
+    constexpr int kSide = 48;
+    Random random(5);
+    const auto random_samples = [&random] {
+        std::vector<double> samples(kSide * kSide);
+        for (double& sample : samples)
+            sample = random.unit();
+        return samples;
+    };
+    for (int n = 0; n < 40; ++n) { // one outline of them ends as a line
+        const std::vector<double> raw = random_samples();
+        std::vector<float> grain(kSide * kSide);
+        for (int i = 0; i < kSide * kSide; ++i) {
+            double sum = 0;
+            for (int k = 0; k < 25; ++k) {
+                const int y = (i / kSide + k / 5 + kSide - 2) % kSide;
+                const int x = (i % kSide + k % 5 + kSide - 2) % kSide;
+                sum += raw[static_cast<std::size_t>(y * kSide + x)];
+            }
+            grain[static_cast<std::size_t>(i)] = static_cast<float>(sum);
+        }
+        const auto target =
+            refine({grain.data(), kSide, kSide, 4 * kSide, PANOVAL_MEASURE_F32, 0}, {24, 24, 8, 2, 0.5});
+        EXPECT_NE(target.code, PANOVAL_MEASURE_NO_MEMORY) << n;
+    }
+}
+
 TEST(Refine, GivesTheSameBitsOnEveryInstructionSet)
 {
     One one;

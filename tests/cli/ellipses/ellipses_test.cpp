@@ -192,6 +192,11 @@ TEST_F(Ellipses, NothingFoundSaysWhatIsWrongWithTheOutlines)
             faint.row(y)[x] =
                 static_cast<std::uint8_t>(100 + faint.row(y)[x] / 20 + (x * 7919 + y * 104729 + x * y * 31) % 15);
     EXPECT_TRUE(contains(reason(faint), "too faint against the noise")) << reason(faint);
+    Image bar = make_image(100, 100, 1, 8, "test");
+    for (std::int32_t y = 0; y < 100; ++y)
+        for (std::int32_t x = 0; x < 100; ++x)
+            bar.row(y)[x] = y >= 20 && y < 70 && x >= 42 && x < 50 ? 30 : 210;
+    EXPECT_TRUE(contains(reason(bar), "outlines, none of them oval")) << reason(bar);
 }
 
 TEST_F(Ellipses, ABoardIsOrderedAndNamesItsMissingPlaces)
