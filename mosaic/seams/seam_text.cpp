@@ -141,7 +141,8 @@ std::string text_of_seams(const SeamMap& seams)
     LetterWriter writer;
     for (std::int64_t y = 0; y < seams.height(); ++y) {
         const auto row = seams.runs(y);
-        if (y > 0 && std::ranges::equal(row, seams.runs(y - 1))) {
+        const auto above = seams.runs(y > 0 ? y - 1 : 0);
+        if (y > 0 && std::equal(row.begin(), row.end(), above.begin(), above.end())) {
             writer.add_number(0);
             continue;
         }
