@@ -38,10 +38,9 @@ private:
     Pair pair_;
 };
 
-bool touches(const Overlap& overlap, Pair pair)
+bool touches(const Overlap& overlap, std::size_t picture)
 {
-    return overlap.first == pair[0] || overlap.first == pair[1] || overlap.second == pair[0] ||
-           overlap.second == pair[1];
+    return overlap.first == picture || overlap.second == picture;
 }
 
 enum class Match { Fits, Differs, ShowsNothing };
@@ -65,6 +64,7 @@ Match compare(const PictureSource& source, const Overlap& overlap)
     return fit.correlation > kSame && far < kNear ? Match::Fits : Match::Differs;
 }
 
+// Nothing may differ, and either of the two must fit somewhere: a picture that shows nothing fits nowhere.
 bool fit_exchanged(const PictureSource& source, const std::vector<Overlap>& overlaps, Pair pair)
 {
     const auto [i, j] = pair;
@@ -73,16 +73,18 @@ bool fit_exchanged(const PictureSource& source, const std::vector<Overlap>& over
     std::swap(layout.pictures[i].has_mask, layout.pictures[j].has_mask);
     std::swap(corrections.gains[i], corrections.gains[j]);
     SwappedReader reader(source.reader, pair);
-    std::size_t fitting = 0;
+    bool fits_first = false;
+    bool fits_second = false;
     for (const Overlap& overlap : overlaps) {
-        if (!touches(overlap, pair))
+        if (!touches(overlap, i) && !touches(overlap, j))
             continue;
         const Match match = compare({layout, corrections, reader}, overlap);
         if (match == Match::Differs)
             return false;
-        fitting += match == Match::Fits ? 1 : 0;
+        fits_first = fits_first || (match == Match::Fits && touches(overlap, i));
+        fits_second = fits_second || (match == Match::Fits && touches(overlap, j));
     }
-    return fitting > 0;
+    return fits_first && fits_second;
 }
 
 // Pictures of which no overlap fits, and one at least is wrong.

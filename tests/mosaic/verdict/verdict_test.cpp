@@ -100,6 +100,28 @@ TEST(Verdict, NamesTwoPicturesAtEachOthersPlacesAndNobodyElse)
     }
 }
 
+// Of a facade whose windows repeat, its neighbour would fit in its place, too.
+TEST(Verdict, NamesAnEmptyPictureAloneAmongThingsThatRepeat)
+{
+    Scene scene = make_scene(900, 200, {.texture = 0.05, .contrast = 0.05, .edges = 0});
+    for (std::int64_t y = 0; y < scene.height; ++y)
+        for (std::int64_t x = 0; x < scene.width; ++x)
+            for (int c = 0; c < scene.channels; ++c)
+                scene.at(x, y, c) *= x % 38 > 12 && y % 29 > 9 ? 0.5f : 1.f;
+    for (const std::uint16_t level : {std::uint16_t{0}, std::uint16_t{255}}) {
+        VerdictCase made{"facade", "empty", std::make_shared<MemoryReader>(900, 200), {}, 0, 0, {}};
+        for (std::int64_t i = 0; i < 4; ++i) {
+            MemoryPicture picture = take_picture(scene, {.rect = {190 * i, 0, 290, 200}, .noise = 1});
+            if (i == 2)
+                std::fill(picture.samples.begin(), picture.samples.end(), level);
+            made.reader->add(190 * i, 0, std::move(picture));
+        }
+        const Verdict verdict = judge_case(made);
+        EXPECT_EQ(verdict.word, Word::Bad);
+        EXPECT_EQ(verdict.misfits, std::vector<std::size_t>{2}) << told(made, verdict);
+    }
+}
+
 TEST(Verdict, OfAFlatSceneHasNoDisplacements)
 {
     for (const OverlapVerdict& overlap : judge_case(make_verdict_case("fog", "shift3", 2)).overlaps)
