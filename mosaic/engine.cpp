@@ -21,7 +21,7 @@ constexpr std::int32_t kMostThreads = 1024;
 // Of the canvas on one processor, as measured: with all that is measured before, and whole masks in the library's
 // blenders.
 constexpr double kPixelsPerSecond = 35e6;
-constexpr double kWholePixelsPerSecond = 20e6;
+constexpr double kWholePixelsPerSecond = 40e6;
 
 template <std::size_t N>
 void require_zeros(const std::int32_t (&reserved)[N], const char* record)
