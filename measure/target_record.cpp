@@ -38,12 +38,13 @@ constexpr double kHalfBulge = 0.025;
 constexpr double kHalfBulgePixels = 0.03;
 // Edge spread by the semi-minor axis at which the blur has taken every shape's own form.
 constexpr double kFormless = 0.6;
+constexpr double kFormChance = 0.7; // deviations of either
 // Point samples know an outline to half a pixel only. They show as an edge without blur, and are allowed more.
 constexpr double kAliasedBlur = 0.3;
 constexpr double kAliasedMisfit = 0.15;
 constexpr double kAliasedPixels = 0.1;
-constexpr double kBulgeChance = 3; // deviations that noise may make of it
-constexpr double kFitElements = 5; // of an outline: what noise makes of stretches the fit takes so many of away
+constexpr double kBulgeChance = 2.5; // deviations that noise may make of it
+constexpr double kFitElements = 5;   // of an outline: what noise makes of stretches the fit takes so many of away
 // Noise makes the measured difference of the axes longer than it is, the more the rounder the outline. This many
 // variances less than its square is right to a twentieth of a deviation, except for circles, whose axes differ by half
 // of one instead of by one.
@@ -269,6 +270,15 @@ void write_ellipse(const Measurement& m, double variance, PanovalMeasureTarget& 
     target.ellipse.semi_minor = outline.mean - skew;
 }
 
+// What a sum of `freedom` squares of normal numbers may come to: its cube root is nearly normal (Wilson and Hilferty,
+// 1931), while few squares' sum is far from it.
+double largest_by_chance(double freedom) noexcept
+{
+    const double variance = 2 / (9 * freedom);
+    const double root = 1 - variance + kBulgeChance * std::sqrt(variance);
+    return freedom * root * root * root;
+}
+
 } // namespace
 
 double quality_of(const PanovalMeasureTarget& target, const Bulges& bulges, double noise) noexcept
@@ -281,15 +291,17 @@ double quality_of(const PanovalMeasureTarget& target, const Bulges& bulges, doub
     const double aliased = std::max(0.0, 1 - target.blur / kAliasedBlur);
     const double half_misfit = (kHalfMisfit + kAliasedMisfit * aliased) * contrast;
     const double freedom = std::max(1.0, bulges.count - kFitElements);
-    const double chance = (freedom + kBulgeChance * std::sqrt(2 * freedom)) / std::max(1.0, bulges.count);
+    const double chance = largest_by_chance(freedom) / std::max(1.0, bulges.count);
     const double bulge = std::max(0.0, bulges.square - chance * variance * bulges.noise_gain);
     const double half_bulge = kHalfBulge * target.ellipse.semi_minor + kHalfBulgePixels + kAliasedPixels * aliased;
     const double round = std::clamp((target.edge_share - kLeastShare) / (kFullShare - kLeastShare), 0.0, 1.0);
     const double local = target.noise / std::sqrt(std::max(1.0, target.chi_square)); // beside the edge
     const double clear = contrast / (contrast + kHalfClear * std::max({local, noise, bulges.least_clear}));
     const double even = 1 / (1 + misfit / (half_misfit * half_misfit) + bulge / (half_bulge * half_bulge));
-    const double spread_by_axis_square =
-        (target.blur * target.blur + 1.0 / 12) / (target.ellipse.semi_minor * target.ellipse.semi_minor);
+    // Noise makes small targets smaller and their blur larger at once: what may be chance is not held against them.
+    const double blur = std::max(0.0, target.blur - kFormChance * target.sigma_blur);
+    const double axis = target.ellipse.semi_minor + kFormChance * target.sigma_minor;
+    const double spread_by_axis_square = (blur * blur + 1.0 / 12) / (axis * axis);
     const double form = spread_by_axis_square / (kFormless * kFormless);
     return round * clear * even / (1 + form * form);
 }

@@ -244,6 +244,26 @@ TEST(Detect, FindsNearlyAllTargetsAndNearlyNothingElse)
     EXPECT_LE(score.wrong, 0.005 * score.records) << score.records;
 }
 
+// Contrast of eight deviations: noise bends the outlines of such dots, and blurs them.
+TEST(Detect, FindsDotsOfThreePixelsOnADenseBoard)
+{
+    constexpr int kSide = 30;
+    Random random(12);
+    Score score;
+    for (const double step : {10.0, 14.0}) {
+        TargetScene scene{.shapes = {}, .targets = {}, .noise = 5};
+        scene.width = scene.height = static_cast<std::int32_t>(step) * kSide + 20;
+        scene.background = 190;
+        scene.blur = 0.7;
+        for (int n = 0; n < kSide * kSide; ++n)
+            add_target(scene, 15 + step * (n % kSide) + random.real(-0.3, 0.3),
+                       15 + step * (n / kSide) + random.real(-0.3, 0.3), 3, 3, 0, 150, 190);
+        score.add(scene);
+    }
+    EXPECT_GE(score.found, 0.995 * score.targets);
+    EXPECT_LE(score.wrong, 0.005 * score.records);
+}
+
 TEST(Detect, FindsNothingWhereNothingIs)
 {
     const std::vector<std::uint8_t> flat(90 * 70, 77);

@@ -292,7 +292,7 @@ TEST(Refine, BearsGrainThatFlattensOutlines)
             sample = random.unit();
         return samples;
     };
-    for (int n = 0; n < 40; ++n) { // one outline of them ends as a line
+    for (int n = 0; n < 60; ++n) { // one outline of them becomes a line
         const std::vector<double> raw = random_samples();
         std::vector<float> grain(kSide * kSide);
         for (int i = 0; i < kSide * kSide; ++i) {
