@@ -20,12 +20,12 @@ constexpr std::int32_t kDear = 96 * kCostUnit; // least cost of the cells of a p
 constexpr float kClearRatio = 36;              // of the cells that are compared: six times what is usual
 constexpr std::size_t kFewestSamples = 6;
 constexpr std::size_t kMostSamples = 256;
-constexpr std::size_t kMostPlaces = 12; // of an overlap, the largest ones
-constexpr float kAlike = 0.25f;         // of the squared difference of the pictures at the places
-constexpr std::int64_t kSearch = 1;     // cells that two places' offset is tried around
-constexpr std::int64_t kBoxSlack = 3;   // cells that two views of a thing may differ in width or height
-
-constexpr float kClearPart = 0.125f; // of the mean ratio of a place, what belongs to the thing
+constexpr std::size_t kMostCells = 1 << 16; // of a place, so that it takes little memory; a larger one is no thing
+constexpr std::size_t kMostPlaces = 12;     // of an overlap, the largest ones
+constexpr float kAlike = 0.25f;             // of the squared difference of the pictures at the places
+constexpr std::int64_t kSearch = 1;         // cells that two places' offset is tried around
+constexpr std::int64_t kBoxSlack = 3;       // cells that two views of a thing may differ in width or height
+constexpr float kClearPart = 0.125f;        // of the mean ratio of a place, what belongs to the thing
 
 struct Cell {
     std::int64_t x; // columns may lie beyond the grid's last one
@@ -37,6 +37,7 @@ struct Place {
     std::int32_t cost = 0;  // of that
     Rect box;               // of the samples
     std::vector<Cell> samples;
+    std::size_t size = 0; // how many they were at first
     float difference = 0; // mean ratio of the samples
 };
 
@@ -63,18 +64,24 @@ public:
     }
 
 private:
+    // The largest ones in descending order.
     std::vector<Place> find_places()
     {
+        const auto is_larger = [](const Place& a, const Place& b) { return a.size > b.size; };
         std::vector<Place> places;
-        for (std::size_t i = 0; i < cell_costs_.size(); ++i)
-            if (is_seen_[i] == 0 && cell_costs_[i] >= kDear)
-                if (Place place = place_around(i); place.samples.size() >= kFewestSamples)
-                    places.push_back(std::move(place));
-        std::stable_sort(places.begin(), places.end(),
-                         [](const Place& a, const Place& b) { return a.samples.size() > b.samples.size(); });
-        places.resize(std::min(places.size(), kMostPlaces));
-        for (Place& place : places)
+        for (std::size_t i = 0; i < cell_costs_.size(); ++i) {
+            if (is_seen_[i] != 0 || cell_costs_[i] < kDear)
+                continue;
+            Place place = place_around(i);
+            if (place.size < kFewestSamples || place.size > kMostCells)
+                continue;
+            const auto at = std::upper_bound(places.begin(), places.end(), place, is_larger);
+            if (at == places.begin() + static_cast<std::ptrdiff_t>(kMostPlaces))
+                continue;
             refine(place);
+            places.insert(at, std::move(place));
+            places.resize(std::min(places.size(), kMostPlaces));
+        }
         return places;
     }
 
@@ -104,6 +111,7 @@ private:
                 }
             }
         }
+        place.size = place.samples.size();
         return place;
     }
 
@@ -118,9 +126,8 @@ private:
         for (std::int64_t y = large.y * factor_; y < bottom; ++y)
             for (std::int64_t x = left; x < right; ++x) {
                 const Cell cell{x + turn * fine.columns(), y};
-                if (compare(cell, cell).value_or(0) < kClearRatio)
-                    continue;
-                place.samples.push_back(cell);
+                if (place.samples.size() <= kMostCells && compare(cell, cell).value_or(0) >= kClearRatio)
+                    place.samples.push_back(cell);
             }
     }
 
