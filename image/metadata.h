@@ -13,7 +13,11 @@ namespace panoval::image
 struct Rational {
     std::uint32_t numerator = 0;
     std::uint32_t denominator = 1;
-    friend bool operator==(const Rational&, const Rational&) = default;
+    // By value: formats reduce fractions, or write them over powers of ten.
+    friend bool operator==(const Rational& a, const Rational& b)
+    {
+        return std::uint64_t{a.numerator} * b.denominator == std::uint64_t{b.numerator} * a.denominator;
+    }
 };
 
 // Of a camera and a shot. What is empty is not known.

@@ -59,7 +59,7 @@ std::optional<Rational> rational_of(const ParsedJson& json)
         return std::nullopt;
     const auto numerator = number_of(json[0]);
     const auto denominator = number_of(json[1]);
-    if (!numerator || !denominator)
+    if (!numerator || denominator.value_or(0) == 0)
         return std::nullopt;
     return Rational{*numerator, *denominator};
 }

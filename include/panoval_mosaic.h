@@ -7,7 +7,8 @@
  *
  *   the mosaic          panoval_mosaic_create, _destroy, _error, panoval_mosaic_version
  *   what it is made of  panoval_mosaic_set_options, _set_host, _add_picture
- *   the plan            panoval_mosaic_layout, _picture, _overlap, _estimate, _save_plan, _load_plan
+ *   the plan            panoval_mosaic_layout, _picture, _overlap, _estimate, _needs, _reach, _save_plan,
+ *                       _load_plan
  *   measuring           panoval_mosaic_measure, _gains, _set_gains, _statistics, _set_statistics, _seam_row,
  *                       _set_seam_rows, _verdict
  *   pixels              panoval_mosaic_tile, _blend, _run, _counts
@@ -336,6 +337,33 @@ PANOVAL_MOSAIC_API int32_t panoval_mosaic_overlap(PanovalMosaic* mosaic, int64_t
  * estimate  out
  */
 PANOVAL_MOSAIC_API int32_t panoval_mosaic_estimate(PanovalMosaic* mosaic, PanovalMosaicEstimate* estimate);
+
+/** What a panorama needs at least. */
+typedef struct PanovalMosaicNeeds {
+    uint64_t least_memory;          /**< the least budget for measuring, and for a run that gives whole rows */
+    uint64_t least_memory_of_tiles; /**< the least budget for measuring, and for a run that gives tiles */
+    uint64_t seam_memory;           /**< bytes of both for the seams of the whole canvas, a guess, rather too large; 0
+                                         where there are none */
+    uint64_t reserved;              /**< zero */
+} PanovalMosaicNeeds;
+
+/**
+ * Tells what a panorama needs at least, also where the budget is too small for anything else. Reads no pixels, and
+ * does not fix the pictures.
+ *
+ * mosaic  with one picture at least
+ * needs   out
+ */
+PANOVAL_MOSAIC_API int32_t panoval_mosaic_needs(PanovalMosaic* mosaic, PanovalMosaicNeeds* needs);
+
+/**
+ * How far beyond a tile its pixels may depend on pictures and seams.
+ *
+ * bands  as in the layout: 0 with feather, at most PANOVAL_MOSAIC_MOST_BANDS
+ *
+ * Returns pixels: 5 (2^bands - 1).
+ */
+PANOVAL_MOSAIC_API int64_t panoval_mosaic_reach(int32_t bands);
 
 /**
  * Gives the plan as JSON text: options, pictures, tiles, and what has been measured or set so far:

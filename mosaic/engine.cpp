@@ -125,10 +125,9 @@ std::size_t Engine::threads() const
     return std::max<std::size_t>(1, std::thread::hardware_concurrency());
 }
 
-void Engine::fix()
+// The tiles are still to be chosen.
+void Engine::make_plan()
 {
-    if (is_fixed())
-        return;
     Plan plan;
     plan.settings = settings_of(options_);
     plan.layout = make_layout(pictures_, plan.settings.wrap);
@@ -140,7 +139,15 @@ void Engine::fix()
     plan.output_bits = plan.settings.output_bits != 0 ? plan.settings.output_bits : plan.layout.bits;
     if (plan.settings.gains == GainChoice::Off)
         plan.gains = Gains{Corrections::none(plan.layout), false, {}};
+    seam_reserve_ = plan.settings.has_seams() ? guess_seam_bytes(plan.layout) : 0;
     plan_ = std::move(plan);
+}
+
+void Engine::fix()
+{
+    if (is_fixed())
+        return;
+    make_plan();
     try {
         plan_->grid = grid_for(Delivery::Tiles, plan_->settings.tile_size);
     } catch (...) {
@@ -214,7 +221,7 @@ MemoryNeeds Engine::needs() const
                static_cast<std::uint64_t>(std::min(reach.height, plan.layout.height));
     };
     if (plan.seams)
-        needs.seam_bytes = plan.seams->bytes();
+        needs.seam_bytes = std::max(plan.seams->bytes(), seam_reserve_);
     else if (plan.settings.has_seams())
         needs.seam_bytes = guess_seam_bytes(plan.layout);
     return needs;
@@ -244,8 +251,7 @@ PanovalMosaicEstimate Engine::estimate()
     const bool fits = picture_bytes <= all.store_bytes;
     PanovalMosaicEstimate estimate{};
     estimate.memory = all.all() - all.store_bytes + std::min(all.store_bytes, picture_bytes);
-    estimate.least_memory =
-        std::max(least_memory(asked, Delivery::Rows, plan_->settings.tile_size), least_seam_budget());
+    estimate.least_memory = least_budget(Delivery::Rows);
     estimate.scratch_file = has_sequential && !fits ? picture_bytes : 0;
     estimate.picture_bytes = picture_bytes;
     const double pixels = static_cast<double>(layout.width) * static_cast<double>(layout.height);
@@ -255,6 +261,44 @@ PanovalMosaicEstimate Engine::estimate()
     estimate.seconds = pixels / (plan_->settings.has_seams() ? kPixelsPerSecond : kWholePixelsPerSecond);
     estimate.threads = static_cast<std::int32_t>(all.threads);
     return estimate;
+}
+
+// With it everything is possible, and with a byte less something is not. Whole rows may come from other tiles than the
+// plan's; the tiles of a plan that was loaded are what they are.
+std::uint64_t Engine::least_budget(Delivery delivery) const
+{
+    const MemoryNeeds asked = needs();
+    const bool has_tiles = pictures_.empty();
+    const auto least = [&](Delivery wanted) {
+        return has_tiles ? least_memory(asked, plan_->grid, wanted)
+                         : least_memory(asked, wanted, plan_->settings.tile_size);
+    };
+    std::uint64_t bytes = least_seam_budget();
+    if (!has_tiles || delivery == Delivery::Tiles)
+        bytes = std::max(bytes, least(Delivery::Tiles));
+    if (delivery == Delivery::Rows)
+        bytes = std::max(bytes, std::min(least(Delivery::Rows), least_memory(asked, Delivery::Rows, 0)));
+    return bytes;
+}
+
+PanovalMosaicNeeds Engine::least_needs()
+{
+    const bool was_fixed = is_fixed();
+    if (!was_fixed)
+        make_plan();
+    PanovalMosaicNeeds told{};
+    try {
+        told.least_memory = least_budget(Delivery::Rows);
+        told.least_memory_of_tiles = least_budget(Delivery::Tiles);
+        told.seam_memory = plan_->settings.has_seams() ? guess_seam_bytes(plan_->layout) : 0;
+    } catch (...) {
+        if (!was_fixed)
+            plan_.reset();
+        throw;
+    }
+    if (!was_fixed)
+        plan_.reset();
+    return told;
 }
 
 Engine::Work& Engine::work()

@@ -32,6 +32,7 @@ public:
     const Plan& plan();
     const std::vector<Overlap>& overlaps();
     PanovalMosaicEstimate estimate();
+    PanovalMosaicNeeds least_needs(); // whatever the budget is
     void load_plan(const char* text, std::size_t size);
 
     void measure(int parts);
@@ -62,12 +63,14 @@ private:
     };
 
     bool is_fixed() const { return plan_.has_value(); }
+    void make_plan();
     void fix();
     std::uint64_t memory() const;
     std::size_t threads() const;
     TileGrid grid_for(Delivery least_delivery, std::int64_t tile_size) const;
     std::uint64_t seam_memory() const;
     std::uint64_t least_seam_budget() const;
+    std::uint64_t least_budget(Delivery delivery) const;
     MemoryNeeds needs() const;
     std::uint64_t blending_store() const;
     Work& work();
@@ -85,6 +88,7 @@ private:
     std::optional<PanovalMosaicHost> host_;
     std::vector<PlacementWish> pictures_; // until the plan is made
     std::optional<Plan> plan_;
+    std::uint64_t seam_reserve_ = 0; // bytes that seams have been promised before they were known
     std::vector<Overlap> overlaps_;
     std::optional<SeamMap> coming_seams_; // rows that the host has set so far
     std::optional<Verdict> verdict_;

@@ -33,7 +33,7 @@ static_assert(sizeof(PanovalMosaicOptions) == 96 && offsetof(PanovalMosaicOption
 static_assert(sizeof(PanovalMosaicPicture) == 72 && offsetof(PanovalMosaicPicture, name) == 64);
 static_assert(sizeof(PanovalMosaicRect) == 32 && sizeof(PanovalMosaicLayout) == 104);
 static_assert(sizeof(PanovalMosaicOverlap) == 80 && sizeof(PanovalMosaicEstimate) == 64);
-static_assert(sizeof(PanovalMosaicCounts) == 32);
+static_assert(sizeof(PanovalMosaicCounts) == 32 && sizeof(PanovalMosaicNeeds) == 32);
 static_assert(sizeof(PanovalMosaicRatio) == 24 && sizeof(PanovalMosaicStatistics) == 184);
 static_assert(static_cast<int>(OverlapStatistics::Says::SecondBlank) == PANOVAL_MOSAIC_SAYS_SECOND_BLANK);
 static_assert(static_cast<int>(Failure::Internal) == PANOVAL_MOSAIC_INTERNAL);
@@ -306,6 +306,19 @@ PANOVAL_MOSAIC_API int32_t panoval_mosaic_estimate(PanovalMosaic* mosaic, Panova
         require(estimate, "estimate");
         *estimate = mosaic->engine.estimate();
     });
+}
+
+PANOVAL_MOSAIC_API int32_t panoval_mosaic_needs(PanovalMosaic* mosaic, PanovalMosaicNeeds* needs)
+{
+    return guarded(mosaic, [&] {
+        require(needs, "needs");
+        *needs = mosaic->engine.least_needs();
+    });
+}
+
+PANOVAL_MOSAIC_API int64_t panoval_mosaic_reach(int32_t bands)
+{
+    return panoval::mosaic::farthest_reach(std::clamp(bands, 0, PANOVAL_MOSAIC_MOST_BANDS));
 }
 
 PANOVAL_MOSAIC_API int32_t panoval_mosaic_save_plan(PanovalMosaic* mosaic, const char** text, size_t* size)

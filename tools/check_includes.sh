@@ -4,6 +4,19 @@
 set -eu
 cd "$(dirname "$0")/.."
 
+headers='panoval.h panoval_mosaic.h panoval_measure.h libmath/libmath.h'
+
+# For the tests and benches of a folder.
+tried() {
+    echo "$1" "$(allowed "$1")" tests/reference tests/support "$headers"
+    case $1 in
+    measure) echo tests/scenes ;;
+    mosaic/base) echo mosaic/seams tests/mosaic ;;
+    mosaic/verdict) echo mosaic/gains tests/mosaic ;;
+    mosaic | mosaic/*) echo tests/mosaic ;;
+    esac
+}
+
 allowed() {
     case $1 in
     core | libmath) ;;
@@ -29,23 +42,45 @@ allowed() {
     cli/reference) echo cli/base ;;
     cli) echo cli/base cli/stitch cli/pyramid cli/ellipses cli/filters cli/reference image ;;
     tools) echo cli/base image panoval.h ;;
+
+    # What tries a folder knows what the folder knows, and callers' headers.
+    tests/support | tests/scenes) echo image tests/support panoval.h ;;
+    tests/reference)
+        echo core blend detect measure mosaic/base mosaic/pictures mosaic/gains mosaic/seams mosaic/verdict
+        echo tests/mosaic panoval.h libmath/libmath.h
+        ;;
+    tests/tools) echo tools image tests/cli tests/support ;;
+    tests/bits) echo mosaic/seams tests/mosaic tests/support "$headers" ;;
+    tests/guards | tests/heap | tests/install | tests/interface) echo tests/scenes tests/support "$headers" ;;
+    tests/elementary) echo core ;;
+    tests/cli) echo cli/base image tests/support ;;
+    tests/cli/*) echo "${1#tests/}" "$(allowed "${1#tests/}")" tests/cli tests/support ;;
+    tests/*) tried "${1#tests/}" ;;
+    bench/hosts | bench/support) echo "$headers" ;;
+    bench/accuracy) echo tests/scenes tests/support "$headers" ;;
+    bench/whole_program) echo cli/base image "$headers" ;;
+    bench/*) echo "$(tried "${1#bench/}")" bench/support ;;
+    fuzz) echo cli/stitch image tests/reference tests/support "$headers" ;;
+    examples) echo "$headers" ;;
     esac
     [ "$1" != core ] || echo panoval.h
 }
 
-# The sources of a folder; the rooms of the engine and of the program are folders of their own.
+# The folders that hold tests, benches, fuzz targets and examples themselves.
+users() {
+    find tests bench fuzz examples -name '*.cpp' -o -name '*.c' -o -name '*.h' | sed 's|/[^/]*$||' | sort -u |
+        grep -vE '^(tests/install/|fuzz/corpus)'
+}
+
+# The sources that stand in a folder itself; rooms within it are folders of their own.
 sources() {
-    if [ "$1" = cli ] || [ "$1" = mosaic ]; then
-        find "$1" -maxdepth 1 -name '*.cpp' -o -maxdepth 1 -name '*.h'
-    else
-        find "$1" -name '*.cpp' -o -name '*.h'
-    fi
+    find "$1" -maxdepth 1 -name '*.cpp' -o -maxdepth 1 -name '*.c' -o -maxdepth 1 -name '*.h'
 }
 
 status=0
 for folder in core io filter exposure blend inpaint detect libmath mosaic/base mosaic/pictures mosaic/gains \
     mosaic/seams mosaic/tiles mosaic/verdict mosaic measure image cli/base cli/stitch cli/pyramid cli/ellipses \
-    cli/filters cli/reference cli tools; do
+    cli/filters cli/reference cli tools $(users); do
     [ -d "$folder" ] || continue
     pattern="^($folder/[^/]*"
     for other in $(allowed "$folder"); do

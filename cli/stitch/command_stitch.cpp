@@ -21,7 +21,8 @@ namespace
 
 const char* const kExplanation =
     "INPUT is one of\n"
-    "  FILE@X,Y        a picture and the place of its top-left corner in pixels; x grows to the right, y downward\n"
+    "  FILE@X,Y        a picture and the place of its top-left corner in pixels; x grows to the right, y downward;\n"
+    "                  fractions of pixels are rounded\n"
     "  FILE@X,Y:MASK   the same with a grey picture of its size as mask: 0 is not covered, anything else is\n"
     "  FILE            a TIFF file that carries its place (XPosition, YPosition and resolution), or a PNG file with "
     "an\n"
@@ -84,6 +85,9 @@ const char* const kExplanation =
 
 void check(const StitchOptions& options)
 {
+    if (options.memory < PANOVAL_MOSAIC_LEAST_MEMORY)
+        fail_usage(concat("found --memory ", options.memory, "; expected ", PANOVAL_MOSAIC_LEAST_MEMORY,
+                          " bytes (1M) or more"));
     if (options.bands != 0 && options.feathers())
         fail_usage("found --bands with --blend feather; expected it with multiband alone");
     if (options.wraps && (options.seams == "none" || options.feathers()))

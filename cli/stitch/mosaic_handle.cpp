@@ -4,10 +4,8 @@
 #include "cli/base/errors.h"
 
 #include <algorithm>
-#include <charconv>
 #include <new>
 #include <stdexcept>
-#include <string_view>
 
 namespace panoval::cli
 {
@@ -26,17 +24,16 @@ std::string MosaicHandle::error() const
     return text;
 }
 
-// The engine names the least budget of its own.
-std::string MosaicHandle::budget_error() const
+void MosaicHandle::set_memory(std::uint64_t bytes, std::uint64_t beside, bool gives_tiles)
 {
-    std::string text = error();
-    const std::string_view expected = "expected ";
-    const std::size_t at = text.rfind(expected);
-    std::uint64_t least = 0;
-    if (at == std::string::npos ||
-        std::from_chars(text.data() + at + expected.size(), text.data() + text.size(), least).ec != std::errc())
-        return text;
-    return concat(text, ", as --memory ", with_beside(least), " leaves it");
+    memory_ = bytes;
+    beside_ = beside;
+    gives_tiles_ = gives_tiles;
+}
+
+std::uint64_t MosaicHandle::engine_memory() const
+{
+    return std::max(memory_ - std::min(beside_, memory_ / 2), PANOVAL_MOSAIC_LEAST_MEMORY);
 }
 
 std::uint64_t MosaicHandle::with_beside(std::uint64_t engine_memory) const
@@ -44,9 +41,24 @@ std::uint64_t MosaicHandle::with_beside(std::uint64_t engine_memory) const
     return engine_memory + std::min(beside_, engine_memory - 1);
 }
 
+PanovalMosaicNeeds MosaicHandle::needs() const
+{
+    PanovalMosaicNeeds needs{};
+    check(panoval_mosaic_needs(mosaic_, &needs));
+    return needs;
+}
+
+std::uint64_t MosaicHandle::least_memory() const
+{
+    PanovalMosaicNeeds needs{};
+    if (panoval_mosaic_needs(mosaic_, &needs) != PANOVAL_MOSAIC_OK)
+        throw std::bad_alloc();
+    return gives_tiles_ ? needs.least_memory_of_tiles : needs.least_memory;
+}
+
 bool MosaicHandle::fits(std::int32_t code) const
 {
-    if (code == PANOVAL_MOSAIC_MEMORY && error().find("budget") == std::string::npos) // no advice would help
+    if (code == PANOVAL_MOSAIC_MEMORY && least_memory() <= engine_memory()) // no advice would help
         throw std::bad_alloc();
     return code == PANOVAL_MOSAIC_OK;
 }
@@ -58,7 +70,9 @@ void MosaicHandle::check(std::int32_t code) const
         return;
     case PANOVAL_MOSAIC_MEMORY:
         (void)fits(code);
-        throw Failure(Fault::Memory, budget_error());
+        throw Failure(Fault::Memory,
+                      concat("found a budget of ", memory_, " bytes; expected --memory ", with_beside(least_memory()),
+                             " or more for a tile of this panorama, its pictures' rows and its seams"));
     case PANOVAL_MOSAIC_ARGUMENT:
     case PANOVAL_MOSAIC_PICTURE:
     case PANOVAL_MOSAIC_PLAN:

@@ -26,19 +26,24 @@ public:
     // Whether nothing went wrong. An exhausted heap, of which a budget that is too small has the same code, is thrown.
     bool fits(std::int32_t code) const;
 
-    // What the program needs besides the engine; the texts of budgets that are too small then say what to ask for.
-    void set_beside(std::uint64_t bytes) { beside_ = bytes; }
-    // The least --memory of which so much is left for the engine: what is beside takes half of it at most.
+    // The program's budget, and what of it is beside the engine: half of it at most, and not what the engine needs
+    // to begin at all. gives_tiles: whole rows are not wanted.
+    void set_memory(std::uint64_t bytes, std::uint64_t beside, bool gives_tiles);
+    std::uint64_t engine_memory() const;
+    // The least --memory of which so much is left for the engine.
     std::uint64_t with_beside(std::uint64_t engine_memory) const;
+    PanovalMosaicNeeds needs() const;
 
     PanovalMosaicLayout layout() const;
 
 private:
     std::string error() const;
-    std::string budget_error() const;
+    std::uint64_t least_memory() const; // of the engine
 
     PanovalMosaic* mosaic_ = nullptr;
-    std::uint64_t beside_ = 0; // bytes
+    std::uint64_t memory_ = PANOVAL_MOSAIC_DEFAULT_MEMORY; // bytes
+    std::uint64_t beside_ = 0;                             // bytes
+    bool gives_tiles_ = false;
 };
 
 } // namespace panoval::cli

@@ -30,10 +30,6 @@ const char* const kExpectedPlan = "a plan that panoval stitch --plan-only of thi
 constexpr std::int32_t kTileSides[] = {4096, 2048, 1024, 512, 256};
 constexpr std::int64_t kManyTiles = 64;
 
-// What the engine keeps of seams.
-constexpr std::uint64_t kSeamRunBytes = 8;
-constexpr std::uint64_t kSeamRowBytes = 16;
-
 std::int32_t threads_of(const StitchOptions& options)
 {
     return options.threads > 0 ? options.threads
@@ -67,21 +63,10 @@ void PanoramaJob::read_inputs()
     if (!options.layout.empty())
         inputs = read_layout(options.layout, notes);
     for (const std::string& argument : options.inputs)
-        inputs.push_back(parse_placed_input(argument));
+        inputs.push_back(parse_placed_input(argument, notes));
     plan = plan_panorama(inputs, options.is_dry_run);
     if (feathers())
         frame_inner_sides(plan);
-}
-
-std::uint64_t PanoramaJob::seam_bytes() const
-{
-    if (!has_seams())
-        return 0;
-    // A picture has two ends in each of its rows, and seams wind.
-    std::uint64_t runs = 0;
-    for (const PlacedLayer& layer : plan.layers)
-        runs += 4 * static_cast<std::uint64_t>(layer.info.height);
-    return runs * kSeamRunBytes + static_cast<std::uint64_t>(plan.height) * kSeamRowBytes;
 }
 
 bool PanoramaJob::counts_tasks() const
@@ -98,13 +83,16 @@ std::uint64_t PanoramaJob::decoding_bytes() const
     return largest * std::min<std::uint64_t>(static_cast<std::uint64_t>(threads_of(options)), plan.layers.size());
 }
 
+void PanoramaJob::share_memory()
+{
+    const bool gives_tiles = options.is_plan_only || !options.tiles.empty() || image::is_store_name(options.output);
+    mosaic.set_memory(options.memory, decoding_bytes(), gives_tiles);
+}
+
 PanovalMosaicOptions PanoramaJob::engine_options() const
 {
     PanovalMosaicOptions engine{};
-    const std::uint64_t whole = options.memory != 0 ? options.memory : PANOVAL_MOSAIC_DEFAULT_MEMORY;
-    engine.memory = std::max(whole - std::min(decoding_bytes(), whole / 2), PANOVAL_MOSAIC_LEAST_MEMORY);
-    if (counts_tasks())
-        engine.memory += seam_bytes();
+    engine.memory = mosaic.engine_memory();
     engine.threads = options.threads;
     engine.wrap = !options.wraps ? 0 : options.wrap != 0 ? options.wrap : plan.width;
     engine.bands = options.bands;
@@ -143,7 +131,8 @@ std::int32_t PanoramaJob::set_up(const MosaicHandle& made, const PanovalMosaicOp
 std::int32_t PanoramaJob::choose_tile_size(PanovalMosaicOptions engine) const
 {
     for (const std::int32_t side : kTileSides) {
-        const MosaicHandle tried;
+        MosaicHandle tried;
+        tried.set_memory(engine.memory, 0, true);
         engine.tile_size = side;
         PanovalMosaicLayout told{};
         PanovalMosaicEstimate estimate{};
@@ -158,8 +147,13 @@ std::int32_t PanoramaJob::choose_tile_size(PanovalMosaicOptions engine) const
 
 void PanoramaJob::add_pictures()
 {
-    mosaic.set_beside(decoding_bytes());
+    share_memory();
     PanovalMosaicOptions engine = engine_options();
+    if (counts_tasks()) {
+        const MosaicHandle asked;
+        asked.check(set_up(asked, engine));
+        engine.memory += asked.needs().seam_memory;
+    }
     if (engine.tile_size == 0 && (options.is_plan_only || image::is_store_name(options.output)))
         engine.tile_size = choose_tile_size(engine);
     mosaic.check(set_up(mosaic, engine));
@@ -211,7 +205,7 @@ void PanoramaJob::load_plan()
                        concat("another place or kind of '", printable(plan.layers[i].name()), "' in its files"),
                        "what its canvas says");
     }
-    mosaic.set_beside(decoding_bytes());
+    share_memory();
     const PanovalMosaicOptions engine = engine_options(); // memory and threads of it count
     mosaic.check(panoval_mosaic_set_options(mosaic.get(), &engine));
 }
@@ -233,7 +227,7 @@ std::string PanoramaJob::with_seams(const std::string& text, const nlohmann::jso
         const OutputTiles tiles{part.value_or(PanovalMosaicRect{0, 0, canvas.width, canvas.height}), place.tile_width,
                                 place.tile_height};
         for (const std::int64_t tile : parse_tiles(options.tiles, tiles.count()))
-            selection.add(tiles.rect(tile), seam_reach(place.bands));
+            selection.add(tiles.rect(tile), panoval_mosaic_reach(place.bands));
     }
     const std::string seams_text = read_seam_file(place.file, place.grid, place.id, selection);
     return text.substr(0, text.rfind('}')) + ",\"seams\":\"" + seams_text + "\"}";

@@ -41,10 +41,6 @@ public:
     bool feathers() const { return blend == kFeather; }
     bool has_seams() const { return seams != "none" && !feathers(); }
 
-    // Memory for the seams of the whole canvas, about, while they are not known. The process that measures them has it;
-    // the task of a tile reads its part.
-    std::uint64_t seam_bytes() const;
-
     // Whether nothing is made but tasks are counted, whose budget holds no seams of the whole canvas.
     bool counts_tasks() const;
 
@@ -66,6 +62,7 @@ private:
     void load_plan();
     std::string with_seams(const std::string& text, const nlohmann::json& json) const;
     std::uint64_t decoding_bytes() const;
+    void share_memory();
     std::int32_t set_up(const MosaicHandle& made, const PanovalMosaicOptions& engine) const;
     std::int32_t choose_tile_size(PanovalMosaicOptions engine) const;
 };

@@ -28,24 +28,33 @@ constexpr std::size_t kLongestLayout = 64u << 20;
 
 const char* const kKeys[] = {"file", "x", "y", "mask", "keep", "exclude", "width", "height", "channels", "bits"};
 
-// A whole number at the start of the text, which it is cut off. Nothing when there is none, or too large a one.
-std::optional<std::int64_t> take_number(std::string_view& text)
+// A number of pixels at the start of the text, which it is cut off. Nothing when there is none, or too large a one.
+std::optional<double> take_number(std::string_view& text)
 {
     std::string_view digits = text;
     if (digits.size() > 1 && digits[0] == '+' && digits[1] != '-')
         digits.remove_prefix(1);
-    std::int64_t value = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    if (error != std::errc() || value < -kFarthest || value > kFarthest)
+    double value = 0;
+    const auto [end, error] =
+        std::from_chars(digits.data(), digits.data() + digits.size(), value, std::chars_format::fixed);
+    if (error != std::errc() || !(value >= -kFarthest && value <= kFarthest))
         return std::nullopt;
     text = digits.substr(static_cast<std::size_t>(end - digits.data()));
     return value;
 }
 
+// What an argument says, its place as it is written.
+struct PlacedArgument {
+    std::string file;
+    double x = 0;
+    double y = 0;
+    std::string mask;
+};
+
 // "X,Y" or "X,Y:MASK"
-std::optional<PlacedInput> parse_place(std::string_view place)
+std::optional<PlacedArgument> parse_place(std::string_view place)
 {
-    PlacedInput input;
+    PlacedArgument input;
     const auto x = take_number(place);
     if (!x || place.empty() || place[0] != ',')
         return std::nullopt;
@@ -53,18 +62,26 @@ std::optional<PlacedInput> parse_place(std::string_view place)
     const auto y = take_number(place);
     if (!y || (!place.empty() && (place[0] != ':' || place.size() == 1)))
         return std::nullopt;
-    input.position = Offset{*x, *y};
+    input.x = *x;
+    input.y = *y;
     input.mask = place.empty() ? "" : std::string(place.substr(1));
     return input;
 }
 
-std::optional<PlacedInput> split_at(const std::string& argument, std::size_t at)
+std::optional<PlacedArgument> split_at(const std::string& argument, std::size_t at)
 {
     auto input = parse_place(std::string_view(argument).substr(at + 1));
     if (input)
         input->file = argument.substr(0, at);
     return input;
 }
+
+std::int64_t nearest_pixel(double place)
+{
+    return static_cast<std::int64_t>(std::floor(place + 0.5));
+}
+
+const char* const kWholePixels = "; places are whole pixels";
 
 // A value as a message can show it. Arrays and objects may be nested too deep to be written out.
 std::string shown(const json& value)
@@ -101,11 +118,11 @@ std::int64_t number_of(const std::string& layout, std::size_t number, const json
     if (!(real >= -kFarthest && real <= kFarthest))
         fail_entry(layout, number, concat("\"", key, "\": ", shown(value)),
                    concat("a number of pixels, at most ", kFarthest, " from 0"));
-    const double rounded = std::floor(real + 0.5);
-    if (rounded != real)
+    const std::int64_t rounded = nearest_pixel(real);
+    if (static_cast<double>(rounded) != real)
         notes.push_back(concat(printable(layout), ": \"", key, "\": ", shown(value), " in entry ", number,
-                               " is taken as ", static_cast<std::int64_t>(rounded), "; places are whole pixels"));
-    return static_cast<std::int64_t>(rounded);
+                               " is taken as ", rounded, kWholePixels));
+    return rounded;
 }
 
 void check_keys(const std::string& layout, std::size_t number, const json& entry, std::vector<std::string>& notes)
@@ -183,11 +200,11 @@ json parse_layout(const std::string& name)
 
 } // namespace
 
-PlacedInput parse_placed_input(const std::string& argument)
+PlacedInput parse_placed_input(const std::string& argument, std::vector<std::string>& notes)
 {
     if (argument.find('@') == std::string::npos || file_exists(argument))
         return {argument, std::nullopt, ""};
-    std::optional<PlacedInput> best;
+    std::optional<PlacedArgument> best;
     for (std::size_t at = argument.rfind('@'); at != std::string::npos && at > 0; at = argument.rfind('@', at - 1)) {
         const auto input = split_at(argument, at);
         if (input && (!best || (file_exists(input->file) && !file_exists(best->file))))
@@ -196,10 +213,13 @@ PlacedInput parse_placed_input(const std::string& argument)
     if (!best) {
         const std::string place = argument.substr(argument.rfind('@') + 1);
         fail_usage(concat(printable(argument), ": found the position '", printable(place, 60),
-                          "'; expected FILE@X,Y or FILE@X,Y:MASK with whole numbers of pixels, at most ", kFarthest,
+                          "'; expected FILE@X,Y or FILE@X,Y:MASK with numbers of pixels, at most ", kFarthest,
                           " from 0"));
     }
-    return *best;
+    const Offset place{nearest_pixel(best->x), nearest_pixel(best->y)};
+    if (static_cast<double>(place.x) != best->x || static_cast<double>(place.y) != best->y)
+        notes.push_back(concat(printable(argument), " is taken as ", place.x, ",", place.y, kWholePixels));
+    return {best->file, place, best->mask};
 }
 
 std::vector<PlacedInput> read_layout(const std::string& name, std::vector<std::string>& notes)

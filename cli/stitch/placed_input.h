@@ -22,8 +22,11 @@ struct PlacedInput {
 };
 
 // Takes an argument apart. Names may hold '@' and ':' themselves: an argument that is an existing file's name is that
-// file; else the last '@' that a position follows ends the name, existing files preferred.
-PlacedInput parse_placed_input(const std::string& argument);
+// file; else the last '@' that a position follows ends the name, existing files preferred. Fractions of pixels are
+// rounded, halves up.
+//
+// notes  out: says so where that happens
+PlacedInput parse_placed_input(const std::string& argument, std::vector<std::string>& notes);
 
 // A JSON array of objects with file, x, y and, if wanted, mask, keep and exclude, and width, height, channels (3
 // without it) and bits (8) of the picture, or an object with such an array as "images"; names are relative to the

@@ -52,17 +52,11 @@ std::uint64_t count_tiles(const OutputTiles& tiles, Span columns, Span rows, con
     return count;
 }
 
-// How far beyond a tile its bands look.
-std::int64_t reach_of(const PanoramaJob& job)
-{
-    return job.feathers() ? 0 : 4 * ((std::int64_t{1} << std::min(job.layout.bands, PANOVAL_MOSAIC_MOST_BANDS)) - 1);
-}
-
 // How many tiles need the picture at least once. Beyond the edges of a canvas that goes round it appears again.
 std::uint64_t tiles_with(const PanoramaJob& job, const OutputTiles& tiles, const PlacedLayer& layer,
                          const std::vector<std::int64_t>& numbers)
 {
-    const std::int64_t reach = reach_of(job);
+    const std::int64_t reach = panoval_mosaic_reach(job.layout.bands);
     const std::int64_t x = layer.position.x - job.layout.origin_x;
     const std::int64_t y = layer.position.y - job.layout.origin_y;
     const Span rows =

@@ -19,7 +19,6 @@ constexpr std::string_view kMagic = "PVSEAMS1";
 constexpr std::size_t kWord = 8;
 constexpr std::size_t kIdSize = 16;
 constexpr std::size_t kEndSize = 5 * kWord + kIdSize;
-constexpr int kMostShift = 32; // farther than any canvas
 const char* const kExpected = "the file that panoval stitch --plan-only wrote beside the plan";
 
 void add_word(std::vector<std::uint8_t>& bytes, std::uint64_t value)
@@ -257,11 +256,6 @@ std::string read_seam_file(const std::string& name, const SeamGrid& grid, const 
             out.add(nobody);
     }
     return text_of_bytes(out.bytes());
-}
-
-std::int64_t seam_reach(int bands)
-{
-    return std::int64_t{8} << std::min(bands, kMostShift);
 }
 
 } // namespace panoval::cli

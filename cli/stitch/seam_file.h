@@ -68,7 +68,4 @@ private:
 std::string read_seam_file(const std::string& name, const SeamGrid& grid, const std::string& id,
                            const SeamSelection& selection);
 
-// How far beyond a tile seams count with so many bands.
-std::int64_t seam_reach(int bands);
-
 } // namespace panoval::cli

@@ -250,6 +250,12 @@ private:
     std::exception_ptr failure_;
 };
 
+void print_notes(const PanoramaJob& job)
+{
+    for (const std::string& note : job.notes)
+        print_warning(job.options.common, note);
+}
+
 void exit_if_strict(const StitchOptions& options, const Json& verdict)
 {
     if (!options.is_strict || !verdict.contains("verdict"))
@@ -272,8 +278,10 @@ void stitch(const StitchOptions& options)
     if (!options.is_plan_only)
         check_formats(job);
     check_tiles(job, is_store);
-    if (options.is_dry_run)
+    if (options.is_dry_run) {
+        print_notes(job);
         return print_estimate(job);
+    }
     check_outputs(job);
     const auto output = open_output(options.output, !is_store);
     const auto store = is_store ? std::make_unique<StoreOutput>(options) : nullptr;
@@ -309,8 +317,7 @@ void stitch(const StitchOptions& options)
     others.make(gains.get(), [&] { write_gains(*gains, job.plan, outcome.gains); });
     others.make(seams.get(), [&] { write_seams(*seams, job); });
     others.make(report.get(), [&] { report->write(report_page({job, outcome.gains, outcome.verdict, preview})); });
-    for (const std::string& note : job.notes)
-        print_warning(options.common, note);
+    print_notes(job);
     for (const std::string& name : opened->uncovered_names())
         print_warning(options.common, concat(printable(name), ": its mask covers nothing; it is not in the panorama"));
     if (const std::string disagreement = opened->metadata(options.tiles.empty()).disagreement(); !disagreement.empty())

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "cli/base/common_options.h"
+#include "panoval_mosaic.h"
 
 #include <cstdint>
 #include <string>
@@ -37,18 +38,18 @@ struct StitchOptions {
     std::string compression;    // of TIFF; empty: none
     int quality = 0;            // of JPEG; 0: the format's own
     bool wants_pyramid = false; // reduced pictures in the TIFF
-    std::uint64_t memory = 0;   // bytes; 0: 512 MiB
-    int threads = 0;            // 0: all processors
-    int tile_size = 0;          // pixels; 0: chosen
-    std::string plan;           // a file to take everything from, or empty
-    bool is_plan_only = false;  // the output is the plan
-    bool splits_seams = false;  // which go into a file beside the plan
-    std::string tiles;          // the output is these alone, a list as 0-15,20; empty: all of it
-    bool resumes = false;       // what is in the store stays
-    bool is_cropped = false;    // to what is covered everywhere
-    bool is_dry_run = false;    // nothing is written
-    bool is_unjudged = false;   // no verdict
-    bool is_strict = false;     // the verdict is an exit code
+    std::uint64_t memory = PANOVAL_MOSAIC_DEFAULT_MEMORY; // bytes
+    int threads = 0;                                      // 0: all processors
+    int tile_size = 0;                                    // pixels; 0: chosen
+    std::string plan;                                     // a file to take everything from, or empty
+    bool is_plan_only = false;                            // the output is the plan
+    bool splits_seams = false;                            // which go into a file beside the plan
+    std::string tiles;                // the output is these alone, a list as 0-15,20; empty: all of it
+    bool resumes = false;             // what is in the store stays
+    bool is_cropped = false;          // to what is covered everywhere
+    bool is_dry_run = false;          // nothing is written
+    bool is_unjudged = false;         // no verdict
+    bool is_strict = false;           // the verdict is an exit code
     bool wants_distributions = false; // in JSON
 
     bool feathers() const { return blend == kFeather; }

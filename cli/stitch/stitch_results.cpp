@@ -162,7 +162,8 @@ void print_estimate(const PanoramaJob& job)
     const std::string& list = job.options.tiles;
     const PlanCost cost =
         cost_of(job, tiles, list.empty() ? std::vector<std::int64_t>() : parse_tiles(list, tiles.count()));
-    const std::uint64_t task_memory = estimate.memory - (job.counts_tasks() ? job.seam_bytes() : 0);
+    const std::uint64_t seam_memory = job.mosaic.needs().seam_memory;
+    const std::uint64_t task_memory = estimate.memory - (job.counts_tasks() ? seam_memory : 0);
     const std::uint64_t least_memory = job.mosaic.with_beside(estimate.least_memory);
     const double reads = static_cast<double>(cost.picture_reads) / static_cast<double>(layout.pictures);
     const Json json = {{"width", layout.width},
@@ -179,7 +180,7 @@ void print_estimate(const PanoramaJob& job)
                        {"tile_height", layout.tile_height},
                        {"threads", estimate.threads},
                        {"memory_bytes", estimate.memory},
-                       {"seam_bytes", job.seam_bytes()},
+                       {"seam_bytes", seam_memory},
                        {"least_memory_bytes", least_memory},
                        {"scratch_bytes", estimate.scratch_file},
                        {"panorama_bytes", estimate.panorama_bytes},

@@ -20,10 +20,4 @@ std::int64_t seam_length(const Layout& layout, const std::vector<Placement>& pla
 // length. 1 where nothing overlaps.
 int choose_bands(const Layout& layout, const std::vector<Overlap>& overlaps, int most = kMostChosenBands);
 
-// How far a pixel's influence reaches with so many bands.
-constexpr std::int64_t reach_of(int bands)
-{
-    return 4 * ((std::int64_t{1} << bands) - 1);
-}
-
 } // namespace panoval::mosaic

@@ -150,6 +150,10 @@ class PanovalMosaicEstimate(Structure):
         ("decodes", c_double), ("seconds", c_double), ("threads", c_int32), ("reserved", c_int32)]
 
 
+class PanovalMosaicNeeds(Structure):
+    _fields_ = [(name, c_uint64) for name in ("least_memory", "least_memory_of_tiles", "seam_memory", "reserved")]
+
+
 class PanovalMosaicRatio(Structure):
     _fields_ = [("value", c_double), ("error", c_double), ("is_known", c_int32), ("reserved", c_int32)]
 
@@ -224,8 +228,9 @@ SIZES: Dict[Type[Structure], int] = {
     Mat: 32, Matb: 24, Mats: 24, Matf: 24, Mati: 24, Matd: 24, Roi: 16, Point: 8, Size: 8, GainCompensator: 72,
     FeatherBlender: 144, MultiBandBlender: 56, EllipseRegion: 80, OvalFit: 104, PanovalMosaicOptions: 96,
     PanovalMosaicPicture: 72, PanovalMosaicRows: 72, PanovalMosaicRect: 32, PanovalMosaicHost: 32,
-    PanovalMosaicLayout: 104, PanovalMosaicOverlap: 80, PanovalMosaicEstimate: 64, PanovalMosaicSink: 48,
-    PanovalMosaicCounts: 32, PanovalMosaicRatio: 24, PanovalMosaicStatistics: 184, PanovalMeasureImage: 32, PanovalMeasureEllipse: 40, PanovalMeasureTarget: 400,
+    PanovalMosaicLayout: 104, PanovalMosaicOverlap: 80, PanovalMosaicEstimate: 64, PanovalMosaicNeeds: 32,
+    PanovalMosaicSink: 48, PanovalMosaicCounts: 32, PanovalMosaicRatio: 24, PanovalMosaicStatistics: 184,
+    PanovalMeasureImage: 32, PanovalMeasureEllipse: 40, PanovalMeasureTarget: 400,
     PanovalMeasureDetectOptions: 72, PanovalMeasureDetection: 40, PanovalMeasurePoint: 40, PanovalMeasureCirclePose: 72,
     PanovalMeasureGridCell: 56, PanovalMeasureGrid: 104,
 }

@@ -24,9 +24,9 @@ from ._records import (EllipseRegion, FeatherBlender, GainCompensator, Mat, Matb
                        MultiBandBlender, OvalFit, PanovalMeasureCirclePose, PanovalMeasureDetection,
                        PanovalMeasureDetectOptions, PanovalMeasureEllipse, PanovalMeasureGrid, PanovalMeasureGridCell,
                        PanovalMeasureImage, PanovalMeasurePoint, PanovalMeasureTarget, PanovalMosaicCounts,
-                       PanovalMosaicEstimate, PanovalMosaicHost, PanovalMosaicLayout, PanovalMosaicOptions,
-                       PanovalMosaicOverlap, PanovalMosaicPicture, PanovalMosaicRect, PanovalMosaicSink, Point, Roi,
-                       Size)
+                       PanovalMosaicEstimate, PanovalMosaicHost, PanovalMosaicLayout, PanovalMosaicNeeds,
+                       PanovalMosaicOptions, PanovalMosaicOverlap, PanovalMosaicPicture, PanovalMosaicRect,
+                       PanovalMosaicSink, Point, Roi, Size)
 
 libraries = _library.load()
 free = _library.c_free()
@@ -139,6 +139,8 @@ panoval_mosaic_layout = _mosaic("layout", _INT, c_void_p, _out(PanovalMosaicLayo
 panoval_mosaic_picture = _mosaic("picture", _INT, c_void_p, c_int64, _out(PanovalMosaicPicture))
 panoval_mosaic_overlap = _mosaic("overlap", _INT, c_void_p, c_int64, _out(PanovalMosaicOverlap))
 panoval_mosaic_estimate = _mosaic("estimate", _INT, c_void_p, _out(PanovalMosaicEstimate))
+panoval_mosaic_needs = _mosaic("needs", _INT, c_void_p, _out(PanovalMosaicNeeds))
+panoval_mosaic_reach = _mosaic("reach", c_int64, _INT)
 panoval_mosaic_save_plan = _mosaic("save_plan", _INT, c_void_p, POINTER(c_char_p), _out(c_size_t))
 panoval_mosaic_load_plan = _mosaic("load_plan", _INT, c_void_p, c_char_p, c_size_t)
 panoval_mosaic_measure = _mosaic("measure", _INT, c_void_p, _INT)

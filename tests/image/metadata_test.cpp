@@ -39,6 +39,21 @@ TEST(CommonMetadata, IsWhatAllPicturesAgreeIn)
     EXPECT_EQ(common.common(), expected) << "what differed once stays away";
 }
 
+TEST(CommonMetadata, FractionsAgreeInTheirValue)
+{
+    Metadata first;
+    first.exif.f_number = Rational{28, 10};
+    Metadata second;
+    second.exif.f_number = Rational{2800, 1000};
+    CommonMetadata common;
+    common.add(first, "a");
+    common.add(second, "b");
+    EXPECT_EQ(common.common(), first);
+    second.exif.f_number = Rational{2801, 1000};
+    common.add(second, "c");
+    EXPECT_EQ(common.common(), Metadata());
+}
+
 TEST(CommonMetadata, SaysWhichProfilesDiffer)
 {
     CommonMetadata common;
@@ -90,7 +105,8 @@ TEST(MetadataJson, LeavesOutWhatMakesNoSense)
     for (const char* const text :
          {"null", "7", "[]", R"({"profile": 3, "resolution": 72, "exif": []})", R"({"profile": "a"})",
           R"({"resolution": [72, -1]})", R"({"resolution": [1e300, 72]})", R"({"resolution": ["72", 72]})",
-          R"({"exif": {"make": 1, "iso": -1, "f_number": [1], "exposure_seconds": [1, 4294967296]}})"})
+          R"({"exif": {"make": 1, "iso": -1, "f_number": [1], "exposure_seconds": [1, 4294967296]}})",
+          R"({"exif": {"exposure_seconds": [1, 0]}})"})
         EXPECT_EQ(metadata_of_json(nlohmann::json::parse(text)), Metadata()) << text;
 }
 

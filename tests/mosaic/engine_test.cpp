@@ -119,25 +119,6 @@ TEST(Engine, HoldsTheBudgetAndReadsEachPictureOnce)
     EXPECT_GT(counts.scratch_bytes, 4000000u);
 }
 
-TEST(Engine, NamesTheLeastBudget)
-{
-    const auto reader = four_pictures(8);
-    PanovalMosaicOptions options = options_of(PANOVAL_MOSAIC_SEAMS_NONE);
-    options.tile_size = 2000; // one for all
-    options.memory = 1 << 20;
-    MemoryHost host(*reader);
-    Mosaic small;
-    host.prepare(small, options);
-    PanovalMosaicLayout layout{};
-    ASSERT_EQ(panoval_mosaic_layout(small.get(), &layout), PANOVAL_MOSAIC_MEMORY);
-    const std::string text = small.error();
-    const std::uint64_t least = std::stoull(text.substr(text.rfind("expected ") + 9));
-    Mosaic enough;
-    options.memory = least;
-    host.prepare(enough, options);
-    EXPECT_EQ(panoval_mosaic_layout(enough.get(), &layout), PANOVAL_MOSAIC_OK) << enough.error();
-}
-
 TEST(Engine, EveryTileCanBeAskedForAloneInAnyOrderFromThePlan)
 {
     const auto reader = four_pictures(8);

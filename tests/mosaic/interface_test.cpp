@@ -31,6 +31,15 @@ TEST(Interface, HasTheHeadersVersion)
               PANOVAL_MOSAIC_VERSION_MAJOR * 10000 + PANOVAL_MOSAIC_VERSION_MINOR * 100 + PANOVAL_MOSAIC_VERSION_PATCH);
 }
 
+TEST(Interface, TheReachFollowsFromTheBands)
+{
+    EXPECT_EQ(panoval_mosaic_reach(0), 0);
+    EXPECT_EQ(panoval_mosaic_reach(1), 5);
+    EXPECT_EQ(panoval_mosaic_reach(5), 155);
+    EXPECT_EQ(panoval_mosaic_reach(-7), 0);
+    EXPECT_EQ(panoval_mosaic_reach(31), panoval_mosaic_reach(PANOVAL_MOSAIC_MOST_BANDS));
+}
+
 TEST(Interface, NullIsNeverFollowed)
 {
     EXPECT_EQ(panoval_mosaic_create(nullptr), PANOVAL_MOSAIC_ARGUMENT);
@@ -48,6 +57,7 @@ TEST(Interface, NullIsNeverFollowed)
         panoval_mosaic_picture(mosaic.get(), 0, nullptr),
         panoval_mosaic_overlap(mosaic.get(), 0, nullptr),
         panoval_mosaic_estimate(mosaic.get(), nullptr),
+        panoval_mosaic_needs(mosaic.get(), nullptr),
         panoval_mosaic_save_plan(mosaic.get(), nullptr, nullptr),
         panoval_mosaic_load_plan(mosaic.get(), nullptr, 0),
         panoval_mosaic_gains(mosaic.get(), 0, nullptr, nullptr, nullptr, nullptr),

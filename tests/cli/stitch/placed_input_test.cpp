@@ -14,14 +14,16 @@ namespace
 // FILE | X,Y | MASK
 std::string parsed(const std::string& argument)
 {
-    const PlacedInput input = parse_placed_input(argument);
+    std::vector<std::string> notes;
+    const PlacedInput input = parse_placed_input(argument, notes);
     return input.file + " | " + (input.position ? concat(input.position->x, ",", input.position->y) : "-") + " | " +
            input.mask;
 }
 
 std::string refused(const std::string& argument)
 {
-    return error_of([&] { (void)parse_placed_input(argument); });
+    std::vector<std::string> notes;
+    return error_of([&] { (void)parse_placed_input(argument, notes); });
 }
 
 TEST(PlacedInputs, AFileHasAPositionAndAMask)
@@ -43,12 +45,22 @@ TEST(PlacedInputs, NamesMayHoldAtSignsAndColons)
 
 TEST(PlacedInputs, WhatIsNoPositionIsShown)
 {
-    for (const char* place : {"", "x,5", "1", "1,", ",1", "1,2,3", "1.5,2", "1,2:", "1;2", "1,2 ", "+-1,2", "0x1,2",
-                              "99999999999,0", "0,-1000000001", "nan,0", "1e3,0", "0,99999999999999999999999"})
-        EXPECT_EQ(
-            refused(std::string("a.png@") + place),
-            concat("a.png@", place, ": found the position '", place,
-                   "'; expected FILE@X,Y or FILE@X,Y:MASK with whole numbers of pixels, at most 1000000000 from 0"));
+    for (const char* place :
+         {"", "x,5", "1", "1,", ",1", "1,2,3", ".,2", "1,2:", "1;2", "1,2 ", "+-1,2", "0x1,2", "99999999999,0",
+          "0,-1000000001", "nan,0", "0,inf", "1.5.2,0", "1e3,0", "0,99999999999999999999999"})
+        EXPECT_EQ(refused(std::string("a.png@") + place),
+                  concat("a.png@", place, ": found the position '", place,
+                         "'; expected FILE@X,Y or FILE@X,Y:MASK with numbers of pixels, at most 1000000000 from 0"));
+}
+
+TEST(PlacedInputs, FractionsOfPixelsAreRoundedWithANote)
+{
+    EXPECT_EQ(parsed("a.png@300.4,0.6"), "a.png | 300,1 | ");
+    EXPECT_EQ(parsed("a.png@-0.5,+2.5:m.png"), "a.png | 0,3 | m.png");
+    std::vector<std::string> notes;
+    (void)parse_placed_input("a.png@300.4,0.6", notes);
+    (void)parse_placed_input("b.png@7.0,-1", notes);
+    EXPECT_EQ(notes, std::vector<std::string>{"a.png@300.4,0.6 is taken as 300,1; places are whole pixels"});
 }
 
 class PlacedFiles : public ScratchFolder

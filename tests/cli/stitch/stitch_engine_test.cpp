@@ -10,6 +10,7 @@
 
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 
 namespace panoval::cli::test
 {
@@ -178,18 +179,59 @@ TEST_F(StitchEngine, KeptPixelsComeFromTheirPicture)
 
 TEST_F(StitchEngine, TooSmallABudgetNamesTheLeast)
 {
-    const std::vector<std::string> inputs = {shoot("wide.ppm", 0, 0, 3000, 900)};
-    const Outcome outcome = stitch(inputs, {"-o", in_folder("out.ppm"), "--memory", "2M", "--tile-size", "3000"});
-    EXPECT_EQ(outcome.exit_code, 5);
+    for (const int bits : {8, 16}) {
+        std::vector<std::string> inputs;
+        for (int i = 0; i < 2; ++i) {
+            const std::string name = in_folder(concat("wide", i, ".ppm"));
+            write_image(name, test_picture(16000, 16, 3, bits));
+            inputs.push_back(concat(name, "@0,", 10 * i));
+        }
+        for (const auto& more : {std::vector<std::string>{"-o", in_folder("out.tif")},
+                                 {"-o", in_folder("out.tif"), "--tile-size", "16000", "--seams", "none"},
+                                 {"-o", in_folder("out.tif"), "--blend", "feather"},
+                                 {"-o", in_folder("out.zarr"), "--tile-size", "16000"},
+                                 {"-o", in_folder("out.json"), "--plan-only", "--tile-size", "16000"}}) {
+            const auto with = [&](std::uint64_t memory) {
+                auto arguments = more;
+                arguments.insert(arguments.end(), {"--no-gain", "--memory", std::to_string(memory)});
+                return stitch(inputs, arguments);
+            };
+            const Outcome outcome = with(1 << 20);
+            EXPECT_EQ(outcome.exit_code, 5) << more[1];
+            const std::string option = "expected --memory ";
+            ASSERT_TRUE(contains(outcome.err, option)) << outcome.err;
+            const std::uint64_t least = std::stoull(outcome.err.substr(outcome.err.find(option) + option.size()));
+            EXPECT_EQ(with(least - 1).exit_code, 5) << more[1] << ", " << bits << " bit, " << least - 1;
+            EXPECT_FALSE(file_exists(more[1]));
+            const Outcome enough = with(least);
+            EXPECT_EQ(enough.exit_code, 0) << bits << " bit: " << enough.err;
+            EXPECT_TRUE(std::filesystem::exists(path_from_utf8(more[1])));
+            std::filesystem::remove_all(path_from_utf8(more[1]));
+        }
+    }
+}
+
+TEST_F(StitchEngine, BudgetsBelowTheLeastOfAnyPanoramaAreRefused)
+{
+    for (const std::string memory : {"1048575", "1000K", "0"}) {
+        const Outcome outcome = stitch(three(), {"-o", in_folder("out.ppm"), "--memory", memory});
+        EXPECT_EQ(outcome.exit_code, 2) << memory;
+        EXPECT_TRUE(contains(outcome.err, "found --memory ")) << outcome.err;
+        EXPECT_TRUE(contains(outcome.err, "expected 1048576 bytes (1M) or more")) << outcome.err;
+    }
     EXPECT_FALSE(file_exists(in_folder("out.ppm")));
-    const std::string option = "as --memory ";
-    ASSERT_TRUE(contains(outcome.err, option)) << outcome.err;
-    const std::uint64_t least = std::stoull(outcome.err.substr(outcome.err.find(option) + option.size()));
-    const auto with = [&](std::uint64_t memory) {
-        return stitch(inputs, {"-o", in_folder("out.ppm"), "--memory", std::to_string(memory), "--tile-size", "3000"});
-    };
-    EXPECT_EQ(with(least - 1).exit_code, 5);
-    EXPECT_EQ(with(least).exit_code, 0) << outcome.err;
+}
+
+TEST_F(StitchEngine, CanvasesOfMoreThan2To62SamplesAreRefused)
+{
+    shoot("a.ppm", 0, 0, 2, 2);
+    const Outcome outcome =
+        stitch({in_folder("a.ppm") + "@-1000000000,-1000000000", in_folder("a.ppm") + "@1000000000,1000000000"},
+               {"-o", in_folder("out.tif"), "--seams", "none"});
+    EXPECT_EQ(outcome.exit_code, 3);
+    EXPECT_TRUE(contains(outcome.err, "2000000002 x 2000000002 pixels")) << outcome.err;
+    EXPECT_TRUE(contains(outcome.err, "expected at most 2^62 samples")) << outcome.err;
+    EXPECT_FALSE(file_exists(in_folder("out.tif")));
 }
 
 TEST_F(StitchEngine, BeingStrictTellsTheVerdictInTheExitCode)

@@ -1,0 +1,204 @@
+// SPDX-License-Identifier: MIT
+// The least budget of a panorama: with it everything works, with a byte less it does not.
+#include "tests/mosaic/memory_host.h"
+#include "tests/mosaic/mosaic_scene.h"
+
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <optional>
+
+namespace panoval::mosaic::test
+{
+
+namespace
+{
+
+// Two pictures so wide that their rows alone mostly need more than the least budget that may be set.
+std::unique_ptr<MemoryReader> two_wide_pictures(int bits)
+{
+    const Scene scene = make_scene(16000, 20, {.seed = 9});
+    auto reader = std::make_unique<MemoryReader>(16000, 20);
+    for (const Rect& rect : {Rect{0, 0, 16000, 14}, Rect{0, 6, 16000, 14}})
+        reader->add(rect.x, rect.y, take_picture(scene, {.rect = rect, .bits = bits, .noise = 2}));
+    return reader;
+}
+
+struct Case {
+    int bits;
+    int seams;
+    int blend;
+    int tile_size;
+};
+constexpr Case kCases[] = {{8, PANOVAL_MOSAIC_SEAMS_OPTIMAL, PANOVAL_MOSAIC_MULTIBAND, 0},
+                           {8, PANOVAL_MOSAIC_SEAMS_NEAREST, PANOVAL_MOSAIC_MULTIBAND, 2048},
+                           {8, PANOVAL_MOSAIC_SEAMS_NONE, PANOVAL_MOSAIC_MULTIBAND, 16000},
+                           {8, PANOVAL_MOSAIC_SEAMS_NONE, PANOVAL_MOSAIC_FEATHER, 0},
+                           {16, PANOVAL_MOSAIC_SEAMS_OPTIMAL, PANOVAL_MOSAIC_MULTIBAND, 0},
+                           {16, PANOVAL_MOSAIC_SEAMS_NEAREST, PANOVAL_MOSAIC_MULTIBAND, 16000},
+                           {16, PANOVAL_MOSAIC_SEAMS_NONE, PANOVAL_MOSAIC_MULTIBAND, 0},
+                           {16, PANOVAL_MOSAIC_SEAMS_NONE, PANOVAL_MOSAIC_FEATHER, 16000}};
+
+PanovalMosaicOptions options_of(const Case& asked, std::uint64_t memory = 0)
+{
+    PanovalMosaicOptions options{};
+    options.threads = 2;
+    options.seams = asked.seams;
+    options.blend = asked.blend;
+    options.gains = PANOVAL_MOSAIC_GAINS_OFF;
+    options.tile_size = asked.tile_size;
+    options.memory = memory;
+    return options;
+}
+
+std::uint64_t least_memory(const MemoryReader& reader, const Case& asked, bool by_tiles)
+{
+    MemoryHost host(reader);
+    Mosaic mosaic;
+    host.prepare(mosaic, options_of(asked, PANOVAL_MOSAIC_LEAST_MEMORY)); // too little for anything else
+    PanovalMosaicNeeds needs{};
+    EXPECT_EQ(panoval_mosaic_needs(mosaic.get(), &needs), PANOVAL_MOSAIC_OK) << mosaic.error();
+    return by_tiles ? needs.least_memory_of_tiles : needs.least_memory;
+}
+
+// The panorama, or nothing where the budget is said to be too small.
+std::optional<Panorama> run_within(const MemoryReader& reader, const Case& asked, bool by_tiles, std::uint64_t memory)
+{
+    MemoryHost host(reader);
+    Mosaic mosaic;
+    host.prepare(mosaic, options_of(asked, memory));
+    PanovalMosaicLayout layout{};
+    std::int32_t code = panoval_mosaic_layout(mosaic.get(), &layout);
+    if (code == PANOVAL_MOSAIC_OK) {
+        PanoramaSink sink(layout, by_tiles);
+        code = sink.run(mosaic.get());
+        if (code == PANOVAL_MOSAIC_OK)
+            return std::move(sink.panorama);
+    }
+    EXPECT_EQ(code, PANOVAL_MOSAIC_MEMORY) << mosaic.error();
+    EXPECT_NE(mosaic.error().find("budget"), std::string::npos) << mosaic.error();
+    return std::nullopt;
+}
+
+TEST(EngineBudget, TheLeastIsEnoughAndAByteLessIsNot)
+{
+    int refused = 0;
+    for (const int bits : {8, 16}) {
+        const auto reader = two_wide_pictures(bits);
+        for (const Case& asked : kCases) {
+            if (asked.bits != bits)
+                continue;
+            const auto whole = run_within(*reader, asked, false, 0);
+            for (const bool by_tiles : {false, true}) {
+                const std::uint64_t least = least_memory(*reader, asked, by_tiles);
+                const std::string what = ::testing::PrintToString(
+                    std::vector<int>{bits, asked.seams, asked.blend, asked.tile_size, by_tiles});
+                if (least > PANOVAL_MOSAIC_LEAST_MEMORY) {
+                    EXPECT_EQ(run_within(*reader, asked, by_tiles, least - 1), std::nullopt) << what;
+                    ++refused;
+                }
+                const std::uint64_t enough = std::max(least, PANOVAL_MOSAIC_LEAST_MEMORY);
+                EXPECT_TRUE(run_within(*reader, asked, by_tiles, enough) == whole) << what;
+            }
+        }
+    }
+    EXPECT_GE(refused, 12);
+}
+
+TEST(EngineBudget, TheEstimateTellsTheSameLeast)
+{
+    const auto reader = two_wide_pictures(16);
+    for (const Case& asked : kCases)
+        if (asked.bits == 16) {
+            MemoryHost host(*reader);
+            Mosaic mosaic;
+            host.prepare(mosaic, options_of(asked));
+            PanovalMosaicEstimate estimate{};
+            ASSERT_EQ(panoval_mosaic_estimate(mosaic.get(), &estimate), PANOVAL_MOSAIC_OK) << mosaic.error();
+            EXPECT_EQ(estimate.least_memory, least_memory(*reader, asked, false)) << asked.seams;
+        }
+}
+
+TEST(EngineBudget, NeedsDoNotFixThePictures)
+{
+    const auto reader = two_wide_pictures(8);
+    MemoryHost host(*reader);
+    Mosaic mosaic;
+    PanovalMosaicNeeds needs{};
+    EXPECT_EQ(panoval_mosaic_needs(mosaic.get(), &needs), PANOVAL_MOSAIC_ARGUMENT) << "there are no pictures";
+    host.add_pictures(mosaic.get());
+    ASSERT_EQ(panoval_mosaic_needs(mosaic.get(), &needs), PANOVAL_MOSAIC_OK);
+    // 8 bytes for each run: four a row of a picture, one a row of the canvas; and 8 to find each row.
+    EXPECT_EQ(needs.seam_memory, 8u * 4 * 28 + 8 * 20 + 8 * 20);
+    host.add_pictures(mosaic.get());
+    EXPECT_EQ(mosaic.layout().pictures, 4);
+}
+
+TEST(EngineBudget, TheTilesOfALoadedPlanHaveALeastOfTheirOwn)
+{
+    const auto reader = two_wide_pictures(8);
+    const Case asked = kCases[2];
+    MemoryHost host(*reader);
+    Mosaic first;
+    host.prepare(first, options_of(asked));
+    ASSERT_EQ(panoval_mosaic_measure(first.get(), PANOVAL_MOSAIC_MEASURE_SEAMS), PANOVAL_MOSAIC_OK);
+    const char* text = nullptr;
+    std::size_t size = 0;
+    ASSERT_EQ(panoval_mosaic_save_plan(first.get(), &text, &size), PANOVAL_MOSAIC_OK);
+    const auto run_loaded = [&](std::uint64_t memory) {
+        Mosaic mosaic;
+        const PanovalMosaicHost record = host.record();
+        const PanovalMosaicOptions options = options_of(asked, memory);
+        EXPECT_EQ(panoval_mosaic_load_plan(mosaic.get(), text, size), PANOVAL_MOSAIC_OK);
+        EXPECT_EQ(panoval_mosaic_set_options(mosaic.get(), &options), PANOVAL_MOSAIC_OK);
+        EXPECT_EQ(panoval_mosaic_set_host(mosaic.get(), &record), PANOVAL_MOSAIC_OK);
+        PanoramaSink sink(mosaic.layout(), true);
+        return sink.run(mosaic.get());
+    };
+    const std::uint64_t least = least_memory(*reader, asked, true);
+    EXPECT_EQ(run_loaded(least - 1), PANOVAL_MOSAIC_MEMORY);
+    EXPECT_EQ(run_loaded(least), PANOVAL_MOSAIC_OK);
+}
+
+// Two pictures of a pixel at the ends of the largest canvas.
+std::int32_t plan_of_ends(Mosaic& mosaic, std::int64_t side, std::int32_t channels)
+{
+    PanovalMosaicOptions options{};
+    options.seams = PANOVAL_MOSAIC_SEAMS_NONE;
+    EXPECT_EQ(panoval_mosaic_set_options(mosaic.get(), &options), PANOVAL_MOSAIC_OK);
+    for (const std::int64_t place : {std::int64_t{0}, side - 1}) {
+        PanovalMosaicPicture picture{};
+        picture.x = place;
+        picture.y = place;
+        picture.width = 1;
+        picture.height = 1;
+        picture.channels = channels;
+        picture.bits = 8;
+        EXPECT_EQ(panoval_mosaic_add_picture(mosaic.get(), &picture), PANOVAL_MOSAIC_OK);
+    }
+    PanovalMosaicLayout layout{};
+    return panoval_mosaic_layout(mosaic.get(), &layout);
+}
+
+TEST(EngineBudget, CanvasesHaveAtMost2To62Samples)
+{
+    constexpr std::int64_t kLongest = PANOVAL_MOSAIC_LONGEST_SIDE;
+    Mosaic grey;
+    EXPECT_EQ(plan_of_ends(grey, kLongest, 1), PANOVAL_MOSAIC_OK) << grey.error();
+    EXPECT_EQ(grey.layout().width, kLongest);
+    Mosaic longer;
+    EXPECT_EQ(plan_of_ends(longer, kLongest + 1, 1), PANOVAL_MOSAIC_ARGUMENT);
+    Mosaic colour;
+    EXPECT_EQ(plan_of_ends(colour, kLongest, 3), PANOVAL_MOSAIC_ARGUMENT);
+    EXPECT_NE(colour.error().find("2147483647 x 2147483647 pixels with 3 channels; expected at most 2^62 samples"),
+              std::string::npos)
+        << colour.error();
+    Mosaic most; // 2^30 x 2^30 x 4
+    EXPECT_EQ(plan_of_ends(most, std::int64_t{1} << 30, 4), PANOVAL_MOSAIC_OK) << most.error();
+    Mosaic more;
+    EXPECT_EQ(plan_of_ends(more, (std::int64_t{1} << 30) + 1, 4), PANOVAL_MOSAIC_ARGUMENT);
+}
+
+} // namespace
+
+} // namespace panoval::mosaic::test
