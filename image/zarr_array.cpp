@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
+#include <new>
 
 namespace panoval::image
 {
@@ -190,7 +191,10 @@ void unpack_chunk(const ZarrArray& array, const std::string& name, const std::ve
         return;
     }
     uLongf size = static_cast<uLongf>(chunk.size());
-    if (uncompress(chunk.data(), &size, bytes.data(), static_cast<uLong>(bytes.size())) != Z_OK || size != chunk.size())
+    const int code = uncompress(chunk.data(), &size, bytes.data(), static_cast<uLong>(bytes.size()));
+    if (code == Z_MEM_ERROR)
+        throw std::bad_alloc();
+    if (code != Z_OK || size != chunk.size())
         fail_input(name, "a truncated or damaged chunk", concat("zlib of ", chunk.size(), " bytes"));
 }
 
