@@ -173,8 +173,8 @@ void reduce_column(const float* const rows[5], std::size_t count, float* dst)
         reduce_four(d, rows, i, dst);
     for (; i + hn::Lanes(four) <= in_fours; i += hn::Lanes(four))
         reduce_four(four, rows, i, dst);
-    for (; i < in_fours; ++i)
-        reduce_four(one, rows, i, dst);
+    for (; i < in_fours; ++i)           // GCOVR_EXCL_BR_LINE: only where vectors have two values
+        reduce_four(one, rows, i, dst); // GCOVR_EXCL_LINE: as above
     for (; i < count; ++i) {
         const auto load = [&](int k) HWY_ATTR { return hn::LoadU(one, rows[k] + i); };
         const auto sum = reduce_five(one, load(0), load(1), load(2), load(3), load(4));

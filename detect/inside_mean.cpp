@@ -133,11 +133,9 @@ struct Row {
     }
 };
 
-// Pixels first to last, each with the exact test.
+// Pixels first to last, of which there is at least one, each with the exact test.
 void add_tested(const Row& row, std::int32_t first, std::int32_t last, Totals& totals)
 {
-    if (last < first)
-        return;
     const D d;
     const size_t lanes = hn::Lanes(d);
     const auto count = static_cast<size_t>(last - first) + 1;
@@ -191,12 +189,11 @@ bool add_by_guess(const Row& row, double left, double right, const Box& box, Tot
     constexpr double kSlack = 1e-4; // more than the errors of two values
     if (!(right - left > 4 && left > box.first_x - 1.0 && right < box.last_x + 1.0))
         return false;
+    // At either end at least one pixel inside the box, which is left to be tested.
     const std::int32_t first = truncate_to_int(std::ceil(left)) + 1;
     const std::int32_t last = truncate_to_int(std::floor(right)) - 1;
     const std::int32_t before = std::max(first - 3, box.first_x - 1);
     const std::int32_t after = std::min(last + 3, box.last_x + 1);
-    if (last < first || first < box.first_x || last > box.last_x)
-        return false;
     if (!(row.value(first) < -1 - kSlack && row.value(last) < -1 - kSlack))
         return false;
     if (!(row.value(before) > -1 + kSlack && row.value(after) > -1 + kSlack))

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <vector>
 
@@ -27,6 +28,40 @@ TEST(MultiBandLimits, ACanvasWithoutChannelsHasItsSize)
     multi_band_blender_blend(&blender, &out, 1);
     expect_fields(out, {20, 10, 0, 1, 0});
     MatDestroy(&out);
+}
+
+TEST(MultiBandLimits, ACanvasWithoutChannelsTakesNothingOfAnImage)
+{
+    MultiBandBlender blender{};
+    Roi roi{0, 0, 20, 10};
+    multi_band_blender_setbands(&blender, 2);
+    multi_band_blender_prepare(&blender, 0, &roi);
+    Mat image{};
+    MatReset(&image, 20, 10, 3, 1);
+    Matb mask{};
+    MatbReset(&mask, 20, 10, 1);
+    std::fill_n(mask.data, 200, std::uint8_t{255});
+    multi_band_blender_feed(&blender, &image, &mask, {0, 0});
+    for (int i = 0; i < 200; ++i)
+        EXPECT_EQ(blender.dstBandWeights[0].data[i], 0.0f);
+    Mat out{};
+    multi_band_blender_blend(&blender, &out, 1);
+    expect_fields(out, {20, 10, 0, 1, 0});
+    MatDestroy(&out);
+    MatDestroy(&image);
+    std::free(mask.data);
+}
+
+TEST(MultiBandLimits, ACanvasTooHighOrTooWideToBeRoundedUpIsNone)
+{
+    constexpr std::int32_t kMost = 2147483647;
+    for (Roi roi : {Roi{0, 0, 10, kMost}, Roi{0, 0, kMost, 10}}) {
+        MultiBandBlender blender{};
+        multi_band_blender_setbands(&blender, 2);
+        multi_band_blender_prepare(&blender, 1, &roi);
+        EXPECT_EQ(blender.numBands, 0);
+        EXPECT_EQ(blender.dstPyrLaplace, nullptr);
+    }
 }
 
 TEST(MultiBandLimits, ACanvasOfNegativeChannelsIsNone)

@@ -437,6 +437,29 @@ TEST(FeatherBlender, NeitherReadsNorWritesItsSpareContainer)
     MatDestroy(&out);
 }
 
+TEST(FeatherFeed, OfAMaskOfNegativeHeightLeavesNoWeights)
+{
+    Panorama p({0, 0, 3, 2}, 1);
+    const Placed image(3, 2, 1, 1, {0, 0});
+    Matb mask = image.mask;
+    mask.height = -2;
+    feather_blender_feed(&p.blender, &image.img, &mask, {0, 0});
+    EXPECT_EQ(p.blender.weightMap.data, nullptr);
+    EXPECT_EQ(p.blend(1), Samples(6, 0));
+}
+
+// A host may take the weights out of the record.
+TEST(FeatherBlender, WithoutASumOfWeightsAddsNothingAndGivesZeros)
+{
+    Panorama p({0, 0, 3, 2}, 1);
+    std::free(p.blender.dstWeightMap.data);
+    p.blender.dstWeightMap.data = nullptr;
+    p.feed(Placed(3, 2, 1, 1, {0, 0}));
+    for (int i = 0; i < 6; ++i)
+        EXPECT_EQ(p.blender.dst.data[i], 0.0f);
+    EXPECT_EQ(p.blend(1), Samples(6, 0));
+}
+
 TEST(FeatherBlend, OfASpentRecordIsZeroAndFeedingOneIsHarmless)
 {
     Panorama p({0, 0, 5, 2}, 1);

@@ -71,6 +71,18 @@ TEST(WrappingArithmetic, WrapsAt32Bits)
     EXPECT_EQ(wrapping_mul(2, 3, 5, 7), 210);
 }
 
+TEST(IsAddressable, AsksForNoNegativeSizeAndAProductThatFits)
+{
+    EXPECT_TRUE(is_addressable(3, 5, 7));
+    EXPECT_TRUE(is_addressable(kMax, 1, 1));
+    EXPECT_TRUE(is_addressable(65536, 65536, 0));
+    EXPECT_FALSE(is_addressable(65536, 65536, 1));
+    EXPECT_FALSE(is_addressable(65536, 16384, 2));
+    EXPECT_FALSE(is_addressable(-1, 1, 1));
+    EXPECT_FALSE(is_addressable(1, -1, 1));
+    EXPECT_FALSE(is_addressable(1, 1, -1));
+}
+
 TEST(ToCount, CountsANegativeSizeAsNothing)
 {
     EXPECT_EQ(to_count(kMax), 2147483647u);

@@ -117,6 +117,23 @@ TEST(InsideMean, EqualsItsTwinWhereTheLimitPassesThroughPixels)
     });
 }
 
+TEST(InsideMean, EqualsItsTwinWhereTheEndsOfRowsAreHardToGuess)
+{
+    // Ellipses some pixels wide and so long that their width is the difference of nearly equal numbers.
+    for_each_target([] {
+        const auto pixels = noise_image(61, 53, 9);
+        for (const int bits : {20, 24, 26, 27, 28, 29}) {
+            const std::int32_t half = 1 << bits;
+            const double step = std::exp2(bits + 1 - 52);
+            for (int k = 0; k < 12; ++k) {
+                const double sum = 2.0 * half + 1 + k * step;
+                expect_twin(pixels, 61, 53, 30, 26 - half, 30, 26 + half, sum);
+                expect_twin(pixels, 61, 53, 30 - half, 26, 30 + half, 26, sum);
+            }
+        }
+    });
+}
+
 TEST(InsideMean, EqualsItsTwinNearTheEndOfTheIntegers)
 {
     // Focal sums around 2^31: some pixels count because the value leaves the integers, some do not.

@@ -286,6 +286,15 @@ TEST(Canny, BelowThreePixelsFindsNothing)
         }
 }
 
+TEST(Canny, OfTooSmallAnImageHandsOutNothingThatNobodyAsksFor)
+{
+    const std::uint8_t image[] = {0, 255, 255, 0};
+    std::uint8_t edge[] = {7, 7, 7, 7};
+    canny(image, 2, 2, edge, 1.0, 0.5, 0.9, nullptr, nullptr);
+    for (const std::uint8_t mark : edge)
+        EXPECT_EQ(mark, 255);
+}
+
 TEST(Canny, OfNegativeSizesWritesNothingAndHandsOutEmptyBlocks)
 {
     for (const auto& [rows, cols] : {std::pair{-1, 5}, {5, -1}, {-3, -3}, {0, -2147483647}}) {
