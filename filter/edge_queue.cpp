@@ -48,11 +48,6 @@ int edge_queue_pop(EdgeQueue* queue, std::int64_t* value)
     return kEdgeQueueDone;
 }
 
-std::uint64_t edge_queue_count(const EdgeQueue* queue)
-{
-    return queue->count;
-}
-
 int edge_queue_grow(EdgeQueue* queue)
 {
     if (queue->capacity >= kEdgeQueueLargestCapacity)

@@ -39,9 +39,6 @@ int edge_queue_push(EdgeQueue* queue, std::int64_t value);
 // Takes the oldest value; value may be null. kEdgeQueueEmpty: *value is untouched.
 int edge_queue_pop(EdgeQueue* queue, std::int64_t* value);
 
-// How many values wait. The walk along an edge only asks whether pop finds one; whoever watches a queue asks this.
-std::uint64_t edge_queue_count(const EdgeQueue* queue);
-
 // Doubles the ring; the oldest value moves to index 0. On failure (kEdgeQueueNoMemory, kEdgeQueueAtLimit) the queue is
 // as before.
 int edge_queue_grow(EdgeQueue* queue);

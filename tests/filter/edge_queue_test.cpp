@@ -39,7 +39,7 @@ struct Queue {
 TEST(EdgeQueue, StartsEmptyWithEightSlotsAndTheHooksOfTheCLibrary)
 {
     const Queue queue;
-    EXPECT_EQ(edge_queue_count(queue.record), 0u);
+    EXPECT_EQ(queue.record->count, 0u);
     EXPECT_EQ(queue.record->capacity, 8u);
     EXPECT_EQ(queue.record->head, 0u);
     EXPECT_EQ(queue.record->tail, 0u);
@@ -79,7 +79,7 @@ TEST(EdgeQueue, PopOfAnEmptyQueueReturns8AndWritesNothing)
     std::int64_t value = 77;
     EXPECT_EQ(edge_queue_pop(queue.record, &value), 8);
     EXPECT_EQ(value, 77);
-    EXPECT_EQ(edge_queue_count(queue.record), 0u);
+    EXPECT_EQ(queue.record->count, 0u);
 }
 
 TEST(EdgeQueue, PopWithoutAnOutputDropsTheOldestValue)
@@ -112,7 +112,7 @@ TEST(EdgeQueue, DoublesWhenFullAndPutsTheOldestValueFirst)
         EXPECT_EQ(queue.record->capacity, 16u);
         EXPECT_EQ(queue.record->head, 0u);
         EXPECT_EQ(queue.record->tail, 9u);
-        EXPECT_EQ(edge_queue_count(queue.record), 9u);
+        EXPECT_EQ(queue.record->count, 9u);
         queue.expect_pops(0, 8);
     }
 }
@@ -140,7 +140,7 @@ TEST(EdgeQueue, HoldsWhatAListHolds)
         } else {
             queue.expect_pops(list.front(), list.front());
             list.pop_front();
-            ASSERT_EQ(edge_queue_count(queue.record), list.size());
+            ASSERT_EQ(queue.record->count, list.size());
         }
 }
 
