@@ -37,8 +37,10 @@ bool read_bytes(const fs::path& place, std::vector<std::uint8_t>& bytes)
     const FileHandle file = open_utf8(name, "rb");
     if (file == nullptr && errno == ENOENT)
         return false;
-    if (file == nullptr)
+    if (file == nullptr) {
+        check_heap(name);
         fail_input(name, system_message(errno), "a file that can be read");
+    }
     bytes.clear();
     std::uint8_t piece[65536];
     while (const std::size_t count = std::fread(piece, 1, sizeof piece, file.get()))
