@@ -19,7 +19,9 @@ inline float rounded_mean(float sum, float weight) noexcept
     return std::floor(shifted); // exact, as it would be in double precision
 }
 
-// Replaces every sample of sums by its rounded mean. weight has one channel and the size of sums.
+// Replaces every sample of sums by its rounded mean. weight has one channel and the size of sums. The step of
+// feathering by itself, kept to be compared with its twin as a whole; the blender takes the same rows while it writes
+// its result.
 void normalize_by_weight(const Matf& weight, Matf& sums) noexcept;
 
 // The same for count pixels of a row.

@@ -14,7 +14,7 @@ namespace panoval
 // pixel_count  their sum, at least 1
 std::int32_t otsu_threshold(const std::uint32_t* counts, std::int32_t pixel_count);
 
-// The same from the pixels.
+// The same from the pixels: one tile by itself, kept to be compared with its twin. A picture's tiles lie in its rows.
 //
 // width, height  pixels of the tile, at least 1
 // pixels         width x height bytes without gaps
