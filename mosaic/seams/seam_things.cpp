@@ -94,8 +94,9 @@ private:
         while (!open.empty()) {
             const std::size_t at = open.back();
             open.pop_back();
-            if (cell_costs_[at] > place.cost || (cell_costs_[at] == place.cost && at < place.center)) {
-                place.cost = cell_costs_[at];
+            const std::int32_t cost = cell_costs_[at];
+            if (cost > place.cost || (cost == place.cost && at < place.center)) {
+                place.cost = cost;
                 place.center = at;
             }
             const std::int64_t x = static_cast<std::int64_t>(at) % cells_.width;
