@@ -76,7 +76,7 @@ private:
             if (place.size < kFewestSamples || place.size > kMostCells)
                 continue;
             const auto at = std::upper_bound(places.begin(), places.end(), place, is_larger);
-            if (at == places.begin() + static_cast<std::ptrdiff_t>(kMostPlaces))
+            if (at - places.begin() == static_cast<std::ptrdiff_t>(kMostPlaces))
                 continue;
             refine(place);
             places.insert(at, std::move(place));
