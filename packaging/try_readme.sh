@@ -35,10 +35,10 @@ if inside su - guest -c 'panoval/dev demo' >"$cache/guest.log" 2>&1; then
 fi
 grep -q '^dev: installing g++ ' "$cache/guest.log" && grep -q 'sudo: a password is required' "$cache/guest.log" ||
     fail "a guest was told: $(tail "$cache/guest.log")"
-mv "$root/usr/bin/sudo" "$root/root/"
+mv "$root/usr/bin/sudo" "$root/opt/"
 inside su - guest -c 'panoval/dev demo' >"$cache/guest.log" 2>&1 || :
 grep -q '^dev: need root or sudo to run: ' "$cache/guest.log" || fail "without sudo a guest was told: $(tail "$cache/guest.log")"
-mv "$root/root/sudo" "$root/usr/bin/"
+mv "$root/opt/sudo" "$root/usr/bin/"
 
 sed -n '/^```sh/,/^```/p' "$tree/README.md" | sed '1d;/^```/,$d; s/ *#.*//' | head -n "$count" >"$cache/commands"
 [ "$(wc -l <"$cache/commands")" -eq "$count" ] || fail "README.md begins with other commands: $(cat "$cache/commands")"

@@ -25,8 +25,10 @@ SeamMap find(SeamReader& reader, std::size_t threads = 1, std::int64_t cell = 0,
                       {mode, kPlenty, threads, cell}, progress);
 }
 
-// Lightens or darkens a rectangle of the canvas in one picture.
-void draw_thing(SeamReader& reader, std::size_t picture, const Rect& thing, int levels)
+// Sets every sample that the picture has in a rectangle of the canvas to level_at(sample, y, channel, scale); scale is
+// that of 8 bit in the picture's samples.
+template <typename LevelAt>
+void draw(SeamReader& reader, std::size_t picture, const Rect& thing, LevelAt level_at)
 {
     MemoryPicture& to = reader.pictures[picture];
     const int scale = to.bits == 8 ? 1 : 257;
@@ -36,25 +38,24 @@ void draw_thing(SeamReader& reader, std::size_t picture, const Rect& thing, int 
             std::int64_t py = 0;
             if (reader.covers(picture, x, y, px, py))
                 for (int c = 0; c < to.channels; ++c)
-                    to.at(px, py, c) =
-                        static_cast<std::uint16_t>(std::clamp(to.at(px, py, c) + levels * scale, 0, 255 * scale));
+                    to.at(px, py, c) = static_cast<std::uint16_t>(level_at(to.at(px, py, c), y, c, scale));
         }
+}
+
+// Lightens or darkens a rectangle of the canvas in one picture.
+void draw_thing(SeamReader& reader, std::size_t picture, const Rect& thing, int levels)
+{
+    draw(reader, picture, thing,
+         [&](int sample, std::int64_t, int, int scale) { return std::clamp(sample + levels * scale, 0, 255 * scale); });
 }
 
 // Hides a rectangle of the canvas behind a striped thing.
 void paint_thing(SeamReader& reader, std::size_t picture, const Rect& thing)
 {
-    MemoryPicture& to = reader.pictures[picture];
-    const int scale = to.bits == 8 ? 1 : 257;
-    for (std::int64_t y = thing.y; y < thing.bottom(); ++y)
-        for (std::int64_t x = thing.x; x < thing.right(); ++x) {
-            std::int64_t px = 0;
-            std::int64_t py = 0;
-            const std::int64_t level = (y - thing.y) / 6 % 2 == 0 ? 230 : 190;
-            if (reader.covers(picture, x, y, px, py))
-                for (int c = 0; c < to.channels; ++c)
-                    to.at(px, py, c) = static_cast<std::uint16_t>((level - 20 * c) * scale);
-        }
+    draw(reader, picture, thing, [&](int, std::int64_t y, int c, int scale) {
+        const int level = (y - thing.y) / 6 % 2 == 0 ? 230 : 190;
+        return (level - 20 * c) * scale;
+    });
 }
 
 // Which part of the thing's pixels that others cover, too, belongs to the picture that shows it.
