@@ -22,16 +22,6 @@ namespace
 
 std::atomic<std::uint64_t> most_pixels{kUsualMostPixels};
 
-void check_pixels(const std::string& name, const ImageInfo& info)
-{
-    const std::uint64_t most = most_pixels;
-    if (most != 0 && info.pixels() > most)
-        fail_input(name, concat("a picture of ", info.width, " x ", info.height, " pixels"),
-                   concat("at most ", most, " (--max-pixels)"));
-}
-
-const char* const kKnownFormats = "PNG, TIFF, JPEG or PNM";
-
 // How a format's files begin, and who reads them.
 struct InputFormat {
     std::vector<std::string> starts;
@@ -72,12 +62,12 @@ const InputFormat* format_of(const std::string& start)
 InputFile open_image(const std::string& name)
 {
     errno = 0; // check_heap looks at it where the picture does not come
-    InputFile file{name, open_input(name, concat("a picture: ", kKnownFormats)), 0};
+    InputFile file{name, open_input(name, concat("a picture: ", kReadFormats)), 0};
     seek_in_file(file.stream.get(), 0, SEEK_END);
     file.size = tell_in_file(file.stream.get());
     seek_in_file(file.stream.get(), 0, SEEK_SET);
     if (file.size == 0)
-        fail_input(name, "an empty file", kKnownFormats);
+        fail_input(name, "an empty file", kReadFormats);
     return file;
 }
 
@@ -85,7 +75,7 @@ const InputFormat& known_format_of(const InputFile& file)
 {
     const InputFormat* const format = format_of(first_bytes(file.stream.get()));
     if (format == nullptr)
-        fail_input(file.name, "contents of another kind", kKnownFormats);
+        fail_input(file.name, "contents of another kind", kReadFormats);
     return *format;
 }
 
@@ -121,7 +111,6 @@ public:
             std::swap(info_.width, info_.height);
     }
 
-    bool is_random_access() const override { return true; }
     std::uint64_t held_bytes() const override
     {
         return 2 * (info_.bytes() + (info_.has_alpha ? info_.pixels() : 0)); // while it is turned
@@ -169,7 +158,7 @@ std::vector<ImageInfo> probe_image(const std::string& name)
     InputFile file = open_image(name);
     std::vector<ImageInfo> layers = known_format_of(file).probe(file);
     for (const ImageInfo& layer : layers)
-        check_pixels(name, layer);
+        check_pixels(name, "a picture", layer.width, layer.height);
     return layers;
 }
 
@@ -185,7 +174,7 @@ Image read_image(const std::string& name, std::size_t layer)
 {
     StoredPicture stored = open_stored(name, layer);
     check_image_size(name, stored.rows->info());
-    check_pixels(name, stored.rows->info());
+    check_pixels(name, "a picture", stored.rows->info().width, stored.rows->info().height);
     return read_stored(stored, name);
 }
 
@@ -218,6 +207,16 @@ void check_sides(const std::string& name, std::int64_t width, std::int64_t heigh
         fail_input(name, concat("a picture of ", width, " x ", height, " pixels"), "at least one pixel");
     if (width > kMost || height > kMost)
         fail_input(name, concat("a picture of ", width, " x ", height, " pixels"), "at most 2^31 - 1 on each side");
+    if (width > (std::int64_t{1} << 58) / height)
+        fail_input(name, concat("a picture of ", width, " x ", height, " pixels"), "at most 2^58");
+}
+
+void check_pixels(const std::string& name, const char* what, std::int64_t width, std::int64_t height)
+{
+    const std::uint64_t most = most_pixels;
+    if (most != 0 && static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height) > most)
+        fail_input(name, concat(what, " of ", width, " x ", height, " pixels"),
+                   concat("at most ", most, " (--max-pixels)"));
 }
 
 void check_image_size(const std::string& name, const ImageInfo& info)

@@ -18,6 +18,9 @@ namespace panoval::image
 // Whether there is a file that starts as pictures do, known ones or not, whatever its name.
 bool starts_as_picture(const std::string& name);
 
+// The formats that are read, for messages and help texts.
+inline constexpr const char* kReadFormats = "PNG, TIFF, JPEG or PNM";
+
 // A small file may claim, and even hold, a picture that fills any memory. Pictures of more pixels are refused before
 // any is decoded, by probe_image and by read_image. 0 = no limit but that of a picture's sides.
 inline constexpr std::uint64_t kUsualMostPixels = 1'000'000'000;
@@ -64,7 +67,11 @@ StoredPicture open_png(InputFile file, std::size_t layer);
 StoredPicture open_jpeg(InputFile file, std::size_t layer);
 StoredPicture open_tiff(InputFile file, std::size_t layer);
 
-// Fails unless there is at least one pixel and no side has more than 2^31 - 1.
+// Fails unless there is at least one pixel, no side has more than 2^31 - 1, and 8 bytes a pixel are far from what 64
+// bits count.
 void check_sides(const std::string& name, std::int64_t width, std::int64_t height);
+
+// Fails where what is decoded at once, with sides that check_sides would take, has more pixels than are allowed.
+void check_pixels(const std::string& name, const char* what, std::int64_t width, std::int64_t height);
 
 } // namespace panoval::image

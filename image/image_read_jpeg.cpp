@@ -27,6 +27,9 @@ namespace
 constexpr int kExifBlock = JPEG_APP0 + 1;
 constexpr int kProfileBlock = JPEG_APP0 + 2;
 
+// Files have a dozen. Each scan goes over the whole picture, and takes hardly a byte of the file to say so.
+constexpr int kMostScans = 500;
+
 // libjpeg reports through a record that starts with its own fields; leaving its functions is our part, by longjmp.
 struct JpegErrors {
     jpeg_error_mgr base;
@@ -49,6 +52,15 @@ void on_message(j_common_ptr jpeg, int level)
         on_error(jpeg);
 }
 
+void on_progress(j_common_ptr jpeg)
+{
+    if (reinterpret_cast<j_decompress_ptr>(jpeg)->input_scan_number <= kMostScans)
+        return;
+    auto* const errors = reinterpret_cast<JpegErrors*>(jpeg->err);
+    std::snprintf(errors->message, sizeof errors->message, "more than %d scans", kMostScans);
+    std::longjmp(errors->leave, 1);
+}
+
 class JpegInput
 {
 public:
@@ -59,6 +71,8 @@ public:
         errors_.base.emit_message = on_message;
         if (!create())
             fail_memory(file.name, 1'000'000);
+        progress_.progress_monitor = on_progress;
+        jpeg_.progress = &progress_;
     }
     JpegInput(const JpegInput&) = delete;
     JpegInput& operator=(const JpegInput&) = delete;
@@ -107,7 +121,8 @@ public:
         return metadata;
     }
 
-    bool is_progressive() const { return jpeg_.progressive_mode == TRUE; }
+    // Progressive, or the components one behind the other.
+    bool has_several_scans() { return jpeg_has_multiple_scans(&jpeg_) == TRUE; }
 
     void start()
     {
@@ -200,6 +215,7 @@ private:
 
     InputFile& file_;
     JpegErrors errors_{};
+    jpeg_progress_mgr progress_{};
     jpeg_decompress_struct jpeg_{};
 };
 
@@ -213,10 +229,10 @@ public:
     }
 
     int orientation() const { return jpeg_->exif().orientation; }
-    // Baseline files are decoded a few rows at a time; a progressive one keeps 2 bytes a sample.
+    // Files of one scan are decoded a few rows at a time; one of several keeps 2 bytes a sample.
     std::uint64_t held_bytes() const override
     {
-        return jpeg_->is_progressive() ? 2 * info_.samples() : 32 * stored_row_bytes(info_);
+        return jpeg_->has_several_scans() ? 2 * info_.samples() : 32 * stored_row_bytes(info_);
     }
 
 protected:

@@ -44,11 +44,14 @@ public:
     {
         if (!read_header())
             fail();
+        check_sides(file_.name, png_get_image_width(png_, info_), png_get_image_height(png_, info_));
+        check_pixels(file_.name, "a picture", png_get_image_width(png_, info_), png_get_image_height(png_, info_));
+        if (!prepare_rows()) // takes memory for them
+            fail();
         ImageInfo info;
         info.channels = (png_get_color_type(png_, info_) & PNG_COLOR_MASK_COLOR) != 0 ? 3 : 1;
         info.has_alpha = (png_get_color_type(png_, info_) & PNG_COLOR_MASK_ALPHA) != 0;
         info.bits = png_get_bit_depth(png_, info_);
-        check_sides(file_.name, png_get_image_width(png_, info_), png_get_image_height(png_, info_));
         info.width = static_cast<std::int32_t>(png_get_image_width(png_, info_));
         info.height = static_cast<std::int32_t>(png_get_image_height(png_, info_));
         png_int_32 x = 0, y = 0;
@@ -99,6 +102,13 @@ private:
         png_init_io(png_, file_.stream.get());
         png_set_user_limits(png_, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
         png_read_info(png_, info_);
+        return true;
+    }
+
+    bool prepare_rows()
+    {
+        if (setjmp(png_jmpbuf(png_)) != 0)
+            return false;
         png_set_expand(png_);
         png_set_swap(png_);
         passes_ = png_set_interlace_handling(png_);
@@ -155,7 +165,6 @@ public:
         metadata_ = png_->metadata();
     }
 
-    bool is_random_access() const override { return is_interlaced(); }
     std::uint64_t held_bytes() const override
     {
         return is_interlaced() ? png_->row_bytes() * static_cast<std::uint64_t>(info_.height) : 3 * png_->row_bytes();

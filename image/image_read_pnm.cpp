@@ -186,9 +186,9 @@ public:
         info_ = header_.info;
     }
 
-    // Rows of raw files stand at known places.
-    bool is_random_access() const override { return !header_.is_plain; }
     std::uint64_t held_bytes() const override { return 3 * row_bytes(); }
+
+    // Rows of raw files stand at known places.
     void read_rows(std::int32_t first, std::int32_t count, const Rows& to) override
     {
         if (!header_.is_plain)

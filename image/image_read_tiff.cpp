@@ -178,7 +178,7 @@ std::string text_of(const TiffFile& tiff, ttag_t tag)
 std::optional<Rational> rational_of(const TiffFile& tiff, ttag_t tag)
 {
     float value = 0;
-    if (TIFFGetField(tiff.get(), tag, &value) != 1 || !(value > 0) || !(value < 1e6f))
+    if (TIFFGetField(tiff.get(), tag, &value) != 1 || !(value > 1e-9f) || !(value < 1e6f))
         return std::nullopt;
     const double exact = static_cast<double>(value);
     const double inverse = std::floor(1 / exact + 0.5);
@@ -252,13 +252,6 @@ public:
 
     int orientation() const { return layer_.orientation; }
 
-    bool is_random_access() const override
-    {
-        constexpr std::uint64_t kQuick = std::uint64_t{8} << 20; // to decode
-        return is_uncompressed() || layer_.is_tiled ||
-               stored_row_bytes(info_) * static_cast<std::uint64_t>(chunk_rows_) <= kQuick;
-    }
-
     bool is_stored() const override { return is_stored_; }
 
     std::uint64_t held_bytes() const override
@@ -330,6 +323,7 @@ private:
         if (tile_width_ < 1 || tile_height < 1 || tile_width_ > 65536 || tile_height > 65536 ||
             size != tile_width_ * tile_height * static_cast<std::int64_t>(plane_pixel_bytes_))
             fail_damaged(file_.name, tiff_);
+        check_pixels(file_.name, "tiles", tile_width_, tile_height);
         tile_bytes_ = size;
         chunk_rows_ = static_cast<std::int32_t>(tile_height);
         line_bytes_ = static_cast<std::size_t>(info_.width) * plane_pixel_bytes_;

@@ -2,6 +2,7 @@
 #include "image/metadata_json.h"
 
 #include "image/base64.h"
+#include "image/json_keys.h"
 
 #include <cmath>
 #include <limits>
@@ -13,7 +14,6 @@ namespace
 {
 
 using Json = nlohmann::ordered_json;
-using ParsedJson = nlohmann::json;
 
 constexpr double kLargestResolution = 1e6; // pixels per inch
 
@@ -36,14 +36,6 @@ Json json_of(const Exif& exif)
     if (exif.iso)
         json["iso"] = *exif.iso;
     return json;
-}
-
-// The key of an object, or null.
-const ParsedJson& at(const ParsedJson& json, const char* key)
-{
-    static const ParsedJson nothing;
-    const auto found = json.is_object() ? json.find(key) : json.end();
-    return json.is_object() && found != json.end() ? *found : nothing;
 }
 
 std::optional<std::uint32_t> number_of(const ParsedJson& json)

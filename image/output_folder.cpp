@@ -24,9 +24,8 @@ constexpr int kMostTries = 100;
 
 OutputFolder::OutputFolder(const fs::path& place, std::string target) : place_(place), target_(std::move(target))
 {
+    refuse_file();
     std::error_code error;
-    if (fs::exists(place_, error) && !fs::is_directory(place_, error))
-        fail_output(target_, "a file " + utf8_from_path(place_), "a place for the folder of tiles");
     for (int i = 0; i < kMostTries; ++i) {
         fs::path candidate = place_;
         candidate += concat(".", process_id(), "-", i, ".part");
@@ -67,15 +66,29 @@ FileHandle OutputFolder::make_file(const std::string& name) const
     return file;
 }
 
+// What stands at the place, also by now.
+void OutputFolder::refuse_file() const
+{
+    std::error_code error;
+    if (fs::exists(place_, error) && !fs::is_directory(place_, error))
+        fail_output(target_, "a file " + utf8_from_path(place_), "a place for the folder of tiles");
+}
+
 void OutputFolder::commit()
 {
+    refuse_file();
     std::error_code error;
     fs::path older = temporary_;
     older += ".old";
-    if (fs::exists(place_, error))
+    const bool replaces = fs::exists(place_, error);
+    if (replaces)
         fs::rename(place_, older, error);
-    if (!error)
+    if (!error) {
         fs::rename(temporary_, place_, error);
+        std::error_code ignored;
+        if (error && replaces)
+            fs::rename(older, place_, ignored);
+    }
     if (error)
         fail_output(target_, "a folder that cannot be put in place: " + error.message(), "a writable place");
     temporary_.clear();

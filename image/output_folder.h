@@ -26,12 +26,15 @@ public:
     void make_folder(const std::string& name) const;
     FileHandle make_file(const std::string& name) const;
 
-    // Puts the folder in its place. An older one goes.
+    // Puts the folder in its place. An older one goes; it stays where that fails, and so does a file that has come to
+    // stand there meanwhile.
     void commit();
 
     [[noreturn]] void fail_writing() const;
 
 private:
+    void refuse_file() const;
+
     std::filesystem::path place_;
     std::filesystem::path temporary_; // empty when committed
     std::string target_;

@@ -22,12 +22,10 @@ public:
     const ImageInfo& info() const { return info_; }
     const Metadata& metadata() const { return metadata_; }
 
-    // Gives the rows from `first` on, `count` of them. Where the file has no alpha, a mask becomes 255.
+    // Gives the rows from `first` on, `count` of them. Where the file has no alpha, a mask becomes 255. Compressed rows
+    // may come from the first one on alone: going back begins anew then, and rows that are skipped are decoded all the
+    // same.
     virtual void read_rows(std::int32_t first, std::int32_t count, const Rows& to) = 0;
-
-    // Whether any rows cost about what the next ones do. Without it rows come from the first one on: going back begins
-    // anew, and rows that are skipped are decoded all the same.
-    virtual bool is_random_access() const = 0;
 
     // Whether the file holds the rows as they are, so that reading any of them again decodes nothing.
     virtual bool is_stored() const { return false; }
@@ -51,7 +49,6 @@ class SequentialReader : public RowReader
 {
 public:
     void read_rows(std::int32_t first, std::int32_t count, const Rows& to) override;
-    bool is_random_access() const override { return false; }
 
 protected:
     // Goes back before the first row.

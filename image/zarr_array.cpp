@@ -2,6 +2,7 @@
 #include "image/zarr_array.h"
 
 #include "image/failure.h"
+#include "image/json_keys.h"
 #include "image/text.h"
 
 #include <nlohmann/json.hpp>
@@ -19,7 +20,6 @@ namespace
 {
 
 using Json = nlohmann::ordered_json;
-using ParsedJson = nlohmann::json;
 
 // Photographs gain little from a higher one, which costs several times the time.
 constexpr int kLevel = 1;

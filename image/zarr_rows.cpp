@@ -59,7 +59,6 @@ public:
                 std::memset(to.mask_row(i), 255, static_cast<std::size_t>(band_.width));
         }
     }
-    bool is_random_access() const override { return true; }
     std::uint64_t held_bytes() const override { return band_.bytes() + (band_.mask != nullptr ? band_.pixels() : 0); }
 
 private:

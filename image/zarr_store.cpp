@@ -3,6 +3,7 @@
 
 #include "image/failure.h"
 #include "image/files.h"
+#include "image/json_keys.h"
 #include "image/metadata_json.h"
 #include "image/output_file.h"
 #include "image/text.h"
@@ -21,7 +22,6 @@ namespace
 
 namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
-using ParsedJson = nlohmann::json;
 
 constexpr int kStoreVersion = 1;
 constexpr std::size_t kMostLevels = 32;
@@ -35,7 +35,7 @@ bool read_bytes(const fs::path& place, std::vector<std::uint8_t>& bytes)
 {
     const std::string name = utf8_from_path(place);
     const FileHandle file = open_utf8(name, "rb");
-    if (file == nullptr && errno == ENOENT)
+    if (file == nullptr && (errno == ENOENT || errno == ENOTDIR))
         return false;
     if (file == nullptr) {
         check_heap(name);
@@ -69,14 +69,6 @@ ParsedJson parse(const fs::path& place, const std::string& text)
     if (json.is_discarded() || !json.is_object())
         fail_input(utf8_from_path(place), "no valid JSON object", "what a store has there");
     return json;
-}
-
-// The key of an object, or null.
-const ParsedJson& at(const ParsedJson& json, const char* key)
-{
-    static const ParsedJson nothing;
-    const auto found = json.is_object() ? json.find(key) : json.end();
-    return json.is_object() && found != json.end() ? *found : nothing;
 }
 
 // Pixels of a level are means of 2^level on a side, so that their middles lie by half of that farther in.

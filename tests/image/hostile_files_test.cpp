@@ -6,6 +6,7 @@
 #include "tests/support/scratch_folder.h"
 
 #include <gtest/gtest.h>
+#include <zlib.h>
 
 #include <utility>
 
@@ -40,13 +41,13 @@ std::string png_chunk(const std::string& kind, const std::string& data)
     return big_endian(static_cast<std::uint32_t>(data.size()), 4) + kind + data + big_endian(~sum, 4);
 }
 
-// Grey, 8 bit, with a few bytes of samples.
-std::string png(std::uint32_t width, std::uint32_t height, char interlace = 0)
+// Grey, 8 bit, with a few bytes of samples; more: further chunks.
+std::string png(std::uint32_t width, std::uint32_t height, char interlace = 0, const std::string& more = "")
 {
     using namespace std::string_literals;
     return "\x89PNG\r\n\x1A\n"s +
            png_chunk("IHDR", big_endian(width, 4) + big_endian(height, 4) + "\x08\0\0\0"s.substr(0, 4) + interlace) +
-           png_chunk("IDAT", "\x78\x9C\x63\0\0\0\1\0\1"s) + png_chunk("IEND", "");
+           more + png_chunk("IDAT", "\x78\x9C\x63\0\0\0\1\0\1"s) + png_chunk("IEND", "");
 }
 
 // Grey; just the start of a file and a frame.
@@ -55,6 +56,20 @@ std::string jpeg(std::uint32_t width, std::uint32_t height)
     using namespace std::string_literals;
     return "\xFF\xD8\xFF\xC0\x00\x0B\x08"s + big_endian(height, 2) + big_endian(width, 2) +
            "\x01\x01\x11\x00\xFF\xDA\x00\x08\x01\x01\x00\x00\x3F\x00\xFF\xD9"s;
+}
+
+// Progressive, 16 x 16: a scan of the blocks' means, and so many of the rest, a table of one code each.
+std::string jpeg_of_scans(int count)
+{
+    using namespace std::string_literals;
+    const std::string one_code(15, '\0');
+    std::string file = "\xFF\xD8\xFF\xDB\x00\x43\x00"s + std::string(64, '\1') +
+                       "\xFF\xC2\x00\x0B\x08\x00\x10\x00\x10\x01\x01\x11\x00"s + "\xFF\xC4\x00\x14\x00\x01"s +
+                       one_code + "\0"s + "\xFF\xC4\x00\x14\x10\x01"s + one_code + "\x20"s +
+                       "\xFF\xDA\x00\x08\x01\x01\x00\x00\x00\x00\x0F"s;
+    for (int i = 0; i < count; ++i)
+        file += "\xFF\xDA\x00\x08\x01\x01\x00\x01\x3F\x00\x1F"s; // nothing in any of the four blocks
+    return file + "\xFF\xD9"s;
 }
 
 using Tags = std::vector<std::pair<int, std::uint32_t>>;
@@ -115,6 +130,7 @@ TEST_F(HostileFile, EachIsRefusedWithTheReason)
         {"sides.jpg", jpeg(65'500, 65'500), "found a picture of 65500 x 65500 pixels; expected at most"},
         {"short.jpg", jpeg(20'000, 20'000), "found a truncated or damaged JPEG file"},
         {"none.jpg", jpeg(0, 5), "found a truncated or damaged JPEG file"},
+        {"scans.jpg", jpeg_of_scans(600), "found a truncated or damaged JPEG file (more than 500 scans)"},
         {"sides.pgm", "P2\n40000 40000\n255\n1 2 3", "found a picture of 40000 x 40000 pixels; expected at most"},
         {"raw.pgm", "P5\n30000 30000\n255\nxyz", "found a truncated file with 3 bytes of samples; expected 900000000"},
         {"sides.pam", "P7\nWIDTH 65536\nHEIGHT 65536\nDEPTH 1\nMAXVAL 255\nENDHDR\n", "found a truncated file with 0"},
@@ -127,6 +143,7 @@ TEST_F(HostileFile, EachIsRefusedWithTheReason)
         {"deflate.tif", tiff(grey_tags(30'000, 30'000, 64, 8)), "found a truncated or damaged TIFF file"},
         {"lzw.tif", tiff(grey_tags(30'000, 30'000, 64, 5)), "found a truncated or damaged TIFF file"},
         {"tiles.tif", tiff(tiled_tags(0x7FFFFFF0u)), "found a truncated or damaged TIFF file"},
+        {"tile.tif", tiff(tiled_tags(65520)), "found tiles of 65520 x 65520 pixels; expected at most 1000000000"},
         {"tileless.tif", tiff(tiled_tags(0)), "found a truncated or damaged TIFF file"},
         {"empty.tif", tiff({}), "found "},
         {"nowhere.tif", std::string("II*\0", 4) + little_endian(0xFFFFFF00u, 4), "found a truncated or damaged TIFF"},
@@ -144,6 +161,36 @@ TEST_F(HostileFile, ADirectoryThatNamesItselfEndsTheFile)
 {
     const std::string name = write_text("cycle.tif", tiff(grey_tags(4, 4, 16), 8));
     EXPECT_EQ(probe_image(name).size(), 1u);
+}
+
+TEST_F(HostileFile, AProfileThatGrowsIsLeftOut)
+{
+    const std::vector<Bytef> zeros(16'000'000);
+    std::string packed(compressBound(static_cast<uLong>(zeros.size())), '\0');
+    uLongf size = static_cast<uLongf>(packed.size());
+    ASSERT_EQ(compress(reinterpret_cast<Bytef*>(packed.data()), &size, zeros.data(), static_cast<uLong>(zeros.size())),
+              Z_OK);
+    const std::string profile = png_chunk("iCCP", std::string("p\0\0", 3) + packed.substr(0, size));
+    const std::string name = write_text("profile.png", png(1, 1, 0, profile));
+    EXPECT_TRUE(open_rows(name)->metadata().profile.empty());
+}
+
+TEST_F(HostileFile, AUsualNumberOfScansIsRead)
+{
+    EXPECT_EQ(message_for({"scans.jpg", jpeg_of_scans(400), ""}), "no error");
+}
+
+TEST_F(HostileFile, WithoutALimitSizesStillFitTheirNumbers)
+{
+    set_most_pixels(0);
+    for (const Hostile& file :
+         {Hostile{"a.pam", "P7\nWIDTH 2147483647\nHEIGHT 2147483647\nDEPTH 4\nMAXVAL 65535\nENDHDR\n", ""},
+          Hostile{"a.png", png(0x7FFFFFFF, 0x7FFFFFFF, 1), ""},
+          Hostile{"a.tif", tiff(grey_tags(0x7FFFFFFF, 0x7FFFFFFF, 16)), ""}}) {
+        const std::string message = message_for(file);
+        EXPECT_TRUE(contains(message, "found a picture of 2147483647 x 2147483647 pixels; expected at most 2^58"))
+            << message;
+    }
 }
 
 TEST_F(HostileFile, TheLimitOfPixelsIsExact)

@@ -120,6 +120,25 @@ TEST(ExifOrientation, StaysInsideItsBlock)
     EXPECT_EQ(parse_exif(far.data(), far.size()).orientation, 1);
 }
 
+TEST_F(JpegPicture, AResolutionMayBeThatOfACentimetre)
+{
+    write_image(in_folder("a.jpg"), soft_picture(8, 8, 3));
+    const std::string bytes = read_text("a.jpg");
+    const std::size_t start =
+        bytes.find("JFIF"); // behind it and two bytes of version: unit, and two numbers of 2 bytes
+    ASSERT_NE(start, std::string::npos);
+    const auto resolution_of = [&](const std::string& unit_and_numbers) {
+        std::string changed = bytes;
+        changed.replace(start + 7, 5, unit_and_numbers);
+        return read_image(write_text("b.jpg", changed)).metadata.resolution;
+    };
+    EXPECT_EQ(resolution_of(std::string("\1\1\x2C\0\x96", 5)), (Resolution{300, 150}));
+    EXPECT_EQ(resolution_of(std::string("\2\0\x64\0\x32", 5)), (Resolution{254, 127}));
+    EXPECT_EQ(resolution_of(std::string("\0\0\x64\0\x32", 5)), std::nullopt) << "a shape of pixels alone";
+    EXPECT_EQ(resolution_of(std::string("\1\0\0\0\x32", 5)), std::nullopt);
+    EXPECT_EQ(resolution_of(std::string("\1\0\x64\0\0", 5)), std::nullopt);
+}
+
 TEST_F(JpegPicture, FourComponentsAreRefused)
 {
     write_image(in_folder("a.jpg"), soft_picture(8, 8, 3));

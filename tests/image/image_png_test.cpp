@@ -103,6 +103,19 @@ TEST_F(PngPicture, AnOffsetInPixelsIsThePosition)
     EXPECT_FALSE(probe_image(write_raw(1, 1, 8, 0, 0, "x", set(PNG_OFFSET_MICROMETER))).at(0).position.has_value());
 }
 
+TEST_F(PngPicture, AResolutionInMetresIsThatOfAnInch)
+{
+    const auto resolution_of = [&](png_uint_32 x, png_uint_32 y, int unit) {
+        return read_image(write_raw(1, 1, 8, 0, 0, "x",
+                                    [&](png_structp png, png_infop info) { png_set_pHYs(png, info, x, y, unit); }))
+            .metadata.resolution;
+    };
+    EXPECT_EQ(resolution_of(11811, 5906, PNG_RESOLUTION_METER), (Resolution{300, 150.01}));
+    EXPECT_EQ(resolution_of(11811, 5906, PNG_RESOLUTION_UNKNOWN), std::nullopt) << "a shape of pixels alone";
+    EXPECT_EQ(resolution_of(0, 5906, PNG_RESOLUTION_METER), std::nullopt);
+    EXPECT_EQ(resolution_of(11811, 0, PNG_RESOLUTION_METER), std::nullopt);
+}
+
 // The check sum that ends a chunk.
 std::string check_sum(const std::string& chunk)
 {
@@ -121,11 +134,11 @@ TEST_F(PngPicture, OversizedPicturesAreRefusedByTheirHeader)
 {
     write_image(in_folder("a.png"), test_picture(1, 1, 3, 8));
     std::string bytes = read_text("a.png");
-    bytes.replace(16, 8, std::string("\x00\x01\x86\xA0\x00\x01\x86\xA0", 8));
+    bytes.replace(16, 8, std::string("\x00\x00\x75\x30\x00\x00\x75\x30", 8));
     bytes.replace(29, 4, check_sum(bytes.substr(12, 17)));
     const std::string name = write_text("huge.png", bytes);
     EXPECT_EQ(error_of([&] { (void)read_image(name); }),
-              name + ": found a picture of 100000 x 100000 pixels with 3 x 8 bit; expected at most 2^31 - 1 bytes of "
+              name + ": found a picture of 30000 x 30000 pixels with 3 x 8 bit; expected at most 2^31 - 1 bytes of "
                      "samples");
 }
 

@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "image/image.h"
 
+#include "image/base64.h"
+#include "image/data_uri.h"
+#include "image/image_read.h"
 #include "image/orientation.h"
 #include "image/rows.h"
+#include "tests/support/buffers.h"
 #include "tests/support/scratch_folder.h"
 
 #include <gtest/gtest.h>
@@ -87,6 +91,63 @@ TEST(Image, ColourRepeatsGrey)
     Image image = grey_picture(2, 1, {7, 9});
     convert_to_colour(image, "test");
     EXPECT_EQ(bytes_of(image), (std::vector<std::uint8_t>{7, 7, 7, 9, 9, 9}));
+}
+
+TEST(Image, SixteenBitColoursBecomeGreyAndBack)
+{
+    Image image = make_image(2, 1, 3, 16, "test");
+    const std::uint16_t samples[] = {65535, 0, 0, 1000, 2000, 3000};
+    std::memcpy(image.data.get(), samples, sizeof samples);
+    convert_to_grey(image, "test");
+    // 19594.965, and 299 + 1174 + 342
+    EXPECT_EQ(sample_at(image.data.get(), 16, 0), 19595u);
+    EXPECT_EQ(sample_at(image.data.get(), 16, 1), 1815u);
+    convert_to_colour(image, "test");
+    EXPECT_EQ(image.channels, 3);
+    for (std::size_t i = 0; i < 6; ++i)
+        EXPECT_EQ(sample_at(image.data.get(), 16, i), i < 3 ? 19595u : 1815u) << i;
+}
+
+TEST(Image, ConversionsToWhatAPictureIsChangeNothing)
+{
+    for (const int channels : {1, 3}) {
+        Image image = test_picture(5, 4, channels, 16);
+        const auto* const samples = image.data.get();
+        convert_depth(image, 16, "test");
+        if (channels == 1)
+            convert_to_grey(image, "test");
+        else
+            convert_to_colour(image, "test");
+        EXPECT_EQ(image.data.get(), samples) << "the same block";
+        expect_same_picture(image, test_picture(5, 4, channels, 16));
+    }
+}
+
+TEST(Image, MemoryThatIsNotThereIsAskedForInTheFilesName)
+{
+    constexpr std::size_t kTooMuch = std::size_t{1} << 60;
+    const std::string expected = "a.png: found too little memory; expected 1152921504607 MB to be free";
+    if (!panoval::test::kAddressSanitizer) { // which stops the test instead
+        EXPECT_EQ(error_of([] { need_memory(kTooMuch, "a.png"); }), expected);
+        EXPECT_EQ(error_of([] { allocate_large_block(kTooMuch, "a.png"); }), expected);
+    }
+    EXPECT_EQ(error_of([] { need_memory(0, "a.png"); }), "no error");
+}
+
+using DataUri = ScratchFolder;
+
+TEST_F(DataUri, HoldsThePictureAsAPngFile)
+{
+    const std::string start = "data:image/png;base64,";
+    for (const int channels : {1, 3}) {
+        const Image image = test_picture(9, 7, channels, 8, true);
+        const std::string uri = picture_data_uri(image);
+        ASSERT_EQ(uri.substr(0, start.size()), start);
+        const auto file = bytes_of_base64(uri.substr(start.size()));
+        ASSERT_TRUE(file);
+        write_text("a.png", std::string(file->begin(), file->end()));
+        expect_same_picture(read_image(in_folder("a.png")), test_picture(9, 7, channels, 8)); // without its mask
+    }
 }
 
 TEST(Image, TheLibrarysViewHasTheSameShape)

@@ -180,6 +180,82 @@ TEST_F(TiffPicture, WithoutTagsThereIsNoPosition)
     EXPECT_EQ(probe_image(name()).at(0).position, (Offset{0, 0}));
 }
 
+TEST_F(TiffPicture, PlacesThatMeanNothingAreLeftOut)
+{
+    const auto position_of = [&](const SetTags& set_tags) {
+        append(test_picture(4, 3, 3, 8), set_tags, "w");
+        return probe_image(name()).at(0).position;
+    };
+    EXPECT_EQ(position_of(position(2.f, 0.f, 10.f)), (Offset{20, 0}));
+    EXPECT_EQ(position_of([](TIFF* tiff) { TIFFSetField(tiff, TIFFTAG_YPOSITION, 3.0); }), std::nullopt);
+    EXPECT_EQ(position_of(position(3e9f, 0.f, 10.f)), std::nullopt) << "farther than any canvas";
+    EXPECT_EQ(position_of(position(0.f, 3e9f, 10.f)), std::nullopt);
+}
+
+TEST_F(TiffPicture, ResolutionsAreThoseOfAnInch)
+{
+    const auto resolution_of = [&](double x, double y, int unit) {
+        append(
+            test_picture(4, 3, 3, 8),
+            [=](TIFF* tiff) {
+                TIFFSetField(tiff, TIFFTAG_XRESOLUTION, x);
+                TIFFSetField(tiff, TIFFTAG_YRESOLUTION, y);
+                TIFFSetField(tiff, TIFFTAG_RESOLUTIONUNIT, unit);
+            },
+            "w");
+        return read_image(name()).metadata.resolution;
+    };
+    EXPECT_EQ(resolution_of(300, 150, RESUNIT_INCH), (Resolution{300, 150}));
+    EXPECT_EQ(resolution_of(100, 50, RESUNIT_CENTIMETER), (Resolution{254, 127}));
+    EXPECT_EQ(resolution_of(300, 150, RESUNIT_NONE), std::nullopt) << "a shape of pixels alone";
+    EXPECT_EQ(resolution_of(0, 150, RESUNIT_INCH), std::nullopt);
+    EXPECT_EQ(resolution_of(300, 0, RESUNIT_INCH), std::nullopt);
+}
+
+TEST_F(TiffPicture, ExposuresAboveASecondAreKept)
+{
+    Image image = test_picture(4, 3, 3, 8);
+    image.metadata.exif.exposure_seconds = Rational{5, 2};
+    image.metadata.exif.f_number = Rational{3, 10};
+    write_image(name(), image);
+    EXPECT_EQ(read_image(name()).metadata.exif.exposure_seconds, (Rational{2500, 1000}));
+    EXPECT_EQ(read_image(name()).metadata.exif.f_number, (Rational{300, 1000})) << "no part of a whole";
+    for (const Rational& odd : {Rational{4000000000, 1}, Rational{1, 4294967295}}) {
+        image.metadata.exif.exposure_seconds = odd;
+        write_image(name(), image);
+        EXPECT_EQ(read_image(name()).metadata.exif.exposure_seconds, std::nullopt);
+    }
+}
+
+TEST_F(TiffPicture, JpegInsideIsReadAsColour)
+{
+    Image image = make_image(32, 16, 3, 8, "test");
+    for (std::size_t i = 0; i < image.bytes(); ++i)
+        image.data[i] = static_cast<std::uint8_t>(60 + 60 * (i % 3));
+    append(
+        image,
+        [](TIFF* tiff) {
+            TIFFSetField(tiff, TIFFTAG_COMPRESSION, COMPRESSION_JPEG);
+            TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_YCBCR);
+            TIFFSetField(tiff, TIFFTAG_JPEGCOLORMODE, JPEGCOLORMODE_RGB);
+        },
+        "w");
+    const Image read = read_image(name());
+    ASSERT_EQ(describe(read), describe(image));
+    for (std::size_t i = 0; i < image.bytes(); ++i)
+        ASSERT_NEAR(read.data[i], image.data[i], 3) << i;
+}
+
+TEST_F(TiffPicture, AFileOfThumbnailsAloneHasNoPicture)
+{
+    const SetTags reduced = [](TIFF* tiff) { TIFFSetField(tiff, TIFFTAG_SUBFILETYPE, FILETYPE_REDUCEDIMAGE); };
+    append(test_picture(2, 2, 3, 8), reduced, "w");
+    append(test_picture(2, 2, 3, 8), reduced);
+    EXPECT_EQ(error_of([&] { (void)probe_image(name()); }),
+              name() + ": found a TIFF file without a full picture; expected at least one");
+    EXPECT_TRUE(contains(error_of([&] { (void)read_image(name()); }), "a.tif: found "));
+}
+
 TEST_F(TiffPicture, EveryPageIsALayerExceptThumbnails)
 {
     append(test_picture(4, 3, 3, 8), position(0.f, 0.f, 100.f), "w");
@@ -243,7 +319,25 @@ TEST_F(TiffPicture, OtherKindsOfSamplesAreNamed)
     EXPECT_TRUE(contains(error(set(TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_IEEEFP)), "16 bit, floating; expected whole"));
     EXPECT_TRUE(contains(error(set(TIFFTAG_BITSPERSAMPLE, 32)), "found TIFF samples of 32 bit"));
     EXPECT_TRUE(contains(error(set(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_CIELAB)), "found a TIFF file with L*a*b* samples"));
+    EXPECT_TRUE(contains(error(set(TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_COMPLEXINT)), "found TIFF samples of 16 bit; "));
+    const std::pair<int, const char*> kinds[] = {{PHOTOMETRIC_SEPARATED, "CMYK or other inks"},
+                                                 {PHOTOMETRIC_YCBCR, "YCbCr samples"},
+                                                 {PHOTOMETRIC_ICCLAB, "L*a*b* samples"},
+                                                 {PHOTOMETRIC_ITULAB, "L*a*b* samples"},
+                                                 {PHOTOMETRIC_MASK, "the photometric interpretation 4"}};
+    for (const auto& [kind, words] : kinds)
+        EXPECT_TRUE(contains(error(set(TIFFTAG_PHOTOMETRIC, kind)), concat("found a TIFF file with ", words))) << words;
     EXPECT_TRUE(contains(error(set(TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_MINISBLACK)), "found 3 samples a pixel"));
+    append(
+        test_picture(4, 4, 1, 8),
+        [](TIFF* tiff) {
+            std::vector<std::uint16_t> levels(256);
+            TIFFSetField(tiff, TIFFTAG_PHOTOMETRIC, PHOTOMETRIC_PALETTE);
+            TIFFSetField(tiff, TIFFTAG_COLORMAP, levels.data(), levels.data(), levels.data());
+        },
+        "w");
+    EXPECT_TRUE(contains(error_of([&] { (void)probe_image(name()); }), "found a TIFF file with a palette; expected"));
+    EXPECT_EQ(error(set(TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_VOID)), "no error") << "of no known kind: taken as they are";
 }
 
 TEST_F(TiffPicture, OversizedPicturesAreRefusedByTheirTags)

@@ -115,6 +115,9 @@ TEST(Exif, SurvivesItsBlock)
     const Exif exif = {"Maker", "M", "2001:01:01 00:00:00", Rational{1, 60}, Rational{56, 10}, 800};
     const std::vector<std::uint8_t> block = make_exif(exif);
     EXPECT_EQ(parse_exif(block.data(), block.size()).exif, exif);
+    const Exif odd = {"Five", "Seven..", "", Rational{1, 60}, {}, {}}; // texts of odd lengths, their ends counted
+    const std::vector<std::uint8_t> padded = make_exif(odd);
+    EXPECT_EQ(parse_exif(padded.data(), padded.size()).exif, odd);
     const std::vector<std::uint8_t> empty = make_exif({});
     EXPECT_TRUE(parse_exif(empty.data(), empty.size()).exif.is_empty());
     for (std::size_t size = 0; size < block.size(); ++size) { // cut anywhere

@@ -1,18 +1,19 @@
 // SPDX-License-Identifier: MIT
-// Outputs that fail half-way: a full disk, and an interruption. Each happens to a process of its own.
+// Outputs that fail half-way, a full disk and an interruption, and standard streams. Each happens to a process of its
+// own.
+#include "image/image_read.h"
 #include "image/image_write.h"
 #include "image/interruption.h"
 #include "image/output_file.h"
+#include "image/output_folder.h"
+#include "image/standard_streams.h"
+#include "tests/support/child_process.h"
 #include "tests/support/scratch_folder.h"
 
 #include <gtest/gtest.h>
 
 #include <csignal>
-#include <cstdlib>
-
-#include <sys/resource.h>
-#include <sys/wait.h>
-#include <unistd.h>
+#include <cstdio>
 
 namespace panoval::image::test
 {
@@ -20,41 +21,20 @@ namespace panoval::image::test
 namespace
 {
 
-class FailingOutput : public ScratchFolder
-{
-protected:
-    // What waitpid says about a child that runs this.
-    template <class Body>
-    static int status_of_child(const Body& body)
-    {
-        const pid_t child = fork();
-        if (child == 0) {
-            body();
-            _exit(0);
-        }
-        int status = 0;
-        waitpid(child, &status, 0);
-        return status;
-    }
-
-    // A file system that takes no more than this many bytes.
-    static void limit_file_size(rlim_t bytes)
-    {
-        std::signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit = {bytes, bytes};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-};
+using panoval::test::leave;
+using panoval::test::limit_file_size;
+using panoval::test::status_of_child;
+using FailingOutput = ScratchFolder;
 
 TEST_F(FailingOutput, AFullDiskIsExplainedAndLeavesNothing)
 {
-    for (const char* name : {"a.png", "a.tif", "a.jpg", "a.ppm", "a.pam"})
+    for (const char* name : {"a.png", "a.tif", "a.jpg", "a.ppm", "a.pam", "a.dzi"})
         for (const rlim_t room : {rlim_t{0}, rlim_t{1000}, rlim_t{20000}}) {
             const int status = status_of_child([&] {
                 const Image image = test_picture(400, 300, 3, 8);
                 limit_file_size(room);
                 const std::string error = error_of([&] { write_image(in_folder(name), image); });
-                _exit(contains(error, std::string(name) + ": found an error while writing: ") &&
+                leave(contains(error, std::string(name) + ": found an error while writing: ") &&
                               contains(error, "expected enough room")
                           ? 7
                           : 1);
@@ -63,6 +43,197 @@ TEST_F(FailingOutput, AFullDiskIsExplainedAndLeavesNothing)
             EXPECT_EQ(WEXITSTATUS(status), 7) << name << " in " << room << " bytes";
             EXPECT_TRUE(names().empty()) << name << " in " << room << " bytes";
         }
+}
+
+TEST_F(FailingOutput, EveryLayoutOfTiffExplainsAFullDisk)
+{
+    for (const std::string& compression : compression_names())
+        for (const bool is_tiled : {false, true})
+            for (const bool has_pyramid : {false, true})
+                for (const rlim_t room : {rlim_t{100}, rlim_t{200'000}}) {
+                    const int status = status_of_child([&] {
+                        const Image image = test_picture(400, 300, 3, 8);
+                        const WriteOptions options{93, compression_of(compression), is_tiled, has_pyramid};
+                        limit_file_size(room);
+                        const std::string error = error_of([&] { write_image(in_folder("a.tif"), image, options); });
+                        leave(contains(error, "a.tif: found an error while writing: ") ? 7 : 1);
+                    });
+                    EXPECT_EQ(WEXITSTATUS(status), 7) << compression << ", " << is_tiled << has_pyramid << ", " << room;
+                    EXPECT_TRUE(names().empty());
+                }
+}
+
+TEST_F(FailingOutput, StandardInputIsReadAsOftenAsItIsAskedFor)
+{
+    const Image image = test_picture(40, 30, 3, 8);
+    write_image(in_folder("a.png"), image);
+    const int status = status_of_child([&] {
+        const bool is_open = std::freopen(in_folder("a.png").c_str(), "rb", stdin) != nullptr;
+        bool is_same = describe(probe_image("-").at(0)) == describe(image);
+        for (int round = 0; round < 2; ++round)
+            is_same = is_same && std::memcmp(read_image("-").data.get(), image.data.get(), image.bytes()) == 0;
+        leave(is_open && is_same ? 7 : 1);
+    });
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+TEST_F(FailingOutput, AStandardInputThatCannotBeReadIsExplained)
+{
+    const int status = status_of_child([&] {
+        const bool is_open = std::freopen(in_folder("").c_str(), "rb", stdin) != nullptr; // a folder
+        const std::string error = error_of([] { (void)read_image("-"); });
+        leave(is_open && contains(error, "standard input: found an input that cannot be read: ") ? 7 : 1);
+    });
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+TEST_F(FailingOutput, StandardOutputHasTheWholePicture)
+{
+    const Image image = test_picture(40, 30, 3, 8);
+    const int status = status_of_child([&] {
+        const bool is_open = std::freopen(in_folder("out.png").c_str(), "wb", stdout) != nullptr;
+        const bool had_none = !standard_output_has_a_picture();
+        write_image("-", image);
+        leave(is_open && had_none && standard_output_has_a_picture() ? 7 : 1);
+    });
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+    expect_same_picture(read_image(in_folder("out.png")), image);
+}
+
+TEST_F(FailingOutput, AStandardOutputThatTakesNothingIsExplained)
+{
+    const int status = status_of_child([] {
+        const bool is_open = std::freopen("/dev/full", "wb", stdout) != nullptr;
+        const std::string error = error_of([] { write_image("-", test_picture(400, 300, 3, 8)); });
+        leave(is_open && contains(error, "standard output: found an error while writing: No space left") ? 7 : 1);
+    });
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+TEST_F(FailingOutput, StandardStreamsWithoutATemporaryFolderAreExplained)
+{
+    const int status = status_of_child([&] {
+        setenv("TMPDIR", in_folder("none").c_str(), 1);
+        const std::string in = error_of([] { (void)read_image("-"); });
+        const std::string out = error_of([] { OutputFile output("-"); });
+        leave(contains(in, "standard input: found an input that cannot be read: ") &&
+                      contains(out, "standard output: found an error while writing: ")
+                  ? 7
+                  : 1);
+    });
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+TEST_F(FailingOutput, TemporaryNamesThatAreAllTakenAreNotOpened)
+{
+    const int status = status_of_child([&] {
+        setenv("TMPDIR", in_folder("").c_str(), 1);
+        for (int i = 0; i < 99; ++i)
+            write_text(concat("panoval-", process_id(), "-", i, ".scratch"), "somebody's");
+        const bool is_last_open = open_nameless_file() != nullptr;
+        write_text(concat("panoval-", process_id(), "-99.scratch"), "somebody's");
+        leave(is_last_open && open_nameless_file() == nullptr ? 7 : 1);
+    });
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+    EXPECT_EQ(names().size(), 100u) << "what is somebody's stays";
+}
+
+TEST_F(FailingOutput, AStandardInputThatFillsTheDiskIsExplained)
+{
+    write_text("a.pgm", "P5\n300 300\n255\n" + std::string(90'000, 'x'));
+    const int status = status_of_child([&] {
+        const bool is_open = std::freopen(in_folder("a.pgm").c_str(), "rb", stdin) != nullptr;
+        limit_file_size(20'000);
+        const std::string error = error_of([] { (void)read_image("-"); });
+        leave(is_open && contains(error, "standard input: found an input that cannot be read: ") ? 7 : 1);
+    });
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+TEST_F(FailingOutput, AStandardInputThatCannotBeCopiedAgainIsExplained)
+{
+    write_image(in_folder("a.png"), test_picture(300, 200, 3, 8));
+    const int status = status_of_child([&] {
+        const bool is_open = std::freopen(in_folder("a.png").c_str(), "rb", stdin) != nullptr;
+        const bool is_read = open_standard_input() != nullptr;
+        limit_file_size(20'000);
+        leave(is_open && is_read && open_standard_input() == nullptr ? 7 : 1);
+    });
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+TEST_F(FailingOutput, AnInterruptionWaitsForWhoLooksForIt)
+{
+    const int status = status_of_child([] {
+        remove_outputs_on_interruption();
+        InterruptionByHand::begin();
+        InterruptionByHand::check(); // nothing yet
+        std::raise(SIGTERM);
+        int number = 0;
+        try {
+            InterruptionByHand::check();
+        } catch (const Interruption& interruption) {
+            number = interruption.number;
+        }
+        InterruptionByHand::end();
+        if (number != SIGTERM)
+            leave(1);
+        Interruption{number}.finish();
+        leave(2); // never
+    });
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+}
+
+TEST_F(FailingOutput, ASecondInterruptionDoesNotWait)
+{
+    const int status = status_of_child([&] {
+        remove_outputs_on_interruption();
+        InterruptionByHand::begin();
+        OutputFile output(in_folder("a.txt"));
+        std::raise(SIGINT);
+        std::raise(SIGINT);
+        leave(1); // never
+    });
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGINT);
+    EXPECT_TRUE(names().empty());
+}
+
+TEST_F(FailingOutput, AnIgnoredSignalStaysIgnored)
+{
+    const int status = status_of_child([] {
+        std::signal(SIGHUP, SIG_IGN); // as with nohup
+        remove_outputs_on_interruption();
+        std::raise(SIGHUP);
+        leave(7);
+    });
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+TEST_F(FailingOutput, UnfinishedFilesAndFoldersAreRemoved)
+{
+    const int status = status_of_child([&] {
+        OutputFile file(in_folder("a.txt"));
+        OutputFolder folder(path_from_utf8(in_folder("b")), in_folder("b.dzi"));
+        folder.make_folder("0");
+        const bool were_there = names().size() == 2;
+        remove_unfinished_outputs();
+        leave(were_there && names().empty() ? 7 : 1);
+    });
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+TEST_F(FailingOutput, MoreUnfinishedFilesThanAreRememberedAreWritten)
+{
+    const int status = status_of_child([&] {
+        std::vector<std::unique_ptr<OutputFile>> files;
+        for (int i = 0; i < 70; ++i)
+            files.push_back(std::make_unique<OutputFile>(in_folder(concat(i))));
+        for (const auto& file : files)
+            file->commit();
+        leave(names().size() == 70 ? 7 : 1);
+    });
+    EXPECT_EQ(WEXITSTATUS(status), 7);
 }
 
 TEST_F(FailingOutput, AnInterruptionRemovesWhatIsUnfinished)

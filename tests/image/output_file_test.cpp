@@ -1,9 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "image/output_file.h"
 
+#include "image/interruption.h"
+#include "image/output_folder.h"
 #include "tests/support/scratch_folder.h"
 
 #include <gtest/gtest.h>
+
+#ifndef _WIN32
+#include <unistd.h>
+#endif
 
 namespace panoval::image::test
 {
@@ -73,7 +79,104 @@ TEST_F(OutputFileTest, PlacesThatCannotBeWrittenAreExplainedAtOnce)
     EXPECT_TRUE(contains(error(""), "found an empty file name"));
 }
 
+TEST_F(OutputFileTest, APlaceThatIsGoneInTheEndIsExplained)
+{
+    std::filesystem::create_directory(path_from_utf8(in_folder("sub")));
+    OutputFile output(in_folder("sub/a.txt"));
+    output.write("new");
+    std::filesystem::create_directories(path_from_utf8(in_folder("sub/a.txt/full")));
+    EXPECT_TRUE(contains(error_of([&] { output.commit(); }), "a.txt: found a name that cannot be taken: "));
+}
+
+TEST_F(OutputFileTest, AFolderThatCannotBeMadeOrPutInPlaceIsExplained)
+{
+    write_text("a", "a file");
+    EXPECT_TRUE(contains(error_of([&] { OutputFolder folder(path_from_utf8(in_folder("a")), "a.dzi"); }),
+                         "a.dzi: found a file "));
+    EXPECT_TRUE(contains(error_of([&] { OutputFolder folder(path_from_utf8(in_folder("none/b")), "b.dzi"); }),
+                         "b.dzi: found a folder that cannot be made: "));
+    OutputFolder folder(path_from_utf8(in_folder("c")), "c.dzi");
+    folder.make_folder("0");
+    EXPECT_TRUE(contains(error_of([&] { folder.make_folder("0"); }), "c.dzi: found an error while writing: "));
+    EXPECT_TRUE(contains(error_of([&] { (void)folder.make_file("1/0.png"); }), "found an error while writing: "));
+    std::filesystem::remove_all(folder.path());
+    EXPECT_TRUE(contains(error_of([&] { folder.commit(); }), "c.dzi: found a folder that cannot be put in place: "));
+}
+
+TEST_F(OutputFileTest, AScratchFileStandsBesideTheOutputAndVanishes)
+{
+    OutputFile output(in_folder("a.tif"));
+    {
+        const FileHandle scratch = output.make_scratch();
+        ASSERT_EQ(std::fwrite("rows", 1, 4, scratch.get()), 4u);
+        std::rewind(scratch.get());
+        char bytes[5] = {};
+        EXPECT_EQ(std::fread(bytes, 1, 5, scratch.get()), 4u);
+        EXPECT_STREQ(bytes, "rows");
+    }
+    EXPECT_EQ(names().size(), 1u) << "the unfinished output";
+}
+
+TEST_F(OutputFileTest, NamesThatAreAllTakenAreExplained)
+{
+    for (int i = 0; i < 100; ++i)
+        write_text(concat("a.txt.", process_id(), "-", i, ".part"), "somebody's");
+    EXPECT_TRUE(contains(error_of([&] { OutputFile output(in_folder("a.txt")); }),
+                         "a.txt: found a place that cannot be written to: "));
+    OutputFile output(in_folder("b.txt"));
+    for (int i = 0; i < 100; ++i)
+        write_text(concat("b.txt.", process_id(), "-", i, ".scratch"), "somebody's");
+    EXPECT_TRUE(contains(error_of([&] { (void)output.make_scratch(); }), "b.txt: found an error while writing: "));
+    EXPECT_EQ(names().size(), 201u) << "what is somebody's stays";
+}
+
+TEST_F(OutputFileTest, AFileThatTakesAFoldersPlaceStays)
+{
+    OutputFolder folder(path_from_utf8(in_folder("d")), "d.dzi");
+    write_text("d", "a file");
+    EXPECT_TRUE(contains(error_of([&] { folder.commit(); }), "d.dzi: found a file "));
+    EXPECT_TRUE(std::filesystem::is_regular_file(path_from_utf8(in_folder("d"))));
+}
+
+TEST_F(OutputFileTest, AFolderStaysWhereTheNewOneCannotBePutInPlace)
+{
+    std::filesystem::create_directories(path_from_utf8(in_folder("e/older")));
+    OutputFolder folder(path_from_utf8(in_folder("e")), "e.dzi");
+    std::filesystem::remove_all(folder.path());
+    EXPECT_TRUE(contains(error_of([&] { folder.commit(); }), "e.dzi: found a folder that cannot be put in place: "));
+    EXPECT_TRUE(std::filesystem::is_directory(path_from_utf8(in_folder("e/older"))));
+}
+
 #ifndef _WIN32
+
+TEST_F(OutputFileTest, AScratchFileWithoutItsFolderIsExplained)
+{
+    std::filesystem::create_directory(in_folder("sub"));
+    OutputFile output(in_folder("sub/a.tif"));
+    std::filesystem::remove_all(in_folder("sub"));
+    EXPECT_TRUE(
+        contains(error_of([&] { (void)output.make_scratch(); }), "a.tif: found an error while writing: No such"));
+}
+
+TEST_F(OutputFileTest, AnOutputThatDoesNotCloseIsExplained)
+{
+    write_text("a.txt", "old");
+    {
+        OutputFile output(in_folder("a.txt"));
+        output.write("new");
+        std::fflush(output.stream());
+        close(fileno(output.stream()));
+        EXPECT_TRUE(contains(error_of([&] { output.commit(); }), "a.txt: found an error while writing: Bad file"));
+    }
+    EXPECT_EQ(read_text("a.txt"), "old");
+    EXPECT_EQ(names().size(), 1u);
+}
+
+TEST_F(OutputFileTest, ANameThatIsTooLongIsExplained)
+{
+    EXPECT_TRUE(contains(error_of([&] { OutputFile output(in_folder(std::string(250, 'a'))); }),
+                         "found a place that cannot be written to: "));
+}
 
 TEST_F(OutputFileTest, WritesThroughALinkAndKeepsPermissions)
 {
@@ -87,6 +190,20 @@ TEST_F(OutputFileTest, WritesThroughALinkAndKeepsPermissions)
     EXPECT_TRUE(fs::is_symlink(in_folder("link.txt")));
     EXPECT_EQ(read_text("real.txt"), "new");
     EXPECT_EQ(fs::status(in_folder("real.txt")).permissions(), fs::perms::owner_read | fs::perms::owner_write);
+}
+
+TEST_F(OutputFileTest, WriteProtectedFilesStay)
+{
+    namespace fs = std::filesystem;
+    const std::string name = write_text("a.txt", "old");
+    fs::permissions(name, fs::perms::owner_read | fs::perms::group_read | fs::perms::others_read);
+    const uid_t user = getuid();
+    const uid_t tried = user == 0 ? 65534 : user; // root may write everywhere
+    ASSERT_EQ(setreuid(tried, geteuid()), 0);
+    const std::string error = error_of([&] { OutputFile output(name); });
+    ASSERT_EQ(setreuid(user, geteuid()), 0);
+    EXPECT_EQ(error, name + ": found a write-protected file; expected a file to write");
+    EXPECT_EQ(read_text("a.txt"), "old");
 }
 
 TEST_F(OutputFileTest, DevicesAreNoTargets)

@@ -7,6 +7,7 @@
 #include "image/row_halver.h"
 #include "image/tiff_file.h"
 #include "image/tiff_layout.h"
+#include "tests/support/colour_profile.h"
 #include "tests/support/scratch_folder.h"
 
 #include <gtest/gtest.h>
@@ -93,8 +94,10 @@ TEST_F(RowWriting, MetadataIsKept)
     for (const std::string name : {"a.png", "a.tif", "a.jpg"}) {
         Image image = test_picture(20, 10, 3, 8);
         image.metadata = camera();
+        image.metadata.profile = colour_profile();
         write_image(in_folder(name), image);
         const Metadata read = open_rows(in_folder(name))->metadata();
+        EXPECT_EQ(read.profile, colour_profile()) << name;
         EXPECT_EQ(read.exif, camera().exif) << name;
         ASSERT_TRUE(read.resolution) << name;
         EXPECT_NEAR(read.resolution->x, 300, 0.01) << name;

@@ -2,6 +2,8 @@
 #include "image/zarr_store.h"
 
 #include "image/output_file.h"
+#include "image/row_halver.h"
+#include "image/zarr_rows.h"
 #include "tests/support/scratch_folder.h"
 
 #include <gtest/gtest.h>
@@ -185,9 +187,155 @@ TEST_F(Zarr, ArraysOfOtherKindsAreRefusedByName)
     EXPECT_TRUE(contains(with("  100\n", "  0\n"), "0 in \"shape\""));
     EXPECT_TRUE(contains(with("  100\n", "  1e300\n"), "no three numbers \"shape\""));
     EXPECT_TRUE(contains(with("\"fill_value\": 0", "\"fill_value\": null"), "\"fill_value\""));
+    EXPECT_TRUE(contains(with("  3,\n  70", "  5,\n  70"), "5 channels"));
+    EXPECT_TRUE(contains(with("  3,\n  16", "  1,\n  16"), "channels in chunks of their own"));
+    EXPECT_TRUE(contains(with("  16,\n  32", "  20000,\n  20000"), "chunks of 20000 x 20000 pixels"));
     EXPECT_TRUE(contains(with("}", ""), "no valid JSON"));
+    EXPECT_TRUE(contains(error_of([] { parse_zarr_array("x", "[]"); }), "no valid JSON object"));
     for (std::size_t size = 0; size < good.size() - 1; ++size)
         EXPECT_NE(error_of([&] { parse_zarr_array("x", good.substr(0, size)); }), "no error") << size;
+}
+
+TEST_F(Zarr, AStoreWithoutItsFilesIsRefusedByName)
+{
+    const std::string none = in_folder("none.zarr");
+    EXPECT_TRUE(contains(error_of([&] { ZarrStore::open(none); }), "none.zarr: found no file .zattrs in it"));
+    begin(picture(1, 8));
+    const auto with_attributes = [&](const std::string& text) {
+        write_text("a.zarr/.zattrs", text);
+        return error_of([&] { open(); });
+    };
+    for (const char* const text : {"{}", R"({"multiscales": []})", R"({"multiscales": [{"datasets": []}]})",
+                                   R"({"multiscales": 7, "datasets": 3})"})
+        EXPECT_TRUE(contains(with_attributes(text), "found no list of datasets in \"multiscales\"")) << text;
+    EXPECT_TRUE(contains(with_attributes("[]"), "found no valid JSON object"));
+    EXPECT_TRUE(contains(with_attributes(R"({"multiscales": [{"datasets": [{"path": "7"}]}]})"), "another path"));
+    const std::string two = R"({"multiscales": [{"datasets": [{"path": "0"}, {"path": "1"}]}]})";
+    EXPECT_TRUE(contains(with_attributes(two), "found no file 1/.zarray in it"));
+    std::string spaces;
+    spaces.resize(100'000'000, ' ');
+    EXPECT_TRUE(contains(with_attributes(spaces), "found 100000000 bytes; expected a text"));
+    fs::remove_all(path_from_utf8(in_folder("a.zarr")));
+    write_text("a.zarr", "a file");
+    EXPECT_TRUE(contains(begin_error(picture(1, 8)), "a.zarr: found a file; expected a folder"))
+        << begin_error(picture(1, 8));
+}
+
+#ifndef _WIN32
+
+TEST_F(Zarr, FilesThatCannotBeReadAreNamed)
+{
+    begin(picture(1, 8));
+    fs::remove(in_folder("a.zarr/.zattrs"));
+    fs::create_symlink(in_folder("a.zarr/.zattrs"), in_folder("a.zarr/.zattrs"));
+    EXPECT_TRUE(contains(error_of([&] { open(); }), ".zattrs: found Too many levels of symbolic links"));
+    fs::remove(in_folder("a.zarr/.zattrs"));
+    fs::create_directory(in_folder("a.zarr/.zattrs"));
+    EXPECT_TRUE(contains(error_of([&] { open(); }), ".zattrs: found a file that cannot be read: Is a directory"));
+}
+
+#endif
+
+TEST_F(Zarr, AFolderThatCannotBeMadeIsExplained)
+{
+    fs::create_directory(path_from_utf8(in_folder("a.zarr")));
+    write_text("a.zarr/.panoval", "a file");
+    EXPECT_TRUE(contains(begin_error(picture(1, 8)), "a.zarr: found a folder "));
+    EXPECT_TRUE(contains(begin_error(picture(1, 8)), " that cannot be made: "));
+}
+
+TEST_F(Zarr, PublishedLevelsBelongToThePicture)
+{
+    ZarrStore store = begin(picture(3, 8));
+    store.add_level();
+    EXPECT_EQ(open().levels(), 1u) << "not published";
+    store.publish_levels();
+    const ZarrStore read = open();
+    ASSERT_EQ(read.levels(), 2u);
+    EXPECT_EQ(read.array(1).width, 50);
+    EXPECT_EQ(read.array(1).height, 35);
+    EXPECT_FALSE(read.info(1).position) << "only the full picture has a place";
+    store.drop_levels();
+    store.publish_levels();
+    EXPECT_EQ(open().levels(), 1u);
+}
+
+TEST_F(Zarr, AStoreOfAnotherProgramHasNoPlan)
+{
+    begin(picture(1, 8));
+    write_text("a.zarr/.zattrs",
+               R"({"multiscales": [{"datasets": [{"path": "0"}]}], "panoval": {"x": "7", "plan": 3}})");
+    const StorePicture read = open().picture();
+    EXPECT_EQ(read.plan, "");
+    EXPECT_EQ(read.tiles, 0);
+    EXPECT_EQ(read.origin, (Offset{0, 0}));
+    EXPECT_EQ(open().first_missing_tile(), -1) << "none is to be there";
+}
+
+TEST_F(Zarr, AnUncompressedChunkHasItsSize)
+{
+    StorePicture stored = picture(1, 8);
+    stored.array.is_compressed = false;
+    const ZarrStore store = begin(stored);
+    store.write_pixels(0, 0, 0, 100, 70, rows_of(test_picture(100, 70, 1, 8)));
+    write_text("a.zarr/0/0/2/1", "short");
+    Chunk chunk;
+    EXPECT_TRUE(
+        contains(error_of([&] { store.read_chunk(0, 2, 1, chunk); }), "found a chunk of 5 bytes; expected 512"));
+}
+
+TEST_F(Zarr, RowsAreThoseOfThePicture)
+{
+    for (const int bits : {8, 16})
+        for (const bool has_mask : {false, true}) {
+            Image image = test_picture(100, 70, 3, bits, has_mask);
+            image.has_alpha = has_mask;
+            fs::remove_all(path_from_utf8(in_folder("a.zarr")));
+            begin(picture(has_mask ? 4 : 3, bits)).write_pixels(0, 0, 0, 100, 70, rows_of(std::as_const(image)));
+            const auto reader = open_store_rows(open());
+            EXPECT_EQ(reader->held_bytes(), image.row_bytes() * 16 + (has_mask ? 1600u : 0u)) << "a row of chunks";
+            Image read = test_picture(100, 70, 3, bits, true);
+            for (const std::int32_t first : {60, 0, 15, 10, 35})
+                reader->read_rows(first, std::min(25, 70 - first), rows_of(read, first));
+            EXPECT_EQ(std::memcmp(read.data.get(), image.data.get(), image.bytes()), 0);
+            for (std::size_t i = 0; i < image.pixels(); ++i)
+                ASSERT_EQ(read.mask[i], has_mask ? image.mask[i] : 255);
+            std::vector<std::uint8_t> samples(image.row_bytes());
+            reader->read_rows(33, 1, {samples.data(), samples.size(), nullptr, 0});
+            EXPECT_EQ(std::memcmp(samples.data(), image.row(33), samples.size()), 0) << "without a mask";
+        }
+}
+
+TEST_F(Zarr, AHalvedChunkHasTheMeansOfItsPixels)
+{
+    for (const bool has_mask : {false, true}) {
+        Image image = test_picture(100, 70, 1, 8, has_mask);
+        image.has_alpha = has_mask;
+        std::fill_n(image.data.get(), 32 * 100, std::uint8_t{0}); // the first two rows of chunks
+        if (has_mask)
+            std::fill_n(image.mask.get(), 32 * 100, std::uint8_t{0});
+        fs::remove_all(path_from_utf8(in_folder("a.zarr")));
+        ZarrStore store = begin(picture(has_mask ? 2 : 1, 8));
+        store.write_pixels(0, 0, 0, 100, 70, rows_of(std::as_const(image)));
+        store.add_level();
+        for (std::int64_t row = 0; row < 3; ++row)
+            for (std::int64_t column = 0; column < 2; ++column)
+                write_halved_chunk(store, 1, row, column);
+        const Image half = read_level(store, 1);
+        std::int32_t y = 0;
+        RowHalver halver(image, [&](const ConstRows& row) {
+            EXPECT_EQ(std::memcmp(row.samples, half.row(y), 50), 0) << y;
+            if (has_mask) {
+                EXPECT_EQ(std::memcmp(row.mask, half.mask.get() + 50 * y, 50), 0) << y;
+            }
+            ++y;
+        });
+        for (std::int32_t row = 0; row < 70; ++row)
+            halver.add(rows_of(std::as_const(image), row));
+        halver.finish();
+        EXPECT_EQ(y, 35);
+        EXPECT_FALSE(file_exists(in_folder("a.zarr/1/0/0/0"))) << "nothing but zeros";
+    }
 }
 
 TEST_F(Zarr, ADamagedChunkIsNamed)
