@@ -23,20 +23,6 @@ using One = hn::CappedTag<float, 1>;
 // ------------------------------------------------------------------------------------------------------ samples ----
 
 template <class D>
-HWY_INLINE hn::Vec<D> load_as_float(D d, const float* at)
-{
-    return hn::LoadU(d, at);
-}
-
-template <class D, class Sample>
-HWY_INLINE hn::Vec<D> load_as_float(D d, const Sample* at)
-{
-    const hn::Rebind<Sample, D> narrow;
-    const hn::RebindToSigned<D> whole;
-    return hn::ConvertTo(d, hn::PromoteTo(whole, hn::LoadU(narrow, at)));
-}
-
-template <class D>
 HWY_INLINE void store_from_float(D d, hn::Vec<D> value, float* at)
 {
     hn::StoreU(value, d, at);

@@ -62,8 +62,8 @@ std::size_t BandStream::lay_out(float* block) noexcept
         rows.channels = channels;
         rows.length = to_count(levels_[i].width) * to_count(channels);
         rows.reduced_length = to_count(levels_[i].width / 2) * to_count(channels);
-        rows.full = carver.take(i == 0 ? 1 : kRing, rows.length);
-        rows.reduced = carver.take(i == blender_.numBands ? 0 : kRing, rows.reduced_length);
+        rows.full = carver.take(i == 0 ? 1 : kReducedRows, rows.length);
+        rows.reduced = carver.take(i == blender_.numBands ? 0 : kReducedRows, rows.reduced_length);
     };
     for (std::int32_t i = 0; i <= blender_.numBands; ++i) {
         Level& level = levels_[i];
@@ -72,7 +72,7 @@ std::size_t BandStream::lay_out(float* block) noexcept
         level.next = 0;
         lay_out_rows(level.samples, channels_, i);
         lay_out_rows(level.weights, 1, i);
-        level.expanded = carver.take(i == blender_.numBands ? 0 : kExpandedRing, level.samples.length);
+        level.expanded = carver.take(i == blender_.numBands ? 0 : kExpandedRows, level.samples.length);
     }
     const std::size_t matched_bytes = to_count(region_.image.width) * to_count(channels_) * to_count(img_.elemSize);
     float* const matched = carver.take(1, img_.channels == channels_ ? 0 : matched_bytes / sizeof(float) + 1);
@@ -163,9 +163,9 @@ void BandStream::reduce_from_finer(std::int32_t i, std::int32_t y) noexcept
     const auto reduce = [&](const Rows& from, const Rows& to) {
         const float* rows[5];
         for (std::int32_t k = 0; k < 5; ++k)
-            rows[k] = slot(from.reduced, kRing, from.reduced_length,
+            rows[k] = slot(from.reduced, kReducedRows, from.reduced_length,
                            border_interpolate(2 * y - 2 + k, finer.height, kBorderMirrorInner));
-        reduce_down(rows, to.length, slot(to.full, kRing, to.length, y));
+        reduce_down(rows, to.length, slot(to.full, kReducedRows, to.length, y));
     };
     reduce(finer.samples, levels_[i].samples);
     reduce(finer.weights, levels_[i].weights);
@@ -175,9 +175,9 @@ void BandStream::reduce_for_coarser(std::int32_t i, std::int32_t y) noexcept
 {
     const Level& level = levels_[i];
     for (const Rows* rows : {&level.samples, &level.weights}) {
-        const float* const full = i == 0 ? rows->full : slot(rows->full, kRing, rows->length, y);
+        const float* const full = i == 0 ? rows->full : slot(rows->full, kReducedRows, rows->length, y);
         reduce_across(full, level.width, rows->channels, kBorderMirrorInner,
-                      slot(rows->reduced, kRing, rows->reduced_length, y), level.width / 2);
+                      slot(rows->reduced, kReducedRows, rows->reduced_length, y), level.width / 2);
     }
 }
 
@@ -187,8 +187,8 @@ void BandStream::expand_to_finer(std::int32_t i, std::int32_t y) noexcept
     const Level& level = levels_[i];
     const Level& finer = levels_[i - 1];
     const Rows& samples = level.samples;
-    expand_across(slot(samples.full, kRing, samples.length, y), level.width, channels_,
-                  slot(finer.expanded, kExpandedRing, finer.samples.length, y), finer.width);
+    expand_across(slot(samples.full, kReducedRows, samples.length, y), level.width, channels_,
+                  slot(finer.expanded, kExpandedRows, finer.samples.length, y), finer.width);
     const std::int32_t first = std::max(2 * y - 2, 0);
     const std::int32_t end = y == level.height - 1 ? finer.height : 2 * y;
     for (std::int32_t row = first; row < end; ++row)
@@ -209,7 +209,7 @@ CoarseRows BandStream::coarse_rows(std::int32_t i, std::int32_t y, std::size_t f
     const std::int32_t around[3] = {at > 0 ? at - 1 : std::min(1, last), at, std::min(at + 1, last)};
     CoarseRows coarse{y % 2 == 0 ? CoarseRows::Even : CoarseRows::Odd, {}};
     for (std::size_t k = 0; k < 3; ++k)
-        coarse.row[k] = slot(level.expanded, kExpandedRing, level.samples.length, around[k]) + first;
+        coarse.row[k] = slot(level.expanded, kExpandedRows, level.samples.length, around[k]) + first;
     return coarse;
 }
 
@@ -253,9 +253,9 @@ void BandStream::add_row(std::int32_t i, std::int32_t y) noexcept
     }
     const Level& level = levels_[i];
     BandRow band = canvas_row(i, y, 0, level.width);
-    band.fine = slot(level.samples.full, kRing, level.samples.length, y);
+    band.fine = slot(level.samples.full, kReducedRows, level.samples.length, y);
     band.sample_bytes = sizeof(float);
-    band.weight = slot(level.weights.full, kRing, level.weights.length, y);
+    band.weight = slot(level.weights.full, kReducedRows, level.weights.length, y);
     add_band(band);
 }
 

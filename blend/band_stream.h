@@ -5,6 +5,7 @@
 
 #include "blend/band_region.h"
 #include "blend/band_rows.h"
+#include "blend/pyramid_rows.h"
 #include "core/heap.h"
 #include "panoval.h"
 
@@ -29,10 +30,8 @@ public:
 
 private:
     static constexpr std::int32_t kMostLevels = 32;
-    static constexpr std::size_t kRing = 5;         // rows that the filter down a column reaches, to half the size
-    static constexpr std::size_t kExpandedRing = 3; // the same to twice the size
 
-    // The latest rows of a level's samples or of its weights. Row y lies in slot y mod kRing.
+    // The latest rows of a level's samples or of its weights. Row y lies in slot y mod kReducedRows.
     struct Rows {
         std::int32_t channels;
         std::size_t length;         // floats of a row

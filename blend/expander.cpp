@@ -2,12 +2,13 @@
 #include "blend/expander.h"
 
 #include "blend/border.h"
+#include "blend/level_rows.h"
 #include "blend/pyramid_rows.h"
 
 namespace panoval
 {
 
-Expander::Expander(std::size_t longest_row) noexcept : ring_(allocate<float>(kRing * longest_row)) {}
+Expander::Expander(std::size_t longest_row) noexcept : ring_(allocate<float>(kExpandedRows * longest_row)) {}
 
 void Expander::start(const Matf& src, std::int32_t width) noexcept
 {
@@ -21,9 +22,8 @@ void Expander::start(const Matf& src, std::int32_t width) noexcept
 const float* Expander::across(std::int32_t y) noexcept
 {
     const std::int32_t inside = border_interpolate(2 * y, 2 * src_->height, kBorderMirrorInner) / 2;
-    const std::size_t src_length = to_count(src_->width) * to_count(src_->channels);
     for (; done_ <= inside; ++done_)
-        expand_across(src_->data + to_count(done_) * src_length, src_->width, src_->channels, slot(done_), width_);
+        expand_across(row_of(*src_, done_), src_->width, src_->channels, slot(done_), width_);
     return slot(inside);
 }
 

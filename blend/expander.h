@@ -3,6 +3,7 @@
 // filter down a column reaches.
 #pragma once
 
+#include "blend/pyramid_rows.h"
 #include "core/heap.h"
 #include "core/numbers.h"
 #include "panoval.h"
@@ -33,9 +34,7 @@ public:
     void expand_row(std::int32_t y, float* dst) noexcept;
 
 private:
-    static constexpr std::size_t kRing = 3;
-
-    float* slot(std::int32_t y) noexcept { return ring_.get() + to_count(y) % kRing * length_; }
+    float* slot(std::int32_t y) noexcept { return ring_.get() + to_count(y) % kExpandedRows * length_; }
     const float* across(std::int32_t y) noexcept;
 
     HeapArray<float> ring_;

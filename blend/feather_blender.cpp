@@ -2,6 +2,7 @@
 // The feather blender: weighted sums of placed images on one canvas. Each image's weights grow with the city-block
 // distance from the edge of its mask. A row's backward distance pass, its weights and its sums follow each other while
 // the row is in the cache.
+#include "blend/blender_settings.h"
 #include "blend/feather_rows.h"
 #include "blend/normalize.h"
 #include "core/containers.h"
@@ -18,9 +19,6 @@ namespace panoval
 {
 namespace
 {
-
-constexpr float kSharpness = 0.02f;                   // weight per pixel of distance: full weight from 50 pixels on
-constexpr float kCityBlockSteps[3] = {1.f, 2.f, 3.f}; // straight, diagonal, and one that a 3 x 3 mask has not
 
 // The part of an image that falls on the canvas, in image coordinates: columns x to x_end - 1, rows y to y_end - 1.
 struct Visible {
@@ -181,7 +179,7 @@ extern "C" {
 void feather_blender_prepare(FeatherBlender* blender, int32_t channels, const Roi* dst_roi)
 {
     const Roi roi = *dst_roi;
-    blender->sharpness = panoval::kSharpness;
+    blender->sharpness = panoval::kFeatherSharpness;
     blender->dstRoi = roi;
     const bool has_pixels = roi.width > 0 && roi.height > 0;
     if (!has_pixels || panoval::is_addressable(roi.width, roi.height, std::max(channels, 1))) {

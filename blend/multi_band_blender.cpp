@@ -4,34 +4,21 @@
 #include "blend/band_region.h"
 #include "blend/band_rows.h"
 #include "blend/band_stream.h"
+#include "blend/blender_settings.h"
 #include "blend/expander.h"
+#include "blend/level_rows.h"
 #include "core/containers.h"
-#include "core/elementary.h"
 #include "core/heap.h"
 #include "core/numbers.h"
 #include "panoval.h"
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 
 namespace
 {
 
 using namespace panoval;
-
-// The larger side allows that many bands, at least one.
-std::int32_t bands_for(const Roi& canvas, std::int32_t requested)
-{
-    const double larger = std::max(canvas.width, canvas.height);
-    const std::int32_t possible = truncate_to_int(std::ceil(panoval::log(larger) / panoval::log(2.0)));
-    return std::max(std::min(requested, possible), 1);
-}
-
-std::int64_t round_up(std::int64_t size, std::int64_t unit)
-{
-    return size + (unit - size % unit) % unit;
-}
 
 bool fits_32_bits(std::int64_t size)
 {
@@ -78,16 +65,6 @@ void make_empty(MultiBandBlender& blender)
 bool is_empty(const MultiBandBlender& blender)
 {
     return blender.dstPyrLaplace == nullptr;
-}
-
-std::size_t row_length(const Matf& m)
-{
-    return to_count(m.width) * to_count(m.channels);
-}
-
-float* row_of(const Matf& m, std::int32_t y)
-{
-    return m.data + to_count(y) * row_length(m);
 }
 
 // ---------------------------------------------------------------------------------------------------- blending ----
@@ -173,7 +150,7 @@ void multi_band_blender_prepare(MultiBandBlender* blender, std::int32_t channels
 {
     const Roi final_roi = *dst_roi;
     make_empty(*blender);
-    const std::int32_t num_bands = bands_for(final_roi, blender->requestedBands);
+    const std::int32_t num_bands = usable_bands(blender->requestedBands, std::max(final_roi.width, final_roi.height));
     const std::int64_t unit = std::int64_t{1} << num_bands;
     const std::int64_t width = round_up(final_roi.width, unit);
     const std::int64_t height = round_up(final_roi.height, unit);

@@ -5,6 +5,7 @@
 
 #include "blend/border.h"
 #include "blend/expander.h"
+#include "blend/level_rows.h"
 #include "blend/pyramid_rows.h"
 #include "core/heap.h"
 #include "core/numbers.h"
@@ -15,16 +16,6 @@ namespace panoval
 {
 namespace
 {
-
-std::size_t row_length(const Matf& m)
-{
-    return to_count(m.width) * to_count(m.channels);
-}
-
-float* row_of(const Matf& m, std::int32_t y)
-{
-    return m.data + to_count(y) * row_length(m);
-}
 
 std::int32_t half(std::int32_t size)
 {
@@ -77,15 +68,14 @@ bool build_laplace_pyr(const Matf& src, std::int32_t num_bands, Matf* pyr)
 
 void pyr_down(const Matf* src, Matf* dst, std::int32_t rule)
 {
-    constexpr std::int32_t kRing = 5;
     const std::size_t length = row_length(*dst);
-    const HeapArray<float> ring = allocate<float>(kRing * length);
+    const HeapArray<float> ring = allocate<float>(kReducedRows * length);
     if (ring == nullptr) {
         empty_container(*dst);
         return;
     }
     // Slots count from source row -2, so that rows beyond the edges have theirs.
-    const auto slot = [&](std::int32_t y) { return ring.get() + to_count((y + 2) % kRing) * length; };
+    const auto slot = [&](std::int32_t y) { return ring.get() + to_count(y + 2) % kReducedRows * length; };
     std::int32_t next = -2;
     for (std::int32_t y = 0; y < dst->height; ++y) {
         for (; next <= 2 * y + 2; ++next) {

@@ -102,13 +102,12 @@ void reduce_inner(const float* src, std::size_t width, std::size_t channels, std
     reduce_samples(src, channels, x, end, dst);
 }
 
-// Pixels begin to end - 1 of an expanded row, with a left and a right neighbour, as reduce_pixels.
+// Pixels begin to end - 1 of an expanded row, of which there is at least one, with a left and a right neighbour, as
+// reduce_pixels.
 template <class D>
 HWY_INLINE void expand_pixels(D d, const float* src, std::size_t channels, std::size_t begin, std::size_t end,
                               float* dst)
 {
-    if (begin >= end)
-        return;
     auto left = hn::LoadU(d, src + (begin - 1) * channels);
     auto s = hn::LoadU(d, src + begin * channels);
     for (std::size_t x = begin; x < end; ++x) {
@@ -146,7 +145,7 @@ void expand_inner(const float* src, std::size_t channels, std::size_t begin, std
         expand_pixels(Four(), src, 4, begin, end, dst);
         x = end;
     }
-    for (std::size_t c = 0; c < channels; ++c)
+    for (std::size_t c = 0; c < channels && x < end; ++c)
         expand_pixels(One(), src + c, channels, x, end, dst + c);
 }
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Per-target pieces that the blending kernels share: one weight per pixel spread over its interleaved samples, and the
-// rounded mean of accumulated sums.
+// Per-target pieces that the blending kernels share: samples as floats, one weight per pixel spread over its
+// interleaved samples, and the rounded mean of accumulated sums.
 #if defined(PANOVAL_BLEND_WEIGHTED_MEAN_INL) == defined(HWY_TARGET_TOGGLE)
 #ifdef PANOVAL_BLEND_WEIGHTED_MEAN_INL
 #undef PANOVAL_BLEND_WEIGHTED_MEAN_INL
@@ -22,6 +22,20 @@ namespace hn = hwy::HWY_NAMESPACE;
 
 using Floats = hn::ScalableTag<float>;
 using FloatVector = hn::Vec<Floats>;
+
+template <class D>
+HWY_INLINE hn::Vec<D> load_as_float(D d, const float* at)
+{
+    return hn::LoadU(d, at);
+}
+
+template <class D, class Sample>
+HWY_INLINE hn::Vec<D> load_as_float(D d, const Sample* at)
+{
+    const hn::Rebind<Sample, D> narrow;
+    const hn::RebindToSigned<D> whole;
+    return hn::ConvertTo(d, hn::PromoteTo(whole, hn::LoadU(narrow, at)));
+}
 
 // Spreads the weights of one vector of pixels over kChannels vectors of samples.
 template <std::size_t kChannels>

@@ -26,11 +26,11 @@ inline void prefer_large_pages([[maybe_unused]] void* block, [[maybe_unused]] st
     if (block == nullptr || bytes < kLeast)
         return;
     const auto start = reinterpret_cast<std::uintptr_t>(block);
+    // Twice as many bytes as a page has hold one wholly, wherever they begin.
     const std::uintptr_t first = (start + kPage - 1) / kPage * kPage;
     const std::uintptr_t end = (start + bytes) / kPage * kPage;
     const int saved = errno;
-    if (first < end)
-        (void)madvise(static_cast<char*>(block) + (first - start), end - first, MADV_HUGEPAGE);
+    (void)madvise(static_cast<char*>(block) + (first - start), end - first, MADV_HUGEPAGE);
     errno = saved;
 #endif
 }

@@ -198,7 +198,8 @@ bool append_outline(OutlineList& list, std::size_t& capacity, const Outline& out
     return true;
 }
 
-// Visits the untraced pixels row by row. False when the heap is exhausted.
+// Visits the untraced pixels row by row. What is marked there is untraced: a pixel that keeps its label began a chain,
+// and lies behind. False when the heap is exhausted.
 bool trace_marked(std::int32_t width, std::int32_t height, std::uint8_t* marks, OutlineList& list)
 {
     ChainTracer tracer(width, marks, list.pixels.get());
@@ -207,7 +208,7 @@ bool trace_marked(std::int32_t width, std::int32_t height, std::uint8_t* marks, 
         const std::uint8_t* const after = marks + (to_count(y) + 1) * to_count(width) - 1;
         const std::uint8_t* pixel = marks + to_count(y) * to_count(width) + 1;
         for (; (pixel = find_marked(pixel, after)) < after; ++pixel) {
-            if (*pixel != kUntraced || !tracer.trace_from(static_cast<std::int32_t>(pixel - marks)))
+            if (!tracer.trace_from(static_cast<std::int32_t>(pixel - marks)))
                 continue;
             if (!append_outline(list, capacity, tracer.outline()))
                 return false;

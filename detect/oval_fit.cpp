@@ -145,10 +145,10 @@ Conic fit_conic(const Points& points, double* weights, double* residuals)
 // Not-a-number is no ellipse.
 bool is_ellipse(const Conic& conic)
 {
-    const auto [b, c, d, e, f] = conic;
-    if (std::isinf(b) || std::isinf(c) || std::isinf(d) || std::isinf(e) || std::isinf(f))
-        return false;
-    return b * b - 4 * c < 0;
+    for (const double value : {conic.b, conic.c, conic.d, conic.e, conic.f})
+        if (std::isinf(value))
+            return false;
+    return conic.b * conic.b - 4 * conic.c < 0;
 }
 
 // Sets centre, axes and angle. The one-argument arctangent leaves the angle within 45 degrees of x; where the other

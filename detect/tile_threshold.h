@@ -15,6 +15,9 @@ namespace panoval
 // divisions      tiles across each dimension; outside 1 to the smaller side there are no tiles and the map becomes 0
 //
 // False when the heap is exhausted, with map untouched.
+//
+// A map of words is the operation in its plain form, which its tests compare with the twin; the target finder takes
+// bytes.
 [[nodiscard]] bool adaptive_tile_threshold(std::int32_t width, std::int32_t height, const std::uint8_t* image,
                                            std::uint32_t* map, std::int32_t divisions);
 

@@ -64,8 +64,12 @@ extern "C" {
 #define PANOVAL_MOSAIC_VERSION_MINOR PANOVAL_VERSION_MINOR
 #define PANOVAL_MOSAIC_VERSION_PATCH PANOVAL_VERSION_PATCH
 
-#define PANOVAL_MOSAIC_LONGEST_SIDE INT64_C(2147483647)     /**< of a canvas, in pixels */
-#define PANOVAL_MOSAIC_MOST_BANDS 30                        /**< of multi-band blending */
+#define PANOVAL_MOSAIC_LONGEST_SIDE INT64_C(2147483647) /**< of a canvas, in pixels */
+#define PANOVAL_MOSAIC_MOST_BANDS 30                    /**< of multi-band blending */
+#define PANOVAL_MOSAIC_FARTHEST (INT64_C(1) << 40)      /**< a picture's corner from 0, in pixels */
+#define PANOVAL_MOSAIC_LARGEST_GAIN 1e6                 /**< and its inverse is the smallest */
+#define PANOVAL_MOSAIC_SMALLEST_TILE 16                 /**< width and height of tiles, in pixels */
+#define PANOVAL_MOSAIC_MOST_THREADS 1024
 #define PANOVAL_MOSAIC_DEFAULT_MEMORY (UINT64_C(512) << 20) /**< the budget of a host that sets none, in bytes */
 #define PANOVAL_MOSAIC_LEAST_MEMORY (UINT64_C(1) << 20)     /**< the least budget that a host may set, in bytes */
 
@@ -357,7 +361,8 @@ typedef struct PanovalMosaicNeeds {
 PANOVAL_MOSAIC_API int32_t panoval_mosaic_needs(PanovalMosaic* mosaic, PanovalMosaicNeeds* needs);
 
 /**
- * How far beyond a tile its pixels may depend on pictures and seams.
+ * How far beyond a tile pictures and seams may lie that its pixels depend on. Of such a picture they may depend on
+ * pixels that lie farther away, too, without seams: colours go on behind masks and beyond edges.
  *
  * bands  as in the layout: 0 with feather, at most PANOVAL_MOSAIC_MOST_BANDS
  *

@@ -17,7 +17,7 @@ namespace
 {
 
 // Clears the runs of marks that touch the border: of each column from the top and from the bottom, of each row from the
-// left. On the right only the last byte of a row goes.
+// left. On the right only the last byte of a row goes. No column is marked as a whole once its top has been cleared.
 void clear_border_runs(std::uint8_t* mask, std::int32_t width, std::int32_t height)
 {
     const auto at = [&](std::int32_t row, std::int32_t col) -> std::uint8_t& {
@@ -27,7 +27,7 @@ void clear_border_runs(std::uint8_t* mask, std::int32_t width, std::int32_t heig
         for (std::int32_t row = 0; row < height && at(row, col) != 0; ++row)
             at(row, col) = 0;
     for (std::int32_t col = 0; col < width; ++col)
-        for (std::int32_t row = height - 1; row >= 0 && at(row, col) != 0; --row)
+        for (std::int32_t row = height - 1; at(row, col) != 0; --row)
             at(row, col) = 0;
     for (std::int32_t row = 0; row < height; ++row)
         for (std::int32_t col = 0; col < width && at(row, col) != 0; ++col)

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <numeric>
 #include <thread>
 #include <utility>
 
@@ -17,7 +18,7 @@ namespace panoval::mosaic
 namespace
 {
 
-constexpr std::int32_t kMostThreads = 1024;
+constexpr std::int32_t kMostThreads = PANOVAL_MOSAIC_MOST_THREADS;
 // Of the canvas on one processor, as measured: with all that is measured before, and whole masks in the library's
 // blenders.
 constexpr double kPixelsPerSecond = 35e6;
@@ -58,6 +59,24 @@ class NoReader : public PictureReader
 {
 public:
     void read(std::size_t, const Rect&, PixelBlock&) override {}
+};
+
+BlendOptions blend_options(const Plan& plan)
+{
+    return {plan.settings.blend, plan.bands, plan.output_bits};
+}
+
+// A blender that tells what it takes, and blends nothing.
+struct AskedBlender {
+    explicit AskedBlender(const Plan& plan)
+        : blender(plan.layout, corrections, plan.settings.has_seams() ? &seams : nullptr, blend_options(plan), reader)
+    {
+    }
+
+    NoReader reader;
+    Corrections corrections;
+    SeamMap seams;
+    TileBlender blender;
 };
 
 } // namespace
@@ -203,20 +222,13 @@ void Engine::load_plan(const char* text, std::size_t size)
 MemoryNeeds Engine::needs() const
 {
     const Plan& plan = *plan_;
-    const auto blender = [&plan](const auto& ask) {
-        NoReader reader;
-        const Corrections corrections;
-        const SeamMap seams;
-        const BlendOptions options{plan.settings.blend, plan.bands, plan.output_bits};
-        return ask(
-            TileBlender(plan.layout, corrections, plan.settings.has_seams() ? &seams : nullptr, options, reader));
-    };
+    const auto asked = std::make_shared<const AskedBlender>(plan);
     MemoryNeeds needs{plan.layout, plan.traits, {}, {}, plan.pixel_bytes() + 1, 0};
-    needs.scratch = [blender](std::int64_t width, std::int64_t height) {
-        return blender([&](const TileBlender& asked) -> std::uint64_t { return asked.scratch_bytes(width, height); });
+    needs.scratch = [asked](std::int64_t width, std::int64_t height) -> std::uint64_t {
+        return asked->blender.scratch_bytes(width, height);
     };
-    needs.seen = [blender, &plan](std::int64_t width, std::int64_t height) {
-        const Rect reach = blender([&](const TileBlender& asked) { return asked.reach({0, 0, width, height}); });
+    needs.seen = [asked, &plan](std::int64_t width, std::int64_t height) {
+        const Rect reach = asked->blender.reach({0, 0, width, height});
         return static_cast<std::uint64_t>(std::min(reach.width, plan.layout.width)) *
                static_cast<std::uint64_t>(std::min(reach.height, plan.layout.height));
     };
@@ -329,10 +341,9 @@ const TileBlender& Engine::blender()
     Work& now = work();
     const std::lock_guard lock(work_mutex_);
     if (now.blender == nullptr) {
-        const BlendOptions options{plan_->settings.blend, plan_->bands, plan_->output_bits};
-        now.blender =
-            std::make_unique<TileBlender>(plan_->layout, plan_->gains->corrections,
-                                          plan_->settings.has_seams() ? &*plan_->seams : nullptr, options, now.store);
+        now.blender = std::make_unique<TileBlender>(plan_->layout, plan_->gains->corrections,
+                                                    plan_->settings.has_seams() ? &*plan_->seams : nullptr,
+                                                    blend_options(*plan_), now.store);
     }
     return *now.blender;
 }
@@ -383,6 +394,9 @@ void Engine::run(const PanovalMosaicSink& sink)
              grid.tile_height, " pixels with their pictures' rows; expected ", least_memory(asked, grid, delivery),
              " or more");
     work().store.set_budget(static_cast<std::size_t>(all->store_bytes));
+    std::vector<std::size_t> pictures(plan_->layout.pictures.size());
+    std::iota(pictures.begin(), pictures.end(), std::size_t{0});
+    work().store.load(pictures, all->threads);
     RunOptions options;
     options.delivery = delivery;
     options.wants_coverage = sink.wants_coverage != 0;

@@ -10,6 +10,7 @@
 #include <cmath>
 #include <cstring>
 #include <optional>
+#include <set>
 
 namespace panoval::mosaic
 {
@@ -90,6 +91,10 @@ GainOptions Engine::gain_options() const
 
 void Engine::measure_gains_now()
 {
+    std::set<std::size_t> shared;
+    for (const Overlap& overlap : overlaps_)
+        shared.insert({overlap.first, overlap.second});
+    work().store.load({shared.begin(), shared.end()}, threads());
     take_statistics(measure_overlaps(plan_->layout, overlaps_, work().store, gain_options(), *progress_));
 }
 

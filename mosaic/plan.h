@@ -62,9 +62,9 @@ struct Plan {
 
 inline constexpr std::int64_t kLongestSide = PANOVAL_MOSAIC_LONGEST_SIDE; // of the canvas
 inline constexpr int kMostBands = PANOVAL_MOSAIC_MOST_BANDS;
-inline constexpr std::int64_t kFarthest = std::int64_t{1} << 40;
-inline constexpr std::int64_t kSmallestTileSize = 16;
-inline constexpr double kLargestGain = 1e6; // and 1 / kLargestGain the smallest
+inline constexpr std::int64_t kFarthest = PANOVAL_MOSAIC_FARTHEST;
+inline constexpr std::int64_t kSmallestTileSize = PANOVAL_MOSAIC_SMALLEST_TILE;
+inline constexpr double kLargestGain = PANOVAL_MOSAIC_LARGEST_GAIN; // and 1 / kLargestGain the smallest
 
 // Throws an Error (Failure::Argument) that names the first setting that has no meaning.
 void check_settings(const Settings& settings, std::size_t pictures);

@@ -87,7 +87,8 @@ Case verdict_case(std::int64_t columns, std::int64_t rows)
             static_cast<std::size_t>(6 * pixels),
             [=] {
                 NoProgress none;
-                (void)judge(grid->layout, *overlaps, *corrections, *seams, *grid, {}, none);
+                OverlapLooks looks(grid->layout, *overlaps, *corrections, *grid, {});
+                (void)judge(looks, *seams, none);
             },
             {}};
 }

@@ -143,7 +143,7 @@ private:
 void register_row(std::size_t number)
 {
     Row& row = *rows()[number];
-    const auto add = [&](const char* variant, std::function<void()> call, std::function<void()> restore) {
+    const auto add = [&](const char* variant, const std::function<void()>& call, const std::function<void()>& restore) {
         benchmark::RegisterBenchmark((std::to_string(number) + "/" + variant).c_str(),
                                      [call, restore](benchmark::State& state) { measure(state, call, restore); });
     };

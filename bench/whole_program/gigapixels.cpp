@@ -182,7 +182,7 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "panoval_gigapixels OUT.tif COLUMNS ROWS [THREADS]\n");
         return 2;
     }
-    panoval::cli::return_freed_blocks();
+    panoval::cli::prepare_heap();
     try {
         make(argv[1], std::atoi(argv[2]), std::atoi(argv[3]), argc > 4 ? std::atoi(argv[4]) : 1);
     } catch (const std::exception& error) {

@@ -22,19 +22,9 @@ std::int32_t to_int(std::int64_t value)
     return static_cast<std::int32_t>(value);
 }
 
-std::size_t to_size(std::int64_t value)
-{
-    return static_cast<std::size_t>(value);
-}
-
 Interval moved(Interval interval, std::int64_t by)
 {
     return interval.is_empty() ? Interval{} : Interval{interval.first + by, interval.end + by};
-}
-
-std::int64_t mirrored(std::int64_t at, std::int64_t length)
-{
-    return border_interpolate(to_int(at), to_int(length), kBorderMirrorInner);
 }
 
 // count floats from float `offset` of a whole row of `whole` floats on. The filter sums the last up to three floats of
@@ -148,8 +138,8 @@ void BandWindow::lay_out(Rows& rows, const Level& level, std::int32_t channels, 
     rows.channels = channels;
     rows.stride = to_size(level.columns.length() * channels) + kSlack;
     rows.reduced_stride = to_size(level.columns.length() / 2 * channels) + kSlack;
-    rows.full.resize(kRing * rows.stride);
-    rows.reduced.resize(is_reduced ? kRing * rows.reduced_stride : 0);
+    rows.full.resize(kReducedRows * rows.stride);
+    rows.reduced.resize(is_reduced ? kReducedRows * rows.reduced_stride : 0);
 }
 
 void BandWindow::lay_out_levels()
@@ -161,7 +151,7 @@ void BandWindow::lay_out_levels()
         lay_out(level.weights, level, 1, i < top_);
         if (i < top_) {
             level.expanded_stride = to_size(2 * levels_[i + 1].columns.length() * tile_->channels()) + kSlack;
-            level.expanded.resize(kExpandedRing * level.expanded_stride);
+            level.expanded.resize(kExpandedRows * level.expanded_stride);
         }
         widest = std::max(widest, to_size(level.columns.length()));
     }

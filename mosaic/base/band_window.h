@@ -7,6 +7,7 @@
 #pragma once
 
 #include "blend/band_rows.h"
+#include "blend/pyramid_rows.h"
 #include "mosaic/base/level_windows.h"
 #include "mosaic/base/rect.h"
 #include "mosaic/base/row_spans.h"
@@ -90,11 +91,9 @@ public:
     void run(PictureRows& rows);
 
 private:
-    static constexpr std::size_t kRing = 5;         // rows that the filter down a column reaches, to half the size
-    static constexpr std::size_t kExpandedRing = 3; // the same to twice the size
-    static constexpr std::size_t kSlack = 8;        // floats behind a row that whole vectors may write
+    static constexpr std::size_t kSlack = 8; // floats behind a row that whole vectors may write
 
-    // The latest rows of a level's samples or of its weights. Row y lies in slot y mod kRing.
+    // The latest rows of a level's samples or of its weights. Row y lies in slot y mod kReducedRows.
     struct Rows {
         std::int32_t channels = 0;
         std::size_t stride = 0;
@@ -102,10 +101,10 @@ private:
         std::vector<float> full;
         std::vector<float> reduced; // filtered across to half the width
 
-        float* row(std::int64_t y) { return full.data() + static_cast<std::size_t>(y) % kRing * stride; }
+        float* row(std::int64_t y) { return full.data() + static_cast<std::size_t>(y) % kReducedRows * stride; }
         float* reduced_row(std::int64_t y)
         {
-            return reduced.data() + static_cast<std::size_t>(y) % kRing * reduced_stride;
+            return reduced.data() + static_cast<std::size_t>(y) % kReducedRows * reduced_stride;
         }
     };
     struct Level {
@@ -122,7 +121,7 @@ private:
 
         float* expanded_row(std::int64_t y)
         {
-            return expanded.data() + static_cast<std::size_t>(y) % kExpandedRing * expanded_stride;
+            return expanded.data() + static_cast<std::size_t>(y) % kExpandedRows * expanded_stride;
         }
     };
 

@@ -4,6 +4,7 @@
 // 2 of it (expansion).
 #pragma once
 
+#include "blend/border.h"
 #include "mosaic/base/rect.h"
 
 #include <algorithm>
@@ -46,9 +47,20 @@ struct Window {
     Rect rect() const { return {columns.first, rows.first, columns.length(), rows.length()}; }
 };
 
+inline Window window_of(const Rect& rect)
+{
+    return {{rect.x, rect.right()}, {rect.y, rect.bottom()}};
+}
+
 inline Window intersect(const Window& a, const Window& b)
 {
     return {intersect(a.columns, b.columns), intersect(a.rows, b.rows)};
+}
+
+// The index inside a level of that length of which what stands at `at` is the mirror image.
+inline std::int64_t mirrored(std::int64_t at, std::int64_t length)
+{
+    return border_interpolate(static_cast<std::int32_t>(at), static_cast<std::int32_t>(length), kBorderMirrorInner);
 }
 
 // ---- what one level is to the next ----
@@ -83,5 +95,11 @@ std::vector<Window> collapse_windows(const Window& tile, int bands, std::int64_t
 // What has to be known of a picture on every level, so that its bands can be told where `products` wants them. Begins
 // and ends on even pixels on all levels but the coarsest. size: of level 0, multiples of 2 to the power of bands.
 std::vector<Window> picture_windows(const std::vector<Window>& products, std::int64_t width, std::int64_t height);
+
+// How far what has to be known of pictures goes beyond a tile, for the least fortunate place of it.
+constexpr std::int64_t farthest_reach(int bands)
+{
+    return 5 * ((std::int64_t{1} << bands) - 1);
+}
 
 } // namespace panoval::mosaic

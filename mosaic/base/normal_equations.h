@@ -58,6 +58,17 @@ public:
         return solution;
     }
 
+    // After solve(), for values with a variance of 1: the variance of the last factor but one, its covariance with the
+    // last one, and that one's variance. Larger where other terms are nearly proportional to theirs.
+    std::array<double, 3> covariance_of_last_two() const
+    {
+        const double a = matrix_[kTerms - 2][kTerms - 2];
+        const double b = matrix_[kTerms - 1][kTerms - 2];
+        const double c = matrix_[kTerms - 1][kTerms - 1];
+        const double last = 1 / (c * c);
+        return {1 / (a * a) + b * b / (a * a) * last, -b / a * last, last};
+    }
+
 private:
     std::array<Terms, kTerms> matrix_{};
     Terms right_{};

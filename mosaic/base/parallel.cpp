@@ -19,15 +19,18 @@ class Pieces
 public:
     Pieces(std::size_t count, const PieceOfWork& work) : count_(count), work_(work) {}
 
-    void take_turns()
+    // False when there is none left.
+    bool take_one()
     {
-        for (std::size_t i = next_++; i < count_ && !has_failed_; i = next_++) {
-            try {
-                work_(i);
-            } catch (...) {
-                keep_failure(i);
-            }
+        const std::size_t i = next_++;
+        if (i >= count_ || has_failed_)
+            return false;
+        try {
+            work_(i);
+        } catch (...) {
+            keep_failure(i);
         }
+        return true;
     }
 
     bool has_more() const { return next_ < count_ && !has_failed_; }
@@ -112,7 +115,7 @@ void Crew::run(std::size_t count, std::size_t threads, const PieceOfWork& work)
     const std::size_t wanted = std::min(std::max<std::size_t>(threads, 1), count);
     Job job(count, work, std::min(wanted > 0 ? wanted - 1 : 0, most_helpers_), works_beside);
     if (job.places == 0) {
-        job.pieces.take_turns();
+        take_turns(job);
         return job.pieces.rethrow();
     }
     {
@@ -121,7 +124,7 @@ void Crew::run(std::size_t count, std::size_t threads, const PieceOfWork& work)
         jobs_.insert(job.is_beside ? jobs_.end() : jobs_.begin(), &job);
     }
     changed_.notify_all();
-    job.pieces.take_turns();
+    take_turns(job);
     std::unique_lock lock(mutex_);
     remove(job, lock);
     job.pieces.rethrow();
@@ -191,11 +194,27 @@ void Crew::help(Job& job, std::unique_lock<std::mutex>& lock)
     ++job.helpers;
     lock.unlock();
     const bool worked_beside = std::exchange(works_beside, job.is_beside);
-    job.pieces.take_turns();
+    take_turns(job);
     works_beside = worked_beside;
     lock.lock();
     --job.helpers;
     changed_.notify_all();
+}
+
+void Crew::take_turns(Job& job)
+{
+    do {
+        if (job.is_beside)
+            give_way();
+    } while (job.pieces.take_one());
+}
+
+// What is done beside waits while there are pieces of what somebody waits for.
+void Crew::give_way()
+{
+    std::unique_lock lock(mutex_);
+    for (Job* next = next_job(); next != nullptr && !next->is_beside; next = next_job())
+        help(*next, lock);
 }
 
 // Once its helpers have left it.

@@ -35,7 +35,8 @@ public:
     // As run_in_parallel.
     void run(std::size_t count, std::size_t threads, const PieceOfWork& work);
 
-    // Pieces for threads that have nothing else to do. One such work at a time, begun by the crew's maker.
+    // Pieces for threads that have nothing else to do, before each of which, and before each that these share out in
+    // turn, such a thread does what others wait for. One such work at a time, begun by the crew's maker.
     void begin_beside(std::size_t count, PieceOfWork work);
 
     // The caller joins in until all of them are done. Throws what the first piece threw.
@@ -48,6 +49,8 @@ private:
     void hire(std::size_t helpers);
     void serve();
     Job* next_job() const;
+    void take_turns(Job& job);
+    void give_way();
     void help(Job& job, std::unique_lock<std::mutex>& lock);
     void remove(Job& job, std::unique_lock<std::mutex>& lock);
 

@@ -9,6 +9,12 @@
 namespace panoval::mosaic
 {
 
+// A size or an index that is known not to be negative.
+inline std::size_t to_size(std::int64_t value)
+{
+    return static_cast<std::size_t>(value);
+}
+
 // Columns x to right() - 1, rows y to bottom() - 1.
 struct Rect {
     std::int64_t x = 0;

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/base/row_spans.h"
 
-#include "blend/border.h"
-
 #include <algorithm>
 
 namespace panoval::mosaic
@@ -10,11 +8,6 @@ namespace panoval::mosaic
 
 namespace
 {
-
-std::int64_t mirrored(std::int64_t at, std::int64_t length)
-{
-    return border_interpolate(static_cast<std::int32_t>(at), static_cast<std::int32_t>(length), kBorderMirrorInner);
-}
 
 // Rows of the coarser level that a band of a level's rows is told from.
 void add_expanded_from(const RowSpans& fine, std::int64_t coarse_height, RowSpans& coarse)

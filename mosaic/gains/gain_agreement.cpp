@@ -6,6 +6,7 @@
 #include "mosaic/gains/gain_agreement.h"
 
 #include "core/elementary.h"
+#include "core/median.h"
 #include "mosaic/base/small_solve.h"
 
 #include <algorithm>
@@ -26,7 +27,6 @@ constexpr double kClear = 2.5;  // standard deviations of what noise alone would
 constexpr double kCoarse = 2.5; // times the variance that noise alone would leave
 constexpr double kPartSide = 16;
 constexpr std::size_t kFewestParts = 24;
-constexpr double kFromMedian = 1.4826;
 
 struct Part {
     double first = 0;
@@ -157,7 +157,7 @@ double robust_variance(const std::vector<Part>& parts, double Part::*value)
     sizes.reserve(parts.size());
     for (const Part& part : parts)
         sizes.push_back({std::fabs(part.*value), part.samples});
-    const double spread = kFromMedian * weighted_median(sizes);
+    const double spread = kMedianToSigma * weighted_median(sizes);
     return spread * spread;
 }
 
@@ -175,7 +175,7 @@ double limit_values(std::vector<Weighted>& values)
     std::vector<Weighted> sizes = values;
     for (Weighted& size : sizes)
         size.value = std::fabs(size.value);
-    const double limit = 2.5 * kFromMedian * weighted_median(sizes);
+    const double limit = 2.5 * kMedianToSigma * weighted_median(sizes);
     double sum = 0;
     double total = 0;
     for (Weighted& value : values) {

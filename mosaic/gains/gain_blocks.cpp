@@ -19,6 +19,7 @@ constexpr std::size_t kFewestBlocks = 64;
 constexpr std::size_t kMostBlocks = 640;
 constexpr std::int64_t kShortestSide = 4;
 constexpr std::int64_t kStripPixels = 1 << 16; // what is read at once, unless a single row is longer
+constexpr std::int64_t kRangePixels = 1 << 14; // about, of an overlap, that narrow the range of ratios
 
 // Part k of `count` nearly equal parts of a length starts there.
 std::int64_t part_begin(std::int64_t length, std::size_t count, std::size_t k)
@@ -185,6 +186,13 @@ private:
     GainTotals totals_;
 };
 
+// y: of the strip's first row in the overlap, whose every `step`-th row counts
+void narrow_by_strip(const GainStrips& strips, std::int64_t y, std::int64_t step, RatioRanges& ranges)
+{
+    for (std::int64_t row = (step - y % step) % step; row < strips.first.rect.height; row += step)
+        narrow_by_row(strips.first, strips.second, row, ranges);
+}
+
 template <class Sample, class Sums>
 GainTotals sum_strips(const Layout& layout, const Overlap& overlap, std::size_t first_row, std::size_t end_row,
                       PictureReader& reader, GainStrips& strips, GainBlocks& blocks)
@@ -194,14 +202,20 @@ GainTotals sum_strips(const Layout& layout, const Overlap& overlap, std::size_t 
     const bool has_masks = layout.pictures[overlap.first].has_mask || layout.pictures[overlap.second].has_mask;
     BlockSummer<Sample, Sums> summer(layout, overlap.region, has_masks, first_row, blocks);
     const std::int64_t strip_rows = std::max<std::int64_t>(1, kStripPixels / in_first.width);
+    const std::int64_t row_step = in_first.pixels() / kRangePixels + 1;
+    RatioRanges ranges;
     const std::int64_t end = part_begin(in_first.height, blocks.rows, end_row);
     for (std::int64_t y = part_begin(in_first.height, blocks.rows, first_row); y < end; y += strip_rows) {
         const std::int64_t rows = std::min(strip_rows, end - y);
         reader.read(overlap.first, {in_first.x, in_first.y + y, in_first.width, rows}, strips.first);
         reader.read(overlap.second, {in_second.x, in_second.y + y, in_second.width, rows}, strips.second);
         summer.add_strip(strips.first, strips.second);
+        if constexpr (sizeof(Sample) == 1)
+            narrow_by_strip(strips, y, row_step, ranges);
     }
-    return summer.totals();
+    GainTotals totals = summer.totals();
+    totals.ranges = ranges;
+    return totals;
 }
 
 } // namespace
@@ -229,6 +243,8 @@ void add_totals(const GainTotals& totals, GainBlocks& blocks)
     blocks.shared += totals.shared;
     blocks.first_saturated += totals.first_saturated;
     blocks.second_saturated += totals.second_saturated;
+    for (std::size_t c = 0; c < blocks.ranges.size(); ++c)
+        blocks.ranges[c] = common_range(blocks.ranges[c], totals.ranges[c]);
 }
 
 } // namespace panoval::mosaic

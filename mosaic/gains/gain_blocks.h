@@ -4,6 +4,7 @@
 #pragma once
 
 #include "mosaic/base/layout.h"
+#include "mosaic/gains/gain_range.h"
 #include "mosaic/pictures/pixel_block.h"
 
 #include <array>
@@ -35,6 +36,7 @@ struct GainBlocks {
     std::uint64_t shared = 0;          // pixels that both pictures cover
     std::uint64_t first_saturated = 0; // samples among them at or above the bound
     std::uint64_t second_saturated = 0;
+    RatioRanges ranges; // that rows at equal distances allow for, of 8-bit samples
 };
 
 // Samples at or above that are saturated: 250 of 255. What comes close to the largest sample is bent already.
@@ -57,6 +59,7 @@ struct GainTotals {
     std::uint64_t shared = 0;
     std::uint64_t first_saturated = 0;
     std::uint64_t second_saturated = 0;
+    RatioRanges ranges;
 };
 
 // Sums rows first to end - 1 of the blocks; reads their part of the overlap once, in strips. Rows that have none in

@@ -4,6 +4,8 @@
 // without the rows of each group's first picture.
 #include "mosaic/gains/gain_graph.h"
 
+#include "core/median.h"
+
 #include <Eigen/SparseCholesky>
 #include <Eigen/SparseCore>
 
@@ -22,7 +24,6 @@ constexpr double kModelError = 0.002; // of any ratio, beside its own error: wha
 constexpr double kLeastScale = 0.01;  // residuals as small as that are no contradiction
 constexpr int kAbsoluteRounds = 25;
 constexpr int kRedescendingRounds = 15;
-constexpr double kFromMedian = 1.4826;
 constexpr double kLeastContradiction = 0.05;
 
 std::size_t find_root(std::vector<std::size_t>& parents, std::size_t i)
@@ -45,11 +46,7 @@ double residual_scale(std::span<const GainEdge> edges, std::span<const double> b
     for (const GainEdge& edge : edges)
         if (edge.is_used)
             sizes.push_back(std::fabs(edge_residual(edge, brightness)));
-    if (sizes.empty())
-        return 0;
-    const auto middle = sizes.begin() + static_cast<std::ptrdiff_t>(sizes.size() / 2);
-    std::nth_element(sizes.begin(), middle, sizes.end());
-    return kFromMedian * *middle;
+    return kMedianToSigma * median_of(std::span(sizes));
 }
 
 class LaplacianSolver

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
+#include <numeric>
 
 namespace panoval::mosaic
 {
@@ -155,17 +156,29 @@ private:
             compare_content(pair, overlap);
     }
 
-    // Whether one ratio explains the samples of a dark overlap; then that is the ratio.
-    static bool refine_by_samples(const Pair& pair, std::size_t index, RatioEstimate& ratio)
+    RatioRange range_of(const Pair& pair, std::size_t index) const
     {
-        if (pair.samples.empty() || ratio.kind != RatioEstimate::Kind::Known)
+        const RatioRanges& ranges = pair.blocks.ranges;
+        if (index < channels_)
+            return ranges[index];
+        return std::accumulate(ranges.begin(), ranges.begin() + layout_.channels, RatioRange(), common_range);
+    }
+
+    // Whether one ratio explains the samples of a dark overlap; then that is the ratio. In bright ones sums tell it
+    // better, as long as rounding allows for what they tell.
+    bool refine_by_samples(const Pair& pair, std::size_t index, RatioEstimate& ratio) const
+    {
+        if (layout_.bits != 8 || ratio.kind != RatioEstimate::Kind::Known)
             return false;
-        const auto rounded = find_rounded_ratio(pair.samples[index]);
+        const RatioRange range = range_of(pair, index);
+        const bool is_dark = !pair.samples.empty();
+        const auto rounded =
+            is_dark ? find_rounded_ratio(pair.samples[index], range) : nearest_inside(range, ratio.log_ratio);
         if (!rounded)
             return false;
         ratio.log_ratio = rounded->log_ratio;
         ratio.error = rounded->error;
-        return true;
+        return is_dark;
     }
 
     void compare_content(Pair& pair, OverlapStatistics& overlap) const

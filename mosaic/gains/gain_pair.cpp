@@ -8,6 +8,7 @@
 #include "mosaic/gains/gain_pair.h"
 
 #include "core/elementary.h"
+#include "core/median.h"
 #include "mosaic/base/small_solve.h"
 
 #include <algorithm>
@@ -23,7 +24,6 @@ namespace
 constexpr double kLeastSpread = 0.002; // what rounding and coding alone may do
 constexpr double kRounding = 0.29;     // standard deviation of a sample that is rounded, in its units
 constexpr double kSuspicious = 0.02;   // a larger spread may come from a fit gone astray
-constexpr double kFromMedian = 1.4826; // median of absolute values to standard deviation, of a normal distribution
 constexpr double kCutoff = 4.685;      // of the biweight, in standard deviations: 95 % efficient
 constexpr int kAbsoluteRounds = 6;
 constexpr int kMostRounds = 30;
@@ -199,7 +199,7 @@ private:
         for (std::size_t k = 0; k < blocks_.size(); ++k)
             if (weights_[k] > 0)
                 scratch_.push_back({std::fabs(residuals_[k]), say(blocks_[k], ratio_, unit_)});
-        spread_ = std::max(kFromMedian * weighted_median(scratch_), kLeastSpread);
+        spread_ = std::max(kMedianToSigma * weighted_median(scratch_), kLeastSpread);
     }
 
     // One step of least squares with the robust weights as they are. Returns the change of the logarithm of the ratio.

@@ -39,7 +39,7 @@ std::vector<Cell> cells_of(const SamplePairs& pairs)
 }
 
 // Of the first picture's light; not positive where no light gives both samples.
-double common_range(const Cell& cell, double ratio)
+double common_light(const Cell& cell, double ratio)
 {
     const double low = std::max({cell.first - 0.5, (cell.second - 0.5) * ratio, 0.0});
     return std::min(cell.first + 0.5, (cell.second + 0.5) * ratio) - low;
@@ -51,7 +51,7 @@ double likelihood(const std::vector<Cell>& cells, double ratio)
     const double scale = 1 / std::sqrt(ratio); // neither picture's samples are the unit
     double sum = 0;
     for (const Cell& cell : cells)
-        sum += cell.weight * log(std::max(common_range(cell, ratio) * scale, 0.0) + kOutside);
+        sum += cell.weight * log(std::max(common_light(cell, ratio) * scale, 0.0) + kOutside);
     return sum;
 }
 
@@ -78,12 +78,20 @@ Maximum search(const std::vector<Cell>& cells, double middle, double reach, int 
     return best;
 }
 
+RoundedRatio search_inside(const std::vector<Cell>& cells, const RatioRange& range)
+{
+    constexpr int kSteps = 30; // to either side
+    const double low = log(range.low);
+    const double high = log(range.high);
+    return {search(cells, (low + high) / 2, (high - low) / 2, kSteps).at, kErrorOfWidth * (high - low)};
+}
+
 double share_outside(const std::vector<Cell>& cells, double ratio)
 {
     double outside = 0;
     double all = 0;
     for (const Cell& cell : cells) {
-        outside += common_range(cell, ratio) <= 0 ? cell.count : 0;
+        outside += common_light(cell, ratio) <= 0 ? cell.count : 0;
         all += cell.count;
     }
     return outside / all;
@@ -128,7 +136,7 @@ std::vector<SamplePairs> count_sample_pairs(const Layout& layout, const Overlap&
     return pairs;
 }
 
-std::optional<RoundedRatio> find_rounded_ratio(const SamplePairs& pairs)
+std::optional<RoundedRatio> find_rounded_ratio(const SamplePairs& pairs, const RatioRange& range)
 {
     constexpr double kFewest = 200;       // samples
     constexpr double kMostOutside = 0.01; // of them
@@ -145,11 +153,13 @@ std::optional<RoundedRatio> find_rounded_ratio(const SamplePairs& pairs)
     }
     if (count < kFewest || first <= 0 || second <= 0)
         return std::nullopt;
+    if (range.is_known())
+        return search_inside(cells, range);
     const Maximum rough = search(cells, log(first / second), kFar, 250);
     const Maximum fine = search(cells, rough.at, kNear, 15);
     if (share_outside(cells, exp(fine.at)) > kMostOutside)
         return std::nullopt;
-    return RoundedRatio{fine.at, 0.3 * std::max(rough.width, fine.width)};
+    return RoundedRatio{fine.at, kErrorOfWidth * std::max(rough.width, fine.width)};
 }
 
 } // namespace panoval::mosaic

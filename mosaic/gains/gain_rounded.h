@@ -6,6 +6,7 @@
 #pragma once
 
 #include "mosaic/base/layout.h"
+#include "mosaic/gains/gain_range.h"
 #include "mosaic/pictures/pixel_block.h"
 
 #include <cstddef>
@@ -15,11 +16,6 @@
 
 namespace panoval::mosaic
 {
-
-struct RoundedRatio {
-    double log_ratio = 0; // of the first picture's brightness to the second's
-    double error = 0;     // standard, about
-};
 
 // How often each pair of samples below kSide occurs.
 struct SamplePairs {
@@ -31,7 +27,8 @@ struct SamplePairs {
 // at equal distances.
 std::vector<SamplePairs> count_sample_pairs(const Layout& layout, const Overlap& overlap, PictureReader& reader);
 
-// Nothing where noise, or things that differ, make pairs that no ratio allows for.
-std::optional<RoundedRatio> find_rounded_ratio(const SamplePairs& pairs);
+// Nothing where noise, or things that differ, make pairs that no ratio allows for. Where the range is known the ratio
+// lies inside; it tells of brighter samples, too.
+std::optional<RoundedRatio> find_rounded_ratio(const SamplePairs& pairs, const RatioRange& range = {});
 
 } // namespace panoval::mosaic

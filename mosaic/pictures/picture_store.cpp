@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/pictures/picture_store.h"
 
+#include "mosaic/base/parallel.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -164,6 +166,26 @@ void PictureStore::read(std::size_t picture, const Rect& rect, PixelBlock& block
     });
 }
 
+bool PictureStore::hold(std::size_t picture, const Rect& rect, HeldRows& rows)
+{
+    rows.clear();
+    if (!all_fit_)
+        return false;
+    const Picture& from = pictures_[picture];
+    const auto skipped = static_cast<std::size_t>(rect.x * channels_ * sample_bytes_);
+    for_each_part(picture, rect, [&](const Part& part) {
+        const std::uint8_t* const masks = part.block.get() + static_cast<std::size_t>(part.band_rows) * from.sample_row;
+        for (std::int64_t y = part.row; y < part.row + part.count; ++y) {
+            const auto row = static_cast<std::size_t>(y);
+            rows.samples.push_back(part.block.get() + row * from.sample_row + skipped);
+            if (from.mask_row > 0)
+                rows.masks.push_back(masks + row * from.mask_row + rect.x);
+        }
+        rows.holders.push_back(part.block);
+    });
+    return true;
+}
+
 void PictureStore::read_mask(std::size_t picture, const Rect& rect, std::uint8_t* out)
 {
     const Picture& from = pictures_[picture];
@@ -193,6 +215,17 @@ void PictureStore::copy_plane(std::size_t picture, const Rect& rect, std::size_t
             std::memcpy(out + static_cast<std::size_t>(part.to + y) * width,
                         plane + static_cast<std::size_t>(part.row + y) * row_bytes + rect.x, width);
     });
+}
+
+void PictureStore::load(const std::vector<std::size_t>& pictures, std::size_t threads)
+{
+    if (!all_fit_)
+        return;
+    std::vector<std::size_t> sequential;
+    for (const std::size_t picture : pictures)
+        if (!pictures_[picture].random_access)
+            sequential.push_back(picture);
+    run_in_parallel(sequential.size(), threads, [&](std::size_t i) { band(sequential[i], 0); }); // reads to the end
 }
 
 PictureStore::Block PictureStore::band(std::size_t picture, std::size_t index)

@@ -46,9 +46,14 @@ public:
                  const StoreBudget& budget);
 
     void read(std::size_t picture, const Rect& rect, PixelBlock& block) override;
+    bool hold(std::size_t picture, const Rect& rect, HeldRows& rows) override;
 
     void read_mask(std::size_t picture, const Rect& rect, std::uint8_t* out) override;
     bool read_keep(std::size_t picture, const Rect& rect, std::uint8_t* out) override;
+
+    // Where all pictures are kept anyway: fetches these from the host, those that it gives from the first row on only,
+    // several at a time. Threads that then work on the same overlap do not wait for each other.
+    void load(const std::vector<std::size_t>& pictures, std::size_t threads);
 
     void set_budget(std::size_t bytes);
     StoreCounts counts() const;

@@ -8,7 +8,9 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <memory>
 #include <new>
+#include <vector>
 
 namespace panoval::mosaic
 {
@@ -74,6 +76,20 @@ private:
     std::size_t mask_capacity_ = 0;
 };
 
+// Rows of a rectangle that stay where they are while this holds them, each from the rectangle's first column on.
+struct HeldRows {
+    std::vector<const std::uint8_t*> samples;
+    std::vector<const std::uint8_t*> masks; // empty where the picture has none
+    std::vector<std::shared_ptr<const std::uint8_t>> holders;
+
+    void clear()
+    {
+        samples.clear();
+        masks.clear();
+        holders.clear();
+    }
+};
+
 // Gives pixels of any picture. May be called from several threads at once.
 class PictureReader
 {
@@ -84,6 +100,15 @@ public:
     // without any gain, and the mask (255 everywhere where the picture has none; 0 = not covered). Throws an Error
     // where the host cannot give the rows, or std::bad_alloc.
     virtual void read(std::size_t picture, const Rect& rect, PixelBlock& block) = 0;
+
+    // The same without copying, where all pictures are in memory anyway. False, and no rows, where they are not.
+    virtual bool hold(std::size_t picture, const Rect& rect, HeldRows& rows)
+    {
+        static_cast<void>(picture);
+        static_cast<void>(rect);
+        rows.clear();
+        return false;
+    }
 
     // Fills rect.pixels() bytes with the mask alone.
     virtual void read_mask(std::size_t picture, const Rect& rect, std::uint8_t* out)

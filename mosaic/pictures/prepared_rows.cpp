@@ -14,13 +14,6 @@ namespace panoval::mosaic
 namespace
 {
 
-constexpr std::int64_t kRowsAtOnce = 16;
-
-std::size_t to_size(std::int64_t value)
-{
-    return static_cast<std::size_t>(value);
-}
-
 // Pixels first to last - 1 of a row, between the covered ones before and after them, if there are any.
 template <class Sample>
 void fill_run(Sample* row, std::size_t channels, std::size_t width, std::size_t first, std::size_t last)
@@ -72,7 +65,7 @@ void PreparedRows::read(std::int64_t y, std::int64_t first, std::int64_t count)
     if (block_.rect.contains(wanted) && !block_.rect.is_empty())
         return;
     const Rect& whole = layout_.pictures[picture_].rect;
-    const std::int64_t rows = std::min(kRowsAtOnce, whole.height - y);
+    const std::int64_t rows = std::min(kPreparedRowsAtOnce, whole.height - y);
     reader_.read(picture_, fills_ ? Rect{0, y, whole.width, rows} : Rect{first, y, count, rows}, block_);
     prepared_y_ = -1;
 }

@@ -14,6 +14,8 @@
 namespace panoval::mosaic
 {
 
+inline constexpr std::int64_t kPreparedRowsAtOnce = 16; // that are read
+
 class PreparedRows
 {
 public:

@@ -7,6 +7,7 @@
 #include <hwy/foreach_target.h> // compiles this file once per instruction set
 #include <hwy/highway.h>
 
+#include "blend/weighted_mean_inl.h"
 #include "mosaic/pictures/store_rounded_inl.h"
 
 HWY_BEFORE_NAMESPACE();
@@ -15,6 +16,7 @@ namespace panoval::mosaic::HWY_NAMESPACE
 namespace
 {
 namespace hn = hwy::HWY_NAMESPACE;
+using panoval::HWY_NAMESPACE::load_as_float;
 
 using Floats = hn::ScalableTag<float>;
 using One = hn::CappedTag<float, 1>;
@@ -49,14 +51,6 @@ private:
     std::size_t channels_;
 };
 
-template <class D, class Sample>
-HWY_INLINE hn::Vec<D> load(D d, const Sample* at)
-{
-    const hn::Rebind<Sample, D> narrow;
-    const hn::RebindToSigned<D> whole;
-    return hn::ConvertTo(d, hn::PromoteTo(whole, hn::LoadU(narrow, at)));
-}
-
 // Calls run(samples) with the row's samples as what they are.
 template <class Run>
 HWY_INLINE void with_samples(const RawRow& row, const Run& run)
@@ -72,7 +66,7 @@ void scale(const RawRow& row, const ChannelFactors& factors, float* out)
     const Pattern pattern(factors, row.channels);
     with_samples(row, [&](const auto* samples) HWY_ATTR {
         pattern.for_each(row.pixels * row.channels, [=](auto d, std::size_t i, auto factor) HWY_ATTR {
-            hn::StoreU(hn::Mul(load(d, samples + i), factor), d, out + i);
+            hn::StoreU(hn::Mul(load_as_float(d, samples + i), factor), d, out + i);
         });
     });
 }
@@ -82,7 +76,7 @@ void difference(const RawRow& row, const ChannelFactors& factors, const float* c
     const Pattern pattern(factors, row.channels);
     with_samples(row, [&](const auto* samples) HWY_ATTR {
         pattern.for_each(row.pixels * row.channels, [=](auto d, std::size_t i, auto factor) HWY_ATTR {
-            const auto scaled = hn::Mul(load(d, samples + i), factor);
+            const auto scaled = hn::Mul(load_as_float(d, samples + i), factor);
             hn::StoreU(hn::Sub(scaled, hn::LoadU(d, composite + i)), d, out + i);
         });
     });
@@ -94,7 +88,7 @@ HWY_INLINE void finish(const RawRow& row, const ChannelFactors& factors, float s
     const Pattern pattern(factors, row.channels);
     with_samples(row, [&](const auto* samples) HWY_ATTR {
         pattern.for_each(row.pixels * row.channels, [=](auto d, std::size_t i, auto factor) HWY_ATTR {
-            const auto scaled = hn::Mul(load(d, samples + i), factor);
+            const auto scaled = hn::Mul(load_as_float(d, samples + i), factor);
             store_rounded(d, hn::Mul(scaled, hn::Set(d, scale)), out + i);
         });
     });

@@ -71,6 +71,7 @@ public:
     ReducedPicture(const Layout& layout, std::size_t picture, const CellGrid& grid);
 
     const Rect& cells() const { return cells_; } // columns may reach beyond the grid's last one
+    bool has_mask() const { return has_mask_; }
 
     // Where a cell of the grid lies in the copy, or -1.
     std::int64_t index(std::int64_t column, std::int64_t row) const
@@ -89,6 +90,10 @@ public:
         return mask_cover_[at(index)];
     }
 
+    // Whether it covers all of so many cells, which lie beside each other in one row of the copy.
+    bool covers_wholly(std::int64_t first_index, std::int64_t count) const;
+    bool is_covered(std::int64_t index) const { return !has_mask_ || mask_cover_[at(index)] != Cover::None; }
+
     // About how many pixels the cell's farthest one lies from the edge of what the picture covers; 0: not covered.
     std::int32_t distance(std::int64_t index) const
     {
@@ -101,7 +106,7 @@ public:
     const std::uint16_t* features(std::int64_t index) const { return features_.data() + at(index) * feature_count_; }
     std::uint16_t* features(std::int64_t index) { return features_.data() + at(index) * feature_count_; }
 
-    void set_cover(std::int64_t index, Cover cover) { mask_cover_[at(index)] = cover; }
+    Cover* mask_cover_row(std::int64_t row) { return mask_cover_.data() + row * cells_.width; }
     void measure_mask_distances(std::int64_t cell);
 
     static std::size_t bytes(const Layout& layout, std::size_t picture, const CellGrid& grid);
@@ -124,6 +129,12 @@ private:
     std::vector<std::int32_t> mask_distance_;
 };
 
+// Cells of a picture's copy, in columns and rows of the grid as in ReducedPicture::cells().
+struct PicturePart {
+    std::size_t picture;
+    Rect cells;
+};
+
 // How many units of a feature a sample's unit is; corrected samples may be twice as large as the largest one.
 double feature_scale(const Layout& layout);
 
@@ -131,5 +142,10 @@ double feature_scale(const Layout& layout);
 std::vector<ReducedPicture> reduce_pictures(const Layout& layout, const std::vector<Overlap>& overlaps,
                                             const Corrections& corrections, const CellGrid& grid, PictureReader& reader,
                                             std::size_t threads, Progress& progress, double part_of_progress);
+
+// Gives features to more cells of such pictures.
+void reduce_parts(const Layout& layout, const std::vector<PicturePart>& parts, const Corrections& corrections,
+                  const CellGrid& grid, PictureReader& reader, std::size_t threads,
+                  std::vector<ReducedPicture>& pictures);
 
 } // namespace panoval::mosaic

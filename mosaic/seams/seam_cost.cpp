@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/seams/seam_cost.h"
 
+#include "core/median.h"
 #include "core/numbers.h"
 #include "mosaic/base/parallel.h"
 
@@ -24,14 +25,6 @@ constexpr float kRoughnessWeight = 0.5f;
 constexpr std::int64_t kReach = 32;                 // pixels that a seam keeps from what differs, if it can
 constexpr std::int32_t kUnrepelled = 8 * kCostUnit; // costs up to which nothing differs
 constexpr float kEdgeCost = 3;                      // of a step along a picture's edge, over that of one in the middle
-
-// The value in the middle of their order.
-float median(std::vector<float>& values)
-{
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
 
 std::int32_t to_cost(float steps)
 {
@@ -116,7 +109,8 @@ float difference_cost(float ratio)
 
 CellCosts::CellCosts(const Layout& layout, const std::vector<Overlap>& overlaps, const CellGrid& grid,
                      const std::vector<ReducedPicture>& pictures, std::size_t threads)
-    : layout_(layout), grid_(grid), pictures_(pictures), channels_(static_cast<std::size_t>(layout.channels))
+    : layout_(layout), grid_(grid), pictures_(pictures), threads_(threads),
+      channels_(static_cast<std::size_t>(layout.channels))
 {
     for (const Overlap& overlap : overlaps) {
         if (pairs_.empty() || pairs_.back().first != overlap.first || pairs_.back().second != overlap.second) {
@@ -160,7 +154,7 @@ void CellCosts::measure_ratio(PicturePair& pair, const std::vector<const std::ui
             if (samples[i][c] > darkest && samples[i + 1][c] > darkest)
                 ratios.push_back(static_cast<float>(samples[i + 1][c]) / static_cast<float>(samples[i][c]));
         if (ratios.size() >= kFewestRatios)
-            pair.ratio[c] = std::clamp(median(ratios), 1 / kMostRatio, kMostRatio);
+            pair.ratio[c] = std::clamp(median_of(std::span(ratios)), 1 / kMostRatio, kMostRatio);
         pair.mean_ratio += pair.ratio[c] / static_cast<float>(channels_);
     }
 }
@@ -200,7 +194,7 @@ void CellCosts::measure(PicturePair& pair) const
     // What rounding leaves: a quarter of an 8-bit level, of 16-bit samples a part of their brightness.
     const double mean = brightness / static_cast<double>(differences.size());
     const double rounding = layout_.bits == 8 ? 32.0 : 8.0 + mean / 512;
-    pair.inverse_noise = 1.f / (median(differences) + static_cast<float>(rounding * rounding));
+    pair.inverse_noise = 1.f / (median_of(std::span(differences)) + static_cast<float>(rounding * rounding));
 }
 
 float CellCosts::ratio_between(const PicturePair& pair, std::int64_t column_a, std::int64_t row_a,
@@ -210,9 +204,16 @@ float CellCosts::ratio_between(const PicturePair& pair, std::int64_t column_a, s
     const ReducedPicture& b = pictures_[pair.second];
     const std::int64_t ia = a.index(column_a, row_a);
     const std::int64_t ib = b.index(column_b, row_b);
-    if (ia < 0 || ib < 0 || a.cover(ia) == Cover::None || b.cover(ib) == Cover::None)
+    return ia < 0 || ib < 0 ? -1 : ratio_at(pair, ia, ib);
+}
+
+float CellCosts::ratio_at(const PicturePair& pair, std::int64_t index_a, std::int64_t index_b) const
+{
+    const ReducedPicture& a = pictures_[pair.first];
+    const ReducedPicture& b = pictures_[pair.second];
+    if (!a.is_covered(index_a) || !b.is_covered(index_b))
         return -1;
-    return difference(pair, a.features(ia), b.features(ib)) * pair.inverse_noise;
+    return difference(pair, a.features(index_a), b.features(index_b)) * pair.inverse_noise;
 }
 
 float CellCosts::step_cost(const PicturePair& pair, std::int64_t column, std::int64_t row) const
@@ -247,33 +248,37 @@ void CellCosts::fill(const PicturePair& pair, const Rect& cells, std::int32_t* o
     copy_inner(costs, cells, margin, out);
 }
 
+// Differences must not drown in a large cell: their squares' root of the mean square.
+std::int32_t CellCosts::coarse_cost(const PicturePair& pair, std::int64_t factor, std::int64_t column,
+                                    std::int64_t row) const
+{
+    float sum = 0;
+    float steps = 0;
+    float count = 0;
+    const std::int64_t right = std::min((column + 1) * factor, grid_.columns());
+    const std::int64_t bottom = std::min((row + 1) * factor, grid_.rows());
+    for (std::int64_t y = row * factor; y < bottom; ++y)
+        for (std::int64_t x = column * factor; x < right; ++x)
+            if (const float z = ratio(pair, x, y); z >= 0) {
+                const float excess = std::min(z, kSaturation);
+                sum += excess * excess;
+                steps += step_cost(pair, x, y);
+                ++count;
+            }
+    return count > 0 ? to_cost(difference_cost(std::sqrt(sum / count)) + steps / count) : kNotShared;
+}
+
 void CellCosts::fill_coarse(const PicturePair& pair, const CellGrid& coarse, std::int64_t factor, const Rect& cells,
                             std::int32_t* out) const
 {
     std::vector<std::int32_t> costs(static_cast<std::size_t>(cells.pixels()), kNotShared);
-    std::size_t i = 0;
-    for (std::int64_t y = cells.y; y < cells.bottom(); ++y)
-        for (std::int64_t x = cells.x; x < cells.right(); ++x, ++i) {
-            const std::int64_t column = coarse.column_inside(x);
-            if (column < 0)
-                continue;
-            // Differences must not drown in a large cell: their squares' root of the mean square.
-            float sum = 0;
-            float steps = 0;
-            float count = 0;
-            const std::int64_t right = std::min((column + 1) * factor, grid_.columns());
-            const std::int64_t bottom = std::min((y + 1) * factor, grid_.rows());
-            for (std::int64_t row = y * factor; row < bottom; ++row)
-                for (std::int64_t fine = column * factor; fine < right; ++fine)
-                    if (const float z = ratio(pair, fine, row); z >= 0) {
-                        const float excess = std::min(z, kSaturation);
-                        sum += excess * excess;
-                        steps += step_cost(pair, fine, row);
-                        ++count;
-                    }
-            if (count > 0)
-                costs[i] = to_cost(difference_cost(std::sqrt(sum / count)) + steps / count);
-        }
+    run_in_parallel(static_cast<std::size_t>(cells.height), threads_, [&](std::size_t i) {
+        const std::int64_t row = cells.y + static_cast<std::int64_t>(i);
+        std::int32_t* const to = costs.data() + i * static_cast<std::size_t>(cells.width);
+        for (std::int64_t x = 0; x < cells.width; ++x)
+            if (const std::int64_t column = coarse.column_inside(cells.x + x); column >= 0)
+                to[x] = coarse_cost(pair, factor, column, row);
+    });
     std::vector<std::int32_t> scratch;
     spread(cells, 8, costs, scratch);
     repel(cells, reach_in_cells(coarse.cell), costs, scratch);

@@ -59,6 +59,9 @@ public:
     float ratio_between(const PicturePair& pair, std::int64_t column_a, std::int64_t row_a, std::int64_t column_b,
                         std::int64_t row_b) const;
 
+    // As well, between cells by where they lie in the pictures' copies.
+    float ratio_at(const PicturePair& pair, std::int64_t index_a, std::int64_t index_b) const;
+
     // What one step of a seam costs there in any case: least in the middle of the overlap.
     float step_cost(const PicturePair& pair, std::int64_t column, std::int64_t row) const;
 
@@ -73,10 +76,12 @@ private:
     float difference(const PicturePair& pair, const std::uint16_t* a, const std::uint16_t* b) const;
     void measure(PicturePair& pair) const;
     void measure_ratio(PicturePair& pair, const std::vector<const std::uint16_t*>& samples) const;
+    std::int32_t coarse_cost(const PicturePair& pair, std::int64_t factor, std::int64_t column, std::int64_t row) const;
 
     const Layout& layout_;
     const CellGrid& grid_;
     const std::vector<ReducedPicture>& pictures_;
+    const std::size_t threads_;
     const std::size_t channels_;
     std::vector<PicturePair> pairs_; // sorted by first, second
 };

@@ -109,12 +109,16 @@ SeamMap find_optimal_seams(const Layout& layout, const std::vector<Overlap>& ove
                            PictureReader& reader, const SeamOptions& options, Progress& progress)
 {
     const CellGrid grid(layout, choose_cell(layout, overlaps, options));
-    const std::vector<ReducedPicture> pictures =
+    std::vector<ReducedPicture> pictures =
         reduce_pictures(layout, overlaps, corrections, grid, reader, options.threads, progress, kPartOfReducing);
     const std::vector<bool> keepers = find_keepers(layout, reader);
     const std::vector<std::int32_t> kept = find_kept_cells(layout, keepers, grid, reader);
     const CellCosts costs(layout, overlaps, grid, pictures, options.threads);
-    const CellLabels labels = find_cell_labels(costs, choose_factor(overlaps, grid.cell), kept, options.threads);
+    const auto reduce_more = [&](const std::vector<PicturePart>& parts) {
+        reduce_parts(layout, parts, corrections, grid, reader, options.threads, pictures);
+    };
+    const CellLabels labels =
+        find_cell_labels(costs, choose_factor(overlaps, grid.cell), kept, reduce_more, options.threads);
     progress.report(Phase::Seams, kPartBeforePixels);
     return find_pixel_seams(layout, corrections, costs, labels, keepers, reader, options.threads, progress,
                             kPartBeforePixels);

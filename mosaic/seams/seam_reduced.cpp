@@ -3,6 +3,7 @@
 
 #include "mosaic/base/parallel.h"
 #include "mosaic/base/scratch_pool.h"
+#include "mosaic/seams/seam_outside.h"
 #include "mosaic/seams/seam_swap.h"
 #include "mosaic/seams/seam_things.h"
 
@@ -24,6 +25,7 @@ struct Region {
     Rect cells; // columns may reach beyond the grid's last one
     std::vector<std::int32_t> costs;
     std::vector<SwapTie> ties;
+    std::vector<SwapPull> pulls;
     std::int32_t wave = 0;     // regions of one wave do not touch
     std::int32_t last_run = 0; // number of the last swap of it
 };
@@ -37,7 +39,8 @@ class CoarseSearch
 {
 public:
     CoarseSearch(const CellCosts& costs, std::int64_t factor, const CellGrid& grid,
-                 const std::vector<std::int32_t>& kept, std::size_t threads, ScratchPool<WindowScratch>& scratch)
+                 const std::vector<std::int32_t>& kept, const ReduceParts& reduce_parts, std::size_t threads,
+                 ScratchPool<WindowScratch>& scratch)
         : costs_(costs), factor_(factor), grid_(grid), threads_(threads), labels_(grid),
           is_fixed_(static_cast<std::size_t>(grid.count())), changed_(static_cast<std::size_t>(grid.count())),
           scratch_(scratch)
@@ -45,6 +48,8 @@ public:
         label_nearest();
         fix_kept(kept);
         make_regions();
+        find_things(reduce_parts);
+        lay_out_waves();
     }
 
     CellLabels run()
@@ -122,7 +127,6 @@ private:
                     work(cell_index(column, row));
     }
 
-    // A region waits for all earlier ones that it touches, so that the result is that of one after the other.
     void make_regions()
     {
         for (const PicturePair& pair : costs_.pairs())
@@ -136,14 +140,38 @@ private:
                                              : grid_.columns() + (fine.right() - fine_columns - 1) / factor_ + 1;
                 const Rect cells{first, top, std::min(end - first, grid_.columns()),
                                  (fine.bottom() - 1) / factor_ + 1 - top};
-                regions_.push_back({&pair, cells, {}, {}, 0, 0});
+                regions_.push_back({&pair, cells, {}, {}, {}, 0, 0});
             }
         run_in_parallel(regions_.size(), threads_, [&](std::size_t i) {
             Region& region = regions_[i];
             region.costs.resize(static_cast<std::size_t>(region.cells.pixels()));
             costs_.fill_coarse(*region.pair, grid_, factor_, region.cells, region.costs.data());
-            region.ties = find_moved_things(costs_, *region.pair, grid_, factor_, region.cells, region.costs);
         });
+    }
+
+    void find_things(const ReduceParts& reduce_parts)
+    {
+        std::vector<std::vector<ThingPlace>> places(regions_.size());
+        run_in_parallel(regions_.size(), threads_, [&](std::size_t i) {
+            Region& region = regions_[i];
+            places[i] = find_thing_places(costs_, *region.pair, grid_, factor_, region.cells, region.costs);
+            region.ties = tie_moved_things(costs_, *region.pair, places[i]);
+        });
+        std::vector<PicturePart> parts;
+        for (std::size_t i = 0; i < regions_.size(); ++i)
+            for (const PicturePart& part : parts_around(costs_, *regions_[i].pair, places[i]))
+                parts.push_back(part);
+        if (parts.empty())
+            return;
+        reduce_parts(parts);
+        run_in_parallel(regions_.size(), threads_, [&](std::size_t i) {
+            regions_[i].pulls = pull_from_things_outside(costs_, *regions_[i].pair, places[i]);
+        });
+    }
+
+    // A region waits for all earlier ones that it touches, so that the result is that of one after the other.
+    void lay_out_waves()
+    {
         std::vector<std::int32_t> next_wave(static_cast<std::size_t>(grid_.count()), 0);
         for (std::size_t i = 0; i < regions_.size(); ++i) {
             Region& region = regions_[i];
@@ -223,7 +251,7 @@ private:
             }
         StoredCosts stored(*this, region.cells);
         scratch->swapper.begin(window, stored);
-        if (!scratch->swapper.swap(region.pair->first, region.pair->second, region.ties))
+        if (!scratch->swapper.swap(region.pair->first, region.pair->second, region.ties, region.pulls))
             return false;
         take_over(region, window);
         return true;
@@ -421,11 +449,11 @@ private:
 } // namespace
 
 CellLabels find_cell_labels(const CellCosts& costs, std::int64_t factor, const std::vector<std::int32_t>& kept,
-                            std::size_t threads)
+                            const ReduceParts& reduce_parts, std::size_t threads)
 {
     const CellGrid grid = costs.grid().coarser(factor);
     ScratchPool<WindowScratch> scratch;
-    CoarseSearch coarse(costs, factor, grid, kept, threads, scratch);
+    CoarseSearch coarse(costs, factor, grid, kept, reduce_parts, threads, scratch);
     return FineSearch(costs, factor, kept, threads, scratch).run(coarse.run());
 }
 

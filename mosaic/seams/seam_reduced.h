@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 namespace panoval::mosaic
@@ -31,6 +32,10 @@ public:
     {
         return labels_[static_cast<std::size_t>(row * grid_->columns() + column)];
     }
+    const std::int32_t* row(std::int64_t row) const
+    {
+        return labels_.data() + static_cast<std::size_t>(row * grid_->columns());
+    }
     // Of any column and row: goes round where the canvas does, nobody's otherwise.
     std::int32_t around(std::int64_t column, std::int64_t row) const
     {
@@ -43,8 +48,11 @@ private:
     std::vector<std::int32_t> labels_;
 };
 
+// Gives features to cells of the costs' pictures that have none yet.
+using ReduceParts = std::function<void(const std::vector<PicturePart>&)>;
+
 // kept: of each cell the picture that must keep a pixel of it, or kNobody; empty where there is none at all
 CellLabels find_cell_labels(const CellCosts& costs, std::int64_t factor, const std::vector<std::int32_t>& kept,
-                            std::size_t threads);
+                            const ReduceParts& reduce_parts, std::size_t threads);
 
 } // namespace panoval::mosaic

@@ -79,9 +79,15 @@ void LabelSwapper::add_tie(const SwapTie& tie)
         const auto pitch = static_cast<std::size_t>(window_->width());
         const std::int32_t label =
             window_->label(static_cast<std::int64_t>(fixed % pitch), static_cast<std::int64_t>(fixed / pitch));
-        const std::int32_t pull = label == pair_.first ? tie.cost : label == pair_.second ? -tie.cost : 0;
-        cut_.draw_to_first(static_cast<std::size_t>(std::max(a, b)), pull);
+        add_pull({a >= 0 ? tie.a : tie.b, label, tie.cost});
     }
+}
+
+void LabelSwapper::add_pull(const SwapPull& pull)
+{
+    const std::int32_t node = nodes_[pull.at];
+    if (node >= 0 && (pull.label == pair_.first || pull.label == pair_.second))
+        cut_.draw_to_first(static_cast<std::size_t>(node), pull.label == pair_.first ? pull.cost : -pull.cost);
 }
 
 std::size_t LabelSwapper::number_nodes()
@@ -99,7 +105,8 @@ std::size_t LabelSwapper::number_nodes()
     return static_cast<std::size_t>(count);
 }
 
-bool LabelSwapper::swap(std::size_t first, std::size_t second, const std::vector<SwapTie>& ties)
+bool LabelSwapper::swap(std::size_t first, std::size_t second, const std::vector<SwapTie>& ties,
+                        const std::vector<SwapPull>& pulls)
 {
     pair_ = {static_cast<std::int32_t>(first), static_cast<std::int32_t>(second)};
     pair_costs_ = costs_of(pair_.first, pair_.second).data();
@@ -117,6 +124,8 @@ bool LabelSwapper::swap(std::size_t first, std::size_t second, const std::vector
             }
     for (const SwapTie& tie : ties)
         add_tie(tie);
+    for (const SwapPull& pull : pulls)
+        add_pull(pull);
     cut_.solve();
     bool has_changed = false;
     for (std::int64_t y = 0; y < window_->height(); ++y)

@@ -60,6 +60,13 @@ struct SwapTie {
     std::int32_t cost;
 };
 
+// A place of a window that should come from one picture, and what it costs if it does not.
+struct SwapPull {
+    std::size_t at;
+    std::int32_t label;
+    std::int32_t cost;
+};
+
 // One for each thread; memory is reused.
 class LabelSwapper
 {
@@ -68,7 +75,8 @@ public:
     void begin(SwapWindow& window, SwapCosts& costs);
 
     // Swaps the two labels where that makes the window cheaper. True if a label has changed.
-    bool swap(std::size_t first, std::size_t second, const std::vector<SwapTie>& ties = {});
+    bool swap(std::size_t first, std::size_t second, const std::vector<SwapTie>& ties = {},
+              const std::vector<SwapPull>& pulls = {});
 
     // All pairs of pictures whose areas touch in the window, in ascending order, until nothing changes.
     void swap_all(int most_rounds);
@@ -80,6 +88,7 @@ private:
     std::int32_t separation(std::int32_t a, std::int32_t b, std::size_t p, std::int64_t qx, std::int64_t qy);
     void add_neighbour(std::size_t node, std::int64_t x, std::int64_t y, std::int64_t qx, std::int64_t qy);
     void add_tie(const SwapTie& tie);
+    void add_pull(const SwapPull& pull);
     std::size_t number_nodes();
     std::vector<Labels> touching_labels() const;
 

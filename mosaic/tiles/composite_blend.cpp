@@ -18,11 +18,6 @@ namespace panoval::mosaic
 namespace
 {
 
-std::size_t to_size(std::int64_t value)
-{
-    return static_cast<std::size_t>(value);
-}
-
 std::int64_t round_down(std::int64_t value, std::int64_t unit)
 {
     const std::int64_t rest = value % unit;
@@ -38,11 +33,6 @@ Rect frame_around(const Rect& tile, int bands)
     const std::int64_t x = round_down(grown.x, unit);
     const std::int64_t y = round_down(grown.y, unit);
     return {x, y, round_down(grown.right() + unit - 1, unit) - x, round_down(grown.bottom() + unit - 1, unit) - y};
-}
-
-Window window_of(const Rect& rect)
-{
-    return {{rect.x, rect.right()}, {rect.y, rect.bottom()}};
 }
 
 // Spans of level 0 in pixels of the canvas.

@@ -45,13 +45,7 @@ struct CompositeScratch {
 
 void blend_composite(const CompositeJob& job, CompositeScratch& scratch);
 
-// Of the canvas, what the pixels of a tile depend on.
+// Of the canvas, what the pixels of a tile depend on; at most farthest_reach() beyond it.
 Rect composite_reach(const Rect& tile, int bands);
-
-// How far that goes beyond the tile, for the least fortunate place of it.
-constexpr std::int64_t farthest_reach(int bands)
-{
-    return 5 * ((std::int64_t{1} << bands) - 1);
-}
 
 } // namespace panoval::mosaic

@@ -14,11 +14,6 @@ namespace panoval::mosaic
 namespace
 {
 
-std::size_t to_size(std::int64_t value)
-{
-    return static_cast<std::size_t>(value);
-}
-
 bool has_nobody(const LabelRuns& labels, const Rect& part)
 {
     for (std::int64_t y = part.y; y < part.bottom(); ++y)

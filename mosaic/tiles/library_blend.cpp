@@ -1,16 +1,15 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/tiles/library_blend.h"
 
+#include "blend/blender_settings.h"
 #include "blend/border.h"
 #include "blend/feather_rows.h"
-#include "core/elementary.h"
 #include "core/heap.h"
 #include "core/numbers.h"
 #include "filter/distance_transform.h"
 #include "mosaic/pictures/prepared_rows.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <limits>
 #include <new>
@@ -22,23 +21,21 @@ namespace panoval::mosaic
 namespace
 {
 
-constexpr float kSharpness = 0.02f;          // weight per pixel of distance from a mask's edge
-constexpr std::int64_t kFullWeightFrom = 50; // pixels
-constexpr float kCityBlockSteps[3] = {1.f, 2.f, 3.f};
+constexpr std::int64_t kFullWeightFrom = 50; // pixels from a mask's edge, see kFeatherSharpness
 
-std::size_t to_size(std::int64_t value)
-{
-    return static_cast<std::size_t>(value);
-}
+constexpr std::int64_t kCoverageRowsAtOnce = 16;
 
-std::int64_t round_up(std::int64_t value, std::int64_t unit)
-{
-    return (value + unit - 1) / unit * unit;
-}
+constexpr std::int64_t kFloatBytes = sizeof(float);
 
-Window window_of(const Rect& rect)
+void add_coverage(const LibraryJob& job, const Rect& part, const PixelBlock& block)
 {
-    return {{rect.x, rect.right()}, {rect.y, rect.bottom()}};
+    for (std::int64_t y = 0; y < part.height; ++y) {
+        const std::uint8_t* const mask = block.mask_row(y);
+        std::uint8_t* const out =
+            job.coverage + to_size(part.y + y - job.tile.y) * job.coverage_row_bytes + to_size(part.x - job.tile.x);
+        for (std::size_t x = 0; x < to_size(part.width); ++x)
+            out[x] = std::max(out[x], mask[x]);
+    }
 }
 
 // The largest mask of any picture.
@@ -51,16 +48,12 @@ void put_coverage(const LibraryJob& job)
     PixelBlock block;
     for (std::size_t i = 0; i < job.layout.pictures.size(); ++i) {
         const Rect& picture = job.layout.pictures[i].rect;
-        const Rect part = intersect(picture, job.tile);
-        if (part.is_empty())
-            continue;
-        job.reader.read(i, part.moved(-picture.x, -picture.y), block);
-        for (std::int64_t y = 0; y < part.height; ++y) {
-            const std::uint8_t* const mask = block.mask_row(y);
-            std::uint8_t* const out =
-                job.coverage + to_size(part.y + y - job.tile.y) * job.coverage_row_bytes + to_size(part.x - job.tile.x);
-            for (std::size_t x = 0; x < to_size(part.width); ++x)
-                out[x] = std::max(out[x], mask[x]);
+        Rect part = intersect(picture, job.tile);
+        const std::int64_t bottom = part.bottom();
+        for (; !part.is_empty() && part.y < bottom; part.y += part.height) {
+            part.height = std::min(kCoverageRowsAtOnce, bottom - part.y);
+            job.reader.read(i, part.moved(-picture.x, -picture.y), block);
+            add_coverage(job, part, block);
         }
     }
 }
@@ -103,6 +96,7 @@ public:
         : rows_(job.layout, job.corrections, job.reader, picture, true), size_(job.layout.pictures[picture].rect),
           left_(size_.x - region.x), top_(size_.y - region.y), channels_(job.layout.channels)
     {
+        shown_.reserve(to_size(region.width));
         for (std::int64_t x = 0; x < region.width; ++x)
             shown_.push_back(mirrored(x - left_, size_.width));
     }
@@ -219,7 +213,7 @@ public:
     void load(std::int64_t y, float* weights)
     {
         finish_distance_row(pass_, static_cast<std::int32_t>(y), weights);
-        ramp_row(weights, to_size(pass_.width), kSharpness);
+        ramp_row(weights, to_size(pass_.width), kFeatherSharpness);
     }
 
 private:
@@ -266,19 +260,48 @@ void add_feathered(const LibraryJob& job, std::size_t picture, FeatherSums& sums
 
 int library_bands(const Layout& layout, int requested)
 {
-    const auto larger = static_cast<double>(std::max(layout.width, layout.height));
-    const std::int32_t possible = truncate_to_int(std::ceil(panoval::log(larger) / panoval::log(2.0)));
-    return std::max(std::min(requested, possible), 1);
+    return usable_bands(requested, std::max(layout.width, layout.height));
 }
 
 Rect bands_reach(const Rect& tile, int bands)
 {
-    return tile.grown(std::int64_t{8} << bands);
+    return tile.grown(farthest_reach(bands));
 }
 
 Rect feather_reach(const Rect& tile)
 {
     return tile.grown(kFullWeightFrom + 1);
+}
+
+std::int64_t longest_filled_row(const Layout& layout)
+{
+    std::int64_t longest = 0;
+    for (const PlacedPicture& picture : layout.pictures)
+        if (picture.has_mask)
+            longest = std::max(longest, picture.rect.width);
+    return longest;
+}
+
+std::size_t bands_scratch_bytes(const Layout& layout, int bands, std::int64_t filled_row, std::int64_t width,
+                                std::int64_t height)
+{
+    constexpr std::int64_t kRows = 3 * kReducedRows / 2 + kExpandedRows + 1; // of each level, see BandWindow
+    constexpr std::int64_t kSpansBytes = 4 * sizeof(Interval);               // of each row
+    const std::int64_t unit = std::int64_t{1} << bands;
+    const std::int64_t pixel_bytes = (layout.channels + 1) * kFloatBytes;
+    Rect frame{0, 0, round_up(layout.width, unit), round_up(layout.height, unit)};
+    Rect seen = intersect(frame, {0, 0, width + 2 * farthest_reach(bands), height + 2 * farthest_reach(bands)});
+    const std::int64_t of_row = kPreparedRowsAtOnce * (layout.pixel_bytes() + 1) + 3 * kFloatBytes * layout.channels;
+    std::int64_t bytes = std::max(seen.width, filled_row) * of_row;
+    for (int i = 0; i <= bands; ++i) {
+        const Rect sums = intersect(frame, {0, 0, width, height});
+        bytes += (sums.pixels() + kRows * seen.width) * pixel_bytes + seen.height * kSpansBytes;
+        width = sums.width / 2 + 4; // see expanded_from
+        height = sums.height / 2 + 4;
+        seen = {0, 0, seen.width / 2, seen.height / 2};
+        frame = {0, 0, frame.width / 2, frame.height / 2};
+    }
+    return to_size(bytes);
 }
 
 void blend_bands(const LibraryJob& job, LibraryScratch& scratch)
@@ -290,8 +313,11 @@ void blend_bands(const LibraryJob& job, LibraryScratch& scratch)
     levels.reset(frame, window_of(job.tile), job.bands, layout.channels, true);
     levels.clear();
     BandWindow& bands = scratch.bands;
+    const Rect reach = bands_reach(job.tile, job.bands);
     for (std::size_t i = 0; i < layout.pictures.size(); ++i) {
         const Rect& picture = layout.pictures[i].rect;
+        if (intersect(picture, reach).is_empty()) // all its weights would be 0
+            continue;
         const Interval columns = spread_of(picture.x, picture.right(), frame.width, job.bands);
         const Interval rows = spread_of(picture.y, picture.bottom(), frame.height, job.bands);
         const Rect region{columns.first, rows.first, columns.length(), rows.length()};

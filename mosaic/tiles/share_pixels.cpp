@@ -11,11 +11,6 @@ namespace panoval::mosaic
 namespace
 {
 
-std::size_t to_size(std::int64_t value)
-{
-    return static_cast<std::size_t>(value);
-}
-
 } // namespace
 
 void SharePixels::read(PictureReader& reader, const Share& share, const Rect& part)
@@ -24,14 +19,22 @@ void SharePixels::read(PictureReader& reader, const Share& share, const Rect& pa
     factors_ = factors_of(corrections_, picture_);
     part_ = part;
     corrected_.clear();
-    reader.read(picture_, part.moved(-share.rect.x, -share.rect.y), block_);
+    const Rect own = part.moved(-share.rect.x, -share.rect.y);
+    is_held_ = !has_falloff() && reader.hold(picture_, own, held_);
+    if (!is_held_)
+        reader.read(picture_, own, block_);
+}
+
+const std::uint8_t* SharePixels::row(std::int64_t y) const
+{
+    return is_held_ ? held_.samples[to_size(y - part_.y)] : block_.row(y - part_.y);
 }
 
 RawRow SharePixels::raw(std::int64_t y, Interval columns) const
 {
-    const std::size_t skipped = to_size((columns.first - part_.x) * block_.channels * block_.sample_bytes);
-    return {block_.row(y - part_.y) + skipped, to_size(block_.sample_bytes), to_size(columns.length()),
-            to_size(block_.channels)};
+    const auto pixel_bytes = static_cast<std::int64_t>(layout_.pixel_bytes());
+    return {row(y) + (columns.first - part_.x) * pixel_bytes, to_size(layout_.sample_bytes()),
+            to_size(columns.length()), to_size(layout_.channels)};
 }
 
 const float* SharePixels::corrected(std::int64_t y, Interval columns)
@@ -69,7 +72,9 @@ void SharePixels::finished(std::int64_t y, Interval columns, float scale, void* 
 
 const std::uint8_t* SharePixels::mask(std::int64_t y, std::int64_t x) const
 {
-    return layout_.pictures[picture_].has_mask ? block_.mask_row(y - part_.y) + (x - part_.x) : nullptr;
+    if (!layout_.pictures[picture_].has_mask)
+        return nullptr;
+    return (is_held_ ? held_.masks[to_size(y - part_.y)] : block_.mask_row(y - part_.y)) + (x - part_.x);
 }
 
 } // namespace panoval::mosaic

@@ -16,7 +16,7 @@ namespace panoval::mosaic
 class SharePixels
 {
 public:
-    // block: for the pixels
+    // block: for the pixels, where they have to be copied
     SharePixels(const Layout& layout, const Corrections& corrections, PixelBlock& block)
         : layout_(layout), corrections_(corrections), block_(block)
     {
@@ -37,6 +37,7 @@ public:
 
 private:
     bool has_falloff() const { return !corrections_.falloff.is_flat(); }
+    const std::uint8_t* row(std::int64_t y) const; // of the canvas
     RawRow raw(std::int64_t y, Interval columns) const;
     const float* corrected(std::int64_t y, Interval columns);
 
@@ -45,6 +46,8 @@ private:
     std::size_t picture_ = 0;
     ChannelFactors factors_{};
     PixelBlock& block_;
+    HeldRows held_; // instead of the block, if they could be had
+    bool is_held_ = false;
     Rect part_;
     std::int64_t corrected_row_ = 0; // with a falloff: the row in corrected_, if it is not empty
     std::vector<float> corrected_;

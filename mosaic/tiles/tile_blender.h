@@ -50,7 +50,7 @@ public:
     void blend(const Rect& tile, std::uint8_t* samples, std::size_t row_bytes, std::uint8_t* coverage,
                std::size_t coverage_row_bytes) const;
 
-    // Of the canvas, what a tile's pixels depend on; may reach beyond the canvas.
+    // Of the canvas, where pictures lie that a tile's pixels depend on; may reach beyond the canvas.
     Rect reach(const Rect& tile) const;
 
     // About what blend() takes for itself for a tile of this size, in bytes.
@@ -62,6 +62,7 @@ private:
     const SeamMap* const seams_;
     const BlendOptions options_;
     const int bands_; // no more than the canvas has room for
+    const std::int64_t filled_row_;
     PictureReader& reader_;
     mutable ScratchPool<CompositeScratch> scratch_;
     mutable ScratchPool<LibraryScratch> library_scratch_;

@@ -174,8 +174,10 @@ bool has_one_value(const Patch& patch)
         if (patch.known[i] != 0) {
             low = std::min(low, patch.value[i]);
             high = std::max(high, patch.value[i]);
+            if (high - low > kSame)
+                return false;
         }
-    return high - low <= kSame;
+    return true;
 }
 
 // Whether most cells differ though samples at the end of their range would not explain it, as they do a sky that is
@@ -201,8 +203,10 @@ bool differ_beyond_range(const OverlapCells& cells)
 
 bool is_coding_alone(const BlockShift& block)
 {
-    constexpr double kFaint = 3; // levels squared
-    return block.is_coded && std::min(block.fit.variance_first, block.fit.variance_second) < kFaint;
+    constexpr double kFaint = 3;     // levels squared
+    constexpr double kTheSame = 0.9; // correlation that squares which begin elsewhere in each picture do not reach
+    return block.is_coded && block.fit.correlation < kTheSame &&
+           std::min(block.fit.variance_first, block.fit.variance_second) < kFaint;
 }
 
 EmptySides find_empty(const OverlapCells& cells)
@@ -212,12 +216,17 @@ EmptySides find_empty(const OverlapCells& cells)
     const double in_first = spread_of(first);
     const double in_second = spread_of(second);
     EmptySides sides{emptiness(in_first, in_second), emptiness(in_second, in_first)};
-    if (differ_beyond_range(cells)) {
-        if (sides.first == Emptiness::Possible && has_one_value(first))
-            sides.first = Emptiness::Certain;
-        if (sides.second == Emptiness::Possible && has_one_value(second))
-            sides.second = Emptiness::Certain;
-    }
+    const bool is_beyond_range = differ_beyond_range(cells);
+    const auto look_at = [&](const Patch& patch, const Patch& other, Emptiness& side) {
+        if (!has_one_value(patch))
+            return;
+        if (side == Emptiness::Possible && is_beyond_range)
+            side = Emptiness::Certain;
+        else if (!has_one_value(other)) // as of a few stars, most of which the spread leaves out
+            side = Emptiness::Possible;
+    };
+    look_at(first, second, sides.first);
+    look_at(second, first, sides.second);
     return sides;
 }
 

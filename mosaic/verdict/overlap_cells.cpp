@@ -49,59 +49,6 @@ const Sample* row_of(const PixelBlock& block, std::int64_t y)
     return reinterpret_cast<const Sample*>(block.row(y)); // rows of 16-bit samples begin at even addresses
 }
 
-template <class Sample, std::size_t kChannels>
-void add_row(const PixelBlock& first, const PixelBlock& second, std::int64_t y, std::int64_t step, CellSums& sums)
-{
-    constexpr Sample kLargest = static_cast<Sample>(~Sample{0});
-    const std::uint8_t* const mask_first = first.mask_row(y);
-    const std::uint8_t* const mask_second = second.mask_row(y);
-    const Sample* a = row_of<Sample>(first, y);
-    const Sample* b = row_of<Sample>(second, y);
-    const auto width = static_cast<std::size_t>(first.rect.width);
-    for (std::size_t cell = 0, x = 0; x < width; ++cell) {
-        const std::size_t end = std::min(x + static_cast<std::size_t>(step), width);
-        std::uint32_t sum_a[kChannels] = {};
-        std::uint32_t sum_b[kChannels] = {};
-        std::uint32_t count = 0;
-        std::uint32_t clipped = 0;
-        for (; x < end; ++x, a += kChannels, b += kChannels) {
-            if (mask_first[x] == 0 || mask_second[x] == 0)
-                continue;
-            ++count;
-            for (std::size_t c = 0; c < kChannels; ++c) {
-                sum_a[c] += a[c];
-                sum_b[c] += b[c];
-                clipped |= (a[c] == kLargest ? 1u : 0u) | (b[c] == kLargest ? 2u : 0u);
-            }
-        }
-        sums.count[cell] += count;
-        sums.clipped[cell] = static_cast<std::uint8_t>(sums.clipped[cell] | clipped);
-        for (std::size_t c = 0; c < kChannels; ++c) {
-            sums.first[cell * kChannels + c] += sum_a[c];
-            sums.second[cell * kChannels + c] += sum_b[c];
-        }
-    }
-}
-
-template <class Sample>
-void add_row(const PixelBlock& first, const PixelBlock& second, std::int64_t y, std::int64_t step, CellSums& sums)
-{
-    if (first.channels == 1)
-        add_row<Sample, 1>(first, second, y, step, sums);
-    else if (first.channels == 3)
-        add_row<Sample, 3>(first, second, y, step, sums);
-    else
-        add_row<Sample, 4>(first, second, y, step, sums);
-}
-
-void add_any_row(const PixelBlock& first, const PixelBlock& second, std::int64_t y, std::int64_t step, CellSums& sums)
-{
-    if (first.sample_bytes == 1)
-        add_row<std::uint8_t>(first, second, y, step, sums);
-    else
-        add_row<std::uint16_t>(first, second, y, step, sums);
-}
-
 bool is_covered(const PixelBlock& block, std::int64_t y, std::int64_t rows)
 {
     return std::memchr(block.mask_row(y), 0, static_cast<std::size_t>(rows * block.rect.width)) == nullptr;
@@ -170,6 +117,42 @@ void add_any_columns(const PixelBlock& block, std::int64_t y, std::int64_t rows,
     add(block, y, rows, static_cast<std::size_t>(step), cells, clipped, bit);
 }
 
+// The next column from x on that one of the masks leaves out, or the width.
+std::int64_t next_hole(const std::uint8_t* first, const std::uint8_t* second, std::int64_t x, std::int64_t width)
+{
+    for (; x < width; ++x) {
+        std::uint64_t both = 0;
+        for (std::uint64_t next; x + 8 <= width; x += 8) {
+            std::memcpy(&both, first + x, sizeof both);
+            std::memcpy(&next, second + x, sizeof next);
+            if ((both & next) != ~std::uint64_t{0}) // most masks are 255 or 0
+                break;
+        }
+        if (x == width || first[x] == 0 || second[x] == 0)
+            return x;
+    }
+    return width;
+}
+
+// Makes pixels that one of the masks leaves out 0 in both pictures. Returns how many of each cell they are.
+std::vector<std::uint32_t> leave_out(PixelBlock& first, PixelBlock& second, std::int64_t y, std::int64_t rows,
+                                     std::int64_t step, std::size_t cells)
+{
+    std::vector<std::uint32_t> holes(cells);
+    const auto pixel_bytes = static_cast<std::size_t>(first.channels) * static_cast<std::size_t>(first.sample_bytes);
+    const std::int64_t width = first.rect.width;
+    for (std::int64_t i = y; i < y + rows; ++i) {
+        const std::uint8_t* const a = first.mask_row(i);
+        const std::uint8_t* const b = second.mask_row(i);
+        for (std::int64_t x = next_hole(a, b, 0, width); x < width; x = next_hole(a, b, x + 1, width)) {
+            std::memset(first.row(i) + static_cast<std::size_t>(x) * pixel_bytes, 0, pixel_bytes);
+            std::memset(second.row(i) + static_cast<std::size_t>(x) * pixel_bytes, 0, pixel_bytes);
+            ++holes[static_cast<std::size_t>(x / step)];
+        }
+    }
+    return holes;
+}
+
 // Rows that both pictures cover throughout.
 void add_covered_rows(const PixelBlock& first, const PixelBlock& second, std::int64_t y, std::int64_t rows,
                       std::int64_t step, CellSums& sums)
@@ -234,11 +217,12 @@ private:
     void add_cells(std::int64_t y, std::int64_t rows, std::int64_t cell_row)
     {
         sums_.clear(cells_.width, cells_.channels);
-        if (is_covered(first_, y, rows) && is_covered(second_, y, rows))
-            add_covered_rows(first_, second_, y, rows, cells_.step, sums_);
-        else
-            for (std::int64_t i = y; i < y + rows; ++i)
-                add_any_row(first_, second_, i, cells_.step, sums_);
+        std::vector<std::uint32_t> holes;
+        if (!is_covered(first_, y, rows) || !is_covered(second_, y, rows))
+            holes = leave_out(first_, second_, y, rows, cells_.step, cells_.width);
+        add_covered_rows(first_, second_, y, rows, cells_.step, sums_);
+        for (std::size_t x = 0; x < holes.size(); ++x)
+            sums_.count[x] -= holes[x];
         for (std::size_t x = 0; x < cells_.width; ++x) {
             cells_.shared_pixels += sums_.count[x];
             put_cell(x, static_cast<std::size_t>(cell_row), rows);

@@ -3,6 +3,7 @@
 // all of them together.
 #include "mosaic/verdict/verdict.h"
 
+#include "core/median.h"
 #include "mosaic/base/parallel.h"
 #include "mosaic/verdict/displacement.h"
 #include "mosaic/verdict/ghosts.h"
@@ -106,10 +107,8 @@ void look_for_ghosts(const PictureSource& source, const OverlapCells& cells, con
     constexpr double kFar = 8; // pixels; may be how far a thing moved
     const KnownNoise noise = noise_of_blocks(facts.blocks);
     const ShiftVote found = vote(facts.blocks, noise, facts.empty_sides);
-    if (found.empty)
-        return;
     std::vector<Ghost>& ghosts = facts.verdict.ghosts;
-    const bool is_mismatch = found.mismatch > 0.5 && found.weight > 0.5;
+    const bool is_mismatch = found.empty || (found.mismatch > 0.5 && found.weight > 0.5);
     if (is_mismatch || found.displaced_by > kFar) {
         ghosts = find_ghosts(cells, tone, owners, {}, source.layout);
         facts.differs_at_ghosts_only = are_all_that_differs(ghosts, cells, tone, noise);
@@ -172,13 +171,6 @@ void compare_along_seams(const PictureSource& source, const SeamMap& seams, Fact
     }
 }
 
-double median_of(std::vector<double> values)
-{
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
-
 // The noise of a block, no more than what remains of it where it fits; the other block may have less than half of that.
 double most_noise(const BlockShift& block, bool is_second)
 {
@@ -209,11 +201,11 @@ std::vector<double> noise_of_pictures(std::size_t pictures, const std::vector<st
                 of_all.push_back(of_picture[fact->verdict.second].back());
             }
         }
-    const double usual = of_all.empty() ? 1e9 : median_of(of_all);
+    const double usual = of_all.empty() ? 1e9 : median_of(std::span(of_all));
     std::vector<double> noise(pictures, of_all.empty() ? 0.0 : usual);
     for (std::size_t i = 0; i < pictures; ++i)
         if (!of_picture[i].empty())
-            noise[i] = std::min(median_of(of_picture[i]), 4 * usual);
+            noise[i] = std::min(median_of(std::span(of_picture[i])), 4 * usual);
     return noise;
 }
 
@@ -277,9 +269,10 @@ void measure_sharpness(const SharedDetail& sum, OverlapVerdict& verdict)
     // What is not sharp shares less with the other picture, too; a wrong idea of its noise would not change that.
     if (!verdict.is_sharpness_known || sum.shared > kShared * sharper)
         return;
-    // And it shows less than both share, however much noisier the other one is.
-    if (other.own_noise > kMuchNoisier * soft.own_noise &&
-        soft.of_picture - grown * soft.own_noise > kShared * sum.shared)
+    // And it shows less than both share, however much noisier the other one is, and whatever moved in that one.
+    if ((!verdict.ghosts.empty() && clean(soft) > kShared * sum.shared) ||
+        (other.own_noise > kMuchNoisier * soft.own_noise &&
+         soft.of_picture - grown * soft.own_noise > kShared * sum.shared))
         return;
     const double ratio = std::sqrt(std::max(0.0, clean(soft)) / sharper);
     verdict.sharpness = is_second ? ratio : 1 / std::max(ratio, 0.01);
@@ -318,7 +311,7 @@ void settle_overlap(Facts& facts, const Layout& layout, const Corrections& corre
     }
     if (verdict.is_mismatch || found.empty || facts.differs_at_ghosts_only)
         verdict.displacement.reset();
-    if (found.empty)
+    if (found.empty && !facts.differs_at_ghosts_only)
         verdict.empty = *found.empty ? verdict.second : verdict.first;
     const double unit = 255.0 / static_cast<double>(layout.largest_sample());
     const KnownNoise assumed = with_gains(noise, layout, corrections, verdict);
@@ -378,13 +371,6 @@ Verdict judge(OverlapLooks& looks, const SeamMap& seams, Progress& progress)
     put_into_words(layout, verdict);
     progress.report(Phase::Verdict, 1);
     return verdict;
-}
-
-Verdict judge(const Layout& layout, const std::vector<Overlap>& overlaps, const Corrections& corrections,
-              const SeamMap& seams, PictureReader& reader, const VerdictOptions& options, Progress& progress)
-{
-    OverlapLooks looks(layout, overlaps, corrections, reader, options);
-    return judge(looks, seams, progress);
 }
 
 } // namespace panoval::mosaic

@@ -117,11 +117,8 @@ private:
 };
 
 // Looks at the overlaps that have not been looked at.
-Verdict judge(OverlapLooks& looks, const SeamMap& seams, Progress& progress);
-
 // seams  of the layout's canvas; an empty one (height 0) is taken as if pictures met in the middle of what they share
-Verdict judge(const Layout& layout, const std::vector<Overlap>& overlaps, const Corrections& corrections,
-              const SeamMap& seams, PictureReader& reader, const VerdictOptions& options, Progress& progress);
+Verdict judge(OverlapLooks& looks, const SeamMap& seams, Progress& progress);
 
 // The members of a JSON object, in the host's frame (the layout's origin added), as text: verdict, reasons, misfits,
 // groups, uncovered_pixels, holes, overlaps.

@@ -91,7 +91,8 @@ bool fit_exchanged(const PictureSource& source, const std::vector<Overlap>& over
 std::vector<std::size_t> find_suspects(std::size_t pictures, const Verdict& verdict)
 {
     constexpr double kFits = 0.7;    // pixels
-    constexpr double kFarAway = 8;   // likewise
+    constexpr double kFarAway = 8;   // likewise: nearer, a picture that is surely displaced has not been exchanged
+    constexpr double kSure = 0.9;    // confidence
     constexpr double kUnlike = 0.03; // mean difference, of the whole range
     std::vector<char> is_wrong(pictures);
     std::vector<char> is_right(pictures);
@@ -101,7 +102,8 @@ std::vector<std::size_t> find_suspects(std::size_t pictures, const Verdict& verd
         for (const std::size_t picture : {overlap.first, overlap.second}) {
             if (is_other)
                 is_wrong[picture] = 1;
-            if (overlap.displacement && overlap.displaced_by < kFits)
+            const bool is_sure = overlap.displacement && overlap.displacement->confidence > kSure;
+            if (overlap.displacement && overlap.displaced_by < (is_sure ? kFarAway : kFits))
                 is_right[picture] = 1;
         }
     }

@@ -3,6 +3,8 @@
 // have no say.
 #include "mosaic/verdict/verdict_tone.h"
 
+#include "core/median.h"
+#include "core/numbers.h"
 #include "mosaic/base/normal_equations.h"
 
 #include <algorithm>
@@ -19,8 +21,7 @@ constexpr std::size_t kMostFitted = 1500; // cells
 constexpr int kRounds = 6;                // at most, and at least three
 constexpr double kSettled = 0.01;         // change of what remains from round to round, relative
 constexpr std::size_t kRare = 10; // one cell in so many is darker than the range of levels of a fit, and one brighter
-constexpr double kToDeviation = 1.4826; // median of absolute values of a normal distribution to its standard deviation
-constexpr double kFinest = 0.15;        // levels: no fit of rounded samples is believed to be more exact
+constexpr double kFinest = 0.15;  // levels: no fit of rounded samples is believed to be more exact
 
 std::vector<std::size_t> sample_of(const OverlapCells& cells)
 {
@@ -33,15 +34,6 @@ std::vector<std::size_t> sample_of(const OverlapCells& cells)
     for (std::size_t i = 0; i < known.size(); i += stride)
         sample.push_back(known[i]);
     return sample;
-}
-
-double median_of(std::vector<double>& values)
-{
-    if (values.empty())
-        return 0;
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
 }
 
 } // namespace
@@ -89,9 +81,10 @@ ToneModel::ToneModel(const OverlapCells& cells)
         Channel& channel = channels_[c];
         scale_levels(sample, c, channel);
         Samples samples = gather(sample, c, channel);
+        std::vector<double> differences = samples.differences;
+        channel.offset = median_of(std::span(differences));
         fit(samples, channel);
         measure_parts(samples, channel);
-        channel.offset = median_of(samples.differences);
     }
 }
 
@@ -167,23 +160,40 @@ ToneModel::Samples ToneModel::gather(const std::vector<std::size_t>& sample, std
     return samples;
 }
 
+// The median, and the reach around it beyond which differences are those of things that moved: they would pull a first
+// fit so far that it never came back.
+double ToneModel::start(Samples& samples, const Channel& channel)
+{
+    constexpr double kMost = 0.75;  // of the cells; the others may belong to things
+    constexpr double kTimes = 4;    // what most of them differ from the median
+    constexpr double kSmallest = 4; // levels
+    std::vector<double> sizes(samples.rest.size());
+    for (std::size_t i = 0; i < sizes.size(); ++i) {
+        samples.rest[i] = samples.differences[i] - channel.offset;
+        sizes[i] = std::fabs(samples.rest[i]);
+    }
+    const auto most = sizes.begin() + truncate_to_int(kMost * static_cast<double>(sizes.size() - 1));
+    std::nth_element(sizes.begin(), most, sizes.end());
+    return std::max(kTimes * *most, kSmallest);
+}
+
 void ToneModel::fit(Samples& samples, Channel& channel)
 {
+    const double around_median = start(samples, channel);
     for (int round = 0; round < kRounds; ++round) {
         // Wide at first: the first fit may lean towards what does not belong.
-        const double reach = (round == 1 ? 8 : 5) * std::max(channel.spread, kFinest);
+        const double reach = round == 0 ? around_median : (round == 1 ? 8 : 5) * std::max(channel.spread, kFinest);
         NormalEquations<kTerms> equations;
         for (std::size_t i = 0; i < samples.terms.size(); ++i) {
-            double weight = 1;
-            if (round > 0) {
-                const double u = samples.rest[i] / reach;
-                weight = std::fabs(u) < 1 ? (1 - u * u) * (1 - u * u) : 0;
-            }
+            const double u = samples.rest[i] / reach;
+            const double less = round == 0 ? 1 : (1 - u * u) * (1 - u * u);
+            const double weight = std::fabs(u) < 1 ? less : 0;
             if (weight > 0)
                 equations.add(samples.terms[i], samples.differences[i], weight);
         }
         equations.hold_back(2e-3 * static_cast<double>(samples.terms.size()));
         channel.factor = equations.solve();
+        channel.level_covariance = equations.covariance_of_last_two();
         const double before = channel.spread;
         measure_spread(samples, channel);
         if (round >= 2 && std::fabs(channel.spread - before) <= kSettled * channel.spread)
@@ -198,7 +208,7 @@ void ToneModel::measure_spread(Samples& samples, Channel& channel)
         samples.rest[i] = samples.differences[i] - product(channel.factor, samples.terms[i]);
         sizes[i] = std::fabs(samples.rest[i]);
     }
-    channel.spread = kToDeviation * median_of(sizes);
+    channel.spread = kMedianToSigma * median_of(std::span(sizes));
 }
 
 void ToneModel::measure_parts(const Samples& samples, Channel& channel)
@@ -207,6 +217,8 @@ void ToneModel::measure_parts(const Samples& samples, Channel& channel)
     double mean = 0;
     double place = 0;
     double fitting = 0;
+    std::array<double, 2> sums{};
+    std::array<double, 3> squares{};
     for (std::size_t i = 0; i < samples.terms.size(); ++i) {
         if (std::fabs(samples.rest[i]) > 5 * std::max(channel.spread, kFinest))
             continue;
@@ -217,11 +229,22 @@ void ToneModel::measure_parts(const Samples& samples, Channel& channel)
         mean += part;
         place += rest * rest;
         fitting += 1;
+        sums[0] += t[6];
+        sums[1] += t[7];
+        squares[0] += t[6] * t[6];
+        squares[1] += t[6] * t[7];
+        squares[2] += t[7] * t[7];
     }
     if (fitting <= 0)
         return;
-    // Two terms fitted to noise alone have a variance of two pixels' among all; four standard deviations do not count.
-    const double by_chance = 16 * 2 * channel.spread * channel.spread / fitting;
+    // Of two terms fitted to noise alone four standard deviations do not count. Where the level follows the place, as
+    // in soft scenes, the terms may be large and cancel each other out.
+    const std::array<double, 3>& covariance = channel.level_covariance;
+    const auto moment = [&](std::size_t i, double a, double b) { return (squares[i] - a * b / fitting) / fitting; };
+    const double of_noise = covariance[0] * moment(0, sums[0], sums[0]) +
+                            2 * covariance[1] * moment(1, sums[0], sums[1]) +
+                            covariance[2] * moment(2, sums[1], sums[1]);
+    const double by_chance = 16 * of_noise * channel.spread * channel.spread;
     const double variance = curve / fitting - mean / fitting * (mean / fitting);
     channel.curve = std::sqrt(std::max(0.0, variance - by_chance));
     channel.unevenness = std::sqrt(place / fitting);
@@ -341,7 +364,7 @@ public:
     double levels(double spread)
     {
         constexpr std::size_t kFewest = 6;
-        constexpr double kBeyondNoise = 2;    // standard deviations
+        constexpr double kBeyondNoise = 3;    // standard deviations; the largest of some dozen pieces exceeds two
         constexpr double kMedianCosts = 1.57; // variance of a median relative to that of a mean
         double squares = 0;
         double weight = 0;
@@ -351,7 +374,7 @@ public:
                 continue;
             const auto count = static_cast<double>(values.size());
             const double noise = std::sqrt(kMedianCosts / count) * spread;
-            const double step = std::max(0.0, std::fabs(median_of(values)) - kBeyondNoise * noise);
+            const double step = std::max(0.0, std::fabs(median_of(std::span(values))) - kBeyondNoise * noise);
             squares += count * step * step;
             weight += count;
         }

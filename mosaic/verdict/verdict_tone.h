@@ -45,6 +45,7 @@ private:
         double lowest = 0;
         double highest = 0;
         double spread = 0;
+        std::array<double, 3> level_covariance{}; // of the two factors of the level, per square of the spread
         double curve = 0;
         double unevenness = 0;
         double offset = 0;
@@ -64,6 +65,7 @@ private:
     double level_around(std::size_t cell, std::size_t c) const;
     void scale_levels(const std::vector<std::size_t>& sample, std::size_t c, Channel& channel) const;
     Samples gather(const std::vector<std::size_t>& sample, std::size_t c, const Channel& channel) const;
+    static double start(Samples& samples, const Channel& channel);
     static void fit(Samples& samples, Channel& channel);
     static void measure_spread(Samples& samples, Channel& channel);
     static void measure_parts(const Samples& samples, Channel& channel);

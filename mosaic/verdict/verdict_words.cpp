@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/verdict/verdict_words.h"
 
+#include "core/median.h"
 #include "mosaic/verdict/verdict_blame.h"
 
 #include <algorithm>
@@ -213,13 +214,6 @@ bool touches(const OverlapVerdict& overlap, const std::vector<std::size_t>& pict
                        [&](std::size_t picture) { return picture == overlap.first || picture == overlap.second; });
 }
 
-double median_of(std::vector<double> values)
-{
-    const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), middle, values.end());
-    return *middle;
-}
-
 // Whether overlaps of others are about as uneven in brightness: then the lens is to blame, or the light.
 bool is_common(const Verdict& verdict, const std::vector<std::size_t>& misfits)
 {
@@ -231,7 +225,7 @@ bool is_common(const Verdict& verdict, const std::vector<std::size_t>& misfits)
             own.push_back(tone_levels(overlap));
         else if (!touches(overlap, verdict.misfits))
             others.push_back(std::max(tone_levels(overlap), overlap.unevenness));
-    return !own.empty() && !others.empty() && kStandsOut * median_of(others) > median_of(own);
+    return !own.empty() && !others.empty() && kStandsOut * median_of(std::span(others)) > median_of(std::span(own));
 }
 
 void name_swapped(const Layout& layout, Verdict& verdict)

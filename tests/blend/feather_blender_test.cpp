@@ -11,6 +11,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <utility>
 #include <vector>
 
 namespace
@@ -134,6 +135,20 @@ TEST(FeatherFeed, TakesAnyNonZeroMaskByteAlike)
     Panorama p({0, 0, 4, 1}, 1);
     p.feed(image.filled(100));
     EXPECT_EQ(values_of(p.blender.weightMap), (std::vector<float>{0.f, 0.02f, 0.04f, 3.f * 0.02f}));
+}
+
+TEST(FeatherFeed, AMaskWithANegativeSideFeedsNothing)
+{
+    for (const auto& [width, height] : {std::pair{-1, 3}, {3, -1}, {-1, -1}, {-2, -3}}) {
+        Placed image(4, 4, 1, 1, {0, 0});
+        image.mask.width = width;
+        image.mask.height = height;
+        Panorama p({0, 0, 4, 4}, 1);
+        p.feed(image.filled(9));
+        EXPECT_EQ(p.blender.weightMap.data, nullptr) << width << " x " << height;
+        EXPECT_EQ(p.blender.weightMap.width, 0);
+        EXPECT_EQ(values_of(p.blender.dstWeightMap), std::vector<float>(16, 0.f));
+    }
 }
 
 TEST(FeatherFeed, FollowsTheRecordsSharpness)

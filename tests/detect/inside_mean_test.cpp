@@ -134,6 +134,23 @@ TEST(InsideMean, EqualsItsTwinWhereTheEndsOfRowsAreHardToGuess)
     });
 }
 
+TEST(InsideMean, EqualsItsTwinWhereFlatEllipsesEndBesideTheGuess)
+{
+    // Rows of which, by the exact test, the first or the last pixel of the guess is not inside, or one beyond it is.
+    struct Flat {
+        std::int32_t width, height, x1, y1, x2, y2;
+        double sum;
+    };
+    for_each_target([] {
+        for (const Flat& e : {Flat{235, 158, 155, 94, 286, 96, 132.01546350383981},
+                              {250, 251, 16, 216, 47, 216, 32.000013142292012},
+                              {283, 280, 188, 177, 291, 178, 104.00575894702995},
+                              {196, 254, 167, -7, -221, 43, 392.21046478095985},
+                              {71, 110, 49, 103, 88, 105, 40.052020869206586}})
+            expect_twin(noise_image(e.width, e.height, 4), e.width, e.height, e.x1, e.y1, e.x2, e.y2, e.sum);
+    });
+}
+
 TEST(InsideMean, EqualsItsTwinNearTheEndOfTheIntegers)
 {
     // Focal sums around 2^31: some pixels count because the value leaves the integers, some do not.

@@ -213,6 +213,20 @@ TEST(OvalFit, FailsOnPointsThatAreNotNumbers)
     }
 }
 
+TEST(OvalFit, FailsOnAConicWithAnInfiniteCoefficient)
+{
+    // So flat that what the squares of y are multiplied with is beyond all numbers.
+    const std::vector<double> points = {
+        -0.00012899252244962022, 1.1065720975414491e-158,  -0.00026150248004412532, -9.6807671351324667e-159,
+        -0.003237722856420008,   -9.0566592584149813e-159, -0.0044468834812961232,  1.1559895505737556e-158,
+        3.9732674491196821e-05,  -9.42240422634885e-159,   -0.0036503128968062575,  -7.6816874939647394e-159,
+        0.00066665470773772599,  -3.3413745103841251e-159, 0.00083994778753699077,  1.0225345514536926e-158};
+    OvalFit result = {};
+    EXPECT_EQ(oval_fit(8, points.data(), &result), 0);
+    EXPECT_TRUE(std::isinf(result.coef_c));
+    expect_twin(points);
+}
+
 TEST(OvalFit, StaysDefinedForPointsOnALineAndForOnePoint)
 {
     std::vector<double> line;

@@ -501,12 +501,8 @@ TEST(FindSmallEllipse, EqualsItsTwinOnEveryInstructionSet)
     });
 }
 
-TEST(FindSmallEllipse, WithoutMemoryGivesNothing)
+void expect_nothing_without_memory(const Picture& picture)
 {
-    Picture picture(101, 101, 50);
-    for (int k = 0; k < 12; ++k) // more records than the first block holds
-        paint_sector(picture, -kPi + 0.5 * k, -kPi + 0.5 * k + 0.3, 200);
-    EXPECT_GT(find(picture, kCircle).records.size(), 8u);
     for_each_failing_allocation([&](const auto& heap) {
         std::vector<std::uint8_t> image = picture.pixels;
         EllipseRegion* regions = nullptr;
@@ -516,6 +512,19 @@ TEST(FindSmallEllipse, WithoutMemoryGivesNothing)
         EXPECT_EQ(heap.live_blocks(), regions == nullptr ? 0 : 1);
         std::free(regions);
     });
+}
+
+TEST(FindSmallEllipse, WithoutMemoryGivesNothing)
+{
+    Picture picture(101, 101, 50);
+    for (int k = 0; k < 12; ++k) // more records than the first block holds
+        paint_sector(picture, -kPi + 0.5 * k, -kPi + 0.5 * k + 0.3, 200);
+    EXPECT_GT(find(picture, kCircle).records.size(), 8u);
+    expect_nothing_without_memory(picture);
+    Picture wide(101, 101, 50);
+    paint_sector(wide, 1.0, 1.9, 200);
+    EXPECT_EQ(find(wide, kCircle).records.size(), 2u);
+    expect_nothing_without_memory(wide);
 }
 
 } // namespace

@@ -147,13 +147,15 @@ TEST(GainMeasurement, CountsThePixelsOfImagesWithoutSamples)
 
 TEST(GainMeasurement, CountsWithoutSamplesOnlyWhatBothMasksCover)
 {
-    const Placed a(OwnedMat(30, 20, 1, 3), OwnedMask(30, 20, 0.5, 6), {0, 0});
-    const Placed b(OwnedMat(30, 20, 1, 3), OwnedMask(30, 20, 0.5, 8), {1, 0});
-    const auto count = expected_pair(a, b, true).count;
-    EXPECT_GT(count, 0);
-    EXPECT_LT(count, 29 * 20);
-    expect_twin(a, b);
-    expect_twin(b, a);
+    for (const double covered : {0.5, 1.0}) {
+        const Placed a(OwnedMat(30, 20, 1, 3), OwnedMask(30, 20, covered, 6), {0, 0});
+        const Placed b(OwnedMat(30, 20, 1, 3), OwnedMask(30, 20, 0.5, 8), {1, 0});
+        const auto count = expected_pair(a, b, true).count;
+        EXPECT_GT(count, 0);
+        EXPECT_LT(count, 29 * 20);
+        expect_twin(a, b);
+        expect_twin(b, a);
+    }
 }
 
 TEST(GainMeasurement, TakesCornersAtTheEndsOfTheFrame)

@@ -229,6 +229,19 @@ TEST(Smooth, EqualsItsTwinOnTwoLevels)
     });
 }
 
+TEST(Smooth, EqualsItsTwinWhereFlatAndRoughMeet)
+{
+    for_each_target([] {
+        const auto rough = noise<std::uint8_t>(count_of(130, 200), 0, 255, 9);
+        for (const int level : {0, 1, 90, 185, 255}) {
+            const auto pixel = [&](int x, int y) {
+                return x % 32 < 16 ? level : int{rough[static_cast<std::size_t>(130 * y + x)]};
+            };
+            expect_twin(drawn(130, 200, pixel), 130, 200);
+        }
+    });
+}
+
 TEST(Smooth, EqualsItsTwinOnFlatImagesWithSpecks)
 {
     for_each_target([] {

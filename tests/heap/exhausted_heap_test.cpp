@@ -20,7 +20,6 @@ namespace
 using panoval::test::Content;
 using panoval::test::FailingHeap;
 using panoval::test::for_each_exhaustion;
-using panoval::test::OwnedMat;
 using panoval::test::picture;
 
 // Images of a row with full masks, made before the heap gives out.

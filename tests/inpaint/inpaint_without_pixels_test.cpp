@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 namespace
@@ -53,6 +54,33 @@ TEST(InpaintWithoutPixels, LeavesThePicturesBlockAlone)
         Mat image = picture.record(shape);
         inpaint(&image, &mask, 3);
         EXPECT_TRUE(picture.are_untouched()) << shape.width << " x " << shape.height << " x " << shape.channels;
+    }
+}
+
+TEST(InpaintWithoutPixels, RecordsWithoutABlockAreNone)
+{
+    Marks marks;
+    Mat mask = marks.record({3, 3, 1});
+    Mat image = marks.record({3, 3, 3});
+    Mat nothing = {3, 3, 1, 1, 0, 0, nullptr};
+    inpaint(&image, &nothing, 3);
+    EXPECT_TRUE(marks.are_untouched());
+    nothing.channels = 3;
+    inpaint(&nothing, &mask, 3);
+    EXPECT_EQ(nothing.data, nullptr);
+}
+
+// The frame around a picture has two more on each side.
+TEST(InpaintWithoutPixels, APictureTooLongForItsFrameStaysAsItIs)
+{
+    constexpr std::int32_t kMost = std::numeric_limits<std::int32_t>::max();
+    for (const Shape& shape : {Shape{kMost - 1, 1, 3}, Shape{kMost, 1, 3}, Shape{1, kMost, 3}}) {
+        Marks marks;
+        Marks picture;
+        Mat mask = marks.record({5, 5, 1});
+        Mat image = picture.record(shape);
+        inpaint(&image, &mask, 3);
+        EXPECT_TRUE(picture.are_untouched()) << shape.width << " x " << shape.height;
     }
 }
 

@@ -17,6 +17,8 @@ inline int border_interpolate(int p, int length, int rule)
     const auto is_inside = [&] { return static_cast<unsigned>(p) < static_cast<unsigned>(length); };
     if (is_inside())
         return p;
+    if (length < 1 && rule >= 1 && rule <= 4)
+        return 0; // there is no index inside
     if (rule == 1)
         return p < 0 ? 0 : length - 1;
     if (rule == 2 || rule == 4) {

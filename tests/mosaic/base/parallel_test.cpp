@@ -4,6 +4,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <condition_variable>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -13,6 +15,36 @@ namespace panoval::mosaic::test
 
 namespace
 {
+
+// Counts, and lets threads wait for a number. (GCC 12's std::atomic for Windows loses notices, so its wait may not
+// end.)
+class AwaitedCount
+{
+public:
+    void add_one()
+    {
+        const std::lock_guard lock(mutex_);
+        ++count_;
+        changed_.notify_all();
+    }
+
+    void wait_for(int count)
+    {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [&] { return count_ >= count; });
+    }
+
+    int value()
+    {
+        const std::lock_guard lock(mutex_);
+        return count_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    int count_ = 0;
+};
 
 TEST(MosaicParallel, DoesEveryPieceOnceForAnyNumberOfThreads)
 {
@@ -65,6 +97,33 @@ TEST(MosaicParallel, ACrewDoesWorkInsideWorkAndBesideIt)
             EXPECT_EQ(done[i], 1) << "piece " << i << ", " << threads << " threads";
         EXPECT_LE(most, threads);
     }
+}
+
+TEST(MosaicParallel, WorkBesideGivesWayToWhatSomebodyWaitsFor)
+{
+    AwaitedCount begun_beside;
+    AwaitedCount begun_runs;
+    AwaitedCount of_helper; // pieces of the run
+    std::atomic<int> of_helper_at_second{-1};
+    Crew crew(2);
+    crew.begin_beside(2, [&](std::size_t i) {
+        if (i > 0) {
+            of_helper_at_second = of_helper.value();
+            return;
+        }
+        begun_beside.add_one();
+        begun_runs.wait_for(1);
+    });
+    begun_beside.wait_for(1); // the helper is at its first piece
+    run_in_parallel(3, 2, [&](std::size_t i) {
+        if (i > 0)
+            return of_helper.add_one();
+        begun_runs.add_one();
+        of_helper.wait_for(2); // keeps the caller, so that the others are the helper's
+    });
+    crew.finish_beside();
+    EXPECT_EQ(of_helper.value(), 2);
+    EXPECT_EQ(of_helper_at_second, 2);
 }
 
 TEST(MosaicParallel, ThrowsWhatWorkBesideHasThrownWhenThatIsFinished)

@@ -7,12 +7,14 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <optional>
 #include <set>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace panoval::mosaic::test
@@ -245,6 +247,85 @@ TEST(PictureStore, GivesTheKeepMaskOfPicturesThatHaveOne)
     for (std::int64_t y = 0; y < 3; ++y)
         for (std::int64_t x = 0; x < 4; ++x)
             EXPECT_EQ(keep[static_cast<std::size_t>(y * 4 + x)], MadeRows::byte(1, 1 + x, 2 + y, 2));
+}
+
+TEST(PictureStore, HoldsRowsWhereTheyLieIfAllFits)
+{
+    MadeRows rows(true, 5);
+    MemoryMeter meter;
+    PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 22, 1 << 22, true});
+    HeldRows held;
+    PixelBlock block;
+    for (std::size_t picture = 0; picture < 5; ++picture) {
+        const Rect rect{3, 5, 90, 290}; // over several bands
+        ASSERT_TRUE(store.hold(picture, rect, held));
+        store.read(picture, rect, block);
+        EXPECT_GT(held.holders.size(), 1u);
+        ASSERT_EQ(held.samples.size(), static_cast<std::size_t>(rect.height));
+        ASSERT_EQ(held.masks.size(), picture % 2 == 1 ? held.samples.size() : 0);
+        for (std::size_t y = 0; y < held.samples.size(); ++y) {
+            const auto row = static_cast<std::int64_t>(y);
+            EXPECT_EQ(std::memcmp(held.samples[y], block.row(row), block.row_bytes()), 0) << picture << ", row " << y;
+            if (!held.masks.empty()) {
+                EXPECT_EQ(std::memcmp(held.masks[y], block.mask_row(row), 90), 0) << picture << ", row " << y;
+            }
+        }
+    }
+}
+
+// Pictures whose first reader waits for the other one.
+class MeetingRows : public MadeRows
+{
+public:
+    MeetingRows() : MadeRows(false, 2) {}
+
+    void read_rows(std::size_t picture, std::int64_t first_row, std::int64_t row_count,
+                   const RowBuffers& buffers) override
+    {
+        if (first_row == 0 && reads++ == 0) {
+            for (int i = 0; i < 10000 && reads < 2; ++i)
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+            have_met = reads == 2;
+        }
+        MadeRows::read_rows(picture, first_row, row_count, buffers);
+    }
+
+    std::atomic<int> reads{0}; // of first rows
+    std::atomic<bool> have_met{false};
+};
+
+TEST(PictureStore, LoadsSeveralPicturesAtOnceAndEachOnce)
+{
+    MeetingRows rows;
+    MemoryMeter meter;
+    PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 22, 1 << 22, true});
+    store.load({0, 1}, 2);
+    EXPECT_TRUE(rows.have_met);
+    EXPECT_EQ(store.counts().pictures, 2.0);
+    PixelBlock block;
+    store.read(1, {0, 0, 100, 300}, block);
+    store.load({0, 1}, 2);
+    EXPECT_EQ(store.counts().pictures, 2.0);
+}
+
+TEST(PictureStore, LoadsNothingThatItCouldNotKeep)
+{
+    MadeRows rows(false, 5);
+    MemoryMeter meter;
+    PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 16, 1 << 16, true});
+    store.load({0, 1, 2, 3, 4}, 2);
+    EXPECT_EQ(store.counts().rows, 0u);
+}
+
+TEST(PictureStore, HoldsNoRowsWhereNotAllFits)
+{
+    MadeRows rows(true, 5);
+    MemoryMeter meter;
+    PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 16, 1 << 16, true});
+    HeldRows held;
+    held.samples.push_back(nullptr);
+    EXPECT_FALSE(store.hold(0, {0, 0, 10, 10}, held));
+    EXPECT_TRUE(held.samples.empty());
 }
 
 TEST(PictureStore, GivesMemoryBackWhenTheBudgetShrinks)

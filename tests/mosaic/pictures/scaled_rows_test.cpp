@@ -39,8 +39,8 @@ struct Raw {
 template <class Body>
 void for_each_row(const Body& body)
 {
-    for (const std::size_t sample_bytes : {1, 2})
-        for (const std::size_t channels : {1, 3, 4})
+    for (const std::size_t sample_bytes : {1u, 2u})
+        for (const std::size_t channels : {1u, 3u, 4u})
             for (std::size_t pixels = 0; pixels < 40; ++pixels) {
                 const Raw raw(sample_bytes, pixels, channels);
                 SCOPED_TRACE(testing::Message() << sample_bytes << " bytes, " << channels << " x " << pixels);

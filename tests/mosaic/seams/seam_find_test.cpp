@@ -161,7 +161,6 @@ TEST(SeamFind, LeavesThingsThatMovedWhole)
     }
 }
 
-// Blending bleeds a little over a seam: things stay clean only if seams keep away from them.
 // One picture shows it here, the other one there: of the four ways to go round both places, two show it once.
 TEST(SeamFind, ShowsAThingAtTwoPlacesOnce)
 {
@@ -184,6 +183,49 @@ TEST(SeamFind, ShowsAThingAtTwoPlacesOnce)
         const double at_lower = part_owned(reader, map, 1 - seed % 2, lower);
         EXPECT_TRUE((at_upper == 0 && at_lower == 1) || (at_upper == 1 && at_lower == 0))
             << "seed " << seed << ": " << at_upper << " of one, " << at_lower << " of the other";
+    }
+}
+
+// Where it stands outside the overlap, or partly, it is seen in any case.
+TEST(SeamFind, ShowsOnceWhatStandsOutsideTheOverlapInOnePicture)
+{
+    panoval::test::Random random(31);
+    for (std::uint64_t seed = 0; seed < 24; ++seed) {
+        SideBySide shape;
+        shape.width = 300;
+        shape.overlap = 160;
+        SeamReader reader = side_by_side(shape, seed);
+        const std::int64_t left = shape.width - shape.overlap;
+        const std::size_t inside = seed % 2;
+        const std::int64_t beside = seed % 4 < 2 ? random.integer(4, 40) : random.integer(-16, -8);
+        const Rect seen{inside == 0 ? shape.width + beside : left - 22 - beside, random.integer(20, 60), 22, 50};
+        const Rect twice{left + random.integer(40, 100), random.integer(20, 60), 22, 50};
+        paint_thing(reader, inside, twice);
+        paint_thing(reader, 1 - inside, seen);
+        const SeamMap map = find(reader);
+        EXPECT_EQ(part_owned(reader, map, 1 - inside, twice), 1.0) << "seed " << seed;
+        if (beside < 0) {
+            EXPECT_EQ(part_owned(reader, map, 1 - inside, seen), 1.0) << "seed " << seed;
+        }
+    }
+}
+
+TEST(SeamFind, ShowsAThingOnceThatStandsBeyondTheEdgeOfACanvasThatGoesRound)
+{
+    for (const std::size_t inside : {0u, 2u}) {
+        SeamReader reader(397, 120, true);
+        const Scene scene = make_scene(397, 120, {});
+        for (int i = 0; i < 3; ++i) {
+            const Cut cut{.rect = {10 + 132 * i, 0, 190, 120}, .noise = 2, .seed = static_cast<std::uint64_t>(i)};
+            reader.add(cut.rect.x, 0, take_picture(scene, cut));
+        }
+        // The last picture reaches over the edge to column 67, the first begins at 10; alone are 332 to 9 and 67 to
+        // 141.
+        const Rect twice{28, 20, 22, 60};
+        const Rect seen = inside == 0 ? Rect{350, 26, 22, 60} : Rect{90, 26, 22, 60};
+        paint_thing(reader, inside, twice);
+        paint_thing(reader, 2 - inside, seen);
+        EXPECT_EQ(part_owned(reader, find(reader, 2), 2 - inside, twice), 1.0) << "inside of picture " << inside;
     }
 }
 

@@ -58,7 +58,7 @@ TEST(ChooseGrid, TwoThreadsGetTheSameToDo)
 TEST(ChooseGrid, StaysWithinTheBudgetWhateverTheCanvas)
 {
     for (const std::int64_t side : {100, 3000, 20000, 200000})
-        for (const std::uint64_t megabytes : {40, 100, 512, 4000}) {
+        for (const std::uint64_t megabytes : {40u, 100u, 512u, 4000u}) {
             const Case made(side, side, 60);
             const std::uint64_t budget = megabytes << 20;
             const Delivery delivery = side < 100000 ? Delivery::Rows : Delivery::Tiles;

@@ -6,6 +6,7 @@
 #include "panoval.h"
 #include "tests/mosaic/random_layout.h"
 #include "tests/reference/composite_blend.h"
+#include "tests/support/failing_heap.h"
 #include "tests/support/targets.h"
 
 #include <gtest/gtest.h>
@@ -361,7 +362,50 @@ TEST(TileBlender, WithoutSeamsTilesAreTheLibrarysPanorama)
     });
 }
 
-// Whoever hands a task the seams around its tile counts on that.
+// The most bytes that blending took, reading included.
+std::size_t taken(const TileBlender& blender, const Layout& layout, const Rect& tile)
+{
+    const auto row = static_cast<std::size_t>(tile.width * layout.pixel_bytes());
+    std::vector<std::uint8_t> samples(row * static_cast<std::size_t>(tile.height));
+    std::vector<std::uint8_t> coverage(static_cast<std::size_t>(tile.pixels()));
+    const panoval::test::FailingHeap heap(panoval::test::FailingHeap::kNever, false, true);
+    blender.blend(tile, samples.data(), row, coverage.data(), static_cast<std::size_t>(tile.width));
+    return heap.peak_bytes();
+}
+
+// Two pictures of 900 x 700 pixels on a canvas of 1300 x 800.
+std::unique_ptr<MemoryReader> two_of_a_kind(int channels, int bits, bool has_masks)
+{
+    auto reader = std::make_unique<MemoryReader>(1300, 800);
+    for (const std::int64_t at : {0, 100}) {
+        MemoryPicture picture = MemoryPicture::blank(900, 700, channels, bits);
+        if (has_masks)
+            picture.mask.assign(900 * 700, 255);
+        reader->add(4 * at, at, std::move(picture));
+    }
+    return reader;
+}
+
+TEST(TileBlender, WithoutSeamsTakesTheMemoryThatItSays)
+{
+    for (const bool has_masks : {false, true})
+        for (const auto& [channels, bits] : {std::pair{1, 8}, std::pair{3, 8}, std::pair{4, 16}}) {
+            const auto reader = two_of_a_kind(channels, bits, has_masks);
+            const Corrections none = Corrections::none(reader->layout);
+            for (const int bands : {1, 4, 7})
+                for (const Rect& tile : {Rect{500, 300, 16, 16}, Rect{450, 200, 333, 256}, Rect{0, 300, 1300, 16},
+                                         Rect{600, 0, 16, 800}, Rect{0, 0, 1300, 800}}) {
+                    const TileBlender blender(reader->layout, none, nullptr, {BlendMode::MultiBand, bands, bits},
+                                              *reader);
+                    const std::size_t said = blender.scratch_bytes(tile.width, tile.height);
+                    const std::size_t used = taken(blender, reader->layout, tile);
+                    EXPECT_LE(used, said + said / 20 + 20000) << bands << " bands, " << channels << " x " << bits;
+                    EXPECT_GE(used, said / 2) << bands << " bands, " << channels << " x " << bits;
+                }
+        }
+}
+
+// Whoever hands a task the pictures and seams around its tile counts on that.
 TEST(TileBlender, LooksNoFartherThanItSays)
 {
     std::mt19937 random(11);
@@ -376,6 +420,26 @@ TEST(TileBlender, LooksNoFartherThanItSays)
             EXPECT_LE(reach.right(), tile.right() + most) << bands;
             EXPECT_LE(reach.bottom(), tile.bottom() + most) << bands;
         }
+}
+
+// A picture, and a tile of 8 x 8 pixels so many columns to the right of it.
+bool reads_picture_beside(int bands, std::int64_t gap)
+{
+    MemoryReader reader(4000, 64);
+    reader.add(0, 0, MemoryPicture::blank(1024, 64, 1, 8));
+    const Corrections none = Corrections::none(reader.layout);
+    const TileBlender blender(reader.layout, none, nullptr, {BlendMode::MultiBand, bands, 8}, reader);
+    std::uint8_t samples[8 * 8];
+    blender.blend({1024 + gap, 20, 8, 8}, samples, 8, nullptr, 0);
+    return reader.pixels_read > 0;
+}
+
+TEST(TileBlender, WithoutSeamsReadsNoPictureFartherThanItSays)
+{
+    for (int bands = 1; bands <= 6; ++bands) {
+        EXPECT_TRUE(reads_picture_beside(bands, 0)) << bands;
+        EXPECT_FALSE(reads_picture_beside(bands, farthest_reach(bands))) << bands;
+    }
 }
 
 } // namespace

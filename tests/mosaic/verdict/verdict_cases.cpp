@@ -273,7 +273,15 @@ Verdict judge_case(const VerdictCase& made)
         solve_gains(reader.layout, overlaps, measure_overlaps(reader.layout, overlaps, reader, {}, progress), {})
             .corrections;
     const SeamMap seams = find_seams(reader.layout, overlaps, corrections, reader, {}, progress);
-    return judge(reader.layout, overlaps, corrections, seams, reader, {}, progress);
+    return judge_all(reader, overlaps, corrections, seams);
+}
+
+Verdict judge_all(MemoryReader& reader, const std::vector<Overlap>& overlaps, const Corrections& corrections,
+                  const SeamMap& seams, const VerdictOptions& options)
+{
+    NoProgress progress;
+    OverlapLooks looks(reader.layout, overlaps, corrections, reader, options);
+    return judge(looks, seams, progress);
 }
 
 bool is_right(const VerdictCase& made, const Verdict& verdict)

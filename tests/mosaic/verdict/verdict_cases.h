@@ -43,6 +43,10 @@ VerdictCase make_verdict_case(const std::string& scene, const std::string& fault
 // Everything as the engine does it: overlaps, gains, seams, verdict.
 Verdict judge_case(const VerdictCase& made);
 
+// Looks at all overlaps, and judges.
+Verdict judge_all(MemoryReader& reader, const std::vector<Overlap>& overlaps, const Corrections& corrections,
+                  const SeamMap& seams, const VerdictOptions& options = {});
+
 bool is_right(const VerdictCase& made, const Verdict& verdict);
 
 } // namespace panoval::mosaic::test

@@ -131,13 +131,11 @@ TEST(Verdict, OfAFlatSceneHasNoDisplacements)
 TEST(Verdict, IsTheSameForAnyNumberOfThreads)
 {
     const VerdictCase made = make_verdict_case("town", "shift2", 4);
-    NoProgress progress;
     MemoryReader& reader = *made.reader;
     const auto overlaps = find_overlaps(reader.layout);
     const Corrections corrections = Corrections::none(reader.layout);
     const auto judged = [&](std::size_t threads) {
-        return verdict_json(judge(reader.layout, overlaps, corrections, SeamMap(), reader, {threads}, progress),
-                            reader.layout, true);
+        return verdict_json(judge_all(reader, overlaps, corrections, SeamMap(), {threads}), reader.layout, true);
     };
     EXPECT_EQ(judged(1), judged(4));
     EXPECT_EQ(judged(1), judged(3 * overlaps.size())) << "each overlap on several";
@@ -147,8 +145,7 @@ TEST(Verdict, OfOnePictureIsGood)
 {
     MemoryReader reader(20, 10);
     reader.add(0, 0, MemoryPicture::blank(20, 10, 3, 8));
-    NoProgress progress;
-    const Verdict verdict = judge(reader.layout, {}, Corrections::none(reader.layout), SeamMap(), reader, {}, progress);
+    const Verdict verdict = judge_all(reader, {}, Corrections::none(reader.layout), SeamMap());
     EXPECT_EQ(verdict.word, Word::Good);
     EXPECT_EQ(verdict.groups, (std::vector<std::vector<std::size_t>>{{0}}));
 }
@@ -158,9 +155,8 @@ TEST(Verdict, OfTinyOverlapsDoesNotFail)
     MemoryReader reader(12, 3);
     for (int i = 0; i < 5; ++i)
         reader.add(2 * i, 0, MemoryPicture::blank(4, 3 - i % 3, 1, 16));
-    NoProgress progress;
-    const Verdict verdict = judge(reader.layout, find_overlaps(reader.layout), Corrections::none(reader.layout),
-                                  SeamMap(), reader, {}, progress);
+    const Verdict verdict =
+        judge_all(reader, find_overlaps(reader.layout), Corrections::none(reader.layout), SeamMap());
     EXPECT_EQ(verdict.word, Word::Good);
 }
 
@@ -179,9 +175,7 @@ TEST(Verdict, CountsHolesAndUncoveredPixels)
             std::fill(row.begin() + 15, row.begin() + 25, kNobody);
         seams.add_row(row);
     }
-    NoProgress progress;
-    const Verdict verdict = judge(reader.layout, find_overlaps(reader.layout), Corrections::none(reader.layout), seams,
-                                  reader, {}, progress);
+    const Verdict verdict = judge_all(reader, find_overlaps(reader.layout), Corrections::none(reader.layout), seams);
     EXPECT_EQ(verdict.uncovered_pixels, 100);
     ASSERT_EQ(verdict.holes.size(), 1u);
     EXPECT_EQ(verdict.holes[0].box, (Rect{15, 15, 10, 10}));

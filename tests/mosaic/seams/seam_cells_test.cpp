@@ -1,0 +1,140 @@
+// SPDX-License-Identifier: MIT
+// Reduced pictures against plain sums over the pixels of their cells, with masks of all kinds.
+#include "mosaic/seams/seam_cells.h"
+
+#include "tests/mosaic/memory_reader.h"
+#include "tests/support/noise.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <cstdlib>
+
+namespace panoval::mosaic::test
+{
+
+namespace
+{
+
+using panoval::test::Random;
+
+enum class Mask { None, Outline, Grains, Stripes };
+
+bool is_inside(Mask mask, std::int64_t x, std::int64_t y, std::int64_t width, Random& random)
+{
+    switch (mask) {
+    case Mask::None:
+        return true;
+    case Mask::Outline: // whole spans between holes at either side, and a hole within
+        return x + y > 40 && 2 * x + y < 2 * width && (x - 90) * (x - 90) + (y - 60) * (y - 60) > 100;
+    case Mask::Grains:
+        return random.integer(0, 19) > 0;
+    case Mask::Stripes:
+        return x / 37 % 2 == 0;
+    }
+    return true;
+}
+
+MemoryPicture noise_picture(std::int64_t width, std::int64_t height, int channels, int bits, Mask mask, Random& random)
+{
+    MemoryPicture picture = MemoryPicture::blank(width, height, channels, bits);
+    for (std::uint16_t& sample : picture.samples)
+        sample = static_cast<std::uint16_t>(random.integer(0, (1 << bits) - 1));
+    if (mask == Mask::None)
+        return picture;
+    for (std::int64_t y = 0; y < height; ++y)
+        for (std::int64_t x = 0; x < width; ++x)
+            picture.mask.push_back(
+                static_cast<std::uint8_t>(is_inside(mask, x, y, width, random) ? random.integer(1, 255) : 0));
+    return picture;
+}
+
+struct PlainCell {
+    std::array<double, 4> sums{};
+    double rough = 0;
+    double differences = 0;
+    double pixels = 0;
+};
+
+void add_difference(const MemoryPicture& picture, std::int64_t x, std::int64_t y, std::int64_t x2, std::int64_t y2,
+                    PlainCell& cell)
+{
+    if (!picture.is_covered(x2, y2))
+        return;
+    for (int c = 0; c < picture.channels; ++c)
+        cell.rough += std::abs(picture.at(x, y, c) - picture.at(x2, y2, c));
+    ++cell.differences;
+}
+
+// part: of the picture, one cell; neighbours to the right may lie in the next one
+PlainCell plain_cell(const MemoryPicture& picture, const Rect& part)
+{
+    PlainCell cell;
+    for (std::int64_t y = part.y; y < part.bottom(); ++y)
+        for (std::int64_t x = part.x; x < part.right(); ++x) {
+            if (!picture.is_covered(x, y))
+                continue;
+            ++cell.pixels;
+            for (int c = 0; c < picture.channels; ++c)
+                cell.sums[static_cast<std::size_t>(c)] += picture.at(x, y, c);
+            if (x + 1 < picture.width)
+                add_difference(picture, x, y, x + 1, y, cell);
+            if (y + 1 < part.bottom())
+                add_difference(picture, x, y, x, y + 1, cell);
+        }
+    return cell;
+}
+
+Cover cover_of(const PlainCell& cell, const CellGrid& grid, std::int64_t column, std::int64_t row)
+{
+    const auto whole = static_cast<double>(grid.column_width(column) * grid.row_height(row));
+    return cell.pixels == 0 ? Cover::None : cell.pixels == whole ? Cover::Wholly : Cover::Partly;
+}
+
+void expect_plain_cells(const MemoryPicture& picture, const Rect& rect, const CellGrid& grid, double scale,
+                        const ReducedPicture& reduced)
+{
+    const auto feature = [](double value) { return static_cast<int>(value + 0.5); };
+    for (std::int64_t row = reduced.cells().y; row < reduced.cells().bottom(); ++row)
+        for (std::int64_t column = reduced.cells().x; column < reduced.cells().right(); ++column) {
+            const Rect square{column * grid.cell - rect.x, row * grid.cell - rect.y, grid.cell, grid.cell};
+            const PlainCell plain = plain_cell(picture, intersect(square, {0, 0, rect.width, rect.height}));
+            const std::int64_t index = reduced.index(column, row);
+            ASSERT_EQ(reduced.cover(index), cover_of(plain, grid, column, row)) << column << ' ' << row;
+            if (plain.pixels == 0)
+                continue;
+            const std::uint16_t* const features = reduced.features(index);
+            for (int c = 0; c < picture.channels; ++c)
+                ASSERT_EQ(features[c], feature(plain.sums[static_cast<std::size_t>(c)] / plain.pixels * scale))
+                    << column << ' ' << row << ' ' << c;
+            const double differences = std::max(plain.differences, 1.0) * picture.channels;
+            ASSERT_EQ(features[picture.channels], feature(plain.rough / differences * scale)) << column << ' ' << row;
+        }
+}
+
+TEST(SeamCells, AreSumsOfWhatTheMaskCovers)
+{
+    Random random(5);
+    for (const int channels : {1, 3, 4})
+        for (const int bits : {8, 16})
+            for (const std::int64_t cell : {2, 4, 16})
+                for (const Mask mask : {Mask::None, Mask::Outline, Mask::Grains, Mask::Stripes}) {
+                    SCOPED_TRACE(testing::Message() << channels << " channels, " << bits << " bits, cells of " << cell
+                                                    << ", mask " << static_cast<int>(mask));
+                    MemoryReader reader(240, 170);
+                    reader.add(7, 5, noise_picture(211, 149, channels, bits, mask, random));
+                    reader.add(7, 5, noise_picture(211, 149, channels, bits, Mask::Grains, random));
+                    const CellGrid grid(reader.layout, cell);
+                    NoProgress progress;
+                    const std::vector<ReducedPicture> reduced =
+                        reduce_pictures(reader.layout, find_overlaps(reader.layout), Corrections::none(reader.layout),
+                                        grid, reader, 2, progress, 1);
+                    for (std::size_t i = 0; i < 2; ++i)
+                        expect_plain_cells(reader.pictures[i], reader.layout.pictures[i].rect, grid,
+                                           feature_scale(reader.layout), reduced[i]);
+                }
+}
+
+} // namespace
+
+} // namespace panoval::mosaic::test
