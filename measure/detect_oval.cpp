@@ -3,6 +3,9 @@
 // to 2, by linear least squares, weighted once with the distance that a residual means (Sampson, 1982).
 #include "measure/detect_oval.h"
 
+#include "core/numbers.h"
+#include "measure/outline.h"
+
 #include <Eigen/Cholesky>
 
 #include <algorithm>
@@ -14,7 +17,6 @@ namespace panoval::measure
 namespace
 {
 
-constexpr double kPi = 3.14159265358979323846;
 constexpr std::size_t kFewestArcPoints = 8;
 constexpr double kLeastTurn = 1;      // radians of a stretch, below which it tells little about an ellipse
 constexpr std::size_t kBins = 32;     // of directions, for the share that is covered

@@ -4,6 +4,7 @@
 // clutter may fill half of the tiles, and half of each tile.
 #include "measure/detect_scales.h"
 
+#include "core/median.h"
 #include "core/numbers.h"
 #include "measure/picture.h"
 #include "measure/scale_kernel.h"
@@ -111,9 +112,7 @@ double median_of_tile(const PanovalMeasureImage& image, const UnitScale& units, 
             const double difference = std::fabs(corners - 2 * sides + 4 * rows[y][x]) * units.factor;
             scratch.push_back(difference <= kMostUnits * 16 ? difference : 0); // not-a-number becomes 0
         }
-    const auto middle = scratch.begin() + static_cast<std::ptrdiff_t>(scratch.size() / 2);
-    std::nth_element(scratch.begin(), middle, scratch.end());
-    return *middle;
+    return median_of(std::span(scratch));
 }
 
 } // namespace
@@ -165,9 +164,7 @@ double noise_of(const PanovalMeasureImage& image, const UnitScale& units)
         }
     if (medians.empty())
         return least;
-    const auto middle = medians.begin() + static_cast<std::ptrdiff_t>(medians.size() / 2);
-    std::nth_element(medians.begin(), middle, medians.end());
-    return std::max(least, *middle * kMedianToSigma / kSecondDifferenceSigma);
+    return std::max(least, median_of(std::span(medians)) * kMedianToSigma / kSecondDifferenceSigma);
 }
 
 std::vector<Scale> scales_of(const PanovalMeasureImage& image, const UnitScale& units)

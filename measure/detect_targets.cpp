@@ -27,6 +27,9 @@ constexpr double kDefaultQuality = 0.5;
 constexpr double kChance = 2;        // deviations of the smaller axis: what noise may have made too small
 constexpr double kLeastContrast = 4; // by noise, below which an outline may be one of noise
 
+constexpr double kBearable = 1.2; // of the picture's noise: what a small target's residuals may come to
+constexpr double kGrain = 10;     // semi-minor axis below which a texture's grains are many, pixels
+
 struct Options {
     CandidateLimits limits;
     std::int32_t polarity = PANOVAL_MEASURE_BOTH;
@@ -114,6 +117,7 @@ public:
         for (const Candidate& candidate : list.candidates)
             if (!is_known(candidate.oval) && !measure(candidate))
                 return false;
+        refinement_.limit_patience(HUGE_VAL);
         if (!measure_without_neighbours(refinement_, noise_, measured_))
             return false;
         judge();
@@ -136,6 +140,7 @@ private:
         const Oval& oval = candidate.oval;
         const PanovalMeasureEllipse start = {oval.x, oval.y, oval.a, oval.b, atan2(oval.uy, oval.ux)};
         PanovalMeasureTarget target = {};
+        refinement_.limit_patience(oval.b < kGrain ? kBearable * noise_ : HUGE_VAL);
         const std::int32_t code = refinement_.run(start, reach_of(candidate), target);
         if (code == PANOVAL_MEASURE_NO_MEMORY)
             return false;

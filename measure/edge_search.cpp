@@ -3,6 +3,7 @@
 // outline along its normal is linear in the elements, so that a few rounds of reweighted least squares do.
 #include "measure/edge_search.h"
 
+#include "core/median.h"
 #include "core/numbers.h"
 
 #include <Eigen/Cholesky>
@@ -157,11 +158,7 @@ Vector5 row_of(const Ray& ray) noexcept
 
 double median_of(std::array<double, kMostRays> values, std::size_t count) noexcept
 {
-    if (count == 0)
-        return 0;
-    std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(count / 2),
-                     values.begin() + static_cast<std::ptrdiff_t>(count));
-    return values[count / 2];
+    return panoval::median_of(std::span(values.data(), count));
 }
 
 // Moves the outline onto the rays' edges. Returns the share of all rays that are near the result.

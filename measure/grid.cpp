@@ -2,6 +2,7 @@
 // Boards: the lattice that explains the targets best, its window of rows and columns, a homography, and with it the
 // target of each place. Then the images of the circles' centres, which the homography itself
 // tells, take the place of the ellipses' centres.
+#include "core/median.h"
 #include "measure/grid_growth.h"
 #include "measure/grid_lattice.h"
 #include "measure/homography_fit.h"
@@ -123,10 +124,7 @@ std::vector<std::int32_t> choose_seeds(const std::vector<GridPoint>& points)
         xs.push_back(p.x);
         ys.push_back(p.y);
     }
-    const auto middle = static_cast<std::ptrdiff_t>(points.size() / 2);
-    std::nth_element(xs.begin(), xs.begin() + middle, xs.end());
-    std::nth_element(ys.begin(), ys.begin() + middle, ys.end());
-    const GridPoint centre = {xs[points.size() / 2], ys[points.size() / 2]};
+    const GridPoint centre = {median_of(std::span(xs)), median_of(std::span(ys))};
     std::vector<std::pair<double, std::int32_t>> order;
     for (std::size_t n = 0; n < points.size(); ++n) {
         const double dx = points[n].x - centre.x;

@@ -2,6 +2,8 @@
 // Lattices and their windows.
 #include "measure/grid_lattice.h"
 
+#include "core/median.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -97,9 +99,7 @@ double place_tolerance(std::vector<double> distances)
 {
     if (distances.empty())
         return kPlaceTolerance;
-    const auto middle = distances.begin() + static_cast<std::ptrdiff_t>(distances.size() / 2);
-    std::nth_element(distances.begin(), middle, distances.end());
-    return std::clamp(kManyMedians * *middle, kLeastTolerance, kPlaceTolerance);
+    return std::clamp(kManyMedians * median_of(std::span(distances)), kLeastTolerance, kPlaceTolerance);
 }
 
 Lattice fit_lattice(const std::vector<GridPoint>& points, const std::vector<LatticePlace>& grown)

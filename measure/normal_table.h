@@ -94,8 +94,9 @@ inline constexpr std::size_t kFineEntries = 1025; // from -8 to 8
 
 constexpr NormalValue fine_entry(std::size_t i) noexcept
 {
-    const double z = static_cast<double>(i / 2) * kStep - kLimit;
-    return i % 2 == 0 ? kTable[i / 2] : shift(kTable[i / 2], z, kStep / 2);
+    const std::size_t before = i / 2;
+    const double z = static_cast<double>(before) * kStep - kLimit;
+    return i % 2 == 0 ? kTable[before] : shift(kTable[before], z, kStep / 2);
 }
 
 template <double NormalValue::*Member>

@@ -3,6 +3,7 @@
 #include "measure/outline.h"
 
 #include "core/elementary.h"
+#include "core/numbers.h"
 
 #include <algorithm>
 #include <cmath>
@@ -13,8 +14,6 @@ namespace panoval::measure
 
 namespace
 {
-
-constexpr double kPi = 3.14159265358979323846;
 
 // Axes whose difference is below so many deviations are taken for equal.
 constexpr double kSignificance = 3;

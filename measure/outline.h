@@ -10,6 +10,8 @@
 namespace panoval::measure
 {
 
+inline constexpr double kPi = 3.14159265358979323846;
+
 // S = [[mean + skew_x, skew_y], [skew_y, mean - skew_x]]
 struct Outline {
     double x = 0;

@@ -15,8 +15,6 @@ namespace panoval::measure
 namespace
 {
 
-constexpr double kPi = 3.14159265358979323846;
-
 // Distance of samples along the outline, in blurs. Sampling a Gaussian at so many deviations leaves a ripple of
 // 2 exp(-2 (pi / 1.3)^2) = 2e-5.
 constexpr double kSpacing = 1.3;

@@ -2,6 +2,7 @@
 // The samples around a target and their parts.
 #include "measure/patch.h"
 
+#include "core/median.h"
 #include "core/numbers.h"
 #include "measure/picture.h"
 
@@ -14,21 +15,11 @@ namespace panoval::measure
 namespace
 {
 
-// The median of normally distributed deviations' sizes, as a share of the standard deviation, turned over.
-constexpr double kMedianToSigma = 1.4826;
-
 // A sample further from its plane than so many deviations is of something else: one in 300,000 samples of noise.
 constexpr double kClip = 4.7;
 constexpr int kClipRounds = 4;
 constexpr double kStrayShare = 0.001; // so few such samples may be noise, too
 constexpr std::int32_t kMedianSamples = 500;
-
-double median(float* values, std::size_t count) noexcept
-{
-    float* const middle = values + count / 2;
-    std::nth_element(values, middle, values + count);
-    return static_cast<double>(*middle);
-}
 
 bool all_finite(const float* samples, std::int32_t count) noexcept
 {
@@ -252,7 +243,7 @@ double Patch::median_of(Part part, double reference_x, double reference_y, const
         }
         skip = x - end;
     });
-    return count > 0 ? median(scratch_.get(), count) : 0;
+    return static_cast<double>(panoval::median_of(std::span(scratch_.get(), count)));
 }
 
 PlaneSums Patch::sum_flat(Part part, double reference_x, double reference_y, const LevelPlane& plane,

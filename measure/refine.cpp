@@ -20,6 +20,7 @@ namespace
 {
 
 constexpr int kMostRounds = 5;
+constexpr int kPatience = 20; // of 4,200 rendered targets none took more than 6 steps; grains of textures do
 constexpr double kBoxVariance = 1.0 / 12;
 constexpr double kBlurRange = 1.8;       // factor by which a round may change the blur
 constexpr double kLeastSemiMinor = 0.75; // of a start, pixels
@@ -39,8 +40,8 @@ constexpr double kClearShare = 0.95;
 // Of the slope's variance where the outside shows none: what the inside may have of it.
 constexpr double kUnseenShare = 0.15;
 
-// The squared deviations, of two slopes, that make the tie of the slopes an error: by chance once in 300,000 targets.
-constexpr double kContradiction = 25;
+// The squared deviations, of two slopes, that make the tie of the slopes an error: by chance once in 8,000 targets.
+constexpr double kContradiction = 18;
 
 // How often haze, or a camera's offset, is what changes across a target, rather than light.
 constexpr double kHaze = 0.3;
@@ -337,7 +338,12 @@ std::int32_t Refinement::adjust_once() noexcept
     if (guess_.share < kClearShare || patch_.shows_others())
         exclude(kAlienShare * contrast, 1.5 + edge_spread(model_.blur));
     adjusted_ = adjust(input_, outlines_, model_);
-    return adjusted_.has_left ? PANOVAL_MEASURE_NO_EDGE : PANOVAL_MEASURE_OK;
+    return adjusted_.has_left || is_hopeless() ? PANOVAL_MEASURE_NO_EDGE : PANOVAL_MEASURE_OK;
+}
+
+bool Refinement::is_hopeless() const noexcept
+{
+    return adjusted_.iterations >= kPatience && residual_deviation() > bearable_;
 }
 
 std::int32_t Refinement::run(const PanovalMeasureEllipse& start, double reach, PanovalMeasureTarget& target) noexcept
@@ -354,7 +360,7 @@ std::int32_t Refinement::run(const PanovalMeasureEllipse& start, double reach, P
         code = round == 0 || look_again() ? adjust_once() : PANOVAL_MEASURE_NO_MEMORY;
         if (code != PANOVAL_MEASURE_OK)
             break;
-        const double noise = std::sqrt(adjusted_.edge_cost / std::max(1.0, adjusted_.edge_count - kUnknowns));
+        const double noise = residual_deviation();
         const double contrast = std::fabs(model_.inside.level - model_.outside.level);
         const double limit =
             kAlienDeviations * std::max({noise, flat_spread_, 0.004 * contrast, std::sqrt(least_variance())});

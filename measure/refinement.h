@@ -9,6 +9,8 @@
 #include "measure/target_record.h"
 #include "panoval_measure.h"
 
+#include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -24,6 +26,10 @@ public:
 
     // Outlines that show less between their levels are not measured: they have no edge.
     void set_least_contrast(double levels) noexcept { least_contrast_ = levels; }
+
+    // An adjustment that does not settle soon, and leaves residuals above these, ends the measurement: there is no
+    // edge.
+    void limit_patience(double residuals) noexcept { bearable_ = residuals; }
 
     // reach  how far from the start the outline is looked for, at most; pixels
     // Returns a PanovalMeasureCode; the record is complete only when that is PANOVAL_MEASURE_OK.
@@ -42,6 +48,11 @@ private:
     std::int32_t search(const Outline& start, double reach) noexcept;
     bool look_again() noexcept; // false when the heap is exhausted
     std::int32_t adjust_once() noexcept;
+    bool is_hopeless() const noexcept;
+    double residual_deviation() const noexcept
+    {
+        return std::sqrt(adjusted_.edge_cost / std::max(1.0, adjusted_.edge_count - kUnknowns));
+    }
     void tie_slopes() noexcept;
     // Makes aliens of edge samples that are further from the model than the limit, and further than `beyond` pixels
     // from the outline. Returns how many.
@@ -62,6 +73,7 @@ private:
     const std::vector<Neighbour>* neighbours_ = nullptr;
     OutlineModel neighbour_outlines_;
     double least_contrast_ = 0;
+    double bearable_ = HUGE_VAL; // levels
     Patch patch_;
     EdgeGuess guess_;
     OutlineModel outlines_;

@@ -2,6 +2,7 @@
 // Records of measured targets.
 #include "measure/target_record.h"
 
+#include "core/elementary.h"
 #include "core/numbers.h"
 
 #include <algorithm>
@@ -14,7 +15,6 @@ namespace panoval::measure
 namespace
 {
 
-constexpr double kPi = 3.14159265358979323846;
 constexpr std::size_t kMostSectors = 32;
 constexpr double kSectorLength = 3;     // pixels of the outline, at least
 constexpr double kLeastAmplitude = 0.5; // of a sector's edge against the whole outline's, to count as one
@@ -36,6 +36,9 @@ constexpr double kTerrace = 1.25;
 // discs reach 0.08 and more. A printed dot may be off by some hundredths of a pixel.
 constexpr double kHalfBulge = 0.025;
 constexpr double kHalfBulgePixels = 0.03;
+constexpr double kHalfLobe = 0.8;       // of what makes half of a bulge: a print's irregularities are of many orders
+constexpr double kLeastLobesLeft = 0.3; // by the blur: of lobes of which less is left samples tell nothing
+constexpr double kLobeChance = 18; // squared deviations of two numbers: one of six orders is above in 1300 outlines
 // Edge spread by the semi-minor axis at which the blur has taken every shape's own form.
 constexpr double kFormless = 0.6;
 constexpr double kFormChance = 0.7; // deviations of either
@@ -56,8 +59,17 @@ struct Sector {
     double gg = 0, gr = 0; // slopes of the model across the outline, and residuals times slopes
 };
 
+constexpr std::size_t kFirstLobes = 3; // the fit takes those of lower orders away
+
+// Residuals times the model's slopes across the outline, by cosine and sine of multiples of the place's turn.
+struct Lobes {
+    std::array<double, kLobeOrders> cosines{};
+    std::array<double, kLobeOrders> sines{};
+};
+
 struct Survey {
     std::array<Sector, kMostSectors> sectors{};
+    Lobes lobes;
     std::size_t sector_count = 8;
     double aliens = 0;
     double outside_picture = 0;
@@ -77,13 +89,43 @@ double turn_of(double u, double v) noexcept
     return v < 0 ? 4 + t : t;
 }
 
-std::size_t sector_of(const Outline& outline, double x, double y, std::size_t sectors) noexcept
+// Where the outline's unit circle has the place.
+struct Direction {
+    double u, v; // of any length
+};
+
+Direction direction_of(const Outline& outline, double x, double y) noexcept
 {
     const double a = outline.mean + outline.skew_x;
     const double b = outline.skew_y;
     const double c = outline.mean - outline.skew_x;
-    const double turn = turn_of(c * (x - outline.x) - b * (y - outline.y), a * (y - outline.y) - b * (x - outline.x));
+    return {c * (x - outline.x) - b * (y - outline.y), a * (y - outline.y) - b * (x - outline.x)};
+}
+
+std::size_t sector_of(const Direction& direction, std::size_t sectors) noexcept
+{
+    const double turn = turn_of(direction.u, direction.v);
     return std::min(sectors - 1, to_count(truncate_to_int(turn / 4 * static_cast<double>(sectors))));
+}
+
+void add_to_lobes(const Direction& direction, double value, Lobes& lobes) noexcept
+{
+    const double length = std::sqrt(direction.u * direction.u + direction.v * direction.v);
+    if (!(length > 0))
+        return;
+    const double cosine = direction.u / length;
+    const double sine = direction.v / length;
+    double u = value;
+    double v = 0;
+    for (std::size_t order = 1; order < kFirstLobes + kLobeOrders; ++order) {
+        const double turned = u * cosine - v * sine;
+        v = u * sine + v * cosine;
+        u = turned;
+        if (order < kFirstLobes)
+            continue;
+        lobes.cosines[order - kFirstLobes] += u;
+        lobes.sines[order - kFirstLobes] += v;
+    }
 }
 
 void survey_sample(const Measurement& m, const float* planes, std::size_t stride, std::size_t column, std::int32_t x,
@@ -102,7 +144,8 @@ void survey_sample(const Measurement& m, const float* planes, std::size_t stride
         survey.saturated += 1;
     if (!std::isfinite(sample))
         return;
-    Sector& sector = survey.sectors[sector_of(m.model.outline, x, y, survey.sector_count)];
+    const Direction direction = direction_of(m.model.outline, x, y);
+    Sector& sector = survey.sectors[sector_of(direction, survey.sector_count)];
     sector.count += 1;
     sector.t += edge;
     sector.tt += edge * edge;
@@ -112,7 +155,9 @@ void survey_sample(const Measurement& m, const float* planes, std::size_t stride
         return;
     const double slope = (m.model.inside.at(dx, dy) - outside) * static_cast<double>(planes[kByMean * stride + column]);
     sector.gg += slope * slope;
-    sector.gr += slope * (sample - predict(m.model, planes, stride, column, dx, dy));
+    const double pull = slope * (sample - predict(m.model, planes, stride, column, dx, dy));
+    sector.gr += pull;
+    add_to_lobes(direction, pull, survey.lobes);
 }
 
 // Every pixel near the outline, aliens and those outside the picture included.
@@ -190,6 +235,28 @@ Bulges bulges_of(const Survey& survey) noexcept
         bulges.noise_gain /= bulges.count;
     }
     return bulges;
+}
+
+// The order of lobes that is strongest against what noise makes of it, as it was before the blur.
+void find_lobes(const Survey& survey, const TargetModel& model, Bulges& bulges) noexcept
+{
+    double information = 0;
+    for (std::size_t i = 0; i < survey.sector_count; ++i)
+        information += survey.sectors[i].gg;
+    const double radius = model.outline.mean_radius();
+    if (!(information > 0) || !(radius > 0))
+        return;
+    const double spread = (model.blur * model.blur + 1.0 / 12) / (radius * radius);
+    for (std::size_t i = 0; i < kLobeOrders; ++i) {
+        const auto order = static_cast<double>(i + kFirstLobes);
+        const double left = panoval::exp(-order * order * spread / 2);
+        if (left < kLeastLobesLeft)
+            return;
+        const double u = survey.lobes.cosines[i];
+        const double v = survey.lobes.sines[i];
+        const double scale = 2 / (information * left);
+        bulges.lobes[i] = {(u * u + v * v) * scale * scale / 2, scale / left / 2};
+    }
 }
 
 struct Noise {
@@ -293,11 +360,15 @@ double quality_of(const PanovalMeasureTarget& target, const Bulges& bulges, doub
     const double freedom = std::max(1.0, bulges.count - kFitElements);
     const double chance = largest_by_chance(freedom) / std::max(1.0, bulges.count);
     const double bulge = std::max(0.0, bulges.square - chance * variance * bulges.noise_gain);
+    double lobe = 0;
+    for (const Bulges::Lobe& order : bulges.lobes)
+        lobe = std::max(lobe, order.square - kLobeChance * target.noise * target.noise * order.noise_gain);
     const double half_bulge = kHalfBulge * target.ellipse.semi_minor + kHalfBulgePixels + kAliasedPixels * aliased;
     const double round = std::clamp((target.edge_share - kLeastShare) / (kFullShare - kLeastShare), 0.0, 1.0);
     const double local = target.noise / std::sqrt(std::max(1.0, target.chi_square)); // beside the edge
     const double clear = contrast / (contrast + kHalfClear * std::max({local, noise, bulges.least_clear}));
-    const double even = 1 / (1 + misfit / (half_misfit * half_misfit) + bulge / (half_bulge * half_bulge));
+    const double even = 1 / (1 + misfit / (half_misfit * half_misfit) +
+                             std::max(bulge, lobe / (kHalfLobe * kHalfLobe)) / (half_bulge * half_bulge));
     // Noise makes small targets smaller and their blur larger at once: what may be chance is not held against them.
     const double blur = std::max(0.0, target.blur - kFormChance * target.sigma_blur);
     const double axis = target.ellipse.semi_minor + kFormChance * target.sigma_minor;
@@ -321,6 +392,7 @@ bool make_record(const Measurement& m, OutlineModel& outlines, PanovalMeasureTar
     target.iterations = m.adjustment.iterations;
     target.pixels = truncate_to_int(m.adjustment.edge_count + m.input->flat_inside.count + m.input->flat_outside.count);
     bulges = bulges_of(survey);
+    find_lobes(survey, m.model, bulges);
     bulges.least_clear = m.least_variance > 0 ? kTerrace : 0;
     target.quality = quality_of(target, bulges, std::sqrt(noise.flat));
     target.flags |= is_oval ? 0 : PANOVAL_MEASURE_ROUND;

@@ -5,6 +5,9 @@
 
 #include "measure/adjustment.h"
 
+#include <array>
+#include <cstddef>
+
 namespace panoval::measure
 {
 
@@ -18,12 +21,19 @@ struct Measurement {
     double least_variance = 0; // of the noise: what rounding alone makes
 };
 
+inline constexpr std::size_t kLobeOrders = 6; // from the third on
+
 // How far stretches of the outline's edge lie off the ellipse.
 struct Bulges {
     double square = 0;      // mean square, in pixels squared
     double noise_gain = 0;  // what noise of variance 1 makes of that
     double count = 0;       // of stretches
     double least_clear = 0; // levels that even noiseless samples may be off by: what rounding makes of smooth shades
+    struct Lobe {
+        double square = 0;     // mean square, in pixels squared
+        double noise_gain = 0; // what noise of variance 1 makes of that, for each of two numbers
+    };
+    std::array<Lobe, kLobeOrders> lobes{}; // that go round the outline so often
 };
 
 // False when the samples show no target: no contrast beyond what noise explains, or no edge around most of the outline.

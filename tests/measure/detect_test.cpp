@@ -284,6 +284,54 @@ TEST(Detect, FindsNothingWhereNothingIs)
         EXPECT_EQ(Detected(few, width, 6 / width).code, PANOVAL_MEASURE_OK) << width;
 }
 
+constexpr int kTextureSide = 200;
+
+// Means along rows, turned, so that two calls smooth both ways; the picture repeats itself.
+std::vector<double> smoothed_and_turned(const std::vector<double>& values, int reach)
+{
+    std::vector<double> result(values.size());
+    for (int y = 0; y < kTextureSide; ++y)
+        for (int x = 0; x < kTextureSide; ++x) {
+            double sum = 0;
+            for (int k = x - reach; k <= x + reach; ++k)
+                sum += values[static_cast<std::size_t>(y * kTextureSide + (k + kTextureSide) % kTextureSide)];
+            result[static_cast<std::size_t>(x * kTextureSide + y)] = sum / (2 * reach + 1);
+        }
+    return result;
+}
+
+// Grains of some pixels, dark and bright, in noise of 2.
+std::vector<std::uint8_t> grains(std::uint64_t seed)
+{
+    Random random(seed);
+    std::vector<double> noise(kTextureSide * kTextureSide);
+    for (double& value : noise)
+        value = normal_value(random);
+    std::vector<double> fine = noise, coarse = noise;
+    for (int pass = 0; pass < 6; ++pass) {
+        fine = smoothed_and_turned(fine, 2);
+        coarse = smoothed_and_turned(coarse, 4);
+    }
+    std::vector<std::uint8_t> pixels;
+    for (std::size_t i = 0; i < fine.size(); ++i)
+        pixels.push_back(static_cast<std::uint8_t>(
+            std::clamp(120 + 90 * (fine[i] - coarse[i]) + 2 * normal_value(random), 0.0, 255.0)));
+    return pixels;
+}
+
+TEST(Detect, GivesUpGrainsThatDoNotSettle)
+{
+    for (const std::uint64_t seed : {1u, 2u, 3u}) {
+        const std::vector<std::uint8_t> pixels = grains(seed);
+        const Detected all(pixels, kTextureSide, kTextureSide, {.min_quality = -1});
+        EXPECT_GT(all.result.candidates, 500);
+        int unsettled = 0;
+        for (int i = 0; i < all.count(); ++i)
+            unsettled += all[i].iterations >= 20 && all[i].noise > 3 && all[i].ellipse.semi_minor < 8;
+        EXPECT_EQ(unsettled, 0) << seed;
+    }
+}
+
 TEST(Detect, GivesTheSameBytesAgain)
 {
     const TargetScene scene = board_scene({.noise = 5}, {}, 3);

@@ -199,6 +199,56 @@ TEST(CentreByFocalLength, PassesTheCovarianceOn)
         });
 }
 
+TEST(CentreByFocalLength, EachAnswerHasACovarianceOfItsOwn)
+{
+    constexpr double kStep = 1e-4;
+    const View view{.tilt = 0.5, .turn = 0.6};
+    const auto ellipse = image_of_circle(view.homography(), 0.5, 0.7, 0.8);
+    using Poses = std::array<PanovalMeasureCirclePose, 2>;
+    const auto poses_of = [&](const PanovalMeasureEllipse& seen, const double* covariance) {
+        Poses poses = {};
+        EXPECT_EQ(panoval_measure_centre_by_focal_length(&seen, covariance, view.focal, view.px, view.py, poses.data()),
+                  PANOVAL_MEASURE_OK);
+        return poses;
+    };
+    double PanovalMeasureEllipse::*const parts[] = {&PanovalMeasureEllipse::x, &PanovalMeasureEllipse::y,
+                                                    &PanovalMeasureEllipse::semi_major,
+                                                    &PanovalMeasureEllipse::semi_minor, &PanovalMeasureEllipse::angle};
+    for (std::size_t part = 0; part < 5; ++part) {
+        std::vector<double> covariance(25, 0.0);
+        covariance[6 * part] = kStep * kStep;
+        PanovalMeasureEllipse more = ellipse, less = ellipse;
+        more.*parts[part] += kStep;
+        less.*parts[part] -= kStep;
+        const Poses said = poses_of(ellipse, covariance.data()), above = poses_of(more, nullptr),
+                    below = poses_of(less, nullptr);
+        for (std::size_t k = 0; k < 2; ++k) {
+            const double dx = (above[k].centre.x - below[k].centre.x) / 2;
+            const double dy = (above[k].centre.y - below[k].centre.y) / 2;
+            const double size = dx * dx + dy * dy;
+            EXPECT_NEAR(said[k].centre.var_x, dx * dx, 1e-3 * size) << part << ", " << k;
+            EXPECT_NEAR(said[k].centre.var_y, dy * dy, 1e-3 * size) << part << ", " << k;
+            EXPECT_NEAR(said[k].centre.cov_xy, dx * dy, 1e-3 * size) << part << ", " << k;
+        }
+    }
+}
+
+TEST(CentreByFocalLength, NormalsPointTowardsTheCamera)
+{
+    const auto ellipse = image_of_circle(View{.tilt = 0.9, .turn = 0.4}.homography(), 0.5, 0.7, 0.8);
+    const double focal = 500;
+    for (const double away_x : {-800.0, -100.0, 700.0})
+        for (const double away_y : {-600.0, 100.0, 900.0}) {
+            PanovalMeasureCirclePose poses[2] = {};
+            ASSERT_EQ(panoval_measure_centre_by_focal_length(&ellipse, nullptr, focal, ellipse.x - away_x,
+                                                             ellipse.y - away_y, poses),
+                      PANOVAL_MEASURE_OK);
+            for (const auto& pose : poses)
+                EXPECT_LT(pose.normal[0] * away_x + pose.normal[1] * away_y + pose.normal[2] * focal, 0)
+                    << away_x << ", " << away_y;
+        }
+}
+
 TEST(CentreByRings, PassesTheCovarianceOfEachRingOn)
 {
     const auto h = View{.tilt = 0.8}.homography();

@@ -7,6 +7,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numbers>
+#include <utility>
 #include <vector>
 
 namespace panoval::test
@@ -57,6 +59,38 @@ TEST(Quality, TellsBlurredRectanglesFromEllipses)
                     << "blur " << blur << ", " << half << " x " << b;
                 EXPECT_GT(quality_in_the_middle(render_8_bit(scene_of(ellipse, blur, 2))), 0.85)
                     << "blur " << blur << ", " << half << " x " << b;
+            }
+}
+
+// A regular polygon's share of a blurred pixel: the product of what each of its sides leaves.
+double polygon_share(int sides, double radius, double blur, double x, double y)
+{
+    const double half = std::numbers::pi / sides;
+    double share = 1;
+    for (int side = 0; side < sides; ++side) {
+        const double turn = 0.2 + 2 * half * side;
+        const double inside = radius * std::cos(half) - x * std::cos(turn) - y * std::sin(turn);
+        share *= std::erfc(-inside / (blur * std::sqrt(2.0))) / 2;
+    }
+    return share;
+}
+
+// Small ones, too, which blur makes nearly round; of hexagons those whose lobes it leaves.
+TEST(Quality, TellsPolygonsFromEllipses)
+{
+    Random random(11);
+    for (const auto& [sides, least] : {std::pair(4, 4.0), std::pair(5, 4.0), std::pair(6, 7.0)})
+        for (const double share_of_least : {1.0, 1.4, 2.5})
+            for (const double blur : {0.6, 0.9}) {
+                const double radius = share_of_least * least;
+                std::vector<std::uint8_t> pixels;
+                for (int row = 0; row < kSide; ++row)
+                    for (int column = 0; column < kSide; ++column) {
+                        const double share = polygon_share(sides, radius, blur, column - 50.2, row - 49.7);
+                        pixels.push_back(static_cast<std::uint8_t>(200 - 150 * share + random.real(-2, 2)));
+                    }
+                EXPECT_LT(quality_in_the_middle(pixels), 0.5)
+                    << sides << " sides, radius " << radius << ", blur " << blur;
             }
 }
 

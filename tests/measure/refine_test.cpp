@@ -280,7 +280,6 @@ TEST(Refine, FlagsWhatDoesNotSettle)
     EXPECT_GT(unsettled, 0);
 }
 
-// Samples and targets alike from one bit of the picture to the last, whatever the processor.
 // Grain of five pixels, where outlines of chance become lines, whose surroundings have no bounds.
 TEST(Refine, BearsGrainThatFlattensOutlines)
 {
