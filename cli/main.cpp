@@ -11,7 +11,7 @@
 
 int main(int argc, char** argv)
 {
-    panoval::cli::return_freed_blocks();
+    panoval::cli::prepare_heap();
 #ifdef _WIN32
     SetConsoleOutputCP(CP_UTF8);
 #endif

@@ -22,8 +22,6 @@ namespace
 constexpr std::size_t kBarWidth = 30;
 constexpr std::size_t kColumns = 79; // a longer line would wrap in a narrow terminal, and could not be wiped out
 
-} // namespace
-
 bool stderr_is_terminal()
 {
 #ifdef _WIN32
@@ -32,6 +30,8 @@ bool stderr_is_terminal()
     return isatty(STDERR_FILENO) == 1;
 #endif
 }
+
+} // namespace
 
 Progress::Progress(ProgressMode mode, std::string label, std::size_t total)
     : is_shown_(mode == ProgressMode::Always || (mode == ProgressMode::Auto && stderr_is_terminal())),

@@ -39,6 +39,4 @@ private:
     std::size_t drawn_ = 0; // characters on the line
 };
 
-bool stderr_is_terminal();
-
 } // namespace panoval::cli

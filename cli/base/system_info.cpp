@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: MIT
 #include "cli/base/system_info.h"
 
+#include "core/large_pages.h"
+
 #include <cstdio>
+#include <cstdlib>
 #include <mutex>
 
 #include <fcntl.h>
@@ -50,15 +53,24 @@ std::uint64_t peak_memory_bytes()
 
 #ifdef __GLIBC__
 
-void return_freed_blocks()
+void prepare_heap()
 {
-    mallopt(M_MMAP_THRESHOLD, 1 << 20);
+    constexpr int kMegabyte = 1 << 20;
+    constexpr int kKept = 32 * kMegabyte;
     mallopt(M_ARENA_MAX, 1); // what one thread has freed serves the other
+    mallopt(M_TRIM_THRESHOLD, kKept);
+    // The part that is kept gets its pages now, as far as asking goes: none of them is touched.
+    mallopt(M_MMAP_THRESHOLD, kKept);
+    constexpr std::size_t kFirst = kKept - kMegabyte;
+    void* const first = std::malloc(kFirst);
+    prefer_large_pages(first, kFirst);
+    std::free(first);
+    mallopt(M_MMAP_THRESHOLD, 4 * kMegabyte);
 }
 
 #else
 
-void return_freed_blocks() {}
+void prepare_heap() {}
 
 #endif
 

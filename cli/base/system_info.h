@@ -13,9 +13,11 @@ namespace panoval::cli
 // The most memory that this process has had in use so far, in bytes; 0 where the system does not tell.
 std::uint64_t peak_memory_bytes();
 
-// At the program's start: large blocks go back to the system as soon as they are freed, so that the most in use at any
-// time is what is needed then. By default the C library keeps freed blocks of up to 32 MB.
-void return_freed_blocks();
+// At the program's start, where the C library can be told: blocks of 4 MB and more go back to the system as soon as
+// they are freed, so that the most in use at any time is about what is needed then. Smaller ones come from a heap that
+// keeps up to 32 MB for the next step's and lies on large pages, because fetching pages one by one costs more than
+// using them.
+void prepare_heap();
 
 class Stopwatch
 {

@@ -47,7 +47,10 @@ struct EllipsesOptions {
 const char* const kExplanation =
     "Finds closed, elliptical outlines of every size from 2.5 pixels of radius to a third of the picture, darker or\n"
     "brighter than their ground, and measures each as well as the picture's noise allows, with its uncertainty.\n"
-    "Pictures are PNG, TIFF, JPEG or PNM files of 8 or 16 bit, measured as they are; colour is made grey. Of a TIFF\n"
+    "Pictures are ";
+
+const char* const kOfPictures =
+    " files of 8 or 16 bit, measured as they are; colour is made grey. Of a TIFF\n"
     "file with several pictures the first is taken.\n"
     "\n"
     "Results: centre x, y and semi-axes in pixels, x to the right, y downward, a pixel's centre at whole coordinates;\n"
@@ -303,7 +306,7 @@ void add_ellipses_command(CLI::App& program)
     command.add_option("--png", options->picture, "Write an overlay as PNG, or as another format by the name's ending")
         ->type_name("FILE");
     add_common_options(command, options->common);
-    command.footer(concat(kExplanation, kHelpEnd));
+    command.footer(concat(kExplanation, image::kReadFormats, kOfPictures, kHelpEnd));
     const std::vector<CLI::Option*> precise(std::begin(of_precise), std::end(of_precise));
     const std::vector<CLI::Option*> library(std::begin(of_library), std::end(of_library));
     command.callback([options, precise, library] {

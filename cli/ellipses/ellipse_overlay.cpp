@@ -149,9 +149,10 @@ Image draw_overlay(const Image& grey, const Measurement& measurement)
             canvas.ellipse(feature.x, feature.y, 3, 3, 0, kFeature);
     }
     for (std::size_t i = 0; i < measurement.targets.size(); ++i) { // above all outlines
-        const LabelPlace place = label_place(measurement.targets[i]);
-        canvas.number(std::llround(place.x) + 2, std::llround(place.y) - 5 * scale - 2, std::to_string(i + 1), scale,
-                      kNumber);
+        const std::string number = std::to_string(i + 1);
+        const LabelSize size = {(4.0 * static_cast<double>(number.size()) - 1) * scale, 5.0 * scale};
+        const LabelPlace place = label_place(measurement.targets[i], size, image.width, image.height);
+        canvas.number(std::llround(place.x), std::llround(place.y) - 5 * scale, number, scale, kNumber);
     }
     if (factor > 0) // how many times the error ellipses are magnified, in their colour
         canvas.number(3, image.height - 5 * scale - 3, "x" + std::to_string(std::llround(factor)), scale, kError);

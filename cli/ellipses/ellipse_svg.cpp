@@ -39,7 +39,21 @@ std::string title_of(const Target& target, std::size_t number, Method method)
                   fixed(p.sigma_minor, 5), "; quality ", fixed(p.quality, 2));
 }
 
-std::string target_elements(const Target& target, std::size_t number, Method method, double factor)
+int font_size(const Image& grey)
+{
+    return std::max(7, std::min(grey.width, grey.height) / 50);
+}
+
+std::string label_element(const Target& target, std::size_t number, const Image& grey)
+{
+    const std::string text = std::to_string(number);
+    const double font = font_size(grey);
+    const LabelSize size = {0.6 * font * static_cast<double>(text.size()), 0.75 * font}; // of digits, about
+    const LabelPlace place = label_place(target, size, grey.width, grey.height);
+    return concat("<text x=\"", fixed(place.x, 1), "\" y=\"", fixed(place.y, 1), "\">", text, "</text>");
+}
+
+std::string target_elements(const Target& target, std::size_t number, Method method, double factor, const Image& grey)
 {
     const double arm = std::clamp(0.3 * target.semi_minor, 2.0, 8.0);
     std::string text = concat("<g><title>", title_of(target, number, method), "</title>\n");
@@ -54,17 +68,13 @@ std::string target_elements(const Target& target, std::size_t number, Method met
     for (const RingFeature& feature : target.ring)
         text += concat("<circle class=\"feature\" cx=\"", fixed(feature.x, 2), "\" cy=\"", fixed(feature.y, 2),
                        "\" r=\"3\"/>\n");
-    const LabelPlace place = label_place(target);
-    text +=
-        concat("<text x=\"", fixed(place.x + 2, 1), "\" y=\"", fixed(place.y - 2, 1), "\">", number, "</text></g>\n");
-    return text;
+    return text + label_element(target, number, grey) + "</g>\n";
 }
 
 } // namespace
 
 std::string overlay_svg(const Image& grey, const Measurement& measurement)
 {
-    const int font = std::max(7, std::min(grey.width, grey.height) / 50);
     // A pixel's centre has whole coordinates in the measurement and half ones in the document.
     std::string text = concat("<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"", grey.width, "\" height=\"",
                               grey.height, "\" viewBox=\"0 0 ", grey.width, " ", grey.height, "\">\n");
@@ -72,12 +82,12 @@ std::string overlay_svg(const Image& grey, const Measurement& measurement)
                    ".error{stroke:#ff00ff}.feature{fill:none;stroke:#50ff50;stroke-width:1}text{fill:#ffdc00;stroke:#"
                    "000;stroke-width:2;"
                    "stroke-linejoin:round;paint-order:stroke;font:",
-                   font, "px sans-serif}</style>\n");
+                   font_size(grey), "px sans-serif}</style>\n");
     text += picture_element(grey);
     const double factor = error_factor(measurement);
     text += "<g transform=\"translate(0.5 0.5)\">\n";
     for (std::size_t i = 0; i < measurement.targets.size(); ++i)
-        text += target_elements(measurement.targets[i], i + 1, measurement.method, factor);
+        text += target_elements(measurement.targets[i], i + 1, measurement.method, factor, grey);
     if (factor > 0)
         text += concat("<text x=\"3\" y=\"", grey.height - 4, "\" style=\"fill:#ff00ff\">error ellipses (1 sigma) x ",
                        fixed(factor, 0), "</text>\n");

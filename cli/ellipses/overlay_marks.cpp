@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 #include <vector>
 
 namespace panoval::cli
@@ -11,11 +12,29 @@ namespace panoval::cli
 namespace
 {
 
+constexpr double kLabelGap = 2; // pixels between an outline and its number
+
 double median(std::vector<double> values)
 {
     const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
     std::nth_element(values.begin(), middle, values.end());
     return *middle;
+}
+
+// The number's place beside the outline's point whose tangent falls at 45 degrees: right and down are 1 or -1.
+LabelPlace label_corner(const Target& target, const LabelSize& size, int right, int down)
+{
+    const double cosine = std::cos(target.angle);
+    const double sine = std::sin(target.angle);
+    const double a2 = target.semi_major * target.semi_major;
+    const double b2 = target.semi_minor * target.semi_minor;
+    const double xx = a2 * cosine * cosine + b2 * sine * sine;
+    const double xy = (a2 - b2) * cosine * sine;
+    const double yy = a2 * sine * sine + b2 * cosine * cosine;
+    const double length = std::sqrt(std::max(1e-12, xx + 2 * right * down * xy + yy)); // of the direction
+    const double x = target.x + (right * xx + down * xy) / length + right * kLabelGap;
+    const double y = target.y + (right * xy + down * yy) / length + down * kLabelGap;
+    return {right > 0 ? x : x - size.width, down > 0 ? y + size.height : y};
 }
 
 } // namespace
@@ -53,18 +72,18 @@ ErrorEllipse error_ellipse(const Target& target, double factor)
             0.5 * std::atan2(2 * xy, xx - yy)};
 }
 
-LabelPlace label_place(const Target& target)
+LabelPlace label_place(const Target& target, const LabelSize& size, std::int32_t width, std::int32_t height)
 {
-    // The outline's point whose tangent falls at 45 degrees.
-    const double cosine = std::cos(target.angle);
-    const double sine = std::sin(target.angle);
-    const double a2 = target.semi_major * target.semi_major;
-    const double b2 = target.semi_minor * target.semi_minor;
-    const double xx = a2 * cosine * cosine + b2 * sine * sine;
-    const double xy = (a2 - b2) * cosine * sine;
-    const double yy = a2 * sine * sine + b2 * cosine * cosine;
-    const double length = std::sqrt(std::max(1e-12, xx - 2 * xy + yy)); // of the direction (1, -1)
-    return {target.x + (xx - xy) / length, target.y + (xy - yy) / length};
+    const double most_x = width - 1 - size.width - kLabelGap;
+    const double most_y = height - 1 - kLabelGap;
+    const double least_y = size.height + kLabelGap;
+    const LabelPlace first = label_corner(target, size, 1, -1);
+    for (const auto& [right, down] : {std::pair(1, -1), std::pair(-1, -1), std::pair(1, 1), std::pair(-1, 1)}) {
+        const LabelPlace place = label_corner(target, size, right, down);
+        if (place.x >= kLabelGap && place.x <= most_x && place.y >= least_y && place.y <= most_y)
+            return place;
+    }
+    return {std::max(kLabelGap, std::min(first.x, most_x)), std::max(least_y, std::min(first.y, most_y))};
 }
 
 } // namespace panoval::cli

@@ -20,10 +20,15 @@ double error_factor(const Measurement& measurement);
 
 ErrorEllipse error_ellipse(const Target& target, double factor);
 
-struct LabelPlace {
-    double x, y; // of the number's lower left corner: on the outline, up and to the right
+struct LabelSize {
+    double width = 0, height = 0;
 };
 
-LabelPlace label_place(const Target& target);
+struct LabelPlace {
+    double x = 0, y = 0; // of the number's lower left corner
+};
+
+// Beside the outline: up and to the right, or in the first other corner where the number is within the picture.
+LabelPlace label_place(const Target& target, const LabelSize& size, std::int32_t width, std::int32_t height);
 
 } // namespace panoval::cli

@@ -56,7 +56,7 @@ using MakePicture =
     std::function<PictureResult(const Image& grey, const PictureOptions& options, const std::string& input)>;
 
 const char* const kInputHelp =
-    "IMAGE is a PNG, TIFF, JPEG or PNM file. Colour is made grey (0.299 red, 0.587 green, 0.114 blue), 16 bit are\n"
+    " file. Colour is made grey (0.299 red, 0.587 green, 0.114 blue), 16 bit are\n"
     "scaled to 8, an alpha channel is ignored. OUT is grey, 8 bit; its ending names the format.\n"
     "Of a TIFF file with several pictures the first is taken. As OUT, - is standard output, in PNG.\n"
     "\n";
@@ -166,7 +166,7 @@ CLI::App& add_picture_command(CLI::App& program, const std::string& name, const 
         ->type_name("OUT");
     add_batch_options(command, options->batch);
     add_common_options(command, options->common);
-    command.footer(concat(kInputHelp, kBatchHelp, explanation, "\n", kHelpEnd));
+    command.footer(concat("IMAGE is a ", image::kReadFormats, kInputHelp, kBatchHelp, explanation, "\n", kHelpEnd));
     command.callback([options, name, make = std::move(make)] { run(*options, name, make); });
     return command;
 }

@@ -5,6 +5,7 @@
 #include "cli/base/errors.h"
 #include "cli/stitch/stitch.h"
 #include "image/formats.h"
+#include "image/image_read.h"
 #include "image/row_writer.h"
 #include "image/zarr_store.h"
 #include "panoval_mosaic.h"
@@ -27,7 +28,10 @@ const char* const kExplanation =
     "  FILE            a TIFF file that carries its place (XPosition, YPosition and resolution), or a PNG file with "
     "an\n"
     "                  offset; with several layers each of them is a picture, and @X,Y moves them together\n"
-    "Pictures are PNG, TIFF, JPEG or PNM files of 8 or 16 bit, all grey or all colour. An alpha channel is a mask, "
+    "Pictures are ";
+
+const char* const kOfPictures =
+    " files of 8 or 16 bit, all grey or all colour. An alpha channel is a mask, "
     "too;\n"
     "with both, a pixel counts where both cover it. Places may be negative: the canvas is what the pictures span.\n"
     "\n"
@@ -90,7 +94,7 @@ void check(const StitchOptions& options)
                           " bytes (1M) or more"));
     if (options.bands != 0 && options.feathers())
         fail_usage("found --bands with --blend feather; expected it with multiband alone");
-    if (options.wraps && (options.seams == "none" || options.feathers()))
+    if (options.wraps && (options.seams == kNoSeams || options.feathers()))
         fail_usage(concat("found --wrap with ", options.feathers() ? "--blend feather" : "--seams none",
                           "; expected it with --seams optimal or nearest: without seams nothing goes round"));
     if (options.inputs.empty() && options.layout.empty() && options.plan.empty())
@@ -128,7 +132,8 @@ void add_stitch_command(CLI::App& program)
     command
         .add_option("-o,--output", options->output,
                     concat("The panorama: ", image::all_endings(),
-                           " .zarr. The file is written beside the target and takes its name when it is complete"))
+                           " .zarr; - is standard output, in PNG. A file is written beside the target and takes its "
+                           "name when it is complete"))
         ->required()
         ->type_name("OUT");
     command
@@ -155,7 +160,7 @@ void add_stitch_command(CLI::App& program)
     command.add_flag("--vignetting", options->vignetting, "Take the darkening towards the pictures' corners out");
     command.add_option("--anchor", options->anchor, "The picture whose exposure stays as it is")->type_name("FILE");
     command.add_option("--seams", options->seams, "optimal (default), nearest or none, see below")
-        ->check(CLI::IsMember({"optimal", "nearest", "none"}))
+        ->check(CLI::IsMember({kOptimalSeams, kNearestSeams, kNoSeams}))
         ->type_name("HOW");
     command
         .add_option("--save-seams", options->save_seams,
@@ -173,10 +178,10 @@ void add_stitch_command(CLI::App& program)
         ->type_name("BYTES");
     command
         .add_option("--threads", options->threads, "Threads, at most what the memory feeds; all processors without it")
-        ->check(CLI::Range(1, 1024))
+        ->check(CLI::Range(1, PANOVAL_MOSAIC_MOST_THREADS))
         ->type_name("N");
     command.add_option("--tile-size", options->tile_size, "Width and height of tiles; chosen without it")
-        ->check(CLI::Range(16, 1 << 20))
+        ->check(CLI::Range(PANOVAL_MOSAIC_SMALLEST_TILE, 1 << 20))
         ->type_name("PIXELS");
     command.add_flag("--plan-only", options->is_plan_only, "Write the plan (JSON) to OUT and no panorama");
     command.add_flag("--split-seams", options->splits_seams,
@@ -224,7 +229,7 @@ void add_stitch_command(CLI::App& program)
                      "Write reduced pictures behind the full one into a TIFF panorama, in tiles all");
     command.add_flag("--alpha", options->wants_alpha, "Write the coverage as alpha channel (PNG, TIFF, PAM, .zarr)");
     add_common_options(command, options->common);
-    command.footer(concat(kExplanation, kHelpEnd));
+    command.footer(concat(kExplanation, image::kReadFormats, kOfPictures, kHelpEnd));
     command.callback([options, wrap] {
         options->wraps = wrap->count() > 0;
         check(*options);

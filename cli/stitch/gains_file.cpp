@@ -4,6 +4,7 @@
 #include "cli/base/common_options.h"
 #include "cli/base/errors.h"
 #include "cli/base/file_names.h"
+#include "panoval_mosaic.h"
 
 #include <nlohmann/json.hpp>
 
@@ -13,9 +14,6 @@ namespace panoval::cli
 namespace
 {
 
-// Beyond it, and below its inverse, a picture is white or black.
-constexpr double kMostGain = 1e6;
-
 const char* const kExpected = R"(a JSON object {"gains": [{"file": ..., "layer": ..., "gain": ...}, ...]})";
 
 // The kind that keeps the order of keys copies values while it grows, which takes a stack as deep as they are nested.
@@ -24,7 +22,7 @@ using ParsedJson = nlohmann::json;
 double checked_gain(const std::string& name, const ParsedJson& value, const PlacedLayer& layer)
 {
     const double gain = value.is_number() ? value.get<double>() : 0;
-    if (!(gain >= 1 / kMostGain && gain <= kMostGain))
+    if (!(gain >= 1 / PANOVAL_MOSAIC_LARGEST_GAIN && gain <= PANOVAL_MOSAIC_LARGEST_GAIN))
         fail_input(name, concat("a gain of ", gain, " for '", printable(layer.name()), "'"),
                    "a number from 0.000001 to 1000000; --no-gain leaves the brightness as it is");
     return gain;
@@ -111,8 +109,8 @@ PanoramaGains load_gains(const std::string& name, const PanoramaPlan& plan, std:
     if (!falloff.is_array() || falloff.size() != 3)
         fail_input(name, "no three numbers as \"falloff\"", "those that were saved");
     for (std::size_t i = 0; i < 3; ++i) {
-        const double value = falloff[i].is_number() ? falloff[i].get<double>() : kMostGain;
-        if (!(value > -kMostGain && value < kMostGain))
+        const double value = falloff[i].is_number() ? falloff[i].get<double>() : PANOVAL_MOSAIC_LARGEST_GAIN;
+        if (!(value > -PANOVAL_MOSAIC_LARGEST_GAIN && value < PANOVAL_MOSAIC_LARGEST_GAIN))
             fail_input(name, "a \"falloff\" that is no number between -1000000 and 1000000", "those that were saved");
         gains.falloff[i] = value;
     }

@@ -97,9 +97,9 @@ PanovalMosaicOptions PanoramaJob::engine_options() const
     engine.wrap = !options.wraps ? 0 : options.wrap != 0 ? options.wrap : plan.width;
     engine.bands = options.bands;
     engine.blend = options.feathers() ? PANOVAL_MOSAIC_FEATHER : PANOVAL_MOSAIC_MULTIBAND;
-    engine.seams = options.seams == "none"      ? PANOVAL_MOSAIC_SEAMS_NONE
-                   : options.seams == "nearest" ? PANOVAL_MOSAIC_SEAMS_NEAREST
-                                                : PANOVAL_MOSAIC_SEAMS_OPTIMAL;
+    engine.seams = options.seams == kNoSeams        ? PANOVAL_MOSAIC_SEAMS_NONE
+                   : options.seams == kNearestSeams ? PANOVAL_MOSAIC_SEAMS_NEAREST
+                                                    : PANOVAL_MOSAIC_SEAMS_OPTIMAL;
     engine.gains = options.has_no_gain              ? PANOVAL_MOSAIC_GAINS_OFF
                    : options.gains_per == "picture" ? PANOVAL_MOSAIC_GAINS_PER_PICTURE
                    : options.gains_per == "channel" ? PANOVAL_MOSAIC_GAINS_PER_CHANNEL

@@ -39,7 +39,7 @@ public:
     int output_bits() const { return layout.bits; }
     PanovalMosaicRect region() const { return crop.value_or(PanovalMosaicRect{0, 0, layout.width, layout.height}); }
     bool feathers() const { return blend == kFeather; }
-    bool has_seams() const { return seams != "none" && !feathers(); }
+    bool has_seams() const { return seams != kNoSeams && !feathers(); }
 
     // Whether nothing is made but tasks are counted, whose budget holds no seams of the whole canvas.
     bool counts_tasks() const;

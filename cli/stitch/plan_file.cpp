@@ -22,7 +22,7 @@ using ParsedJson = nlohmann::json;
 
 // Of the plan's part that is described here.
 constexpr int kFilesVersion = 1;
-constexpr std::int64_t kFarthest = std::int64_t{1} << 40;
+constexpr std::int64_t kFarthest = PANOVAL_MOSAIC_FARTHEST;
 constexpr std::int64_t kLongestSide = PANOVAL_MOSAIC_LONGEST_SIDE;
 constexpr std::size_t kSampledBytes = 16384; // of a file's beginning, middle and end
 const char* const kExpected = "a plan that panoval stitch --plan-only of this version has written";

@@ -10,7 +10,7 @@
 namespace panoval::cli
 {
 
-// Of an overlap's word.
+// Of the word of an overlap or of the panorama.
 const char* color_of(const Json& overlap);
 int badness(const Json& overlap); // 0 good, 1 look, 2 bad
 

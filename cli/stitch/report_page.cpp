@@ -202,6 +202,14 @@ std::string summary_of(const ReportData& data)
     return text;
 }
 
+// As overlaps are coloured, where there is a verdict.
+std::string summary_color(const ReportData& data)
+{
+    if (overlaps_of(data).empty())
+        return "";
+    return concat(" style=\"border-color:", color_of(data.verdict), "\"");
+}
+
 const char* const kStyle =
     "body{font:15px/1.45 system-ui,sans-serif;margin:2em auto;max-width:1240px;padding:0 1em;color:#1c2330}"
     "img{max-width:100%;border:1px solid #ccc}table{border-collapse:collapse;margin:1em 0}"
@@ -226,8 +234,8 @@ std::string report_page(const ReportData& data)
                               escaped(data.job.options.output), "</title><style>", kStyle, "</style></head><body>\n");
     page += concat("<h1>", escaped(data.job.options.output), "</h1>\n<p>", plan.width, " x ", plan.height,
                    " pixels of ", plan.layers.size(), plan.layers.size() == 1 ? " picture, " : " pictures, ",
-                   escaped(blend_in_words(data.job)), "</p>\n<p class=\"summary\" id=\"summary\">",
-                   escaped(summary_of(data)), "</p>\n");
+                   escaped(blend_in_words(data.job)), "</p>\n<p class=\"summary\"", summary_color(data),
+                   " id=\"summary\">", escaped(summary_of(data)), "</p>\n");
     page += concat("<p class=\"over\"><img id=\"panorama\" alt=\"the panorama\" src=\"", preview_uri(data.preview),
                    "\"><svg viewBox=\"0 0 ", plan.width, " ", plan.height,
                    "\" preserveAspectRatio=\"none\"><use href=\"#seams\"/></svg></p>\n");

@@ -16,14 +16,19 @@ namespace panoval::cli
 inline constexpr const char* kMultiBand = "multiband";
 inline constexpr const char* kFeather = "feather";
 
+// Where pictures give way to each other, likewise.
+inline constexpr const char* kOptimalSeams = "optimal";
+inline constexpr const char* kNearestSeams = "nearest";
+inline constexpr const char* kNoSeams = "none";
+
 struct StitchOptions {
     CommonOptions common;
     std::string output;
-    std::vector<std::string> inputs; // as given: FILE@X,Y ...
-    std::string layout;              // a file, or empty
-    std::string blend = kMultiBand;  // or kFeather
-    std::string seams = "optimal";   // or "nearest", "none"
-    int bands = 0;                   // at most; 0: chosen from the overlaps
+    std::vector<std::string> inputs;   // as given: FILE@X,Y ...
+    std::string layout;                // a file, or empty
+    std::string blend = kMultiBand;    // or kFeather
+    std::string seams = kOptimalSeams; // or kNearestSeams, kNoSeams
+    int bands = 0;                     // at most; 0: chosen from the overlaps
     bool has_no_gain = false;
     std::string gains;          // a file to load the gains from or, where it does not exist, to save them to; or empty
     std::string gains_per;      // "picture", "channel", or empty: chosen

@@ -128,7 +128,7 @@ void print_outcome(const StitchOutcome& outcome)
                  {"x", job.layout.origin_x + region.x},
                  {"y", job.layout.origin_y + region.y},
                  {"blend", job.blend},
-                 {"seams", job.has_seams() ? job.seams : "none"},
+                 {"seams", job.has_seams() ? job.seams : kNoSeams},
                  {"bands", job.feathers() ? Json(nullptr) : Json(job.layout.bands)},
                  {"images", job.plan.layers.size()},
                  {"seconds", outcome.seconds},

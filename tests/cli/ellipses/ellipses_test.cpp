@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <cstring>
 #include <sstream>
 
@@ -74,10 +75,69 @@ TEST_F(Ellipses, JsonGivesEveryTargetWithSubPixelCentres)
             EXPECT_GT(target.at(name).get<double>(), 0) << name;
         for (const char* const name : {"cov_xy", "noise", "edge_share", "chi_square", "flags"})
             EXPECT_TRUE(target.contains(name)) << name;
+        EXPECT_NEAR(target.at("level_inside").get<double>(), 30, 3);
+        EXPECT_NEAR(target.at("level_outside").get<double>(), 210, 3);
         EXPECT_FALSE(target.contains("covariance"));
         EXPECT_GE(target.at("semi_major").get<double>(), target.at("semi_minor").get<double>());
     }
     EXPECT_EQ(outcome.err, "");
+}
+
+TEST_F(Ellipses, JsonTellsItsVersionTheMethodAndTheRangeOfAngles)
+{
+    const std::string two = write_two_discs();
+    const Json precise = Json::parse(run_panoval({"ellipses", "--json", two}).out);
+    EXPECT_EQ(precise.at("schema_version"), 2);
+    EXPECT_EQ(precise.at("method"), "precise");
+    const double low = precise.at("angle_range").at(0).get<double>();
+    const double high = precise.at("angle_range").at(1).get<double>();
+    EXPECT_NEAR(high, 1.5707963267948966, 1e-15);
+    EXPECT_EQ(low, -high);
+    for (const Json& target : precise.at("images").at(0).at("targets")) {
+        EXPECT_GT(target.at("angle").get<double>(), low);
+        EXPECT_LE(target.at("angle").get<double>(), high);
+    }
+    const Json library = Json::parse(run_panoval({"ellipses", "--method", "library", "--json", two}).out);
+    EXPECT_EQ(library.at("schema_version"), 2);
+    EXPECT_EQ(library.at("method"), "library");
+}
+
+// A disc at the border, a ring of two outlines, and one disc beside it.
+TEST_F(Ellipses, EveryFormatNamesTheFlags)
+{
+    Image image = render(170, 100, {{8, 20.3, 8}, {60.2, 60.7, 24}, {99, 60, 12}});
+    for (std::int32_t y = 0; y < 100; ++y)
+        for (std::int32_t x = 0; x < 170; ++x)
+            if (std::hypot(x - 60.2, y - 60.7) < 12)
+                image.row(y)[x] = 255;
+    write_image(in_folder("flags.pgm"), image);
+    const Json targets =
+        Json::parse(run_panoval({"ellipses", "--json", in_folder("flags.pgm")}).out)["images"][0]["targets"];
+    ASSERT_EQ(targets.size(), 4u) << targets;
+    const auto flags = [&](std::size_t target) { return targets[target]["flags"].get<std::vector<std::string>>(); };
+    const auto has = [&](std::size_t target, const char* name) {
+        const std::vector<std::string> names = flags(target);
+        return std::find(names.begin(), names.end(), name) != names.end();
+    };
+    EXPECT_TRUE(has(0, "border")) << targets[0];
+    int rings = 0;
+    int neighbours = 0;
+    for (std::size_t i = 0; i < 4; ++i) {
+        rings += has(i, "ring");
+        neighbours += has(i, "neighbour");
+    }
+    EXPECT_EQ(rings, 2) << targets;
+    EXPECT_GE(neighbours, 2) << targets;
+    for (const bool wants_csv : {true, false}) {
+        const std::string text = wants_csv ? run_panoval({"ellipses", "--csv", in_folder("flags.pgm")}).out
+                                           : run_panoval({"ellipses", in_folder("flags.pgm")}).out;
+        for (std::size_t i = 0; i < 4; ++i) {
+            std::string joined;
+            for (const std::string& name : flags(i))
+                joined += (joined.empty() ? "" : " ") + name;
+            EXPECT_TRUE(contains(text, joined)) << joined << " in " << text;
+        }
+    }
 }
 
 TEST_F(Ellipses, TheLibrarysOwnLinesStayOutOfTheResults)
@@ -263,7 +323,7 @@ TEST_F(Ellipses, EachMethodHasOptionsOfItsOwn)
 }
 
 // Yellow alone could not be read on light ground.
-void expect_numbers_on_dark_rims(const Image& overlay)
+void expect_numbers_on_dark_rims(const Image& overlay, int expected_dots)
 {
     const auto is = [&](std::int32_t x, std::int32_t y, int red, int green, int blue) {
         const std::uint8_t* const pixel = overlay.row(y) + 3 * x;
@@ -278,7 +338,7 @@ void expect_numbers_on_dark_rims(const Image& overlay)
             for (const std::int32_t side : {-1, 1})
                 EXPECT_TRUE(is(x + side, y, 255, 220, 0) || is(x + side, y, 0, 0, 0)) << x << ", " << y;
         }
-    EXPECT_EQ(dots, 8 + 11) << "of a 1 and a 2";
+    EXPECT_EQ(dots, expected_dots);
 }
 
 TEST_F(Ellipses, OverlaysShowTheTargets)
@@ -291,7 +351,7 @@ TEST_F(Ellipses, OverlaysShowTheTargets)
     const std::uint8_t* const edge = overlay.row(31) + 3 * 28; // on the first disc's left edge
     EXPECT_GT(edge[0], edge[1] + 40) << "no red outline";
     EXPECT_EQ(overlay.row(90)[3 * 20], 210) << "the picture shows through";
-    expect_numbers_on_dark_rims(overlay);
+    expect_numbers_on_dark_rims(overlay, 8 + 11); // of a 1 and a 2
     const std::string svg = read_text("over.svg");
     EXPECT_TRUE(contains(svg, "<svg xmlns=")) << svg.substr(0, 200);
     EXPECT_TRUE(contains(svg, "<image width=\"150\" height=\"100\"")) << svg.substr(0, 400);
@@ -306,6 +366,25 @@ TEST_F(Ellipses, OverlaysShowTheTargets)
         for (std::int32_t y = 90; y < 100; ++y)
             is_factor_written |= overlay.row(y)[3 * x] == 255 && overlay.row(y)[3 * x + 1] == 0;
     EXPECT_TRUE(is_factor_written);
+}
+
+TEST_F(Ellipses, NumbersOfTargetsInCornersAreWithinThePicture)
+{
+    write_image(in_folder("corners.pgm"), render(150, 100, {{138, 12, 11}, {12, 13, 11}, {138, 88, 11}, {12, 87, 11}}));
+    const Outcome outcome = run_panoval(
+        {"ellipses", in_folder("corners.pgm"), "--png", in_folder("over.ppm"), "--svg", in_folder("over.svg")});
+    ASSERT_EQ(outcome.exit_code, 0) << outcome.err;
+    expect_numbers_on_dark_rims(read_image(in_folder("over.ppm")), 8 + 11 + 11 + 9);
+    const std::string svg = read_text("over.svg");
+    int numbers = 0;
+    for (auto at = svg.find("<text x=\""); at != std::string::npos; at = svg.find("<text x=\"", at + 1)) {
+        double x = 0;
+        double y = 0;
+        ASSERT_EQ(std::sscanf(svg.c_str() + at, "<text x=\"%lf\" y=\"%lf\"", &x, &y), 2);
+        EXPECT_TRUE(x > 0 && x < 145 && y > 5 && y < 100) << x << ", " << y;
+        ++numbers;
+    }
+    EXPECT_EQ(numbers, 5) << "of four targets, and the magnification";
 }
 
 TEST_F(Ellipses, OneBadPictureDoesNotStopTheOthers)

@@ -28,6 +28,7 @@ document.getElementById("probe").textContent = ["image", image.complete && image
 "pictures", document.querySelectorAll("#pictures tr").length - 1,
 "overlaps", document.querySelectorAll("#overlaps tr").length - 1,
 "summary", document.getElementById("summary").textContent.length > 20,
+getComputedStyle(document.getElementById("summary")).borderLeftColor.replaceAll(" ", ""),
 "fits", document.documentElement.scrollWidth <= innerWidth].join(" ");
 const boxes = [...document.querySelectorAll(".numbers text")].map(text => [text.textContent, text.getBoundingClientRect()]);
 // Of a line's box digits fill the middle half.
@@ -73,13 +74,13 @@ stitch() {
     fi
 }
 
-# check LAYOUT CROPS: the report of a layout, on a wide window and on a phone's.
+# check LAYOUT CROPS COLOUR: the report of a layout, on a wide window and on a phone's.
 check() {
     stitch "$1"
     for width in 1280 390; do
         load "$work/report.html" "$width"
         expect "$1, $width pixels wide" probe \
-            "image true layout true seams 1 crops $2 bars 2 pictures 3 overlaps 2 summary true fits true"
+            "image true layout true seams 1 crops $2 bars 2 pictures 3 overlaps 2 summary true $3 fits true"
     done
 }
 
@@ -97,7 +98,7 @@ check_many() {
     done
 }
 
-check layout.json 0
-check displaced.json 6
+check layout.json 0 "rgb(26,127,55)"  # good
+check displaced.json 6 "rgb(196,41,28)" # bad
 check_many
 echo "the browser shows the whole report"

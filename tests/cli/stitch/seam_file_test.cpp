@@ -30,8 +30,10 @@ Labels made_labels()
             continue;
         }
         std::vector<std::uint64_t> row;
-        while (row.size() < static_cast<std::size_t>(kGrid.width))
-            row.insert(row.end(), std::min<std::size_t>(1 + random() % 90, 300 - row.size()), random() % 400);
+        while (row.size() < static_cast<std::size_t>(kGrid.width)) {
+            const std::size_t length = std::min<std::size_t>(1 + random() % 90, 300 - row.size());
+            row.insert(row.end(), length, random() % 400);
+        }
         labels.push_back(row);
     }
     return labels;
@@ -145,8 +147,9 @@ TEST_F(SeamFiles, ThatAreDamagedAreRefusedOrRead)
         write_text("plan.seams", damaged);
         std::string text;
         const std::string error = error_of([&] { text = read(all()); });
-        refused += error.empty() ? 0 : 1;
-        if (error.empty())
+        const bool was_read = error == "no error";
+        refused += was_read ? 0 : 1;
+        if (was_read)
             EXPECT_EQ(labels_of(text).back().size(), 300u);
         else
             EXPECT_TRUE(contains(error, "plan.seams")) << error;

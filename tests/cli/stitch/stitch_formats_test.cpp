@@ -3,6 +3,7 @@
 #include "image/image_read.h"
 #include "image/image_write.h"
 #include "tests/cli/run_program.h"
+#include "tests/support/colour_profile.h"
 #include "tests/support/scratch_folder.h"
 
 #include <gtest/gtest.h>
@@ -239,24 +240,6 @@ TEST_F(StitchFormats, JpegHolds8BitsWhateverThePicturesHave)
     EXPECT_EQ(outcome.exit_code, 4);
     EXPECT_TRUE(contains(outcome.err, "found 16 bits for a JPEG file; expected 8 (--depth 8), or another ending"));
     EXPECT_EQ(stitch({"-o", in_folder("again.png"), in_folder("out.jpg") + "@0,0"})["channels"], 3);
-}
-
-// An ICC profile that the formats' libraries take: a header and one tag of noise.
-std::vector<std::uint8_t> colour_profile()
-{
-    std::vector<std::uint8_t> profile(400, 0);
-    const auto put = [&](std::size_t at, const std::string& bytes) {
-        std::copy(bytes.begin(), bytes.end(), profile.begin() + static_cast<std::ptrdiff_t>(at));
-    };
-    put(2, "\x01\x90"); // the length
-    put(8, "\x02");
-    put(12, "mntrRGB XYZ ");
-    put(36, "acsp");
-    put(68, std::string("\0\0\xF6\xD6\0\1\0\0\0\0\xD3\x2D", 12)); // the white point
-    put(128, std::string("\0\0\0\1desc\0\0\0\x90\0\0\1\0", 16));
-    const Image noise = test_picture(16, 16, 1, 8);
-    std::copy(noise.data.get(), noise.data.get() + 256, profile.begin() + 144);
-    return profile;
 }
 
 Image make_zero_mask(std::int32_t width, std::int32_t height)

@@ -3,6 +3,7 @@
 #include "image/image_read.h"
 #include "image/image_write.h"
 #include "tests/cli/run_program.h"
+#include "tests/support/buffers.h"
 #include "tests/support/scratch_folder.h"
 
 #include <gtest/gtest.h>
@@ -364,11 +365,7 @@ TEST_F(Stitch, MemoryStaysWithinTheBudgetWhateverTheNumberOfPictures)
     const Outcome small = stitch({in_folder("small.ppm") + "@0,0", "-o", in_folder("small.tif"), "--json"});
     ASSERT_EQ(small.exit_code, 0) << small.err;
     const double program = Json::parse(small.out)["peak_memory_bytes"].get<double>();
-#if defined(__SANITIZE_ADDRESS__)
-    const double shadow = 1.125; // the address sanitizer keeps a byte for every eight
-#else
-    const double shadow = 1;
-#endif
+    const double shadow = panoval::test::kAddressSanitizer ? 1.125 : 1; // which keeps a byte for every eight
     EXPECT_LT(json["peak_memory_bytes"].get<double>() - program, (64 * 1048576 + 8e6) * shadow);
     EXPECT_LE(json["decodes_per_picture"].get<double>(), 1.3);
 }
