@@ -15,7 +15,6 @@ namespace
 {
 
 using namespace panoval::cli;
-using panoval::fuzz::area;
 using panoval::fuzz::file_of;
 using panoval::fuzz::Input;
 using panoval::fuzz::require;

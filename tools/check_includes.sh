@@ -36,7 +36,8 @@ allowed() {
         ;;
     measure) echo core filter detect panoval.h panoval_measure.h panoval_version.h ;;
     image) echo core panoval.h ;;
-    cli/base | cli/stitch | cli/pyramid | cli/ellipses | cli/filters)
+    cli/base) echo image core/large_pages.h panoval.h panoval_mosaic.h panoval_measure.h ;;
+    cli/stitch | cli/pyramid | cli/ellipses | cli/filters)
         echo cli/base image panoval.h panoval_mosaic.h panoval_measure.h
         ;;
     cli/reference) echo cli/base ;;

@@ -141,10 +141,11 @@ waiting=$!
 has_begun() { ls pano.zarr/.panoval/tiles/* && squeue --noheader --states=running --format=%i | grep .; }
 wait_for "the job array" has_begun
 back=$(squeue --noheader --states=running --format=%i | head -n 1)
-if scontrol requeue "$back"; then
-    scontrol update JobId="$back" StartTime=now # and not in two minutes
-else
-    echo "task $back was through already"
-fi
+scontrol requeue "$back" || echo "task $back was through already"
+# A task that is sent back waits for two minutes, from when it has ended.
+while kill -0 $waiting 2>/dev/null; do
+    scontrol update JobId="$back" StartTime=now >/dev/null 2>&1 || true
+    sleep 0.5
+done
 wait $waiting || fail "the job array fails: $(cat slurm-*.out slurmctld.log)"
 expect_whole "a Slurm job array"
