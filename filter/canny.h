@@ -73,6 +73,20 @@ bool canny_gaussian_smooth_start(CannySmoother& smoother, std::int32_t rows, std
 // Smooths row r, times 90 and rounded half up: 0 to 22950. Rows are asked for in rising order, each once.
 void canny_gaussian_smooth(CannySmoother& smoother, const std::uint8_t* image, std::int32_t r, std::int16_t* smoothed);
 
+// The passes' inner loops, on one row. Products are summed in the order of the taps.
+
+// Grey values as doubles.
+void canny_widen_row(const std::uint8_t* grey, std::size_t cols, double* out);
+
+// out[x] = sum over t of line[x + t] * weights[t], divided by sums[x]. line holds tap_count - 1 values more than out.
+void canny_smooth_x_row(const double* line, const double* weights, std::size_t tap_count, const double* sums,
+                        std::size_t cols, double* out);
+
+// out[x] = sum over t of taps[t][x] * weights[t], times 90, divided by sum, rounded half up. Values of the taps are 0
+// to 255.
+void canny_smooth_y_row(const double* const* taps, const double* weights, std::size_t tap_count, double sum,
+                        std::size_t cols, std::int16_t* out);
+
 // ------------------------------------------------------------------------------------------------------ gradients ----
 
 // Differences of one row: right minus left neighbour and below minus above, of the pixel itself where there is no
@@ -116,5 +130,15 @@ CannyThresholds canny_thresholds(const std::int32_t* histogram, double tlow, dou
 // pixels of edge are kNoEdge.
 void canny_hysteresis(const std::int16_t* magnitude, std::int32_t rows, std::int32_t cols, CannyThresholds thresholds,
                       std::uint8_t* edge);
+
+// What an edge map holds while edges grow in it. kEdge is 0 in either meaning.
+inline constexpr std::uint8_t kFollower = 1; // a candidate above the low threshold
+inline constexpr std::uint8_t kSeed = 2;     // a candidate that reaches the high one; may be a follower, too
+inline constexpr std::uint8_t kNeither = 128;
+
+// The passes before and after edges grow: classes in place of candidates, and then kNoEdge in place of what is no edge.
+void canny_classify_pixels(const std::int16_t* magnitude, std::size_t count, CannyThresholds thresholds,
+                           std::uint8_t* edge);
+void canny_finish_pixels(std::uint8_t* edge, std::size_t count);
 
 } // namespace panoval

@@ -17,17 +17,6 @@
 #include <bit>
 #include <cstring>
 
-// What an edge map holds between the two passes over it. kEdge is 0 in either meaning.
-#ifndef PANOVAL_FILTER_CANNY_HYSTERESIS_CLASSES
-#define PANOVAL_FILTER_CANNY_HYSTERESIS_CLASSES
-namespace panoval
-{
-inline constexpr std::uint8_t kFollower = 1; // a candidate above the low threshold
-inline constexpr std::uint8_t kSeed = 2;     // a candidate that reaches the high one; may be a follower, too
-inline constexpr std::uint8_t kNeither = 128;
-} // namespace panoval
-#endif
-
 HWY_BEFORE_NAMESPACE();
 namespace panoval::HWY_NAMESPACE
 {
@@ -80,6 +69,17 @@ namespace panoval
 {
 HWY_EXPORT(classify_pixels);
 HWY_EXPORT(finish_pixels);
+
+void canny_classify_pixels(const std::int16_t* magnitude, std::size_t count, CannyThresholds thresholds,
+                           std::uint8_t* edge)
+{
+    HWY_DYNAMIC_DISPATCH(classify_pixels)(magnitude, count, thresholds.high, thresholds.low, edge);
+}
+
+void canny_finish_pixels(std::uint8_t* edge, std::size_t count)
+{
+    HWY_DYNAMIC_DISPATCH(finish_pixels)(edge, count);
+}
 
 namespace
 {
@@ -203,7 +203,7 @@ void canny_hysteresis(const std::int16_t* magnitude, std::int32_t rows, std::int
                       std::uint8_t* edge)
 {
     const std::size_t count = static_cast<std::size_t>(rows) * static_cast<std::size_t>(cols);
-    HWY_DYNAMIC_DISPATCH(classify_pixels)(magnitude, count, thresholds.high, thresholds.low, edge);
+    canny_classify_pixels(magnitude, count, thresholds, edge);
     EdgeQueue* queue = nullptr;
     for_each_seed(edge, count, [&](std::size_t i) {
         edge[i] = kEdge;
@@ -213,7 +213,7 @@ void canny_hysteresis(const std::int16_t* magnitude, std::int32_t rows, std::int
     });
     if (queue != nullptr)
         edge_queue_destroy(queue);
-    HWY_DYNAMIC_DISPATCH(finish_pixels)(edge, count);
+    canny_finish_pixels(edge, count);
 }
 
 } // namespace panoval

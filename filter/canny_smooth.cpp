@@ -20,7 +20,7 @@ namespace panoval::HWY_NAMESPACE
 {
 namespace hn = hwy::HWY_NAMESPACE;
 
-void bytes_to_doubles_row(const std::uint8_t* bytes, std::size_t count, double* doubles)
+void widen_row(const std::uint8_t* bytes, std::size_t count, double* doubles)
 {
     const hn::ScalableTag<double> d;
     const hn::Rebind<std::int32_t, decltype(d)> d32;
@@ -118,9 +118,26 @@ HWY_AFTER_NAMESPACE();
 #if HWY_ONCE
 namespace panoval
 {
-HWY_EXPORT(bytes_to_doubles_row);
+HWY_EXPORT(widen_row);
 HWY_EXPORT(smooth_x_row);
 HWY_EXPORT(smooth_y_row);
+
+void canny_widen_row(const std::uint8_t* grey, std::size_t cols, double* out)
+{
+    HWY_DYNAMIC_DISPATCH(widen_row)(grey, cols, out);
+}
+
+void canny_smooth_x_row(const double* line, const double* weights, std::size_t tap_count, const double* sums,
+                        std::size_t cols, double* out)
+{
+    HWY_DYNAMIC_DISPATCH(smooth_x_row)(line, weights, tap_count, sums, cols, out);
+}
+
+void canny_smooth_y_row(const double* const* taps, const double* weights, std::size_t tap_count, double sum,
+                        std::size_t cols, std::int16_t* out)
+{
+    HWY_DYNAMIC_DISPATCH(smooth_y_row)(taps, weights, tap_count, sum, cols, out);
+}
 
 namespace
 {
@@ -193,10 +210,9 @@ void smooth_along_x(CannySmoother& s, const std::uint8_t* row, double* out)
 {
     const auto cols = static_cast<std::size_t>(s.cols);
     const auto half = static_cast<std::size_t>(s.half_x);
-    HWY_DYNAMIC_DISPATCH(bytes_to_doubles_row)(row, cols, s.line.get() + half);
+    canny_widen_row(row, cols, s.line.get() + half);
     // The zeros beside the line stand for dropped taps: they add nothing to the sum of products.
-    HWY_DYNAMIC_DISPATCH(smooth_x_row)
-    (s.line.get(), s.centre - half, 2 * half + 1, s.x_sums.get(), cols, out);
+    canny_smooth_x_row(s.line.get(), s.centre - half, 2 * half + 1, s.x_sums.get(), cols, out);
 }
 
 } // namespace
@@ -229,9 +245,8 @@ void canny_gaussian_smooth(CannySmoother& s, const std::uint8_t* image, std::int
     const std::int32_t count = range.last - range.first + 1;
     for (std::int32_t t = 0; t < count; ++t)
         s.taps[static_cast<std::size_t>(t)] = s.ring.row(r + range.first + t);
-    HWY_DYNAMIC_DISPATCH(smooth_y_row)
-    (s.taps.get(), s.centre + range.first, static_cast<std::size_t>(count), sum_of_weights(s.centre, range),
-     s.ring.cols, smoothed);
+    canny_smooth_y_row(s.taps.get(), s.centre + range.first, static_cast<std::size_t>(count),
+                       sum_of_weights(s.centre, range), s.ring.cols, smoothed);
 }
 
 } // namespace panoval

@@ -23,8 +23,6 @@ HWY_INLINE hn::Vec<D> around(D d, const std::uint8_t* row)
     return hn::Or(hn::LoadU(d, row - 1), hn::Or(hn::LoadU(d, row), hn::LoadU(d, row + 1)));
 }
 
-// out[i] is the union of the nine cells around cell i, without what taken[i] has. The rows have a cell before the first
-// and one behind the last.
 template <class D>
 HWY_INLINE void dilate_vector(D d, const std::uint8_t* row, std::ptrdiff_t stride, const std::uint8_t* taken,
                               std::uint8_t* out)
@@ -52,6 +50,12 @@ HWY_AFTER_NAMESPACE();
 namespace panoval
 {
 HWY_EXPORT(dilate_row);
+
+void dilate_row(const std::uint8_t* row, std::ptrdiff_t stride, std::size_t count, const std::uint8_t* taken,
+                std::uint8_t* out)
+{
+    HWY_DYNAMIC_DISPATCH(dilate_row)(row, stride, count, taken, out);
+}
 
 namespace
 {
@@ -134,8 +138,7 @@ void dilate_window(const FillRegion& region, const std::uint8_t* cells, const st
     const auto count = static_cast<std::size_t>(region.end_col - region.first_col) - 2;
     for (std::int32_t row = region.first_row + 1; row < region.end_row - 1; ++row) {
         const std::size_t i = region.index(row, region.first_col + 1);
-        HWY_DYNAMIC_DISPATCH(dilate_row)
-        (cells + i, static_cast<std::ptrdiff_t>(region.stride), count, taken + i, out + i);
+        dilate_row(cells + i, static_cast<std::ptrdiff_t>(region.stride), count, taken + i, out + i);
     }
 }
 

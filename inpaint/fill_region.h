@@ -60,6 +60,11 @@ struct Marks {
     }
 };
 
+// out[i] = the union of the nine cells around row[i], without what taken[i] has. The rows above and below lie stride
+// bytes away, and each of the three has a cell before the first and one behind the last.
+void dilate_row(const std::uint8_t* row, std::ptrdiff_t stride, std::size_t count, const std::uint8_t* taken,
+                std::uint8_t* out);
+
 // Finds the region to be filled, which is the marked pixels of a picture of 3 bytes a pixel grown by one in all eight
 // directions, and the ring of known pixels around it. Distances are 0 on the ring and kFarAway elsewhere. Marks outside
 // the picture do not count. reach is the radius of the neighbourhoods, at least 1. False where nothing is marked, no

@@ -2,6 +2,7 @@
 #include "inpaint/fill_region.h"
 
 #include "tests/reference/inpaint.h"
+#include "tests/support/buffers.h"
 #include "tests/support/noise.h"
 #include "tests/support/targets.h"
 
@@ -59,6 +60,56 @@ void compare(std::int32_t width, std::int32_t height, const std::vector<std::uin
     FillRegion region;
     ASSERT_TRUE(find_fill_region(region, {marks.data(), width, height, 1}, image.data(), width, height, reach));
     expect_cells(region, GrownMarks(marks, width, height), image);
+}
+
+std::vector<std::uint8_t> literally_dilated(const std::uint8_t* row, std::ptrdiff_t stride,
+                                            const std::vector<std::uint8_t>& taken)
+{
+    std::vector<std::uint8_t> out(taken.size());
+    for (std::size_t i = 0; i < out.size(); ++i) {
+        unsigned bits = 0;
+        for (std::ptrdiff_t y = -1; y <= 1; ++y)
+            for (std::ptrdiff_t x = -1; x <= 1; ++x)
+                bits |= row[y * stride + static_cast<std::ptrdiff_t>(i) + x];
+        out[i] = static_cast<std::uint8_t>(bits & ~unsigned{taken[i]});
+    }
+    return out;
+}
+
+TEST(DilateRow, EqualsItsDefinitionForEveryTailAndOffset)
+{
+    for_each_target([] {
+        for (std::size_t count = 0; count <= 131; ++count) {
+            const std::size_t stride = count + 2; // a cell on either side
+            // Mostly empty, so that each of the nine cells decides somewhere.
+            auto cells = noise<std::uint8_t>(3 * stride, 0, 20, count);
+            for (std::uint8_t& cell : cells)
+                cell = cell == 0 ? 1 : 0;
+            const Guarded<std::uint8_t> source(cells);
+            const auto taken = noise<std::uint8_t>(count, 0, 1, count + 1000);
+            const Guarded<std::uint8_t> in(taken);
+            Guarded<std::uint8_t> out(count);
+            const std::uint8_t* const row = source.data() + stride + 1;
+            dilate_row(row, static_cast<std::ptrdiff_t>(stride), count, in.data(), out.data());
+            EXPECT_TRUE(same_bits(out.values(), literally_dilated(row, static_cast<std::ptrdiff_t>(stride), taken)))
+                << count;
+            EXPECT_TRUE(out.intact());
+        }
+    });
+}
+
+TEST(DilateRow, KeepsEveryBitOfItsNineCells)
+{
+    for_each_target([] {
+        for (std::size_t cell = 0; cell < 9; ++cell) {
+            std::vector<std::uint8_t> cells(9, 0);
+            cells[cell] = 0xF0;
+            const std::uint8_t taken = 0x30;
+            std::uint8_t out = 0;
+            dilate_row(cells.data() + 4, 3, 1, &taken, &out);
+            EXPECT_EQ(out, 0xC0) << cell;
+        }
+    });
 }
 
 TEST(FillRegion, HoldsTheGrownMarksAndTheirRing)
