@@ -25,8 +25,6 @@ constexpr std::int64_t kFullWeightFrom = 50; // pixels from a mask's edge, see k
 
 constexpr std::int64_t kCoverageRowsAtOnce = 16;
 
-constexpr std::int64_t kFloatBytes = sizeof(float);
-
 void add_coverage(const LibraryJob& job, const Rect& part, const PixelBlock& block)
 {
     for (std::int64_t y = 0; y < part.height; ++y) {
@@ -271,37 +269,6 @@ Rect bands_reach(const Rect& tile, int bands)
 Rect feather_reach(const Rect& tile)
 {
     return tile.grown(kFullWeightFrom + 1);
-}
-
-std::int64_t longest_filled_row(const Layout& layout)
-{
-    std::int64_t longest = 0;
-    for (const PlacedPicture& picture : layout.pictures)
-        if (picture.has_mask)
-            longest = std::max(longest, picture.rect.width);
-    return longest;
-}
-
-std::size_t bands_scratch_bytes(const Layout& layout, int bands, std::int64_t filled_row, std::int64_t width,
-                                std::int64_t height)
-{
-    constexpr std::int64_t kRows = 3 * kReducedRows / 2 + kExpandedRows + 1; // of each level, see BandWindow
-    constexpr std::int64_t kSpansBytes = 4 * sizeof(Interval);               // of each row
-    const std::int64_t unit = std::int64_t{1} << bands;
-    const std::int64_t pixel_bytes = (layout.channels + 1) * kFloatBytes;
-    Rect frame{0, 0, round_up(layout.width, unit), round_up(layout.height, unit)};
-    Rect seen = intersect(frame, {0, 0, width + 2 * farthest_reach(bands), height + 2 * farthest_reach(bands)});
-    const std::int64_t of_row = kPreparedRowsAtOnce * (layout.pixel_bytes() + 1) + 3 * kFloatBytes * layout.channels;
-    std::int64_t bytes = std::max(seen.width, filled_row) * of_row;
-    for (int i = 0; i <= bands; ++i) {
-        const Rect sums = intersect(frame, {0, 0, width, height});
-        bytes += (sums.pixels() + kRows * seen.width) * pixel_bytes + seen.height * kSpansBytes;
-        width = sums.width / 2 + 4; // see expanded_from
-        height = sums.height / 2 + 4;
-        seen = {0, 0, seen.width / 2, seen.height / 2};
-        frame = {0, 0, frame.width / 2, frame.height / 2};
-    }
-    return to_size(bytes);
 }
 
 void blend_bands(const LibraryJob& job, LibraryScratch& scratch)

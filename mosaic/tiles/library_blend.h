@@ -39,13 +39,6 @@ void blend_feather(const LibraryJob& job);
 // The bands that the library uses where so many are asked for: no more than the larger side allows, and at least one.
 int library_bands(const Layout& layout, int requested);
 
-// Of pictures with masks whole rows are prepared; 0 where there are none.
-std::int64_t longest_filled_row(const Layout& layout);
-
-// About what blend_bands takes for itself for a tile of this size, in bytes.
-std::size_t bands_scratch_bytes(const Layout& layout, int bands, std::int64_t filled_row, std::int64_t width,
-                                std::int64_t height);
-
 // A tile depends on the pictures that lie here. Of bands near a picture's edge, and behind masks, on as much of the
 // picture as its mirror image and the colours that go on there show, which may lie farther away.
 Rect bands_reach(const Rect& tile, int bands);

@@ -13,7 +13,7 @@ namespace panoval::mosaic
 TileBlender::TileBlender(const Layout& layout, const Corrections& corrections, const SeamMap* seams,
                          const BlendOptions& options, PictureReader& reader)
     : layout_(layout), corrections_(corrections), seams_(seams), options_(options),
-      bands_(library_bands(layout, options.bands)), filled_row_(longest_filled_row(layout)), reader_(reader)
+      bands_(library_bands(layout, options.bands)), scratch_needs_(layout, bands_), reader_(reader)
 {
 }
 
@@ -46,18 +46,10 @@ Rect TileBlender::reach(const Rect& tile) const
 
 std::size_t TileBlender::scratch_bytes(std::int64_t width, std::int64_t height) const
 {
-    if (seams_ == nullptr && options_.mode == BlendMode::MultiBand)
-        return bands_scratch_bytes(layout_, bands_, filled_row_, width, height);
-    const Rect tile{0, 0, width, height};
-    const auto pixels = static_cast<std::size_t>(tile.pixels());
-    const auto seen = static_cast<std::size_t>(reach(tile).pixels());
-    const auto channels = static_cast<std::size_t>(layout_.channels);
-    const auto block = seen * static_cast<std::size_t>(layout_.pixel_bytes() + 1);
-    if (seams_ == nullptr)
-        return pixels * (channels + 1) * sizeof(float) + block + seen * sizeof(float);
-    // Levels, and labels and the composite around the tile.
-    const std::size_t levels = pixels / 3 * 4 * (channels + 1) * sizeof(float);
-    return levels + seen * (1 + channels) * sizeof(float) + block;
+    if (seams_ != nullptr)
+        return scratch_needs_.composite_bytes(width, height);
+    return options_.mode == BlendMode::Feather ? scratch_needs_.feather_bytes(width, height)
+                                               : scratch_needs_.bands_bytes(width, height);
 }
 
 } // namespace panoval::mosaic

@@ -18,6 +18,7 @@
 #include "mosaic/seams/seam_map.h"
 #include "mosaic/tiles/composite_blend.h"
 #include "mosaic/tiles/library_blend.h"
+#include "mosaic/tiles/tile_scratch.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -53,7 +54,7 @@ public:
     // Of the canvas, where pictures lie that a tile's pixels depend on; may reach beyond the canvas.
     Rect reach(const Rect& tile) const;
 
-    // About what blend() takes for itself for a tile of this size, in bytes.
+    // What blend() takes for itself for a tile of this size, in bytes; rather too much.
     std::size_t scratch_bytes(std::int64_t width, std::int64_t height) const;
 
 private:
@@ -62,7 +63,7 @@ private:
     const SeamMap* const seams_;
     const BlendOptions options_;
     const int bands_; // no more than the canvas has room for
-    const std::int64_t filled_row_;
+    const TileScratch scratch_needs_;
     PictureReader& reader_;
     mutable ScratchPool<CompositeScratch> scratch_;
     mutable ScratchPool<LibraryScratch> library_scratch_;

@@ -12,6 +12,8 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
+#include <memory>
 #include <random>
 
 namespace panoval::mosaic::test
@@ -402,6 +404,79 @@ TEST(TileBlender, WithoutSeamsTakesTheMemoryThatItSays)
                     EXPECT_LE(used, said + said / 20 + 20000) << bands << " bands, " << channels << " x " << bits;
                     EXPECT_GE(used, said / 2) << bands << " bands, " << channels << " x " << bits;
                 }
+        }
+}
+
+// A little is taken whatever the size.
+constexpr std::size_t kLittle = 20000;
+
+// Wherever the tile lies it takes no more than that, and at the least fortunate place not much less.
+void expect_taken_as_said(const MemoryReader& reader, const std::function<std::unique_ptr<TileBlender>()>& new_blender,
+                          std::int64_t width, std::int64_t height)
+{
+    const Layout& layout = reader.layout;
+    std::size_t said = 0;
+    std::size_t most = 0;
+    for (const auto& [x, y] : {std::pair{0, 0}, std::pair{201, 103}, std::pair{435, 275}, std::pair{800, 500}}) {
+        const auto blender = new_blender(); // has no memory of earlier tiles
+        const Rect tile{std::min<std::int64_t>(x, layout.width - width),
+                        std::min<std::int64_t>(y, layout.height - height), width, height};
+        said = blender->scratch_bytes(width, height);
+        const std::size_t used = taken(*blender, layout, tile);
+        EXPECT_LE(used, said + kLittle) << "at " << tile.x << ", " << tile.y;
+        most = std::max(most, used);
+    }
+    EXPECT_LE(said, most + 3 * most / 10 + kLittle);
+}
+
+// Two pictures on all of the canvas, of each every other stripe across it, and gaps between: seams and outlines are
+// everywhere.
+TEST(TileBlender, WithSeamsTakesTheMemoryThatItSays)
+{
+    constexpr std::int64_t kWidth = 1300;
+    constexpr std::int64_t kHeight = 800;
+    std::vector<std::int32_t> labels;
+    for (std::int64_t y = 0; y < kHeight; ++y)
+        for (std::int64_t x = 0; x < kWidth; ++x)
+            labels.push_back((x + y) % 150 < 3 ? kNobody : static_cast<std::int32_t>((x + y) / 150 % 2));
+    const SeamMap seams = seam_map_of(labels, kWidth);
+    for (const bool has_falloff : {false, true})
+        for (const auto& [channels, bits] : {std::pair{1, 8}, std::pair{3, 8}, std::pair{4, 16}}) {
+            MemoryReader reader(kWidth, kHeight);
+            for (int i = 0; i < 2; ++i)
+                reader.add(0, 0, MemoryPicture::blank(kWidth, kHeight, channels, bits));
+            Corrections corrections = Corrections::none(reader.layout);
+            if (has_falloff)
+                corrections.falloff.c = {-0.3, 0.05, 0.01};
+            for (const int bands : {1, 4, 6})
+                for (const auto& [width, height] : {std::pair{16, 16}, std::pair{333, 256}, std::pair{1300, 16},
+                                                    std::pair{16, 800}, std::pair{1300, 800}}) {
+                    SCOPED_TRACE(testing::Message() << bands << " bands, " << channels << " x " << bits << ", " << width
+                                                    << " x " << height);
+                    const BlendOptions options{BlendMode::MultiBand, bands, bits};
+                    const auto new_blender = [&] {
+                        return std::make_unique<TileBlender>(reader.layout, corrections, &seams, options, reader);
+                    };
+                    expect_taken_as_said(reader, new_blender, width, height);
+                }
+        }
+}
+
+TEST(TileBlender, FeatheringTakesTheMemoryThatItSays)
+{
+    for (const bool has_masks : {false, true})
+        for (const auto& [channels, bits] : {std::pair{1, 8}, std::pair{3, 8}, std::pair{4, 16}}) {
+            const auto reader = two_of_a_kind(channels, bits, has_masks);
+            const Corrections none = Corrections::none(reader->layout);
+            const BlendOptions options{BlendMode::Feather, 5, bits};
+            const auto new_blender = [&] {
+                return std::make_unique<TileBlender>(reader->layout, none, nullptr, options, *reader);
+            };
+            for (const auto& [width, height] : {std::pair{16, 16}, std::pair{333, 256}, std::pair{1300, 16},
+                                                std::pair{16, 800}, std::pair{1300, 800}}) {
+                SCOPED_TRACE(testing::Message() << channels << " x " << bits << ", " << width << " x " << height);
+                expect_taken_as_said(*reader, new_blender, width, height);
+            }
         }
 }
 
