@@ -228,8 +228,9 @@ Metadata read_metadata(const TiffFile& tiff)
     return metadata;
 }
 
-// Of rows that stand in the file as they are, what is read at once before it is taken apart.
-constexpr std::size_t kBytesAtOnce = std::size_t{1} << 16;
+// Of rows that stand in the file as they are, what is read at once before it is taken apart: few calls of the system,
+// and still no more than caches hold.
+constexpr std::size_t kBytesAtOnce = std::size_t{1} << 18;
 
 // Rows that stand in the file as they are come straight from there, those of other interleaved strips one at a time.
 // Otherwise a chunk is decoded and kept: a row of tiles, or the strips of all planes.
@@ -382,7 +383,9 @@ private:
             end += chunk_rows_;
         const auto count = static_cast<std::int32_t>(std::min(end, wanted) - y);
         std::FILE* const stream = file_.stream.get();
-        if (!seek_in_file(stream, static_cast<std::int64_t>(place_of(y)), SEEK_SET))
+        const auto place = static_cast<std::int64_t>(place_of(y));
+        // Where the last read ended there is nothing to seek, and what the stream has read ahead is of use.
+        if (tell_in_file(stream) != place && !seek_in_file(stream, place, SEEK_SET))
             return 0;
         const std::size_t bytes = static_cast<std::size_t>(count) * line_bytes_;
         return std::fread(to, 1, bytes, stream) == bytes ? count : 0;

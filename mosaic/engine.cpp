@@ -394,8 +394,9 @@ void Engine::run(const PanovalMosaicSink& sink)
              grid.tile_height, " pixels with their pictures' rows; expected ", least_memory(asked, grid, delivery),
              " or more");
     work().store.set_budget(static_cast<std::size_t>(all->store_bytes));
-    std::vector<std::size_t> pictures(plan_->layout.pictures.size());
-    std::iota(pictures.begin(), pictures.end(), std::size_t{0});
+    std::vector<RowRange> pictures;
+    for (std::size_t i = 0; i < plan_->layout.pictures.size(); ++i)
+        pictures.push_back({i, 0, plan_->layout.pictures[i].rect.height});
     work().store.load(pictures, all->threads);
     RunOptions options;
     options.delivery = delivery;

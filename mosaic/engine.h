@@ -77,6 +77,7 @@ private:
     void drop_work();
     const TileBlender& blender();
     GainOptions gain_options() const;
+    std::vector<RowRange> shared_rows() const;
     void measure_gains_now();
     void take_statistics(GainStatistics statistics);
     void find_seams_now();

@@ -9,8 +9,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <map>
 #include <optional>
-#include <set>
 
 namespace panoval::mosaic
 {
@@ -89,12 +89,29 @@ GainOptions Engine::gain_options() const
     return options;
 }
 
+// What the overlaps see of the pictures.
+std::vector<RowRange> Engine::shared_rows() const
+{
+    const Layout& layout = plan_->layout;
+    std::map<std::size_t, RowRange> rows;
+    const auto add = [&rows](std::size_t picture, const Rect& part) {
+        const auto [at, is_new] = rows.try_emplace(picture, RowRange{picture, part.y, part.bottom()});
+        if (!is_new)
+            at->second = {picture, std::min(at->second.first, part.y), std::max(at->second.end, part.bottom())};
+    };
+    for (const Overlap& overlap : overlaps_) {
+        add(overlap.first, overlap.in_first(layout));
+        add(overlap.second, overlap.in_second(layout));
+    }
+    std::vector<RowRange> ranges;
+    for (const auto& [picture, range] : rows)
+        ranges.push_back(range);
+    return ranges;
+}
+
 void Engine::measure_gains_now()
 {
-    std::set<std::size_t> shared;
-    for (const Overlap& overlap : overlaps_)
-        shared.insert({overlap.first, overlap.second});
-    work().store.load({shared.begin(), shared.end()}, threads());
+    work().store.load(shared_rows(), threads());
     take_statistics(measure_overlaps(plan_->layout, overlaps_, work().store, gain_options(), *progress_));
 }
 

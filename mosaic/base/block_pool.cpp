@@ -14,6 +14,9 @@ namespace
 
 constexpr std::size_t kLargePage = std::size_t{2} << 20; // as core/large_pages.h has it
 
+// More than a heap keeps of what was freed, so that blocks which stay take nothing from what comes and goes.
+constexpr std::size_t kSlabBytes = std::size_t{64} << 20;
+
 } // namespace
 
 BlockPool::~BlockPool()
@@ -50,7 +53,6 @@ std::shared_ptr<std::uint8_t> BlockPool::take()
 
 void BlockPool::add_slab()
 {
-    constexpr std::size_t kSlabBytes = std::size_t{16} << 20;
     const std::size_t missing = expected_ > blocks_ ? expected_ - blocks_ : 1;
     const std::size_t count = std::clamp<std::size_t>(kSlabBytes / block_bytes_, 1, missing);
     free_.reserve(blocks_ + count); // giving back must not fail

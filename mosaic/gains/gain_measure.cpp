@@ -29,6 +29,7 @@ struct Pair {
     BlockRadii radii;
     BlockLevels levels;               // of all channels together
     RatioEstimate ratio;              // of all channels together
+    RatioEstimate summed;             // the same as sums alone tell it, without what it says of each block
     std::vector<SamplePairs> samples; // of each channel, then of all; empty where it is not dark
 };
 
@@ -114,6 +115,7 @@ private:
         run_in_parallel(pairs_.size(), options_.threads, [&](std::size_t p) {
             Pair& pair = pairs_[p];
             pair.ratio = estimate_ratio(pair.levels);
+            pair.summed = {pair.ratio.kind, pair.ratio.log_ratio, pair.ratio.error, pair.ratio.spread, {}, {}, {}};
             if (is_dark(pair))
                 pair.samples = count_sample_pairs(layout_, overlaps_[p], reader_);
             OverlapStatistics& overlap = result_.overlaps[p];
@@ -203,26 +205,29 @@ private:
     // Of each channel and of all together, with the falloff taken out.
     void estimate_ratios()
     {
-        run_in_parallel(pairs_.size(), options_.threads, [&](std::size_t p) {
-            const Pair& pair = pairs_[p];
-            OverlapStatistics& overlap = result_.overlaps[p];
-            for (std::size_t c = 0; c < channels_; ++c) {
-                const int channel = static_cast<int>(c);
-                const BlockLevels levels = block_levels(pair.blocks, channel, layout_.channels, layout_.bits);
-                overlap.channels[c] = log_ratio_of(estimate_without_falloff(pair, levels, c));
+        const std::size_t each = channels_ + 1;
+        run_in_parallel(pairs_.size() * each, options_.threads, [&](std::size_t i) {
+            const std::size_t index = i % each;
+            OverlapStatistics& overlap = result_.overlaps[i / each];
+            const RatioEstimate ratio = estimate_without_falloff(pairs_[i / each], index);
+            if (index < channels_) {
+                overlap.channels[index] = log_ratio_of(ratio);
+            } else {
+                overlap.all = log_ratio_of(ratio);
+                overlap.spread = ratio.spread;
             }
-            const RatioEstimate all = estimate_without_falloff(pair, pair.levels, channels_);
-            overlap.all = log_ratio_of(all);
-            overlap.spread = all.spread;
         });
     }
 
-    // index: of the channel among the samples, the number of channels for all together
-    RatioEstimate estimate_without_falloff(const Pair& pair, const BlockLevels& levels, std::size_t index) const
+    // index: of the channel, the number of channels for all together
+    RatioEstimate estimate_without_falloff(const Pair& pair, std::size_t index) const
     {
+        const bool is_all = index == channels_;
+        const BlockLevels& levels =
+            is_all ? pair.levels : block_levels(pair.blocks, static_cast<int>(index), layout_.channels, layout_.bits);
         if (!result_.falloff.is_flat())
             return estimate_ratio(flatten(levels, pair.radii, result_.falloff));
-        RatioEstimate ratio = estimate_ratio(levels);
+        RatioEstimate ratio = is_all ? pair.summed : estimate_ratio(levels);
         static_cast<void>(refine_by_samples(pair, index, ratio));
         return ratio;
     }

@@ -217,15 +217,18 @@ void PictureStore::copy_plane(std::size_t picture, const Rect& rect, std::size_t
     });
 }
 
-void PictureStore::load(const std::vector<std::size_t>& pictures, std::size_t threads)
+void PictureStore::load(const std::vector<RowRange>& ranges, std::size_t threads)
 {
     if (!all_fit_)
         return;
-    std::vector<std::size_t> sequential;
-    for (const std::size_t picture : pictures)
-        if (!pictures_[picture].random_access)
-            sequential.push_back(picture);
-    run_in_parallel(sequential.size(), threads, [&](std::size_t i) { band(sequential[i], 0); }); // reads to the end
+    run_in_parallel(ranges.size(), threads, [&](std::size_t i) {
+        const RowRange& range = ranges[i];
+        for (std::int64_t y = range.first; y < range.end;) {
+            const std::int64_t band_rows = pictures_[range.picture].band_rows;
+            band(range.picture, static_cast<std::size_t>(y / band_rows));
+            y += band_rows - y % band_rows;
+        }
+    });
 }
 
 PictureStore::Block PictureStore::band(std::size_t picture, std::size_t index)

@@ -32,6 +32,13 @@ struct StoreBudget {
     bool may_use_scratch = true; // the temporary file
 };
 
+// Rows first to end - 1 of a picture.
+struct RowRange {
+    std::size_t picture = 0;
+    std::int64_t first = 0;
+    std::int64_t end = 0;
+};
+
 struct StoreCounts {
     std::uint64_t rows = 0;          // that the host has given
     double pictures = 0;             // the same in whole pictures
@@ -51,9 +58,10 @@ public:
     void read_mask(std::size_t picture, const Rect& rect, std::uint8_t* out) override;
     bool read_keep(std::size_t picture, const Rect& rect, std::uint8_t* out) override;
 
-    // Where all pictures are kept anyway: fetches these from the host, those that it gives from the first row on only,
-    // several at a time. Threads that then work on the same overlap do not wait for each other.
-    void load(const std::vector<std::size_t>& pictures, std::size_t threads);
+    // Where all pictures are kept anyway: fetches these rows from the host, of several pictures at a time, and all rows
+    // of one that it gives from the first row on only. Threads that then work on the same overlap do not wait for each
+    // other. Each picture comes once.
+    void load(const std::vector<RowRange>& ranges, std::size_t threads);
 
     void set_budget(std::size_t bytes);
     StoreCounts counts() const;

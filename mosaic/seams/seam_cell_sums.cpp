@@ -5,6 +5,7 @@
 #include "core/numbers.h"
 #include "mosaic/base/parallel.h"
 #include "mosaic/base/scratch_pool.h"
+#include "mosaic/pictures/picture_view.h"
 #include "mosaic/seams/seam_rows.h"
 
 #include <algorithm>
@@ -57,13 +58,13 @@ struct Scratch {
     std::vector<std::int64_t> pixels; // of the picture across each column of cells
     std::vector<std::int64_t> widths; // of the columns of cells
     std::vector<Cover> covers;        // of a whole cell in each column, where the mask leaves nothing out
-    std::vector<PixelBlock> blocks;
+    std::vector<PictureView> views;
     std::vector<CellSums> cells;
     std::vector<std::uint16_t> sums; // down the columns, of 8-bit samples, and their roughness
     std::vector<std::uint16_t> rough;
     std::vector<std::uint32_t> wide_sums; // the same of 16-bit samples
     std::vector<std::uint32_t> wide_rough;
-    std::vector<Span> covered_spans; // columns of a block that are covered in all of the rows
+    std::vector<Span> covered_spans; // columns of a view that are covered in all of the rows
     std::vector<Span> earlier_spans;
     std::vector<std::uint8_t> mask;    // of the piece's whole rows
     std::vector<std::int64_t> covered; // pixels of each cell
@@ -127,10 +128,11 @@ public:
         const std::vector<Span> spans = spans_to_read(piece.picture, first, end);
         const ScratchPool<Scratch>::Lease scratch = scratch_.take();
         list_columns(piece.picture, *scratch);
-        std::vector<PixelBlock>& blocks = scratch->blocks;
-        blocks.resize(std::max(blocks.size(), spans.size()));
+        std::vector<PictureView>& views = scratch->views;
+        views.resize(std::max(views.size(), spans.size()));
         for (std::size_t i = 0; i < spans.size(); ++i)
-            reader_.read(piece.picture, {spans[i].first, first, spans[i].end - spans[i].first, end - first}, blocks[i]);
+            views[i].read(reader_, piece.picture, {spans[i].first, first, spans[i].end - spans[i].first, end - first},
+                          layout_.channels, layout_.sample_bytes());
 
         const bool has_mask = layout_.pictures[piece.picture].has_mask;
         if (has_mask && first < end)
@@ -142,7 +144,7 @@ public:
             const Span rows{std::max<std::int64_t>(0, cell_top), std::min(rect.height, cell_top + grid_.cell)};
             sums.assign(static_cast<std::size_t>(pictures_[piece.picture].cells().width), {});
             for (std::size_t i = 0; i < spans.size(); ++i)
-                add_block(piece.picture, blocks[i], {rows.first - first, rows.end - first}, *scratch);
+                add_view(piece.picture, views[i], {rows.first - first, rows.end - first}, *scratch);
             finish_row(piece.picture, row, sums);
             if (has_mask)
                 cover_row(piece.picture, row, {rows.first - first, rows.end - first}, *scratch);
@@ -217,16 +219,16 @@ private:
             work(std::max(at->first - part.x, std::int64_t{0}), std::min(at->end, part.right()) - part.x, at->cell);
     }
 
-    void add_block(std::size_t picture, const PixelBlock& block, const Span& rows, Scratch& scratch) const
+    void add_view(std::size_t picture, const PictureView& view, const Span& rows, Scratch& scratch) const
     {
-        scratch.covered_spans.assign(1, {0, block.rect.width});
+        scratch.covered_spans.assign(1, {0, view.rect().width});
         if (layout_.pictures[picture].has_mask)
             for (std::int64_t y = rows.first; y < rows.end; ++y)
-                keep_covered(block.mask_row(y), scratch);
-        if (block.sample_bytes == 1)
-            add_samples<std::uint8_t>(block, rows, scratch.sums, scratch.rough, scratch);
+                keep_covered(view.mask_row(y), scratch);
+        if (view.sample_bytes() == 1)
+            add_samples<std::uint8_t>(view, rows, scratch.sums, scratch.rough, scratch);
         else
-            add_samples<std::uint16_t>(block, rows, scratch.wide_sums, scratch.wide_rough, scratch);
+            add_samples<std::uint16_t>(view, rows, scratch.wide_sums, scratch.wide_rough, scratch);
     }
 
     // Leaves of the spans what a row of the mask covers, too.
@@ -247,21 +249,21 @@ private:
     }
 
     template <class Sample, class Sum>
-    void add_samples(const PixelBlock& block, const Span& rows, std::vector<Sum>& samples, std::vector<Sum>& rough,
+    void add_samples(const PictureView& view, const Span& rows, std::vector<Sum>& samples, std::vector<Sum>& rough,
                      Scratch& scratch) const
     {
         const auto add = [&](auto channels) {
             constexpr std::size_t kChannels = decltype(channels)::value;
             std::int64_t done = 0;
             for (const Span& span : scratch.covered_spans) {
-                const Span part = whole_cells(scratch.columns, block.rect, span);
-                if (part.end - part.first < kShortSpan && part.end - part.first < block.rect.width)
+                const Span part = whole_cells(scratch.columns, view.rect(), span);
+                if (part.end - part.first < kShortSpan && part.end - part.first < view.rect().width)
                     continue;
-                add_pixels<Sample, kChannels>(block, rows, {done, part.first}, scratch);
-                add_rows<Sample, kChannels>(block, rows, part, samples, rough, scratch);
+                add_pixels<Sample, kChannels>(view, rows, {done, part.first}, scratch);
+                add_rows<Sample, kChannels>(view, rows, part, samples, rough, scratch);
                 done = part.end;
             }
-            add_pixels<Sample, kChannels>(block, rows, {done, block.rect.width}, scratch);
+            add_pixels<Sample, kChannels>(view, rows, {done, view.rect().width}, scratch);
         };
         if (channels_ == 1)
             add(std::integral_constant<std::size_t, 1>());
@@ -271,7 +273,7 @@ private:
             add(std::integral_constant<std::size_t, 4>());
     }
 
-    // What a span of a block's columns holds of whole cells, or of all that the block has of them.
+    // What a span of a view's columns holds of whole cells, or of all that the view has of them.
     static Span whole_cells(const std::vector<CellColumn>& columns, const Rect& block, const Span& span)
     {
         const auto first_of = [&](const CellColumn& column) {
@@ -285,10 +287,10 @@ private:
         return first == end ? Span{span.first, span.first} : Span{first_of(*first), end_of(*(end - 1))};
     }
 
-    // The columns of the picture that these ones of a block are.
-    static Rect part_of(const PixelBlock& block, const Span& columns)
+    // The columns of the picture that these ones of a view are.
+    static Rect part_of(const PictureView& view, const Span& columns)
     {
-        return {block.rect.x + columns.first, block.rect.y, columns.end - columns.first, block.rect.height};
+        return {view.rect().x + columns.first, view.rect().y, columns.end - columns.first, view.rect().height};
     }
 
     static void sum_samples(const std::uint8_t* row, const std::uint8_t* below, std::size_t count, std::size_t step,
@@ -322,11 +324,11 @@ private:
 
     // Whole cells that are covered throughout.
     template <class Sample, std::size_t kChannels, class Sum>
-    static void add_rows(const PixelBlock& block, const Span& rows, const Span& part, std::vector<Sum>& samples,
+    static void add_rows(const PictureView& view, const Span& rows, const Span& part, std::vector<Sum>& samples,
                          std::vector<Sum>& rough, Scratch& scratch)
     {
         const auto samples_of = [&](std::int64_t y) {
-            return reinterpret_cast<const Sample*>(block.row(y)) + static_cast<std::size_t>(part.first) * kChannels;
+            return reinterpret_cast<const Sample*>(view.row(y)) + static_cast<std::size_t>(part.first) * kChannels;
         };
         const std::int64_t width = part.end - part.first;
         const auto count = static_cast<std::size_t>(width) * kChannels;
@@ -337,32 +339,32 @@ private:
                         rough.data());
         const std::int64_t height = rows.end - rows.first;
         for_each_cell(
-            scratch.columns, part_of(block, part), [&](std::int64_t first, std::int64_t end, std::size_t cell) {
+            scratch.columns, part_of(view, part), [&](std::int64_t first, std::int64_t end, std::size_t cell) {
                 CellSums& to = scratch.cells[cell];
                 add_columns(std::make_index_sequence<kChannels>(), samples.data(), rough.data(),
                             static_cast<std::size_t>(first) * kChannels, static_cast<std::size_t>(end) * kChannels, to);
                 to.pixels += (end - first) * height;
                 const std::int64_t across = end < width ? end - first : end - first - 1;
                 to.differences += across * height + (end - first) * (height - 1);
-                if (end == width && part.end < block.rect.width)
+                if (end == width && part.end < view.rect().width)
                     for (std::int64_t y = rows.first; y < rows.end; ++y)
-                        if (const Sample* const beyond = samples_of(y) + count; block.mask_row(y)[part.end] != 0)
+                        if (const Sample* const beyond = samples_of(y) + count; view.mask_row(y)[part.end] != 0)
                             add_difference<kChannels>(beyond - kChannels, beyond, to);
             });
     }
 
     // Columns some of whose pixels are not covered.
     template <class Sample, std::size_t kChannels>
-    static void add_pixels(const PixelBlock& block, const Span& rows, const Span& part, Scratch& scratch)
+    static void add_pixels(const PictureView& view, const Span& rows, const Span& part, Scratch& scratch)
     {
         for (std::int64_t y = rows.first; y < rows.end && part.first < part.end; ++y) {
             const bool has_below = y + 1 < rows.end;
-            const std::uint8_t* const mask = block.mask_row(y);
-            const std::uint8_t* const mask_below = block.mask_row(has_below ? y + 1 : y);
-            const auto* const row = reinterpret_cast<const Sample*>(block.row(y));
-            const auto* const below = reinterpret_cast<const Sample*>(block.row(has_below ? y + 1 : y));
+            const std::uint8_t* const mask = view.mask_row(y);
+            const std::uint8_t* const mask_below = view.mask_row(has_below ? y + 1 : y);
+            const auto* const row = reinterpret_cast<const Sample*>(view.row(y));
+            const auto* const below = reinterpret_cast<const Sample*>(view.row(has_below ? y + 1 : y));
             for_each_cell(
-                scratch.columns, part_of(block, part), [&](std::int64_t first, std::int64_t end, std::size_t cell) {
+                scratch.columns, part_of(view, part), [&](std::int64_t first, std::int64_t end, std::size_t cell) {
                     CellSums& to = scratch.cells[cell];
                     for (std::int64_t x = part.first + first; x < part.first + end; ++x) {
                         if (mask[x] == 0)
@@ -371,7 +373,7 @@ private:
                         for (std::size_t c = 0; c < kChannels; ++c)
                             to.samples[c] += at[c];
                         ++to.pixels;
-                        if (x + 1 < block.rect.width && mask[x + 1] != 0)
+                        if (x + 1 < view.rect().width && mask[x + 1] != 0)
                             add_difference<kChannels>(at, at + kChannels, to);
                         if (has_below && mask_below[x] != 0)
                             add_difference<kChannels>(at, below + static_cast<std::size_t>(x) * kChannels, to);

@@ -216,17 +216,18 @@ float CellCosts::ratio_at(const PicturePair& pair, std::int64_t index_a, std::in
     return difference(pair, a.features(index_a), b.features(index_b)) * pair.inverse_noise;
 }
 
-float CellCosts::step_cost(const PicturePair& pair, std::int64_t column, std::int64_t row) const
+CellCosts::Step CellCosts::step_at(const PicturePair& pair, std::int64_t column, std::int64_t row) const
 {
     const ReducedPicture& a = pictures_[pair.first];
     const ReducedPicture& b = pictures_[pair.second];
     const std::int64_t ia = a.index(column, row);
     const std::int64_t ib = b.index(column, row);
-    if (ia < 0 || ib < 0)
-        return 1 + kEdgeCost;
+    if (ia < 0 || ib < 0 || !a.is_covered(ia) || !b.is_covered(ib))
+        return {-1, 0};
     const auto distance = static_cast<float>(std::min(a.distance(ia), b.distance(ib)));
     const float outwards = 1 - std::min(distance / pair.depth, 1.f);
-    return 1 + kEdgeCost * (outwards * outwards);
+    return {difference(pair, a.features(ia), b.features(ib)) * pair.inverse_noise,
+            1 + kEdgeCost * (outwards * outwards)};
 }
 
 void CellCosts::fill(const PicturePair& pair, const Rect& cells, std::int32_t* out) const
@@ -238,9 +239,9 @@ void CellCosts::fill(const PicturePair& pair, const Rect& cells, std::int32_t* o
     for (std::int64_t row = grown.y; row < grown.bottom(); ++row)
         for (std::int64_t x = grown.x; x < grown.right(); ++x, ++i) {
             const std::int64_t column = grid_.column_inside(x);
-            const float z = column < 0 ? -1 : ratio(pair, column, row);
-            if (z >= 0)
-                costs[i] = to_cost(difference_cost(z) + step_cost(pair, column, row));
+            const Step step = column < 0 ? Step{-1, 0} : step_at(pair, column, row);
+            if (step.ratio >= 0)
+                costs[i] = to_cost(difference_cost(step.ratio) + step.way);
         }
     std::vector<std::int32_t> scratch;
     spread(grown, 4, costs, scratch);
@@ -259,10 +260,10 @@ std::int32_t CellCosts::coarse_cost(const PicturePair& pair, std::int64_t factor
     const std::int64_t bottom = std::min((row + 1) * factor, grid_.rows());
     for (std::int64_t y = row * factor; y < bottom; ++y)
         for (std::int64_t x = column * factor; x < right; ++x)
-            if (const float z = ratio(pair, x, y); z >= 0) {
-                const float excess = std::min(z, kSaturation);
+            if (const Step step = step_at(pair, x, y); step.ratio >= 0) {
+                const float excess = std::min(step.ratio, kSaturation);
                 sum += excess * excess;
-                steps += step_cost(pair, x, y);
+                steps += step.way;
                 ++count;
             }
     return count > 0 ? to_cost(difference_cost(std::sqrt(sum / count)) + steps / count) : kNotShared;

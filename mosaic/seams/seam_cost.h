@@ -49,21 +49,13 @@ public:
     // Null where the two do not overlap. first < second
     const PicturePair* find_pair(std::size_t first, std::size_t second) const;
 
-    // Square of a cell's difference over that of the pair's noise; negative where not both cover it.
-    float ratio(const PicturePair& pair, std::int64_t column, std::int64_t row) const
-    {
-        return ratio_between(pair, column, row, column, row);
-    }
-
-    // As well, between the first picture's cell and another one of the second picture.
+    // Square of the difference between a cell of the first picture and one of the second over that of the pair's noise;
+    // negative where not each of them covers its own.
     float ratio_between(const PicturePair& pair, std::int64_t column_a, std::int64_t row_a, std::int64_t column_b,
                         std::int64_t row_b) const;
 
     // As well, between cells by where they lie in the pictures' copies.
     float ratio_at(const PicturePair& pair, std::int64_t index_a, std::int64_t index_b) const;
-
-    // What one step of a seam costs there in any case: least in the middle of the overlap.
-    float step_cost(const PicturePair& pair, std::int64_t column, std::int64_t row) const;
 
     // Costs of a rectangle of cells, whose columns may lie outside the grid; what is near a dear cell is dear, too.
     void fill(const PicturePair& pair, const Rect& cells, std::int32_t* out) const;
@@ -73,6 +65,13 @@ public:
                      std::int32_t* out) const;
 
 private:
+    // What a seam's step through a cell costs, in two parts.
+    struct Step {
+        float ratio; // as ratio_between(), of one cell
+        float way;   // in any case: least in the middle of the overlap; known where the ratio is
+    };
+
+    Step step_at(const PicturePair& pair, std::int64_t column, std::int64_t row) const;
     float difference(const PicturePair& pair, const std::uint16_t* a, const std::uint16_t* b) const;
     void measure(PicturePair& pair) const;
     void measure_ratio(PicturePair& pair, const std::vector<const std::uint16_t*>& samples) const;

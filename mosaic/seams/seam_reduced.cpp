@@ -312,26 +312,34 @@ private:
     // The large cell's label where that picture covers the cell, otherwise that of the picture whose edge is farthest.
     void label_row(const CellLabels& coarse, std::int64_t row)
     {
-        for (std::int64_t column = 0; column < grid_.columns(); ++column) {
-            const std::int32_t label = coarse.at(column / factor_, row / factor_);
-            std::int32_t& to = labels_.at(column, row);
+        const std::int32_t* const large = coarse.row(row / factor_);
+        for (std::int64_t first = 0, cell = 0; first < grid_.columns();) {
+            const std::int32_t label = large[cell];
+            std::int64_t end = first;
+            for (; end < grid_.columns() && large[cell] == label; ++cell)
+                end = std::min(end + factor_, grid_.columns());
+            if (label != kNobody)
+                label_run(label, first, end, row);
+            first = end;
+        }
+        for (std::int64_t column = 0; column < grid_.columns() && !kept_.empty(); ++column)
             if (const std::int32_t kept = kept_label(column, row); kept != kNobody)
-                to = kept;
-            else if (label != kNobody)
-                to = covers(label, column, row) ? label : nearest(column, row);
+                labels_.at(column, row) = kept;
+    }
+
+    void label_run(std::int32_t label, std::int64_t first, std::int64_t end, std::int64_t row)
+    {
+        const ReducedPicture& picture = costs_.pictures()[static_cast<std::size_t>(label)];
+        std::int32_t* const labels = labels_.row(row);
+        for (std::int64_t column = first; column < end; ++column) {
+            const std::int64_t index = picture.index(column, row);
+            labels[column] = index >= 0 && picture.is_covered(index) ? label : nearest(column, row);
         }
     }
 
     std::int32_t kept_label(std::int64_t column, std::int64_t row) const
     {
         return kept_.empty() ? kNobody : kept_[static_cast<std::size_t>(row * grid_.columns() + column)];
-    }
-
-    bool covers(std::int32_t label, std::int64_t column, std::int64_t row) const
-    {
-        const ReducedPicture& picture = costs_.pictures()[static_cast<std::size_t>(label)];
-        const std::int64_t index = picture.index(column, row);
-        return index >= 0 && picture.cover(index) != Cover::None;
     }
 
     std::int32_t nearest(std::int64_t column, std::int64_t row) const
@@ -429,10 +437,16 @@ private:
     bool has_seam(const Rect& cells) const
     {
         const std::int32_t label = labels_.at(cells.x, cells.y);
-        for (std::int64_t y = -1; y <= cells.height; ++y)
-            for (std::int64_t x = -1; x <= cells.width; ++x)
-                if (is_seam(label, labels_.around(cells.x + x, cells.y + y)) || label == kNobody)
-                    return true;
+        const auto differs = [label](std::int32_t other) { return is_seam(label, other); };
+        if (label == kNobody)
+            return true;
+        for (std::int64_t y = std::max<std::int64_t>(0, cells.y - 1); y < std::min(cells.bottom() + 1, grid_.rows());
+             ++y) {
+            const std::int32_t* const row = labels_.row(y);
+            if (std::any_of(row + cells.x, row + cells.right(), differs) || differs(labels_.around(cells.x - 1, y)) ||
+                differs(labels_.around(cells.right(), y)))
+                return true;
+        }
         return false;
     }
 

@@ -32,6 +32,7 @@ public:
     {
         return labels_[static_cast<std::size_t>(row * grid_->columns() + column)];
     }
+    std::int32_t* row(std::int64_t row) { return labels_.data() + static_cast<std::size_t>(row * grid_->columns()); }
     const std::int32_t* row(std::int64_t row) const
     {
         return labels_.data() + static_cast<std::size_t>(row * grid_->columns());

@@ -51,12 +51,12 @@ TEST(BlockPool, ExpectedBlocksComeTogetherAndNoMoreThanThose)
 {
     MemoryMeter meter;
     BlockPool pool(kBytes, meter);
-    pool.expect(21);
+    pool.expect(69);
     {
-        const Blocks blocks = take(pool, 17);
-        EXPECT_EQ(meter.now(), 21 * kBytes) << "16, and the rest";
+        const Blocks blocks = take(pool, 65);
+        EXPECT_EQ(meter.now(), 69 * kBytes) << "64, and the rest";
         const Blocks beyond = take(pool, 6);
-        EXPECT_EQ(meter.now(), 23 * kBytes);
+        EXPECT_EQ(meter.now(), 71 * kBytes);
     }
     pool.shrink(0);
     EXPECT_EQ(meter.now(), 0u);
@@ -66,11 +66,11 @@ TEST(BlockPool, BlocksThatCameTogetherStayWhileOneIsHeld)
 {
     MemoryMeter meter;
     BlockPool pool(kBytes, meter);
-    pool.expect(20);
-    Blocks blocks = take(pool, 20);
+    pool.expect(68);
+    Blocks blocks = take(pool, 68);
     blocks.resize(1);
     pool.shrink(0);
-    EXPECT_EQ(meter.now(), 16 * kBytes) << "the others have gone";
+    EXPECT_EQ(meter.now(), 64 * kBytes) << "the others have gone";
     blocks.clear();
     pool.shrink(0);
     EXPECT_EQ(pool.blocks(), 0u);

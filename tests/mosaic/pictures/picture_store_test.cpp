@@ -299,13 +299,28 @@ TEST(PictureStore, LoadsSeveralPicturesAtOnceAndEachOnce)
     MeetingRows rows;
     MemoryMeter meter;
     PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 22, 1 << 22, true});
-    store.load({0, 1}, 2);
+    const std::vector<RowRange> all = {{0, 0, 300}, {1, 0, 301}};
+    store.load(all, 2);
     EXPECT_TRUE(rows.have_met);
     EXPECT_EQ(store.counts().pictures, 2.0);
     PixelBlock block;
     store.read(1, {0, 0, 100, 300}, block);
-    store.load({0, 1}, 2);
+    store.load(all, 2);
     EXPECT_EQ(store.counts().pictures, 2.0);
+}
+
+TEST(PictureStore, LoadsOfAPictureWithRandomAccessWhatIsWantedAlone)
+{
+    MadeRows rows(true, 1);
+    MemoryMeter meter;
+    PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 22, 1 << 22, true});
+    store.load({{0, 100, 120}}, 1);
+    const std::uint64_t loaded = store.counts().rows;
+    EXPECT_GE(loaded, 20u);
+    EXPECT_LT(loaded, static_cast<std::uint64_t>(rows.layout.pictures[0].rect.height));
+    PixelBlock block;
+    store.read(0, {0, 100, 10, 20}, block);
+    EXPECT_EQ(store.counts().rows, loaded);
 }
 
 TEST(PictureStore, LoadsNothingThatItCouldNotKeep)
@@ -313,7 +328,7 @@ TEST(PictureStore, LoadsNothingThatItCouldNotKeep)
     MadeRows rows(false, 5);
     MemoryMeter meter;
     PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 16, 1 << 16, true});
-    store.load({0, 1, 2, 3, 4}, 2);
+    store.load({{0, 0, 1}, {1, 0, 1}, {4, 0, 1}}, 2);
     EXPECT_EQ(store.counts().rows, 0u);
 }
 

@@ -1,7 +1,8 @@
 // SPDX-License-Identifier: MIT
-// Minimum cuts, against all cuts of graphs that are small enough to try every one.
+// Minimum cuts, against all cuts of graphs that are small enough to try every one, and against the literal twin.
 #include "mosaic/seams/seam_cut.h"
 
+#include "tests/reference/seam_cut.h"
 #include "tests/support/noise.h"
 
 #include <gtest/gtest.h>
@@ -80,6 +81,42 @@ TEST(SeamCut, IsTheCheapestOfAllCuts)
     for (int i = 0; i < 2000; ++i) {
         const SmallGraph graph = random_graph(random);
         ASSERT_EQ(graph.cost(graph.cut(solver)), graph.cheapest()) << "graph " << i;
+    }
+}
+
+// Windows as the search for seams has them: neighbours are linked, sides drawn, and a few places far from each other
+// tied.
+TEST(SeamCut, EqualsItsTwinOnGrids)
+{
+    Random random(2);
+    MinimumCut solver;
+    for (int i = 0; i < 400; ++i) {
+        const auto width = static_cast<std::size_t>(random.integer(1, 11));
+        const auto height = static_cast<std::size_t>(random.integer(1, 11));
+        const auto most = random.integer(0, 2) == 0 ? 3 : 1000; // few costs make many cuts that cost the same
+        solver.reset(width * height);
+        reference::SeamCut twin(width * height);
+        const auto link = [&](std::size_t a, std::size_t b) {
+            const auto cost = static_cast<std::int32_t>(random.integer(0, most));
+            solver.link(a, b, cost);
+            twin.link(a, b, cost);
+        };
+        for (std::size_t at = 0; at < width * height; ++at) {
+            const bool is_drawn = at % width == 0 || at % width + 1 == width || random.integer(0, 9) == 0;
+            const auto pull = is_drawn ? static_cast<std::int32_t>(random.integer(-most, most)) : 0;
+            solver.draw_to_first(at, pull);
+            twin.draw_to_first(at, pull);
+            if (at % width + 1 < width)
+                link(at, at + 1);
+            if (at + width < width * height)
+                link(at, at + width);
+            if (at + 3 * width < width * height && random.integer(0, 15) == 0)
+                link(at, at + 3 * width);
+        }
+        solver.solve();
+        const std::vector<bool> first = twin.solve();
+        for (std::size_t at = 0; at < width * height; ++at)
+            ASSERT_EQ(solver.is_first(at), first[at]) << "grid " << i << ", node " << at;
     }
 }
 
