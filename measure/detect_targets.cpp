@@ -93,6 +93,26 @@ double reach_of(const Candidate& candidate) noexcept
     return std::max(2.5 * pixel, candidate.oval.b / 12 + 1);
 }
 
+PanovalMeasureEllipse start_of(const Oval& oval) noexcept
+{
+    return {oval.x, oval.y, oval.a, oval.b, atan2(oval.uy, oval.ux)};
+}
+
+// What the measurement of a candidate came to.
+enum class Outcome {
+    kSound,
+    kDoubtful,  // of a quality too low to be sure
+    kElsewhere, // another outline, or none that can be measured
+    kNoEdge,
+    kNoMemory
+};
+
+// A candidate whose outline was not found to be sound.
+struct Hidden {
+    Candidate candidate;
+    Outcome outcome;
+};
+
 class Detection
 {
 public:
@@ -117,6 +137,8 @@ public:
         for (const Candidate& candidate : list.candidates)
             if (!is_known(candidate.oval) && !measure(candidate))
                 return false;
+        if (!measure_the_hidden())
+            return false;
         refinement_.limit_patience(HUGE_VAL);
         if (!measure_without_neighbours(refinement_, noise_, measured_))
             return false;
@@ -135,28 +157,54 @@ private:
         });
     }
 
+    // False: no memory.
     bool measure(const Candidate& candidate)
     {
+        const Outcome outcome = measure_without({}, candidate);
+        if (outcome != Outcome::kSound)
+            hidden_.push_back({candidate, outcome});
+        return outcome != Outcome::kNoMemory;
+    }
+
+    // The other outline of a narrow ring may have hidden one; it is known by now.
+    // False: no memory.
+    bool measure_the_hidden()
+    {
+        for (const Hidden& hidden : hidden_) {
+            Outcome outcome = hidden.outcome;
+            if (!is_known(hidden.candidate.oval)) {
+                const std::vector<Neighbour> rings =
+                    rings_beside(outline_of(start_of(hidden.candidate.oval)), measured_);
+                if (!rings.empty())
+                    outcome = measure_without(rings, hidden.candidate);
+            }
+            if (outcome == Outcome::kNoMemory)
+                return false;
+            result_.too_faint += outcome == Outcome::kNoEdge;
+        }
+        return true;
+    }
+
+    Outcome measure_without(const std::vector<Neighbour>& neighbours, const Candidate& candidate)
+    {
         const Oval& oval = candidate.oval;
-        const PanovalMeasureEllipse start = {oval.x, oval.y, oval.a, oval.b, atan2(oval.uy, oval.ux)};
         PanovalMeasureTarget target = {};
         refinement_.limit_patience(oval.b < kGrain ? kBearable * noise_ : HUGE_VAL);
-        const std::int32_t code = refinement_.run(start, reach_of(candidate), target);
+        const std::int32_t code = refinement_.run_without(neighbours, start_of(oval), reach_of(candidate), target);
         if (code == PANOVAL_MEASURE_NO_MEMORY)
-            return false;
-        if (code != PANOVAL_MEASURE_OK) {
-            result_.too_faint += code == PANOVAL_MEASURE_NO_EDGE;
-            return true;
-        }
+            return Outcome::kNoMemory;
+        if (code != PANOVAL_MEASURE_OK)
+            return code == PANOVAL_MEASURE_NO_EDGE ? Outcome::kNoEdge : Outcome::kElsewhere;
         const std::int32_t polarity = oval.is_dark ? PANOVAL_MEASURE_DARK : PANOVAL_MEASURE_BRIGHT;
         // What has wandered off has its own candidate there.
         if (target.polarity != polarity || !is_same_outline(target.ellipse, oval.x, oval.y, oval.a, oval.b, 0.4, 2.0))
-            return true;
+            return Outcome::kElsewhere;
         // The noise beside a target counts all that is not flat there, clutter, too; against the picture's noise an
         // outline in clutter shows what it is.
         target.quality = quality_of(target, refinement_.bulges(), noise_);
-        add({.target = target, .measured = refinement_.measured(), .is_sound = target.quality >= kDefaultQuality});
-        return true;
+        const bool is_sound = target.quality >= kDefaultQuality;
+        add({.target = target, .measured = refinement_.measured(), .is_sound = is_sound});
+        return is_sound ? Outcome::kSound : Outcome::kDoubtful;
     }
 
     void add(const MeasuredTarget& found)
@@ -213,10 +261,7 @@ private:
                 PanovalMeasureTarget& other = measured_[k].target;
                 if (std::min(one.quality, other.quality) < kDefaultQuality)
                     continue;
-                const double dx = one.ellipse.x - other.ellipse.x;
-                const double dy = one.ellipse.y - other.ellipse.y;
-                const double near = 0.5 + 0.1 * std::max(one.ellipse.semi_minor, other.ellipse.semi_minor);
-                if (dx * dx + dy * dy > near * near)
+                if (!is_concentric(outline_of(one.ellipse), outline_of(other.ellipse)))
                     continue;
                 one.flags |= PANOVAL_MEASURE_RING;
                 other.flags |= PANOVAL_MEASURE_RING;
@@ -254,6 +299,7 @@ private:
     Refinement refinement_;
     double noise_ = 0; // of the picture, in its levels
     std::vector<MeasuredTarget> measured_;
+    std::vector<Hidden> hidden_;
     std::vector<PanovalMeasureTarget> targets_; // that are asked for
 };
 

@@ -20,8 +20,10 @@ constexpr double kLeastGap = 0.75; // pixels; outlines that are nearer touch or 
 constexpr double kFlat = 4;        // pixels between edges that a measurement wants
 constexpr double kMostMoved = 0.5; // pixels that the second measurement may be off the first
 constexpr int kPoints = 32;
-constexpr int kMostRounds = 5;
-constexpr double kAtRest = 0.1; // of a target's sigma: neighbours that have moved by less say nothing new
+constexpr int kMostRounds = 10;
+constexpr double kAtRest = 0.1;     // of a target's sigma: neighbours that have moved by less say nothing new
+constexpr double kUnsettled = 0.3;  // and by whose way left a record is not settled
+constexpr double kMostRatio = 0.95; // of moves: the way that is left is at most nineteen times the last one
 
 double spread_of(const MeasuredModel& measured) noexcept
 {
@@ -80,10 +82,18 @@ bool is_near(const MeasuredModel& one, const MeasuredModel& other, bool& is_arou
                      std::fabs(from_one.most)}) < reach;
 }
 
-double change_of(const PanovalMeasureEllipse& before, const PanovalMeasureEllipse& after) noexcept
+Move move_between(const PanovalMeasureEllipse& before, const PanovalMeasureEllipse& after) noexcept
 {
-    return std::max({std::fabs(after.x - before.x), std::fabs(after.y - before.y),
-                     std::fabs(after.semi_major - before.semi_major), std::fabs(after.semi_minor - before.semi_minor)});
+    return {{after.x - before.x, after.y - before.y, after.semi_major - before.semi_major,
+             after.semi_minor - before.semi_minor}};
+}
+
+// What is left of the way, in units of the last move, when each move is the same share of the one before.
+double share_left(const Move& move, const Move& before) noexcept
+{
+    const double square = before.square();
+    const double ratio = square > 0 ? std::min(std::sqrt(move.square() / square), kMostRatio) : 0;
+    return ratio / (1 - ratio);
 }
 
 // None when none of them has moved.
@@ -111,10 +121,11 @@ bool measure_again(Refinement& refinement, const std::vector<Neighbour>& neighbo
     PanovalMeasureTarget& target = measured.target;
     target.flags |= PANOVAL_MEASURE_NEIGHBOUR;
     PanovalMeasureTarget again = {};
-    const std::int32_t code = refinement.run_without(neighbours, target.ellipse, again);
-    const double moved = change_of(target.ellipse, again.ellipse);
+    const std::int32_t code = refinement.run_without(neighbours, target.ellipse, HUGE_VAL, again);
+    const Move move = move_between(target.ellipse, again.ellipse);
     measured.moved = 0;
-    if (code != PANOVAL_MEASURE_OK || again.polarity != target.polarity || !(moved < kMostMoved))
+    measured.way_left = {};
+    if (code != PANOVAL_MEASURE_OK || again.polarity != target.polarity || !(move.largest() < kMostMoved))
         return code != PANOVAL_MEASURE_NO_MEMORY;
     if (picture_noise > 0)
         again.quality = quality_of(again, refinement.bulges(), picture_noise);
@@ -122,11 +133,56 @@ bool measure_again(Refinement& refinement, const std::vector<Neighbour>& neighbo
     again.flags |= target.flags & (PANOVAL_MEASURE_NEIGHBOUR | PANOVAL_MEASURE_SATURATED);
     target = again;
     measured.measured = refinement.measured();
-    measured.moved = moved;
+    const double share = share_left(move, measured.last_move);
+    measured.moved = move.largest() * std::max(1.0, share);
+    measured.way_left = move;
+    for (double& d : measured.way_left.by)
+        d *= share;
+    measured.last_move = move;
     return true;
 }
 
+// Edges of a ring that is narrow against its blur are measured in turn many times before they have come to rest. What
+// is left of the way is a guess, and may be as wrong as it is long.
+void widen_by_the_way_left(MeasuredTarget& measured) noexcept
+{
+    PanovalMeasureTarget& target = measured.target;
+    const std::array<double, 4>& way = measured.way_left.by;
+    for (std::size_t i = 0; i < way.size(); ++i)
+        for (std::size_t k = 0; k < way.size(); ++k)
+            target.covariance[5 * i + k] += way[i] * way[k];
+    target.sigma_x = std::sqrt(target.covariance[0]);
+    target.sigma_y = std::sqrt(target.covariance[6]);
+    target.sigma_major = std::sqrt(target.covariance[12]);
+    target.sigma_minor = std::sqrt(target.covariance[18]);
+    target.flags |= PANOVAL_MEASURE_NOT_CONVERGED;
+}
+
 } // namespace
+
+double Move::largest() const noexcept
+{
+    double most = 0;
+    for (const double d : by)
+        most = std::max(most, std::fabs(d));
+    return most;
+}
+
+double Move::square() const noexcept
+{
+    double sum = 0;
+    for (const double d : by)
+        sum += d * d;
+    return sum;
+}
+
+bool is_concentric(const Outline& one, const Outline& other) noexcept
+{
+    const double dx = one.x - other.x;
+    const double dy = one.y - other.y;
+    const double near = 0.5 + 0.1 * std::max(one.semi_minor(), other.semi_minor());
+    return dx * dx + dy * dy <= near * near;
+}
 
 bool take_away(const Neighbour& neighbour, OutlineModel& outlines, Patch& patch) noexcept
 {
@@ -154,20 +210,38 @@ bool take_away(const Neighbour& neighbour, OutlineModel& outlines, Patch& patch)
     return true;
 }
 
+std::vector<Neighbour> rings_beside(const Outline& outline, const std::vector<MeasuredTarget>& targets)
+{
+    std::vector<Neighbour> rings;
+    for (const MeasuredTarget& other : targets) {
+        if (!other.is_sound || !is_concentric(outline, other.measured.model.outline))
+            continue;
+        MeasuredModel one = other.measured; // its blur stands for that of the outline, too
+        one.model.outline = outline;
+        bool is_around = false;
+        if (is_near(one, other.measured, is_around))
+            rings.push_back({other.measured, is_around});
+    }
+    return rings;
+}
+
 bool measure_without_neighbours(Refinement& refinement, double picture_noise, std::vector<MeasuredTarget>& targets)
 {
-    bool is_at_rest = false;
-    for (int round = 0; round < kMostRounds && !is_at_rest; ++round) {
-        is_at_rest = true;
+    bool are_at_rest = false;
+    for (int round = 0; round < kMostRounds && !are_at_rest; ++round) {
+        are_at_rest = true;
         for (std::size_t i = 0; i < targets.size(); ++i) {
             const std::vector<Neighbour> neighbours = neighbours_of(targets, i);
             if (neighbours.empty())
                 continue;
-            is_at_rest = false;
+            are_at_rest = false;
             if (!measure_again(refinement, neighbours, picture_noise, targets[i]))
                 return false;
         }
     }
+    for (MeasuredTarget& measured : targets)
+        if (measured.way_left.largest() > kUnsettled * std::min(measured.target.sigma_x, measured.target.sigma_y))
+            widen_by_the_way_left(measured);
     return true;
 }
 

@@ -6,6 +6,7 @@
 #include "measure/outline_model.h"
 #include "measure/patch.h"
 
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <vector>
@@ -32,15 +33,33 @@ struct Neighbour {
 // around. False: no memory.
 bool take_away(const Neighbour& neighbour, OutlineModel& outlines, Patch& patch) noexcept;
 
+// A difference of two outlines' centres and semi-axes, in pixels.
+struct Move {
+    std::array<double, 4> by = {};
+
+    double largest() const noexcept;
+    double square() const noexcept;
+};
+
 struct MeasuredTarget {
     PanovalMeasureTarget target = {};
     MeasuredModel measured;
     bool is_sound = false;   // is to be measured anew and taken away from others
-    double moved = HUGE_VAL; // pixels, by its last measurement
+    double moved = HUGE_VAL; // pixels, by its last measurement, or the way that is left, whichever is more
+    Move last_move = {};
+    Move way_left = {};
 };
 
-// Measures all sound targets anew that have others within reach, and flags them. Quality is against the noise of the
-// picture where that is above 0. False: no memory.
+// Whether two outlines may be those of a ring.
+bool is_concentric(const Outline& one, const Outline& other) noexcept;
+
+// The sound targets within reach that make a ring with an outline that has not been measured. What merely lies beside
+// it is none: the meshes of a net would make round things of each other.
+std::vector<Neighbour> rings_beside(const Outline& outline, const std::vector<MeasuredTarget>& targets);
+
+// Measures all sound targets anew that have others within reach, and flags them; those that have not come to rest, too,
+// and what is left of their way becomes part of their covariance. Quality is against the noise of the picture where
+// that is above 0. False: no memory.
 bool measure_without_neighbours(Refinement& refinement, double picture_noise, std::vector<MeasuredTarget>& targets);
 
 } // namespace panoval::measure

@@ -394,10 +394,10 @@ std::int32_t Refinement::run(const PanovalMeasureEllipse& start, double reach, P
 }
 
 std::int32_t Refinement::run_without(const std::vector<Neighbour>& neighbours, const PanovalMeasureEllipse& start,
-                                     PanovalMeasureTarget& target) noexcept
+                                     double reach, PanovalMeasureTarget& target) noexcept
 {
     neighbours_ = &neighbours;
-    const std::int32_t code = run(start, HUGE_VAL, target);
+    const std::int32_t code = run(start, reach, target);
     neighbours_ = nullptr;
     return code;
 }

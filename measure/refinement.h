@@ -36,7 +36,7 @@ public:
     std::int32_t run(const PanovalMeasureEllipse& start, double reach, PanovalMeasureTarget& target) noexcept;
 
     // As if the neighbours were not in the picture.
-    std::int32_t run_without(const std::vector<Neighbour>& neighbours, const PanovalMeasureEllipse& start,
+    std::int32_t run_without(const std::vector<Neighbour>& neighbours, const PanovalMeasureEllipse& start, double reach,
                              PanovalMeasureTarget& target) noexcept;
 
     // Of the last target.

@@ -210,6 +210,25 @@ TEST(Detect, FlagsRings)
     EXPECT_FALSE(detected(two_targets())[0].flags & PANOVAL_MEASURE_RING);
 }
 
+// A ring of 2 pixels and less, whose outer edge the rays across the inner one meet as soon as that. The inner one is
+// measured in a picture without the outer one.
+TEST(Detect, FindsBothOutlinesOfNarrowRings)
+{
+    int found = 0;
+    for (std::uint64_t seed = 1; seed <= 40; ++seed) {
+        TargetScene scene{.width = 80, .height = 80, .shapes = {}, .targets = {}, .blur = 0.8, .noise = 5.1};
+        scene.seed = seed;
+        add_target(scene, 40.2, 39.7, 8, 6.4, 0.5, 159, 200);
+        add_target(scene, 40.2, 39.7, 5.5, 4.4, 0.5, 200, 159);
+        const Detected rings = detected(scene);
+        EXPECT_LE(rings.count(), 2);
+        for (const TrueTarget& target : scene.targets)
+            for (int i = 0; i < rings.count(); ++i)
+                found += is_at(rings[i], target);
+    }
+    EXPECT_GE(found, 79);
+}
+
 TEST(Detect, TellsTouchingTargetsApart)
 {
     const SceneConditions conditions = {.least_radius = 8, .most_radius = 25};
