@@ -49,13 +49,6 @@ toff_t size_of_stream(thandle_t handle)
     return static_cast<toff_t>(size);
 }
 
-int map_nothing(thandle_t, void**, toff_t*)
-{
-    return 0;
-}
-
-void unmap_nothing(thandle_t, void*, toff_t) {}
-
 } // namespace
 
 TiffFile::TiffFile(std::FILE* stream, const std::string& name, const char* mode)
@@ -67,7 +60,7 @@ TiffFile::TiffFile(std::FILE* stream, const std::string& name, const char* mode)
     TIFFOpenOptionsSetErrorHandlerExtR(options, keep_message, this);
     TIFFOpenOptionsSetWarningHandlerExtR(options, drop_message, this);
     tiff_ = TIFFClientOpenExt(name.c_str(), mode, stream, read_stream, write_stream, seek_stream, leave_stream_open,
-                              size_of_stream, map_nothing, unmap_nothing, options);
+                              size_of_stream, nullptr, nullptr, options);
     TIFFOpenOptionsFree(options);
 }
 

@@ -287,6 +287,24 @@ TEST_F(TiffPicture, AssociatedAlphaIsDividedOutAndUnassociatedIsNot)
     EXPECT_EQ(read_image(name()).data[0], 60);
 }
 
+TEST_F(TiffPicture, AssociatedAlphaOf16BitsIsDividedOut)
+{
+    Image image = test_picture(2, 1, 1, 16);
+    ensure_mask(image, "test");
+    const std::uint16_t stored[] = {6000, 6000};
+    std::memcpy(image.data.get(), stored, sizeof stored);
+    image.mask[0] = 120; // of 65535 it is 30840
+    image.mask[1] = 255;
+    append(
+        image, [](TIFF* tiff) { set_alpha(tiff, EXTRASAMPLE_ASSOCALPHA); }, "w");
+    const Image back = read_image(name());
+    std::uint16_t samples[2];
+    std::memcpy(samples, back.data.get(), sizeof samples);
+    EXPECT_EQ(samples[0], 12750);
+    EXPECT_EQ(samples[1], 6000);
+    EXPECT_EQ(back.mask[0], 120);
+}
+
 TEST_F(TiffPicture, OrientationIsApplied)
 {
     const Image image = test_picture(3, 2, 3, 8);

@@ -6,6 +6,7 @@
 #include "image/interruption.h"
 #include "image/output_file.h"
 #include "image/output_folder.h"
+#include "image/row_reader.h"
 #include "image/standard_streams.h"
 #include "tests/support/child_process.h"
 #include "tests/support/scratch_folder.h"
@@ -162,6 +163,22 @@ TEST_F(FailingOutput, AStandardInputThatCannotBeCopiedAgainIsExplained)
     EXPECT_EQ(WEXITSTATUS(status), 7);
 }
 
+TEST_F(FailingOutput, AFileThatIsCutOffWhileItIsReadIsExplained)
+{
+    for (const std::string name : {"a.pgm", "a.tif"}) {
+        SCOPED_TRACE(name);
+        const Image image = test_picture(200, 300, 1, 8);
+        write_image(in_folder(name), image);
+        const auto reader = open_rows(in_folder(name));
+        std::vector<std::uint8_t> samples(image.bytes());
+        const Rows to{samples.data(), image.row_bytes(), nullptr, 0};
+        reader->read_rows(0, 1, to);
+        std::filesystem::resize_file(in_folder(name), 1000);
+        const std::string error = error_of([&] { reader->read_rows(200, 100, to); });
+        EXPECT_TRUE(contains(error, name) && contains(error, "found")) << error;
+    }
+}
+
 TEST_F(FailingOutput, AnInterruptionWaitsForWhoLooksForIt)
 {
     const int status = status_of_child([] {
@@ -182,6 +199,22 @@ TEST_F(FailingOutput, AnInterruptionWaitsForWhoLooksForIt)
         leave(2); // never
     });
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+}
+
+TEST_F(FailingOutput, WhoWaitedForAnInterruptionDecidesHowToEnd)
+{
+    const int status = status_of_child([] {
+        remove_outputs_on_interruption();
+        InterruptionByHand::begin();
+        std::raise(SIGINT);
+        try {
+            InterruptionByHand::check();
+        } catch (const Interruption& interruption) {
+            leave(interruption.number == SIGINT ? 7 : 1);
+        }
+    });
+    EXPECT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 7);
 }
 
 TEST_F(FailingOutput, ASecondInterruptionDoesNotWait)

@@ -89,6 +89,26 @@ TEST_F(RowReading, TilesAndStripsOfTiffAreReadWhereTheyAre)
         }
 }
 
+TEST_F(RowReading, NumbersInTextGiveTheirRowsInAnyOrder)
+{
+    write_text("a.pgm", "P2 2 4 255\n10 11\n20 21\n30 31\n40 41\n");
+    const auto reader = open_rows(in_folder("a.pgm"));
+    EXPECT_FALSE(reader->is_stored()) << "rows begin where the numbers before them end";
+    for (const std::int32_t first : {3, 1, 2, 0}) {
+        const Image row = rows_from(*reader, first, 1);
+        EXPECT_EQ(row.data[0], 10 * (first + 1));
+        EXPECT_EQ(row.data[1], 10 * (first + 1) + 1);
+    }
+}
+
+TEST_F(RowReading, OnlyFilesThatHoldRowsAsTheyAreSaySo)
+{
+    for (const std::string name : {"a.png", "a.jpg"}) {
+        write_image(in_folder(name), test_picture(40, 30, 3, 8));
+        EXPECT_FALSE(open_rows(in_folder(name))->is_stored()) << name;
+    }
+}
+
 void set_rgb_fields(const TiffFile& tiff, std::uint32_t width, std::uint32_t height)
 {
     TIFFSetField(tiff.get(), TIFFTAG_IMAGEWIDTH, width);

@@ -58,6 +58,14 @@ TEST(RatioRange, KeepsARatioInsideAndTakesItsMiddleOtherwise)
     EXPECT_FALSE(nearest_inside({0, 8}, 1));
 }
 
+TEST(RatioRange, IsSurerTheNarrowerItIs)
+{
+    const double wide = nearest_inside({2, 8}, 1.2)->error;
+    const double narrow = nearest_inside({2, 4}, 1.2)->error;
+    EXPECT_GT(narrow, 0);
+    EXPECT_DOUBLE_EQ(wide, 2 * narrow); // log 4 and log 2
+}
+
 // Lines on a page of one value, without noise: nine of ten samples are rounded the same way.
 TEST(RatioRange, TellsTheExposureOfAFlatPage)
 {
