@@ -5,6 +5,7 @@
 #include "cli/base/file_names.h"
 #include "cli/base/parallel.h"
 #include "cli/base/system_info.h"
+#include "cli/base/write_options.h"
 #include "image/image_read.h"
 #include "image/row_writer.h"
 #include "image/zarr_rows.h"
@@ -129,11 +130,9 @@ void write_picture(const PyramidOptions& options)
     check_output_format(options.output, format, picture.channels, picture.bits, picture.has_alpha);
     check_output_size(options.output, format, picture.width, picture.height);
     refuse_to_overwrite(options.output, {options.input});
-    image::WriteOptions write;
+    image::WriteOptions write =
+        write_options({options.compression, options.quality, false}, options.output, picture.has_alpha);
     write.has_pyramid = true;
-    write.quality = options.quality != 0 ? options.quality : write.quality;
-    if (!options.compression.empty())
-        write.compression = image::compression_of(options.compression);
     OutputFile output(options.output);
     {
         Progress bar(options.common.progress_mode(), "writing",

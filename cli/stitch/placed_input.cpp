@@ -4,6 +4,7 @@
 #include "cli/base/errors.h"
 #include "cli/base/file_names.h"
 #include "image/image_read.h"
+#include "panoval_mosaic.h"
 
 #include <nlohmann/json.hpp>
 
@@ -22,8 +23,7 @@ namespace
 
 using nlohmann::json;
 
-// Far beyond any canvas, and sums of two stay exact.
-constexpr std::int64_t kFarthest = 1'000'000'000;
+constexpr std::int64_t kFarthest = PANOVAL_MOSAIC_FARTHEST;
 constexpr std::size_t kLongestLayout = 64u << 20;
 
 const char* const kKeys[] = {"file", "x", "y", "mask", "keep", "exclude", "width", "height", "channels", "bits"};

@@ -4,6 +4,7 @@
 #include "cli/base/errors.h"
 #include "cli/base/file_names.h"
 #include "cli/base/system_info.h"
+#include "cli/base/write_options.h"
 #include "cli/stitch/panorama_job.h"
 #include "cli/stitch/panorama_output.h"
 #include "cli/stitch/plan_file.h"
@@ -55,15 +56,10 @@ image::PictureInfo format_of(const PanoramaJob& job)
     return format;
 }
 
-image::WriteOptions write_options(const StitchOptions& options)
+image::WriteOptions write_options_of(const StitchOptions& options)
 {
-    image::WriteOptions write;
-    if (options.quality != 0)
-        write.quality = options.quality;
-    if (!options.compression.empty())
-        write.compression = image::compression_of(options.compression);
-    write.has_pyramid = options.wants_pyramid;
-    return write;
+    return write_options({options.compression, options.quality, options.wants_pyramid}, options.output,
+                         options.wants_alpha);
 }
 
 int seam_bits(const PanoramaJob& job)
@@ -93,7 +89,7 @@ void check_formats(const PanoramaJob& job)
         check_output_format(options.output, format.channels, format.bits, format.has_alpha);
         if (options.tiles.empty() && !options.is_cropped) // what is left is not known yet
             check_output_size(options.output, image::output_format_of(options.output), format.width, format.height);
-        (void)write_options(options);
+        (void)write_options_of(options);
     }
     if (options.save_seams.empty())
         return;
@@ -151,7 +147,7 @@ void write_tile(OutputFile& output, PanoramaJob& job, PictureFiles& files)
     job.mosaic.check(code);
     tile.metadata = job.metadata ? *job.metadata : files.metadata(false).common();
     tile.position = Offset{job.layout.origin_x + rect.x, job.layout.origin_y + rect.y};
-    write_image(output, tile, write_options(job.options));
+    write_image(output, tile, write_options_of(job.options));
 }
 
 // The panorama into its file; its small picture where the report wants one.
@@ -159,7 +155,7 @@ Image write_panorama(OutputFile& output, PanoramaJob& job, PictureFiles& files)
 {
     const image::PictureInfo format = format_of(job);
     check_output_size(output.target(), image::output_format_of(output.target()), format.width, format.height);
-    PanoramaOutput panorama(output, format, job.region(), write_options(job.options),
+    PanoramaOutput panorama(output, format, job.region(), write_options_of(job.options),
                             [&] { return job.metadata ? *job.metadata : files.metadata(true).common(); });
     if (!job.options.report.empty())
         panorama.want_preview(job.layout.width, job.layout.height);

@@ -242,6 +242,25 @@ TEST_F(StitchFormats, JpegHolds8BitsWhateverThePicturesHave)
     EXPECT_EQ(stitch({"-o", in_folder("again.png"), in_folder("out.jpg") + "@0,0"})["channels"], 3);
 }
 
+TEST_F(StitchFormats, OptionsOfOtherFormatsAreRefused)
+{
+    write_image(in_folder("a.png"), test_picture(16, 16, 3, 8));
+    const auto refusal = [&](std::vector<std::string> options, const std::string& output) {
+        std::vector<std::string> command = {"stitch", "-o", in_folder(output), in_folder("a.png") + "@0,0"};
+        command.insert(command.end(), options.begin(), options.end());
+        const Outcome outcome = run_panoval(command);
+        EXPECT_EQ(outcome.exit_code == 2, !file_exists(in_folder(output))) << outcome.err;
+        return outcome.exit_code == 2 ? outcome.err : std::string();
+    };
+    EXPECT_TRUE(contains(refusal({"--compression", "lzw"}, "1.png"), "1.png; expected it with .tif or .tiff alone"));
+    EXPECT_TRUE(contains(refusal({"--quality", "50"}, "1.tif"), "found --quality 50 with "));
+    EXPECT_TRUE(contains(refusal({"--quality", "50", "--alpha"}, "1.dzi"), "or Deep Zoom without alpha"));
+    EXPECT_TRUE(contains(refusal({"--pyramid"}, "1.jpg"), "found --pyramid with "));
+    EXPECT_EQ(refusal({"--compression", "lzw", "--pyramid"}, "2.tiff"), "");
+    EXPECT_EQ(refusal({"--quality", "50"}, "2.jpg"), "");
+    EXPECT_EQ(refusal({"--quality", "50", "--pyramid"}, "2.dzi"), "");
+}
+
 Image make_zero_mask(std::int32_t width, std::int32_t height)
 {
     Image mask = make_image(width, height, 1, 8, "test");
