@@ -8,6 +8,7 @@
 #include "mosaic/seams/seam_nearest.h"
 #include "mosaic/seams/seam_pixels.h"
 #include "mosaic/seams/seam_reduced.h"
+#include "mosaic/seams/seam_rows.h"
 
 #include <algorithm>
 
@@ -17,7 +18,7 @@ namespace panoval::mosaic
 namespace
 {
 
-constexpr std::int64_t kLargestCell = 128;                   // the kernel's sums hold no more rows
+constexpr std::int64_t kLargestCell = kMostRowsToSum;
 constexpr std::size_t kReducedBytes = std::size_t{96} << 20; // that the reduced pictures should not exceed
 constexpr std::int64_t kSmallOverlaps = 1500000;             // pixels of all overlaps that cells of 2 pixels are for
 constexpr std::int64_t kMostCoarseCells = 1000000;           // of all overlaps, and
