@@ -27,12 +27,28 @@ std::int64_t part_begin(std::int64_t length, std::size_t count, std::size_t k)
     return length * static_cast<std::int64_t>(k) / static_cast<std::int64_t>(count);
 }
 
+// In which part that is: the last one that begins at it or before.
+std::size_t part_at(double length, std::size_t count, std::int64_t at)
+{
+    return ((static_cast<std::size_t>(at) + 1) * count - 1) / static_cast<std::size_t>(length);
+}
+
 std::size_t part_count(std::int64_t length, std::int64_t side)
 {
     return static_cast<std::size_t>(std::max<std::int64_t>(1, length / side));
 }
 
 } // namespace
+
+std::size_t GainBlocks::column_of(std::int64_t x) const
+{
+    return part_at(width, columns, x);
+}
+
+std::size_t GainBlocks::row_of(std::int64_t y) const
+{
+    return part_at(height, rows, y);
+}
 
 GainBlocks lay_out_blocks(const Rect& region, std::size_t most)
 {

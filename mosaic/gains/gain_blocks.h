@@ -37,6 +37,10 @@ struct GainBlocks {
     std::uint64_t first_saturated = 0; // samples among them at or above the bound
     std::uint64_t second_saturated = 0;
     RatioRanges ranges; // that rows at equal distances allow for, of 8-bit samples
+
+    // In which column or row of blocks a pixel of the overlap is.
+    std::size_t column_of(std::int64_t x) const;
+    std::size_t row_of(std::int64_t y) const;
 };
 
 // Samples at or above that are saturated: 250 of 255. What comes close to the largest sample is bent already.

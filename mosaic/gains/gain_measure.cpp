@@ -5,6 +5,7 @@
 #include "mosaic/base/scratch_pool.h"
 #include "mosaic/gains/gain_agreement.h"
 #include "mosaic/gains/gain_falloff.h"
+#include "mosaic/gains/gain_noise.h"
 #include "mosaic/gains/gain_pair.h"
 #include "mosaic/gains/gain_rounded.h"
 
@@ -12,6 +13,7 @@
 #include <atomic>
 #include <cmath>
 #include <numeric>
+#include <optional>
 
 namespace panoval::mosaic
 {
@@ -23,15 +25,33 @@ using Says = OverlapStatistics::Says;
 
 constexpr double kMostlySaturated = 0.9;
 
+// What single samples say about a ratio: all pairs of them, as far as they are rounded alone, or most.
+struct SampledRatio {
+    std::optional<RoundedRatio> rounded;
+    std::optional<NoisyRatio> noisy;
+};
+
 // All that is known of an overlap.
 struct Pair {
     GainBlocks blocks;
     BlockRadii radii;
-    BlockLevels levels;               // of all channels together
-    RatioEstimate ratio;              // of all channels together
-    RatioEstimate summed;             // the same as sums alone tell it, without what it says of each block
-    std::vector<SamplePairs> samples; // of each channel, then of all; empty where it is not dark
+    BlockLevels levels;                // of all channels together
+    RatioEstimate ratio;               // of all channels together
+    RatioEstimate summed;              // the same as sums alone tell it, without what it says of each block
+    std::vector<SampledRatio> sampled; // of each channel, then of all; empty where it is not dark
 };
+
+// Whether a ratio of blocks is one that noise below black can have made of the true one: blocks are biased as sums of
+// all samples are, dark ones more, and those that are left out are not.
+bool is_consistent(const NoisyRatio& noisy, const RatioEstimate& blocks)
+{
+    constexpr double kClear = 3;   // standard errors
+    constexpr double kDarkest = 3; // times the bias of all samples
+    const double margin = kClear * blocks.error;
+    const double biased = noisy.log_ratio + kDarkest * (noisy.of_sums - noisy.log_ratio);
+    return blocks.log_ratio >= std::min(noisy.log_ratio, biased) - margin &&
+           blocks.log_ratio <= std::max(noisy.log_ratio, biased) + margin;
+}
 
 LogRatio log_ratio_of(const RatioEstimate& ratio)
 {
@@ -115,9 +135,9 @@ private:
         run_in_parallel(pairs_.size(), options_.threads, [&](std::size_t p) {
             Pair& pair = pairs_[p];
             pair.ratio = estimate_ratio(pair.levels);
-            pair.summed = {pair.ratio.kind, pair.ratio.log_ratio, pair.ratio.error, pair.ratio.spread, {}, {}, {}};
+            pair.summed = {pair.ratio.kind, pair.ratio.log_ratio, pair.ratio.error, pair.ratio.spread, {}, {}, {}, {}};
             if (is_dark(pair))
-                pair.samples = count_sample_pairs(layout_, overlaps_[p], reader_);
+                sample_pair(p);
             OverlapStatistics& overlap = result_.overlaps[p];
             overlap.shared = pair.blocks.shared;
             judge_pair(pair, overlap);
@@ -140,6 +160,34 @@ private:
             samples += block.weight;
         }
         return std::max(first, second) < kDark * samples;
+    }
+
+    void sample_pair(std::size_t p)
+    {
+        Pair& pair = pairs_[p];
+        const OverlapSamples samples = count_samples(layout_, overlaps_[p], pair.blocks, {}, reader_);
+        pair.sampled.resize(channels_ + 1);
+        bool are_rounded = true;
+        for (std::size_t k = 0; k <= channels_; ++k) {
+            pair.sampled[k].rounded = find_rounded_ratio(samples.pairs[k], range_of(pair, k));
+            are_rounded = are_rounded && pair.sampled[k].rounded;
+        }
+        if (are_rounded)
+            return;
+        const std::vector<char>& is_apart = pair.ratio.is_apart;
+        if (std::find(is_apart.begin(), is_apart.end(), 1) == is_apart.end())
+            explain_noise(samples, pair);
+        else
+            explain_noise(count_samples(layout_, overlaps_[p], pair.blocks, is_apart, reader_), pair);
+    }
+
+    void explain_noise(const OverlapSamples& samples, Pair& pair) const
+    {
+        if (!is_white(samples.neighbours))
+            return;
+        for (std::size_t k = 0; k <= channels_; ++k)
+            if (!pair.sampled[k].rounded)
+                pair.sampled[k].noisy = find_noisy_ratio(samples.pairs[k], pair.ratio.log_ratio);
     }
 
     void judge_pair(Pair& pair, OverlapStatistics& overlap) const
@@ -166,21 +214,25 @@ private:
         return std::accumulate(ranges.begin(), ranges.begin() + layout_.channels, RatioRange(), common_range);
     }
 
-    // Whether one ratio explains the samples of a dark overlap; then that is the ratio. In bright ones sums tell it
+    // Whether one ratio explains all samples of a dark overlap; then that is the ratio. In bright ones sums tell it
     // better, as long as rounding allows for what they tell.
     bool refine_by_samples(const Pair& pair, std::size_t index, RatioEstimate& ratio) const
     {
         if (layout_.bits != 8 || ratio.kind != RatioEstimate::Kind::Known)
             return false;
-        const RatioRange range = range_of(pair, index);
-        const bool is_dark = !pair.samples.empty();
+        const bool is_dark = !pair.sampled.empty();
         const auto rounded =
-            is_dark ? find_rounded_ratio(pair.samples[index], range) : nearest_inside(range, ratio.log_ratio);
-        if (!rounded)
-            return false;
-        ratio.log_ratio = rounded->log_ratio;
-        ratio.error = rounded->error;
-        return is_dark;
+            is_dark ? pair.sampled[index].rounded : nearest_inside(range_of(pair, index), ratio.log_ratio);
+        if (rounded) {
+            ratio.log_ratio = rounded->log_ratio;
+            ratio.error = rounded->error;
+            return is_dark;
+        }
+        if (is_dark && pair.sampled[index].noisy && is_consistent(*pair.sampled[index].noisy, ratio)) {
+            ratio.log_ratio = pair.sampled[index].noisy->log_ratio;
+            ratio.error = pair.sampled[index].noisy->error;
+        }
+        return false;
     }
 
     void compare_content(Pair& pair, OverlapStatistics& overlap) const

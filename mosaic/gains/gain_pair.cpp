@@ -167,6 +167,7 @@ public:
             const double shifted = terms_[kShiftX] * block.slope_x + terms_[kShiftY] * block.slope_y;
             estimate.ratios.push_back(difference(block, ratio_) - shifted);
             estimate.weights.push_back(weight(k));
+            estimate.is_apart.push_back(weights_[k] > 0 && robust_[k] <= 0);
         }
         estimate.error = error_of_mean(estimate);
     }

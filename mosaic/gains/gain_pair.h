@@ -26,6 +26,7 @@ struct RatioEstimate {
     std::vector<double> ratios;    // of each block: its logarithmic ratio less log_ratio and less what a shift does
     std::vector<double> residuals; // of each block: what the whole model leaves
     std::vector<double> weights;   // of each block: samples times level times robust weight
+    std::vector<char> is_apart;    // of each block: it shows something else
 };
 
 RatioEstimate estimate_ratio(const BlockLevels& levels);

@@ -15,7 +15,6 @@ namespace panoval::mosaic
 namespace
 {
 
-constexpr std::int64_t kMostPixels = 1 << 16;
 constexpr std::size_t kSide = SamplePairs::kSide;
 
 struct Cell {
@@ -97,44 +96,7 @@ double share_outside(const std::vector<Cell>& cells, double ratio)
     return outside / all;
 }
 
-void count_row(const PixelBlock& first, const PixelBlock& second, std::size_t channels, std::vector<SamplePairs>& pairs)
-{
-    const std::uint8_t* const a = first.row(0);
-    const std::uint8_t* const b = second.row(0);
-    for (std::size_t x = 0; x < static_cast<std::size_t>(first.rect.width); ++x) {
-        if (first.mask_row(0)[x] == 0 || second.mask_row(0)[x] == 0)
-            continue;
-        for (std::size_t c = 0, i = x * channels; c < channels; ++c, ++i)
-            if (a[i] < kSide && b[i] < kSide) {
-                ++pairs[c].count[a[i] * kSide + b[i]];
-                ++pairs[channels].count[a[i] * kSide + b[i]];
-            }
-    }
-}
-
 } // namespace
-
-std::vector<SamplePairs> count_sample_pairs(const Layout& layout, const Overlap& overlap, PictureReader& reader)
-{
-    const auto channels = static_cast<std::size_t>(layout.channels);
-    std::vector<SamplePairs> pairs(channels + 1);
-    Rect in_first = overlap.in_first(layout);
-    Rect in_second = overlap.in_second(layout);
-    const std::int64_t rows = std::clamp<std::int64_t>(kMostPixels / in_first.width, 1, in_first.height);
-    const Rect all = in_first;
-    const std::int64_t down = in_second.y - in_first.y;
-    PixelBlock first;
-    PixelBlock second;
-    in_first.height = in_second.height = 1;
-    for (std::int64_t k = 0; k < rows; ++k) {
-        in_first.y = all.y + k * all.height / rows;
-        in_second.y = in_first.y + down;
-        reader.read(overlap.first, in_first, first);
-        reader.read(overlap.second, in_second, second);
-        count_row(first, second, channels, pairs);
-    }
-    return pairs;
-}
 
 std::optional<RoundedRatio> find_rounded_ratio(const SamplePairs& pairs, const RatioRange& range)
 {

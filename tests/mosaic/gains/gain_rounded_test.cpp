@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/gains/gain_rounded.h"
 
-#include "tests/mosaic/memory_reader.h"
 #include "tests/mosaic/mosaic_scene.h"
 
 #include <gtest/gtest.h>
@@ -60,21 +59,6 @@ TEST(RoundedRatio, IsNotKnownOfNoiseOrOfTooLittle)
     EXPECT_FALSE(find_rounded_ratio(pairs_of(even_light(0, 12), 1.5)));
     EXPECT_FALSE(find_rounded_ratio(pairs_of({3, 4, 5, 6}, 0)));
     EXPECT_FALSE(find_rounded_ratio(SamplePairs()));
-}
-
-TEST(RoundedRatio, CountsSamplesThatBothPicturesCover)
-{
-    MemoryReader reader(6, 2);
-    MemoryPicture first = MemoryPicture::blank(4, 2, 3, 8);
-    std::fill(first.samples.begin(), first.samples.end(), std::uint16_t{5});
-    first.mask.assign(8, 255);
-    first.mask[3] = 0;
-    reader.add(0, 0, first);
-    reader.add(2, 0, MemoryPicture::blank(4, 2, 3, 8));
-    const auto pairs = count_sample_pairs(reader.layout, find_overlaps(reader.layout)[0], reader);
-    ASSERT_EQ(pairs.size(), 4u);
-    EXPECT_EQ(pairs[1].count[5 * SamplePairs::kSide], 3u);
-    EXPECT_EQ(pairs[3].count[5 * SamplePairs::kSide], 9u);
 }
 
 } // namespace
