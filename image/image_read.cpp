@@ -99,6 +99,23 @@ Image read_stored(StoredPicture& stored, const std::string& name)
     return apply_orientation(std::move(image), stored.orientation, name);
 }
 
+// Fails unless the library can take a picture of this size: all of its samples in 2^31 - 1 bytes.
+void check_image_size(const std::string& name, const ImageInfo& info)
+{
+    constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
+    // The distance transform works on a frame around the mask, whose size must fit 32 bits as well.
+    const std::int64_t width = info.width;
+    const std::int64_t height = info.height;
+    const std::int64_t pixel_bytes = info.channels * static_cast<std::int64_t>(info.sample_bytes());
+    const bool fits = width <= kMost - 2 && height <= kMost - 2 && (width + 2) <= kMost / (height + 2) &&
+                      width * height <= kMost / pixel_bytes;
+    if (!fits)
+        fail_input(
+            name,
+            concat("a picture of ", width, " x ", height, " pixels with ", info.channels, " x ", info.bits, " bit"),
+            "at most 2^31 - 1 bytes of samples");
+}
+
 // A picture that has to be turned.
 class TurnedReader : public RowReader
 {
@@ -106,6 +123,7 @@ public:
     TurnedReader(StoredPicture stored, std::string name) : stored_(std::move(stored)), name_(std::move(name))
     {
         info_ = stored_.rows->info();
+        check_image_size(name_, info_); // it is held as a whole
         metadata_ = stored_.rows->metadata();
         if (stored_.orientation >= 5)
             std::swap(info_.width, info_.height);
@@ -217,22 +235,6 @@ void check_pixels(const std::string& name, const char* what, std::int64_t width,
     if (most != 0 && static_cast<std::uint64_t>(width) * static_cast<std::uint64_t>(height) > most)
         fail_input(name, concat(what, " of ", width, " x ", height, " pixels"),
                    concat("at most ", most, " (--max-pixels)"));
-}
-
-void check_image_size(const std::string& name, const ImageInfo& info)
-{
-    constexpr std::int64_t kMost = std::numeric_limits<std::int32_t>::max();
-    // The distance transform works on a frame around the mask, whose size must fit 32 bits as well.
-    const std::int64_t width = info.width;
-    const std::int64_t height = info.height;
-    const std::int64_t pixel_bytes = info.channels * static_cast<std::int64_t>(info.sample_bytes());
-    const bool fits = width <= kMost - 2 && height <= kMost - 2 && (width + 2) <= kMost / (height + 2) &&
-                      width * height <= kMost / pixel_bytes;
-    if (!fits)
-        fail_input(
-            name,
-            concat("a picture of ", width, " x ", height, " pixels with ", info.channels, " x ", info.bits, " bit"),
-            "at most 2^31 - 1 bytes of samples");
 }
 
 } // namespace panoval::image

@@ -40,9 +40,6 @@ Image read_grey(const std::string& name);
 // The first layer of a file as a mask of one byte a pixel: one grey channel without alpha, 16 bit are scaled to 8.
 Image read_mask(const std::string& name);
 
-// Fails unless the library can take a picture of this size: all of its samples in 2^31 - 1 bytes.
-void check_image_size(const std::string& name, const ImageInfo& info);
-
 // ---- for the readers of the formats ----
 
 // A file that is open at its first byte.

@@ -87,7 +87,6 @@ void add_layers(const PlacedInput& input, bool trusts_layout, std::vector<Placed
         layer.exclude = input.exclude;
         layer.info = infos[i];
         layer.is_one_of_several = infos.size() > 1;
-        check_image_size(layer.name(), layer.info);
         layer.position = position_of(input, layer);
         for (const std::string* const mask : {&layer.mask, &layer.keep, &layer.exclude})
             if (!trusts_layout || !input.told)
