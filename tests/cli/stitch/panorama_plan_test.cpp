@@ -38,6 +38,13 @@ protected:
     }
 };
 
+TEST_F(Plan, TakesPicturesOfMoreBytesThanTheLibrary)
+{
+    const PanoramaPlan plan = plan_panorama({{write_text("large.ppm", "P3\n30000 33000\n65535\n1"), Offset{0, 0}, ""}});
+    EXPECT_EQ(plan.width, 30000);
+    EXPECT_EQ(plan.height, 33000);
+}
+
 TEST_F(Plan, TheCanvasIsWhatThePicturesSpan)
 {
     const std::string a = picture("a.pgm", 30, 20);
