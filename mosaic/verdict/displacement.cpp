@@ -25,16 +25,27 @@ struct Voter {
     Information exact; // and for their mean, in which reduced copies count less
 
     double length() const { return std::sqrt(x * x + y * y); }
+    // 0 where that may as well be none.
+    double certain_length() const
+    {
+        constexpr double kCertain = 9; // three standard deviations, squared
+        return information.distance(x, y) > kCertain ? length() : 0;
+    }
 };
 
-Information soften(const Information& information, double by)
+// What is left of it after an error of that covariance.
+Information blur(const Information& information, Information covariance)
 {
-    Information covariance{by * by, 0, by * by};
     Information sharp = information;
     sharp.xx += 1e-4; // nothing is known: 100 pixels
     sharp.yy += 1e-4;
     covariance.add(sharp.inverse());
     return covariance.inverse();
+}
+
+Information soften(const Information& information, double by)
+{
+    return blur(information, {by * by, 0, by * by});
 }
 
 // Rounding, coding and light that changed leave errors that go together with the slopes of a soft scene, however many
@@ -47,7 +58,21 @@ double believed_slopes(const BlockShift& block)
     return std::clamp((slopes - kGentle) / (kClear - kGentle), 0.0, 1.0);
 }
 
-Voter make_voter(const BlockShift& block)
+// How far what uneven light leaves in a block moves it, as a covariance in pixels squared: its errors go together with
+// the slopes however many pixels there are.
+Information moved_by_light(const BlockShift& block, double unevenness)
+{
+    constexpr double kLeft = 0.03; // of the unevenness: light multiplies, and a smooth surface was subtracted
+    constexpr double kFlat = 1e-6; // levels squared / pixel^2
+    Information slopes{kFlat, 0, kFlat};
+    slopes.add(block.fit.gradients, 1 / (block.step * block.step));
+    Information covariance;
+    if (slopes.weaker() > 0)
+        covariance.add(slopes.inverse(), kLeft * unevenness * kLeft * unevenness);
+    return covariance;
+}
+
+Voter make_voter(const BlockShift& block, double unevenness)
 {
     Voter voter;
     voter.x = block.fit.x * block.step;
@@ -56,11 +81,12 @@ Voter make_voter(const BlockShift& block)
     information.add(block.fit.information, believed_slopes(block) / (block.step * block.step));
     if (information.weaker() < 0) // gradients that do not go together say nothing
         information = {};
+    const double stronger = information.xx + information.yy - information.weaker();
+    voter.weight = stronger / (stronger + 1 / (kLoose * kLoose)); // it shows places, wherever light moves them
+    information = blur(information, moved_by_light(block, unevenness));
     voter.information = soften(information, kFinest);
     voter.loose = soften(information, kLoose);
     voter.exact = soften(information, 2 * kFinest * block.step);
-    const double stronger = information.xx + information.yy - information.weaker();
-    voter.weight = stronger / (stronger + 1 / (kLoose * kLoose));
     return voter;
 }
 
@@ -101,12 +127,12 @@ Party party_of(const Voter& leader, const std::vector<Voter>& voters)
 double median_length(std::vector<Voter> voters, double total)
 {
     std::stable_sort(voters.begin(), voters.end(),
-                     [](const Voter& a, const Voter& b) { return a.length() < b.length(); });
+                     [](const Voter& a, const Voter& b) { return a.certain_length() < b.certain_length(); });
     double sum = 0;
     for (const Voter& voter : voters) {
         sum += voter.weight;
         if (2 * sum >= total)
-            return voter.length();
+            return voter.certain_length();
     }
     return 0;
 }
@@ -268,8 +294,19 @@ void count_empty(const BlockShift& block, const KnownNoise& noise, const Seen& s
     poll.empty_second += is_empty_second ? 1 : 0;
 }
 
+// Whether most of what the block shows differs at the best place that was found. Lines of text and rows of windows go
+// together somewhere, wherever they come from, and by chance as well as they do there.
+bool differs_by_area(const BlockShift& block, double expected)
+{
+    constexpr double kFewest = 6;       // squares
+    constexpr double kOfExpected = 0.6; // correlation
+    constexpr double kClear = 0.5;      // expected correlation: squares of what is mostly noise differ, too
+    return block.step <= 1 && expected > kClear && block.strange >= std::max(kFewest, block.agreeing) &&
+           (is_of_a_part(block) || block.fit.correlation < kOfExpected * expected);
+}
+
 // strange  what the block counts where it shows something that is found nowhere
-void ask(const BlockShift& block, const KnownNoise& noise, double plain, double strange, Poll& poll)
+void ask(const BlockShift& block, const KnownNoise& noise, double unevenness, double plain, double strange, Poll& poll)
 {
     constexpr double kVisible = 0.25; // levels squared, of prepared patches: less has no say; coding may be all of it
     constexpr double kOfExpected = 0.3;
@@ -278,12 +315,12 @@ void ask(const BlockShift& block, const KnownNoise& noise, double plain, double 
     const double seen_in_both = std::min(seen.first, seen.second);
     const double variances = block.fit.variance_first * block.fit.variance_second;
     const double expected = variances > 0 ? std::sqrt(seen.first * seen.second / variances) : 0;
-    const bool is_telling =
-        expected - std::max(block.fit.correlation, 0.0) > kTelling * chance_at(block) && seen_in_both > plain;
+    const bool is_unlike = expected - std::max(block.fit.correlation, 0.0) > kTelling * chance_at(block);
+    const bool is_telling = (is_unlike || differs_by_area(block, expected)) && seen_in_both > plain;
     if (is_matched(block) && block.fit.correlation > kOfExpected * expected &&
         std::min(block.fit.variance_first, block.fit.variance_second) > kVisible &&
         seen_in_both > kOfNoise * std::max(noise.first, noise.second)) {
-        poll.voters.push_back(make_voter(block));
+        poll.voters.push_back(make_voter(block, unevenness));
         poll.matched += poll.voters.back().weight;
     } else if (is_telling && block.strange >= block.agreeing) {
         poll.mismatched += strange;
@@ -291,13 +328,13 @@ void ask(const BlockShift& block, const KnownNoise& noise, double plain, double 
     count_empty(block, noise, seen, expected, poll);
 }
 
-Poll ask_all(const std::vector<BlockShift>& blocks, const KnownNoise& noise)
+Poll ask_all(const std::vector<BlockShift>& blocks, const KnownNoise& noise, double unevenness)
 {
     const double plain = plain_variance(blocks, noise);
     Poll poll;
     for (const BlockShift& block : blocks)
         if (block.fit.is_valid && !is_coding_alone(block)) // reduced, what moved reaches farther
-            ask(block, noise, plain, block.step > 1 && blocks.size() > 2 ? 0.5 : 1, poll);
+            ask(block, noise, unevenness, plain, block.step > 1 && blocks.size() > 2 ? 0.5 : 1, poll);
     return poll;
 }
 
@@ -331,10 +368,8 @@ void tell_displacement(const Poll& poll, const Party& winner, ShiftVote& result)
     constexpr double kLeast = 0.3;
     const double length = std::sqrt(winner.x * winner.x + winner.y * winner.y);
     result.displaced_by = 2 * winner.weight > poll.matched ? length : median_length(poll.voters, poll.matched);
-    if (length > 0) { // along the displacement
-        const Information covariance = soften(winner.information, 0.01).inverse();
-        result.uncertainty = std::sqrt(covariance.distance(winner.x / length, winner.y / length));
-    }
+    if (length > 0) // a direction of which nothing is known does not make the other one less certain
+        result.uncertainty = length / std::sqrt(soften(winner.information, 0.01).distance(winner.x, winner.y));
     const double variance = 1 / std::max(winner.information.weaker(), 1e-9);
     const double total = poll.matched + poll.mismatched;
     const double confidence = winner.weight / total / (1 + variance / (kUncertain * kUncertain));
@@ -344,9 +379,10 @@ void tell_displacement(const Poll& poll, const Party& winner, ShiftVote& result)
 
 } // namespace
 
-ShiftVote vote(const std::vector<BlockShift>& blocks, const KnownNoise& noise, const EmptySides& empty_sides)
+ShiftVote vote(const std::vector<BlockShift>& blocks, const KnownNoise& noise, const EmptySides& empty_sides,
+               double unevenness)
 {
-    const Poll poll = ask_all(blocks, noise);
+    const Poll poll = ask_all(blocks, noise, unevenness);
     ShiftVote result;
     result.empty = empty_side(poll, empty_sides);
     const double total = poll.matched + poll.mismatched;

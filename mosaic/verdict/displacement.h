@@ -55,6 +55,10 @@ std::vector<BlockShift> measure_blocks(const PictureSource& source, const Overla
 // Of a correlation at the place that was found, where less than the whole block may be left.
 double chance_at(const BlockShift& block);
 
+// Whether what was compared there is less than half of the block: the rest lies outside, or moved. Of reduced copies,
+// whose noise is not known, nobody can tell.
+bool is_of_a_part(const BlockShift& block);
+
 // Whether both blocks show the same at the place that was found.
 bool is_matched(const BlockShift& block);
 
@@ -73,6 +77,8 @@ struct EmptySides {
 // this one has one value everywhere, and no end of the range of samples explains it.
 EmptySides find_empty(const OverlapCells& cells);
 
-ShiftVote vote(const std::vector<BlockShift>& blocks, const KnownNoise& noise, const EmptySides& empty_sides);
+// unevenness  of light between the two pictures, levels of 255
+ShiftVote vote(const std::vector<BlockShift>& blocks, const KnownNoise& noise, const EmptySides& empty_sides,
+               double unevenness);
 
 } // namespace panoval::mosaic

@@ -380,20 +380,34 @@ bool fits_clearly(const BlockShift& block)
 
 } // namespace
 
+namespace
+{
+
+double area_of(const BlockShift& block)
+{
+    return static_cast<double>(block.rect.pixels()) / (block.step * block.step);
+}
+
+} // namespace
+
 double chance_at(const BlockShift& block)
 {
-    const double area = static_cast<double>(block.rect.pixels()) / (block.step * block.step);
-    return block.chance * std::sqrt(std::max(1.0, area / std::max(block.fit.count, 1.0)));
+    return block.chance * std::sqrt(std::max(1.0, area_of(block) / std::max(block.fit.count, 1.0)));
+}
+
+bool is_of_a_part(const BlockShift& block)
+{
+    return block.step <= 1 && 2 * block.fit.count < area_of(block);
 }
 
 bool is_matched(const BlockShift& block)
 {
     constexpr double kBeyondChance = 4.5;
-    constexpr double kAgreeing = 0.5; // relative to what does not
+    const double agreeing = is_of_a_part(block) ? 1 : 0.5; // relative to what does not: a part may be a chosen one
     // By Fisher's transformation: its deviation is that of small correlations, however large this one is.
     const double shrink = exp(-2 * kBeyondChance * chance_at(block));
     return block.fit.is_valid && block.fit.correlation > std::max(0.1, (1 - shrink) / (1 + shrink)) &&
-           block.agreeing >= kAgreeing * block.strange;
+           block.agreeing >= agreeing * block.strange;
 }
 
 std::vector<BlockShift> measure_blocks(const PictureSource& source, const OverlapCells& cells, const ToneModel& tone,

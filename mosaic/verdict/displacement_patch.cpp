@@ -191,23 +191,34 @@ bool shows_coding(const Patch& patch)
 {
     constexpr std::size_t kSide = 8;
     constexpr double kMuch = 0.25; // of all changes at one of eight places; an eighth is usual
-    std::array<double, kSide> across{};
-    std::array<double, kSide> down{};
+    constexpr double kOfMean = 3;  // of the mean change of a line, at most
     const std::size_t width = patch.width();
+    std::vector<double> across(width); // of each column
+    std::vector<double> down(patch.height());
     for (std::size_t y = 0; y + 1 < patch.height(); ++y)
         for (std::size_t x = 0, i = y * width; x + 1 < width; ++x, ++i) {
             if ((patch.known[i] & patch.known[i + 1] & patch.known[i + width]) == 0)
                 continue;
             const auto right = static_cast<double>(patch.value[i + 1] - patch.value[i]);
             const auto below = static_cast<double>(patch.value[i + width] - patch.value[i]);
-            across[x % kSide] += right * right;
-            down[y % kSide] += below * below;
+            across[x] += right * right;
+            down[y] += below * below;
         }
-    const auto is_coded = [](const std::array<double, kSide>& changes) {
+    const auto is_coded = [](const std::vector<double>& changes) {
         double sum = 0;
         for (const double change : changes)
             sum += change;
-        return *std::max_element(changes.begin(), changes.end()) > kMuch * sum;
+        const auto is_much_at_one_place = [&](double most_of_line) {
+            std::array<double, kSide> at_place{};
+            double all = 0;
+            for (std::size_t i = 0; i < changes.size(); ++i) {
+                at_place[i % kSide] += std::min(changes[i], most_of_line);
+                all += std::min(changes[i], most_of_line);
+            }
+            return *std::max_element(at_place.begin(), at_place.end()) > kMuch * all;
+        };
+        // Squares begin at every eighth line; a few stars change much at some of them.
+        return is_much_at_one_place(sum) && is_much_at_one_place(kOfMean * sum / static_cast<double>(changes.size()));
     };
     return is_coded(across) || is_coded(down);
 }

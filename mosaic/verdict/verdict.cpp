@@ -30,7 +30,8 @@ struct Facts {
     std::unique_ptr<ToneModel> rough_tone; // likewise; refers to the cells
     std::vector<BlockShift> blocks;
     EmptySides empty_sides;
-    double level = 0; // mean brightness of both, of 255
+    double level = 0;      // mean brightness of both, of 255
+    double unevenness = 0; // of the light between them, levels of 255
     bool differs_at_ghosts_only = false;
 };
 
@@ -101,13 +102,20 @@ bool are_all_that_differs(const std::vector<Ghost>& ghosts, const OverlapCells& 
     return 2 * known > static_cast<double>(cells.cells() * cells.channels) && differing < kHardlyAny * known;
 }
 
+bool is_blank(const EmptySides& sides)
+{
+    return sides.first == Emptiness::Certain || sides.second == Emptiness::Certain;
+}
+
 void look_for_ghosts(const PictureSource& source, const OverlapCells& cells, const ToneModel& tone,
                      const std::vector<std::uint8_t>& owners, Facts& facts)
 {
     constexpr double kFar = 8; // pixels; may be how far a thing moved
     const KnownNoise noise = noise_of_blocks(facts.blocks);
-    const ShiftVote found = vote(facts.blocks, noise, facts.empty_sides);
+    const ShiftVote found = vote(facts.blocks, noise, facts.empty_sides, facts.unevenness);
     std::vector<Ghost>& ghosts = facts.verdict.ghosts;
+    if (is_blank(facts.empty_sides)) // and no thing stands before it
+        return;
     const bool is_mismatch = found.empty || (found.mismatch > 0.5 && found.weight > 0.5);
     if (is_mismatch || found.displaced_by > kFar) {
         ghosts = find_ghosts(cells, tone, owners, {}, source.layout);
@@ -150,6 +158,7 @@ Facts look_at_overlap(const PictureSource& source, const Overlap& overlap, std::
     facts.blocks = measure_blocks(source, cells, *facts.rough_tone, threads);
     facts.empty_sides = find_empty(cells);
     facts.level = mean_level(cells);
+    facts.unevenness = facts.rough_tone->unevenness();
     return facts;
 }
 
@@ -253,6 +262,8 @@ void measure_sharpness(const SharedDetail& sum, OverlapVerdict& verdict)
     constexpr double kShared = 0.85;
     constexpr double kMuchNoisier = 4; // in variance
     constexpr double kLeast = 0.001;   // level squared
+    constexpr double kSoftShares = 0.025;
+    constexpr double kBeyondNoise = 30;
     const auto excess = [&](const Detail& detail) {
         return (detail.of_picture - sum.shared) / std::max(detail.assumed_noise, kLeast);
     };
@@ -265,7 +276,10 @@ void measure_sharpness(const SharedDetail& sum, OverlapVerdict& verdict)
     const Detail& other = is_second ? sum.first : sum.second;
     const double sharper = clean(other);
     const double most_assumed = std::max(soft.assumed_noise, other.assumed_noise);
-    verdict.is_sharpness_known = sharper >= kClearly * grown * most_assumed + kLeast;
+    // Noise that calm places do not show, as JPEG leaves it out there, is in one picture alone; what is soft still
+    // shares something.
+    const bool may_be_noise = sum.shared < kSoftShares * sharper && sharper < kBeyondNoise * most_assumed;
+    verdict.is_sharpness_known = sharper >= kClearly * grown * most_assumed + kLeast && !may_be_noise;
     // What is not sharp shares less with the other picture, too; a wrong idea of its noise would not change that.
     if (!verdict.is_sharpness_known || sum.shared > kShared * sharper)
         return;
@@ -296,7 +310,7 @@ void settle_overlap(Facts& facts, const Layout& layout, const Corrections& corre
 {
     OverlapVerdict& verdict = facts.verdict;
     const KnownNoise noise{noise_of_picture[verdict.first], noise_of_picture[verdict.second]};
-    const ShiftVote found = vote(facts.blocks, noise, facts.empty_sides);
+    const ShiftVote found = vote(facts.blocks, noise, facts.empty_sides, facts.unevenness);
     verdict.noise = std::sqrt(0.5 * (noise.first + noise.second) / kNoiseLeft);
     verdict.displacement = found.displacement;
     verdict.displaced_by = found.displaced_by;
@@ -313,6 +327,7 @@ void settle_overlap(Facts& facts, const Layout& layout, const Corrections& corre
         verdict.displacement.reset();
     if (found.empty && !facts.differs_at_ghosts_only)
         verdict.empty = *found.empty ? verdict.second : verdict.first;
+    verdict.is_blank = verdict.empty && is_blank(facts.empty_sides);
     const double unit = 255.0 / static_cast<double>(layout.largest_sample());
     const KnownNoise assumed = with_gains(noise, layout, corrections, verdict);
     measure_sharpness(add_up_detail(facts.blocks, noise, assumed, kNoiseLeft * unit * unit / 12), verdict);

@@ -63,6 +63,7 @@ struct OverlapVerdict {
     double evidence = 0;                      // 0 to 1: how much the overlap shows by which places can be told
     bool is_mismatch = false;                 // what they show is not the same, wherever one of them is moved
     std::optional<std::size_t> empty;         // the picture that shows nothing where the other one does
+    bool is_blank = false;                    // it has one value everywhere; otherwise it may show a plain place
     double step = 0;                          // brightness or colour left along the seam, levels of 255
     double tone = 0;                          // difference in the curves of brightness, levels of 255
     double offset = 0;                        // mean difference over all of the overlap, levels of 255

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 #include <sstream>
 
 namespace panoval::mosaic
@@ -58,9 +59,16 @@ std::size_t softer_one(const OverlapVerdict& overlap)
     return overlap.sharpness < 1 ? overlap.second : overlap.first;
 }
 
+// How sure it is by how far the pictures are displaced, though not in which direction, or not everywhere the same.
+double certainty(const OverlapVerdict& overlap)
+{
+    const double of_size = 0.8 * overlap.evidence;
+    return overlap.displacement ? std::max(overlap.displacement->confidence, of_size) : of_size;
+}
+
 bool is_displaced(const OverlapVerdict& overlap, double by)
 {
-    const double sure = overlap.displacement ? overlap.displacement->confidence : 0.8 * overlap.evidence;
+    const double sure = certainty(overlap);
     constexpr double kCertain = 2.5; // standard deviations that are taken off before it is believed
     constexpr double kOfLimit = 0.6;
     return sure > kSure && overlap.displaced_by >= by &&
@@ -85,35 +93,59 @@ std::vector<Fault> place_faults(const Layout& layout, const OverlapVerdict& over
              "the pictures are displaced by " + fixed(overlap.displaced_by, 1) + " pixels"}};
 }
 
+// What most of the overlaps do not fall below; none of few, where one picture's fault may be in all.
+std::optional<double> usual_of(const Verdict& verdict, double OverlapVerdict::*value)
+{
+    constexpr std::size_t kFew = 4;
+    if (verdict.overlaps.size() < kFew)
+        return std::nullopt;
+    std::vector<double> values;
+    for (const OverlapVerdict& overlap : verdict.overlaps)
+        values.push_back(overlap.*value);
+    const auto usual = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 4); // half may be one picture's
+    std::nth_element(values.begin(), usual, values.end());
+    return *usual;
+}
+
 // What a difference in the curves of brightness must reach to be remarkable among these overlaps. Of few, one picture's
 // fault may be in all; there only uneven light counts.
-double tone_limit(const Verdict& verdict)
+double curve_limit(const Verdict& verdict)
 {
     constexpr double kRemarkable = 8; // times the usual
     constexpr double kOfUnevenness = 0.3;
-    constexpr std::size_t kFew = 4;
-    std::vector<double> tones;
-    double unevenness = 0;
-    for (const OverlapVerdict& overlap : verdict.overlaps) {
-        tones.push_back(overlap.tone);
-        unevenness = std::max(unevenness, overlap.unevenness);
-    }
-    if (tones.empty())
+    if (verdict.overlaps.empty())
         return kToneLook;
-    if (tones.size() < kFew)
-        return std::min(kToneLeast + kOfUnevenness * unevenness, kToneLook);
-    const auto usual = tones.begin() + static_cast<std::ptrdiff_t>(tones.size() / 4); // half may be one picture's
-    std::nth_element(tones.begin(), usual, tones.end());
-    return std::clamp(kRemarkable * *usual, kToneLeast, kToneLook);
+    if (const std::optional<double> usual = usual_of(verdict, &OverlapVerdict::tone))
+        return std::clamp(kRemarkable * *usual, kToneLeast, kToneLook);
+    double unevenness = 0;
+    for (const OverlapVerdict& overlap : verdict.overlaps)
+        unevenness = std::max(unevenness, overlap.unevenness);
+    return std::min(kToneLeast + kOfUnevenness * unevenness, kToneLook);
 }
 
-std::vector<Fault> faults_of(const Layout& layout, const OverlapVerdict& overlap, double tone_look)
+// Beyond which light is more uneven between two pictures than a lens explains, which is the same for all of them.
+std::optional<double> unevenness_limit(const Verdict& verdict)
+{
+    constexpr double kRemarkable = 4; // times the usual
+    const std::optional<double> usual = usual_of(verdict, &OverlapVerdict::unevenness);
+    return usual ? std::optional(std::max(kRemarkable * *usual, kStepLook)) : std::nullopt;
+}
+
+// What is remarkable among these overlaps, in levels of 255.
+struct ToneLimits {
+    double curve = kToneLook;
+    std::optional<double> unevenness;
+    bool has_gains = true; // that nothing misled
+};
+
+std::vector<Fault> faults_of(const Layout& layout, const OverlapVerdict& overlap, const ToneLimits& limits)
 {
     std::vector<Fault> faults = place_faults(layout, overlap);
-    if (overlap.step > kStepLook)
-        faults.push_back({overlap.step > kStepBad ? Word::Bad : Word::Look,
-                          "a step of " + fixed(overlap.step, 1) + " levels is left along the seam"});
-    else if (overlap.tone > tone_look)
+    if (overlap.step > kStepLook) // what a lens leaves changes slowly, and blending hides that
+        faults.push_back(
+            {overlap.step > kStepBad && overlap.unevenness >= limits.unevenness.value_or(0) ? Word::Bad : Word::Look,
+             "a step of " + fixed(overlap.step, 1) + " levels is left along the seam"});
+    else if (overlap.tone > limits.curve)
         faults.push_back({Word::Look, "their curves of brightness differ by " + fixed(overlap.tone, 1) + " levels"});
     if (!overlap.ghosts.empty())
         faults.push_back(
@@ -128,6 +160,11 @@ std::vector<Fault> faults_of(const Layout& layout, const OverlapVerdict& overlap
     return faults;
 }
 
+ToneLimits tone_limits(const Verdict& verdict)
+{
+    return {curve_limit(verdict), unevenness_limit(verdict), verdict.misfits.empty()};
+}
+
 std::string sentence(std::string text)
 {
     if (!text.empty() && text[0] >= 'a' && text[0] <= 'z')
@@ -135,9 +172,9 @@ std::string sentence(std::string text)
     return text + ".";
 }
 
-void describe(const Layout& layout, double tone_look, OverlapVerdict& overlap)
+void describe(const Layout& layout, const ToneLimits& limits, OverlapVerdict& overlap)
 {
-    const std::vector<Fault> faults = faults_of(layout, overlap, tone_look);
+    const std::vector<Fault> faults = faults_of(layout, overlap, limits);
     std::string text;
     for (const Fault& fault : faults) {
         text += (text.empty() ? "" : "; ") + fault.text;
@@ -159,43 +196,52 @@ double hint(const OverlapVerdict& overlap)
     return kHint * ramp(overlap.after.mean, 0.3 + 1.3 * overlap.noise, 1 + 2 * overlap.noise);
 }
 
-Evidence about_place(const OverlapVerdict& overlap, double)
+Evidence about_place(const OverlapVerdict& overlap, const ToneLimits&)
 {
-    Evidence evidence{overlap.first, overlap.second, 0, 0, overlap.empty};
+    Evidence evidence{overlap.first, overlap.second, 0, 0, overlap.is_blank ? overlap.empty : std::nullopt};
     if (overlap.empty || overlap.is_mismatch) {
         evidence.against = std::max(overlap.evidence, overlap.empty ? 0.9 : 0.0);
         return evidence;
     }
-    const double sure = overlap.displacement ? overlap.displacement->confidence : 0.8 * overlap.evidence;
+    const double sure = certainty(overlap);
     evidence.against = is_displaced(overlap, kDisplacedLook)
                            ? sure * ramp(overlap.displaced_by, kDisplacedLook - 0.1, kDisplacedLook + 0.2)
                            : 0;
     if (overlap.displacement)
-        evidence.in_favour = sure * (1 - ramp(overlap.displaced_by, 0.5 * kFits, kFits + 0.1));
+        evidence.in_favour =
+            overlap.displacement->confidence * (1 - ramp(overlap.displaced_by, 0.5 * kFits, kFits + 0.1));
     if (evidence.against <= 0)
         evidence.against = (1 - evidence.in_favour) * hint(overlap);
     return evidence;
 }
 
 // Not the step: vignetting leaves one at every seam, though of no one's fault. It may look like a curve, too.
-double tone_levels(const OverlapVerdict& overlap)
+double tone_levels(const OverlapVerdict& overlap, const ToneLimits& limits)
 {
     constexpr double kOfUnevenness = 0.5;
-    return std::max(overlap.tone - kOfUnevenness * overlap.unevenness, 0.75 * overlap.offset);
+    return std::max(overlap.tone - kOfUnevenness * overlap.unevenness, limits.has_gains ? 0.75 * overlap.offset : 0);
 }
 
-Evidence about_tone(const OverlapVerdict& overlap, double tone_look)
+// And light that is more uneven than a lens explains; some of it is what the robust fit makes of a scene that moved.
+double remarkable_levels(const OverlapVerdict& overlap, const ToneLimits& limits)
+{
+    constexpr double kOfUnevenness = 0.5;
+    const double beyond = limits.unevenness ? overlap.unevenness - *limits.unevenness : 0;
+    return std::max(tone_levels(overlap, limits), kOfUnevenness * beyond);
+}
+
+Evidence about_tone(const OverlapVerdict& overlap, const ToneLimits& limits)
 {
     Evidence evidence{overlap.first, overlap.second, 0, 0, std::nullopt};
     if (overlap.empty || overlap.is_mismatch || is_displaced(overlap, kDisplacedLook))
         return evidence;
-    const double levels = tone_levels(overlap);
-    evidence.against = ramp(levels, 0.7 * tone_look, 1.2 * tone_look);
-    evidence.in_favour = 1 - ramp(levels, 0.3 * tone_look, 0.7 * tone_look);
+    const double levels = remarkable_levels(overlap, limits);
+    evidence.against = ramp(levels, 0.7 * limits.curve, 1.2 * limits.curve);
+    evidence.in_favour = 1 - ramp(levels, 0.3 * limits.curve, 0.7 * limits.curve);
     return evidence;
 }
 
-Evidence about_sharpness(const OverlapVerdict& overlap, double)
+Evidence about_sharpness(const OverlapVerdict& overlap, const ToneLimits&)
 {
     Evidence evidence{overlap.first, overlap.second, 0, 0, std::nullopt};
     if (overlap.empty || overlap.is_mismatch || !overlap.is_sharpness_known)
@@ -218,13 +264,14 @@ bool touches(const OverlapVerdict& overlap, const std::vector<std::size_t>& pict
 bool is_common(const Verdict& verdict, const std::vector<std::size_t>& misfits)
 {
     constexpr double kStandsOut = 2;
+    const ToneLimits limits = tone_limits(verdict);
     std::vector<double> own;
     std::vector<double> others;
     for (const OverlapVerdict& overlap : verdict.overlaps)
         if (touches(overlap, misfits))
-            own.push_back(tone_levels(overlap));
+            own.push_back(remarkable_levels(overlap, limits));
         else if (!touches(overlap, verdict.misfits))
-            others.push_back(std::max(tone_levels(overlap), overlap.unevenness));
+            others.push_back(std::max(tone_levels(overlap, limits), overlap.unevenness));
     return !own.empty() && !others.empty() && kStandsOut * median_of(std::span(others)) > median_of(std::span(own));
 }
 
@@ -239,16 +286,16 @@ void name_swapped(const Layout& layout, Verdict& verdict)
     }
 }
 
-using About = Evidence (*)(const OverlapVerdict&, double);
+using About = Evidence (*)(const OverlapVerdict&, const ToneLimits&);
 
 // What pictures that were named before explain is no matter of others.
 std::vector<std::size_t> find_misfits(const Layout& layout, About about, const Verdict& verdict)
 {
     std::vector<Evidence> evidence;
-    const double tone_look = tone_limit(verdict);
+    const ToneLimits limits = tone_limits(verdict);
     for (const OverlapVerdict& overlap : verdict.overlaps)
         if (!touches(overlap, verdict.misfits))
-            evidence.push_back(about(overlap, tone_look));
+            evidence.push_back(about(overlap, limits));
     return find_misfits(layout.pictures.size(), evidence);
 }
 
@@ -259,6 +306,44 @@ void blame(const Layout& layout, const std::vector<std::size_t>& misfits, const 
         verdict.word = std::max(verdict.word, Word::Look); // little here and there may be enough to tell
         verdict.reasons.push_back(name_of(layout, misfit) + what);
     }
+}
+
+bool have_common_place(const std::vector<Ghost>& a, const std::vector<Ghost>& b)
+{
+    return std::any_of(a.begin(), a.end(), [&](const Ghost& one) {
+        return std::any_of(b.begin(), b.end(),
+                           [&](const Ghost& other) { return !intersect(one.box, other.box).is_empty(); });
+    });
+}
+
+// Things stand in one overlap or where several cross. Where something differs in every overlap of a picture, at
+// different places, and nothing says that it fits anywhere, it shows something else.
+bool differs_everywhere(const Verdict& verdict, std::size_t picture)
+{
+    std::vector<const OverlapVerdict*> own;
+    for (const OverlapVerdict& overlap : verdict.overlaps)
+        if (touches(overlap, {picture})) {
+            if (overlap.ghosts.empty() || overlap.displacement)
+                return false;
+            own.push_back(&overlap);
+        }
+    return own.size() > 1 && std::any_of(own.begin(), own.end(), [&](const OverlapVerdict* overlap) {
+               return !have_common_place(overlap->ghosts, own.front()->ghosts);
+           });
+}
+
+void judge_ghosts(std::size_t pictures, Verdict& verdict)
+{
+    constexpr double kLikely = 0.8;
+    std::vector<std::size_t> strangers;
+    for (std::size_t picture = 0; picture < pictures; ++picture)
+        if (differs_everywhere(verdict, picture))
+            strangers.push_back(picture);
+    for (OverlapVerdict& overlap : verdict.overlaps)
+        if (touches(overlap, strangers)) {
+            overlap.is_mismatch = true;
+            overlap.evidence = std::max(overlap.evidence, kLikely);
+        }
 }
 
 std::string counted(std::size_t count, const char* one, const char* many)
@@ -290,9 +375,10 @@ const char* name_of(Word word)
 
 void put_into_words(const Layout& layout, Verdict& verdict)
 {
-    const double tone_look = tone_limit(verdict);
+    judge_ghosts(layout.pictures.size(), verdict);
+    const ToneLimits limits = tone_limits(verdict);
     for (OverlapVerdict& overlap : verdict.overlaps) {
-        describe(layout, tone_look, overlap);
+        describe(layout, limits, overlap);
         verdict.word = std::max(verdict.word, overlap.word);
     }
     judge_cover(verdict);

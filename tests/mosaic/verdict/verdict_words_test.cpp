@@ -89,6 +89,34 @@ TEST(Blame, ForACurveIsNobodysWhereAllAreUneven)
     EXPECT_EQ(misfits_of(4, {of_curves(0, 1, 6, 4), of_curves(1, 2, 6, 4), of_curves(2, 3, 0, 5)}), Numbers{});
 }
 
+TEST(Blame, ForUnevenLightIsItsPicturesWhereOthersAreNot)
+{
+    EXPECT_EQ(misfits_of(5, {of_curves(0, 1, 0, 15), of_curves(1, 2, 0, 12), of_curves(2, 3, 0, 0.2),
+                             of_curves(3, 4, 0, 0.3)}),
+              Numbers{1});
+}
+
+// Measured with it, gains of the others are wrong.
+TEST(Blame, ForBrightnessIsNotWhereAPictureIsMisplaced)
+{
+    OverlapVerdict darker = fitting(0, 1);
+    darker.offset = 20;
+    EXPECT_EQ(misfits_of(4, {darker, of_other_things(0, 3), of_other_things(1, 3), of_other_things(2, 3)}), Numbers{3});
+}
+
+OverlapVerdict with_ghost(std::size_t first, std::size_t second, std::int64_t x)
+{
+    OverlapVerdict overlap = plain(first, second, 5);
+    overlap.ghosts.push_back({{x, 0, 20, 40}, 30, true});
+    return overlap;
+}
+
+TEST(Blame, ForThingsInEveryOverlapIsTheirPictures)
+{
+    EXPECT_EQ(misfits_of(4, {with_ghost(0, 1, 0), with_ghost(1, 2, 200), fitting(2, 3)}), Numbers{1});
+    EXPECT_EQ(misfits_of(4, {with_ghost(0, 1, 0), with_ghost(1, 2, 10), fitting(2, 3)}), Numbers{}) << "one thing";
+}
+
 TEST(Blame, ForSharpnessIsTheSofterOnes)
 {
     OverlapVerdict unknown = fitting(0, 1);
