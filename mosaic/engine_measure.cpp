@@ -104,6 +104,7 @@ std::vector<RowRange> Engine::shared_rows() const
         add(overlap.second, overlap.in_second(layout));
     }
     std::vector<RowRange> ranges;
+    ranges.reserve(rows.size());
     for (const auto& [picture, range] : rows)
         ranges.push_back(range);
     return ranges;
