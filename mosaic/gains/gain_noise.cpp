@@ -159,8 +159,10 @@ private:
             double sum = 0;
             double count = 0;
             for (std::size_t i = 1; i < pairs_.count.size(); ++i) {
+                const std::size_t in_second = i / kSide;
+                const std::size_t in_first = i % kSide;
                 const double off =
-                    static_cast<double>(i / kSide) * second_.factor - static_cast<double>(i % kSide) * first_.factor;
+                    static_cast<double>(in_second) * second_.factor - static_cast<double>(in_first) * first_.factor;
                 if (pairs_.count[i] == 0 || off * off > limit)
                     continue;
                 sum += pairs_.count[i] * off * off;

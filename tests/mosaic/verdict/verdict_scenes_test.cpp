@@ -109,7 +109,7 @@ Verdict judge_row(const std::vector<MemoryPicture>& pictures)
 
 TEST(VerdictScenes, NamesAPageThatIsThereTwice)
 {
-    for (const std::uint64_t seed : {1, 2, 3}) {
+    for (const std::uint64_t seed : {1u, 2u, 3u}) {
         std::vector<MemoryPicture> pictures = take_row(make_page(kRowWidth, 220, seed));
         EXPECT_EQ(judge_row(pictures).word, Word::Good);
         pictures[1] = pictures[2];
@@ -121,7 +121,7 @@ TEST(VerdictScenes, NamesAPageThatIsThereTwice)
 
 TEST(VerdictScenes, NamesATurnedPage)
 {
-    for (const std::uint64_t seed : {1, 2, 3}) {
+    for (const std::uint64_t seed : {1u, 2u, 3u}) {
         std::vector<MemoryPicture> pictures = take_row(make_page(kRowWidth, 220, seed));
         pictures[2].turn();
         const Verdict verdict = judge_row(pictures);
@@ -132,7 +132,7 @@ TEST(VerdictScenes, NamesATurnedPage)
 
 TEST(VerdictScenes, NamesABlankPictureOfAPlainScene)
 {
-    for (const std::uint64_t seed : {1, 2, 3}) {
+    for (const std::uint64_t seed : {1u, 2u, 3u}) {
         std::vector<MemoryPicture> pictures = take_row(make_faces(kRowWidth, 220, seed));
         EXPECT_EQ(judge_row(pictures).word, Word::Good);
         std::fill(pictures[1].samples.begin(), pictures[1].samples.end(), std::uint16_t{128});
@@ -145,7 +145,7 @@ TEST(VerdictScenes, NamesABlankPictureOfAPlainScene)
 // Its plain places lie where neighbours show something, and the other way round: none of them is to blame.
 TEST(VerdictScenes, NamesATurnedPictureOfAPlainSceneAlone)
 {
-    for (const std::uint64_t seed : {1, 2, 3}) {
+    for (const std::uint64_t seed : {1u, 2u, 3u}) {
         std::vector<MemoryPicture> pictures = take_row(make_faces(kRowWidth, 220, seed));
         pictures[1].turn();
         const Verdict verdict = judge_row(pictures);
@@ -156,7 +156,7 @@ TEST(VerdictScenes, NamesATurnedPictureOfAPlainSceneAlone)
 
 TEST(VerdictScenes, MeasuresAShiftOfStars)
 {
-    for (const std::uint64_t seed : {1, 2, 3}) {
+    for (const std::uint64_t seed : {1u, 2u, 3u}) {
         std::vector<Cut> cuts(4);
         cuts[1].shift_y = -3;
         const Verdict verdict = judge_row(take_row(make_stars(kRowWidth, 220, seed), cuts));
@@ -170,7 +170,7 @@ TEST(VerdictScenes, MeasuresAShiftOfStars)
 // Where four pictures meet two of them share a corner, where a lens is darkest.
 TEST(VerdictScenes, OfALensThatDarkensCornersAreNotBad)
 {
-    for (const std::uint64_t seed : {1, 2, 3}) {
+    for (const std::uint64_t seed : {1u, 2u, 3u}) {
         const Scene scene =
             make_scene(420, 370, {.channels = 1, .mean = 0.75, .contrast = 0.1, .edges = 5, .seed = seed});
         VerdictCase made{"grid", "vignetting", std::make_shared<MemoryReader>(420, 370), {}, 0, 0, {}};
