@@ -8,4 +8,8 @@ here=$(cd "$(dirname "$0")/.." && pwd)
 LC_ALL=C.UTF-8
 export LC_ALL WINEPREFIX WINEDEBUG WINEDLLOVERRIDES
 mkdir -p "$WINEPREFIX"
-exec wine "$@"
+# Once in some thousand starts a heap at a random place lies where Wine maps the system's shared page, and the start
+# fails: no random places, where the system lets a program choose.
+fixed=
+! setarch "$(uname -m)" -R true 2>/dev/null || fixed="setarch $(uname -m) -R"
+exec $fixed wine "$@"

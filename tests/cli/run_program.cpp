@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <system_error>
 
 #ifdef _WIN32
 #define WIN32_LEAN_AND_MEAN
@@ -60,6 +61,34 @@ std::wstring quoted(const std::wstring& argument)
     return text.append(backslashes, L'\\') + L"\"";
 }
 
+// Wine answers ERROR_INTERNAL_ERROR once in some thousand starts, when the new program's heap happens to lie where the
+// system's shared page belongs; the next start finds another place.
+PROCESS_INFORMATION start(std::wstring line, STARTUPINFOW& startup)
+{
+    constexpr int kStarts = 5;
+    PROCESS_INFORMATION process{};
+    for (int i = 1;
+         CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process) == 0;
+         ++i)
+        if (GetLastError() != ERROR_INTERNAL_ERROR || i == kStarts)
+            throw std::system_error(static_cast<int>(GetLastError()), std::system_category(), "CreateProcessW");
+    return process;
+}
+
+DWORD exit_code_of(const std::wstring& line, STARTUPINFOW& startup)
+{
+    const PROCESS_INFORMATION process = start(line, startup);
+    DWORD code = 0;
+    const bool is_known = WaitForSingleObject(process.hProcess, INFINITE) == WAIT_OBJECT_0 &&
+                          GetExitCodeProcess(process.hProcess, &code) != 0;
+    const auto error = static_cast<int>(GetLastError());
+    CloseHandle(process.hThread);
+    CloseHandle(process.hProcess);
+    if (!is_known)
+        throw std::system_error(error, std::system_category(), "GetExitCodeProcess");
+    return code;
+}
+
 int start_and_wait(const fs::path& program, const std::vector<std::string>& arguments, const std::string& in,
                    const fs::path& out, const fs::path& err)
 {
@@ -78,14 +107,7 @@ int start_and_wait(const fs::path& program, const std::vector<std::string>& argu
                                         OPEN_EXISTING, 0, nullptr);
     startup.hStdOutput = create(out);
     startup.hStdError = create(err);
-    PROCESS_INFORMATION process{};
-    DWORD code = 1000;
-    if (CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &startup, &process) != 0) {
-        WaitForSingleObject(process.hProcess, INFINITE);
-        GetExitCodeProcess(process.hProcess, &code);
-        CloseHandle(process.hThread);
-        CloseHandle(process.hProcess);
-    }
+    const DWORD code = exit_code_of(line, startup);
     if (!in.empty())
         CloseHandle(startup.hStdInput);
     CloseHandle(startup.hStdOutput);
