@@ -88,7 +88,8 @@ struct Verdict {
     std::vector<std::string> reasons;                // sentences, the worst first; empty where all is good
     std::vector<std::size_t> misfits;                // numbers of the pictures to blame, ascending
     std::vector<std::array<std::size_t, 2>> swapped; // pictures that lie at each other's places
-    std::vector<std::vector<std::size_t>> groups;    // of connected pictures; each and all ascending by first picture
+    std::vector<std::vector<std::size_t>> groups;    // of connected pictures; each and all ascending by first picture;
+                                                     // one that covers nothing is in none
     std::int64_t uncovered_pixels = 0;               // of the canvas
     std::vector<Hole> holes;                         // the largest first
     std::vector<OverlapVerdict> overlaps;            // of those that share pixels, as the layout's overlaps are ordered

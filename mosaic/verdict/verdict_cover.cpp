@@ -74,17 +74,32 @@ void join_rows(const std::vector<Gap>& above, const std::vector<Gap>& below, Dis
 
 } // namespace
 
-std::vector<std::vector<std::size_t>> connected_groups(std::size_t pictures,
+std::vector<bool> pictures_that_cover(std::size_t pictures, const SeamMap& seams,
+                                      const std::vector<OverlapVerdict>& overlaps)
+{
+    std::vector<bool> covers(pictures, seams.height() == 0);
+    for (const OverlapVerdict& overlap : overlaps)
+        covers[overlap.first] = covers[overlap.second] = true;
+    for (std::int64_t y = 0; y < seams.height(); ++y)
+        for (const SeamMap::Run& run : seams.runs(y))
+            if (run.label != kNobody)
+                covers[static_cast<std::size_t>(run.label)] = true;
+    return covers;
+}
+
+std::vector<std::vector<std::size_t>> connected_groups(const std::vector<bool>& covers,
                                                        const std::vector<OverlapVerdict>& overlaps)
 {
     DisjointSets sets;
-    for (std::size_t i = 0; i < pictures; ++i)
+    for (std::size_t i = 0; i < covers.size(); ++i)
         sets.add();
     for (const OverlapVerdict& overlap : overlaps)
         sets.join(overlap.first, overlap.second);
     std::vector<std::vector<std::size_t>> groups;
-    std::vector<std::size_t> group_of(pictures);
-    for (std::size_t i = 0; i < pictures; ++i) {
+    std::vector<std::size_t> group_of(covers.size());
+    for (std::size_t i = 0; i < covers.size(); ++i) {
+        if (!covers[i])
+            continue;
         if (sets.find(i) == i) {
             group_of[i] = groups.size();
             groups.emplace_back();

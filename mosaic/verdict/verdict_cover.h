@@ -10,8 +10,12 @@
 namespace panoval::mosaic
 {
 
-// Pictures that share pixels, directly or by way of others.
-std::vector<std::vector<std::size_t>> connected_groups(std::size_t pictures,
+// Of each picture, whether a pixel of the canvas is its own or shared by it. Without a seam map (height 0) all count.
+std::vector<bool> pictures_that_cover(std::size_t pictures, const SeamMap& seams,
+                                      const std::vector<OverlapVerdict>& overlaps);
+
+// Pictures that share pixels, directly or by way of others. One that covers nothing is in none.
+std::vector<std::vector<std::size_t>> connected_groups(const std::vector<bool>& covers,
                                                        const std::vector<OverlapVerdict>& overlaps);
 
 struct Uncovered {

@@ -351,8 +351,15 @@ std::string counted(std::size_t count, const char* one, const char* many)
     return std::to_string(count) + (count == 1 ? one : many);
 }
 
-void judge_cover(Verdict& verdict)
+void judge_cover(std::size_t pictures, Verdict& verdict)
 {
+    std::size_t covering = 0;
+    for (const std::vector<std::size_t>& group : verdict.groups)
+        covering += group.size();
+    if (covering < pictures) {
+        verdict.word = covering == 0 ? Word::Bad : std::max(verdict.word, Word::Look);
+        verdict.reasons.push_back(counted(pictures - covering, " picture covers", " pictures cover") + " nothing.");
+    }
     if (verdict.groups.size() > 1) {
         verdict.word = Word::Bad;
         verdict.reasons.push_back("The pictures form " + std::to_string(verdict.groups.size()) +
@@ -381,7 +388,7 @@ void put_into_words(const Layout& layout, Verdict& verdict)
         describe(layout, limits, overlap);
         verdict.word = std::max(verdict.word, overlap.word);
     }
-    judge_cover(verdict);
+    judge_cover(layout.pictures.size(), verdict);
     name_swapped(layout, verdict);
     blame(layout, find_misfits(layout, about_place, verdict), " does not fit its neighbours.", verdict);
     blame(layout, find_misfits(layout, about_sharpness, verdict), " is less sharp than its neighbours.", verdict);

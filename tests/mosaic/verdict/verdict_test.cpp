@@ -150,6 +150,35 @@ TEST(Verdict, OfOnePictureIsGood)
     EXPECT_EQ(verdict.groups, (std::vector<std::vector<std::size_t>>{{0}}));
 }
 
+TEST(Verdict, LeavesPicturesThatCoverNothingOutOfTheGroups)
+{
+    MemoryReader reader(40, 10);
+    for (int i = 0; i < 4; ++i)
+        reader.add(10 * i, 0, MemoryPicture::blank(10, 10, 3, 8));
+    const auto judged = [&](const std::vector<std::int32_t>& labels) {
+        SeamMap seams(40);
+        std::vector<std::int32_t> row;
+        for (const std::int32_t label : labels)
+            row.insert(row.end(), 10, label);
+        for (int y = 0; y < 10; ++y)
+            seams.add_row(row);
+        return judge_all(reader, {}, Corrections::none(reader.layout), seams);
+    };
+    using Groups = std::vector<std::vector<std::size_t>>;
+    const Verdict one = judged({kNobody, 1, kNobody, kNobody});
+    EXPECT_EQ(one.groups, (Groups{{1}}));
+    EXPECT_EQ(one.word, Word::Look);
+    EXPECT_EQ(one.reasons, (std::vector<std::string>{"3 pictures cover nothing."}));
+    const Verdict two = judged({0, 1, kNobody, 3});
+    EXPECT_EQ(two.groups, (Groups{{0}, {1}, {3}}));
+    EXPECT_EQ(two.word, Word::Bad);
+    EXPECT_EQ(two.reasons.front(), "1 picture covers nothing.");
+    const Verdict none = judged({kNobody, kNobody, kNobody, kNobody});
+    EXPECT_EQ(none.groups, Groups());
+    EXPECT_EQ(none.word, Word::Bad);
+    EXPECT_EQ(none.reasons, (std::vector<std::string>{"4 pictures cover nothing."}));
+}
+
 TEST(Verdict, OfTinyOverlapsDoesNotFail)
 {
     MemoryReader reader(12, 3);
