@@ -54,25 +54,27 @@ std::string enumerate(const std::vector<std::string>& words)
 }
 
 template <class Fits>
-std::string endings_where(const Fits& fits)
+std::string endings_where(const Fits& fits, std::string_view other = {})
 {
     std::vector<std::string> words;
     for (const OutputFormat& format : kFormats)
         if (fits(format))
             words.emplace_back(format.ending);
+    if (!other.empty())
+        words.emplace_back(other);
     return enumerate(words);
 }
 
 } // namespace
 
-const OutputFormat& output_format_of(const std::string& target)
+const OutputFormat& output_format_of(const std::string& target, std::string_view other_ending)
 {
     const std::string ending = is_standard_stream(target) ? ".png" : ending_of(target);
     const auto* const format = std::find_if(std::begin(kFormats), std::end(kFormats),
                                             [&](const OutputFormat& known) { return ending == known.ending; });
     if (format == std::end(kFormats))
         fail_output(target, ending.size() < 2 ? "no ending" : "the ending " + ending,
-                    endings_where([](const OutputFormat&) { return true; }));
+                    endings_where([](const OutputFormat&) { return true; }, other_ending));
     return *format;
 }
 

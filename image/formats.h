@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace panoval::image
 {
@@ -31,8 +32,9 @@ struct OutputFormat {
     }
 };
 
-// By the name's ending, PNG for standard output; fails for one that is not known.
-const OutputFormat& output_format_of(const std::string& target);
+// By the name's ending, PNG for standard output; fails for one that is not known. other_ending: of what the caller
+// writes besides, to be named in the message.
+const OutputFormat& output_format_of(const std::string& target, std::string_view other_ending = {});
 
 // Fails unless such a picture fits. target is named in the message. To be asked before the work starts.
 void check_output_format(const std::string& target, const OutputFormat& format, int channels, int bits, bool has_alpha);

@@ -119,7 +119,7 @@ bool is_store_name(const std::string& name)
         end.pop_back();
     std::transform(end.begin(), end.end(), end.begin(),
                    [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; });
-    return end.size() > 5 && end.ends_with(".zarr");
+    return end.size() > kStoreEnding.size() && end.ends_with(kStoreEnding);
 }
 
 ZarrStore ZarrStore::begin(const std::string& target, const fs::path& folder, const StorePicture& picture)

@@ -14,13 +14,16 @@
 
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
 namespace panoval::image
 {
 
-// Whether a name means a store: it ends in ".zarr".
+inline constexpr std::string_view kStoreEnding = ".zarr";
+
+// Whether a name means a store: it ends in kStoreEnding.
 bool is_store_name(const std::string& name);
 
 // What a store is made for.

@@ -131,7 +131,8 @@ void write_seams(OutputFile& output, const PanoramaJob& job)
     writer->finish();
 }
 
-void write_tile(OutputFile& output, PanoramaJob& job, PictureFiles& files)
+// The one tile that is wanted, as a picture. Returns where it stands on the canvas.
+PanovalMosaicRect write_tile(OutputFile& output, PanoramaJob& job, PictureFiles& files)
 {
     const OutputTiles tiles = output_tiles(job);
     const std::vector<std::int64_t> numbers = parse_tiles(job.options.tiles, tiles.count());
@@ -148,6 +149,7 @@ void write_tile(OutputFile& output, PanoramaJob& job, PictureFiles& files)
     tile.metadata = job.metadata ? *job.metadata : files.metadata(false).common();
     tile.position = Offset{job.layout.origin_x + rect.x, job.layout.origin_y + rect.y};
     write_image(output, tile, write_options_of(job.options));
+    return rect;
 }
 
 // The panorama into its file; its small picture where the report wants one.
@@ -269,7 +271,7 @@ void stitch(const StitchOptions& options)
     const Stopwatch stopwatch;
     const bool is_store = !options.is_plan_only && image::is_store_name(options.output);
     if (!options.is_plan_only && !is_store)
-        (void)image::output_format_of(options.output); // an unknown ending is known at once
+        (void)image::output_format_of(options.output, image::kStoreEnding); // an unknown ending is known at once
     PanoramaJob job(options);
     if (!options.is_plan_only)
         check_formats(job);
@@ -287,23 +289,25 @@ void stitch(const StitchOptions& options)
     PictureFiles* opened = nullptr;
     std::unique_ptr<PictureFiles> files;
     Image preview;
+    PanovalMosaicRect made{};
     {
         RunProgress progress(job);
         files = std::make_unique<PictureFiles>(job.plan, progress.notices());
         opened = files.get();
         job.measure(*opened);
+        made = job.region();
         if (options.is_plan_only)
             write_plan(*output, job);
         else if (is_store)
             store->make(job, *opened, [&](double fraction) { progress.report(PANOVAL_MOSAIC_PHASE_BLEND, fraction); });
         else if (!options.tiles.empty())
-            write_tile(*output, job, *opened);
+            made = write_tile(*output, job, *opened);
         else
             preview = write_panorama(*output, job, *opened);
     }
     if (store != nullptr && (options.resumes || !options.tiles.empty()))
         return print_tiles(job, store->done(), stopwatch.seconds());
-    StitchOutcome outcome{job, job.gains(), job.verdict(), 0, 0};
+    StitchOutcome outcome{job, made, job.gains(), job.verdict(), 0, 0};
     if (store != nullptr)
         store->commit();
     else

@@ -19,11 +19,10 @@ std::string megabytes(std::uint64_t bytes)
     return concat(fixed(1e-6 * static_cast<double>(bytes), 0), " MB");
 }
 
-std::string size_in_words(const PanoramaJob& job)
+std::string size_in_words(const PanoramaJob& job, const PanovalMosaicRect& made)
 {
     const PanovalMosaicLayout& layout = job.layout;
-    const PanovalMosaicRect region = job.region();
-    return concat(region.width, " x ", region.height, " pixels, ", layout.channels,
+    return concat(made.width, " x ", made.height, " pixels, ", layout.channels,
                   layout.channels == 1 ? " channel" : " channels", job.options.wants_alpha ? " and alpha, " : ", ",
                   layout.bits, " bit");
 }
@@ -115,18 +114,18 @@ void print_outcome(const StitchOutcome& outcome)
 {
     const PanoramaJob& job = outcome.job;
     const StitchOptions& options = job.options;
-    const PanovalMosaicRect region = job.region();
-    const double pixels = static_cast<double>(job.layout.width) * static_cast<double>(job.layout.height);
+    const PanovalMosaicRect& made = outcome.made;
+    const double pixels = static_cast<double>(made.width) * static_cast<double>(made.height);
     const double speed = 1e-6 * pixels / std::max(outcome.seconds, 1e-9);
     const std::uint64_t memory = peak_memory_bytes();
     Json json = {{"output", options.output},
-                 {"width", region.width},
-                 {"height", region.height},
+                 {"width", made.width},
+                 {"height", made.height},
                  {"channels", job.layout.channels},
                  {"bits", job.layout.bits},
                  {"alpha", options.wants_alpha},
-                 {"x", job.layout.origin_x + region.x},
-                 {"y", job.layout.origin_y + region.y},
+                 {"x", job.layout.origin_x + made.x},
+                 {"y", job.layout.origin_y + made.y},
                  {"blend", job.blend},
                  {"seams", job.has_seams() ? job.seams : kNoSeams},
                  {"bands", job.feathers() ? Json(nullptr) : Json(job.layout.bands)},
@@ -140,7 +139,7 @@ void print_outcome(const StitchOutcome& outcome)
     json["pictures"] = json_of_pictures(outcome);
     add_verdict(outcome, json);
     ResultLines lines = {{"panorama", printable(options.output)},
-                         {"size", size_in_words(job)},
+                         {"size", size_in_words(job, made)},
                          {"images", concat(job.plan.layers.size())},
                          {"gains", gains_in_words(outcome)},
                          {"blending", blend_in_words(job)},
@@ -198,7 +197,7 @@ void print_estimate(const PanoramaJob& job)
                          {"core_hours_reading", cost.reading_hours},
                          {"core_hours_writing", cost.writing_hours}}}};
     const ResultLines lines = {
-        {"size", size_in_words(job)},
+        {"size", size_in_words(job, job.region())},
         {"images", concat(layout.pictures, ", ", layout.overlaps, layout.overlaps == 1 ? " overlap" : " overlaps")},
         {"blending", blend_in_words(job)},
         {"tiles", concat(tiles.count(), " of ", layout.tile_width, " x ", layout.tile_height, " pixels on ",

@@ -11,6 +11,7 @@ namespace panoval::cli
 
 struct StitchOutcome {
     const PanoramaJob& job;
+    PanovalMosaicRect made{}; // what was put out, on the canvas
     PanoramaGains gains;
     Json verdict; // an object; empty where nothing was judged
     double seconds = 0;

@@ -83,6 +83,7 @@ TEST_F(Messages, NamesWithoutAKnownEndingAreToldAllEndings)
         EXPECT_TRUE(contains(error(name), ": found no ending; expected .png, .tif")) << name;
     EXPECT_TRUE(contains(error("a.gif"), "a.gif: found the ending .gif; expected .png, ")) << error("a.gif");
     EXPECT_TRUE(contains(error("a.gif"), ".pam or .dzi"));
+    EXPECT_TRUE(contains(error_of([] { (void)output_format_of("a.gif", ".zarr"); }), ".pam, .dzi or .zarr"));
 }
 
 TEST_F(Messages, SidesBeyondAFormatAreRefused)

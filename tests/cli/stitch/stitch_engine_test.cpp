@@ -82,8 +82,13 @@ TEST_F(StitchEngine, APlanIsBlendedInAnotherProcessAndByTiles)
     const Image whole = read_image(in_folder("whole.ppm"));
     const int columns = (whole.width + 63) / 64;
     ASSERT_EQ(json["tiles"], columns * ((whole.height + 63) / 64));
-    told({}, {"-o", in_folder("tile.ppm"), "--plan", in_folder("plan.json"), "--tile", concat(columns + 1)});
+    const Json one =
+        told({}, {"-o", in_folder("tile.ppm"), "--plan", in_folder("plan.json"), "--tile", concat(columns + 1)});
     const Image tile = read_image(in_folder("tile.ppm"));
+    EXPECT_EQ(one["width"], tile.width);
+    EXPECT_EQ(one["height"], tile.height);
+    EXPECT_EQ(one["x"], json["x"].get<int>() + 64);
+    EXPECT_EQ(one["y"], json["y"].get<int>() + 64);
     for (int y = 0; y < tile.height; ++y)
         EXPECT_EQ(std::memcmp(tile.row(y), whole.row(64 + y) + 3 * 64, tile.row_bytes()), 0) << y;
     EXPECT_EQ(stitch({}, {"-o", in_folder("no.ppm"), "--plan", in_folder("plan.json"), "--tile", "999"}).exit_code, 2);
