@@ -232,4 +232,9 @@ void run_in_parallel(std::size_t count, std::size_t threads, const PieceOfWork& 
     crew.run(count, threads, work);
 }
 
+void run_backwards(std::size_t count, std::size_t threads, const PieceOfWork& work)
+{
+    run_in_parallel(count, threads, [&](std::size_t i) { work(count - 1 - i); });
+}
+
 } // namespace panoval::mosaic

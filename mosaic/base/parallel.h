@@ -22,6 +22,10 @@ using PieceOfWork = std::function<void(std::size_t)>;
 // it belongs to one.
 void run_in_parallel(std::size_t count, std::size_t threads, const PieceOfWork& work);
 
+// The same from work(count - 1) to work(0). Work that goes through the pictures in the other direction than the work
+// before finds those still in memory that were read last.
+void run_backwards(std::size_t count, std::size_t threads, const PieceOfWork& work);
+
 // Threads that stay for one piece of work after the other. Whoever makes a crew belongs to it until it ends, and its
 // threads do; a thread belongs to the crew that it joined last.
 class Crew

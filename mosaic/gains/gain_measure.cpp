@@ -115,7 +115,7 @@ private:
         std::vector<Part> parts = parts_of_overlaps();
         std::atomic<std::size_t> done{0};
         ScratchPool<GainStrips> strips;
-        run_in_parallel(parts.size(), options_.threads, [&](std::size_t i) {
+        run_backwards(parts.size(), options_.threads, [&](std::size_t i) {
             Part& part = parts[i];
             part.totals = sum_blocks(layout_, overlaps_[part.pair], part.first, part.end, reader_, *strips.take(),
                                      pairs_[part.pair].blocks);

@@ -523,7 +523,7 @@ void reduce_parts(const Layout& layout, const std::vector<PicturePart>& parts, c
         wanted[part.picture].push_back(pixels_of(layout.pictures[part.picture].rect, grid, part.cells));
     Reducer reducer(layout, std::move(wanted), corrections, grid, reader, pictures);
     const std::vector<Piece> pieces = reducer.wanted_pieces();
-    run_in_parallel(pieces.size(), threads, [&](std::size_t i) { reducer.reduce(pieces[i]); });
+    run_backwards(pieces.size(), threads, [&](std::size_t i) { reducer.reduce(pieces[i]); });
 }
 
 } // namespace panoval::mosaic

@@ -364,7 +364,7 @@ Verdict judge(OverlapLooks& looks, const SeamMap& seams, Progress& progress)
     const std::vector<Overlap>& overlaps = work.overlaps;
     std::atomic<std::size_t> done{0};
     progress.report(Phase::Verdict, 0);
-    run_in_parallel(overlaps.size(), work.threads, [&](std::size_t i) {
+    run_backwards(overlaps.size(), work.threads, [&](std::size_t i) {
         if (!work.facts[i])
             looks.look_at(i);
         compare_along_seams(source, seams, *work.facts[i]);

@@ -56,6 +56,19 @@ TEST(MosaicParallel, DoesEveryPieceOnceForAnyNumberOfThreads)
     }
 }
 
+TEST(MosaicParallel, GoesBackwardsFromTheLastPieceToTheFirst)
+{
+    std::vector<std::size_t> order;
+    run_backwards(5, 1, [&](std::size_t i) { order.push_back(i); });
+    EXPECT_EQ(order, (std::vector<std::size_t>{4, 3, 2, 1, 0}));
+    run_backwards(0, 3, [&](std::size_t i) { order.push_back(i); });
+    EXPECT_EQ(order.size(), 5u);
+    std::vector<std::atomic<int>> done(17);
+    run_backwards(done.size(), 4, [&](std::size_t i) { ++done[i]; });
+    for (std::size_t i = 0; i < done.size(); ++i)
+        EXPECT_EQ(done[i], 1) << "piece " << i;
+}
+
 TEST(MosaicParallel, ThrowsTheFirstFailureAndBeginsNoFurtherPiece)
 {
     std::atomic<int> begun{0};
