@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // Conversion of an image to packed 8-bit pictures of three bytes a pixel. One row is like the next, so the kernels run
 // over all pixels at once.
+#include "core/mat_to_image_rows.h"
 #include "core/numbers.h"
 #include "panoval.h"
 

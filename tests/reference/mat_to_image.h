@@ -4,6 +4,7 @@
 
 #include "panoval.h"
 
+#include <cstddef>
 #include <cstdint>
 
 namespace panoval::reference
@@ -24,6 +25,24 @@ inline std::int32_t mat_to_image(const Mat& m, std::uint8_t* out)
             out[3 * i + c] = m.data[high_byte];
         }
     return 1;
+}
+
+inline void repeat_bytes(const std::uint8_t* grey, std::uint8_t* out, std::size_t count)
+{
+    for (std::size_t i = 0; i < 3 * count; ++i)
+        out[i] = grey[i / 3];
+}
+
+inline void take_high_bytes(const std::uint16_t* samples, std::uint8_t* out, std::size_t count)
+{
+    for (std::size_t i = 0; i < count; ++i)
+        out[i] = static_cast<std::uint8_t>(samples[i] / 256);
+}
+
+inline void repeat_high_bytes(const std::uint16_t* grey, std::uint8_t* out, std::size_t count)
+{
+    for (std::size_t i = 0; i < 3 * count; ++i)
+        out[i] = static_cast<std::uint8_t>(grey[i / 3] / 256);
 }
 
 } // namespace panoval::reference

@@ -55,6 +55,19 @@ inline std::int32_t tile_otsu_threshold(int width, int height, const std::uint8_
     return otsu_threshold(bins, width * height);
 }
 
+// One row of marks. Of each of the four tiles around, the products of its threshold and each column's fraction; the
+// vertical fraction, and what it lacks of 1.
+template <class Mark>
+void mark_row(const double* lower_right, const double* lower_left, const double* upper_right, const double* upper_left,
+              double lower, double upper, const std::uint8_t* pixels, std::size_t width, Mark* map)
+{
+    for (std::size_t x = 0; x < width; ++x) {
+        const int threshold = static_cast<int>(lower_right[x] * lower) + static_cast<int>(lower_left[x] * lower) +
+                              static_cast<int>(upper_right[x] * upper) + static_cast<int>(upper_left[x] * upper);
+        map[x] = pixels[x] <= threshold ? 1 : 0;
+    }
+}
+
 // divisions between 1 and the smaller side
 template <class Mark>
 void adaptive_tile_threshold(int width, int height, const std::uint8_t* image, Mark* map, int divisions)
