@@ -56,6 +56,7 @@ TEST(RatioRange, KeepsARatioInsideAndTakesItsMiddleOtherwise)
     EXPECT_EQ(nearest_inside(range, 1.2)->log_ratio, 1.2);
     EXPECT_NEAR(nearest_inside(range, 0)->log_ratio, std::log(4), 1e-12);
     EXPECT_FALSE(nearest_inside({0, 8}, 1));
+    EXPECT_DOUBLE_EQ(nearest_inside(range, 1.2)->error, kErrorOfWidth * std::log(4)); // of a range from 2 to 8
 }
 
 TEST(RatioRange, IsSurerTheNarrowerItIs)
