@@ -13,6 +13,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <numeric>
 #include <utility>
 
 namespace panoval::mosaic
@@ -307,7 +309,16 @@ private:
 
 } // namespace
 
-double weighted_median(std::vector<Weighted>& values)
+namespace
+{
+
+double add_weight(double sum, const Weighted& value)
+{
+    return sum + value.weight;
+}
+
+// With the weights added in the order of the values, which tells where they are split in halves exactly.
+double sorted_median(std::vector<Weighted>& values)
 {
     std::sort(values.begin(), values.end(), [](const Weighted& a, const Weighted& b) {
         return std::pair(a.value, a.weight) < std::pair(b.value, b.weight);
@@ -322,6 +333,45 @@ double weighted_median(std::vector<Weighted>& values)
             return value.value;
     }
     return 0;
+}
+
+// The value about which the weight is split, looked for in the half that has it.
+double value_in_the_middle(std::vector<Weighted>& values, double total)
+{
+    double below = 0;
+    auto first = values.begin();
+    for (auto last = values.end(); last - first > 1;) {
+        const auto middle = first + (last - first) / 2;
+        std::nth_element(first, middle, last, [](const Weighted& a, const Weighted& b) { return a.value < b.value; });
+        const double upto = std::accumulate(first, middle, below, add_weight);
+        if (2 * upto >= total) {
+            last = middle;
+        } else {
+            below = upto;
+            first = middle;
+        }
+    }
+    return first->value;
+}
+
+} // namespace
+
+double weighted_median(std::vector<Weighted>& values)
+{
+    if (values.empty())
+        return 0;
+    const double total = std::accumulate(values.begin(), values.end(), 0.0, add_weight);
+    const double middle = value_in_the_middle(values, total);
+    double below = 0;
+    double upto = 0;
+    for (const Weighted& value : values) {
+        below += value.value < middle ? value.weight : 0.0;
+        upto += value.value <= middle ? value.weight : 0.0;
+    }
+    // Sums of n weights in different orders differ by less than n roundings each; four of them are compared here.
+    const double doubt = 4 * static_cast<double>(values.size()) * std::numeric_limits<double>::epsilon() * total;
+    const bool is_certain = 2 * below < total - doubt && 2 * upto > total + doubt;
+    return is_certain ? middle : sorted_median(values);
 }
 
 RatioEstimate estimate_ratio(const BlockLevels& levels)

@@ -7,7 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
+#include <random>
+#include <utility>
+#include <vector>
 
 namespace panoval::mosaic::test
 {
@@ -46,6 +50,39 @@ struct Two {
     GainBlocks blocks(std::size_t most = 640) { return sum_overlap(reader, most); }
     BlockLevels levels() { return block_levels(blocks(), kAllChannels, reader.layout.channels, reader.layout.bits); }
 };
+
+// By its definition: sorted, the first value up to which there is half of the weight.
+double median_by_sorting(std::vector<Weighted> values)
+{
+    std::sort(values.begin(), values.end(), [](const Weighted& a, const Weighted& b) {
+        return std::pair(a.value, a.weight) < std::pair(b.value, b.weight);
+    });
+    double total = 0;
+    for (const Weighted& value : values)
+        total += value.weight;
+    double sum = 0;
+    for (const Weighted& value : values) {
+        sum += value.weight;
+        if (2 * sum >= total)
+            return value.value;
+    }
+    return 0;
+}
+
+TEST(WeightedMedian, IsThatOfSortedValues)
+{
+    std::mt19937 random(5);
+    for (int i = 0; i < 2000; ++i) {
+        std::vector<Weighted> values(random() % 40);
+        const auto kinds = 1 + random() % 30; // few: equal values, and weights that add up to exact halves
+        for (Weighted& value : values) {
+            value.value = static_cast<double>(random() % kinds) - 7;
+            value.weight = static_cast<double>(random() % kinds) / (i % 2 == 0 ? 1.0 : 10.0);
+        }
+        const double expected = median_by_sorting(values);
+        EXPECT_EQ(weighted_median(values), expected) << "case " << i;
+    }
+}
 
 TEST(GainBlocks, HoldEachSharedSampleOnce)
 {
