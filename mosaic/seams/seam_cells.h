@@ -94,12 +94,19 @@ public:
     bool covers_wholly(std::int64_t first_index, std::int64_t count) const;
     bool is_covered(std::int64_t index) const { return !has_mask_ || mask_cover_[at(index)] != Cover::None; }
 
-    // About how many pixels the cell's farthest one lies from the edge of what the picture covers; 0: not covered.
-    std::int32_t distance(std::int64_t index) const
+    // About how many pixels the farthest one of the cell at column x and row y of the copy lies from the edge of what
+    // the picture covers; 0: not covered.
+    std::int32_t distance_at(std::int64_t x, std::int64_t y) const
     {
-        if (!has_mask_)
-            return std::min(column_distance_[at(index % cells_.width)], row_distance_[at(index / cells_.width)]);
-        return mask_distance_[at(index)];
+        return has_mask_ ? mask_distance_[at(y * cells_.width + x)]
+                         : std::min(column_distance_[at(x)], row_distance_[at(y)]);
+    }
+
+    // Of a cell of the grid that lies in the copy.
+    std::int32_t distance_of(std::int64_t column, std::int64_t row) const
+    {
+        const std::int64_t x = column - cells_.x;
+        return distance_at(x < 0 ? x + grid_columns_ : x, row - cells_.y);
     }
 
     // A mean for each channel, then the roughness.

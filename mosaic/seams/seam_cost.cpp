@@ -91,6 +91,19 @@ void repel(const Rect& cells, std::int64_t reach, std::vector<std::int32_t>& cos
         }
 }
 
+// Of two cells, by their features; without the pair's noise.
+template <std::size_t kChannels>
+float feature_difference(const PicturePair& pair, const std::uint16_t* a, const std::uint16_t* b)
+{
+    float sum = 0;
+    for (std::size_t c = 0; c < kChannels; ++c) {
+        const float d = static_cast<float>(a[c]) * pair.ratio[c] - static_cast<float>(b[c]);
+        sum += d * d;
+    }
+    const float rough = static_cast<float>(a[kChannels]) * pair.mean_ratio - static_cast<float>(b[kChannels]);
+    return sum / static_cast<float>(kChannels) + kRoughnessWeight * (rough * rough);
+}
+
 // The inner part of a rectangle that is larger by a margin on all sides.
 void copy_inner(const std::vector<std::int32_t>& from, const Rect& inner, std::int64_t margin, std::int32_t* out)
 {
@@ -134,13 +147,14 @@ const PicturePair* CellCosts::find_pair(std::size_t first, std::size_t second) c
 
 float CellCosts::difference(const PicturePair& pair, const std::uint16_t* a, const std::uint16_t* b) const
 {
-    float sum = 0;
-    for (std::size_t c = 0; c < channels_; ++c) {
-        const float d = static_cast<float>(a[c]) * pair.ratio[c] - static_cast<float>(b[c]);
-        sum += d * d;
+    switch (channels_) {
+    case 1:
+        return feature_difference<1>(pair, a, b);
+    case 3:
+        return feature_difference<3>(pair, a, b);
+    default:
+        return feature_difference<4>(pair, a, b);
     }
-    const float rough = static_cast<float>(a[channels_]) * pair.mean_ratio - static_cast<float>(b[channels_]);
-    return sum / static_cast<float>(channels_) + kRoughnessWeight * (rough * rough);
 }
 
 // Exposures that the corrections leave different by a factor must not hide what moved. Two features a sample.
@@ -178,7 +192,7 @@ void CellCosts::measure(PicturePair& pair) const
             const std::int64_t ib = b.index(column, row);
             if (ia < 0 || ib < 0 || a.cover(ia) == Cover::None || b.cover(ib) == Cover::None)
                 continue;
-            depth = std::max(depth, std::min(a.distance(ia), b.distance(ib)));
+            depth = std::max(depth, std::min(a.distance_of(column, row), b.distance_of(column, row)));
             samples.push_back(a.features(ia));
             samples.push_back(b.features(ib));
             brightness += static_cast<double>(a.features(ia)[0]);
@@ -224,7 +238,7 @@ CellCosts::Step CellCosts::step_at(const PicturePair& pair, std::int64_t column,
     const std::int64_t ib = b.index(column, row);
     if (ia < 0 || ib < 0 || !a.is_covered(ia) || !b.is_covered(ib))
         return {-1, 0};
-    const auto distance = static_cast<float>(std::min(a.distance(ia), b.distance(ib)));
+    const auto distance = static_cast<float>(std::min(a.distance_of(column, row), b.distance_of(column, row)));
     const float outwards = 1 - std::min(distance / pair.depth, 1.f);
     return {difference(pair, a.features(ia), b.features(ib)) * pair.inverse_noise,
             1 + kEdgeCost * (outwards * outwards)};

@@ -24,16 +24,21 @@ void PixelCosts::fill(std::size_t first, std::size_t second, std::vector<std::in
     std::vector<std::int32_t>& cell_costs = scratch_.cells;
     cell_costs.resize(static_cast<std::size_t>(cells.pixels()));
     costs_.fill(*pair, cells, cell_costs.data());
-    for (std::int64_t y = 0; y < window_.height; ++y)
+    const std::int64_t side = costs_.grid().cell;
+    for (std::int64_t y = 0; y < window_.height; ++y) {
+        const std::int32_t* const row = cell_costs.data() + ((window_.y + y) / side - cells.y) * cells.width;
+        std::int64_t column = window_.x / side - cells.x;
+        std::int64_t next_column = (cells.x + column + 1) * side - window_.x; // where that begins in the window
         for (std::int64_t x = 0; x < window_.width; ++x) {
+            if (x == next_column) {
+                ++column;
+                next_column += side;
+            }
             const auto at = static_cast<std::size_t>((y + 1) * grown_.width + x + 1);
-            if (a.covered[at] == 0 || b.covered[at] == 0)
-                continue;
-            const std::int64_t column = (window_.x + x) / costs_.grid().cell - cells.x;
-            const std::int64_t row = (window_.y + y) / costs_.grid().cell - cells.y;
-            const std::int32_t cell = cell_costs[static_cast<std::size_t>(row * cells.width + column)];
-            out[static_cast<std::size_t>(y * window_.width + x)] = std::max(cell, 0) + pixel_cost(*pair, at);
+            if (a.covered[at] != 0 && b.covered[at] != 0)
+                out[static_cast<std::size_t>(y * window_.width + x)] = std::max(row[column], 0) + pixel_cost(*pair, at);
         }
+    }
 }
 
 // Where a picture is in the scratch.

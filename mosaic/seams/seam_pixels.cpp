@@ -209,7 +209,7 @@ private:
         for (const std::size_t picture : in_strip_[static_cast<std::size_t>(strip.y() / tile_)]) {
             const std::int64_t index = costs_.pictures()[picture].index(column, row);
             if (picture != preferred && index >= 0 && costs_.pictures()[picture].cover(index) != Cover::None)
-                others.emplace_back(-costs_.pictures()[picture].distance(index), picture);
+                others.emplace_back(-costs_.pictures()[picture].distance_of(column, row), picture);
         }
         std::sort(others.begin(), others.end());
         std::vector<std::size_t> candidates{preferred};

@@ -86,11 +86,11 @@ private:
             columns.clear();
             for (std::int64_t x = cells.x; x < cells.right(); ++x)
                 columns.push_back(fine.column_inside(x) / factor_);
-            std::int64_t index = 0;
-            for (std::int64_t y = cells.y; y < cells.bottom(); ++y) {
-                const std::int64_t row = y / factor_;
-                for (const std::int64_t column : columns) {
-                    const std::int32_t distance = picture.distance(index++);
+            for (std::int64_t y = 0; y < cells.height; ++y) {
+                const std::int64_t row = (cells.y + y) / factor_;
+                for (std::int64_t x = 0; x < cells.width; ++x) {
+                    const std::int64_t column = columns[static_cast<std::size_t>(x)];
+                    const std::int32_t distance = picture.distance_at(x, y);
                     const std::size_t cell = cell_index(column, row);
                     if (distance > farthest[cell]) {
                         farthest[cell] = distance;
@@ -348,7 +348,7 @@ private:
         std::int32_t farthest = 0;
         for (const std::size_t i : in_rows_[static_cast<std::size_t>(row / kWindow)]) {
             const std::int64_t index = costs_.pictures()[i].index(column, row);
-            const std::int32_t distance = index >= 0 ? costs_.pictures()[i].distance(index) : 0;
+            const std::int32_t distance = index >= 0 ? costs_.pictures()[i].distance_of(column, row) : 0;
             if (distance > farthest) {
                 farthest = distance;
                 best = static_cast<std::int32_t>(i);

@@ -53,16 +53,31 @@ std::int32_t LabelSwapper::separation(std::int32_t a, std::int32_t b, std::size_
     return (here == kNotShared ? there : here) + (there == kNotShared ? here : there);
 }
 
-void LabelSwapper::add_neighbour(std::size_t node, std::int64_t x, std::int64_t y, std::int64_t qx, std::int64_t qy)
+// Links a node to the nodes after it; the other places beside it draw it to one label.
+void LabelSwapper::add_neighbours(std::size_t node, std::int64_t x, std::int64_t y)
 {
-    const bool is_inside = qx >= 0 && qx < window_->width() && qy >= 0 && qy < window_->height();
     const std::size_t p = window_->index(x, y);
-    if (is_inside && nodes_[window_->index(qx, qy)] >= 0) {
-        const std::size_t q = window_->index(qx, qy);
-        if (q > p)
-            cut_.link(node, static_cast<std::size_t>(nodes_[q]), pair_costs_[p] + pair_costs_[q]);
-        return;
-    }
+    const auto pitch = static_cast<std::size_t>(window_->width());
+    const auto link_to = [&](std::size_t q) {
+        cut_.link(node, static_cast<std::size_t>(nodes_[q]), pair_costs_[p] + pair_costs_[q]);
+    };
+    if (x == 0 || nodes_[p - 1] < 0)
+        draw_beside(node, p, x - 1, y);
+    if (x + 1 < window_->width() && nodes_[p + 1] >= 0)
+        link_to(p + 1);
+    else
+        draw_beside(node, p, x + 1, y);
+    if (y == 0 || nodes_[p - pitch] < 0)
+        draw_beside(node, p, x, y - 1);
+    if (y + 1 < window_->height() && nodes_[p + pitch] >= 0)
+        link_to(p + pitch);
+    else
+        draw_beside(node, p, x, y + 1);
+}
+
+// What a neighbour that cannot change draws the node at p to.
+void LabelSwapper::draw_beside(std::size_t node, std::size_t p, std::int64_t qx, std::int64_t qy)
+{
     const std::int32_t other = window_->label(qx, qy);
     cut_.draw_to_first(node, separation(pair_.second, other, p, qx, qy) - separation(pair_.first, other, p, qx, qy));
 }
@@ -116,12 +131,8 @@ bool LabelSwapper::swap(std::size_t first, std::size_t second, const std::vector
     cut_.reset(count);
     for (std::int64_t y = 0; y < window_->height(); ++y)
         for (std::int64_t x = 0; x < window_->width(); ++x)
-            if (const std::int32_t node = nodes_[window_->index(x, y)]; node >= 0) {
-                add_neighbour(static_cast<std::size_t>(node), x, y, x - 1, y);
-                add_neighbour(static_cast<std::size_t>(node), x, y, x + 1, y);
-                add_neighbour(static_cast<std::size_t>(node), x, y, x, y - 1);
-                add_neighbour(static_cast<std::size_t>(node), x, y, x, y + 1);
-            }
+            if (const std::int32_t node = nodes_[window_->index(x, y)]; node >= 0)
+                add_neighbours(static_cast<std::size_t>(node), x, y);
     for (const SwapTie& tie : ties)
         add_tie(tie);
     for (const SwapPull& pull : pulls)

@@ -86,7 +86,8 @@ private:
 
     const std::vector<std::int32_t>& costs_of(std::int32_t a, std::int32_t b);
     std::int32_t separation(std::int32_t a, std::int32_t b, std::size_t p, std::int64_t qx, std::int64_t qy);
-    void add_neighbour(std::size_t node, std::int64_t x, std::int64_t y, std::int64_t qx, std::int64_t qy);
+    void add_neighbours(std::size_t node, std::int64_t x, std::int64_t y);
+    void draw_beside(std::size_t node, std::size_t p, std::int64_t qx, std::int64_t qy);
     void add_tie(const SwapTie& tie);
     void add_pull(const SwapPull& pull);
     std::size_t number_nodes();
