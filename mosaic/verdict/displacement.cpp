@@ -242,11 +242,10 @@ EmptySides find_empty(const OverlapCells& cells)
     const double in_first = spread_of(first);
     const double in_second = spread_of(second);
     EmptySides sides{emptiness(in_first, in_second), emptiness(in_second, in_first)};
-    const bool is_beyond_range = differ_beyond_range(cells);
     const auto look_at = [&](const Patch& patch, const Patch& other, Emptiness& side) {
         if (!has_one_value(patch))
             return;
-        if (side == Emptiness::Possible && is_beyond_range)
+        if (side == Emptiness::Possible && differ_beyond_range(cells))
             side = Emptiness::Certain;
         else if (!has_one_value(other)) // as of a few stars, most of which the spread leaves out
             side = Emptiness::Possible;

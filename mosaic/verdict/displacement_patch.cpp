@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <type_traits>
 
 namespace panoval::mosaic
 {
@@ -46,11 +47,13 @@ public:
             add_row(row, 1);
     }
 
-    // Of row y; rows are asked for in their order.
+    // Of row y; rows are asked for in their order, with the same sums.
     void next(std::size_t y, std::vector<double>& sums)
     {
         const auto row = static_cast<std::int64_t>(y);
         const auto reach = static_cast<std::int64_t>(reach_);
+        if (y > 0 && leaves_sums(row + reach, row - reach - 1))
+            return;
         add_row(row + reach, 1);
         add_row(row - reach - 1, -1);
         for (std::size_t x = 0; x < width_; ++x)
@@ -60,13 +63,24 @@ public:
     }
 
 private:
+    bool is_inside(std::int64_t row) const { return row >= inside_.y && row < inside_.bottom(); }
+    const Value* line(std::int64_t row) const { return values_.data() + static_cast<std::size_t>(row) * width_; }
+
+    // Whether the sums stay, because the row that comes is like the one that goes. Sums of real numbers are rounded.
+    bool leaves_sums(std::int64_t coming, std::int64_t going) const
+    {
+        if (!std::is_integral_v<Value> || !is_inside(coming) || !is_inside(going))
+            return false;
+        return std::equal(line(coming) + inside_.x, line(coming) + inside_.right(), line(going) + inside_.x);
+    }
+
     void add_row(std::int64_t row, double sign)
     {
-        if (row < inside_.y || row >= inside_.bottom())
+        if (!is_inside(row))
             return;
-        const Value* const line = values_.data() + static_cast<std::size_t>(row) * width_;
+        const Value* const values = line(row);
         for (std::int64_t x = inside_.x; x < inside_.right(); ++x)
-            down_[static_cast<std::size_t>(x)] += sign * static_cast<double>(line[x]);
+            down_[static_cast<std::size_t>(x)] += sign * static_cast<double>(values[x]);
     }
 
     const std::vector<Value>& values_;
@@ -98,38 +112,83 @@ void subtract_slow_changes(Patch& patch, std::int64_t reach, const Rect& area)
     }
 }
 
-// Second differences both ways of one pixel and its neighbours, squared: 36 times the variance of white noise, and
-// nothing of an edge that runs along or across.
-double roughness(const Patch& patch, std::size_t i)
+// Second differences along a row, of all pixels but the outermost.
+void difference_row(const float* row, std::vector<double>& differences)
 {
-    const std::size_t w = patch.width();
-    const auto row = [&](std::size_t at) {
-        return static_cast<double>(patch.value[at - 1]) - 2 * static_cast<double>(patch.value[at]) +
-               static_cast<double>(patch.value[at + 1]);
-    };
-    const double value = row(i - w) - 2 * row(i) + row(i + w);
-    return value * value / 36;
+    for (std::size_t x = 1; x + 1 < differences.size(); ++x)
+        differences[x] =
+            static_cast<double>(row[x - 1]) - 2 * static_cast<double>(row[x]) + static_cast<double>(row[x + 1]);
+}
+
+constexpr std::size_t kWindow = 8;
+
+// How rough a patch is in windows that lie side by side from column 1 on: sums of second differences both ways,
+// squared. Those are 36 times the variance of white noise, and nothing of an edge that runs along or across.
+class Roughness
+{
+public:
+    explicit Roughness(const Patch& patch) : patch_(patch)
+    {
+        for (std::vector<double>& row : rows_)
+            row.resize(patch.width());
+    }
+
+    // Of the windows below row `top`, which begins at 1 and moves on by a window.
+    void add_up(std::size_t top, std::vector<double>& sums)
+    {
+        std::fill(sums.begin(), sums.end(), 0.0);
+        if (top == 1) {
+            load(0);
+            load(1);
+        }
+        for (std::size_t y = top; y < top + kWindow; ++y) {
+            load(y + 1);
+            const double* const above = row(y - 1);
+            const double* const here = row(y);
+            const double* const below = row(y + 1);
+            for (std::size_t window = 0, x = 1; window < sums.size(); ++window)
+                for (const std::size_t end = x + kWindow; x < end; ++x) {
+                    const double value = above[x] - 2 * here[x] + below[x];
+                    sums[window] += value * value / 36;
+                }
+        }
+    }
+
+private:
+    const double* row(std::size_t y) const { return rows_[y % rows_.size()].data(); }
+    void load(std::size_t y) { difference_row(patch_.value.data() + y * patch_.width(), rows_[y % rows_.size()]); }
+
+    const Patch& patch_;
+    std::array<std::vector<double>, 3> rows_;
+};
+
+bool is_window_known(const Patch& patch, std::size_t left, std::size_t top)
+{
+    const auto is_known = [](std::uint8_t known) { return known != 0; };
+    for (std::size_t y = top; y < top + kWindow; ++y) {
+        const std::uint8_t* const row = patch.known.data() + y * patch.width() + left;
+        if (!std::all_of(row, row + kWindow, is_known))
+            return false;
+    }
+    return true;
 }
 
 // The mean roughness of the calmer windows of 8 x 8: where a picture shows something, it is rougher than its noise.
 double measure_noise(const Patch& patch)
 {
-    constexpr std::size_t kWindow = 8;
     constexpr std::size_t kCalm = 5;    // one window in so many
     constexpr double kCalmBelow = 1.25; // mean of a window's noise relative to that share's limit, for pure noise
+    if (patch.width() < kWindow + 2)
+        return 0;
+    Roughness roughness(patch);
+    std::vector<double> sums((patch.width() - 2) / kWindow);
     std::vector<double> windows;
-    for (std::size_t top = 1; top + kWindow < patch.height(); top += kWindow)
-        for (std::size_t left = 1; left + kWindow < patch.width(); left += kWindow) {
-            double sum = 0;
-            bool is_known = true;
-            for (std::size_t y = top; y < top + kWindow; ++y)
-                for (std::size_t x = left; x < left + kWindow; ++x) {
-                    sum += roughness(patch, y * patch.width() + x);
-                    is_known = is_known && patch.known[y * patch.width() + x] != 0;
-                }
-            if (is_known)
-                windows.push_back(sum / (kWindow * kWindow));
-        }
+    for (std::size_t top = 1; top + kWindow < patch.height(); top += kWindow) {
+        roughness.add_up(top, sums);
+        for (std::size_t i = 0; i < sums.size(); ++i)
+            if (is_window_known(patch, 1 + i * kWindow, top))
+                windows.push_back(sums[i] / (kWindow * kWindow));
+    }
     if (windows.empty())
         return 0;
     const auto calm = windows.begin() + static_cast<std::ptrdiff_t>(windows.size() / kCalm);

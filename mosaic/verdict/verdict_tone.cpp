@@ -414,14 +414,13 @@ SeamStep measure_step(const OverlapCells& cells, const ToneModel& tone, const st
     SeamStep result;
     SeamPieces pieces(cells);
     for (std::size_t c = 0; c < cells.channels; ++c) {
-        for (std::size_t i = 0; i < cells.cells(); ++i) {
-            const std::size_t x = i % cells.width;
-            const std::size_t y = i / cells.width;
-            if (x > 0 && meet(owners, i - 1, i))
-                pieces.add_line(i, x, cells.width, 1, c);
-            if (y > 0 && meet(owners, i - cells.width, i))
-                pieces.add_line(i, y, cells.height, cells.width, c);
-        }
+        for (std::size_t y = 0, i = 0; y < cells.height; ++y)
+            for (std::size_t x = 0; x < cells.width; ++x, ++i) {
+                if (x > 0 && meet(owners, i - 1, i))
+                    pieces.add_line(i, x, cells.width, 1, c);
+                if (y > 0 && meet(owners, i - cells.width, i))
+                    pieces.add_line(i, y, cells.height, cells.width, c);
+            }
         result.has_seam = result.has_seam || !pieces.is_empty();
         if (!result.has_seam)
             for (std::size_t i = 0; i < cells.cells(); ++i)
