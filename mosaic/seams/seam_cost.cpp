@@ -18,10 +18,9 @@ namespace
 constexpr std::uint64_t kSamples = 4096;       // cells of an overlap that its noise is estimated from
 constexpr std::uint64_t kScatter = 0x9E3779B1; // takes them from all over the overlap
 constexpr std::size_t kFewestRatios = 16;
-constexpr float kMostRatio = 4;      // beyond, two pictures are not the same scene
-constexpr float kNoiseAllowance = 4; // differences up to twice the usual one are noise
-constexpr float kSaturation = 2000;  //
-constexpr float kRoughnessWeight = 0.5f;
+constexpr float kMostRatio = 4;                     // beyond, two pictures are not the same scene
+constexpr float kNoiseAllowance = 4;                // differences up to twice the usual one are noise
+constexpr float kSaturation = 2000;                 //
 constexpr std::int64_t kReach = 32;                 // pixels that a seam keeps from what differs, if it can
 constexpr std::int32_t kUnrepelled = 8 * kCostUnit; // costs up to which nothing differs
 constexpr float kEdgeCost = 3;                      // of a step along a picture's edge, over that of one in the middle
@@ -91,19 +90,6 @@ void repel(const Rect& cells, std::int64_t reach, std::vector<std::int32_t>& cos
         }
 }
 
-// Of two cells, by their features; without the pair's noise.
-template <std::size_t kChannels>
-float feature_difference(const PicturePair& pair, const std::uint16_t* a, const std::uint16_t* b)
-{
-    float sum = 0;
-    for (std::size_t c = 0; c < kChannels; ++c) {
-        const float d = static_cast<float>(a[c]) * pair.ratio[c] - static_cast<float>(b[c]);
-        sum += d * d;
-    }
-    const float rough = static_cast<float>(a[kChannels]) * pair.mean_ratio - static_cast<float>(b[kChannels]);
-    return sum / static_cast<float>(kChannels) + kRoughnessWeight * (rough * rough);
-}
-
 // The inner part of a rectangle that is larger by a margin on all sides.
 void copy_inner(const std::vector<std::int32_t>& from, const Rect& inner, std::int64_t margin, std::int32_t* out)
 {
@@ -143,18 +129,6 @@ const PicturePair* CellCosts::find_pair(std::size_t first, std::size_t second) c
                                          return std::pair(pair.first, pair.second) < key;
                                      });
     return at != pairs_.end() && at->first == first && at->second == second ? &*at : nullptr;
-}
-
-float CellCosts::difference(const PicturePair& pair, const std::uint16_t* a, const std::uint16_t* b) const
-{
-    switch (channels_) {
-    case 1:
-        return feature_difference<1>(pair, a, b);
-    case 3:
-        return feature_difference<3>(pair, a, b);
-    default:
-        return feature_difference<4>(pair, a, b);
-    }
 }
 
 // Exposures that the corrections leave different by a factor must not hide what moved. Two features a sample.
@@ -219,15 +193,6 @@ float CellCosts::ratio_between(const PicturePair& pair, std::int64_t column_a, s
     const std::int64_t ia = a.index(column_a, row_a);
     const std::int64_t ib = b.index(column_b, row_b);
     return ia < 0 || ib < 0 ? -1 : ratio_at(pair, ia, ib);
-}
-
-float CellCosts::ratio_at(const PicturePair& pair, std::int64_t index_a, std::int64_t index_b) const
-{
-    const ReducedPicture& a = pictures_[pair.first];
-    const ReducedPicture& b = pictures_[pair.second];
-    if (!a.is_covered(index_a) || !b.is_covered(index_b))
-        return -1;
-    return difference(pair, a.features(index_a), b.features(index_b)) * pair.inverse_noise;
 }
 
 CellCosts::Step CellCosts::step_at(const PicturePair& pair, std::int64_t column, std::int64_t row) const

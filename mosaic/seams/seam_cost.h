@@ -35,6 +35,20 @@ struct PicturePair {
     float depth = 1;         // how deep their overlap is: the largest distance to the nearer of the two's edges
 };
 
+// Of two cells, by their features; without the pair's noise.
+template <std::size_t kChannels>
+float feature_difference(const PicturePair& pair, const std::uint16_t* a, const std::uint16_t* b)
+{
+    constexpr float kRoughnessWeight = 0.5f;
+    float sum = 0;
+    for (std::size_t c = 0; c < kChannels; ++c) {
+        const float d = static_cast<float>(a[c]) * pair.ratio[c] - static_cast<float>(b[c]);
+        sum += d * d;
+    }
+    const float rough = static_cast<float>(a[kChannels]) * pair.mean_ratio - static_cast<float>(b[kChannels]);
+    return sum / static_cast<float>(kChannels) + kRoughnessWeight * (rough * rough);
+}
+
 // All pairs of a layout on reduced copies of the pictures.
 class CellCosts
 {
@@ -55,7 +69,14 @@ public:
                         std::int64_t row_b) const;
 
     // As well, between cells by where they lie in the pictures' copies.
-    float ratio_at(const PicturePair& pair, std::int64_t index_a, std::int64_t index_b) const;
+    float ratio_at(const PicturePair& pair, std::int64_t index_a, std::int64_t index_b) const
+    {
+        const ReducedPicture& a = pictures_[pair.first];
+        const ReducedPicture& b = pictures_[pair.second];
+        if (!a.is_covered(index_a) || !b.is_covered(index_b))
+            return -1;
+        return difference(pair, a.features(index_a), b.features(index_b)) * pair.inverse_noise;
+    }
 
     // Costs of a rectangle of cells, whose columns may lie outside the grid; what is near a dear cell is dear, too.
     void fill(const PicturePair& pair, const Rect& cells, std::int32_t* out) const;
@@ -72,7 +93,17 @@ private:
     };
 
     Step step_at(const PicturePair& pair, std::int64_t column, std::int64_t row) const;
-    float difference(const PicturePair& pair, const std::uint16_t* a, const std::uint16_t* b) const;
+    float difference(const PicturePair& pair, const std::uint16_t* a, const std::uint16_t* b) const
+    {
+        switch (channels_) {
+        case 1:
+            return feature_difference<1>(pair, a, b);
+        case 3:
+            return feature_difference<3>(pair, a, b);
+        default:
+            return feature_difference<4>(pair, a, b);
+        }
+    }
     void measure(PicturePair& pair) const;
     void measure_ratio(PicturePair& pair, const std::vector<const std::uint16_t*>& samples) const;
     std::int32_t coarse_cost(const PicturePair& pair, std::int64_t factor, std::int64_t column, std::int64_t row) const;

@@ -8,6 +8,7 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <type_traits>
 
 namespace panoval::mosaic
 {
@@ -71,27 +72,49 @@ public:
     void add_to(std::vector<std::uint64_t>& cells, std::vector<std::uint8_t>& clipped, std::uint8_t bit,
                 std::size_t step) const
     {
-        const Sum* sum = sums_.data();
-        const Sample* most = most_.data();
-        std::size_t left = sums_.size() / kChannels;
-        for (std::size_t cell = 0; left > 0; ++cell) {
-            const std::size_t columns = std::min(step, left);
-            left -= columns;
-            std::uint64_t of_channel[kChannels] = {};
-            Sample largest = 0;
-            for (std::size_t x = 0; x < columns; ++x, sum += kChannels, most += kChannels)
-                for (std::size_t c = 0; c < kChannels; ++c) {
-                    of_channel[c] += sum[c];
-                    largest = std::max(largest, most[c]);
-                }
-            for (std::size_t c = 0; c < kChannels; ++c)
-                cells[cell * kChannels + c] += of_channel[c];
-            if (largest == static_cast<Sample>(~Sample{0}))
+        const auto add = [&](std::size_t cell, auto columns) {
+            const std::size_t first = cell * step * kChannels;
+            std::uint64_t* const to = cells.data() + cell * kChannels;
+            if (add_cell<kChannels>(sums_.data() + first, most_.data() + first, columns, to))
                 clipped[cell] = static_cast<std::uint8_t>(clipped[cell] | bit);
+        };
+        const std::size_t width = sums_.size() / kChannels;
+        const std::size_t whole = width / step;
+        const auto add_whole = [&](auto columns) { // known to the compiler, as far as usual
+            for (std::size_t cell = 0; cell < whole; ++cell)
+                add(cell, columns);
+        };
+        switch (step) {
+        case 2:
+            add_whole(std::integral_constant<std::size_t, 2>());
+            break;
+        case 4:
+            add_whole(std::integral_constant<std::size_t, 4>());
+            break;
+        default:
+            add_whole(step);
         }
+        if (whole * step < width)
+            add(whole, width - whole * step);
     }
 
 private:
+    // Adds so many columns to a cell. Whether the largest sample is among them.
+    template <std::size_t kChannels, class Count>
+    static bool add_cell(const Sum* sum, const Sample* most, Count columns, std::uint64_t* cell)
+    {
+        std::uint64_t of_channel[kChannels] = {};
+        Sample largest = 0;
+        for (std::size_t x = 0; x < columns; ++x, sum += kChannels, most += kChannels)
+            for (std::size_t c = 0; c < kChannels; ++c) {
+                of_channel[c] += sum[c];
+                largest = std::max(largest, most[c]);
+            }
+        for (std::size_t c = 0; c < kChannels; ++c)
+            cell[c] += of_channel[c];
+        return largest == static_cast<Sample>(~Sample{0});
+    }
+
     std::vector<Sum> sums_;
     std::vector<Sample> most_;
 };
