@@ -4,6 +4,7 @@
 #include "core/elementary.h"
 #include "core/heap.h"
 #include "measure/detect_candidates.h"
+#include "measure/meshes.h"
 #include "measure/picture.h"
 #include "measure/refinement.h"
 #include "measure/target_record.h"
@@ -27,8 +28,9 @@ constexpr double kDefaultQuality = 0.5;
 constexpr double kChance = 2;        // deviations of the smaller axis: what noise may have made too small
 constexpr double kLeastContrast = 4; // by noise, below which an outline may be one of noise
 
-constexpr double kBearable = 1.2; // of the picture's noise: what a small target's residuals may come to
-constexpr double kGrain = 10;     // semi-minor axis below which a texture's grains are many, pixels
+constexpr double kBearable = 1.2;    // of the picture's noise: what a small target's residuals may come to
+constexpr double kGrain = 10;        // semi-minor axis below which a texture's grains are many, pixels
+constexpr int kMostHiddenRounds = 4; // in which what is found lets others be found
 
 struct Options {
     CandidateLimits limits;
@@ -111,6 +113,7 @@ enum class Outcome {
 struct Hidden {
     Candidate candidate;
     Outcome outcome;
+    std::size_t neighbours = 0; // without which it was measured
 };
 
 class Detection
@@ -142,6 +145,7 @@ public:
         refinement_.limit_patience(HUGE_VAL);
         if (!measure_without_neighbours(refinement_, noise_, measured_))
             return false;
+        doubt_meshes(noise_, measured_);
         judge();
         return copy_out();
     }
@@ -166,23 +170,36 @@ private:
         return outcome != Outcome::kNoMemory;
     }
 
-    // The other outline of a narrow ring may have hidden one; it is known by now.
-    // False: no memory.
+    // What is near, the other outline of a narrow ring or the next dots of a dense board, may have hidden one; it is
+    // known by now. What is found so lets others be found. False: no memory.
     bool measure_the_hidden()
     {
-        for (const Hidden& hidden : hidden_) {
-            Outcome outcome = hidden.outcome;
-            if (!is_known(hidden.candidate.oval)) {
-                const std::vector<Neighbour> rings =
-                    rings_beside(outline_of(start_of(hidden.candidate.oval)), measured_);
-                if (!rings.empty())
-                    outcome = measure_without(rings, hidden.candidate);
+        bool has_found = true;
+        for (int round = 0; round < kMostHiddenRounds && has_found; ++round) {
+            has_found = false;
+            for (Hidden& hidden : hidden_) {
+                has_found = find_hidden(hidden) || has_found;
+                if (hidden.outcome == Outcome::kNoMemory)
+                    return false;
             }
-            if (outcome == Outcome::kNoMemory)
-                return false;
-            result_.too_faint += outcome == Outcome::kNoEdge;
         }
+        for (const Hidden& hidden : hidden_)
+            result_.too_faint += hidden.outcome == Outcome::kNoEdge;
         return true;
+    }
+
+    // Whether it is one now.
+    bool find_hidden(Hidden& hidden)
+    {
+        if (hidden.outcome == Outcome::kSound || is_known(hidden.candidate.oval))
+            return false;
+        const std::vector<Neighbour> neighbours =
+            neighbours_beside(outline_of(start_of(hidden.candidate.oval)), measured_);
+        if (neighbours.size() <= hidden.neighbours)
+            return false;
+        hidden.neighbours = neighbours.size();
+        hidden.outcome = measure_without(neighbours, hidden.candidate);
+        return hidden.outcome == Outcome::kSound;
     }
 
     Outcome measure_without(const std::vector<Neighbour>& neighbours, const Candidate& candidate)
@@ -203,7 +220,10 @@ private:
         // outline in clutter shows what it is.
         target.quality = quality_of(target, refinement_.bulges(), noise_);
         const bool is_sound = target.quality >= kDefaultQuality;
-        add({.target = target, .measured = refinement_.measured(), .is_sound = is_sound});
+        add({.target = target,
+             .measured = refinement_.measured(),
+             .bulges = refinement_.bulges(),
+             .is_sound = is_sound});
         return is_sound ? Outcome::kSound : Outcome::kDoubtful;
     }
 

@@ -133,6 +133,7 @@ bool measure_again(Refinement& refinement, const std::vector<Neighbour>& neighbo
     again.flags |= target.flags & (PANOVAL_MEASURE_NEIGHBOUR | PANOVAL_MEASURE_SATURATED);
     target = again;
     measured.measured = refinement.measured();
+    measured.bulges = refinement.bulges();
     const double share = share_left(move, measured.last_move);
     measured.moved = move.largest() * std::max(1.0, share);
     measured.way_left = move;
@@ -210,19 +211,19 @@ bool take_away(const Neighbour& neighbour, OutlineModel& outlines, Patch& patch)
     return true;
 }
 
-std::vector<Neighbour> rings_beside(const Outline& outline, const std::vector<MeasuredTarget>& targets)
+std::vector<Neighbour> neighbours_beside(const Outline& outline, const std::vector<MeasuredTarget>& targets)
 {
-    std::vector<Neighbour> rings;
+    std::vector<Neighbour> neighbours;
     for (const MeasuredTarget& other : targets) {
-        if (!other.is_sound || !is_concentric(outline, other.measured.model.outline))
+        if (!other.is_sound)
             continue;
         MeasuredModel one = other.measured; // its blur stands for that of the outline, too
         one.model.outline = outline;
         bool is_around = false;
         if (is_near(one, other.measured, is_around))
-            rings.push_back({other.measured, is_around});
+            neighbours.push_back({other.measured, is_around});
     }
-    return rings;
+    return neighbours;
 }
 
 bool measure_without_neighbours(Refinement& refinement, double picture_noise, std::vector<MeasuredTarget>& targets)

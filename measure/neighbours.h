@@ -5,6 +5,7 @@
 #include "measure/adjustment.h"
 #include "measure/outline_model.h"
 #include "measure/patch.h"
+#include "measure/target_record.h"
 
 #include <array>
 #include <cmath>
@@ -44,6 +45,7 @@ struct Move {
 struct MeasuredTarget {
     PanovalMeasureTarget target = {};
     MeasuredModel measured;
+    Bulges bulges;
     bool is_sound = false;   // is to be measured anew and taken away from others
     double moved = HUGE_VAL; // pixels, by its last measurement, or the way that is left, whichever is more
     Move last_move = {};
@@ -53,9 +55,8 @@ struct MeasuredTarget {
 // Whether two outlines may be those of a ring.
 bool is_concentric(const Outline& one, const Outline& other) noexcept;
 
-// The sound targets within reach that make a ring with an outline that has not been measured. What merely lies beside
-// it is none: the meshes of a net would make round things of each other.
-std::vector<Neighbour> rings_beside(const Outline& outline, const std::vector<MeasuredTarget>& targets);
+// The sound targets within reach of an outline that has not been measured.
+std::vector<Neighbour> neighbours_beside(const Outline& outline, const std::vector<MeasuredTarget>& targets);
 
 // Measures all sound targets anew that have others within reach, and flags them; those that have not come to rest, too,
 // and what is left of their way becomes part of their covariance. Quality is against the noise of the picture where

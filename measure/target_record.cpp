@@ -36,8 +36,9 @@ constexpr double kTerrace = 1.25;
 // discs reach 0.08 and more. A printed dot may be off by some hundredths of a pixel.
 constexpr double kHalfBulge = 0.025;
 constexpr double kHalfBulgePixels = 0.03;
-constexpr double kHalfLobe = 0.8;       // of what makes half of a bulge: a print's irregularities are of many orders
-constexpr double kLeastLobesLeft = 0.3; // by the blur: of lobes of which less is left samples tell nothing
+constexpr double kHalfLobe = 0.8;        // of what makes half of a bulge: a print's irregularities are of many orders
+constexpr double kLeastLobesLeft = 0.3;  // by the blur: of lobes of which less is left one outline tells nothing
+constexpr double kFewestLobesLeft = 0.1; // and its look-alikes' outlines together
 constexpr double kLobeChance = 18; // squared deviations of two numbers: one of six orders is above in 1300 outlines
 // Edge spread by the semi-minor axis at which the blur has taken every shape's own form.
 constexpr double kFormless = 0.6;
@@ -250,12 +251,12 @@ void find_lobes(const Survey& survey, const TargetModel& model, Bulges& bulges) 
     for (std::size_t i = 0; i < kLobeOrders; ++i) {
         const auto order = static_cast<double>(i + kFirstLobes);
         const double left = panoval::exp(-order * order * spread / 2);
-        if (left < kLeastLobesLeft)
+        if (left < kFewestLobesLeft)
             return;
         const double u = survey.lobes.cosines[i];
         const double v = survey.lobes.sines[i];
         const double scale = 2 / (information * left);
-        bulges.lobes[i] = {(u * u + v * v) * scale * scale / 2, scale / left / 2};
+        bulges.lobes[i] = {u * scale, v * scale, scale / left, left};
     }
 }
 
@@ -362,7 +363,8 @@ double quality_of(const PanovalMeasureTarget& target, const Bulges& bulges, doub
     const double bulge = std::max(0.0, bulges.square - chance * variance * bulges.noise_gain);
     double lobe = 0;
     for (const Bulges::Lobe& order : bulges.lobes)
-        lobe = std::max(lobe, order.square - kLobeChance * target.noise * target.noise * order.noise_gain);
+        if (order.left >= kLeastLobesLeft)
+            lobe = std::max(lobe, order.square() - kLobeChance * target.noise * target.noise * order.noise_gain / 2);
     const double half_bulge = kHalfBulge * target.ellipse.semi_minor + kHalfBulgePixels + kAliasedPixels * aliased;
     const double round = std::clamp((target.edge_share - kLeastShare) / (kFullShare - kLeastShare), 0.0, 1.0);
     const double local = target.noise / std::sqrt(std::max(1.0, target.chi_square)); // beside the edge

@@ -30,8 +30,12 @@ struct Bulges {
     double count = 0;       // of stretches
     double least_clear = 0; // levels that even noiseless samples may be off by: what rounding makes of smooth shades
     struct Lobe {
-        double square = 0;     // mean square, in pixels squared
-        double noise_gain = 0; // what noise of variance 1 makes of that, for each of two numbers
+        double cosine = 0; // amplitudes before the blur, in pixels
+        double sine = 0;
+        double noise_gain = 0; // what noise of variance 1 makes of the square of either; 0 where nothing is known
+        double left = 0;       // by the blur, as a share
+
+        double square() const noexcept { return (cosine * cosine + sine * sine) / 2; } // mean
     };
     std::array<Lobe, kLobeOrders> lobes{}; // that go round the outline so often
 };

@@ -283,6 +283,37 @@ TEST(Detect, FindsDotsOfThreePixelsOnADenseBoard)
     EXPECT_LE(score.wrong, 0.005 * score.records);
 }
 
+// The blur of the next dots' edges reaches each dot's own; it is taken away once they are known.
+TEST(Detect, FindsDotsWhoseEdgesReachEachOther)
+{
+    Score score;
+    TargetScene scene{.width = 220, .height = 160, .shapes = {}, .targets = {}, .blur = 0.9, .noise = 5.1};
+    for (int n = 0; n < 17 * 17; ++n)
+        add_target(scene, 15.3 + 11.7 * (n % 17), 14.2 + 8.2 * (n / 17), 4.5, 3.15, 0, 159, 200);
+    score.add(scene);
+    EXPECT_GE(score.found, 0.99 * score.targets);
+    EXPECT_LE(score.wrong, 0.005 * score.records);
+}
+
+// Dark lines that cross leave bright meshes, which blur makes round.
+TargetScene crossing_lines(double pitch, double width, double blur, double contrast)
+{
+    TargetScene scene{.width = 110, .height = 90, .shapes = {}, .targets = {}, .blur = blur, .noise = 5.1};
+    for (const double angle : {0.4, 1.9})
+        for (int n = -15; n <= 15; ++n)
+            scene.shapes.push_back({Shape::Kind::Rectangle, 55.3 - n * pitch * std::sin(angle),
+                                    45.2 + n * pitch * std::cos(angle), 200, width / 2, angle, 200 - contrast});
+    return scene;
+}
+
+TEST(Detect, TakesNoMeshesOfCrossingLinesForTargets)
+{
+    EXPECT_LE(detected(crossing_lines(8, 2.5, 1, 150)).count(), 2);
+    EXPECT_LE(detected(crossing_lines(9, 3, 0.9, 41)).count(), 2);
+    EXPECT_LE(detected(crossing_lines(10.5, 3.7, 1, 41)).count(), 2);
+    EXPECT_LE(detected(crossing_lines(8, 1.3, 1.05, 150)).count(), 2);
+}
+
 TEST(Detect, FindsNothingWhereNothingIs)
 {
     const std::vector<std::uint8_t> flat(90 * 70, 77);
