@@ -113,7 +113,7 @@ void subtract_slow_changes(Patch& patch, std::int64_t reach, const Rect& area)
 }
 
 // Second differences along a row, of all pixels but the outermost.
-void difference_row(const float* row, std::vector<double>& differences)
+void second_differences(const float* row, std::vector<double>& differences)
 {
     for (std::size_t x = 1; x + 1 < differences.size(); ++x)
         differences[x] =
@@ -156,7 +156,7 @@ public:
 
 private:
     const double* row(std::size_t y) const { return rows_[y % rows_.size()].data(); }
-    void load(std::size_t y) { difference_row(patch_.value.data() + y * patch_.width(), rows_[y % rows_.size()]); }
+    void load(std::size_t y) { second_differences(patch_.value.data() + y * patch_.width(), rows_[y % rows_.size()]); }
 
     const Patch& patch_;
     std::array<std::vector<double>, 3> rows_;

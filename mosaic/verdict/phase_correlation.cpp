@@ -3,6 +3,8 @@
 // frequency divided by its magnitude), but for frequencies that hardly occur, whose phase is noise.
 #include "mosaic/verdict/phase_correlation.h"
 
+#include "mosaic/verdict/butterfly_rows.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
@@ -13,11 +15,6 @@ namespace panoval::mosaic
 
 namespace
 {
-
-struct Turn {
-    double cosine;
-    double sine;
-};
 
 // exp(-2 pi i k / size) for k below size / 2. Half angles by square roots, the odd ones of each size by one product.
 std::vector<Turn> make_turns(std::size_t size)
@@ -58,20 +55,6 @@ void reverse_rows(std::vector<double>& real, std::vector<double>& imaginary, std
     }
 }
 
-// One butterfly of two whole rows.
-void combine_rows(double* real_a, double* imaginary_a, double* real_b, double* imaginary_b, Turn turn,
-                  std::size_t width)
-{
-    for (std::size_t x = 0; x < width; ++x) {
-        const double real = real_b[x] * turn.cosine - imaginary_b[x] * turn.sine;
-        const double imaginary = real_b[x] * turn.sine + imaginary_b[x] * turn.cosine;
-        real_b[x] = real_a[x] - real;
-        imaginary_b[x] = imaginary_a[x] - imaginary;
-        real_a[x] += real;
-        imaginary_a[x] += imaginary;
-    }
-}
-
 void transform_columns(std::vector<double>& real, std::vector<double>& imaginary, std::size_t width, std::size_t height)
 {
     reverse_rows(real, imaginary, width, height);
@@ -81,7 +64,8 @@ void transform_columns(std::vector<double>& real, std::vector<double>& imaginary
             for (std::size_t k = 0; k < half; ++k) {
                 const std::size_t a = (start + k) * width;
                 const std::size_t b = (start + k + half) * width;
-                combine_rows(&real[a], &imaginary[a], &real[b], &imaginary[b], turns[k * (height / (2 * half))], width);
+                combine_rows({&real[a], &imaginary[a]}, {&real[b], &imaginary[b]}, turns[k * (height / (2 * half))],
+                             width);
             }
 }
 
