@@ -53,12 +53,27 @@ if(PANOVAL_SANITIZE)
         add_compile_options(-fno-sanitize=function)
     endif()
 endif()
+# What ./dev coverage counts; tests are compiled as ever. Threads count together, and counts are kept in a file, whatever
+# ends the process. Highway includes a kernel's source once per instruction set, and Clang counts nothing that a system's
+# header includes: to those sources Highway is none, whose warnings are not ours then.
 if(PANOVAL_COVERAGE)
-    # Some optimisation, or the tests take many minutes, but no function within another, whose branches would count there.
-    # A root that needs no errno is no branch. Threads count together.
-    add_compile_options(${few_targets} -O1 -fno-inline -fno-math-errno --coverage -fprofile-update=atomic -fprofile-abs-path)
-    add_link_options(--coverage -Wl,-u,__gcov_dump) # for children of tests, which end without writing what they counted
+    add_link_options(-fprofile-instr-generate)
 endif()
+function(panoval_count target)
+    if(NOT PANOVAL_COVERAGE)
+        return()
+    endif()
+    target_compile_options(${target} PRIVATE
+        -fprofile-instr-generate -fcoverage-mapping -fprofile-update=atomic -mllvm -runtime-counter-relocation)
+    get_target_property(sources ${target} SOURCES)
+    foreach(source IN LISTS sources)
+        file(STRINGS "${source}" kernels REGEX "hwy/foreach_target.h" LIMIT_COUNT 1)
+        if(kernels)
+            set_source_files_properties("${source}" TARGET_DIRECTORY ${target}
+                PROPERTIES COMPILE_OPTIONS "--no-system-header-prefix=hwy/;-w")
+        endif()
+    endforeach()
+endfunction()
 
 # Hardening of what is released: what a defect could still be used for is made hard. None of it touches arithmetic.
 # tests/interface/hardening.sh looks for it in what was built; docs/performance.md has its cost.

@@ -26,7 +26,7 @@ using HeapArray = std::unique_ptr<T[], FreeBlock>;
 template <class T>
 [[nodiscard]] HeapArray<T> allocate(std::size_t count) noexcept
 {
-    if (count > std::numeric_limits<std::size_t>::max() / 2 / sizeof(T)) // GCOVR_EXCL_BR_LINE: gcovr keeps one type's
+    if (count > std::numeric_limits<std::size_t>::max() / 2 / sizeof(T))
         return nullptr;
     void* const block = std::malloc(count == 0 ? 1 : count * sizeof(T));
     prefer_large_pages(block, count * sizeof(T));

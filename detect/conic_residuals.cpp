@@ -33,7 +33,7 @@ HWY_INLINE void for_each_vector(const double* xy, size_t count, double* residual
         hn::LoadInterleaved2(d, xy + 2 * i, x, y);
         hn::StoreU(residual(x, y), d, residuals + i);
     }
-    if (i == count) // GCOVR_EXCL_BR_LINE: vectors of one value leave no rest
+    if (i == count)
         return;
     HWY_ALIGN double pairs[2 * hn::MaxLanes(d)] = {};
     HWY_ALIGN double last[hn::MaxLanes(d)];

@@ -130,12 +130,12 @@ Conic fit_conic(const Points& points, double* weights, double* residuals)
         equations.solve(correction);
         correct(conic, correction);
         is_converged = rms < kConvergedRms;
-        is_stalled = is_stalled || are_small(correction); // GCOVR_EXCL_BR_LINE: still so at kConvergedRms exactly
+        is_stalled = is_stalled || are_small(correction); // COUNT_EXCL_BRANCH: still so at kConvergedRms exactly
         if ((is_stalled && rms > kConvergedRms) || (k > 0 && rms > previous_rms) || k >= kAlwaysReweightFrom) {
             lower_weights(residuals, points.count, kOutlierFactor * rms, rms, weights);
             is_stalled = false;
         }
-        if (k > 0 && is_stalled && std::fabs(previous_rms - rms) < kStalledRmsChange) // GCOVR_EXCL_BR_LINE: beside it
+        if (k > 0 && is_stalled && std::fabs(previous_rms - rms) < kStalledRmsChange) // COUNT_EXCL_BRANCH: beside it
             break;
         previous_rms = rms;
     }

@@ -39,7 +39,7 @@ constexpr double kKernel[kWindow][kWindow] = {{k22, k12, k02, k12, k22},
 // Weights of the separable pass: w[i] * w[j] is close to kKernel[2 + i][2 + j].
 constexpr float kWeight[kReach + 1] = {0x1.9c4868p-2f, 0x1.f41fd6p-3f, 0x1.be5f0ep-5f};
 
-constexpr bool weights_are_within(double relative_error)
+constexpr bool weights_are_within(double relative_error) // COUNT_EXCL_START: runs in the compiler alone
 {
     for (std::size_t i = 0; i <= kReach; ++i)
         for (std::size_t j = 0; j <= kReach; ++j) {
@@ -49,7 +49,7 @@ constexpr bool weights_are_within(double relative_error)
                 return false;
         }
     return true;
-}
+} // COUNT_EXCL_STOP
 
 // How far the separable pass can be from the defined sum. With u = 2^-24, a result of single precision is off by a
 // factor between 1 - u and 1 + u, and every term is positive, so that factors only multiply:
@@ -70,7 +70,7 @@ constexpr float kFixedBase = 256.0f - static_cast<float>(kMargin) * 0x1p-15f;
 constexpr std::int32_t kBitsOf256 = 0x43800000;
 
 // What a window of one level gives.
-constexpr int flat_outcome(int level)
+constexpr int flat_outcome(int level) // COUNT_EXCL_START: runs in the compiler alone
 {
     double sum = 0;
     for (const auto& row : kKernel)
@@ -88,7 +88,7 @@ constexpr bool only_one_level_is_lowered()
             return false;
     return true;
 }
-static_assert(only_one_level_is_lowered());
+static_assert(only_one_level_is_lowered()); // COUNT_EXCL_STOP
 
 // Images are smoothed in strips of this many columns, so that scratch is small and stays in the nearest cache.
 constexpr std::size_t kStrip = 256;
@@ -259,7 +259,7 @@ void sum_columns(const Strip& strip, std::size_t y, Columns& columns)
         sum_columns_at<has_lower>(d, src, stride, count - lanes, columns); // the last vector ends with the row
     else
         for (; x < count; ++x)
-            sum_columns_at<has_lower>(hn::CappedTag<float, 1>(), src, stride, x, columns);
+            sum_columns_at<has_lower>(hn::CappedTag<float, 1>(), src, stride, x, columns); // COUNT_EXCL_BRANCH: of 8
 }
 
 // Lower bounds of the sums in fixed point; columns points two to the left of the first pixel.
@@ -324,13 +324,13 @@ HWY_INLINE bool settle_flat_at(const std::uint8_t* src, std::size_t stride, cons
     const auto centre = hn::LoadU(d, src + kReach * stride + kReach);
     const auto flat = is_flat(src, stride, centre);
     if (hn::Lanes(d) == kGroup && hn::AllFalse(d, flat))
-        return false; // the open pixels are here
+        return false; // the open pixels are here; COUNT_EXCL_BRANCH: a group is one vector
     std::uint8_t upper[kGroup];
     for (std::size_t i = 0; i < hn::Lanes(d); i += hn::Lanes(Ints()))
         store_integers(upper_bounds(lower_bounds(columns + i)), upper + i);
     const auto decided = hn::LoadU(d, out);
     if (!hn::AllTrue(d, hn::Or(flat, hn::Eq(hn::LoadU(d, upper), decided))))
-        return false;
+        return false; // COUNT_EXCL_BRANCH: a group is several vectors
     const auto lowered = hn::VecFromMask(d, hn::Eq(centre, hn::Set(d, std::uint8_t{kLoweredLevel})));
     hn::StoreU(hn::IfThenElse(flat, hn::Add(centre, lowered), decided), d, out); // a set mask counts -1
     return true;

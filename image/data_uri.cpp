@@ -24,7 +24,7 @@ std::vector<std::uint8_t> png_of(const Image& image)
     png_alloc_size_t bytes = PNG_IMAGE_PNG_SIZE_MAX(png);
     std::vector<std::uint8_t> file(bytes);
     if (png_image_write_to_memory(&png, file.data(), &bytes, 0, image.data.get(), 0, nullptr) == 0)
-        throw std::bad_alloc(); // GCOVR_EXCL_LINE: libpng's heap; the buffer is as large as any such picture
+        throw std::bad_alloc(); // COUNT_EXCL: libpng's heap; the buffer is as large as any such picture
     file.resize(bytes);
     return file;
 }

@@ -78,8 +78,8 @@ bool file_exists(const std::string& name)
     try {
         std::error_code error;
         return std::filesystem::exists(path_from_utf8(name), error);
-    } catch (const std::system_error&) { // GCOVR_EXCL_LINE: Windows alone refuses a name that is no UTF-8
-        return false;                    // GCOVR_EXCL_LINE: as above
+    } catch (const std::system_error&) { // COUNT_EXCL: Windows alone refuses a name that is no UTF-8
+        return false;                    // COUNT_EXCL: as above
     }
 }
 

@@ -83,11 +83,9 @@ extern "C" void on_interruption(int number)
 {
     if (unfinished_folders != 0 && interruption.exchange(number) == 0) // a second one does not wait
         return;
-    // GCOVR_EXCL_START: ends the process, which writes no counts then
     remove_unfinished_outputs();
     std::signal(number, SIG_DFL);
     raise(number);
-    // GCOVR_EXCL_STOP
 }
 
 } // namespace
@@ -129,13 +127,11 @@ void remove_outputs_on_interruption()
 
 #endif
 
-// GCOVR_EXCL_START: ends the process, which writes no counts then
 void Interruption::finish() const
 {
     std::signal(number, SIG_DFL);
     std::raise(number);
 }
-// GCOVR_EXCL_STOP
 
 void InterruptionByHand::begin()
 {

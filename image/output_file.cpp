@@ -38,7 +38,7 @@ FileHandle create_new(const fs::path& path)
     if (descriptor < 0)
         return nullptr;
     FileHandle file(_fdopen(descriptor, "w+b"));
-    if (file == nullptr) { // GCOVR_EXCL_START: the C library's heap; the program's tests of an exhausted one come here
+    if (file == nullptr) { // COUNT_EXCL_START: the C library's heap; the program's tests of an exhausted one come here
         const int reason = errno;
         _close(descriptor);
         _wunlink(path.c_str());
@@ -81,7 +81,7 @@ FileHandle create_new(const fs::path& path)
         close(descriptor);
         unlink(path.c_str());
         errno = reason;
-    } // GCOVR_EXCL_STOP
+    } // COUNT_EXCL_STOP
     return file;
 }
 
@@ -124,8 +124,8 @@ OutputFile::OutputFile(const std::string& target) : target_(target)
         fail_output("''", "an empty file name", "the name of the output");
     try {
         place_ = path_from_utf8(target);
-    } catch (const std::system_error&) {                                          // GCOVR_EXCL_LINE: on Windows alone
-        fail_output(target, "a name that is no UTF-8", "the name of the output"); // GCOVR_EXCL_LINE: as above
+    } catch (const std::system_error&) {                                          // COUNT_EXCL: on Windows alone
+        fail_output(target, "a name that is no UTF-8", "the name of the output"); // COUNT_EXCL: as above
     }
     std::error_code error;
     if (fs::is_symlink(place_, error))

@@ -15,7 +15,7 @@ constexpr std::size_t kChildren = 4;
 // Floats that are not negative are ordered as their bits. The sum makes zero of a negative zero, which is as near.
 std::uint64_t make_key(float distance, std::uint32_t number)
 {
-    assert(distance >= 0.0f); // GCOVR_EXCL_BR_LINE: what fill_cell promises
+    assert(distance >= 0.0f);
     return std::uint64_t{std::bit_cast<std::uint32_t>(distance + 0.0f)} << 32 | number;
 }
 
