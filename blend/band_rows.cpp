@@ -77,10 +77,12 @@ HWY_INLINE hn::Vec<D> expanded(D d, const CoarseRows& coarse, std::size_t i)
 {
     const auto at = hn::LoadU(d, coarse.row[1] + i);
     const auto below = hn::LoadU(d, coarse.row[2] + i);
-    if constexpr (kKind == CoarseRows::Odd)
+    if constexpr (kKind == CoarseRows::Odd) {
         return hn::Mul(hn::Add(at, below), hn::Set(d, 4.0f / 64)); // powers of two: one product is exact as well
-    const auto above = hn::LoadU(d, coarse.row[0] + i);
-    return hn::Mul(hn::Add(hn::Add(above, hn::Mul(hn::Set(d, 6.0f), at)), below), hn::Set(d, 1.0f / 64));
+    } else {
+        const auto above = hn::LoadU(d, coarse.row[0] + i);
+        return hn::Mul(hn::Add(hn::Add(above, hn::Mul(hn::Set(d, 6.0f), at)), below), hn::Set(d, 1.0f / 64));
+    }
 }
 
 template <CoarseRows::Kind kKind, class D>

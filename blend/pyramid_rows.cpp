@@ -170,10 +170,8 @@ void reduce_column(const float* const rows[5], std::size_t count, float* dst)
     std::size_t i = 0;
     for (; i + hn::Lanes(d) <= in_fours; i += hn::Lanes(d))
         reduce_four(d, rows, i, dst);
-    for (; i + hn::Lanes(four) <= in_fours; i += hn::Lanes(four))
-        reduce_four(four, rows, i, dst);
-    for (; i < in_fours; ++i)           // GCOVR_EXCL_BR_LINE: only where vectors have two values
-        reduce_four(one, rows, i, dst); // GCOVR_EXCL_LINE: as above
+    for (; i < in_fours; i += hn::Lanes(four))
+        reduce_four(four, rows, i, dst); // COUNT_EXCL_BRANCH: where vectors are longer
     for (; i < count; ++i) {
         const auto load = [&](int k) HWY_ATTR { return hn::LoadU(one, rows[k] + i); };
         const auto sum = reduce_five(one, load(0), load(1), load(2), load(3), load(4));

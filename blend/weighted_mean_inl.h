@@ -55,7 +55,8 @@ public:
         const Floats d;
         if constexpr (kChannels == 1)
             return weights;
-        return hn::TableLookupLanes(weights, hn::SetTableIndices(d, pixel_ + part * hn::Lanes(d)));
+        else
+            return hn::TableLookupLanes(weights, hn::SetTableIndices(d, pixel_ + part * hn::Lanes(d)));
     }
 
 private:

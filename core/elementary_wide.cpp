@@ -88,10 +88,8 @@ constexpr std::size_t kWindow = 14; // limbs of 2 / pi that matter: 448 bits
 // The bits of 2 / pi that begin after the first one's, `from` bits behind the binary point; those before it are 0.
 std::array<std::uint32_t, kWindow> two_over_pi(std::int32_t from)
 {
-    const auto limb_at = [](std::int32_t i) -> std::uint64_t {
-        constexpr auto kCount = static_cast<std::int32_t>(std::size(tables::kWideTwoOverPi));
-        return i >= 0 && i < kCount ? tables::kWideTwoOverPi[i] : 0;
-    };
+    static_assert(std::size(tables::kWideTwoOverPi) > (2046 - 1075 - 2) / 32 + kWindow); // for the largest double
+    const auto limb_at = [](std::int32_t i) -> std::uint64_t { return i >= 0 ? tables::kWideTwoOverPi[i] : 0; };
     const std::int32_t first = from >= 0 ? from / 32 : -((31 - from) / 32); // rounded down
     const auto shift = static_cast<unsigned>(from - 32 * first);
     std::array<std::uint32_t, kWindow> window = {};

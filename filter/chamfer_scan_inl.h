@@ -95,7 +95,8 @@ HWY_INLINE Cells<T> first_lane(Cells<T> v)
     const auto first = hn::Broadcast<0>(v);
     if constexpr (kTwoBlocks<T>)
         return hn::ConcatLowerLower(CellTag<T>(), first, first);
-    return first;
+    else
+        return first;
 }
 
 template <class T>
@@ -104,7 +105,8 @@ HWY_INLINE Cells<T> last_lane(Cells<T> v)
     const auto last = hn::Broadcast<kLastOfBlock<T>>(v);
     if constexpr (kTwoBlocks<T>)
         return hn::ConcatUpperUpper(CellTag<T>(), last, last);
-    return last;
+    else
+        return last;
 }
 
 #endif

@@ -73,7 +73,7 @@ bool is_regular(const Diagonal& diagonal)
 {
     const double largest = diagonal.cwiseAbs().maxCoeff();
     const double smallest = diagonal.cwiseAbs().minCoeff();
-    return smallest > std::numeric_limits<double>::epsilon() * largest && std::isfinite(largest);
+    return smallest > std::numeric_limits<double>::epsilon() * largest; // not so for an infinite one either
 }
 
 template <int Max>

@@ -269,6 +269,19 @@ TEST(FeatherFeed, AddressesTheSumsWithTheirOwnWidthsWhereTheHostNarrowsTheCanvas
     }
 }
 
+TEST(FeatherFeed, NeverLeavesTheSumsWhereTheHostChangesTheCanvasesHeight)
+{
+    for (const int height : {2, 5}) {
+        Panorama p({0, 0, 4, 3}, 1);
+        p.blender.dstRoi = {0, 0, 4, height};
+        p.feed(Placed(9, 9, 1, 1, {1, -2}).filled(7));
+        const float last = height > 2 ? 1.f : 0.f;
+        EXPECT_EQ(values_of(p.blender.dstWeightMap), (std::vector<float>{0, 1, 1, 1, 0, 1, 1, 1, 0, last, last, last}));
+        const float v = 7 * last;
+        EXPECT_EQ(values_of(p.blender.dst), (std::vector<float>{0, 7, 7, 7, 0, 7, 7, 7, 0, v, v, v}));
+    }
+}
+
 TEST(FeatherFeed, OfNothingChangesNothing)
 {
     Panorama p({0, 0, 3, 2}, 1);
