@@ -91,14 +91,15 @@ private:
         GainTotals totals{};
     };
 
-    // Where there are few overlaps, each is shared between threads.
+    // Where there are few overlaps, each is shared between threads. The last overlap comes first: seams are looked for
+    // from the first picture on, which is then still in memory.
     std::vector<Part> parts_of_overlaps() const
     {
         constexpr std::size_t kPartsPerThread = 4;
         const std::size_t wanted = options_.threads > 1 ? kPartsPerThread * options_.threads : 1;
         const std::size_t each = (wanted + pairs_.size() - 1) / std::max<std::size_t>(pairs_.size(), 1);
         std::vector<Part> parts;
-        for (std::size_t p = 0; p < pairs_.size(); ++p) {
+        for (std::size_t p = pairs_.size(); p-- > 0;) {
             const std::size_t rows = pairs_[p].blocks.rows;
             const std::size_t count = std::min(std::max<std::size_t>(each, 1), rows);
             for (std::size_t k = 0; k < count; ++k)
@@ -115,7 +116,7 @@ private:
         std::vector<Part> parts = parts_of_overlaps();
         std::atomic<std::size_t> done{0};
         ScratchPool<GainStrips> strips;
-        run_backwards(parts.size(), options_.threads, [&](std::size_t i) {
+        run_in_parallel(parts.size(), options_.threads, [&](std::size_t i) {
             Part& part = parts[i];
             part.totals = sum_blocks(layout_, overlaps_[part.pair], part.first, part.end, reader_, *strips.take(),
                                      pairs_[part.pair].blocks);

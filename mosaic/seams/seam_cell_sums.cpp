@@ -522,8 +522,11 @@ void reduce_parts(const Layout& layout, const std::vector<PicturePart>& parts, c
     for (const PicturePart& part : parts)
         wanted[part.picture].push_back(pixels_of(layout.pictures[part.picture].rect, grid, part.cells));
     Reducer reducer(layout, std::move(wanted), corrections, grid, reader, pictures);
-    const std::vector<Piece> pieces = reducer.wanted_pieces();
-    run_backwards(pieces.size(), threads, [&](std::size_t i) { reducer.reduce(pieces[i]); });
+    // The last picture first, which may still be in memory; rows ascending, since a host may have no other way.
+    std::vector<Piece> pieces = reducer.wanted_pieces();
+    std::stable_sort(pieces.begin(), pieces.end(),
+                     [](const Piece& a, const Piece& b) { return a.picture > b.picture; });
+    run_in_parallel(pieces.size(), threads, [&](std::size_t i) { reducer.reduce(pieces[i]); });
 }
 
 } // namespace panoval::mosaic
