@@ -54,6 +54,7 @@ public:
 
     void read(std::size_t picture, const Rect& rect, PixelBlock& block) override;
     bool hold(std::size_t picture, const Rect& rect, HeldRows& rows) override;
+    bool keeps_all() const override { return all_fit_; }
 
     void read_mask(std::size_t picture, const Rect& rect, std::uint8_t* out) override;
     bool read_keep(std::size_t picture, const Rect& rect, std::uint8_t* out) override;

@@ -110,6 +110,9 @@ public:
         return false;
     }
 
+    // Whether pictures stay in memory once they have been read: then a second look costs little.
+    virtual bool keeps_all() const { return true; }
+
     // Fills rect.pixels() bytes with the mask alone.
     virtual void read_mask(std::size_t picture, const Rect& rect, std::uint8_t* out)
     {

@@ -64,7 +64,8 @@ struct Scratch {
     std::vector<std::uint16_t> rough;
     std::vector<std::uint32_t> wide_sums; // the same of 16-bit samples
     std::vector<std::uint32_t> wide_rough;
-    std::vector<Span> covered_spans; // columns of a view that are covered in all of the rows
+    std::vector<std::uint8_t> is_wanted; // of each column of cells, whether it gets features
+    std::vector<Span> covered_spans;     // columns of a view that are covered in all of the rows
     std::vector<Span> earlier_spans;
     std::vector<std::uint8_t> mask;    // of the piece's whole rows
     std::vector<std::int64_t> covered; // pixels of each cell
@@ -98,6 +99,9 @@ public:
                 sum += gains[c] / static_cast<double>(channels_);
             mean_gains_.push_back(sum);
         }
+        for (std::size_t i = 0; i < wanted_.size(); ++i)
+            if (const Rect& rect = layout.pictures[i].rect; !wanted_[i].empty() && ends_meet(i))
+                wanted_[i].assign(1, {0, 0, rect.width, rect.height});
     }
 
     std::vector<Piece> pieces() const
@@ -138,6 +142,7 @@ public:
         if (has_mask && first < end)
             read_mask(piece.picture, {0, first, rect.width, end - first}, scratch->mask);
 
+        mark_wanted(piece.picture, first, end, *scratch);
         std::vector<CellSums>& sums = scratch->cells;
         for (std::int64_t row = piece.first_row; row < piece.end_row; ++row) {
             const std::int64_t cell_top = (pictures_[piece.picture].cells().y + row) * grid_.cell - rect.y;
@@ -145,7 +150,7 @@ public:
             sums.assign(static_cast<std::size_t>(pictures_[piece.picture].cells().width), {});
             for (std::size_t i = 0; i < spans.size(); ++i)
                 add_view(piece.picture, views[i], {rows.first - first, rows.end - first}, *scratch);
-            finish_row(piece.picture, row, sums);
+            finish_row(piece.picture, row, *scratch);
             if (has_mask)
                 cover_row(piece.picture, row, {rows.first - first, rows.end - first}, *scratch);
         }
@@ -183,6 +188,25 @@ private:
             else
                 joined.back().end = std::max(joined.back().end, span.end);
         return joined;
+    }
+
+    // Whether the canvas goes round and the picture's first and last pixels fall into one column of cells.
+    bool ends_meet(std::size_t picture) const
+    {
+        const Rect& rect = layout_.pictures[picture].rect;
+        const std::int64_t last = rect.right() - 1;
+        return last >= grid_.width && (last - grid_.width) / grid_.cell >= rect.x / grid_.cell;
+    }
+
+    // Cells at the end of what is read are not read as a whole, and must not replace what is known of them.
+    void mark_wanted(std::size_t picture, std::int64_t first_row, std::int64_t end_row, Scratch& scratch) const
+    {
+        scratch.is_wanted.assign(static_cast<std::size_t>(pictures_[picture].cells().width), 0);
+        for (const Rect& part : wanted_[picture])
+            if (part.y < end_row && part.bottom() > first_row)
+                for (const CellColumn& column : scratch.columns)
+                    if (column.first < part.right() && column.end > part.x)
+                        scratch.is_wanted[column.cell] = 1;
     }
 
     void list_columns(std::size_t picture, Scratch& scratch) const
@@ -390,11 +414,12 @@ private:
         ++sums.differences;
     }
 
-    void finish_row(std::size_t picture, std::int64_t row, const std::vector<CellSums>& sums) const
+    void finish_row(std::size_t picture, std::int64_t row, const Scratch& scratch) const
     {
         ReducedPicture& copy = pictures_[picture];
+        const std::vector<CellSums>& sums = scratch.cells;
         for (std::size_t x = 0; x < sums.size(); ++x)
-            if (const auto column = static_cast<std::int64_t>(x); sums[x].pixels > 0)
+            if (const auto column = static_cast<std::int64_t>(x); sums[x].pixels > 0 && scratch.is_wanted[x] != 0)
                 finish_cell(picture, copy.cells().x + column, copy.cells().y + row, sums[x],
                             copy.features(row * copy.cells().width + column));
     }
@@ -481,7 +506,7 @@ private:
     const CellGrid& grid_;
     PictureReader& reader_;
     std::vector<ReducedPicture>& pictures_;
-    const std::vector<std::vector<Rect>> wanted_;
+    std::vector<std::vector<Rect>> wanted_;
     const std::size_t channels_;
     const double scale_;
     const bool is_flat_;
@@ -489,21 +514,32 @@ private:
     ScratchPool<Scratch> scratch_;
 };
 
+// Of each picture, in its own pixels.
+std::vector<std::vector<Rect>> parts_with_features(const Layout& layout, const std::vector<Overlap>& overlaps,
+                                                   Features features)
+{
+    std::vector<std::vector<Rect>> parts(layout.pictures.size());
+    for (const Overlap& overlap : overlaps) {
+        parts[overlap.first].push_back(overlap.in_first(layout));
+        parts[overlap.second].push_back(overlap.in_second(layout));
+    }
+    for (std::size_t i = 0; i < parts.size() && features == Features::OfAll; ++i)
+        if (const Rect& rect = layout.pictures[i].rect; !parts[i].empty())
+            parts[i].assign(1, {0, 0, rect.width, rect.height});
+    return parts;
+}
+
 } // namespace
 
 std::vector<ReducedPicture> reduce_pictures(const Layout& layout, const std::vector<Overlap>& overlaps,
-                                            const Corrections& corrections, const CellGrid& grid, PictureReader& reader,
-                                            std::size_t threads, Progress& progress, double part_of_progress)
+                                            const Corrections& corrections, const CellGrid& grid, Features features,
+                                            PictureReader& reader, std::size_t threads, Progress& progress,
+                                            double part_of_progress)
 {
     std::vector<ReducedPicture> pictures;
     for (std::size_t i = 0; i < layout.pictures.size(); ++i)
         pictures.emplace_back(layout, i, grid);
-    std::vector<std::vector<Rect>> shared(pictures.size());
-    for (const Overlap& overlap : overlaps) {
-        shared[overlap.first].push_back(overlap.in_first(layout));
-        shared[overlap.second].push_back(overlap.in_second(layout));
-    }
-    Reducer reducer(layout, std::move(shared), corrections, grid, reader, pictures);
+    Reducer reducer(layout, parts_with_features(layout, overlaps, features), corrections, grid, reader, pictures);
     const std::vector<Piece> pieces = reducer.pieces();
     run_in_parallel(pieces.size(), threads, [&](std::size_t i) {
         reducer.reduce(pieces[i]);

@@ -145,10 +145,17 @@ struct PicturePart {
 // How many units of a feature a sample's unit is; corrected samples may be twice as large as the largest one.
 double feature_scale(const Layout& layout);
 
-// Reduces all pictures. Only what overlaps with others gets features.
+// Which cells get features when the pictures are reduced.
+enum class Features : std::uint8_t {
+    OfShared, // what overlaps with other pictures
+    OfAll
+};
+
+// Reduces all pictures.
 std::vector<ReducedPicture> reduce_pictures(const Layout& layout, const std::vector<Overlap>& overlaps,
-                                            const Corrections& corrections, const CellGrid& grid, PictureReader& reader,
-                                            std::size_t threads, Progress& progress, double part_of_progress);
+                                            const Corrections& corrections, const CellGrid& grid, Features features,
+                                            PictureReader& reader, std::size_t threads, Progress& progress,
+                                            double part_of_progress);
 
 // Gives features to more cells of such pictures.
 void reduce_parts(const Layout& layout, const std::vector<PicturePart>& parts, const Corrections& corrections,

@@ -110,13 +110,17 @@ SeamMap find_optimal_seams(const Layout& layout, const std::vector<Overlap>& ove
                            PictureReader& reader, const SeamOptions& options, Progress& progress)
 {
     const CellGrid grid(layout, choose_cell(layout, overlaps, options));
-    std::vector<ReducedPicture> pictures =
-        reduce_pictures(layout, overlaps, corrections, grid, reader, options.threads, progress, kPartOfReducing);
+    // What lies around things is looked at as well. A picture that would have to be read once more for that is reduced
+    // as a whole at once.
+    const Features features = reader.keeps_all() ? Features::OfShared : Features::OfAll;
+    std::vector<ReducedPicture> pictures = reduce_pictures(layout, overlaps, corrections, grid, features, reader,
+                                                           options.threads, progress, kPartOfReducing);
     const std::vector<bool> keepers = find_keepers(layout, reader);
     const std::vector<std::int32_t> kept = find_kept_cells(layout, keepers, grid, reader);
     const CellCosts costs(layout, overlaps, grid, pictures, options.threads);
     const auto reduce_more = [&](const std::vector<PicturePart>& parts) {
-        reduce_parts(layout, parts, corrections, grid, reader, options.threads, pictures);
+        if (features == Features::OfShared)
+            reduce_parts(layout, parts, corrections, grid, reader, options.threads, pictures);
     };
     const CellLabels labels =
         find_cell_labels(costs, choose_factor(overlaps, grid.cell), kept, reduce_more, options.threads);

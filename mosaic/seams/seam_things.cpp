@@ -122,6 +122,17 @@ private:
         return place;
     }
 
+    // Of a cell at a picture's edge the two see different pixels.
+    bool is_seen_wholly(const ThingCell& cell) const
+    {
+        const auto covers_wholly = [&](std::size_t number) {
+            const ReducedPicture& picture = costs_.pictures()[number];
+            const std::int64_t index = picture.index(costs_.grid().column_inside(cell.x), cell.y);
+            return index >= 0 && picture.cover(index) == Cover::Wholly;
+        };
+        return covers_wholly(pair_.first) && covers_wholly(pair_.second);
+    }
+
     // The cells of a large one in which the pictures clearly differ.
     void add_samples(ThingPlace& place, const ThingCell& large, std::size_t number) const
     {
@@ -133,7 +144,8 @@ private:
         for (std::int64_t y = large.y * factor_; y < bottom; ++y)
             for (std::int64_t x = left; x < right; ++x) {
                 const ThingCell cell{x + turn * fine.columns(), y};
-                if (place.samples.size() <= kMostCells && compare(costs_, pair_, cell, cell).value_or(0) >= kClearRatio)
+                if (place.samples.size() <= kMostCells && is_seen_wholly(cell) &&
+                    compare(costs_, pair_, cell, cell).value_or(0) >= kClearRatio)
                     place.samples.push_back({cell, number});
             }
     }

@@ -128,11 +128,57 @@ TEST(SeamCells, AreSumsOfWhatTheMaskCovers)
                     NoProgress progress;
                     const std::vector<ReducedPicture> reduced =
                         reduce_pictures(reader.layout, find_overlaps(reader.layout), Corrections::none(reader.layout),
-                                        grid, reader, 2, progress, 1);
+                                        grid, Features::OfShared, reader, 2, progress, 1);
                     for (std::size_t i = 0; i < 2; ++i)
                         expect_plain_cells(reader.pictures[i], reader.layout.pictures[i].rect, grid,
                                            feature_scale(reader.layout), reduced[i]);
                 }
+}
+
+void expect_same_features(const ReducedPicture& whole, const ReducedPicture& reduced, const Rect& cells, int channels)
+{
+    for (std::int64_t row = cells.y; row < cells.bottom(); ++row)
+        for (std::int64_t column = cells.x; column < cells.right(); ++column) {
+            const std::int64_t index = (row - whole.cells().y) * whole.cells().width + column - whole.cells().x;
+            for (int c = 0; c <= channels; ++c)
+                ASSERT_EQ(reduced.features(index)[c], whole.features(index)[c]) << column << ' ' << row << ' ' << c;
+        }
+}
+
+// What is reduced later on leaves cells beside it as they are. The second picture of the canvas that goes round ends in
+// the cells in which it begins.
+TEST(SeamCells, AreTheSameInPartsAndAtOnce)
+{
+    Random random(6);
+    for (const bool wraps : {false, true})
+        for (const std::int64_t cell : {2, 4, 16}) {
+            SCOPED_TRACE(testing::Message() << (wraps ? "round, " : "flat, ") << "cells of " << cell);
+            MemoryReader reader(240, 170);
+            reader.layout.wraps = wraps;
+            reader.add(wraps ? 107 : 7, 5, noise_picture(131, 149, 3, 8, Mask::None, random));
+            reader.add(101, 9, noise_picture(wraps ? 239 : 139, 150, 3, 8, Mask::None, random));
+            const CellGrid grid(reader.layout, cell);
+            const std::vector<Overlap> overlaps = find_overlaps(reader.layout);
+            const Corrections corrections = Corrections::none(reader.layout);
+            NoProgress progress;
+            const std::vector<ReducedPicture> whole =
+                reduce_pictures(reader.layout, overlaps, corrections, grid, Features::OfAll, reader, 2, progress, 1);
+            std::vector<ReducedPicture> reduced =
+                reduce_pictures(reader.layout, overlaps, corrections, grid, Features::OfShared, reader, 2, progress, 1);
+            std::vector<PicturePart> parts;
+            for (std::size_t i = 0; i < 2; ++i) {
+                const Rect& cells = whole[i].cells();
+                parts.push_back({i, {cells.x + 1, cells.y + 2, cells.width / 5, cells.height / 3}});
+                parts.push_back({i, {cells.x + cells.width / 2, cells.y + 1, cells.width / 5, cells.height / 2}});
+            }
+            reduce_parts(reader.layout, parts, corrections, grid, reader, 2, reduced);
+            for (const PicturePart& part : parts)
+                expect_same_features(whole[part.picture], reduced[part.picture], part.cells, 3);
+            for (const Overlap& overlap : overlaps)
+                for (const std::size_t picture : {overlap.first, overlap.second})
+                    expect_same_features(whole[picture], reduced[picture],
+                                         intersect(grid.cells_of(overlap.region), whole[picture].cells()), 3);
+        }
 }
 
 } // namespace
