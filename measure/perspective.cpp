@@ -343,10 +343,6 @@ PANOVAL_MEASURE_API int32_t panoval_measure_centre_by_focal_length(const Panoval
             return PANOVAL_MEASURE_BAD_ELLIPSE;
         found[i].centre.x = principal_x + focal_length * found[i].centre.x;
         found[i].centre.y = principal_y + focal_length * found[i].centre.y;
-        if (!is_finite(found[i].centre))
-            return PANOVAL_MEASURE_BAD_ELLIPSE;
-        if (covariance == nullptr)
-            continue;
         const auto locate = [&](const PanovalMeasureEllipse& other, Eigen::Vector2d& place) {
             const PanovalMeasureEllipse moved = normalised(other, focal_length, principal_x, principal_y);
             Facing facing;
@@ -356,7 +352,10 @@ PANOVAL_MEASURE_API int32_t panoval_measure_centre_by_focal_length(const Panoval
             place = focal_length * Eigen::Vector2d(pose.centre.x, pose.centre.y);
             return true;
         };
-        write_variance(propagate(differentiate(*ellipse, locate), covariance), found[i].centre);
+        if (covariance != nullptr)
+            write_variance(propagate(differentiate(*ellipse, locate), covariance), found[i].centre);
+        if (!is_finite(found[i].centre) || !std::isfinite(found[i].distance))
+            return PANOVAL_MEASURE_BAD_ELLIPSE;
     }
     std::copy_n(found, 2, poses);
     return PANOVAL_MEASURE_OK;

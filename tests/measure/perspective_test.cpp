@@ -4,8 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <limits>
 #include <vector>
 
@@ -266,6 +268,72 @@ TEST(CentreByRings, PassesTheCovarianceOfEachRingOn)
     });
 }
 
+// Whatever an ellipse's numbers: a finite centre, or the reason why there is none and nothing written.
+template <class Locate>
+void expect_finite_or_refused(std::int32_t refusal, const Locate& locate)
+{
+    const double sizes[] = {1e-300, 1e-170, 1e-80, 1, 1e77, 1.15785e77, 1e80, 1e150, 1e300};
+    int found = 0;
+    int refused = 0;
+    for (const double major : sizes)
+        for (const double share : {1.0, 0.5, 1e-9, 1e-160})
+            for (const double x : sizes)
+                for (const double spread : {0.0, 1e-30, 1.0, 1e200}) {
+                    const std::vector<double> covariance(25, spread);
+                    const PanovalMeasureEllipse ellipse = {x, -2 * x, major, std::max(major * share, 1e-308), 0.3};
+                    PanovalMeasurePoint centre = {7, 7, 7, 7, 7};
+                    const std::int32_t code = locate(ellipse, covariance.data(), centre);
+                    const double sum = centre.x + centre.y + centre.var_x + centre.cov_xy + centre.var_y;
+                    EXPECT_TRUE(std::isfinite(sum) || code == PANOVAL_MEASURE_OK)
+                        << major << ", " << share << ", " << x;
+                    for (const double value : {centre.x, centre.y, centre.var_x, centre.cov_xy, centre.var_y})
+                        EXPECT_TRUE(std::isfinite(value)) << major << ", " << share << ", " << x << ", " << spread;
+                    if (code == PANOVAL_MEASURE_OK) {
+                        ++found;
+                        continue;
+                    }
+                    ++refused;
+                    EXPECT_EQ(code, refusal);
+                    EXPECT_EQ(sum, 35) << "untouched";
+                }
+    EXPECT_GT(found, 0);
+    EXPECT_GT(refused, 0);
+}
+
+TEST(CentreByHomography, BearsNumbersNearTheEndsOfTheirRange)
+{
+    const auto h = View{}.homography();
+    expect_finite_or_refused(PANOVAL_MEASURE_BAD_HOMOGRAPHY,
+                             [&](const auto& ellipse, const double* covariance, PanovalMeasurePoint& centre) {
+                                 return panoval_measure_centre_by_homography(&ellipse, covariance, h.data(), &centre);
+                             });
+}
+
+TEST(CentreByFocalLength, BearsNumbersNearTheEndsOfTheirRange)
+{
+    for (const double focal : {1e-200, 1.0, 1e77, 1e200})
+        expect_finite_or_refused(PANOVAL_MEASURE_BAD_ELLIPSE, [focal](const auto& ellipse, const double* covariance,
+                                                                      PanovalMeasurePoint& centre) {
+            PanovalMeasureCirclePose poses[2] = {};
+            poses[0].centre = centre;
+            const std::int32_t code = panoval_measure_centre_by_focal_length(&ellipse, covariance, focal, 0, 0, poses);
+            centre = poses[0].centre;
+            return code;
+        });
+}
+
+TEST(CentreByRings, BearsNumbersNearTheEndsOfTheirRange)
+{
+    expect_finite_or_refused(PANOVAL_MEASURE_NOT_CONCENTRIC, [](const auto& ellipse, const double* covariance,
+                                                                PanovalMeasurePoint& centre) {
+        PanovalMeasureEllipse inner = ellipse;
+        inner.semi_major /= 2;
+        inner.semi_minor /= 2;
+        return inner.semi_minor > 0 ? panoval_measure_centre_by_rings(&ellipse, covariance, &inner, covariance, &centre)
+                                    : PANOVAL_MEASURE_NOT_CONCENTRIC;
+    });
+}
+
 TEST(Perspective, NamesWhatIsWrong)
 {
     const auto h = View{}.homography();
@@ -283,6 +351,8 @@ TEST(Perspective, NamesWhatIsWrong)
     EXPECT_EQ(by(&flat, nullptr, h.data(), &centre), PANOVAL_MEASURE_BAD_ELLIPSE);
     const double singular[9] = {1, 2, 3, 2, 4, 6, 0, 0, 1};
     EXPECT_EQ(by(&good, nullptr, singular, &centre), PANOVAL_MEASURE_BAD_HOMOGRAPHY);
+    const double without_rows[9] = {1, 0, 0, 2, 0, 0, 3, 0, 1};
+    EXPECT_EQ(by(&good, nullptr, without_rows, &centre), PANOVAL_MEASURE_BAD_HOMOGRAPHY) << "a column of zeros";
     // The plane vanishes in x = 600, through the ellipse.
     const double across[9] = {600, 0, 1, 0, 1, 0, 1, 0, 0};
     EXPECT_EQ(by(&good, nullptr, across, &centre), PANOVAL_MEASURE_BAD_HOMOGRAPHY);
@@ -299,9 +369,12 @@ TEST(Perspective, NamesWhatIsWrong)
     EXPECT_EQ(by_focal(nullptr, nullptr, 1, 0, 0, poses), PANOVAL_MEASURE_NULL_ARGUMENT);
     EXPECT_EQ(by_focal(&good, nullptr, 1, 0, 0, nullptr), PANOVAL_MEASURE_NULL_ARGUMENT);
     EXPECT_EQ(by_focal(&flat, nullptr, 1, 0, 0, poses), PANOVAL_MEASURE_BAD_ELLIPSE);
+    EXPECT_EQ(by_focal(&good, nans.data(), 1, 0, 0, poses), PANOVAL_MEASURE_NOT_A_NUMBER);
 
     const auto by_rings = panoval_measure_centre_by_rings;
+    EXPECT_EQ(by_rings(nullptr, nullptr, &good, nullptr, &centre), PANOVAL_MEASURE_NULL_ARGUMENT);
     EXPECT_EQ(by_rings(&good, nullptr, nullptr, nullptr, &centre), PANOVAL_MEASURE_NULL_ARGUMENT);
+    EXPECT_EQ(by_rings(&good, nullptr, &good, nullptr, nullptr), PANOVAL_MEASURE_NULL_ARGUMENT);
     EXPECT_EQ(by_rings(&good, nullptr, &flat, nullptr, &centre), PANOVAL_MEASURE_BAD_ELLIPSE);
     EXPECT_EQ(by_rings(&good, nans.data(), &good, nullptr, &centre), PANOVAL_MEASURE_NOT_A_NUMBER);
 }
