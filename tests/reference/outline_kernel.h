@@ -2,8 +2,8 @@
 // The inner loops of the coverage model and of the normal equations, one pixel and one unknown at a time.
 #pragma once
 
-#include "measure/normal_table.h"
 #include "measure/outline_kernel.h"
+#include "tests/reference/normal_at.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -23,8 +23,8 @@ inline void respond(double offset, double blur, double scale, std::size_t window
             continue;
         const float before = (begin - static_cast<float>(i)) * scale_f;
         const float after = (begin - static_cast<float>(i + 1)) * scale_f;
-        const measure::NormalValueF from = measure::normal_at(before);
-        const measure::NormalValueF to = measure::normal_at(after);
+        const NormalValueF from = normal_at(before);
+        const NormalValueF to = normal_at(after);
         response[i] = from.cumulative - to.cumulative;
         integral[i] = ((before * from.cumulative + from.density) - (after * to.cumulative + to.density)) * blur_f;
         slope[i] = (from.density - to.density) * scale_f;

@@ -1,0 +1,153 @@
+// SPDX-License-Identifier: MIT
+#include "measure/detect_oval.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstddef>
+#include <vector>
+
+namespace
+{
+
+using panoval::measure::distance_from;
+using panoval::measure::LevelLine;
+using panoval::measure::OutlinePoint;
+using panoval::measure::Oval;
+using panoval::measure::oval_of_closed_line;
+using panoval::measure::ovals_of_arcs;
+
+constexpr double kPi = 3.14159265358979323846;
+
+// Points of an ellipse along x, from one angle to another, the last one left out.
+std::vector<OutlinePoint> arc(double x, double y, double a, double b, double from, double to, std::size_t count)
+{
+    std::vector<OutlinePoint> points;
+    for (std::size_t i = 0; i < count; ++i) {
+        const double angle = from + (to - from) * static_cast<double>(i) / static_cast<double>(count);
+        points.push_back({x + a * std::cos(angle), y + b * std::sin(angle)});
+    }
+    return points;
+}
+
+LevelLine open_line(const std::vector<OutlinePoint>& points)
+{
+    return {points, false};
+}
+
+TEST(OvalOfClosedLine, HasTheMomentsOfAnEllipse)
+{
+    Oval oval;
+    ASSERT_TRUE(oval_of_closed_line(arc(12, 7, 9, 5, 0, 2 * kPi, 200), oval));
+    EXPECT_NEAR(oval.x, 12, 1e-9);
+    EXPECT_NEAR(oval.y, 7, 1e-9);
+    EXPECT_NEAR(oval.a, 9, 0.01);
+    EXPECT_NEAR(oval.b, 5, 0.01);
+    EXPECT_NEAR(std::fabs(oval.ux), 1, 1e-9);
+    EXPECT_TRUE(oval.is_dark) << "from x to y: clockwise as seen";
+    ASSERT_TRUE(oval_of_closed_line(arc(12, 7, 9, 5, 2 * kPi, 0, 200), oval));
+    EXPECT_FALSE(oval.is_dark);
+}
+
+TEST(OvalOfClosedLine, HasAnAxisAlongXWhereTheLineIsAsWideAsHigh)
+{
+    Oval oval;
+    ASSERT_TRUE(oval_of_closed_line({{0, 0}, {4, 0}, {4, 4}, {0, 4}}, oval));
+    EXPECT_EQ(oval.ux, 1);
+    EXPECT_EQ(oval.uy, 0);
+    EXPECT_EQ(oval.a, oval.b);
+}
+
+TEST(OvalOfClosedLine, RefusesWhatEnclosesNothing)
+{
+    Oval oval;
+    EXPECT_FALSE(oval_of_closed_line({{0, 0}, {5, 0}, {5, 5}}, oval)) << "three points";
+    EXPECT_FALSE(oval_of_closed_line({{0, 0}, {5, 0}, {9, 0}, {3, 0}}, oval)) << "a line";
+    // An eight: squares of 4 and of minus 9 far apart, whose moments together are no ellipse's.
+    EXPECT_FALSE(oval_of_closed_line(
+        {{0, 0}, {2, 0}, {2, 2}, {0, 2}, {0, 0}, {40, 0}, {40, 3}, {43, 3}, {43, 0}, {40, 0}}, oval));
+    // Beyond what is squared safely.
+    EXPECT_FALSE(oval_of_closed_line({{-4e9, -4e9}, {4e9, -4e9}, {4e9, 4e9}, {-4e9, 4e9}}, oval));
+}
+
+TEST(OvalOfClosedLine, RefusesALineThatWindsTwice)
+{
+    Oval oval;
+    EXPECT_FALSE(oval_of_closed_line(arc(12, 7, 9, 5, 0, 4 * kPi, 400), oval));
+}
+
+TEST(DistanceFrom, IsExactOnTheAxesAndMinusTheSemiMinorAxisInTheCentre)
+{
+    const Oval oval = {.x = 3, .y = 4, .a = 6, .b = 2};
+    EXPECT_NEAR(distance_from(oval, {10, 4}), 1, 0.1);
+    EXPECT_NEAR(distance_from(oval, {3, 6}), 0, 1e-12);
+    EXPECT_LT(distance_from(oval, {3, 5}), -0.8);
+    EXPECT_EQ(distance_from(oval, {3, 4}), -2);
+}
+
+TEST(OvalsOfArcs, FindsTheEllipseOfMostOfAnOutline)
+{
+    const auto ovals = ovals_of_arcs(open_line(arc(30, 20, 14, 10, 0.3, 0.3 + 1.6 * kPi, 90)), 3, 50);
+    ASSERT_EQ(ovals.size(), 1u);
+    EXPECT_NEAR(ovals[0].x, 30, 1e-6);
+    EXPECT_NEAR(ovals[0].a, 14, 1e-6);
+    EXPECT_NEAR(ovals[0].b, 10, 1e-6);
+    EXPECT_NEAR(ovals[0].covered, 0.8, 0.05);
+    EXPECT_TRUE(ovals[0].is_dark);
+}
+
+TEST(OvalsOfArcs, KeepsToTheAxesThatAreAskedFor)
+{
+    const LevelLine line = open_line(arc(30, 20, 14, 10, 0, 1.6 * kPi, 90));
+    EXPECT_EQ(ovals_of_arcs(line, 10.5, 50).size(), 0u);
+    EXPECT_EQ(ovals_of_arcs(line, 3, 13.5).size(), 0u);
+    EXPECT_EQ(ovals_of_arcs(line, 9.5, 14.5).size(), 1u);
+}
+
+TEST(OvalsOfArcs, RefusesLinesThatShowLessThanMostOfOne)
+{
+    EXPECT_EQ(ovals_of_arcs(open_line(arc(30, 20, 14, 10, 0, 1.2 * kPi, 90)), 3, 50).size(), 0u) << "a rim";
+    EXPECT_EQ(ovals_of_arcs(open_line(arc(30, 20, 14, 10, 0, 1.8 * kPi, 15)), 3, 50).size(), 0u) << "15 points";
+}
+
+TEST(OvalsOfArcs, TakesAHyperbolaForNoEllipse)
+{
+    std::vector<OutlinePoint> points;
+    for (double t = -1.8; t <= 1.8; t += 0.05)
+        points.push_back({10 * std::sinh(t), 10 * std::cosh(t)});
+    EXPECT_EQ(ovals_of_arcs(open_line(points), 1, 1e6).size(), 0u);
+}
+
+// More than a dozen times as long as wide.
+TEST(OvalsOfArcs, RefusesSlivers)
+{
+    EXPECT_EQ(ovals_of_arcs(open_line(arc(100, 20, 90, 6, 0, 1.9 * kPi, 300)), 1, 200).size(), 0u);
+}
+
+// Each of the gentle bends turns by less than a radian.
+TEST(OvalsOfArcs, PassesOverGentleWaves)
+{
+    std::vector<OutlinePoint> points;
+    for (int x = 0; x < 120; ++x)
+        points.push_back({static_cast<double>(x), 2.2 * std::sin(x * 2 * kPi / 30)});
+    EXPECT_EQ(ovals_of_arcs(open_line(points), 0.1, 1e6).size(), 0u);
+}
+
+TEST(OvalsOfArcs, BearsPointsThatAreRepeated)
+{
+    std::vector<OutlinePoint> points = arc(30, 20, 14, 10, 0, 1.8 * kPi, 90);
+    points.insert(points.begin() + 40, 20, points[40]);
+    const auto ovals = ovals_of_arcs(open_line(points), 3, 50);
+    ASSERT_EQ(ovals.size(), 1u);
+    EXPECT_NEAR(ovals[0].a, 14, 1e-6);
+}
+
+// The line is on the other side of what it goes round than its turns say: an outline's points all run around one way.
+TEST(OvalsOfArcs, TellsDarkFromBrightByTheDirectionOfTravel)
+{
+    const auto ovals = ovals_of_arcs(open_line(arc(30, 20, 14, 10, 1.7 * kPi, 0, 90)), 3, 50);
+    ASSERT_EQ(ovals.size(), 1u);
+    EXPECT_FALSE(ovals[0].is_dark);
+}
+
+} // namespace
