@@ -4,6 +4,7 @@
 #include "core/elementary.h"
 #include "core/heap.h"
 #include "measure/detect_candidates.h"
+#include "measure/grains.h"
 #include "measure/meshes.h"
 #include "measure/picture.h"
 #include "measure/refinement.h"
@@ -146,6 +147,8 @@ public:
         if (!measure_without_neighbours(refinement_, noise_, measured_))
             return false;
         doubt_meshes(noise_, measured_);
+        if (!doubt_grains(image_, measured_))
+            return false;
         judge();
         return copy_out();
     }

@@ -18,11 +18,11 @@ namespace
 
 constexpr std::int32_t kSide = 72;
 
-std::vector<std::uint8_t> picture_of_a_board()
+std::vector<std::uint8_t> picture_of_a_board(double inside = 60)
 {
     TargetScene scene{.width = kSide, .height = kSide, .shapes = {}, .targets = {}, .noise = 1};
     for (int n = 0; n < 9; ++n)
-        add_target(scene, 15.0 + 21 * (n % 3), 15.3 + 21 * (n / 3), 5, 4.5, 0.4, 60, 200);
+        add_target(scene, 15.0 + 21 * (n % 3), 15.3 + 21 * (n / 3), 5, 4.5, 0.4, inside, 200);
     return render_8_bit(scene);
 }
 
@@ -51,15 +51,17 @@ void for_each_exhaustion(const Body& body)
 
 TEST(MeasureHeap, DetectsEveryTargetOrSaysThatMemoryIsShort)
 {
-    const std::vector<std::uint8_t> pixels = picture_of_a_board();
-    const PanovalMeasureImage image = {pixels.data(), kSide, kSide, kSide, PANOVAL_MEASURE_U8, 0};
-    for_each_exhaustion([&image] {
-        PanovalMeasureDetection detection = {};
-        const std::int32_t code = panoval_measure_detect(&image, nullptr, &detection);
-        EXPECT_EQ(detection.count, code == PANOVAL_MEASURE_OK ? 9 : 0);
-        panoval_measure_free(&detection);
-        return code;
-    });
+    for (const double inside : {60.0, 192.0}) { // plain, and faint: what surrounds it is looked at without it
+        const std::vector<std::uint8_t> pixels = picture_of_a_board(inside);
+        const PanovalMeasureImage image = {pixels.data(), kSide, kSide, kSide, PANOVAL_MEASURE_U8, 0};
+        for_each_exhaustion([&image] {
+            PanovalMeasureDetection detection = {};
+            const std::int32_t code = panoval_measure_detect(&image, nullptr, &detection);
+            EXPECT_EQ(detection.count, code == PANOVAL_MEASURE_OK ? 9 : 0);
+            panoval_measure_free(&detection);
+            return code;
+        });
+    }
 }
 
 TEST(MeasureHeap, RefinesOrSaysSoInTheRecord)
