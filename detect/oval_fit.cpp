@@ -136,7 +136,7 @@ Conic fit_conic(const Points& points, double* weights, double* residuals)
             is_stalled = false;
         }
         if (k > 0 && is_stalled && std::fabs(previous_rms - rms) < kStalledRmsChange) // COUNT_EXCL_BRANCH: beside it
-            break;
+            break; // COUNT_EXCL: needs both rms within kStalledRmsChange of kConvergedRms
         previous_rms = rms;
     }
     return conic;

@@ -69,8 +69,8 @@ public:
         jpeg_.err = jpeg_std_error(&errors_.base);
         errors_.base.error_exit = on_error;
         errors_.base.emit_message = on_message;
-        if (!create())
-            fail_memory(file.name, 1'000'000);
+        if (!create())                         // COUNT_EXCL_BRANCH: as below
+            fail_memory(file.name, 1'000'000); // COUNT_EXCL: libjpeg's heap, as the program's tests exhaust it
         progress_.progress_monitor = on_progress;
         jpeg_.progress = &progress_;
     }
@@ -156,8 +156,8 @@ private:
 
     bool create()
     {
-        if (setjmp(errors_.leave) != 0)
-            return false;
+        if (setjmp(errors_.leave) != 0) // COUNT_EXCL_BRANCH: as below
+            return false;               // COUNT_EXCL: libjpeg's heap
         jpeg_create_decompress(&jpeg_);
         return true;
     }
@@ -175,8 +175,8 @@ private:
 
     bool try_read_profile(JOCTET*& data, unsigned& size)
     {
-        if (setjmp(errors_.leave) != 0)
-            return false;
+        if (setjmp(errors_.leave) != 0) // COUNT_EXCL_BRANCH: as below
+            return false;               // COUNT_EXCL: libjpeg's heap
         return jpeg_read_icc_profile(&jpeg_, &data, &size) == TRUE;
     }
 

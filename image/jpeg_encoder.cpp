@@ -84,8 +84,8 @@ bool JpegEncoder::begin(std::FILE* stream, const PictureInfo& picture, int quali
     state.exif = exif_block(picture.metadata.exif);
     jpeg.err = jpeg_std_error(&state.errors.base);
     state.errors.base.error_exit = on_error;
-    if (setjmp(state.errors.leave) != 0)
-        return false;
+    if (setjmp(state.errors.leave) != 0) // COUNT_EXCL_BRANCH: as below
+        return false;                    // COUNT_EXCL: libjpeg's heap, or a profile that a full disk does not take
     if (!state.is_made)
         jpeg_create_compress(&jpeg);
     state.is_made = true;

@@ -126,7 +126,7 @@ OutputFile::OutputFile(const std::string& target) : target_(target)
         place_ = path_from_utf8(target);
     } catch (const std::system_error&) {                                          // COUNT_EXCL: on Windows alone
         fail_output(target, "a name that is no UTF-8", "the name of the output"); // COUNT_EXCL: as above
-    }
+    }                                                                             // COUNT_EXCL: as above
     std::error_code error;
     if (fs::is_symlink(place_, error))
         place_ = fs::weakly_canonical(place_, error);

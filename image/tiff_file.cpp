@@ -54,8 +54,8 @@ toff_t size_of_stream(thandle_t handle)
 TiffFile::TiffFile(std::FILE* stream, const std::string& name, const char* mode)
 {
     TIFFOpenOptions* const options = TIFFOpenOptionsAlloc();
-    if (options == nullptr)
-        return;
+    if (options == nullptr) // COUNT_EXCL_BRANCH: as below
+        return;             // COUNT_EXCL: libtiff's heap
     TIFFOpenOptionsSetMaxSingleMemAlloc(options, kLargestAllocation);
     TIFFOpenOptionsSetErrorHandlerExtR(options, keep_message, this);
     TIFFOpenOptionsSetWarningHandlerExtR(options, drop_message, this);

@@ -101,6 +101,18 @@ TEST(InsideMean, EqualsItsTwinForEverySize)
     });
 }
 
+TEST(InsideMean, EqualsItsTwinForRowsLongerThanAnyVector)
+{
+    // Up to 200 pixels of a row are inside without a test of each, several vectors of bytes and every tail.
+    for_each_target([] {
+        const auto pixels = noise_image(211, 40, 6);
+        for (std::int32_t half = 32; half < 100; ++half)
+            expect_twin(pixels, 211, 40, 105 - half, 20, 105 + half, 20, 2.0 * half + 5);
+        const auto whole = noise_image(200, 7, 7);
+        EXPECT_EQ(panoval::mean_inside(whole.data(), 200, 7, {kLowest, 0, kLowest, 0, 10}), mean_of(whole));
+    });
+}
+
 TEST(InsideMean, EqualsItsTwinWhereTheLimitPassesThroughPixels)
 {
     // Whole sums and foci a whole distance apart: many pixels have a focal sum of exactly one less, and the segment

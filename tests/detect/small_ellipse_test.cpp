@@ -525,6 +525,12 @@ TEST(FindSmallEllipse, WithoutMemoryGivesNothing)
     paint_sector(wide, 1.0, 1.9, 200);
     EXPECT_EQ(find(wide, kCircle).records.size(), 2u);
     expect_nothing_without_memory(wide);
+    Picture full(101, 101, 50); // the second record of a wide feature is the first that needs a larger block
+    for (int k = 0; k < 7; ++k)
+        paint_sector(full, (k < 5 ? 0.2 : 0.2 - 2 * kPi) + 0.6 * k, (k < 5 ? 0.5 : 0.5 - 2 * kPi) + 0.6 * k, 200);
+    paint_sector(full, 4.6 - 2 * kPi, 5.5 - 2 * kPi, 200);
+    EXPECT_EQ(find(full, kCircle).records.size(), 9u);
+    expect_nothing_without_memory(full);
 }
 
 } // namespace

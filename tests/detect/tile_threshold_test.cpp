@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <limits>
 #include <vector>
 
 extern "C" {
@@ -205,6 +206,21 @@ TEST(TileThreshold, EqualsItsTwinWhereNoEstimateHelps)
             const auto total = static_cast<std::int32_t>(most + 1);
             const std::int32_t expected = reference::otsu_threshold(counts.data(), total);
             for_each_target([&] { EXPECT_EQ(otsu_threshold(counts.data(), total), expected); });
+        }
+}
+
+TEST(TileThreshold, EqualsItsTwinWhereTheNumberOfPixelsWraps)
+{
+    // Sides of which the product leaves the integers: the shares of the levels are negative, infinite or no numbers.
+    for (const std::int32_t total : {0, -1, -1000, std::numeric_limits<std::int32_t>::min()})
+        for (std::uint64_t seed = 0; seed < 20; ++seed) {
+            std::array<std::uint32_t, 256> counts = {};
+            Random random(seed);
+            for (std::uint32_t& count : counts)
+                count = static_cast<std::uint32_t>(random.integer(seed % 2 == 0 ? 0 : 1, 900));
+            const std::int32_t expected = reference::otsu_threshold(counts.data(), total);
+            for_each_target(
+                [&] { EXPECT_EQ(otsu_threshold(counts.data(), total), expected) << total << ", " << seed; });
         }
 }
 

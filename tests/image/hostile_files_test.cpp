@@ -178,6 +178,7 @@ TEST_F(HostileFile, AProfileThatGrowsIsLeftOut)
 TEST_F(HostileFile, AUsualNumberOfScansIsRead)
 {
     EXPECT_EQ(message_for({"scans.jpg", jpeg_of_scans(400), ""}), "no error");
+    EXPECT_EQ(open_rows(in_folder("scans.jpg"))->held_bytes(), 2u * 16 * 16) << "all coefficients";
 }
 
 TEST_F(HostileFile, WithoutALimitSizesStillFitTheirNumbers)

@@ -120,6 +120,62 @@ TEST(ExifOrientation, StaysInsideItsBlock)
     EXPECT_EQ(parse_exif(far.data(), far.size()).orientation, 1);
 }
 
+// A file with these bytes behind its start.
+std::string with_block(const std::string& jpeg, const std::string& block)
+{
+    return jpeg.substr(0, 2) + block + jpeg.substr(2);
+}
+
+TEST_F(JpegPicture, WhatIsOddButHarmlessIsRead)
+{
+    const Image image = soft_picture(48, 32, 3);
+    write_image(in_folder("a.jpg"), image);
+    const std::string whole = read_text("a.jpg");
+    const Image expected = read_image(in_folder("a.jpg"));
+    std::string newer = whole;
+    newer[newer.find("JFIF") + 5] = 2; // the version
+    std::string adobe = whole;
+    adobe.erase(2, 18); // in place of the JFIF block
+    adobe = with_block(adobe, std::string("\xFF\xEE\0\x0E"
+                                          "Adobe\0\x64\0\0\0\0\x07",
+                                          16));
+    std::string stray = whole;
+    stray.insert(stray.find(std::string("\xFF\xDB", 2)), "stray");
+    for (const std::string& odd : {newer, adobe, stray})
+        expect_same_picture(read_image(write_text("b.jpg", odd)), expected);
+}
+
+TEST_F(JpegPicture, AFileWithoutItsEndBehindThePictureIsTruncated)
+{
+    write_image(in_folder("a.jpg"), soft_picture(48, 32, 3));
+    std::string bytes = read_text("a.jpg");
+    bytes.resize(bytes.size() - 2);
+    bytes += std::string("\xFF\xFE\0\5abc", 7); // a comment in place of the end
+    const std::string error = error_of([&] { (void)read_image(write_text("b.jpg", bytes)); });
+    EXPECT_TRUE(contains(error, "found a truncated or damaged JPEG file (")) << error;
+}
+
+TEST_F(JpegPicture, OfTwoNotesOfACameraTheFirstCounts)
+{
+    Image image = soft_picture(48, 32, 1);
+    image.metadata.exif.model = "Second";
+    write_image(in_folder("a.jpg"), image);
+    const std::string once = with_orientation(read_text("a.jpg"), false, 6); // without a model
+    const std::string twice = with_orientation(once, true, 8);
+    const Image read = read_image(write_text("b.jpg", twice));
+    EXPECT_EQ(read.metadata.exif.model, "Second");
+    const Image expected = read_image(write_text("c.jpg", with_orientation(read_text("a.jpg"), true, 8)));
+    expect_same_picture(read, expected);
+    image.metadata.exif.model = "First";
+    write_image(in_folder("d.jpg"), image);
+    const std::string first = read_text("d.jpg");
+    const std::size_t begin = first.find(std::string("\xFF\xE1", 2));
+    const std::size_t bytes =
+        2 + 256 * static_cast<unsigned char>(first[begin + 2]) + static_cast<unsigned char>(first[begin + 3]);
+    const std::string both = with_block(read_text("a.jpg"), first.substr(begin, bytes));
+    EXPECT_EQ(read_image(write_text("e.jpg", both)).metadata.exif.model, "First");
+}
+
 TEST_F(JpegPicture, AResolutionMayBeThatOfACentimetre)
 {
     write_image(in_folder("a.jpg"), soft_picture(8, 8, 3));

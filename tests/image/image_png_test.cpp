@@ -64,6 +64,13 @@ TEST_F(PngPicture, InterlacedFilesAreTheSamePicture)
     const Image image = test_picture(13, 11, 3, 8);
     const std::string name = write_raw(13, 11, 8, PNG_COLOR_TYPE_RGB, PNG_INTERLACE_ADAM7, samples_of(image));
     expect_same_picture(read_image(name), image);
+    const auto reader = open_rows(name);
+    EXPECT_EQ(reader->held_bytes(), 13u * 3 * 11) << "rows come in passes";
+    for (const std::int32_t y : {10, 0, 5}) { // back, too
+        std::uint8_t row[13 * 3];
+        reader->read_rows(y, 1, {row, sizeof row, nullptr, 0});
+        EXPECT_EQ(std::memcmp(row, image.row(y), sizeof row), 0) << y;
+    }
 }
 
 TEST_F(PngPicture, PalettesAreExpandedToColours)

@@ -92,6 +92,13 @@ TEST_F(PnmFile, WrongFilesAreExplained)
     EXPECT_EQ(error_for("P2\n1 1\n100\n101"), "found a sample above 100; expected at most 100");
     EXPECT_EQ(error_for("P5\n1 1\n100\n\xFF"), "found a sample of 255; expected at most 100");
     EXPECT_EQ(error_for("P4\n1 1\n\1"), "found a bitmap (P4); expected P2, P3, P5, P6 or P7");
+    EXPECT_EQ(error_for("P1\n1 1\n1"), "found a bitmap (P1); expected P2, P3, P5, P6 or P7");
+    EXPECT_EQ(error_for("P7\nWIDTH 1\nHEIGHT 1\nDEPTH 99999999999\nMAXVAL 255\nENDHDR\n1"),
+              "found 1000 samples a pixel; expected 1 to 4");
+    EXPECT_EQ(error_for("P7\nWIDTH 1\nHEIGHT 1\nDEPTH -1\nMAXVAL 255\nENDHDR\n1"),
+              "found 1000 samples a pixel; expected 1 to 4");
+    EXPECT_EQ(error_for("P7\nWIDTH 1\nHEIGHT 1\nDEPTH 1\nMAXVAL 65536\nENDHDR\n1"),
+              "found a maximum value of 65536; expected 1 to 65535");
     EXPECT_EQ(error_for("P7\nWIDTH 1\n"), "found a PAM header without ENDHDR; expected a complete header");
     EXPECT_EQ(error_for("P7\nWIDTH 1\nHEIGHT 1\nDEPTH 5\nMAXVAL 255\nENDHDR\n12345"),
               "found 5 samples a pixel; expected 1 to 4");

@@ -123,6 +123,26 @@ TEST(Image, ConversionsToWhatAPictureIsChangeNothing)
     }
 }
 
+TEST(Image, AnySideIsOneOfFour)
+{
+    EXPECT_FALSE(Sides().any());
+    for (const Sides& sides : {Sides{true, false, false, false},
+                               {false, true, false, false},
+                               {false, false, true, false},
+                               {false, false, false, true}}) {
+        EXPECT_TRUE(sides.any());
+        EXPECT_FALSE(sides == Sides());
+    }
+}
+
+TEST(Image, AMaskThatIsThereStays)
+{
+    Image image = test_picture(6, 5, 1, 8, true);
+    const Image before = test_picture(6, 5, 1, 8, true);
+    ensure_mask(image, "test");
+    expect_same_picture(image, before);
+}
+
 TEST(Image, MemoryThatIsNotThereIsAskedForInTheFilesName)
 {
     constexpr std::size_t kTooMuch = std::size_t{1} << 60;

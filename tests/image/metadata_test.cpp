@@ -100,14 +100,57 @@ TEST(MetadataJson, GivesBackWhatItTook)
     EXPECT_EQ(metadata_of_json(nlohmann::json::object()), Metadata());
 }
 
+TEST(MetadataJson, HasOnlyWhatIsKnown)
+{
+    Metadata metadata;
+    metadata.exif.model = "M";
+    EXPECT_EQ(json_of(metadata).dump(), R"({"exif":{"model":"M"}})");
+    metadata.exif = Exif();
+    metadata.exif.iso = 100;
+    EXPECT_EQ(json_of(metadata).dump(), R"({"exif":{"iso":100}})");
+}
+
 TEST(MetadataJson, LeavesOutWhatMakesNoSense)
 {
     for (const char* const text :
          {"null", "7", "[]", R"({"profile": 3, "resolution": 72, "exif": []})", R"({"profile": "a"})",
           R"({"resolution": [72, -1]})", R"({"resolution": [1e300, 72]})", R"({"resolution": ["72", 72]})",
+          R"({"resolution": [72, "72"]})", R"({"resolution": [72]})",
           R"({"exif": {"make": 1, "iso": -1, "f_number": [1], "exposure_seconds": [1, 4294967296]}})",
           R"({"exif": {"exposure_seconds": [1, 0]}})"})
         EXPECT_EQ(metadata_of_json(nlohmann::json::parse(text)), Metadata()) << text;
+}
+
+// Little end first, one directory of these entries.
+std::vector<std::uint8_t> exif_block(const std::vector<std::vector<std::uint8_t>>& entries, std::size_t more = 0)
+{
+    std::vector<std::uint8_t> block = {'I', 'I', 42, 0, 8, 0, 0, 0, static_cast<std::uint8_t>(entries.size()), 0};
+    for (const auto& entry : entries)
+        block.insert(block.end(), entry.begin(), entry.end());
+    block.insert(block.end(), 4 + more, 'y');
+    return block;
+}
+
+TEST(Exif, TextsOfAnotherTypeOrWithoutEndAreLeftOut)
+{
+    const std::vector<std::uint8_t> make = {0x0F, 1, 2, 0, 3, 0, 0, 0, 'M', 'a', 0, 0};
+    const std::vector<std::uint8_t> number = {0x0F, 1, 3, 0, 1, 0, 0, 0, 'M', 'a', 0, 0};
+    const std::vector<std::uint8_t> endless = {0x0F, 1, 2, 0, 0xFF, 0xFF, 0xFF, 0x7F, 20, 0, 0, 0};
+    const auto make_of = [](const std::vector<std::uint8_t>& entry) {
+        const auto block = exif_block({entry}, 200'000);
+        return parse_exif(block.data(), block.size()).exif.make;
+    };
+    EXPECT_EQ(make_of(make), "Ma");
+    EXPECT_EQ(make_of(number), "");
+    EXPECT_EQ(make_of(endless), "");
+}
+
+TEST(Exif, TheFirstDateCounts)
+{
+    const std::vector<std::uint8_t> first = {0x32, 1, 2, 0, 2, 0, 0, 0, '1', 0, 0, 0};
+    const std::vector<std::uint8_t> second = {0x32, 1, 2, 0, 2, 0, 0, 0, '2', 0, 0, 0};
+    const auto block = exif_block({first, second});
+    EXPECT_EQ(parse_exif(block.data(), block.size()).exif.date, "1");
 }
 
 TEST(Exif, SurvivesItsBlock)

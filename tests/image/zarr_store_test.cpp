@@ -105,6 +105,15 @@ TEST_F(Zarr, SamplesOfSixteenBitHaveTheirLittleEndFirst)
     EXPECT_EQ(chunk.substr(0, 2), "\x34\x12");
 }
 
+TEST_F(Zarr, TheLastChunkMayReachBeyondThePicture)
+{
+    const ZarrArray array = picture(3, 8).array; // 100 x 70 in chunks of 32 x 16
+    EXPECT_EQ(array.chunk_columns(), 4);
+    EXPECT_EQ(array.chunk_rows(), 5);
+    EXPECT_EQ((ZarrArray{96, 64, 1, 8, 32, 16, true}.chunk_columns()), 3);
+    EXPECT_EQ((ZarrArray{96, 64, 1, 8, 32, 16, true}.chunk_rows()), 4);
+}
+
 TEST_F(Zarr, AChunkOfZerosHasNoFile)
 {
     const ZarrStore store = begin(picture(1, 8));
@@ -191,6 +200,16 @@ TEST_F(Zarr, ArraysOfOtherKindsAreRefusedByName)
     EXPECT_TRUE(contains(with("  3,\n  16", "  1,\n  16"), "channels in chunks of their own"));
     EXPECT_TRUE(contains(with("  16,\n  32", "  20000,\n  20000"), "chunks of 20000 x 20000 pixels"));
     EXPECT_TRUE(contains(with("}", ""), "no valid JSON"));
+    EXPECT_TRUE(contains(with("\"chunks\"", "\"chunk\""), "no three numbers \"chunks\""));
+    EXPECT_TRUE(contains(with("[\n  3,\n  16,\n  32\n ]", "[3, 16]"), "no three numbers \"chunks\""));
+    EXPECT_TRUE(contains(with("[\n  3,\n  16,\n  32\n ]", "{}"), "no three numbers \"chunks\""));
+    EXPECT_TRUE(contains(with("  100\n", "  2147483648\n"), "2147483648 in \"shape\""));
+    EXPECT_TRUE(contains(with("\"|u1\"", "1"), "another \"dtype\""));
+    EXPECT_TRUE(contains(with("\"order\"", "\"orders\""), "another order"));
+    EXPECT_TRUE(contains(with("\"filters\": null", "\"filters\": []"), "or filters"));
+    EXPECT_TRUE(contains(with("\"filters\": null", "\"filter\": null"), "or filters"));
+    EXPECT_TRUE(contains(with("\"compressor\"", "\"packer\""), "another compressor"));
+    EXPECT_TRUE(contains(with("\"compressor\": {", "\"compressor\": 7, \"x\": {"), "another compressor"));
     EXPECT_TRUE(contains(error_of([] { parse_zarr_array("x", "[]"); }), "no valid JSON object"));
     for (std::size_t size = 0; size < good.size() - 1; ++size)
         EXPECT_NE(error_of([&] { parse_zarr_array("x", good.substr(0, size)); }), "no error") << size;
