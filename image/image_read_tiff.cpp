@@ -290,10 +290,16 @@ private:
         return tiff_.field<std::uint16_t>(TIFFTAG_COMPRESSION, COMPRESSION_NONE) == COMPRESSION_NONE;
     }
 
+    // Bits of a byte in the order that all writers use.
+    bool has_usual_bits() const
+    {
+        return tiff_.field<std::uint16_t>(TIFFTAG_FILLORDER, FILLORDER_MSB2LSB) == FILLORDER_MSB2LSB;
+    }
+
     // In interleaved strips, and bits and bytes in this machine's order.
     bool lies_as_it_is() const
     {
-        return !keeps_chunks() && is_uncompressed() && TIFFIsMSB2LSB(tiff_.get()) != 0 &&
+        return !keeps_chunks() && is_uncompressed() && has_usual_bits() &&
                (info_.bits == 8 || TIFFIsByteSwapped(tiff_.get()) == 0);
     }
 

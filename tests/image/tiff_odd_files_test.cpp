@@ -166,6 +166,15 @@ TEST_F(OddTiff, OnePlaneOfItsOwnIsAPlainPicture)
     EXPECT_EQ(image.data[0], 'x');
 }
 
+TEST_F(OddTiff, BitsInTheOtherOrderAreTurned)
+{
+    const auto reader = open_rows(write_text("odd.tif", chain(with(kPixel, 266, 2), 1)));
+    EXPECT_FALSE(reader->is_stored());
+    std::uint8_t sample = 0;
+    reader->read_rows(0, 1, {&sample, 1, nullptr, 0});
+    EXPECT_EQ(sample, 0x1E) << "'x' is 0x78";
+}
+
 TEST_F(OddTiff, RowsMayBeAskedForWithRoomBetweenThem)
 {
     const Image image = test_picture(7, 5, 3, 8);
