@@ -261,7 +261,7 @@ AdjustmentResult adjust(const AdjustmentInput& input, OutlineModel& outlines, Ta
         return result;
     }
     double damping = kFirstDamping;
-    while (result.iterations < kMostIterations && !result.has_converged && damping < kMostDamping) {
+    while (result.iterations < kMostIterations && damping < kMostDamping) {
         ++result.iterations;
         const Vector12 step = step_within_range(input, model, now, damping);
         const TargetModel tried = moved(input, model, step);

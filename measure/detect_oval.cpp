@@ -217,10 +217,9 @@ std::vector<Stretch> stretches_of(const Line& line)
         }
         std::size_t run = 0;
         double turned = 0;
-        for (std::size_t k = 1; k <= line.count(); ++k) {
+        for (std::size_t k = 1; k <= line.count(); ++k) { // to the place where it began, a turn to the other side
             const std::size_t i = (start + k) % line.count();
-            const bool ends = turns[i] == -side || k == line.count();
-            if (!ends) {
+            if (turns[i] != -side) {
                 ++run;
                 turned += side * sines[i] / static_cast<double>(line.step());
                 continue;

@@ -136,6 +136,23 @@ TEST(CentreByRings, NeedsNoCamera)
         }
 }
 
+// Rows and columns of other scales, and a horizon nearer than the outline's size.
+TEST(CentreByRings, NeedsNoSquarePixels)
+{
+    const double depth = std::sqrt(2.0);
+    for (const auto& h :
+         {std::array<double, 9>{9, 0, 0, 0, 0, 1, 0, 1, depth}, std::array<double, 9>{0, 0, 1, 9, 0, 0, 0, 1, depth}}) {
+        const auto outer = image_of_circle(h, 0, 0, 1);
+        const auto inner = image_of_circle(h, 0, 0, 0.5);
+        double x = 0, y = 0;
+        map(h, 0, 0, x, y);
+        PanovalMeasurePoint centre = {};
+        ASSERT_EQ(panoval_measure_centre_by_rings(&outer, nullptr, &inner, nullptr, &centre), PANOVAL_MEASURE_OK);
+        EXPECT_NEAR(centre.x, x, 1e-6);
+        EXPECT_NEAR(centre.y, y, 1e-6);
+    }
+}
+
 TEST(CentreByRings, RefusesCirclesThatAreNotConcentric)
 {
     const PanovalMeasureEllipse outer = {100, 100, 30, 25, 0.3};

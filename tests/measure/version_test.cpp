@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "measure/picture.h"
 #include "panoval_measure.h"
+#include "panoval_version.h"
 
 #include <gtest/gtest.h>
 
@@ -16,6 +17,11 @@ TEST(Version, IsTheHeaders)
 {
     EXPECT_EQ(panoval_measure_version(), PANOVAL_MEASURE_VERSION_MAJOR * 10000 + PANOVAL_MEASURE_VERSION_MINOR * 100 +
                                              PANOVAL_MEASURE_VERSION_PATCH);
+}
+
+TEST(Version, IsThatOfAllLibraries)
+{
+    EXPECT_EQ(panoval_version(), PANOVAL_VERSION_NUMBER);
 }
 
 TEST(ErrorText, IsAnotherForEveryCode)
