@@ -178,7 +178,7 @@ typedef struct PanovalMeasureTarget {
 typedef struct PanovalMeasureDetectOptions {
     int32_t polarity;   /**< a PanovalMeasurePolarity; default both */
     int32_t max_count;  /**< at most so many targets, those of the best quality; default and 0: all of them */
-    double min_radius;  /**< smallest semi-minor axis in pixels, less two of its deviations; 0: 2.5 */
+    double min_radius;  /**< smallest semi-minor axis in pixels, less two deviations that noise makes of it; 0: 2.5 */
     double max_radius;  /**< largest semi-major axis in pixels; 0: a third of the picture's longer side */
     double min_aspect;  /**< smallest quotient of the axes, 0 to 1; 0: 0.3 */
     double min_quality; /**< records of less quality are left out, 0 to 1; 0: 0.5; negative: every record */

@@ -254,7 +254,7 @@ private:
             const PanovalMeasureEllipse& e = target.ellipse;
             if (contrast < kLeastContrast * std::max(target.noise, noise_))
                 ++result_.too_faint;
-            else if (e.semi_minor + kChance * target.sigma_minor < options_.limits.least_axis)
+            else if (e.semi_minor + chance_of(target) < options_.limits.least_axis)
                 ++result_.too_small;
             else if (e.semi_major > options_.limits.most_axis)
                 ++result_.too_large;
@@ -273,6 +273,12 @@ private:
                              return one.ellipse.y != other.ellipse.y ? one.ellipse.y < other.ellipse.y
                                                                      : one.ellipse.x < other.ellipse.x;
                          });
+    }
+
+    // By how much noise may have made the smaller axis too small. Residuals beyond the picture's noise are no chance.
+    double chance_of(const PanovalMeasureTarget& target) const noexcept
+    {
+        return kChance * target.sigma_minor * std::min(1.0, kBearable * noise_ / target.noise);
     }
 
     // Two outlines about the same centre, one inside the other.

@@ -296,9 +296,9 @@ TEST(Detect, FindsDotsWhoseEdgesReachEachOther)
 }
 
 // Dark lines that cross leave bright meshes, which blur makes round.
-TargetScene crossing_lines(double pitch, double width, double blur, double contrast)
+TargetScene crossing_lines(double pitch, double width, double blur, double contrast, double noise = 5.1)
 {
-    TargetScene scene{.width = 110, .height = 90, .shapes = {}, .targets = {}, .blur = blur, .noise = 5.1};
+    TargetScene scene{.width = 110, .height = 90, .shapes = {}, .targets = {}, .blur = blur, .noise = noise};
     for (const double angle : {0.4, 1.9})
         for (int n = -15; n <= 15; ++n)
             scene.shapes.push_back({Shape::Kind::Rectangle, 55.3 - n * pitch * std::sin(angle),
@@ -312,6 +312,13 @@ TEST(Detect, TakesNoMeshesOfCrossingLinesForTargets)
     EXPECT_LE(detected(crossing_lines(9, 3, 0.9, 41)).count(), 2);
     EXPECT_LE(detected(crossing_lines(10.5, 3.7, 1, 41)).count(), 2);
     EXPECT_LE(detected(crossing_lines(8, 1.3, 1.05, 150)).count(), 2);
+}
+
+// Their residuals make deviations large, but what is smaller than the limit is not so by chance.
+TEST(Detect, LeavesOutMeshesThatAreTooSmall)
+{
+    EXPECT_LE(detected(crossing_lines(6.2, 1.2, 0.9, 150, 2)).count(), 2);
+    EXPECT_LE(detected(crossing_lines(6, 1.2, 0.9, 150, 2)).count(), 25);
 }
 
 TEST(Detect, FindsNothingWhereNothingIs)
