@@ -110,6 +110,7 @@ TEST_F(PnmFile, OversizedPicturesAreRefusedBeforeAnyMemoryIsTaken)
     EXPECT_EQ(error_for("P3\n100000 100000\n255\n"), "found a picture of 100000 x 100000 pixels with 3 x 8 bit; "
                                                      "expected at most 2^31 - 1 bytes of samples");
     EXPECT_TRUE(contains(error_for("P2\n2147483647 1\n255\n"), "expected at most 2^31 - 1 bytes"));
+    EXPECT_TRUE(contains(error_for("P2\n1 2147483647\n255\n"), "expected at most 2^31 - 1 bytes"));
     EXPECT_TRUE(contains(error_for("P3\n26755 26755\n255\n"), "expected at most 2^31 - 1 bytes"));
     EXPECT_TRUE(contains(error_for("P6\n26754 26754\n255\n"), "found a truncated file")) << "the largest square";
 }

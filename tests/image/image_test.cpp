@@ -192,6 +192,13 @@ TEST(Image, SamplesOfEitherDepthAreTold)
     EXPECT_EQ(sample_at(bytes, 8, 2), 255u);
 }
 
+TEST(Image, OrientationsThatThereAreNotChangeNothing)
+{
+    for (const int orientation : {-1, 0, 1, 9, 1000})
+        expect_same_picture(apply_orientation(test_picture(5, 3, 3, 8, true), orientation, "test"),
+                            test_picture(5, 3, 3, 8, true));
+}
+
 // Every stored picture shows the same scene, as a viewer that honours the tag displays it:
 //   1 2 3
 //   4 5 6

@@ -64,6 +64,68 @@ TEST_F(FailingOutput, EveryLayoutOfTiffExplainsAFullDisk)
                 }
 }
 
+// Wherever the disk is full: in the samples, in the directories or when all is flushed. Exactly the whole size is
+// enough.
+TEST_F(FailingOutput, ADiskThatIsFullAnywhereInASmallFileIsExplained)
+{
+    for (const std::string name : {"a.png", "a.jpg", "a.tif", "pyramid.tif", "a.ppm"}) {
+        Image image = test_picture(300, 2, 3, 8);
+        std::fill_n(image.data.get(), image.bytes(), std::uint8_t{100});
+        image.metadata.exif.iso = 100;
+        WriteOptions options;
+        options.compression = Compression::Deflate;
+        options.has_pyramid = name == "pyramid.tif";
+        write_image(in_folder(name), image, options);
+        // half the rows of a pyramid wait beside it
+        const std::uintmax_t size = std::filesystem::file_size(in_folder(name));
+        const rlim_t enough = options.has_pyramid ? std::max<rlim_t>(size, 150 * 3) : size;
+        std::filesystem::remove(in_folder(name));
+        for (rlim_t missing = 0; missing <= enough; missing += missing == 0 ? 1 : 40) {
+            const int status = status_of_child([&] {
+                limit_file_size(enough - missing);
+                const std::string error = error_of([&] { write_image(in_folder(name), image, options); });
+                leave(contains(error, name + ": found an error while writing: ") ? 7 : error == "no error" ? 8 : 1);
+            });
+            EXPECT_EQ(WEXITSTATUS(status), missing == 0 ? 8 : 7) << name << " without " << missing << " bytes";
+            EXPECT_EQ(names().empty(), missing != 0);
+            std::filesystem::remove(in_folder(name));
+        }
+    }
+}
+
+TEST_F(FailingOutput, APyramidWhoseRowsFindNoRoomIsExplained)
+{
+    Image image = make_image(1200, 900, 3, 8, "test"); // half of it are 450 rows of 1,800 and 600 bytes
+    std::fill_n(image.data.get(), image.bytes(), std::uint8_t{100});
+    ensure_mask(image, "test");
+    image.has_alpha = true;
+    WriteOptions options;
+    options.compression = Compression::Deflate;
+    options.has_pyramid = true;
+    for (const rlim_t room :
+         {100'000u, 100'600u, 101'200u, 101'800u, 102'400u, 103'000u, 103'600u, 1'079'000u, 1'079'999u}) {
+        const int status = status_of_child([&] {
+            limit_file_size(room);
+            const std::string error = error_of([&] { write_image(in_folder("a.tif"), image, options); });
+            leave(contains(error, "a.tif: found an error while writing: ") ? 7 : 1);
+        });
+        EXPECT_EQ(WEXITSTATUS(status), 7) << room;
+        EXPECT_TRUE(names().empty());
+    }
+}
+
+TEST_F(FailingOutput, StandardOutputHasScratchFilesInTheTemporaryFolder)
+{
+    const int status = status_of_child([&] {
+        const OutputFile output("-");
+        const bool is_made = output.make_scratch() != nullptr;
+        setenv("TMPDIR", in_folder("none").c_str(), 1);
+        const std::string error = error_of([&] { (void)output.make_scratch(); });
+        leave(is_made && contains(error, "standard output: found an error while writing: ") ? 7 : 1);
+    });
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
 TEST_F(FailingOutput, StandardInputIsReadAsOftenAsItIsAskedFor)
 {
     const Image image = test_picture(40, 30, 3, 8);

@@ -234,6 +234,7 @@ TEST_F(RowReading, ATurnedPictureHasItsMaskAsItIsSeen)
     const Image whole = read_image(in_folder("a.tif"));
     ASSERT_TRUE(whole.mask != nullptr);
     const auto reader = open_rows(in_folder("a.tif"));
+    EXPECT_EQ(reader->held_bytes(), 2u * 30 * 20 * (3 + 1)) << "twice while it is turned, its mask too";
     for (const std::int32_t first : {13, 0, 5})
         expect_rows(*reader, whole, first, 7);
 }

@@ -130,6 +130,53 @@ TEST_F(RowWriting, AMeanOfFourMakesAPixelOfThePyramid)
     EXPECT_EQ(halved, (std::vector<int>{25, 60, 2, 255})); // (10 + 21 + 30 + 40 + 2) / 4; the last ones stand for two
 }
 
+TEST(RowHalver, MakesTheMeanOfFourOfEveryFormat)
+{
+    for (const int channels : {1, 3})
+        for (const int bits : {8, 16})
+            for (const bool has_mask : {false, true}) {
+                Image image = test_picture(4, 4, channels, bits, false);
+                if (has_mask)
+                    ensure_mask(image, "test");
+                image.has_alpha = has_mask;
+                std::size_t next = 0;
+                RowHalver halver(image, [&](const ConstRows& half) {
+                    const std::size_t y = next++;
+                    for (std::size_t i = 0; i < 2 * static_cast<std::size_t>(channels); ++i) {
+                        const auto c = static_cast<std::size_t>(channels);
+                        const std::size_t left = 2 * (i / c) * c + i % c;
+                        std::uint32_t sum = 2;
+                        for (const std::size_t row : {2 * y, 2 * y + 1})
+                            for (const std::size_t at : {left, left + c})
+                                sum += sample_at(image.data.get(), bits, row * 4 * c + at);
+                        EXPECT_EQ(sample_at(half.samples, bits, i), sum / 4) << channels << ", " << bits;
+                    }
+                    EXPECT_EQ(half.mask != nullptr, has_mask);
+                });
+                for (std::int32_t y = 0; y < 4; ++y)
+                    halver.add(rows_of(std::as_const(image), y));
+                halver.finish();
+                EXPECT_EQ(next, 2u);
+            }
+}
+
+TEST(RowHalver, KeepsAFaintTraceOfCoverage)
+{
+    Image image = test_picture(2, 2, 1, 8, true);
+    image.has_alpha = true;
+    for (const int covered : {0, 1, 2, 5, 6}) {
+        std::fill_n(image.mask.get(), 4, std::uint8_t{0});
+        image.mask[3] = static_cast<std::uint8_t>(covered);
+        RowHalver halver(image, [&](const ConstRows& half) {
+            EXPECT_EQ(half.mask[0], covered == 0 ? 0 : covered < 6 ? 1 : 2) << covered;
+            EXPECT_EQ(half.samples[0], covered == 0 ? 0 : image.data[3]);
+        });
+        halver.add(rows_of(std::as_const(image), 0));
+        halver.add(rows_of(std::as_const(image), 1));
+        halver.finish();
+    }
+}
+
 TEST_F(RowWriting, WhatIsNotCoveredLeavesNoTraceInThePyramid)
 {
     Image image = make_image(4, 2, 1, 16, "test");

@@ -71,6 +71,10 @@ TEST_F(Zarr, NamesOfStoresEndInZarr)
     EXPECT_TRUE(is_store_name("b/A.ZARR/"));
     EXPECT_FALSE(is_store_name(".zarr"));
     EXPECT_FALSE(is_store_name("a.zarr.tif"));
+    EXPECT_TRUE(is_store_name("a.zarr\\"));
+    EXPECT_FALSE(is_store_name("/"));
+    EXPECT_FALSE(is_store_name(""));
+    EXPECT_FALSE(is_store_name("a.{arr")) << "the letter after z";
 }
 
 TEST_F(Zarr, EveryKindOfPictureIsReadBack)
@@ -145,6 +149,10 @@ TEST_F(Zarr, ATileIsDoneWhenItsMarkAndAllItsChunksAreThere)
     const std::string mark = read_text("a.zarr/.panoval/tiles/0");
     write_text("a.zarr/.panoval/tiles/0", mark.substr(0, mark.size() / 2));
     EXPECT_FALSE(store.has_tile(0)) << "half a mark";
+    write_text("a.zarr/.panoval/tiles/0", R"({"plan": "plan 1", "chunks": []})");
+    EXPECT_FALSE(store.has_tile(0)) << "no sizes";
+    write_text("a.zarr/.panoval/tiles/0", R"({"plan": "plan 1", "chunks": {"0/0/1": "7"}})");
+    EXPECT_FALSE(store.has_tile(0)) << "a text for a size";
     write_text("a.zarr/.panoval/tiles/1", mark);
     fs::remove(path_from_utf8(in_folder("a.zarr/0/0/0/0")));
     EXPECT_FALSE(store.has_tile(1)) << "a chunk that is gone";
@@ -158,6 +166,26 @@ TEST_F(Zarr, AStoreOfAnotherPlanIsRefused)
     EXPECT_TRUE(contains(begin_error(picture(2, 8)), "a store of other channels, chunks or compression"));
     write_text("a.zarr/.zattrs", "{\"panoval\": {\"version\": 99, \"plan\": \"plan 1\"}}");
     EXPECT_TRUE(contains(begin_error(picture(1, 8)), "another program or version"));
+    write_text("a.zarr/.zattrs", "{\"panoval\": {\"version\": 1, \"plan\": 7}}");
+    EXPECT_TRUE(contains(begin_error(picture(1, 8)), "another program or version"));
+    write_text("a.zarr/.zattrs", "{");
+    EXPECT_TRUE(contains(begin_error(picture(1, 8)), "found no valid JSON object"));
+}
+
+TEST_F(Zarr, AStoreWhoseArrayIsGoneIsRefused)
+{
+    begin(picture(1, 8));
+    fs::remove(path_from_utf8(in_folder("a.zarr/0/.zarray")));
+    EXPECT_TRUE(contains(begin_error(picture(1, 8)), "a store of other channels, chunks or compression"));
+}
+
+TEST_F(Zarr, ABeginningOfAnotherProcessIsTakenOver)
+{
+    for (const char* const name : {".zgroup", "0", ".panoval", "x.part1"})
+        fs::create_directories(path_from_utf8(in_folder(std::string("a.zarr/") + name)));
+    fs::remove(path_from_utf8(in_folder("a.zarr/.zgroup")));
+    EXPECT_EQ(begin_error(picture(1, 8)), "no error");
+    EXPECT_EQ(open().picture().array, picture(1, 8).array);
 }
 
 TEST_F(Zarr, AFolderOfSomebodyElseIsLeftAlone)
