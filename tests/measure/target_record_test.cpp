@@ -5,10 +5,125 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
 namespace
 {
 
+using panoval::measure::AdjustmentInput;
+using panoval::measure::Bulges;
+using panoval::measure::make_record;
+using panoval::measure::Matrix12;
+using panoval::measure::Measurement;
+using panoval::measure::OutlineModel;
+using panoval::measure::Patch;
 using panoval::measure::quality_of;
+
+constexpr std::int32_t kSide = 40;
+
+// A circle of 200 on 50 about a pixel's centre, drawn by the model itself, as an adjustment without residuals has it.
+class Circle
+{
+public:
+    explicit Circle(double contrast = 150)
+    {
+        m.model.outline = {20, 20, 5, 0, 0};
+        m.model.blur = 0.8;
+        m.model.outside.level = 50;
+        m.model.inside.level = 50 + contrast;
+        EXPECT_TRUE(outlines.reserve({0, 0, kSide, kSide}, 8, 0.5, 1));
+        EXPECT_TRUE(outlines.sample(m.model.outline, m.model.blur));
+        for (std::int32_t y = 0; y < kSide; ++y) {
+            const float* const planes = outlines.row(y);
+            for (std::size_t x = 0; x < kSide; ++x)
+                samples.push_back(
+                    static_cast<float>(panoval::measure::predict(m.model, planes, outlines.stride(), x, 0, 0)));
+        }
+        m.reach = {4, 4, 5, 8};
+        m.edge_reach = 4;
+        m.adjustment.normal = Matrix12::Identity() * 1e4;
+        m.adjustment.edge_count = 200;
+        m.adjustment.has_converged = true;
+        input.reference_x = input.reference_y = 20;
+        input.flat_outside.count = 300;
+        m.input = &input;
+    }
+    bool record()
+    {
+        EXPECT_TRUE(
+            patch.copy({samples.data(), kSide, kSide, 4 * kSide, PANOVAL_MEASURE_F32, 0}, {0, 0, kSide, kSide}));
+        patch.classify(m.model.outline, m.reach);
+        input.patch = &patch;
+        return make_record(m, outlines, target, bulges);
+    }
+
+    Measurement m;
+    AdjustmentInput input;
+    std::vector<float> samples;
+    PanovalMeasureTarget target = {};
+    Bulges bulges;
+
+private:
+    OutlineModel outlines;
+    Patch patch;
+};
+
+TEST(MakeRecord, TellsOfASoundCircle)
+{
+    Circle circle;
+    ASSERT_TRUE(circle.record());
+    EXPECT_EQ(circle.target.ellipse.semi_major, 5);
+    EXPECT_EQ(circle.target.ellipse.semi_minor, 5);
+    EXPECT_EQ(circle.target.flags, PANOVAL_MEASURE_ROUND);
+    EXPECT_EQ(circle.target.edge_share, 1);
+    EXPECT_EQ(circle.target.polarity, PANOVAL_MEASURE_BRIGHT);
+    EXPECT_EQ(circle.target.chi_square, 1) << "no noise at all";
+    EXPECT_GT(circle.target.quality, 0.9);
+    EXPECT_NEAR(circle.bulges.square, 0, 1e-6);
+}
+
+TEST(MakeRecord, RefusesWhatHasNoContrast)
+{
+    Circle circle(0);
+    EXPECT_FALSE(circle.record());
+    EXPECT_EQ(circle.target.edge_share, 0);
+    EXPECT_EQ(circle.target.quality, 0);
+    EXPECT_EQ(circle.bulges.count, 0);
+}
+
+// What the samples leave open by more than half an axis is no measurement.
+TEST(MakeRecord, RefusesWhatTheSamplesLeaveOpen)
+{
+    Circle circle;
+    circle.m.adjustment.normal = Matrix12::Identity() * 1e-4;
+    circle.m.adjustment.edge_cost = 200;
+    EXPECT_FALSE(circle.record());
+}
+
+TEST(MakeRecord, FlagsSaturationAtEitherEnd)
+{
+    for (const float end : {0.0f, 255.0f}) {
+        Circle circle;
+        circle.m.highest_sample = 255;
+        ASSERT_TRUE(circle.record());
+        EXPECT_FALSE(circle.target.flags & PANOVAL_MEASURE_SATURATED);
+        for (std::size_t i = 0; i < 5; ++i)
+            circle.samples[(13 + i) * kSide + 20] = end;
+        circle.target = {};
+        circle.record();
+        EXPECT_TRUE(circle.target.flags & PANOVAL_MEASURE_SATURATED) << end;
+    }
+}
+
+TEST(MakeRecord, SeesNoEdgeInABandWithoutPixels)
+{
+    Circle circle;
+    circle.m.edge_reach = 0;
+    EXPECT_FALSE(circle.record());
+    EXPECT_EQ(circle.target.edge_share, 0);
+}
 
 TEST(QualityOf, IsNoneWithoutContrast)
 {
