@@ -78,9 +78,12 @@ private:
     const TileBlender& blender();
     GainOptions gain_options() const;
     std::vector<RowRange> shared_rows() const;
-    void measure_gains_now();
+    struct SeamWork;
+    void measure_gains_now(SeamWork* seams);
     void take_statistics(GainStatistics statistics);
-    void find_seams_now();
+    std::unique_ptr<SeamWork> prepare_seams();
+    std::unique_ptr<SeamWork> begin_seams();
+    void find_seams_now(std::unique_ptr<SeamWork> seams);
     void judge_now(OverlapLooks& looks);
     void forget_seams();
     void take_seams(SeamMap seams);

@@ -41,6 +41,14 @@ GainOptions::Per per_of(GainChoice choice)
 
 } // namespace
 
+struct Engine::SeamWork {
+    SeamWork(MemoryMeter& meter, const SeamOptions& how) : options(how), memory(meter, how.memory) {}
+
+    SeamOptions options;
+    MeteredMemory memory;
+    std::optional<EarlyReduction> early; // that goes along with the gains
+};
+
 std::uint64_t Engine::seam_memory() const
 {
     return seam_search_bytes(plan_->layout, overlaps_, seam_options(plan_->settings, 1));
@@ -61,18 +69,22 @@ void Engine::measure(int parts)
     work(); // tells if there is no host
     std::optional<OverlapLooks> looks;
     Crew crew(threads());
-    if (!plan_->gains)
-        measure_gains_now();
     const bool wants_verdict = (parts & PANOVAL_MOSAIC_MEASURE_VERDICT) != 0 && !verdict_;
-    const bool wants_seams = wants_verdict || (parts & PANOVAL_MOSAIC_MEASURE_SEAMS) != 0;
+    const bool wants_seams =
+        (wants_verdict || (parts & PANOVAL_MOSAIC_MEASURE_SEAMS) != 0) && plan_->settings.has_seams() && !plan_->seams;
+    std::unique_ptr<SeamWork> seams;
+    if (wants_seams && !plan_->gains)
+        seams = begin_seams();
+    if (!plan_->gains)
+        measure_gains_now(seams.get());
     if (wants_verdict)
         looks.emplace(plan_->layout, overlaps_, plan_->gains->corrections, work().store, VerdictOptions{threads()});
     // Of few overlaps the search for seams leaves threads idle; what is kept of many takes memory.
     const bool looks_beside = wants_verdict && overlaps_.size() <= threads();
     if (looks_beside)
         crew.begin_beside(overlaps_.size(), [&looks](std::size_t i) { looks->look_at(i); });
-    if (wants_seams && plan_->settings.has_seams() && !plan_->seams)
-        find_seams_now();
+    if (wants_seams)
+        find_seams_now(std::move(seams));
     if (looks_beside)
         crew.finish_beside();
     if (wants_verdict)
@@ -110,10 +122,13 @@ std::vector<RowRange> Engine::shared_rows() const
     return ranges;
 }
 
-void Engine::measure_gains_now()
+void Engine::measure_gains_now(SeamWork* seams)
 {
     work().store.load(shared_rows(), threads());
-    take_statistics(measure_overlaps(plan_->layout, overlaps_, work().store, gain_options(), *progress_));
+    VisitPicture visit;
+    if (seams != nullptr)
+        visit = [seams](std::size_t picture) { seams->early->reduce(picture); };
+    take_statistics(measure_overlaps(plan_->layout, overlaps_, work().store, gain_options(), *progress_, visit));
 }
 
 void Engine::take_statistics(GainStatistics statistics)
@@ -123,9 +138,9 @@ void Engine::take_statistics(GainStatistics statistics)
     plan_->statistics = std::move(result.statistics);
 }
 
-void Engine::find_seams_now()
+// Sets memory aside for the search.
+std::unique_ptr<Engine::SeamWork> Engine::prepare_seams()
 {
-    PictureStore& store = work().store;
     const std::uint64_t least = least_seam_budget();
     if (memory() < least)
         fail(Failure::Memory, "the budget of ", memory(), " bytes does not hold the search for seams; expected ", least,
@@ -136,13 +151,37 @@ void Engine::find_seams_now()
     while (options.threads > 1 && needed() + others > memory())
         --options.threads;
     options.memory = needed();
-    store.set_budget(static_cast<std::size_t>(memory() - options.memory - needs().seam_bytes));
-    SeamMap seams;
-    {
-        const MeteredMemory search(meter_, options.memory);
-        seams = find_seams(plan_->layout, overlaps_, plan_->gains->corrections, store, options, *progress_);
-    }
-    take_seams(std::move(seams));
+    work().store.set_budget(static_cast<std::size_t>(memory() - options.memory - needs().seam_bytes));
+    return std::make_unique<SeamWork>(meter_, options);
+}
+
+// Where pictures do not stay in memory, but some of them do while their overlaps are read for the gains, has them
+// reduced then. Null otherwise.
+std::unique_ptr<Engine::SeamWork> Engine::begin_seams()
+{
+    constexpr std::uint64_t kPicturesKept = 4; // two that overlap, and what is left of others
+    if (!may_reduce_early(overlaps_, seam_options(plan_->settings, 1)) || memory() < least_seam_budget())
+        return nullptr;
+    const std::uint64_t left = memory() - seam_memory() - needs().seam_bytes;
+    const std::uint64_t all = PictureStore::bytes_of_all(plan_->layout, plan_->traits);
+    const std::uint64_t some = all / plan_->layout.pictures.size() * kPicturesKept;
+    if (left >= all || left < some)
+        return nullptr;
+    std::unique_ptr<SeamWork> seams = prepare_seams();
+    seams->early.emplace(plan_->layout, overlaps_, seam_grid(plan_->layout, overlaps_, seams->options), work().store);
+    return seams;
+}
+
+// seams: where the search has begun already
+void Engine::find_seams_now(std::unique_ptr<SeamWork> seams)
+{
+    if (seams == nullptr)
+        seams = prepare_seams();
+    EarlyReduction* const early = seams->early ? &*seams->early : nullptr;
+    SeamMap found = find_seams(plan_->layout, overlaps_, plan_->gains->corrections, work().store, seams->options,
+                               *progress_, early);
+    seams.reset();
+    take_seams(std::move(found));
 }
 
 void Engine::judge_now(OverlapLooks& looks)

@@ -64,8 +64,8 @@ class OverlapMeasurement
 {
 public:
     OverlapMeasurement(const Layout& layout, const std::vector<Overlap>& overlaps, PictureReader& reader,
-                       const GainOptions& options, Progress& progress)
-        : layout_(layout), overlaps_(overlaps), reader_(reader), options_(options), progress_(progress),
+                       const GainOptions& options, Progress& progress, const VisitPicture& visit)
+        : layout_(layout), overlaps_(overlaps), reader_(reader), options_(options), progress_(progress), visit_(visit),
           channels_(static_cast<std::size_t>(layout.channels)), pairs_(overlaps.size())
     {
     }
@@ -83,28 +83,37 @@ public:
     }
 
 private:
-    // Some rows of an overlap's blocks.
+    // Some rows of an overlap's blocks, or a picture that is to be visited.
     struct Part {
-        std::size_t pair;
+        std::size_t pair; // or picture
         std::size_t first;
         std::size_t end;
+        bool is_visit = false;
         GainTotals totals{};
     };
 
     // Where there are few overlaps, each is shared between threads. The last overlap comes first: seams are looked for
-    // from the first picture on, which is then still in memory.
+    // from the first picture on, which is then still in memory. A picture is visited before the overlaps with those
+    // after it.
     std::vector<Part> parts_of_overlaps() const
     {
         constexpr std::size_t kPartsPerThread = 4;
         const std::size_t wanted = options_.threads > 1 ? kPartsPerThread * options_.threads : 1;
         const std::size_t each = (wanted + pairs_.size() - 1) / std::max<std::size_t>(pairs_.size(), 1);
         std::vector<Part> parts;
+        std::size_t visited = visit_ ? layout_.pictures.size() : 0; // this one and all later ones
+        const auto visit_from = [&](std::size_t picture) {
+            while (visited > picture)
+                parts.push_back({--visited, 0, 0, true});
+        };
         for (std::size_t p = pairs_.size(); p-- > 0;) {
+            visit_from(overlaps_[p].first);
             const std::size_t rows = pairs_[p].blocks.rows;
             const std::size_t count = std::min(std::max<std::size_t>(each, 1), rows);
             for (std::size_t k = 0; k < count; ++k)
                 parts.push_back({p, rows * k / count, rows * (k + 1) / count});
         }
+        visit_from(0);
         return parts;
     }
 
@@ -118,12 +127,16 @@ private:
         ScratchPool<GainStrips> strips;
         run_in_parallel(parts.size(), options_.threads, [&](std::size_t i) {
             Part& part = parts[i];
-            part.totals = sum_blocks(layout_, overlaps_[part.pair], part.first, part.end, reader_, *strips.take(),
-                                     pairs_[part.pair].blocks);
+            if (part.is_visit)
+                visit_(part.pair);
+            else
+                part.totals = sum_blocks(layout_, overlaps_[part.pair], part.first, part.end, reader_, *strips.take(),
+                                         pairs_[part.pair].blocks);
             progress_.report(Phase::Gains, static_cast<double>(++done) / static_cast<double>(parts.size() + 1));
         });
         for (const Part& part : parts)
-            add_totals(part.totals, pairs_[part.pair].blocks);
+            if (!part.is_visit)
+                add_totals(part.totals, pairs_[part.pair].blocks);
         run_in_parallel(pairs_.size(), options_.threads, [&](std::size_t p) {
             Pair& pair = pairs_[p];
             pair.radii = block_radii(layout_, overlaps_[p], pair.blocks);
@@ -290,6 +303,7 @@ private:
     PictureReader& reader_;
     const GainOptions& options_;
     Progress& progress_;
+    const VisitPicture& visit_;
     const std::size_t channels_;
     std::vector<Pair> pairs_;
     GainStatistics result_;
@@ -298,9 +312,9 @@ private:
 } // namespace
 
 GainStatistics measure_overlaps(const Layout& layout, const std::vector<Overlap>& overlaps, PictureReader& reader,
-                                const GainOptions& options, Progress& progress)
+                                const GainOptions& options, Progress& progress, const VisitPicture& visit)
 {
-    return OverlapMeasurement(layout, overlaps, reader, options, progress).run();
+    return OverlapMeasurement(layout, overlaps, reader, options, progress, visit).run();
 }
 
 } // namespace panoval::mosaic

@@ -92,15 +92,14 @@ PictureStore::PictureStore(const Layout& layout, const std::vector<PictureTraits
 {
     for (std::size_t i = 0; i < layout.pictures.size(); ++i)
         set_up(i, layout, traits[i]);
-    std::size_t bands = 0;
     bool is_all_random = true;
     for (const Picture& picture : pictures_) {
-        bands += picture.bands();
+        bands_ += picture.bands();
         is_all_random = is_all_random && picture.random_access;
     }
-    all_fit_ = bands <= budget.least_bytes / pool_.block_bytes();
+    all_fit_ = bands_ <= budget.least_bytes / pool_.block_bytes();
     if (all_fit_)
-        pool_.expect(bands);
+        pool_.expect(bands_);
     if (!all_fit_ && !is_all_random && budget.may_use_scratch)
         has_scratch_ = scratch_.open();
 }
@@ -169,7 +168,7 @@ void PictureStore::read(std::size_t picture, const Rect& rect, PixelBlock& block
 bool PictureStore::hold(std::size_t picture, const Rect& rect, HeldRows& rows)
 {
     rows.clear();
-    if (!all_fit_)
+    if (!keeps_all())
         return false;
     const Picture& from = pictures_[picture];
     const auto skipped = static_cast<std::size_t>(rect.x * channels_ * sample_bytes_);
@@ -219,7 +218,7 @@ void PictureStore::copy_plane(std::size_t picture, const Rect& rect, std::size_t
 
 void PictureStore::load(const std::vector<RowRange>& ranges, std::size_t threads)
 {
-    if (!all_fit_)
+    if (!keeps_all())
         return;
     run_in_parallel(ranges.size(), threads, [&](std::size_t i) {
         const RowRange& range = ranges[i];
@@ -295,6 +294,8 @@ void PictureStore::set_budget(std::size_t bytes)
         const std::lock_guard lock(mutex_);
         budget_ = bytes;
     }
+    if (!keeps_all())
+        pool_.expect(0);
     pool_.shrink(most_blocks());
     while (pool_.blocks() > most_blocks() && evict_one())
         pool_.shrink(most_blocks());

@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 #include <type_traits>
 #include <utility>
 
@@ -83,15 +84,18 @@ Rect pixels_of(const Rect& place, const CellGrid& grid, const Rect& cells)
     return intersect(all, {0, 0, place.width, place.height});
 }
 
-class Reducer
+std::uint16_t to_feature(double value)
+{
+    return static_cast<std::uint16_t>(truncate_to_int(std::clamp(value + 0.5, 0.0, 65535.0)));
+}
+
+// Brings cells to the panorama's exposure.
+class FeatureCorrector
 {
 public:
-    // wanted: of each picture, the rectangles that get features, in its own pixels
-    Reducer(const Layout& layout, std::vector<std::vector<Rect>> wanted, const Corrections& corrections,
-            const CellGrid& grid, PictureReader& reader, std::vector<ReducedPicture>& pictures)
-        : layout_(layout), corrections_(corrections), grid_(grid), reader_(reader), pictures_(pictures),
-          wanted_(std::move(wanted)), channels_(static_cast<std::size_t>(layout.channels)),
-          scale_(feature_scale(layout)), is_flat_(corrections.falloff.is_flat())
+    FeatureCorrector(const Layout& layout, const Corrections& corrections, const CellGrid& grid)
+        : layout_(layout), corrections_(corrections), grid_(grid), channels_(static_cast<std::size_t>(layout.channels)),
+          is_flat_(corrections.falloff.is_flat())
     {
         for (const ChannelGains& gains : corrections.gains) {
             double sum = 0;
@@ -99,6 +103,61 @@ public:
                 sum += gains[c] / static_cast<double>(channels_);
             mean_gains_.push_back(sum);
         }
+    }
+
+    // Column and row count in the grid, the column perhaps beyond its last one.
+    void correct(std::size_t picture, std::int64_t column, std::int64_t row, std::uint16_t* features) const
+    {
+        const double scale = is_flat_ ? 1 : 1 / falloff_at(picture, column, row);
+        for (std::size_t c = 0; c < channels_; ++c)
+            features[c] = to_feature(features[c] * corrections_.gains[picture][c] * scale);
+        features[channels_] = to_feature(features[channels_] * mean_gains_[picture] * scale);
+    }
+
+    void correct(std::size_t picture, ReducedPicture& copy) const
+    {
+        const Rect& cells = copy.cells();
+        for (std::int64_t row = 0; row < cells.height; ++row)
+            for (std::int64_t column = 0; column < cells.width; ++column)
+                correct(picture, cells.x + column, cells.y + row, copy.features(row * cells.width + column));
+    }
+
+private:
+    // At the middle of a cell; the same for all pixels of it.
+    double falloff_at(std::size_t picture, std::int64_t column, std::int64_t row) const
+    {
+        const Rect& rect = layout_.pictures[picture].rect;
+        const double half_width = 0.5 * static_cast<double>(rect.width - 1);
+        const double half_height = 0.5 * static_cast<double>(rect.height - 1);
+        const double corner = half_width * half_width + half_height * half_height;
+        const auto middle = [&](std::int64_t cell) {
+            return (static_cast<double>(cell) + 0.5) * static_cast<double>(grid_.cell) - 0.5;
+        };
+        const double dx = middle(column) - static_cast<double>(rect.x) - half_width;
+        const double dy = middle(row) - static_cast<double>(rect.y) - half_height;
+        const double falloff = corrections_.falloff.at(corner > 0 ? (dx * dx + dy * dy) / corner : 0.0);
+        return falloff > 0 ? falloff : 1;
+    }
+
+    const Layout& layout_;
+    const Corrections& corrections_;
+    const CellGrid& grid_;
+    const std::size_t channels_;
+    const bool is_flat_;
+    std::vector<double> mean_gains_; // of each picture
+};
+
+class Reducer
+{
+public:
+    // wanted: of each picture, the rectangles that get features, in its own pixels; corrections: null for none
+    Reducer(const Layout& layout, std::vector<std::vector<Rect>> wanted, const Corrections* corrections,
+            const CellGrid& grid, PictureReader& reader, std::vector<ReducedPicture>& pictures)
+        : layout_(layout), grid_(grid), reader_(reader), pictures_(pictures), wanted_(std::move(wanted)),
+          channels_(static_cast<std::size_t>(layout.channels)), scale_(feature_scale(layout))
+    {
+        if (corrections != nullptr)
+            corrector_.emplace(layout, *corrections, grid);
         for (std::size_t i = 0; i < wanted_.size(); ++i)
             if (const Rect& rect = layout.pictures[i].rect; !wanted_[i].empty() && ends_meet(i))
                 wanted_[i].assign(1, {0, 0, rect.width, rect.height});
@@ -106,12 +165,21 @@ public:
 
     std::vector<Piece> pieces() const
     {
-        const std::int64_t step = std::max<std::int64_t>(1, kRowsAtATime / grid_.cell);
         std::vector<Piece> all;
         for (std::size_t i = 0; i < pictures_.size(); ++i)
-            for (std::int64_t row = 0; row < pictures_[i].cells().height && is_needed(i); row += step)
-                all.push_back({i, row, std::min(row + step, pictures_[i].cells().height)});
+            for (const Piece& piece : pieces_of(i))
+                all.push_back(piece);
         return all;
+    }
+
+    std::vector<Piece> pieces_of(std::size_t picture) const
+    {
+        const std::int64_t step = std::max<std::int64_t>(1, kRowsAtATime / grid_.cell);
+        const std::int64_t height = pictures_[picture].cells().height;
+        std::vector<Piece> pieces;
+        for (std::int64_t row = 0; row < height && is_needed(picture); row += step)
+            pieces.push_back({picture, row, std::min(row + step, height)});
+        return pieces;
     }
 
     // Those that some wanted rectangle reaches.
@@ -469,50 +537,35 @@ private:
     void finish_cell(std::size_t picture, std::int64_t column, std::int64_t row, const CellSums& cell,
                      std::uint16_t* features) const
     {
-        const double scale = is_flat_ ? scale_ : scale_ / falloff_at(picture, column, row);
-        const ChannelGains& gains = corrections_.gains[picture];
         for (std::size_t c = 0; c < channels_; ++c) {
             const double mean = static_cast<double>(cell.samples[c]) / static_cast<double>(cell.pixels);
-            features[c] = to_feature(mean * gains[c] * scale);
+            features[c] = to_feature(mean * scale_);
         }
         const double differences =
             static_cast<double>(std::max<std::int64_t>(cell.differences, 1)) * static_cast<double>(channels_);
-        features[channels_] = to_feature(static_cast<double>(cell.rough) / differences * mean_gains_[picture] * scale);
-    }
-
-    // At the middle of a cell; the same for all pixels of it.
-    double falloff_at(std::size_t picture, std::int64_t column, std::int64_t row) const
-    {
-        const Rect& rect = layout_.pictures[picture].rect;
-        const double half_width = 0.5 * static_cast<double>(rect.width - 1);
-        const double half_height = 0.5 * static_cast<double>(rect.height - 1);
-        const double corner = half_width * half_width + half_height * half_height;
-        const auto middle = [&](std::int64_t cell) {
-            return (static_cast<double>(cell) + 0.5) * static_cast<double>(grid_.cell) - 0.5;
-        };
-        const double dx = middle(column) - static_cast<double>(rect.x) - half_width;
-        const double dy = middle(row) - static_cast<double>(rect.y) - half_height;
-        const double falloff = corrections_.falloff.at(corner > 0 ? (dx * dx + dy * dy) / corner : 0.0);
-        return falloff > 0 ? falloff : 1;
-    }
-
-    static std::uint16_t to_feature(double value)
-    {
-        return static_cast<std::uint16_t>(truncate_to_int(std::clamp(value + 0.5, 0.0, 65535.0)));
+        features[channels_] = to_feature(static_cast<double>(cell.rough) / differences * scale_);
+        if (corrector_)
+            corrector_->correct(picture, column, row, features);
     }
 
     const Layout& layout_;
-    const Corrections& corrections_;
     const CellGrid& grid_;
     PictureReader& reader_;
     std::vector<ReducedPicture>& pictures_;
     std::vector<std::vector<Rect>> wanted_;
     const std::size_t channels_;
     const double scale_;
-    const bool is_flat_;
-    std::vector<double> mean_gains_; // of each picture
+    std::optional<FeatureCorrector> corrector_;
     ScratchPool<Scratch> scratch_;
 };
+
+std::vector<ReducedPicture> unreduced(const Layout& layout, const CellGrid& grid)
+{
+    std::vector<ReducedPicture> pictures;
+    for (std::size_t i = 0; i < layout.pictures.size(); ++i)
+        pictures.emplace_back(layout, i, grid);
+    return pictures;
+}
 
 // Of each picture, in its own pixels.
 std::vector<std::vector<Rect>> parts_with_features(const Layout& layout, const std::vector<Overlap>& overlaps,
@@ -531,15 +584,51 @@ std::vector<std::vector<Rect>> parts_with_features(const Layout& layout, const s
 
 } // namespace
 
+struct EarlyReduction::Work {
+    Work(const Layout& of, const std::vector<Overlap>& overlaps, const CellGrid& cells, PictureReader& reader)
+        : layout(of), grid(cells), pictures(unreduced(of, grid)),
+          reducer(of, parts_with_features(of, overlaps, Features::OfAll), nullptr, grid, reader, pictures)
+    {
+    }
+
+    const Layout& layout;
+    const CellGrid grid;
+    std::vector<ReducedPicture> pictures;
+    Reducer reducer;
+};
+
+EarlyReduction::EarlyReduction(const Layout& layout, const std::vector<Overlap>& overlaps, const CellGrid& grid,
+                               PictureReader& reader)
+    : work_(std::make_unique<Work>(layout, overlaps, grid, reader))
+{
+}
+
+EarlyReduction::~EarlyReduction() = default;
+
+void EarlyReduction::reduce(std::size_t picture)
+{
+    for (const Piece& piece : work_->reducer.pieces_of(picture))
+        work_->reducer.reduce(piece);
+}
+
+std::vector<ReducedPicture> EarlyReduction::take(const Corrections& corrections, std::size_t threads)
+{
+    const FeatureCorrector corrector(work_->layout, corrections, work_->grid);
+    std::vector<ReducedPicture>& pictures = work_->pictures;
+    run_in_parallel(pictures.size(), threads, [&](std::size_t i) {
+        corrector.correct(i, pictures[i]);
+        pictures[i].measure_mask_distances(work_->grid.cell);
+    });
+    return std::move(pictures);
+}
+
 std::vector<ReducedPicture> reduce_pictures(const Layout& layout, const std::vector<Overlap>& overlaps,
                                             const Corrections& corrections, const CellGrid& grid, Features features,
                                             PictureReader& reader, std::size_t threads, Progress& progress,
                                             double part_of_progress)
 {
-    std::vector<ReducedPicture> pictures;
-    for (std::size_t i = 0; i < layout.pictures.size(); ++i)
-        pictures.emplace_back(layout, i, grid);
-    Reducer reducer(layout, parts_with_features(layout, overlaps, features), corrections, grid, reader, pictures);
+    std::vector<ReducedPicture> pictures = unreduced(layout, grid);
+    Reducer reducer(layout, parts_with_features(layout, overlaps, features), &corrections, grid, reader, pictures);
     const std::vector<Piece> pieces = reducer.pieces();
     run_in_parallel(pieces.size(), threads, [&](std::size_t i) {
         reducer.reduce(pieces[i]);
@@ -557,7 +646,7 @@ void reduce_parts(const Layout& layout, const std::vector<PicturePart>& parts, c
     std::vector<std::vector<Rect>> wanted(pictures.size());
     for (const PicturePart& part : parts)
         wanted[part.picture].push_back(pixels_of(layout.pictures[part.picture].rect, grid, part.cells));
-    Reducer reducer(layout, std::move(wanted), corrections, grid, reader, pictures);
+    Reducer reducer(layout, std::move(wanted), &corrections, grid, reader, pictures);
     // The last picture first, which may still be in memory; rows ascending, since a host may have no other way.
     std::vector<Piece> pieces = reducer.wanted_pieces();
     std::stable_sort(pieces.begin(), pieces.end(),

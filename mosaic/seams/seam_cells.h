@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <vector>
 
 namespace panoval::mosaic
@@ -156,6 +157,26 @@ std::vector<ReducedPicture> reduce_pictures(const Layout& layout, const std::vec
                                             const Corrections& corrections, const CellGrid& grid, Features features,
                                             PictureReader& reader, std::size_t threads, Progress& progress,
                                             double part_of_progress);
+
+// Reduces pictures before corrections are known: whoever reads them for these need not read them again for the seams.
+class EarlyReduction
+{
+public:
+    // Everything that is passed, but the grid, must outlive it.
+    EarlyReduction(const Layout& layout, const std::vector<Overlap>& overlaps, const CellGrid& grid,
+                   PictureReader& reader);
+    ~EarlyReduction();
+
+    // Each picture once; several at a time.
+    void reduce(std::size_t picture);
+
+    // Once all are reduced: the same as reduce_pictures() gives for features of all cells.
+    std::vector<ReducedPicture> take(const Corrections& corrections, std::size_t threads);
+
+private:
+    struct Work;
+    std::unique_ptr<Work> work_;
+};
 
 // Gives features to more cells of such pictures.
 void reduce_parts(const Layout& layout, const std::vector<PicturePart>& parts, const Corrections& corrections,

@@ -107,14 +107,16 @@ std::vector<std::int32_t> find_kept_cells(const Layout& layout, const std::vecto
 }
 
 SeamMap find_optimal_seams(const Layout& layout, const std::vector<Overlap>& overlaps, const Corrections& corrections,
-                           PictureReader& reader, const SeamOptions& options, Progress& progress)
+                           PictureReader& reader, const SeamOptions& options, Progress& progress, EarlyReduction* early)
 {
-    const CellGrid grid(layout, choose_cell(layout, overlaps, options));
+    const CellGrid grid = seam_grid(layout, overlaps, options);
     // What lies around things is looked at as well. A picture that would have to be read once more for that is reduced
     // as a whole at once.
-    const Features features = reader.keeps_all() ? Features::OfShared : Features::OfAll;
-    std::vector<ReducedPicture> pictures = reduce_pictures(layout, overlaps, corrections, grid, features, reader,
-                                                           options.threads, progress, kPartOfReducing);
+    const Features features = early == nullptr && reader.keeps_all() ? Features::OfShared : Features::OfAll;
+    std::vector<ReducedPicture> pictures = early != nullptr
+                                               ? early->take(corrections, options.threads)
+                                               : reduce_pictures(layout, overlaps, corrections, grid, features, reader,
+                                                                 options.threads, progress, kPartOfReducing);
     const std::vector<bool> keepers = find_keepers(layout, reader);
     const std::vector<std::int32_t> kept = find_kept_cells(layout, keepers, grid, reader);
     const CellCosts costs(layout, overlaps, grid, pictures, options.threads);
@@ -135,15 +137,25 @@ std::size_t seam_search_bytes(const Layout& layout, const std::vector<Overlap>& 
 {
     if (finds_nearest(overlaps, options))
         return nearest_search_bytes(layout);
-    const CellGrid grid(layout, choose_cell(layout, overlaps, options));
+    const CellGrid grid = seam_grid(layout, overlaps, options);
     const std::int64_t coarse = grid.cell * choose_factor(overlaps, grid.cell);
     const auto nodes = static_cast<std::size_t>(largest_shared(overlaps) / (coarse * coarse));
     const std::size_t coarse_bytes = options.threads * nodes * kBytesOfNode;
     return bytes_of(layout, grid) + std::max(coarse_bytes, pixel_search_bytes(layout, grid, options.threads));
 }
 
+bool may_reduce_early(const std::vector<Overlap>& overlaps, const SeamOptions& options)
+{
+    return !finds_nearest(overlaps, options);
+}
+
+CellGrid seam_grid(const Layout& layout, const std::vector<Overlap>& overlaps, const SeamOptions& options)
+{
+    return {layout, choose_cell(layout, overlaps, options)};
+}
+
 SeamMap find_seams(const Layout& layout, const std::vector<Overlap>& overlaps, const Corrections& corrections,
-                   PictureReader& reader, const SeamOptions& options, Progress& progress)
+                   PictureReader& reader, const SeamOptions& options, Progress& progress, EarlyReduction* early)
 {
     const std::size_t bytes = seam_search_bytes(layout, overlaps, options);
     if (bytes > options.memory)
@@ -151,7 +163,7 @@ SeamMap find_seams(const Layout& layout, const std::vector<Overlap>& overlaps, c
              " are allowed");
     if (finds_nearest(overlaps, options))
         return find_nearest_seams(layout, reader, options.threads, progress);
-    return find_optimal_seams(layout, overlaps, corrections, reader, options, progress);
+    return find_optimal_seams(layout, overlaps, corrections, reader, options, progress, early);
 }
 
 } // namespace panoval::mosaic

@@ -6,6 +6,7 @@
 #include "mosaic/base/progress.h"
 #include "mosaic/pictures/corrections.h"
 #include "mosaic/pictures/pixel_block.h"
+#include "mosaic/seams/seam_cells.h"
 #include "mosaic/seams/seam_map.h"
 
 #include <cstddef>
@@ -29,10 +30,17 @@ struct SeamOptions {
 // About the most bytes that the search takes for itself.
 std::size_t seam_search_bytes(const Layout& layout, const std::vector<Overlap>& overlaps, const SeamOptions& options);
 
+// Whether the search may begin with the pictures before they are corrected, by what EarlyReduction does.
+bool may_reduce_early(const std::vector<Overlap>& overlaps, const SeamOptions& options);
+CellGrid seam_grid(const Layout& layout, const std::vector<Overlap>& overlaps, const SeamOptions& options);
+
 // Every covered pixel gets a picture that covers it; the others are nobody's. The result depends on nothing but the
 // pictures, their places and corrections, and the mode. Throws an Error (Failure::Memory) that names the least memory
 // where the options allow less.
+//
+// early  of the same layout on seam_grid(), where all pictures have been reduced already; null where they have not
 SeamMap find_seams(const Layout& layout, const std::vector<Overlap>& overlaps, const Corrections& corrections,
-                   PictureReader& reader, const SeamOptions& options, Progress& progress);
+                   PictureReader& reader, const SeamOptions& options, Progress& progress,
+                   EarlyReduction* early = nullptr);
 
 } // namespace panoval::mosaic

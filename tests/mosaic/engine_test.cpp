@@ -101,6 +101,63 @@ TEST(Engine, PixelsDoNotDependOnTheMemory)
     }
 }
 
+// Three rows of four pictures of 300 x 240, one of them with a thing of its own.
+std::unique_ptr<MemoryReader> twelve_pictures()
+{
+    const Scene scene = make_scene(1020, 600, {.seed = 6});
+    auto reader = std::make_unique<MemoryReader>(1020, 600);
+    for (std::int64_t i = 0; i < 12; ++i) {
+        const Cut cut{.rect = {i % 4 * 240, i / 4 * 180, 300, 240},
+                      .gain = 1 - 0.03 * static_cast<double>(i),
+                      .noise = 1,
+                      .seed = static_cast<std::uint64_t>(i)};
+        reader->add(cut.rect.x, cut.rect.y, take_picture(scene, cut));
+    }
+    for (std::int64_t i = 0; i < 20 * 40; ++i)
+        reader->pictures[5].at(15 + i % 20, 80 + i / 20, 0) = 3;
+    return reader;
+}
+
+// Where pictures do not stay in memory, the search for seams begins while they are read for their gains, if some do.
+TEST(Engine, GainsAndSeamsShareAReadingAndDoNotDependOnTheMemory)
+{
+    const auto reader = twelve_pictures();
+    PanovalMosaicOptions options = options_of(PANOVAL_MOSAIC_SEAMS_OPTIMAL);
+    options.gains = PANOVAL_MOSAIC_GAINS_AUTOMATIC;
+    options.bands = 3;
+    const Panorama whole = panorama_of(*reader, options);
+    MemoryHost host(*reader);
+    host.random_access = true;
+    Mosaic asked;
+    host.prepare(asked, options);
+    PanovalMosaicEstimate estimate{};
+    ASSERT_EQ(panoval_mosaic_estimate(asked.get(), &estimate), PANOVAL_MOSAIC_OK);
+    const auto readings = [&](Mosaic& mosaic, const std::vector<std::int32_t>& parts) {
+        host.prepare(mosaic, options);
+        for (const std::int32_t part : parts)
+            EXPECT_EQ(panoval_mosaic_measure(mosaic.get(), part), PANOVAL_MOSAIC_OK) << mosaic.error();
+        PanovalMosaicCounts counts{};
+        EXPECT_EQ(panoval_mosaic_counts(mosaic.get(), &counts), PANOVAL_MOSAIC_OK);
+        EXPECT_LE(counts.largest_memory, options.memory);
+        return counts.pictures;
+    };
+    for (const std::int64_t kept : {1, 6})
+        for (const int threads : {1, 3}) {
+            SCOPED_TRACE(testing::Message() << threads << " threads, " << kept << " pictures kept");
+            options.threads = threads;
+            options.memory = static_cast<std::int64_t>(estimate.least_memory) + kept * 300 * 240 * 3;
+            Mosaic together;
+            Mosaic apart;
+            const double once = readings(together, {PANOVAL_MOSAIC_MEASURE_SEAMS});
+            const double twice = readings(apart, {PANOVAL_MOSAIC_MEASURE_GAINS, PANOVAL_MOSAIC_MEASURE_SEAMS});
+            if (kept > 1) {
+                EXPECT_LT(once + 6, twice);
+            }
+            EXPECT_EQ(run(together), whole);
+            EXPECT_EQ(run(apart), whole);
+        }
+}
+
 TEST(Engine, HoldsTheBudgetAndReadsEachPictureOnce)
 {
     const auto reader = four_pictures(16);

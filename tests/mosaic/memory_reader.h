@@ -65,6 +65,7 @@ public:
     Layout layout;
     std::vector<MemoryPicture> pictures;
     std::atomic<std::int64_t> pixels_read{0};
+    bool is_large = true; // keeps all pictures
 
     MemoryReader(std::int64_t width, std::int64_t height, bool wraps = false)
     {
@@ -84,6 +85,8 @@ public:
         pictures.push_back(std::move(picture));
         return number;
     }
+
+    bool keeps_all() const override { return is_large; }
 
     void read(std::size_t number, const Rect& rect, PixelBlock& block) override
     {

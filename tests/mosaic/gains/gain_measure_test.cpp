@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <atomic>
 #include <bit>
 #include <cmath>
 #include <functional>
@@ -139,6 +140,28 @@ TEST(MeasureGains, TakesOutExposureStepsWhateverTheDepthAndBrightness)
 
 // What noise and rounding of that many samples allow for is 0.2 and 0.4 %, standard deviation. Sums alone are 0.7 and
 // 3 % off.
+// Every one, that without an overlap as well, and before the overlaps with later ones.
+TEST(MeasureGains, VisitEachPictureOnce)
+{
+    for (const std::size_t threads : {1u, 4u}) {
+        Taken set({.columns = 4});
+        set.reader.add(0, 0, MemoryPicture::blank(3, 2, set.reader.layout.channels, set.reader.layout.bits));
+        std::vector<std::atomic<int>> visits(set.reader.pictures.size());
+        NoProgress progress;
+        GainOptions options;
+        options.threads = threads;
+        const std::vector<Overlap> overlaps = set.overlaps();
+        const GainStatistics plain = measure_overlaps(set.reader.layout, overlaps, set.reader, options, progress);
+        const GainStatistics visited = measure_overlaps(set.reader.layout, overlaps, set.reader, options, progress,
+                                                        [&](std::size_t picture) { ++visits[picture]; });
+        for (const std::atomic<int>& count : visits)
+            EXPECT_EQ(count, 1);
+        ASSERT_EQ(visited.overlaps.size(), plain.overlaps.size());
+        for (std::size_t i = 0; i < plain.overlaps.size(); ++i)
+            EXPECT_EQ(visited.overlaps[i].all, plain.overlaps[i].all);
+    }
+}
+
 TEST(MeasureGains, AreNotMovedByNoiseThatIsCutOffAtBlack)
 {
     for (const double noise : {1.0, 2.0}) {

@@ -181,6 +181,41 @@ TEST(SeamCells, AreTheSameInPartsAndAtOnce)
         }
 }
 
+// Whoever reads the pictures for their gains has them reduced on the way, with masks and without.
+TEST(SeamCells, AreTheSameBeforeCorrectionsAreKnown)
+{
+    Random random(7);
+    for (const int bits : {8, 16})
+        for (const Mask mask : {Mask::None, Mask::Outline}) {
+            SCOPED_TRACE(testing::Message() << bits << " bits, mask " << static_cast<int>(mask));
+            MemoryReader reader(240, 170);
+            reader.add(7, 5, noise_picture(131, 149, 3, bits, mask, random));
+            reader.add(101, 9, noise_picture(139, 150, 3, bits, Mask::None, random));
+            const CellGrid grid(reader.layout, 4);
+            const std::vector<Overlap> overlaps = find_overlaps(reader.layout);
+            Corrections corrections = Corrections::none(reader.layout);
+            corrections.gains = {{0.8, 1.1, 1.3, 1}, {1.7, 0.9, 0.6, 1}};
+            corrections.falloff = {{-0.2, 0.05, -0.01}};
+            NoProgress progress;
+            const std::vector<ReducedPicture> at_once =
+                reduce_pictures(reader.layout, overlaps, corrections, grid, Features::OfAll, reader, 1, progress, 1);
+            EarlyReduction early(reader.layout, overlaps, grid, reader);
+            for (const std::size_t picture : {1, 0})
+                early.reduce(picture);
+            const std::vector<ReducedPicture> later = early.take(corrections, 2);
+            ASSERT_EQ(later.size(), 2U);
+            for (std::size_t i = 0; i < 2; ++i) {
+                const Rect& cells = at_once[i].cells();
+                expect_same_features(at_once[i], later[i], cells, 3);
+                for (std::int64_t y = 0; y < cells.height; ++y)
+                    for (std::int64_t x = 0; x < cells.width; ++x) {
+                        ASSERT_EQ(later[i].cover(y * cells.width + x), at_once[i].cover(y * cells.width + x));
+                        ASSERT_EQ(later[i].distance_at(x, y), at_once[i].distance_at(x, y));
+                    }
+            }
+        }
+}
+
 } // namespace
 
 } // namespace panoval::mosaic::test

@@ -204,6 +204,8 @@ TEST(SeamFind, ShowsOnceWhatStandsOutsideTheOverlapInOnePicture)
         paint_thing(reader, 1 - inside, seen);
         const SeamMap map = find(reader);
         EXPECT_EQ(part_owned(reader, map, 1 - inside, twice), 1.0) << "seed " << seed;
+        reader.is_large = false;
+        EXPECT_EQ(all_labels(find(reader)), all_labels(map)) << "seed " << seed << ", read less often";
         if (beside < 0) {
             EXPECT_EQ(part_owned(reader, map, 1 - inside, seen), 1.0) << "seed " << seed;
         }
