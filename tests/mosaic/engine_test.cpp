@@ -141,11 +141,11 @@ TEST(Engine, GainsAndSeamsShareAReadingAndDoNotDependOnTheMemory)
         EXPECT_LE(counts.largest_memory, options.memory);
         return counts.pictures;
     };
-    for (const std::int64_t kept : {1, 6})
+    for (const std::uint64_t kept : {1U, 6U})
         for (const int threads : {1, 3}) {
             SCOPED_TRACE(testing::Message() << threads << " threads, " << kept << " pictures kept");
             options.threads = threads;
-            options.memory = static_cast<std::int64_t>(estimate.least_memory) + kept * 300 * 240 * 3;
+            options.memory = estimate.least_memory + kept * 300 * 240 * 3;
             Mosaic together;
             Mosaic apart;
             const double once = readings(together, {PANOVAL_MOSAIC_MEASURE_SEAMS});

@@ -200,7 +200,7 @@ TEST(SeamCells, AreTheSameBeforeCorrectionsAreKnown)
             const std::vector<ReducedPicture> at_once =
                 reduce_pictures(reader.layout, overlaps, corrections, grid, Features::OfAll, reader, 1, progress, 1);
             EarlyReduction early(reader.layout, overlaps, grid, reader);
-            for (const std::size_t picture : {1, 0})
+            for (const std::size_t picture : {1U, 0U})
                 early.reduce(picture);
             const std::vector<ReducedPicture> later = early.take(corrections, 2);
             ASSERT_EQ(later.size(), 2U);
