@@ -336,12 +336,12 @@ void EarlyReduction::reduce(std::size_t picture)
 std::vector<ReducedPicture> EarlyReduction::take(const Corrections& corrections, std::size_t threads)
 {
     const FeatureCorrector corrector(work_->layout, corrections, work_->grid);
-    std::vector<ReducedPicture>& pictures = work_->pictures;
+    std::vector<ReducedPicture> pictures = std::move(work_->pictures);
     run_in_parallel(pictures.size(), threads, [&](std::size_t i) {
         corrector.correct(i, pictures[i]);
         pictures[i].measure_mask_distances(work_->grid.cell);
     });
-    return std::move(pictures);
+    return pictures;
 }
 
 std::vector<ReducedPicture> reduce_pictures(const Layout& layout, const std::vector<Overlap>& overlaps,
