@@ -320,7 +320,8 @@ Engine::Work& Engine::work()
     const std::lock_guard lock(work_mutex_);
     if (work_ == nullptr) {
         const std::uint64_t bytes = blending_store();
-        work_ = std::make_unique<Work>(*host_, *plan_, meter_, StoreBudget{bytes, bytes, true});
+        const std::uint64_t least = std::min(bytes, searching_store().value_or(bytes));
+        work_ = std::make_unique<Work>(*host_, *plan_, meter_, StoreBudget{bytes, least, true});
     }
     return *work_;
 }

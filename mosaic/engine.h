@@ -8,6 +8,7 @@
 #include "mosaic/gains/gain_solve.h"
 #include "mosaic/pictures/picture_store.h"
 #include "mosaic/plan.h"
+#include "mosaic/seams/seam_find.h"
 #include "mosaic/tiles/memory_plan.h"
 #include "mosaic/verdict/verdict.h"
 #include "panoval_mosaic.h"
@@ -73,6 +74,8 @@ private:
     std::uint64_t least_budget(Delivery delivery) const;
     MemoryNeeds needs() const;
     std::uint64_t blending_store() const;
+    SeamOptions search_options() const;
+    std::optional<std::uint64_t> searching_store() const;
     Work& work();
     void drop_work();
     const TileBlender& blender();

@@ -138,21 +138,35 @@ void Engine::take_statistics(GainStatistics statistics)
     plan_->statistics = std::move(result.statistics);
 }
 
-// Sets memory aside for the search.
-std::unique_ptr<Engine::SeamWork> Engine::prepare_seams()
+// On as many threads as leave the pictures the least that they need.
+SeamOptions Engine::search_options() const
 {
-    const std::uint64_t least = least_seam_budget();
-    if (memory() < least)
-        fail(Failure::Memory, "the budget of ", memory(), " bytes does not hold the search for seams; expected ", least,
-             " or more");
-    const std::uint64_t others = least - seam_memory();
+    const std::uint64_t others = least_seam_budget() - seam_memory();
     SeamOptions options = seam_options(plan_->settings, threads());
     const auto needed = [&] { return seam_search_bytes(plan_->layout, overlaps_, options); };
     while (options.threads > 1 && needed() + others > memory())
         --options.threads;
     options.memory = needed();
-    work().store.set_budget(static_cast<std::size_t>(memory() - options.memory - needs().seam_bytes));
-    return std::make_unique<SeamWork>(meter_, options);
+    return options;
+}
+
+// What is left for pictures during the search; nothing where there is none to come, or the memory does not hold it.
+std::optional<std::uint64_t> Engine::searching_store() const
+{
+    if (least_seam_budget() == 0 || memory() < least_seam_budget())
+        return std::nullopt;
+    return memory() - search_options().memory - needs().seam_bytes;
+}
+
+// Sets memory aside for the search.
+std::unique_ptr<Engine::SeamWork> Engine::prepare_seams()
+{
+    const std::optional<std::uint64_t> left = searching_store();
+    if (!left)
+        fail(Failure::Memory, "the budget of ", memory(), " bytes does not hold the search for seams; expected ",
+             least_seam_budget(), " or more");
+    work().store.set_budget(static_cast<std::size_t>(*left));
+    return std::make_unique<SeamWork>(meter_, search_options());
 }
 
 // Where pictures do not stay in memory, but some of them do while their overlaps are read for the gains, has them
@@ -160,12 +174,11 @@ std::unique_ptr<Engine::SeamWork> Engine::prepare_seams()
 std::unique_ptr<Engine::SeamWork> Engine::begin_seams()
 {
     constexpr std::uint64_t kPicturesKept = 4; // two that overlap, and what is left of others
-    if (!may_reduce_early(overlaps_, seam_options(plan_->settings, 1)) || memory() < least_seam_budget())
+    const std::optional<std::uint64_t> left = searching_store();
+    if (work().store.keeps_all() || !left || !may_reduce_early(overlaps_, search_options()))
         return nullptr;
-    const std::uint64_t left = memory() - seam_memory() - needs().seam_bytes;
     const std::uint64_t all = PictureStore::bytes_of_all(plan_->layout, plan_->traits);
-    const std::uint64_t some = all / plan_->layout.pictures.size() * kPicturesKept;
-    if (left >= all || left < some)
+    if (*left < all / plan_->layout.pictures.size() * kPicturesKept)
         return nullptr;
     std::unique_ptr<SeamWork> seams = prepare_seams();
     seams->early.emplace(plan_->layout, overlaps_, seam_grid(plan_->layout, overlaps_, seams->options), work().store);

@@ -156,11 +156,11 @@ void Crew::finish_beside()
     done->job.pieces.rethrow();
 }
 
-// So many helpers in all; the mutex is held.
+// So many helpers in all, unless the crew ends already and waits for those that there are; the mutex is held.
 void Crew::hire(std::size_t helpers)
 {
     try {
-        while (helpers_.size() < helpers)
+        while (!has_ended_ && helpers_.size() < helpers)
             helpers_.emplace_back([this] { serve(); });
     } catch (const std::system_error&) {
         // The system gives no more threads: those that there are do all of it.

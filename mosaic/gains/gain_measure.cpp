@@ -85,7 +85,7 @@ public:
 private:
     // Some rows of an overlap's blocks, or a picture that is to be visited.
     struct Part {
-        std::size_t pair; // or picture
+        std::size_t number; // of the pair, or of the picture
         std::size_t first;
         std::size_t end;
         bool is_visit = false;
@@ -128,15 +128,15 @@ private:
         run_in_parallel(parts.size(), options_.threads, [&](std::size_t i) {
             Part& part = parts[i];
             if (part.is_visit)
-                visit_(part.pair);
+                visit_(part.number);
             else
-                part.totals = sum_blocks(layout_, overlaps_[part.pair], part.first, part.end, reader_, *strips.take(),
-                                         pairs_[part.pair].blocks);
+                part.totals = sum_blocks(layout_, overlaps_[part.number], part.first, part.end, reader_, *strips.take(),
+                                         pairs_[part.number].blocks);
             progress_.report(Phase::Gains, static_cast<double>(++done) / static_cast<double>(parts.size() + 1));
         });
         for (const Part& part : parts)
             if (!part.is_visit)
-                add_totals(part.totals, pairs_[part.pair].blocks);
+                add_totals(part.totals, pairs_[part.number].blocks);
         run_in_parallel(pairs_.size(), options_.threads, [&](std::size_t p) {
             Pair& pair = pairs_[p];
             pair.radii = block_radii(layout_, overlaps_[p], pair.blocks);

@@ -92,14 +92,15 @@ PictureStore::PictureStore(const Layout& layout, const std::vector<PictureTraits
 {
     for (std::size_t i = 0; i < layout.pictures.size(); ++i)
         set_up(i, layout, traits[i]);
+    std::size_t bands = 0;
     bool is_all_random = true;
     for (const Picture& picture : pictures_) {
-        bands_ += picture.bands();
+        bands += picture.bands();
         is_all_random = is_all_random && picture.random_access;
     }
-    all_fit_ = bands_ <= budget.least_bytes / pool_.block_bytes();
+    all_fit_ = bands <= budget.least_bytes / pool_.block_bytes();
     if (all_fit_)
-        pool_.expect(bands_);
+        pool_.expect(bands);
     if (!all_fit_ && !is_all_random && budget.may_use_scratch)
         has_scratch_ = scratch_.open();
 }
@@ -168,7 +169,7 @@ void PictureStore::read(std::size_t picture, const Rect& rect, PixelBlock& block
 bool PictureStore::hold(std::size_t picture, const Rect& rect, HeldRows& rows)
 {
     rows.clear();
-    if (!keeps_all())
+    if (!all_fit_)
         return false;
     const Picture& from = pictures_[picture];
     const auto skipped = static_cast<std::size_t>(rect.x * channels_ * sample_bytes_);
@@ -218,7 +219,7 @@ void PictureStore::copy_plane(std::size_t picture, const Rect& rect, std::size_t
 
 void PictureStore::load(const std::vector<RowRange>& ranges, std::size_t threads)
 {
-    if (!keeps_all())
+    if (!all_fit_)
         return;
     run_in_parallel(ranges.size(), threads, [&](std::size_t i) {
         const RowRange& range = ranges[i];
@@ -294,8 +295,6 @@ void PictureStore::set_budget(std::size_t bytes)
         const std::lock_guard lock(mutex_);
         budget_ = bytes;
     }
-    if (!keeps_all())
-        pool_.expect(0);
     pool_.shrink(most_blocks());
     while (pool_.blocks() > most_blocks() && evict_one())
         pool_.shrink(most_blocks());

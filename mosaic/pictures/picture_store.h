@@ -54,7 +54,7 @@ public:
 
     void read(std::size_t picture, const Rect& rect, PixelBlock& block) override;
     bool hold(std::size_t picture, const Rect& rect, HeldRows& rows) override;
-    bool keeps_all() const override { return all_fit_ && bands_ <= most_blocks(); }
+    bool keeps_all() const override { return all_fit_; }
 
     void read_mask(std::size_t picture, const Rect& rect, std::uint8_t* out) override;
     bool read_keep(std::size_t picture, const Rect& rect, std::uint8_t* out) override;
@@ -137,7 +137,6 @@ private:
     const int sample_bytes_;
     BlockPool pool_;
     std::deque<Picture> pictures_;
-    std::size_t bands_ = 0; // of all pictures
     bool all_fit_ = false;  // into the least memory that the store will have
 
     mutable std::mutex mutex_; // of what follows, and of the pictures' slots

@@ -335,11 +335,12 @@ void EarlyReduction::reduce(std::size_t picture)
 
 std::vector<ReducedPicture> EarlyReduction::take(const Corrections& corrections, std::size_t threads)
 {
-    const FeatureCorrector corrector(work_->layout, corrections, work_->grid);
-    std::vector<ReducedPicture> pictures = std::move(work_->pictures);
+    const std::unique_ptr<Work> work = std::move(work_); // goes, with the room for sums
+    const FeatureCorrector corrector(work->layout, corrections, work->grid);
+    std::vector<ReducedPicture> pictures = std::move(work->pictures);
     run_in_parallel(pictures.size(), threads, [&](std::size_t i) {
         corrector.correct(i, pictures[i]);
-        pictures[i].measure_mask_distances(work_->grid.cell);
+        pictures[i].measure_mask_distances(work->grid.cell);
     });
     return pictures;
 }

@@ -27,12 +27,19 @@ constexpr std::int64_t kBoxSlack = 3;       // cells that two views of a thing m
 constexpr float kAnyRatio = std::numeric_limits<float>::max();
 constexpr float kClearPart = 0.125f; // of the mean ratio of a place, what belongs to the thing
 
-// Square of the difference between the first picture's cell and the second one's.
+// Square of the difference between the first picture's cell and the second one's, both of which the pictures share:
+// whether others have features depends on how the pictures were reduced.
 std::optional<float> compare(const CellCosts& costs, const PicturePair& pair, const ThingCell& a, const ThingCell& b)
 {
     const std::int64_t column_a = costs.grid().column_inside(a.x);
     const std::int64_t column_b = costs.grid().column_inside(b.x);
     if (column_a < 0 || column_b < 0)
+        return std::nullopt;
+    const auto is_shared = [&](std::int64_t column, std::int64_t row) {
+        return costs.pictures()[pair.first].index(column, row) >= 0 &&
+               costs.pictures()[pair.second].index(column, row) >= 0;
+    };
+    if (!is_shared(column_a, a.y) || !is_shared(column_b, b.y))
         return std::nullopt;
     const float ratio = costs.ratio_between(pair, column_a, a.y, column_b, b.y);
     return ratio < 0 ? std::nullopt : std::optional(ratio);

@@ -4,10 +4,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <condition_variable>
 #include <mutex>
 #include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace panoval::mosaic::test
@@ -153,6 +155,26 @@ TEST(MosaicParallel, ThrowsWhatWorkBesideHasThrownWhenThatIsFinished)
         EXPECT_THROW(crew.finish_beside(), std::runtime_error);
         run_in_parallel(10, threads, [&](std::size_t) { ++done; });
         EXPECT_EQ(done, 20);
+    }
+}
+
+// As a call does that fails while others still look at overlaps.
+TEST(MosaicParallel, ACrewThatEndsHiresNobodyForWorkThatGoesOn)
+{
+    for (int turn = 0; turn < 5; ++turn) {
+        std::atomic<bool> has_begun{false};
+        std::atomic<int> done{0};
+        {
+            Crew crew(4);
+            crew.begin_beside(1, [&](std::size_t) {
+                has_begun = true;
+                std::this_thread::sleep_for(std::chrono::milliseconds(20)); // till the crew waits for this one
+                run_in_parallel(6, 4, [&](std::size_t) { ++done; });
+            });
+            while (!has_begun)
+                std::this_thread::yield();
+        }
+        EXPECT_EQ(done, 6);
     }
 }
 

@@ -138,8 +138,6 @@ TEST(MeasureGains, TakesOutExposureStepsWhateverTheDepthAndBrightness)
                 }
 }
 
-// What noise and rounding of that many samples allow for is 0.2 and 0.4 %, standard deviation. Sums alone are 0.7 and
-// 3 % off.
 // Every one, that without an overlap as well, and before the overlaps with later ones.
 TEST(MeasureGains, VisitEachPictureOnce)
 {
@@ -162,6 +160,8 @@ TEST(MeasureGains, VisitEachPictureOnce)
     }
 }
 
+// What noise and rounding of that many samples allow for is 0.2 and 0.4 %, standard deviation. Sums alone are 0.7 and
+// 3 % off.
 TEST(MeasureGains, AreNotMovedByNoiseThatIsCutOffAtBlack)
 {
     for (const double noise : {1.0, 2.0}) {

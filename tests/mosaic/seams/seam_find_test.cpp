@@ -212,6 +212,50 @@ TEST(SeamFind, ShowsOnceWhatStandsOutsideTheOverlapInOnePicture)
     }
 }
 
+// A thing that stands in the overlap in one picture and reaches a little beyond it in the other, before a background
+// that gets darker, looks for itself where only one picture is.
+TEST(SeamFind, DoesNotDependOnWhatIsReducedBesideThings)
+{
+    panoval::test::Random random(37);
+    for (int i = 0; i < 24; ++i) {
+        SCOPED_TRACE(i);
+        const std::int64_t width = 2 * random.integer(8, 22);
+        const std::int64_t height = 2 * random.integer(8, 22);
+        const Rect inside{2 * random.integer(215, 265), 2 * random.integer(30, 150), width, height};
+        const std::int64_t beyond = 2 * random.integer(1, 3);
+        const bool is_above = inside.y < 180;
+        const std::int64_t row = is_above ? 2 * random.integer(130, 170) : 2 * random.integer(10, 50);
+        const Rect outside{600 - width + beyond, row, width, height};
+        const double slope = -70.0 / static_cast<double>(row - inside.y);
+        const auto level = static_cast<double>(random.integer(170, 250));
+        const double ground = level - static_cast<double>(random.integer(60, 110));
+        const auto noise_at = [&](std::int64_t x, std::int64_t y) {
+            return static_cast<double>((x / 2 * 7919 + y / 2 * 104729) % 9 - 4);
+        };
+        SeamReader reader(1000, 420);
+        for (const std::int64_t left : {0, 400}) {
+            MemoryPicture picture = MemoryPicture::blank(600, 420, 3, 8);
+            const Rect& thing = left == 0 ? inside : outside;
+            for (std::int64_t y = 0; y < 420; ++y)
+                for (std::int64_t x = 0; x < 600; ++x) {
+                    const std::int64_t dx = left + x - thing.x;
+                    const std::int64_t dy = y - thing.y;
+                    const bool is_thing = dx >= 0 && dx < width && dy >= 0 && dy < height;
+                    const double middle = static_cast<double>(inside.y) + 0.5 * static_cast<double>(height);
+                    const double value =
+                        is_thing ? level + noise_at(dx, dy + 99)
+                                 : ground + (static_cast<double>(y) - middle) * slope + noise_at(left + x, y);
+                    for (int c = 0; c < 3; ++c)
+                        picture.at(x, y, c) = static_cast<std::uint16_t>(std::clamp(value, 0.0, 255.0));
+                }
+            reader.add(left, 0, std::move(picture));
+        }
+        const std::vector<std::int32_t> labels = all_labels(find(reader));
+        reader.is_large = false;
+        EXPECT_EQ(all_labels(find(reader)), labels);
+    }
+}
+
 TEST(SeamFind, ShowsAThingOnceThatStandsBeyondTheEdgeOfACanvasThatGoesRound)
 {
     for (const std::size_t inside : {0u, 2u}) {
