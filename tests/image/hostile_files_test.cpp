@@ -3,6 +3,7 @@
 // circles, and sizes that do not go together. Each is refused by a message that says why, before any of it is decoded.
 #include "image/image_read.h"
 #include "image/row_reader.h"
+#include "tests/image/file_bytes.h"
 #include "tests/support/scratch_folder.h"
 
 #include <gtest/gtest.h>
@@ -15,20 +16,6 @@ namespace panoval::image::test
 
 namespace
 {
-
-std::string little_endian(std::uint64_t value, int bytes)
-{
-    std::string text;
-    for (int i = 0; i < bytes; ++i)
-        text += static_cast<char>(value >> (8 * i) & 255);
-    return text;
-}
-
-std::string big_endian(std::uint32_t value, int bytes)
-{
-    std::string text = little_endian(value, bytes);
-    return {text.rbegin(), text.rend()};
-}
 
 std::string png_chunk(const std::string& kind, const std::string& data)
 {

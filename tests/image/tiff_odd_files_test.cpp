@@ -4,6 +4,7 @@
 #include "image/image_read.h"
 #include "image/image_write.h"
 #include "image/row_reader.h"
+#include "tests/image/file_bytes.h"
 #include "tests/support/scratch_folder.h"
 
 #include <gtest/gtest.h>
@@ -14,14 +15,6 @@ namespace panoval::image::test
 
 namespace
 {
-
-std::string little_endian(std::uint64_t value, int bytes)
-{
-    std::string text;
-    for (int i = 0; i < bytes; ++i)
-        text += static_cast<char>(value >> (8 * i) & 255);
-    return text;
-}
 
 using Tags = std::vector<std::pair<int, std::uint32_t>>;
 
