@@ -16,6 +16,14 @@ namespace
 
 } // namespace
 
+std::string compression_choices()
+{
+    std::string choices;
+    for (const std::string& name : image::compression_names())
+        choices += (choices.empty() ? "" : ", ") + name + (name == "none" ? " (default)" : "");
+    return choices;
+}
+
 image::WriteOptions write_options(const FormatOptions& options, const std::string& output, bool has_alpha)
 {
     const image::FileKind kind = image::output_format_of(output).kind;

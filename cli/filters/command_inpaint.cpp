@@ -46,7 +46,7 @@ const char* const kExplanation =
 const char* const kExamples =
     "Examples:\n"
     "  panoval inpaint old-photo.png --mask scratches.png -o repaired.png\n"
-    "  panoval inpaint --files-from list.txt --mask '{path}-mask.png' -o '{path}-repaired.png' --jobs 4\n"
+    "  panoval inpaint --files-from list.txt --mask \"{path}-mask.png\" -o \"{path}-repaired.png\" --jobs 4\n"
     "  panoval inpaint cut-out.png -o filled.png --range 8\n"
     "\n";
 

@@ -184,7 +184,7 @@ void add_edges_command(CLI::App& program)
         "Examples:\n"
         "  panoval edges photo.jpg -o edges.png\n"
         "  panoval edges photo.jpg -o coarse.png --sigma 3 --high 0.95\n"
-        "  panoval edges shots/*.png -o '{path}-edges.tif' --jobs 4 --resume\n"
+        "  panoval edges shots/*.png -o \"{path}-edges.tif\" --jobs 4 --resume\n"
         "  panoval edges - -o - <photo.jpg >edges.png\n");
     // Larger sigmas than the picture is wide only cost time.
     command.add_option("--sigma", options->edges.sigma, "Smoothing before, in pixels (default 1)")

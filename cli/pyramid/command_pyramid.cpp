@@ -3,6 +3,7 @@
 #include "cli/pyramid/command_pyramid.h"
 
 #include "cli/base/errors.h"
+#include "cli/base/write_options.h"
 #include "cli/pyramid/pyramid.h"
 #include "image/formats.h"
 #include "image/row_writer.h"
@@ -57,9 +58,7 @@ void add_pyramid_command(CLI::App& program)
     command.add_option("--depth", options->depth, "Bits per sample of OUT, 8 or 16; without it as INPUT has")
         ->check(CLI::IsMember({"8", "16"}))
         ->type_name("BITS");
-    command
-        .add_option("--compression", options->compression,
-                    "Of a TIFF file: none (default), lzw, deflate or zstd, as far as this build has them")
+    command.add_option("--compression", options->compression, "Of a TIFF file: " + compression_choices())
         ->check(CLI::IsMember(image::compression_names()))
         ->type_name("HOW");
     command

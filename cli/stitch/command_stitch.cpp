@@ -3,6 +3,7 @@
 #include "cli/stitch/command_stitch.h"
 
 #include "cli/base/errors.h"
+#include "cli/base/write_options.h"
 #include "cli/stitch/stitch.h"
 #include "image/formats.h"
 #include "image/image_read.h"
@@ -37,7 +38,8 @@ const char* const kOfPictures =
     "\n"
     "Pictures must be aligned already: stitch moves and bends nothing. A grey mask counts as covered where it is not "
     "0;\n"
-    "feather weighs a pixel by its distance from what is not covered, the grey itself does not count.\n"
+    "feather weighs a pixel by its distance from what is not covered, the grey itself does not count. With --seams\n"
+    "none, multi-band blending weighs a pixel by its grey.\n"
     "\n"
     "Brightness: every picture gets a gain, so that overlapping pictures agree; one a channel where the white balance\n"
     "differs clearly, or as --gains-per says. --vignetting takes the darkening towards the corners out. --gains FILE\n"
@@ -218,11 +220,12 @@ void add_stitch_command(CLI::App& program)
         ->type_name("BITS");
     command
         .add_option("--compression", options->compression,
-                    "Of a TIFF panorama: none (default), lzw, deflate or zstd, as far as this build has them; of a "
-                    ".zarr: deflate (default) or none")
+                    "Of a TIFF panorama: " + compression_choices() + "; of a .zarr: deflate (default) or none")
         ->check(CLI::IsMember(image::compression_names()))
         ->type_name("HOW");
-    command.add_option("--quality", options->quality, "Of a JPEG panorama, 1 to 100; 93 without it")
+    command
+        .add_option("--quality", options->quality,
+                    "Of a JPEG panorama, or Deep Zoom without alpha, 1 to 100; 93 without it")
         ->check(CLI::Range(1, 100))
         ->type_name("N");
     command.add_flag("--pyramid", options->wants_pyramid,

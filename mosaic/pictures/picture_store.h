@@ -137,7 +137,7 @@ private:
     const int sample_bytes_;
     BlockPool pool_;
     std::deque<Picture> pictures_;
-    bool all_fit_ = false;  // into the least memory that the store will have
+    bool all_fit_ = false; // into the least memory that the store will have
 
     mutable std::mutex mutex_; // of what follows, and of the pictures' slots
     std::list<Key> used_;      // the one used last in front

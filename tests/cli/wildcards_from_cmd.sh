@@ -44,4 +44,14 @@ if panoval_in_cmd smooth '*.tif' -o '{path}-smooth.png' 2>message; then
     exit 1
 fi
 grep -q '\*\.tif' message || { cat message; echo "a wildcard without files is not named"; exit 1; }
-echo "cmd hands wildcards on, and they become files"
+
+# The interpreter takes apostrophes for part of a name.
+for command in stitch pyramid ellipses inpaint edges smooth threshold gradient distance; do
+    "$run" "$2/panoval.exe" "$command" --help </dev/null >help
+    grep -q '^Examples\{0,1\}:' help || { echo "$command --help shows no example"; exit 1; }
+    if grep -n "'[^ ]*[{*]" help; then
+        echo "$command --help: names in apostrophes, which this system's interpreter hands on"
+        exit 1
+    fi
+done
+echo "cmd hands wildcards on, and they become files; help quotes names as it does"
