@@ -40,6 +40,18 @@ Panorama panorama_of(const MemoryReader& reader, const PanovalMosaicOptions& opt
     return panorama;
 }
 
+// The least budget, of a megabyte or more.
+std::uint64_t least_memory(const MemoryReader& reader, PanovalMosaicOptions options)
+{
+    options.memory = 0;
+    MemoryHost host(reader);
+    Mosaic mosaic;
+    host.prepare(mosaic, options);
+    PanovalMosaicNeeds needs{};
+    EXPECT_EQ(panoval_mosaic_needs(mosaic.get(), &needs), PANOVAL_MOSAIC_OK) << mosaic.error();
+    return std::max<std::uint64_t>(1 << 20, needs.least_memory);
+}
+
 struct Way {
     int seams;
     int blend;
@@ -61,6 +73,7 @@ TEST(Engine, PixelsDoNotDependOnTilesThreadsAndReading)
         for (const int tile_size : {16, 23, 64, 1000}) {
             options.tile_size = tile_size;
             options.threads = 1 + static_cast<int>(turn++ % 4);
+            options.memory = seed % 8 < 4 ? 0 : least_memory(*reader, options);
             EXPECT_EQ(panorama_of(*reader, options, turn % 3 == 0, seed % 3 == 0, tile_size - 700), whole)
                 << "seed " << seed << ", tiles of " << tile_size << ", threads " << options.threads;
         }
@@ -82,8 +95,9 @@ std::unique_ptr<MemoryReader> four_pictures(int bits)
 
 TEST(Engine, PixelsDoNotDependOnTheMemory)
 {
-    for (const Way& way : kWays) {
-        const auto reader = four_pictures(8);
+    for (std::size_t i = 0; i < 2 * std::size(kWays); ++i) {
+        const Way& way = kWays[i / 2];
+        const auto reader = four_pictures(i % 2 == 0 ? 8 : 16);
         PanovalMosaicOptions options = options_of(way.seams, way.blend);
         options.bands = 3;
         const Panorama whole = panorama_of(*reader, options);
