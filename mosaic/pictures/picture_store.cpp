@@ -17,6 +17,9 @@ constexpr std::size_t kLargestBlock = std::size_t{1} << 20;
 constexpr std::size_t kSmallestBlock = std::size_t{1} << 14;
 constexpr std::size_t kBlocksInBudget = 64;
 
+// Blocks are whole ones: they lie one behind the other, and samples of 16 bit in them at even addresses.
+constexpr std::size_t kLine = 64;
+
 // Each thread holds a block while it copies from it and fills another one meanwhile.
 constexpr std::size_t kBlocksPerThread = 2;
 
@@ -38,12 +41,18 @@ RowSizes row_sizes(const Layout& layout, std::size_t picture, const PictureTrait
             traits.has_keep ? width : 0};
 }
 
+std::size_t whole_lines(std::size_t bytes)
+{
+    return (bytes + kLine - 1) / kLine * kLine;
+}
+
+// In whole lines.
 std::size_t longest_row(const Layout& layout, const std::vector<PictureTraits>& traits)
 {
     std::size_t longest = 1;
     for (std::size_t i = 0; i < layout.pictures.size(); ++i)
         longest = std::max(longest, row_sizes(layout, i, traits[i]).all());
-    return longest;
+    return whole_lines(longest);
 }
 
 std::size_t largest_picture(const Layout& layout, const std::vector<PictureTraits>& traits)
@@ -58,8 +67,10 @@ std::size_t largest_picture(const Layout& layout, const std::vector<PictureTrait
 // A block holds rows of one picture, so that one larger than all of them would never be full.
 std::size_t choose_block(const Layout& layout, const std::vector<PictureTraits>& traits, std::size_t budget)
 {
-    const std::size_t of_budget = std::clamp(budget / kBlocksInBudget, kSmallestBlock, kLargestBlock);
-    const std::size_t wanted = std::min(of_budget, std::max(largest_picture(layout, traits), kSmallestBlock));
+    const std::size_t part = budget / kBlocksInBudget / kLine * kLine;
+    const std::size_t of_budget = std::clamp(part, kSmallestBlock, kLargestBlock);
+    const std::size_t largest = whole_lines(largest_picture(layout, traits));
+    const std::size_t wanted = std::min(of_budget, std::max(largest, kSmallestBlock));
     return std::max(wanted, longest_row(layout, traits));
 }
 
