@@ -118,6 +118,10 @@ void MinimumCut::reset(std::size_t count)
     pull_.assign(count, 0);
     links_.clear();
     links_.reserve(2 * count); // each node has two neighbours of a higher number at most
+    for (Chains* const chains : {&rows_, &columns_}) {
+        chains->forth.assign(count, -1);
+        chains->back.assign(count, -1);
+    }
 }
 
 void MinimumCut::draw_to_first(std::size_t node, std::int32_t cost)
@@ -127,7 +131,50 @@ void MinimumCut::draw_to_first(std::size_t node, std::int32_t cost)
 
 void MinimumCut::link(std::size_t a, std::size_t b, std::int32_t cost)
 {
-    links_.push_back({static_cast<std::int32_t>(a), static_cast<std::int32_t>(b), cost});
+    links_.push_back(
+        {static_cast<std::int32_t>(std::min(a, b)), static_cast<std::int32_t>(std::max(a, b)), cost, cost});
+    add_to_chains(static_cast<std::int32_t>(links_.size()) - 1);
+}
+
+void MinimumCut::add_to_chains(std::int32_t link)
+{
+    const Link& l = links_[static_cast<std::size_t>(link)];
+    Chains& chains = l.b == l.a + 1 ? rows_ : columns_;
+    std::int32_t& forth = chains.forth[static_cast<std::size_t>(l.a)];
+    std::int32_t& back = chains.back[static_cast<std::size_t>(l.b)];
+    if (forth < 0 && back < 0)
+        forth = back = link;
+}
+
+// What can flow along a chain from nodes drawn to the first part to nodes drawn to the second does: the former and the
+// latter are drawn less, and the links' costs change so that all cuts get cheaper by the same amount. The cuts that are
+// cheapest remain the same ones, and little is left for the solver to find.
+void MinimumCut::push_along(const std::vector<std::int32_t>& chain, std::int32_t Link::*to, std::int32_t Link::*cost,
+                            std::int32_t Link::*cost_back)
+{
+    const std::size_t nodes = pull_.size();
+    const bool is_rising = to == &Link::b;
+    const auto step = [&](std::size_t i) { return is_rising ? i : nodes - 1 - i; };
+    // What each node, and those behind it, can take.
+    for (std::size_t i = nodes; i-- > 0;) {
+        const std::size_t node = step(i);
+        demand_[node] = std::max(-pull_[node], 0);
+        if (const std::int32_t number = chain[node]; number >= 0) {
+            const Link& l = links_[static_cast<std::size_t>(number)];
+            demand_[node] += std::min(l.*cost, demand_[static_cast<std::size_t>(l.*to)]);
+        }
+    }
+    for (std::size_t i = 0; i < nodes; ++i) {
+        const std::size_t node = step(i);
+        if (pull_[node] <= 0 || chain[node] < 0)
+            continue;
+        Link& l = links_[static_cast<std::size_t>(chain[node])];
+        const std::int32_t flow = std::min({pull_[node], l.*cost, demand_[static_cast<std::size_t>(l.*to)]});
+        pull_[node] -= flow;
+        pull_[static_cast<std::size_t>(l.*to)] += flow;
+        l.*cost -= flow;
+        l.*cost_back += flow;
+    }
 }
 
 void MinimumCut::add_edge(std::int32_t from, std::int32_t to, std::int32_t forth, std::int32_t back)
@@ -166,7 +213,7 @@ void MinimumCut::build()
     reverse_.resize(edge_count);
     residual_.resize(edge_count);
     for (const Link& l : links_)
-        add_edge(l.a, l.b, l.cost, l.cost);
+        add_edge(l.a, l.b, l.forth, l.back);
     for (std::size_t i = 0; i < nodes; ++i)
         if (pull_[i] > 0)
             add_edge(static_cast<std::int32_t>(source), static_cast<std::int32_t>(i), pull_[i], 0);
@@ -176,6 +223,11 @@ void MinimumCut::build()
 
 void MinimumCut::solve()
 {
+    demand_.resize(pull_.size());
+    for (const Chains* const chains : {&rows_, &columns_}) {
+        push_along(chains->forth, &Link::b, &Link::forth, &Link::back);
+        push_along(chains->back, &Link::a, &Link::back, &Link::forth);
+    }
     build();
     const std::size_t nodes = pull_.size();
     parent_.assign(nodes + 2, 0);

@@ -36,17 +36,31 @@ public:
     bool is_first(std::size_t node) const { return is_first_[node] != 0; }
 
 private:
+    // a < b. What it costs to have a in the first part and b in the second, and the other way round.
     struct Link {
         std::int32_t a;
         std::int32_t b;
-        std::int32_t cost;
+        std::int32_t forth;
+        std::int32_t back;
+    };
+    // Links of which at most one leads from each node to a higher one, and one to a lower.
+    struct Chains {
+        std::vector<std::int32_t> forth; // of each node, number of the link to a higher one, or -1
+        std::vector<std::int32_t> back;  // to a lower one
     };
 
+    void add_to_chains(std::int32_t link);
+    // Along one link after the other, each to the node `to`.
+    void push_along(const std::vector<std::int32_t>& chain, std::int32_t Link::*to, std::int32_t Link::*cost,
+                    std::int32_t Link::*cost_back);
     void build();
     void add_edge(std::int32_t from, std::int32_t to, std::int32_t forth, std::int32_t back);
 
     std::vector<std::int32_t> pull_; // of each node to the first part
     std::vector<Link> links_;
+    Chains rows_;                      // of nodes that follow one another
+    Chains columns_;                   // of others
+    std::vector<std::int32_t> demand_; // what may flow into each node
 
     // The graph as the solver sees it: two more vertices, and directed edges sorted by their first vertex.
     std::vector<std::int32_t> first_edge_;

@@ -127,6 +127,34 @@ TEST(SeamCut, LeavesNodesThatMayNotMoveWhereTheyAre)
     EXPECT_EQ(graph.cut(solver), 0b100u) << "the cheaper link is cut";
 }
 
+// Flow that is pushed from node to node adds up in what draws them; links in every order and direction.
+TEST(SeamCut, TheLargestCostsDoNotOverflow)
+{
+    Random random(3);
+    MinimumCut solver;
+    for (int i = 0; i < 300; ++i) {
+        const auto nodes = static_cast<std::size_t>(random.integer(1, 24));
+        solver.reset(nodes);
+        reference::SeamCut twin(nodes);
+        for (std::size_t node = 0; node < nodes; ++node) {
+            const auto pull = static_cast<std::int32_t>(random.integer(-1, 1)) * kUncuttable;
+            solver.draw_to_first(node, pull);
+            twin.draw_to_first(node, pull);
+        }
+        for (std::size_t a = nodes; a-- > 0;)
+            for (std::size_t b = 0; b < a; ++b)
+                if (b + 1 == a || random.integer(0, 5) == 0) {
+                    const auto cost = static_cast<std::int32_t>(random.integer(0, kUncuttable));
+                    solver.link(a, b, cost);
+                    twin.link(a, b, cost);
+                }
+        solver.solve();
+        const std::vector<bool> first = twin.solve();
+        for (std::size_t node = 0; node < nodes; ++node)
+            ASSERT_EQ(solver.is_first(node), first[node]) << "graph " << i << ", node " << node;
+    }
+}
+
 TEST(SeamCut, AddsUpWhatDrawsANode)
 {
     MinimumCut solver;
