@@ -3,7 +3,6 @@
 
 #include "blend/border.h"
 #include "blend/level_rows.h"
-#include "blend/pyramid_rows.h"
 
 namespace panoval
 {
@@ -33,15 +32,6 @@ Expander::Rows Expander::around(std::int32_t y) noexcept
     const float* const above = across(middle - 1);
     const float* const at = across(middle);
     return {{above, at, across(middle + 1)}};
-}
-
-void Expander::expand_row(std::int32_t y, float* dst) noexcept
-{
-    const Rows rows = around(y);
-    if (y % 2 == 0)
-        expand_down_even(rows.row, length_, dst);
-    else
-        expand_down_odd(rows.row + 1, length_, dst);
 }
 
 } // namespace panoval

@@ -25,13 +25,11 @@ public:
     void start(const Matf& src, std::int32_t width) noexcept;
 
     // What expanded row y is made of: three rows for an even one, of which an odd one needs the last two. y ascends.
+    // expand_down_even and expand_down_odd make the row of them.
     struct Rows {
         const float* row[3];
     };
     Rows around(std::int32_t y) noexcept;
-
-    // Expanded row y itself. y ascends.
-    void expand_row(std::int32_t y, float* dst) noexcept;
 
 private:
     float* slot(std::int32_t y) noexcept { return ring_.get() + to_count(y) % kExpandedRows * length_; }

@@ -4,7 +4,7 @@
 // the row is in the cache.
 #include "blend/blender_settings.h"
 #include "blend/feather_rows.h"
-#include "blend/normalize.h"
+#include "blend/rounded_mean.h"
 #include "core/containers.h"
 #include "core/heap.h"
 #include "core/numbers.h"

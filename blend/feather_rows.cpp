@@ -2,7 +2,7 @@
 // The feather blender's work on one row of pixels: weights from distances, weighted sums, and their means.
 #include "blend/feather_rows.h"
 
-#include "blend/normalize.h"
+#include "blend/rounded_mean.h"
 #include "core/numbers.h"
 
 #include <type_traits>

@@ -22,6 +22,16 @@ std::int32_t half(std::int32_t size)
     return size / 2 + size % 2;
 }
 
+// Expanded row y of so many floats. y ascends.
+void expand_row(Expander& expander, std::int32_t y, std::size_t length, float* dst)
+{
+    const Expander::Rows rows = expander.around(y);
+    if (y % 2 == 0)
+        expand_down_even(rows.row, length, dst);
+    else
+        expand_down_odd(rows.row + 1, length, dst);
+}
+
 // difference = fine - expanded coarse; difference may be fine itself. False without memory.
 bool subtract_expanded(const Matf& fine, const Matf& coarse, const Matf& difference)
 {
@@ -32,7 +42,7 @@ bool subtract_expanded(const Matf& fine, const Matf& coarse, const Matf& differe
         return false;
     expander.start(coarse, fine.width);
     for (std::int32_t y = 0; y < fine.height; ++y) {
-        expander.expand_row(y, expanded.get());
+        expand_row(expander, y, length, expanded.get());
         const float* const fine_row = row_of(fine, y);
         float* const row = row_of(difference, y);
         for (std::size_t i = 0; i < length; ++i)
@@ -92,14 +102,15 @@ void pyr_down(const Matf* src, Matf* dst, std::int32_t rule)
 
 void pyr_up(const Matf* src, Matf* dst)
 {
-    Expander expander(row_length(*dst));
+    const std::size_t length = row_length(*dst);
+    Expander expander(length);
     if (!expander.has_memory()) {
         empty_container(*dst);
         return;
     }
     expander.start(*src, dst->width);
     for (std::int32_t y = 0; y < dst->height; ++y)
-        expander.expand_row(y, row_of(*dst, y));
+        expand_row(expander, y, length, row_of(*dst, y));
 }
 
 void create_laplace_pyr(const Matf* src, std::int32_t num_bands, Matf* pyr)

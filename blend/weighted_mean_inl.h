@@ -8,7 +8,7 @@
 #define PANOVAL_BLEND_WEIGHTED_MEAN_INL
 #endif
 
-#include "blend/normalize.h"
+#include "blend/rounded_mean.h"
 
 #include <hwy/highway.h>
 

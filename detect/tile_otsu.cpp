@@ -5,7 +5,6 @@
 // which of those can have the best score, and only these are scored. Vectors run across the levels t.
 #include "detect/tile_otsu.h"
 
-#include "core/numbers.h"
 #include "detect/level_counts.h"
 
 #include <algorithm>
@@ -301,13 +300,6 @@ std::int32_t otsu_threshold(const std::uint32_t* counts, std::int32_t pixel_coun
     if (levels.count < 2)
         return 0;
     return HWY_DYNAMIC_DISPATCH(best_level)(levels, pixel_count);
-}
-
-std::int32_t tile_otsu_threshold(std::int32_t width, std::int32_t height, const std::uint8_t* pixels)
-{
-    std::uint32_t counts[kGreyLevels];
-    count_levels(pixels, to_count(width), to_count(width), to_count(height), counts);
-    return otsu_threshold(counts, wrapping_mul(width, height));
 }
 
 } // namespace panoval

@@ -55,6 +55,14 @@ void compare_weighted(std::size_t channels)
 }
 
 template <class Sample>
+Sample mean_as_defined(float sum, float weight)
+{
+    const float mean = std::floor(sum / (weight + 1e-5f) + 0.5f);
+    const auto bits = static_cast<std::uint32_t>(reference::feather_sample(mean));
+    return weight > 1e-5f ? static_cast<Sample>(bits) : Sample{0};
+}
+
+template <class Sample>
 void compare_means(std::size_t channels)
 {
     for_each_tail([&](std::size_t offset, std::size_t count) {
@@ -65,12 +73,8 @@ void compare_means(std::size_t channels)
         std::vector<Sample> actual(count * channels + 8, 7);
         auto expected = actual;
         const float* const own = sums.data() + offset * channels;
-        for (std::size_t i = 0; i < count * channels; ++i) {
-            const float weight = weights[offset + i / channels];
-            const float mean = std::floor(own[i] / (weight + 1e-5f) + 0.5f);
-            const auto bits = static_cast<std::uint32_t>(reference::feather_sample(mean));
-            expected[i] = weight > 1e-5f ? static_cast<Sample>(bits) : Sample{0};
-        }
+        for (std::size_t i = 0; i < count * channels; ++i)
+            expected[i] = mean_as_defined<Sample>(own[i], weights[offset + i / channels]);
         store_means_row(own, weights.data() + offset, actual.data(), count, channels);
         EXPECT_TRUE(same_bits(actual, expected)) << channels << " channels";
     });
@@ -82,6 +86,33 @@ TEST(FeatherRows, WeightedSumsEqualTheirTwin)
         for (const std::size_t channels : {1u, 2u, 3u, 4u}) {
             compare_weighted<std::uint8_t>(channels);
             compare_weighted<std::uint16_t>(channels);
+        }
+    });
+}
+
+template <class Sample>
+void compare_extreme_means(float weight)
+{
+    constexpr float kInfinity = std::numeric_limits<float>::infinity();
+    constexpr float kMost = std::numeric_limits<float>::max();
+    const std::vector<float> sums = {0.f,       -0.f,    0.5f,      -0.5f,        0.49999997f, 8388607.5f,
+                                     8388609.f, 1e10f,   -1e10f,    2147483648.f, kMost,       -kMost,
+                                     1e-40f,    -1e-40f, kInfinity, -kInfinity};
+    const std::vector<float> weights(sums.size(), weight);
+    std::vector<Sample> actual(sums.size(), 7);
+    std::vector<Sample> expected;
+    for (const float sum : sums)
+        expected.push_back(mean_as_defined<Sample>(sum, weight));
+    store_means_row(sums.data(), weights.data(), actual.data(), sums.size(), 1);
+    EXPECT_EQ(actual, expected) << weight;
+}
+
+TEST(FeatherRows, MeansOfExtremeSumsEqualTheirTwin)
+{
+    for_each_target([] {
+        for (const float weight : {0.f, 1e-5f, 2e-5f, 0.02f, 1.f, 1e20f}) {
+            compare_extreme_means<std::uint8_t>(weight);
+            compare_extreme_means<std::uint16_t>(weight);
         }
     });
 }

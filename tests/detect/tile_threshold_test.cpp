@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+#include "core/numbers.h"
+#include "detect/level_counts.h"
 #include "detect/tile_otsu.h"
 #include "detect/tile_threshold.h"
 #include "tests/reference/tile_threshold.h"
@@ -33,7 +35,9 @@ using Picture = std::vector<std::uint8_t>;
 std::int32_t threshold_of(const Picture& pixels, int width, int height)
 {
     const Guarded<std::uint8_t> tile(pixels);
-    return tile_otsu_threshold(width, height, tile.data());
+    std::uint32_t counts[kGreyLevels];
+    count_levels(tile.data(), to_count(width), to_count(width), to_count(height), counts);
+    return otsu_threshold(counts, width * height);
 }
 
 std::vector<std::uint32_t> map_of(const Picture& image, int width, int height, int divisions)
