@@ -24,7 +24,7 @@ std::int32_t to_int(std::int64_t value)
 
 Interval moved(Interval interval, std::int64_t by)
 {
-    return interval.is_empty() ? Interval{} : Interval{interval.first + by, interval.end + by};
+    return {interval.first + by, interval.end + by};
 }
 
 // count floats from float `offset` of a whole row of `whole` floats on. The filter sums the last up to three floats of
@@ -329,10 +329,8 @@ const float* TileExpander::across(std::int64_t y)
 CoarseRows TileExpander::around(std::int64_t y)
 {
     const std::int64_t middle = y / 2;
-    const Window& coarse = levels_.windows()[static_cast<std::size_t>(level_) + 1];
     CoarseRows rows{y % 2 == 0 ? CoarseRows::Even : CoarseRows::Odd, {}};
-    // An odd row does not look above; what is there may lie outside the tile.
-    rows.row[0] = middle - 1 >= coarse.rows.first || middle == 0 ? across(middle - 1) : nullptr;
+    rows.row[0] = across(middle - 1);
     rows.row[1] = across(middle);
     rows.row[2] = across(middle + 1);
     return rows;

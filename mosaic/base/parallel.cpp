@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <atomic>
 #include <exception>
-#include <new>
-#include <system_error>
 #include <utility>
 
 namespace panoval::mosaic
@@ -162,10 +160,8 @@ void Crew::hire(std::size_t helpers)
     try {
         while (!has_ended_ && helpers_.size() < helpers)
             helpers_.emplace_back([this] { serve(); });
-    } catch (const std::system_error&) {
-        // The system gives no more threads: those that there are do all of it.
-    } catch (const std::bad_alloc&) {
-        // So when there is no memory for one.
+    } catch (const std::exception&) {
+        // The system gives no more threads, or there is no memory for one: those that there are do all of it.
     }
 }
 

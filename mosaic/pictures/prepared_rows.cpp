@@ -62,7 +62,7 @@ PreparedRows::PreparedRows(const Layout& layout, const Corrections& corrections,
 void PreparedRows::read(std::int64_t y, std::int64_t first, std::int64_t count)
 {
     const Rect wanted{first, y, count, 1};
-    if (block_.rect.contains(wanted) && !block_.rect.is_empty())
+    if (block_.rect.contains(wanted))
         return;
     const Rect& whole = layout_.pictures[picture_].rect;
     const std::int64_t rows = std::min(kPreparedRowsAtOnce, whole.height - y);

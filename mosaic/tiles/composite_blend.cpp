@@ -302,7 +302,7 @@ private:
                 const std::int64_t skipped = (columns.first - window.columns.first) * levels_.channels();
                 CoarseRows coarse = expander.around(y);
                 for (const float*& row : coarse.row)
-                    row = row != nullptr ? row + skipped : nullptr;
+                    row += skipped;
                 add_expanded_row(levels_.sums(i, y) + skipped, coarse, to_size(columns.length() * levels_.channels()));
             }
         }

@@ -4,6 +4,7 @@
 #include "mosaic/base/errors.h"
 
 #include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
 #include <string>
@@ -132,6 +133,57 @@ TEST(PlanJson, SaysWhatDoesNotFit)
     EXPECT_NE(message_of(with(good, "12345", "-1")).find("pixels"), std::string::npos);
     EXPECT_NE(message_of(with(good, "0.7", "-0.7")).find("\"all\""), std::string::npos);
     EXPECT_NE(message_of(with(good, "\"has_mask\": true", "\"has_mask\": 1")).find("has_mask"), std::string::npos);
+}
+
+template <class Change>
+std::string refusal_of(const Change& change)
+{
+    nlohmann::json json = nlohmann::json::parse(plan_to_json(made_plan()));
+    change(json);
+    return message_of(json.dump());
+}
+
+std::string other_value(const char* key, const char* where, const char* expected)
+{
+    return std::string("found another value of \"") + key + "\" in " + where + " of the plan; expected " + expected;
+}
+
+TEST(PlanJson, NamesValuesOfAnotherKind)
+{
+    EXPECT_EQ(refusal_of([](auto& plan) { plan["canvas"]["pictures"][1]["name"] = 7; }),
+              other_value("name", "picture 1", "a text"));
+    EXPECT_EQ(refusal_of([](auto& plan) { plan["canvas"]["pictures"] = 7; }),
+              other_value("pictures", "the canvas", "a list"));
+    EXPECT_EQ(refusal_of([](auto& plan) { plan["canvas"]["bands"] = 31; }),
+              other_value("bands", "the canvas", "a whole number from 1 to 30"));
+    EXPECT_EQ(refusal_of([](auto& plan) { plan["canvas"]["output_bits"] = 12; }),
+              other_value("output_bits", "the canvas", "8 or 16"));
+    EXPECT_EQ(refusal_of([](auto& plan) { plan["canvas"]["output_bits"] = 16; }), "");
+}
+
+TEST(PlanJson, NamesGainsThatCannotBe)
+{
+    for (const char* const outliers : {"[2]", "[-1]", "[1.5]", "[\"left\"]"})
+        EXPECT_EQ(refusal_of([&](auto& plan) { plan["gains"]["outliers"] = nlohmann::json::parse(outliers); }),
+                  other_value("outliers", "the gains", "numbers of pictures"));
+    EXPECT_EQ(refusal_of([](auto& plan) { plan["gains"]["pictures"].erase(1); }),
+              other_value("pictures", "the gains", "gains of 2 pictures"));
+    for (const char* const gains : {"7", "[1, 1, 1]"})
+        EXPECT_EQ(refusal_of([&](auto& plan) { plan["gains"]["pictures"][1] = nlohmann::json::parse(gains); }),
+                  other_value("pictures", "the gains", "4 gains a picture"));
+    EXPECT_EQ(refusal_of([](auto& plan) { plan["gains"]["pictures"][1][2] = "bright"; }),
+              other_value("pictures", "the gains", "numbers from 1e-06 to 1e+06"));
+}
+
+TEST(PlanJson, NamesStatisticsThatCannotBe)
+{
+    const char* const where = "the statistics of overlap 0";
+    EXPECT_EQ(refusal_of([](auto& plan) { plan["statistics"]["overlaps"][0]["channels"].erase(0); }),
+              other_value("channels", where, "a ratio of each of 3 channels"));
+    for (const char* const ratio : {"7", "[0.1]"})
+        EXPECT_EQ(
+            refusal_of([&](auto& plan) { plan["statistics"]["overlaps"][0]["all"] = nlohmann::json::parse(ratio); }),
+            other_value("all", where, "a logarithm and its error, or null"));
 }
 
 TEST(PlanJson, EveryCutIsRefused)

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/base/parallel.h"
 
+#include "tests/support/failing_heap.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -139,6 +141,35 @@ TEST(MosaicParallel, WorkBesideGivesWayToWhatSomebodyWaitsFor)
     crew.finish_beside();
     EXPECT_EQ(of_helper.value(), 2);
     EXPECT_EQ(of_helper_at_second, 2);
+}
+
+TEST(MosaicParallel, FinishingWorkBesideWaitsForAPieceThatAnotherThreadIsAt)
+{
+    AwaitedCount begun;
+    std::atomic<bool> is_done{false};
+    Crew crew(2);
+    crew.begin_beside(1, [&](std::size_t) {
+        begun.add_one();
+        std::this_thread::sleep_for(std::chrono::milliseconds(20)); // till the other thread waits
+        is_done = true;
+    });
+    begun.wait_for(1);
+    crew.finish_beside();
+    EXPECT_TRUE(is_done);
+}
+
+TEST(MosaicParallel, ACrewForWhichThereIsNoMemoryDoesItsWorkInOneThread)
+{
+    std::vector<std::size_t> done;
+    {
+        Crew crew(3);
+        done.reserve(10);
+        const PieceOfWork work = [&](std::size_t i) { done.push_back(i); };
+        const panoval::test::FailingHeap heap(0, false, true); // what the first helper would take
+        crew.run(10, 3, work);
+        EXPECT_TRUE(heap.has_failed());
+    }
+    EXPECT_EQ(done, (std::vector<std::size_t>{0, 1, 2, 3, 4, 5, 6, 7, 8, 9}));
 }
 
 TEST(MosaicParallel, ThrowsWhatWorkBesideHasThrownWhenThatIsFinished)

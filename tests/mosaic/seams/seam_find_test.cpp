@@ -128,6 +128,83 @@ TEST(SeamFind, GivesEveryCoveredPixelToAPictureThatCoversIt)
     }
 }
 
+// Of overlaps of so many cells the seams are found on larger cells first.
+constexpr std::int64_t kPixelsForLargerCells = 50000;
+
+// A canvas of nine windows of 64 cells that goes round, and two pictures that meet twice, one with a ragged edge.
+SeamReader large_ring()
+{
+    SeamReader reader(576, 480, true);
+    const Scene scene = make_scene(576, 480, {.seed = 3});
+    for (const std::int64_t x : {0, 300}) {
+        const Cut cut{.rect = {x, 0, 420, 480}, .noise = 2, .seed = static_cast<std::uint64_t>(x)};
+        MemoryPicture picture = take_picture(scene, cut);
+        if (x > 0)
+            give_ragged_mask(picture, 9);
+        reader.add(x, 0, std::move(picture));
+    }
+    return reader;
+}
+
+TEST(SeamFind, OnLargerCellsFirstGivesPixelsToWhoCoversThem)
+{
+    for (const bool has_keepers : {false, true}) {
+        SeamReader reader = large_ring();
+        const std::vector<Overlap> overlaps = find_overlaps(reader.layout);
+        ASSERT_EQ(overlaps.size(), 2u);
+        EXPECT_GT(overlaps[0].region.pixels(), kPixelsForLargerCells);
+        if (has_keepers) {
+            reader.keep_rect(0, {310, 200, 30, 20});
+            reader.keep_rect(1, {100, 90, 15, 40});
+        }
+        const SeamMap map = find(reader, 1, 1);
+        expect_owned_by_who_covers(reader, map, "a large ring");
+        EXPECT_EQ(all_labels(find(reader, 4, 1)), all_labels(map));
+    }
+}
+
+TEST(SeamFind, OnLargerCellsFirstLeavesThingsWhole)
+{
+    SeamReader reader = side_by_side({.width = 460, .height = 300, .overlap = 220}, 7);
+    EXPECT_GT(find_overlaps(reader.layout)[0].region.pixels(), kPixelsForLargerCells);
+    const Rect thing{320, 130, 61, 45};
+    draw_thing(reader, 0, thing, 90);
+    const SeamMap map = find(reader, 1, 1);
+    expect_owned_by_who_covers(reader, map, "a thing");
+    const double owned = part_owned(reader, map, 0, thing);
+    EXPECT_TRUE(owned > 0.97 || owned < 0.03) << owned;
+}
+
+// A row of pictures of 400 x 300, each of which shares 150 columns, 45000 pixels, with the next one.
+std::size_t bytes_of_row(std::int64_t pictures)
+{
+    Layout layout;
+    layout.width = 250 * pictures + 150;
+    layout.height = 300;
+    for (std::int64_t i = 0; i < pictures; ++i)
+        layout.pictures.push_back({{250 * i, 0, 400, 300}, false, ""});
+    return seam_search_bytes(layout, find_overlaps(layout), {SeamMode::Optimal, kPlenty, 64, 1});
+}
+
+TEST(SeamFind, OfManyOverlapsIsOnLargerCellsAndTakesLess)
+{
+    EXPECT_GT(bytes_of_row(23), bytes_of_row(22)) << "0.99 million pixels";
+    EXPECT_LT(bytes_of_row(24), bytes_of_row(23)) << "1.035 million pixels, the first that are too many";
+}
+
+TEST(SeamFind, TakesLargerCellsForLargerPictures)
+{
+    const auto cell_of = [](std::int64_t side) {
+        Layout layout;
+        layout.width = 2 * side;
+        layout.height = side;
+        layout.pictures = {{{0, 0, side, side}, false, ""}, {{side - 100, 0, side, side}, false, ""}};
+        return seam_grid(layout, find_overlaps(layout), {}).cell;
+    };
+    EXPECT_EQ(cell_of(2000), 2) << "0.2 million pixels in the overlap";
+    EXPECT_EQ(cell_of(20000), 16) << "of 12 and more bytes a cell, 12.5 million cells of 8 pixels take 150 MB";
+}
+
 TEST(SeamFind, RunsStraightThroughTheMiddleOfPicturesThatAgree)
 {
     SideBySide shape;

@@ -364,6 +364,53 @@ TEST(TileBlender, WithoutSeamsTilesAreTheLibrarysPanorama)
     });
 }
 
+TEST(TileBlender, WithoutSeamsAnotherDepthScalesBy257)
+{
+    for (const BlendMode mode : {BlendMode::MultiBand, BlendMode::Feather})
+        for (const int bits : {8, 16}) {
+            const auto owned = cuts_of_one_scene(3, bits);
+            MemoryReader& reader = *owned;
+            const Corrections none = Corrections::none(reader.layout);
+            const TileBlender narrow(reader.layout, none, nullptr, {mode, 4, 8}, reader);
+            const TileBlender wide(reader.layout, none, nullptr, {mode, 4, 16}, reader);
+            const Samples bytes = blend_tiles(narrow, reader.layout, 8, 40, 40);
+            const Samples words = blend_tiles(wide, reader.layout, 16, 40, 40);
+            for (std::size_t i = 0; i < bytes.size(); ++i) {
+                ASSERT_EQ(bytes[i], (words[i] + 128) / 257) << i;
+                ASSERT_TRUE(bits == 16 || words[i] == bytes[i] * 257) << i;
+            }
+        }
+}
+
+// The middle and the corner of one picture that feathering gives back as it is corrected, and their distance from what
+// bands make of it; of 16 bits the blenders lose one to their epsilon.
+TEST(TileBlender, WithoutSeamsPicturesAreCorrectedChannelByChannel)
+{
+    for (const bool has_mask : {false, true})
+        for (const int bits : {8, 16}) {
+            MemoryReader reader(41, 31);
+            MemoryPicture picture = MemoryPicture::blank(41, 31, 3, bits);
+            const int scale = bits == 8 ? 1 : 257;
+            std::fill(picture.samples.begin(), picture.samples.end(), static_cast<std::uint16_t>(70 * scale));
+            if (has_mask)
+                picture.mask.assign(41 * 31, 255);
+            reader.add(0, 0, std::move(picture));
+            Corrections corrections = Corrections::none(reader.layout);
+            corrections.gains[0] = {1, 2, 0.5, 1};
+            corrections.falloff.c = {-0.3, 0, 0};
+            for (const BlendMode mode : {BlendMode::Feather, BlendMode::MultiBand}) {
+                const TileBlender blender(reader.layout, corrections, nullptr, {mode, 2, bits}, reader);
+                const Samples samples = blend_tiles(blender, reader.layout, bits, 41, 31);
+                const int off = mode == BlendMode::Feather && bits == 8 ? 0 : 1;
+                const std::size_t middle = 3 * (15 * 41 + 20);
+                for (const auto& [at, level] :
+                     {std::pair(middle, 70), std::pair(middle + 1, 140), std::pair(middle + 2, 35),
+                      std::pair(std::size_t{0}, 100), std::pair(std::size_t{1}, 200), std::pair(std::size_t{2}, 50)})
+                    EXPECT_NEAR(samples[at], level * scale, off) << at;
+            }
+        }
+}
+
 // The most bytes that blending took, reading included.
 std::size_t taken(const TileBlender& blender, const Layout& layout, const Rect& tile)
 {

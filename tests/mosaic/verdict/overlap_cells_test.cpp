@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <memory>
 
 namespace panoval::mosaic::test
 {
@@ -112,6 +113,93 @@ TEST(OverlapCells, AreSumsOfWhatBothMasksCover)
                     reader.add(49, 17, noise_picture(249, 211, channels, bits, second, random));
                     expect_plain_cells(reader);
                 }
+}
+
+// Overlaps of more than 65536 cells of 2 pixels have larger ones.
+TEST(OverlapCells, OfLargeOverlapsAreLarger)
+{
+    Random random(12);
+    for (const std::int64_t side : {600, 1200}) {
+        MemoryReader reader(side + 3, side);
+        reader.add(0, 0, noise_picture(side, side, 1, 8, Mask::None, random));
+        reader.add(3, 0, noise_picture(side, side, 1, 8, Mask::Outline, random));
+        const Corrections corrections = Corrections::none(reader.layout);
+        EXPECT_EQ(read_cells({reader.layout, corrections, reader}, find_overlaps(reader.layout).at(0)).step,
+                  side == 600 ? 4 : 8);
+        expect_plain_cells(reader);
+    }
+}
+
+// Two pictures at one place with this sample everywhere.
+std::unique_ptr<MemoryReader> even_pictures(std::int64_t width, std::int64_t height, std::uint16_t sample)
+{
+    auto reader = std::make_unique<MemoryReader>(width, height);
+    for (int i = 0; i < 2; ++i) {
+        MemoryPicture picture = MemoryPicture::blank(width, height, 1, 8);
+        std::fill(picture.samples.begin(), picture.samples.end(), sample);
+        reader->add(0, 0, std::move(picture));
+    }
+    return reader;
+}
+
+OverlapCells cells_of(MemoryReader& reader, const Corrections& corrections)
+{
+    return read_cells({reader.layout, corrections, reader}, find_overlaps(reader.layout).at(0));
+}
+
+TEST(OverlapCells, AreWithoutTheLensesFalloff)
+{
+    const auto owned = even_pictures(21, 17, 70);
+    MemoryReader& reader = *owned;
+    Corrections corrections = Corrections::none(reader.layout);
+    corrections.falloff.c = {-0.3, 0, 0};
+    const OverlapCells cells = cells_of(reader, corrections);
+    ASSERT_EQ(cells.step, 1);
+    EXPECT_FLOAT_EQ(cells.first[8 * 21 + 10], 70) << "in the middle";
+    EXPECT_FLOAT_EQ(cells.first[0], 100) << "in the corner 0.7 of the light are left";
+    EXPECT_FLOAT_EQ(cells.second[16 * 21 + 20], 100);
+    EXPECT_FLOAT_EQ(cells.second[8 * 21], static_cast<float>(70 / (1 - 0.3 * 100 / 164))) << "10 of 10 and 8 pixels";
+}
+
+TEST(OverlapCells, OfOnePixelHaveNoFalloff)
+{
+    const auto owned = even_pictures(1, 1, 70);
+    MemoryReader& reader = *owned;
+    Corrections corrections = Corrections::none(reader.layout);
+    corrections.falloff.c = {-0.3, 0, 0};
+    EXPECT_FLOAT_EQ(cells_of(reader, corrections).first[0], 70);
+}
+
+TEST(OverlapCells, AreOfNothingWhereMasksShareNothing)
+{
+    const auto owned = even_pictures(16, 6, 70);
+    MemoryReader& reader = *owned;
+    for (std::size_t i = 0; i < 2; ++i) {
+        reader.layout.pictures[i].has_mask = true;
+        reader.pictures[i].mask.assign(16 * 6, 0);
+        for (std::size_t k = 0; k < 16 * 3; ++k)
+            reader.pictures[i].mask[16 * 3 * i + k] = 255;
+    }
+    const OverlapCells cells = cells_of(reader, Corrections::none(reader.layout));
+    EXPECT_EQ(cells.shared_pixels, 0u);
+    EXPECT_EQ(cells.after.mean, 0);
+    EXPECT_EQ(cells.after.median, 0);
+}
+
+TEST(OverlapCells, LeaveOutOneColumnWhereverItIs)
+{
+    for (std::size_t column = 0; column < 16; ++column) {
+        const auto owned = even_pictures(16, 6, 70);
+        MemoryReader& reader = *owned;
+        reader.layout.pictures[1].has_mask = true;
+        reader.pictures[1].mask.assign(16 * 6, 255);
+        for (std::size_t y = 0; y < 6; ++y)
+            reader.pictures[1].mask[16 * y + column] = 0;
+        const OverlapCells cells = cells_of(reader, Corrections::none(reader.layout));
+        EXPECT_EQ(cells.shared_pixels, 15u * 6u);
+        for (std::size_t x = 0; x < 16; ++x)
+            EXPECT_EQ(cells.known[x], x == column ? 0 : 1) << x << " of " << column;
+    }
 }
 
 } // namespace

@@ -230,6 +230,31 @@ TEST(VerdictJson, HasTheDocumentedMembers)
             .size() == 256);
 }
 
+TEST(VerdictJson, TellsPlacesInTheHostsFrame)
+{
+    Layout layout;
+    layout.origin_x = 1000;
+    layout.origin_y = -200;
+    Verdict verdict;
+    verdict.holes.push_back({{5, 6, 7, 8}, 50});
+    verdict.overlaps.resize(2);
+    verdict.overlaps[0].empty = 3;
+    verdict.overlaps[0].ghosts.push_back({{10, 20, 30, 40}, 12.5, true});
+    verdict.overlaps[1].displacement = Displacement{1.5, -2, 0.75};
+    const auto json = nlohmann::json::parse(verdict_json(verdict, layout, false));
+    EXPECT_EQ(json["holes"], nlohmann::json::parse(R"([{"x": 1005, "y": -194, "width": 7, "height": 8,
+                                                        "pixels": 50}])"));
+    EXPECT_EQ(json["overlaps"][0]["ghosts"],
+              nlohmann::json::parse(R"([{"x": 1010, "y": -180, "width": 30, "height": 40, "levels": 12.5,
+                                         "is_cut": true}])"));
+    EXPECT_EQ(json["overlaps"][0]["empty"], 3);
+    EXPECT_EQ(json["overlaps"][0]["displacement"], nullptr);
+    EXPECT_EQ(json["overlaps"][1]["ghosts"].size(), 0u);
+    EXPECT_EQ(json["overlaps"][1]["empty"], nullptr);
+    EXPECT_EQ(json["overlaps"][1]["displacement"],
+              nlohmann::json::parse(R"({"x": 1.5, "y": -2.0, "confidence": 0.75})"));
+}
+
 } // namespace
 
 } // namespace panoval::mosaic::test
