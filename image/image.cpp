@@ -91,18 +91,10 @@ void convert_depth(Image& image, int bits, const std::string& file)
         return;
     const std::size_t count = image.samples();
     Block converted = allocate_block(bits == 16 ? 2 * count : count, file);
-    const std::uint8_t* const from = image.data.get();
-    std::uint8_t* const to = converted.get();
-    for (std::size_t i = 0; i < count; ++i) {
-        std::uint16_t wide = 0;
-        if (bits == 16) {
-            wide = static_cast<std::uint16_t>(from[i] * 257u);
-            std::memcpy(to + 2 * i, &wide, 2);
-        } else {
-            std::memcpy(&wide, from + 2 * i, 2);
-            to[i] = static_cast<std::uint8_t>((wide + 128u) / 257u);
-        }
-    }
+    if (bits == 16)
+        widen_samples(image.data.get(), count, converted.get());
+    else
+        narrow_samples(image.data.get(), count, converted.get());
     image.data = std::move(converted);
     image.bits = bits;
 }

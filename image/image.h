@@ -2,6 +2,7 @@
 // A picture in memory as the commands pass it around: samples, coverage and place.
 #pragma once
 
+#include "core/sample_depth.h"
 #include "image/metadata.h"
 #include "panoval.h"
 
@@ -80,6 +81,10 @@ Image make_image(std::int32_t width, std::int32_t height, int channels, int bits
 
 // One sample of 8 or 16 bit, the latter in this machine's order.
 std::uint32_t sample_at(const std::uint8_t* samples, int bits, std::size_t index);
+
+// How the two depths relate, for those who hold samples of pictures.
+using panoval::levels_per_byte;
+using panoval::widen_samples;
 
 // Gives the picture a mask that covers all of it, unless it has one.
 void ensure_mask(Image& image, const std::string& file);

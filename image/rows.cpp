@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "image/rows.h"
 
+#include "core/sample_depth.h"
+
 #include <algorithm>
 #include <cstring>
 
@@ -195,8 +197,8 @@ void narrow_alpha(const std::uint8_t* alpha, std::size_t count, std::uint8_t* ma
     for (std::size_t i = 0; i < count; ++i) {
         std::uint16_t wide;
         std::memcpy(&wide, alpha + 2 * i, 2);
-        const unsigned rounded = (wide + 128u) / 257u;
-        mask[i] = static_cast<std::uint8_t>(rounded == 0 && wide != 0 ? 1u : rounded);
+        const std::uint8_t rounded = narrow_sample(wide);
+        mask[i] = rounded == 0 && wide != 0 ? std::uint8_t{1} : rounded;
     }
 }
 

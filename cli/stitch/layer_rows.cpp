@@ -57,19 +57,6 @@ LayerRows::LayerRows(const PlacedLayer& layer, int bits)
     keep_ = layer.frame.any() ? nullptr : open(layer.keep);
 }
 
-// Samples of 8 bit become such of 16 bit, the last ones first: they stand in front of where they go.
-void LayerRows::widen(const Rows& rows, std::int32_t count) const
-{
-    const std::size_t samples = to_size(layer_.info.width) * to_size(layer_.info.channels);
-    for (std::int32_t y = 0; y < count; ++y) {
-        std::uint8_t* const row = rows.row(y);
-        for (std::size_t i = samples; i-- > 0;) {
-            const auto wide = static_cast<std::uint16_t>(row[i] * 257u);
-            std::memcpy(row + 2 * i, &wide, sizeof wide);
-        }
-    }
-}
-
 void LayerRows::merge_masks(std::int32_t first, std::int32_t count, const Rows& to)
 {
     const std::size_t width = to_size(layer_.info.width);
@@ -93,7 +80,8 @@ void LayerRows::read_inside(std::int32_t first, std::int32_t count, const Rows& 
 {
     reader_->read_rows(first, count, to);
     if (bits_ != layer_.info.bits)
-        widen(to, count);
+        for (std::int32_t y = 0; y < count; ++y)
+            image::widen_samples(to.row(y), to_size(layer_.info.width) * to_size(layer_.info.channels), to.row(y));
     if (to.mask != nullptr)
         merge_masks(first, count, to);
 }

@@ -45,7 +45,6 @@ public:
 
 private:
     void read_inside(std::int32_t first, std::int32_t count, const image::Rows& to);
-    void widen(const image::Rows& rows, std::int32_t count) const;
     void merge_masks(std::int32_t first, std::int32_t count, const image::Rows& to);
 
     const PlacedLayer& layer_;

@@ -39,7 +39,8 @@ void PreviewMaker::add_row(const std::uint8_t* samples)
 
 void PreviewMaker::close_row()
 {
-    const auto count = static_cast<std::uint64_t>(rows_in_sums_ * std::min(step_, width_) * (bits_ == 16 ? 257 : 1));
+    const auto count =
+        static_cast<std::uint64_t>(rows_in_sums_ * std::min(step_, width_) * image::levels_per_byte(bits_));
     for (std::size_t i = 0; i < sums_.size(); ++i)
         preview_.row(next_row_)[i] = static_cast<std::uint8_t>((sums_[i] + count / 2) / count);
     std::fill(sums_.begin(), sums_.end(), 0);

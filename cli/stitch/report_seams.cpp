@@ -97,7 +97,8 @@ Piece choose_piece(const Json& overlap, const PanoramaJob& job)
 
 int level_at(const Image& image, std::size_t sample, double gain)
 {
-    const double value = image::sample_at(image.data.get(), image.bits, sample) / (image.bits == 16 ? 257.0 : 1.0);
+    const double value = image::sample_at(image.data.get(), image.bits, sample) /
+                         static_cast<double>(image::levels_per_byte(image.bits));
     return static_cast<int>(std::clamp(std::floor(value * gain + 0.5), 0.0, 255.0));
 }
 

@@ -4,6 +4,7 @@
 // added.
 #include "mosaic/tiles/composite_blend.h"
 
+#include "core/sample_depth.h"
 #include "mosaic/seams/seam_zones.h"
 #include "mosaic/tiles/composite_rows.h"
 #include "mosaic/tiles/share_pixels.h"
@@ -54,9 +55,8 @@ public:
     TileWork(const CompositeJob& job, CompositeScratch& scratch)
         : job_(job), labels_(scratch.labels), composite_(scratch.composite), levels_(scratch.levels),
           bands_(scratch.bands), covered_(scratch.covered), pixels_(job.layout, job.corrections, scratch.block),
-          frame_(frame_around(job.tile, job.bands)), scale_(job.output_bits == job.layout.bits ? 1.0f
-                                                            : job.output_bits == 16            ? 257.0f
-                                                                                               : 1.0f / 257.0f)
+          frame_(frame_around(job.tile, job.bands)), scale_(static_cast<float>(levels_per_byte(job.output_bits)) /
+                                                            static_cast<float>(levels_per_byte(job.layout.bits)))
     {
     }
 

@@ -6,6 +6,7 @@
 #include "blend/feather_rows.h"
 #include "core/heap.h"
 #include "core/numbers.h"
+#include "core/sample_depth.h"
 #include "filter/distance_transform.h"
 #include "mosaic/pictures/prepared_rows.h"
 
@@ -60,20 +61,12 @@ void put_coverage(const LibraryJob& job)
 void convert_row(const LibraryJob& job, const std::uint8_t* samples, std::size_t count, std::uint8_t* out)
 {
     const int bits = job.layout.bits;
-    if (bits == job.output_bits) {
+    if (bits == job.output_bits)
         std::memcpy(out, samples, count * to_size(bits / 8));
-        return;
-    }
-    for (std::size_t i = 0; i < count; ++i) {
-        if (bits == 8) {
-            const auto wide = static_cast<std::uint16_t>(samples[i] * 257);
-            std::memcpy(out + 2 * i, &wide, sizeof wide);
-        } else {
-            std::uint16_t wide;
-            std::memcpy(&wide, samples + 2 * i, sizeof wide);
-            out[i] = static_cast<std::uint8_t>((wide + 128u) / 257u);
-        }
-    }
+    else if (bits == 8)
+        widen_samples(samples, count, out);
+    else
+        narrow_samples(samples, count, out);
 }
 
 // ----------------------------------------------------------------------------------------------------- multi-band ----

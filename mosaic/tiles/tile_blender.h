@@ -31,7 +31,7 @@ enum class BlendMode : int { MultiBand = 0, Feather = 1 };
 struct BlendOptions {
     BlendMode mode = BlendMode::MultiBand;
     int bands = 5;       // at least 1; no more than the logarithm of the canvas's larger side count
-    int output_bits = 8; // 8 or 16; samples are scaled by 257 or by 1 / 257 where the pictures have others
+    int output_bits = 8; // 8 or 16; samples are scaled where the pictures have others
 };
 
 class TileBlender
