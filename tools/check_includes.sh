@@ -6,9 +6,70 @@ cd "$(dirname "$0")/.."
 
 headers='panoval.h panoval_mosaic.h panoval_measure.h libmath/libmath.h'
 
-# For the tests and benches of a folder.
+# Every folder that holds sources, but those that try a folder of these and follow it, see tried.
+table() {
+    cat <<END
+core             panoval.h
+libmath
+io               core panoval.h
+filter           core panoval.h
+inpaint          core panoval.h
+exposure         core panoval.h libmath/libmath.h
+detect           core filter panoval.h libmath/libmath.h
+blend            core filter exposure panoval.h
+
+mosaic/base      core blend
+mosaic/pictures  core exposure blend mosaic/base
+mosaic/gains     core mosaic/base mosaic/pictures
+mosaic/seams     core filter mosaic/base mosaic/pictures
+mosaic/tiles     core filter blend mosaic/base mosaic/pictures mosaic/seams
+mosaic/verdict   core mosaic/base mosaic/pictures mosaic/seams
+mosaic           mosaic/base mosaic/pictures mosaic/gains mosaic/seams mosaic/tiles mosaic/verdict panoval_mosaic.h panoval_version.h
+measure          core filter detect panoval.h panoval_measure.h panoval_version.h
+
+image            core panoval.h
+cli/base         image core/large_pages.h panoval.h panoval_mosaic.h panoval_measure.h
+cli/stitch       cli/base image panoval.h panoval_mosaic.h panoval_measure.h
+cli/pyramid      cli/base image panoval.h panoval_mosaic.h panoval_measure.h
+cli/ellipses     cli/base image panoval.h panoval_mosaic.h panoval_measure.h
+cli/filters      cli/base image panoval.h panoval_mosaic.h panoval_measure.h
+cli/reference    cli/base
+cli              cli/base cli/stitch cli/pyramid cli/ellipses cli/filters cli/reference image
+tools            cli/base image panoval.h
+
+tests/support    image panoval.h
+tests/scenes     image tests/support panoval.h
+tests/reference  core blend detect measure mosaic/base mosaic/pictures mosaic/gains mosaic/seams mosaic/verdict tests/mosaic panoval.h libmath/libmath.h
+tests/bits       mosaic/seams tests/mosaic tests/support $headers
+tests/guards     tests/scenes tests/support $headers
+tests/heap       tests/scenes tests/support $headers
+tests/install    tests/scenes tests/support $headers
+tests/interface  tests/scenes tests/support $headers
+tests/elementary core
+tests/cli        cli/base image tests/support
+bench/hosts      $headers
+bench/support    $headers
+bench/accuracy   tests/scenes tests/support $headers
+bench/whole_program  cli/base image $headers
+fuzz             cli/stitch image tests/reference tests/support $headers
+examples         $headers
+include          panoval_version.h
+END
+}
+
+listed() {
+    table | awk 'NF > 0 { print $1 }'
+}
+
+# What a folder's line names; fails for a folder without one.
+line_of() {
+    table | awk -v folder="$1" '$1 == folder { $1 = ""; print; found = 1 } END { exit !found }'
+}
+
+# What tries a folder knows what the folder knows, and callers' headers.
 tried() {
-    echo "$1" "$(allowed "$1")" tests/reference tests/support "$headers"
+    line_of "$1" || return 1
+    echo "$1" tests/reference tests/support "$headers"
     case $1 in
     measure) echo tests/scenes ;;
     mosaic/base) echo mosaic/seams tests/mosaic ;;
@@ -18,59 +79,20 @@ tried() {
 }
 
 allowed() {
+    line_of "$1" && return
     case $1 in
-    core | libmath) ;;
-    io | filter | inpaint) echo core panoval.h ;;
-    exposure) echo core panoval.h libmath/libmath.h ;;
-    detect) echo core filter panoval.h libmath/libmath.h ;;
-    blend) echo core filter exposure panoval.h ;;
-    mosaic/base) echo core blend ;;
-    mosaic/pictures) echo core exposure blend mosaic/base ;;
-    mosaic/gains) echo core mosaic/base mosaic/pictures ;;
-    mosaic/seams) echo core filter mosaic/base mosaic/pictures ;;
-    mosaic/tiles) echo core filter blend mosaic/base mosaic/pictures mosaic/seams ;;
-    mosaic/verdict) echo core mosaic/base mosaic/pictures mosaic/seams ;;
-    mosaic)
-        echo mosaic/base mosaic/pictures mosaic/gains mosaic/seams mosaic/tiles mosaic/verdict
-        echo panoval_mosaic.h panoval_version.h
-        ;;
-    measure) echo core filter detect panoval.h panoval_measure.h panoval_version.h ;;
-    image) echo core panoval.h ;;
-    cli/base) echo image core/large_pages.h panoval.h panoval_mosaic.h panoval_measure.h ;;
-    cli/stitch | cli/pyramid | cli/ellipses | cli/filters)
-        echo cli/base image panoval.h panoval_mosaic.h panoval_measure.h
-        ;;
-    cli/reference) echo cli/base ;;
-    cli) echo cli/base cli/stitch cli/pyramid cli/ellipses cli/filters cli/reference image ;;
-    tools) echo cli/base image panoval.h ;;
-
-    # What tries a folder knows what the folder knows, and callers' headers.
-    tests/support | tests/scenes) echo image tests/support panoval.h ;;
-    tests/reference)
-        echo core blend detect measure mosaic/base mosaic/pictures mosaic/gains mosaic/seams mosaic/verdict
-        echo tests/mosaic panoval.h libmath/libmath.h
-        ;;
-    tests/tools) echo tools image tests/cli tests/support ;;
-    tests/bits) echo mosaic/seams tests/mosaic tests/support "$headers" ;;
-    tests/guards | tests/heap | tests/install | tests/interface) echo tests/scenes tests/support "$headers" ;;
-    tests/elementary) echo core ;;
-    tests/cli) echo cli/base image tests/support ;;
-    tests/cli/*) echo "${1#tests/}" "$(allowed "${1#tests/}")" tests/cli tests/support ;;
+    tests/tools) line_of tools && echo tools tests/cli tests/support ;;
+    tests/cli/*) line_of "${1#tests/}" && echo "${1#tests/}" tests/cli tests/support ;;
     tests/*) tried "${1#tests/}" ;;
-    bench/hosts | bench/support) echo "$headers" ;;
-    bench/accuracy) echo tests/scenes tests/support "$headers" ;;
-    bench/whole_program) echo cli/base image "$headers" ;;
-    bench/*) echo "$(tried "${1#bench/}")" bench/support ;;
-    fuzz) echo cli/stitch image tests/reference tests/support "$headers" ;;
-    examples) echo "$headers" ;;
+    bench/*) tried "${1#bench/}" && echo bench/support ;;
+    *) return 1 ;;
     esac
-    [ "$1" != core ] || echo panoval.h
 }
 
-# The folders that hold tests, benches, fuzz targets and examples themselves.
-users() {
-    find tests bench fuzz examples -name '*.cpp' -o -name '*.c' -o -name '*.h' | sed 's|/[^/]*$||' | sort -u |
-        grep -vE '^(tests/install/|fuzz/corpus)'
+# Every folder with sources, but those of other projects that tests install the library into.
+folders() {
+    find . \( -path ./build -o -path './.?*' -o -path './tests/install/*' \) -prune -o \
+        \( -name '*.cpp' -o -name '*.c' -o -name '*.h' \) -print | sed 's|^\./||; s|/[^/]*$||' | sort -u
 }
 
 # The sources that stand in a folder itself; rooms within it are folders of their own.
@@ -79,12 +101,20 @@ sources() {
 }
 
 status=0
-for folder in core io filter exposure blend inpaint detect libmath mosaic/base mosaic/pictures mosaic/gains \
-    mosaic/seams mosaic/tiles mosaic/verdict mosaic measure image cli/base cli/stitch cli/pyramid cli/ellipses \
-    cli/filters cli/reference cli tools $(users); do
-    [ -d "$folder" ] || continue
+for folder in $(listed); do
+    if [ ! -d "$folder" ]; then
+        echo "the table has $folder, which is not there"
+        status=1
+    fi
+done
+for folder in $(folders); do
+    if ! others=$(allowed "$folder"); then
+        echo "the table has no line for $folder"
+        status=1
+        continue
+    fi
     pattern="^($folder/[^/]*"
-    for other in $(allowed "$folder"); do
+    for other in $others; do
         case $other in
         *.h) pattern="$pattern|$other" ;;
         *) pattern="$pattern|$other/[^/]*" ;;
