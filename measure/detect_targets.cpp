@@ -3,6 +3,7 @@
 // already is passed over. What a record is worth follows from its measurement alone.
 #include "core/elementary.h"
 #include "core/heap.h"
+#include "measure/counters.h"
 #include "measure/detect_candidates.h"
 #include "measure/grains.h"
 #include "measure/meshes.h"
@@ -147,6 +148,7 @@ public:
         if (!measure_without_neighbours(refinement_, noise_, measured_))
             return false;
         doubt_meshes(noise_, measured_);
+        doubt_counters(image_, measured_);
         if (!doubt_grains(image_, measured_))
             return false;
         judge();

@@ -1,0 +1,17 @@
+// SPDX-License-Identifier: MIT
+// Counters: what a letter's strokes enclose may be as good an ellipse as any, but what is around it tells. All around
+// it a line of some width ends at once, on no outline that was found, unevenly and not alike on opposite sides: bowls
+// hang on stems, and have tails. Rings are even, frames are symmetric, and marks beside a target leave gaps.
+#pragma once
+
+#include "measure/neighbours.h"
+
+#include <vector>
+
+namespace panoval::measure
+{
+
+// Lowers the quality of targets that strokes enclose.
+void doubt_counters(const PanovalMeasureImage& image, std::vector<MeasuredTarget>& targets);
+
+} // namespace panoval::measure

@@ -1,0 +1,194 @@
+// SPDX-License-Identifier: MIT
+// Holes that strokes enclose are no targets; targets with rings, frames, marks and neighbours around them are.
+#include "measure/counters.h"
+
+#include "measure/neighbours.h"
+#include "panoval_measure.h"
+#include "tests/scenes/target_scene.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <vector>
+
+namespace panoval::test
+{
+
+namespace
+{
+
+using panoval::measure::doubt_counters;
+using panoval::measure::MeasuredTarget;
+using panoval::measure::outline_of;
+
+constexpr std::int32_t kSide = 100;
+constexpr double kPaper = 200;
+constexpr double kInk = 50;
+constexpr double kX = 50.2;
+constexpr double kY = 49.7;
+
+Shape ellipse(double a, double b, double grey)
+{
+    return {Shape::Kind::Ellipse, kX, kY, a, b, 0.2, grey};
+}
+
+TargetScene scene_of(std::vector<Shape> shapes)
+{
+    TargetScene scene;
+    scene.width = scene.height = kSide;
+    scene.noise = 2;
+    scene.shapes = std::move(shapes);
+    return scene;
+}
+
+// A bowl around a hole with semi-axes a and b, thinner above and below, on a stem that is longer at one end.
+TargetScene letter(double a, double b, double stroke, double ink = kInk, double paper = kPaper)
+{
+    Shape bowl = ellipse(a + 0.8 * stroke, b + 0.7 * stroke, ink);
+    bowl.x += 0.3 * stroke;
+    const Shape stem = {
+        Shape::Kind::Rectangle, kX - a - 0.3 * stroke, kY - b, stroke / 2, 2.3 * b + 0.5 * stroke, 0, ink};
+    TargetScene scene = scene_of({stem, bowl, ellipse(a, b, paper)});
+    scene.background = paper;
+    return scene;
+}
+
+// A dot, and twelve marks at once and a half to twice its radius of which some are missing.
+TargetScene coded_target(double radius, int missing)
+{
+    TargetScene scene = scene_of({ellipse(2 * radius, 2 * radius, kInk), ellipse(1.5 * radius, 1.5 * radius, kPaper)});
+    for (int i = 0; i < missing; ++i) {
+        const double turn = 0.2 + 2 * 3.14159265358979 * (5 * i % 12) / 12;
+        scene.shapes.push_back({Shape::Kind::Rectangle, kX + 1.8 * radius * std::cos(turn),
+                                kY + 1.8 * radius * std::sin(turn), 0.3 * radius, 0.45 * radius, turn, kPaper});
+    }
+    scene.shapes.push_back(ellipse(radius, radius, kInk));
+    return scene;
+}
+
+// The quality of the ellipse about the middle whose smaller semi-axis is b; 0 if there is none.
+double quality_in_the_middle(const TargetScene& scene, double b)
+{
+    const std::vector<std::uint8_t> pixels = render_8_bit(scene);
+    const PanovalMeasureImage image = {pixels.data(), kSide, kSide, kSide, PANOVAL_MEASURE_U8, 0};
+    PanovalMeasureDetectOptions options = {};
+    options.min_quality = -1;
+    PanovalMeasureDetection detection = {};
+    EXPECT_EQ(panoval_measure_detect(&image, &options, &detection), PANOVAL_MEASURE_OK);
+    double best = 0;
+    for (std::int32_t i = 0; i < detection.count; ++i) {
+        const PanovalMeasureEllipse& e = detection.targets[i].ellipse;
+        if (std::hypot(e.x - kX, e.y - kY) < 1 && std::fabs(e.semi_minor - b) < 0.5)
+            best = std::max(best, detection.targets[i].quality);
+    }
+    panoval_measure_free(&detection);
+    return best;
+}
+
+// A hole as it is measured where nothing doubts it.
+MeasuredTarget hole(double a, double b)
+{
+    MeasuredTarget one;
+    one.target.ellipse = {kX, kY, a, b, 0.2};
+    one.target.quality = 0.9;
+    one.target.noise = 2;
+    one.measured.model.outline = outline_of(one.target.ellipse);
+    one.measured.model.inside.level = kPaper;
+    one.measured.model.outside.level = kInk;
+    one.measured.model.blur = 0.7;
+    return one;
+}
+
+TEST(Counters, AreNoTargets)
+{
+    for (const double b : {3.5, 5.0, 8.0})
+        for (const double stroke : {0.6, 1.1, 1.4}) {
+            EXPECT_LT(quality_in_the_middle(letter(1.2 * b, b, stroke * b), b), 0.5) << b << ", stroke " << stroke;
+            EXPECT_LT(quality_in_the_middle(letter(1.2 * b, b, stroke * b, kPaper, kInk), b), 0.5)
+                << "bright, " << b << ", stroke " << stroke;
+        }
+}
+
+TEST(Counters, AreNotHolesOfRings)
+{
+    for (const double b : {3.5, 5.0, 8.0})
+        for (const double share : {1.4, 1.8, 2.3})
+            EXPECT_GT(quality_in_the_middle(
+                          scene_of({ellipse(share * 1.2 * b, share * b, kInk), ellipse(1.2 * b, b, kPaper)}), b),
+                      0.5)
+                << b << ", " << share;
+}
+
+TEST(Counters, AreNotDotsInFrames)
+{
+    for (const double b : {3.5, 5.0, 8.0})
+        for (const double half : {1.5, 2.0, 2.6}) {
+            const Shape frame = {Shape::Kind::Rectangle, kX, kY, half * b, half * b, 0.3, kInk};
+            EXPECT_GT(quality_in_the_middle(scene_of({frame, ellipse(b, b, kPaper)}), b), 0.5) << b << ", " << half;
+        }
+}
+
+TEST(Counters, AreNotDotsWithMarksAround)
+{
+    for (const double radius : {4.5, 6.0, 8.0})
+        for (const int missing : {1, 2, 3, 6})
+            EXPECT_GT(quality_in_the_middle(coded_target(radius, missing), radius), 0.5)
+                << radius << ", missing " << missing;
+}
+
+TEST(Counters, AreNotWhatDenseBoardsLeaveBetweenDots)
+{
+    TargetScene scene = scene_of({});
+    for (int row = 0; row < 7; ++row)
+        for (int column = 0; column < 7; ++column)
+            scene.shapes.push_back({Shape::Kind::Ellipse, kX + 12 * (column - 3.0) + (row % 2) * 6,
+                                    kY + 10.4 * (row - 3.0), 5, 5, 0, kInk});
+    for (Shape& shape : scene.shapes)
+        shape.x -= 6; // the middle row is one of those that are moved
+    EXPECT_GT(quality_in_the_middle(scene, 5), 0.5);
+}
+
+TEST(DoubtCounters, DoesNotDoubtWhatAFoundOutlineExplains)
+{
+    const std::vector<std::uint8_t> pixels = render_8_bit(letter(6, 5, 4));
+    const PanovalMeasureImage image = {pixels.data(), kSide, kSide, kSide, PANOVAL_MEASURE_U8, 0};
+    std::vector<MeasuredTarget> alone = {hole(6, 5)};
+    doubt_counters(image, alone);
+    EXPECT_LT(alone[0].target.quality, 0.2);
+    MeasuredTarget bowl = hole(9.2, 7.8);
+    bowl.measured.model.outline.x += 1.2;
+    std::vector<MeasuredTarget> both = {hole(6, 5), bowl};
+    doubt_counters(image, both);
+    EXPECT_EQ(both[0].target.quality, 0.9);
+    both[1].target.quality = 0.4;
+    doubt_counters(image, both);
+    EXPECT_LT(both[0].target.quality, 0.2) << "not found";
+}
+
+TEST(DoubtCounters, LeavesRingsWithHandles)
+{
+    const Shape handle = {Shape::Kind::Rectangle, kX + 18, kY, 14, 1.5, 0, kInk};
+    const std::vector<std::uint8_t> pixels =
+        render_8_bit(scene_of({handle, ellipse(9, 8, kInk), ellipse(6, 5, kPaper)}));
+    std::vector<MeasuredTarget> ring = {hole(6, 5)};
+    doubt_counters({pixels.data(), kSide, kSide, kSide, PANOVAL_MEASURE_U8, 0}, ring);
+    EXPECT_EQ(ring[0].target.quality, 0.9);
+}
+
+TEST(DoubtCounters, KnowsNothingOfWhatLiesOutsideThePicture)
+{
+    const TargetScene scene = letter(6, 5, 4);
+    const std::vector<std::uint8_t> pixels = render_8_bit(scene);
+    std::vector<MeasuredTarget> whole = {hole(6, 5)};
+    doubt_counters({pixels.data(), kSide, kSide, kSide, PANOVAL_MEASURE_U8, 0}, whole);
+    EXPECT_LT(whole[0].target.quality, 0.5);
+    std::vector<MeasuredTarget> cut = {hole(6, 5)};
+    doubt_counters({pixels.data(), 57, kSide, kSide, PANOVAL_MEASURE_U8, 0}, cut);
+    EXPECT_EQ(cut[0].target.quality, 0.9);
+}
+
+} // namespace
+
+} // namespace panoval::test
