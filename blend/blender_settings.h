@@ -12,7 +12,9 @@
 namespace panoval
 {
 
-inline constexpr float kFeatherSharpness = 0.02f; // weight per pixel of distance: full weight from 50 pixels on
+inline constexpr float kFeatherSharpness = 0.02f;   // weight per pixel of distance
+inline constexpr std::int32_t kFullWeightFrom = 50; // pixels from a mask's edge
+static_assert(kFullWeightFrom * kFeatherSharpness >= 1 && (kFullWeightFrom - 1) * kFeatherSharpness < 1);
 inline constexpr float kCityBlockSteps[3] = {1.f, 2.f, 3.f}; // straight, diagonal, and one that a 3 x 3 mask has not
 
 // The least multiple of a unit that is not below a size: what the canvas's sides become so that each band has whole

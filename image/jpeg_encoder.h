@@ -22,7 +22,7 @@ public:
     JpegEncoder& operator=(const JpegEncoder&) = delete;
     ~JpegEncoder();
 
-    // quality: 1 to 100
+    // quality: 1 to kBestQuality
     bool begin(std::FILE* stream, const PictureInfo& picture, int quality);
     bool write_row(const std::uint8_t* row);
     bool finish();

@@ -17,9 +17,12 @@ namespace panoval::image
 
 enum class Compression { None, Lzw, Deflate, Zstd };
 
+inline constexpr int kUsualQuality = 93; // of JPEG: from 90 on no artefacts show
+inline constexpr int kBestQuality = 100; // from 1 on
+
 // What a format does not know it leaves alone.
 struct WriteOptions {
-    int quality = 93;                            // of JPEG, 1 to 100: from 90 on no artefacts show
+    int quality = kUsualQuality;                 // of JPEG
     Compression compression = Compression::None; // of TIFF
     bool is_tiled = false;                       // TIFF in tiles rather than strips
     bool has_pyramid = false;                    // TIFF with reduced pictures behind the full one, in tiles all

@@ -302,7 +302,7 @@ typedef struct PanovalMosaicEstimate {
     uint64_t picture_bytes;  /**< of all pictures' samples and masks as they are asked for */
     uint64_t panorama_bytes; /**< of the panorama's samples */
     double decodes;          /**< how often each picture is asked for, on average */
-    double seconds;          /**< of one processor, at 35 million pixels of the canvas a second, 20 without seams;
+    double seconds;          /**< of one processor, at 35 million pixels of the canvas a second, 40 without seams;
                                   the host's own time, e.g. for decoding, comes on top */
     int32_t threads;         /**< that the budget feeds */
     int32_t reserved;        /**< zero */

@@ -15,10 +15,12 @@ namespace
 
 constexpr int kBandsBeyond = 2;
 
-void require(bool is_right, const char* what, std::int64_t value, const char* expected)
+// expected: what one was to find, in parts
+template <class... Parts>
+void require(bool is_right, const char* what, std::int64_t value, const Parts&... expected)
 {
     if (!is_right)
-        fail(Failure::Argument, "found ", what, " ", value, "; expected ", expected);
+        fail(Failure::Argument, "found ", what, " ", value, "; expected ", expected...);
 }
 
 bool is_among(int value, int last)
@@ -50,13 +52,13 @@ void check_canvas(const Layout& layout)
 void check_settings(const Settings& settings, std::size_t pictures)
 {
     require(settings.wrap == 0 || (settings.wrap > 0 && settings.wrap <= kLongestSide), "a wrapping canvas of width",
-            settings.wrap, "0, or 1 to 2147483647 pixels");
-    require(settings.bands >= 0 && settings.bands <= kMostBands, "bands", settings.bands, "0, or 1 to 30");
+            settings.wrap, "0, or 1 to ", kLongestSide, " pixels");
+    require(settings.bands >= 0 && settings.bands <= kMostBands, "bands", settings.bands, "0, or 1 to ", kMostBands);
     require(is_among(static_cast<int>(settings.blend), 1), "blend", static_cast<int>(settings.blend), "0 or 1");
     require(is_among(static_cast<int>(settings.seams), 2), "seams", static_cast<int>(settings.seams), "0, 1 or 2");
     require(is_among(static_cast<int>(settings.gains), 3), "gains", static_cast<int>(settings.gains), "0 to 3");
     require(settings.tile_size == 0 || (settings.tile_size >= kSmallestTileSize && settings.tile_size <= kLongestSide),
-            "a tile size of", settings.tile_size, "0, or 16 or more pixels");
+            "a tile size of", settings.tile_size, "0, or ", kSmallestTileSize, " or more pixels");
     require(settings.output_bits == 0 || settings.output_bits == 8 || settings.output_bits == 16, "output bits",
             settings.output_bits, "0, 8 or 16");
     if (settings.wrap > 0 && !settings.has_seams())

@@ -24,6 +24,11 @@ std::string compression_choices()
     return choices;
 }
 
+std::string quality_range()
+{
+    return concat("1 to ", image::kBestQuality, "; ", image::kUsualQuality, " without it");
+}
+
 image::WriteOptions write_options(const FormatOptions& options, const std::string& output, bool has_alpha)
 {
     const image::FileKind kind = image::output_format_of(output).kind;

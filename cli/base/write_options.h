@@ -19,6 +19,9 @@ struct FormatOptions {
 // What --compression may be for TIFF, for help: what this build's libtiff has.
 std::string compression_choices();
 
+// What --quality may be, for help.
+std::string quality_range();
+
 // Fails where an option says something about another format than the output's: it would do nothing.
 //
 // has_alpha  whether the picture has an alpha channel, with which Deep Zoom consists of PNG files

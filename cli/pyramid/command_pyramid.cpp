@@ -61,9 +61,8 @@ void add_pyramid_command(CLI::App& program)
     command.add_option("--compression", options->compression, "Of a TIFF file: " + compression_choices())
         ->check(CLI::IsMember(image::compression_names()))
         ->type_name("HOW");
-    command
-        .add_option("--quality", options->quality, "Of JPEG and of Deep Zoom without alpha, 1 to 100; 93 without it")
-        ->check(CLI::Range(1, 100))
+    command.add_option("--quality", options->quality, "Of JPEG and of Deep Zoom without alpha, " + quality_range())
+        ->check(CLI::Range(1, image::kBestQuality))
         ->type_name("N");
     add_common_options(command, options->common);
     command.footer(concat(kExplanation, kHelpEnd));

@@ -89,11 +89,17 @@ const char* const kOfPictures =
     "      \"keep\" (what is not 0 must come from this picture) and \"exclude\" (what is not 0 must not)\n"
     "\n";
 
+// As the option takes it, e.g. "512M".
+std::string in_megabytes(std::uint64_t bytes)
+{
+    return concat(bytes >> 20, "M");
+}
+
 void check(const StitchOptions& options)
 {
     if (options.memory < PANOVAL_MOSAIC_LEAST_MEMORY)
-        fail_usage(concat("found --memory ", options.memory, "; expected ", PANOVAL_MOSAIC_LEAST_MEMORY,
-                          " bytes (1M) or more"));
+        fail_usage(concat("found --memory ", options.memory, "; expected ", PANOVAL_MOSAIC_LEAST_MEMORY, " bytes (",
+                          in_megabytes(PANOVAL_MOSAIC_LEAST_MEMORY), ") or more"));
     if (options.bands != 0 && options.feathers())
         fail_usage("found --bands with --blend feather; expected it with multiband alone");
     if (options.wraps && (options.seams == kNoSeams || options.feathers()))
@@ -146,7 +152,9 @@ void add_stitch_command(CLI::App& program)
         ->check(CLI::IsMember({kMultiBand, kFeather}))
         ->type_name("HOW");
     command
-        .add_option("--bands", options->bands, "Bands of multiband blending, 1 to 30; fewer where the canvas is small")
+        .add_option("--bands", options->bands,
+                    concat("Bands of multiband blending, 1 to ", PANOVAL_MOSAIC_MOST_BANDS,
+                           "; fewer where the canvas is small"))
         ->check(CLI::Range(1, PANOVAL_MOSAIC_MOST_BANDS))
         ->type_name("N");
     auto* const no_gain = command.add_flag("--no-gain", options->has_no_gain, "Leave the brightness as it is");
@@ -175,7 +183,9 @@ void add_stitch_command(CLI::App& program)
                            ->check(CLI::Range(std::int64_t{1}, std::int64_t{PANOVAL_MOSAIC_LONGEST_SIDE}))
                            ->expected(0, 1)
                            ->type_name("WIDTH");
-    command.add_option("--memory", options->memory, "Most memory to use, e.g. 800M or 2G; 512M without it")
+    command
+        .add_option("--memory", options->memory,
+                    concat("Most memory to use, e.g. 800M or 2G; ", in_megabytes(options->memory), " without it"))
         ->transform(CLI::AsSizeValue(false))
         ->type_name("BYTES");
     command
@@ -183,7 +193,7 @@ void add_stitch_command(CLI::App& program)
         ->check(CLI::Range(1, PANOVAL_MOSAIC_MOST_THREADS))
         ->type_name("N");
     command.add_option("--tile-size", options->tile_size, "Width and height of tiles; chosen without it")
-        ->check(CLI::Range(PANOVAL_MOSAIC_SMALLEST_TILE, 1 << 20))
+        ->check(CLI::Range(PANOVAL_MOSAIC_SMALLEST_TILE, kLargestTile))
         ->type_name("PIXELS");
     command.add_flag("--plan-only", options->is_plan_only, "Write the plan (JSON) to OUT and no panorama");
     command.add_flag("--split-seams", options->splits_seams,
@@ -224,9 +234,8 @@ void add_stitch_command(CLI::App& program)
         ->check(CLI::IsMember(image::compression_names()))
         ->type_name("HOW");
     command
-        .add_option("--quality", options->quality,
-                    "Of a JPEG panorama, or Deep Zoom without alpha, 1 to 100; 93 without it")
-        ->check(CLI::Range(1, 100))
+        .add_option("--quality", options->quality, "Of a JPEG panorama, or Deep Zoom without alpha, " + quality_range())
+        ->check(CLI::Range(1, image::kBestQuality))
         ->type_name("N");
     command.add_flag("--pyramid", options->wants_pyramid,
                      "Write reduced pictures behind the full one into a TIFF panorama, in tiles all");

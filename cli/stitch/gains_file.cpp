@@ -24,7 +24,8 @@ double checked_gain(const std::string& name, const ParsedJson& value, const Plac
     const double gain = value.is_number() ? value.get<double>() : 0;
     if (!(gain >= 1 / PANOVAL_MOSAIC_LARGEST_GAIN && gain <= PANOVAL_MOSAIC_LARGEST_GAIN))
         fail_input(name, concat("a gain of ", gain, " for '", printable(layer.name()), "'"),
-                   "a number from 0.000001 to 1000000; --no-gain leaves the brightness as it is");
+                   concat("a number from ", fixed(1 / PANOVAL_MOSAIC_LARGEST_GAIN, 6), " to ",
+                          fixed(PANOVAL_MOSAIC_LARGEST_GAIN, 0), "; --no-gain leaves the brightness as it is"));
     return gain;
 }
 

@@ -14,7 +14,8 @@ namespace panoval::cli
 namespace
 {
 
-// A core of today, in a second. docs/scaling.md has what was measured.
+// A core of today, in a second, where tasks make tiles by themselves; the engine's own estimate is of a whole run, with
+// what it measures. docs/scaling.md has the figures.
 constexpr double kBlendedPixels = 25e6;
 constexpr double kDecodedBytes = 90e6;
 constexpr double kWrittenBytes = 45e6;

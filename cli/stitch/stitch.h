@@ -21,6 +21,8 @@ inline constexpr const char* kOptimalSeams = "optimal";
 inline constexpr const char* kNearestSeams = "nearest";
 inline constexpr const char* kNoSeams = "none";
 
+inline constexpr int kLargestTile = 1 << 20; // width and height in pixels, far more than memory holds
+
 struct StitchOptions {
     CommonOptions common;
     std::string output;

@@ -22,8 +22,6 @@ namespace panoval::mosaic
 namespace
 {
 
-constexpr std::int64_t kFullWeightFrom = 50; // pixels from a mask's edge, see kFeatherSharpness
-
 constexpr std::int64_t kCoverageRowsAtOnce = 16;
 
 void add_coverage(const LibraryJob& job, const Rect& part, const PixelBlock& block)
