@@ -253,21 +253,20 @@ bool read_levels(const Patch& patch, const Rays& rays, double sign, double reach
             counts[i] += 1;
         }
     }
-    std::size_t first = search.count;
-    std::size_t last = 0;
-    for (std::size_t i = 0; i < search.count; ++i) {
-        if (counts[i] < 1)
-            continue;
-        sums[i] /= counts[i];
-        first = std::min(first, i);
-        last = i;
-    }
-    if (last < first + 4)
-        return false;
-    const auto slope = [&](std::size_t i) { return sign * (sums[i + 1] - sums[i - 1]) / (2 * search.step); };
+    // As far as places are known without a gap: samples that are not numbers may lie all around.
     const std::size_t middle = to_count(truncate_to_int(search.inward / search.step + 0.5));
-    if (middle < first + 2 || middle + 3 > last)
+    std::size_t first = middle;
+    while (first > 0 && counts[first - 1] > 0)
+        --first;
+    std::size_t end = middle;
+    while (end < search.count && counts[end] > 0)
+        ++end;
+    if (middle < first + 2 || middle + 4 > end)
         return false;
+    const std::size_t last = end - 1;
+    for (std::size_t i = first; i < end; ++i)
+        sums[i] /= counts[i];
+    const auto slope = [&](std::size_t i) { return sign * (sums[i + 1] - sums[i - 1]) / (2 * search.step); };
     const double steepest = std::max({slope(middle - 1), slope(middle), slope(middle + 1)});
     // Levels are where the edge ends; another one may begin there.
     std::size_t inner = middle - 1;
