@@ -143,11 +143,15 @@ double certainty(const OverlapVerdict& overlap)
 
 bool is_displaced(const OverlapVerdict& overlap, double by)
 {
-    const double sure = certainty(overlap);
-    constexpr double kCertain = 2.5; // standard deviations that are taken off before it is believed
+    // Standard deviations that are taken off before it is believed: more where little is shared beyond noise, of which
+    // the best of many places is that by chance more often than its deviation tells.
+    constexpr double kCertain = 2.5;
+    constexpr double kCertainInNoise = 4;
+    constexpr double kInNoise = 0.1; // pixels, a standard deviation
     constexpr double kOfLimit = 0.6;
-    return sure > kSure && overlap.displaced_by >= by &&
-           overlap.displaced_by - kCertain * overlap.uncertainty >= kOfLimit * by;
+    const double taken_off = overlap.uncertainty * (overlap.uncertainty > kInNoise ? kCertainInNoise : kCertain);
+    return certainty(overlap) > kSure && overlap.displaced_by >= by &&
+           overlap.displaced_by - taken_off >= kOfLimit * by;
 }
 
 ToneLimits tone_limits(const Verdict& verdict)

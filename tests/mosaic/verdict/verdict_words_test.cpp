@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/verdict/verdict_words.h"
 
+#include "mosaic/verdict/verdict_faults.h"
+
 #include <gtest/gtest.h>
 
 namespace panoval::mosaic::test
@@ -55,6 +57,25 @@ OverlapVerdict of_curves(std::size_t first, std::size_t second, double tone, dou
     overlap.tone = tone;
     overlap.unevenness = unevenness;
     return overlap;
+}
+
+bool is_displaced_by(double displaced_by, double uncertainty)
+{
+    OverlapVerdict overlap = fitting(0, 1);
+    overlap.displaced_by = displaced_by;
+    overlap.uncertainty = uncertainty;
+    return is_displaced(overlap, kDisplacedLook);
+}
+
+TEST(VerdictFaults, BelieveADisplacementBeyondItsUncertainty)
+{
+    EXPECT_TRUE(is_displaced_by(0.7, 0));
+    EXPECT_FALSE(is_displaced_by(0.69, 0));
+    EXPECT_TRUE(is_displaced_by(0.7, 0.1));   // 0.45 of it, 2.5 deviations less, is still 0.6 of the limit
+    EXPECT_FALSE(is_displaced_by(0.8, 0.11)); // where little is shared beyond noise: 4 deviations
+    EXPECT_TRUE(is_displaced_by(0.87, 0.11));
+    EXPECT_FALSE(is_displaced_by(1.2, 0.2));
+    EXPECT_TRUE(is_displaced_by(2, 0.25));
 }
 
 Numbers misfits_of(std::size_t count, std::vector<OverlapVerdict> overlaps)
