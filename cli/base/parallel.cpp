@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "cli/base/parallel.h"
 
+#include <algorithm>
 #include <atomic>
 #include <exception>
 #include <system_error>
@@ -13,26 +14,27 @@ namespace panoval::cli
 namespace
 {
 
-// A second thread, unless the machine has no use for it or the system gives none.
-std::thread start_beside(const std::function<void()>& body)
+// Beside the caller's, until the system gives no more.
+std::vector<std::thread> start_threads(std::size_t count, const std::function<void()>& body)
 {
-    if (parallel_calls() < 2)
-        return {};
+    std::vector<std::thread> threads;
+    threads.reserve(count);
     try {
-        return std::thread(body);
-    } catch (const std::system_error&) {
-        return {};
+        while (threads.size() < count)
+            threads.emplace_back(body);
+    } catch (const std::system_error&) { // those that have begun do the work
     }
+    return threads;
 }
 
 } // namespace
 
-std::size_t parallel_calls()
+void run_in_parallel(std::size_t count, const std::function<void(std::size_t)>& work)
 {
-    return std::thread::hardware_concurrency() < 2 ? 1 : 2;
+    run_in_parallel(count, std::thread::hardware_concurrency(), work);
 }
 
-void run_in_parallel(std::size_t count, const std::function<void(std::size_t)>& work)
+void run_in_parallel(std::size_t count, std::size_t threads, const std::function<void(std::size_t)>& work)
 {
     std::atomic<std::size_t> next{0};
     std::vector<std::exception_ptr> failures(count);
@@ -45,10 +47,11 @@ void run_in_parallel(std::size_t count, const std::function<void(std::size_t)>& 
             }
         }
     };
-    std::thread second = count > 1 ? start_beside(take_turns) : std::thread();
+    const std::size_t most = std::max<std::size_t>(1, std::min(count, threads));
+    std::vector<std::thread> others = start_threads(most - 1, take_turns);
     take_turns();
-    if (second.joinable())
-        second.join();
+    for (std::thread& thread : others)
+        thread.join();
     for (const std::exception_ptr& failure : failures)
         if (failure != nullptr)
             std::rethrow_exception(failure);
