@@ -80,7 +80,7 @@ bool file_exists(const std::string& name)
         return std::filesystem::exists(path_from_utf8(name), error);
     } catch (const std::system_error&) { // COUNT_EXCL: Windows alone refuses a name that is no UTF-8
         return false;                    // COUNT_EXCL: as above
-    }
+    }                                    // COUNT_EXCL: as above
 }
 
 FileHandle open_stream(const std::string& name, const std::string& expected)

@@ -183,7 +183,7 @@ std::vector<ImageInfo> probe_image(const std::string& name)
 std::unique_ptr<RowReader> open_rows(const std::string& name, std::size_t layer)
 {
     StoredPicture stored = open_stored(name, layer);
-    if (stored.orientation <= 1 || stored.orientation > 8)
+    if (stored.orientation <= 1) // up to 8, as the formats read them
         return std::move(stored.rows);
     return std::make_unique<TurnedReader>(std::move(stored), name);
 }

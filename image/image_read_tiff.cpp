@@ -333,8 +333,10 @@ private:
         tile_width_ = tiff_.field<std::uint32_t>(TIFFTAG_TILEWIDTH, 0);
         const std::int64_t tile_height = tiff_.field<std::uint32_t>(TIFFTAG_TILELENGTH, 0);
         const tmsize_t size = TIFFTileSize(tiff_.get());
-        if (tile_width_ < 1 || tile_height < 1 || tile_width_ > 65536 || tile_height > 65536 ||
-            size != tile_width_ * tile_height * static_cast<std::int64_t>(plane_pixel_bytes_))
+        const auto pixel_bytes = static_cast<std::int64_t>(plane_pixel_bytes_);
+        if (tile_width_ < 1 || tile_height < 1 || // COUNT_EXCL_BRANCH: libtiff opens no such file
+            tile_width_ > 65536 || tile_height > 65536 ||
+            size != tile_width_ * tile_height * pixel_bytes) // COUNT_EXCL_BRANCH: libtiff counts as we do
             fail_damaged(file_.name, tiff_);
         check_pixels(file_.name, "tiles", tile_width_, tile_height);
         tile_bytes_ = size;

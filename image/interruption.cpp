@@ -97,9 +97,11 @@ int process_id()
 
 int remember_unfinished(const std::filesystem::path& path)
 {
+    if (path.native().size() >= sizeof unfinished_files[0].name)
+        return -1;
     for (std::size_t i = 0; i < unfinished_files.size(); ++i) {
         UnfinishedFile& file = unfinished_files[i];
-        if (path.native().size() >= sizeof file.name || file.is_taken.exchange(true))
+        if (file.is_taken.exchange(true))
             continue;
         std::memcpy(file.name, path.c_str(), path.native().size() + 1);
         file.is_used = true;

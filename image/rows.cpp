@@ -163,9 +163,9 @@ void RowSplitter::finish(std::uint8_t* samples, std::uint8_t* mask)
 {
     const std::size_t width = width_of(info_);
     const auto channels = static_cast<std::size_t>(info_.channels);
-    if (is_premultiplied_ && info_.has_alpha && info_.bits == 16)
+    if (is_premultiplied_ && info_.bits == 16) // there is an alpha then
         divide_by_alpha<std::uint16_t>(samples, alpha_.data(), width, channels);
-    else if (is_premultiplied_ && info_.has_alpha)
+    else if (is_premultiplied_)
         divide_by_alpha<std::uint8_t>(samples, alpha_.data(), width, channels);
     if (mask == nullptr)
         return;

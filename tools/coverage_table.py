@@ -6,7 +6,8 @@ EXPORT.json is what `llvm-cov export` says of the test programs. Fails where a f
 tools/coverage_reached.txt says, or where code that is compiled once per instruction set ran for some of them only. A
 condition that is a constant has no branches. What a line with COUNT_EXCL has, or lines between COUNT_EXCL_START and
 COUNT_EXCL_STOP, is left out; COUNT_EXCL_BRANCH leaves out branches alone, and which instruction sets ran the line, as
-`if constexpr` before it does. The reason stands behind it.
+`if constexpr` before it does. The reason stands behind it. Comparisons that the compiler writes (`= default`) have no
+branches here: Clang counts one outcome of theirs alone.
 """
 
 import json
@@ -28,7 +29,7 @@ def excluded(path):
         inside = inside or "COUNT_EXCL_START" in text
         if inside or re.search(r"COUNT_EXCL:", text):
             lines.add(number)
-        if chosen or "COUNT_EXCL_BRANCH" in text:
+        if chosen or "COUNT_EXCL_BRANCH" in text or text.endswith("= default;"):
             branches.add(number)
         chosen = "if constexpr" in text
         inside = inside and "COUNT_EXCL_STOP" not in text

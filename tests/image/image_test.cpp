@@ -240,6 +240,17 @@ TEST(Image, ColoursMultipliedWithAlphaAreDividedByIt)
     EXPECT_EQ(mask, (std::vector<std::uint8_t>{200, 255, 0, 50}));
 }
 
+TEST(Image, PlanesWithoutAlphaAreCoveredEverywhere)
+{
+    RowSplitter splitter(ImageInfo{2, 1, 3, 8, false, {}}, false);
+    const std::uint8_t planes[] = {10, 11, 0, 20, 21, 0, 30, 31, 0}; // a byte more than its two pixels each
+    std::vector<std::uint8_t> samples(6);
+    std::vector<std::uint8_t> mask(2);
+    splitter.gather(planes, 3, samples.data(), mask.data());
+    EXPECT_EQ(samples, (std::vector<std::uint8_t>{10, 20, 30, 11, 21, 31}));
+    EXPECT_EQ(mask, (std::vector<std::uint8_t>{255, 255}));
+}
+
 TEST(Image, AFaintAlphaOf16BitStillCovers)
 {
     const std::uint16_t values[] = {0, 1, 256, 65535};

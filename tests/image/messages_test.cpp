@@ -10,6 +10,14 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstring>
+#include <optional>
+
+#ifndef _WIN32
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+#endif
 
 namespace panoval::image::test
 {
@@ -45,6 +53,39 @@ TEST_F(Messages, OnlyAnExhaustedHeapIsCalledSo)
     EXPECT_EQ(error_of([] { check_heap("a.png"); }), "a.png: found too little memory; expected 1 MB to be free");
 }
 
+TEST_F(Messages, SayWhoseFaultItIs)
+{
+    const auto fault_of = [](const auto& call) -> std::optional<Fault> {
+        try {
+            call();
+        } catch (const Failure& failure) {
+            return failure.fault();
+        }
+        return std::nullopt;
+    };
+    EXPECT_EQ(fault_of([] { fail_input("a.png", "nothing", "something"); }), Fault::Input);
+    EXPECT_EQ(fault_of([] { fail_output("a.png", "nothing", "something"); }), Fault::Output);
+    EXPECT_EQ(fault_of([] { fail_memory("a.png", 1); }), Fault::Memory);
+}
+
+#ifndef _WIN32
+// A file that is there and that nobody can open.
+int make_socket(const std::string& name)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (name.size() >= sizeof address.sun_path)
+        return -1;
+    std::memcpy(address.sun_path, name.c_str(), name.size() + 1);
+    const int descriptor = socket(AF_UNIX, SOCK_STREAM, 0);
+    if (descriptor >= 0 && bind(descriptor, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        close(descriptor);
+        return -1;
+    }
+    return descriptor;
+}
+#endif
+
 TEST_F(Messages, InputsThatAreNoFilesAreNamed)
 {
     const auto error = [](const std::string& name) { return error_of([&] { open_input(name, "a picture"); }); };
@@ -55,6 +96,10 @@ TEST_F(Messages, InputsThatAreNoFilesAreNamed)
     EXPECT_EQ(error("/dev/null"), "/dev/null: found no regular file; expected a picture");
     std::filesystem::create_symlink(in_folder("ring"), in_folder("ring"));
     EXPECT_TRUE(contains(error(in_folder("ring")), "ring: found a file that does not open: "));
+    const int socket = make_socket(in_folder("socket"));
+    ASSERT_GE(socket, 0);
+    EXPECT_TRUE(contains(error(in_folder("socket")), "socket: found a file that does not open: "));
+    close(socket);
 #endif
 }
 

@@ -114,6 +114,48 @@ TEST_F(FailingOutput, APyramidWhoseRowsFindNoRoomIsExplained)
     }
 }
 
+// Tiles of 300 x 260 and less, in the middle of which, at whose end or in the last bytes of which there is no room.
+TEST_F(FailingOutput, ATileThatFindsNoRoomIsExplained)
+{
+    for (const bool has_alpha : {false, true}) {
+        Image image = test_picture(250, 200, 3, 8, has_alpha);
+        image.has_alpha = has_alpha;
+        write_image(in_folder("a.dzi"), image);
+        const std::string tile = has_alpha ? "a_files/8/0_0.png" : "a_files/8/0_0.jpg";
+        const std::uintmax_t size = std::filesystem::file_size(in_folder(tile));
+        std::filesystem::remove(in_folder("a.dzi"));
+        std::filesystem::remove_all(in_folder("a_files"));
+        for (const std::uintmax_t room : {size / 2, size - 5000, size - 1}) {
+            const int status = status_of_child([&] {
+                limit_file_size(room);
+                const std::string error = error_of([&] { write_image(in_folder("a.dzi"), image); });
+                leave(contains(error, "a.dzi: found an error while writing: ") ? 7 : 1);
+            });
+            EXPECT_EQ(WEXITSTATUS(status), 7) << tile << " in " << room << " of " << size << " bytes";
+            EXPECT_TRUE(names().empty());
+        }
+    }
+}
+
+// Each of the 10 rows of 6,000 samples of its half is followed by its mask; the scratch file's buffer holds less.
+TEST_F(FailingOutput, APyramidWhoseMasksFindNoRoomIsExplained)
+{
+    Image image = make_image(12000, 20, 1, 8, "test");
+    std::fill_n(image.data.get(), image.bytes(), std::uint8_t{100});
+    ensure_mask(image, "test");
+    image.has_alpha = true;
+    WriteOptions options;
+    options.compression = Compression::Deflate;
+    options.has_pyramid = true;
+    const int status = status_of_child([&] {
+        limit_file_size(5000);
+        const std::string error = error_of([&] { write_image(in_folder("a.tif"), image, options); });
+        leave(contains(error, "a.tif: found an error while writing: ") ? 7 : 1);
+    });
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+    EXPECT_TRUE(names().empty());
+}
+
 TEST_F(FailingOutput, StandardOutputHasScratchFilesInTheTemporaryFolder)
 {
     const int status = status_of_child([&] {
@@ -169,6 +211,39 @@ TEST_F(FailingOutput, AStandardOutputThatTakesNothingIsExplained)
         const bool is_open = std::freopen("/dev/full", "wb", stdout) != nullptr;
         const std::string error = error_of([] { write_image("-", test_picture(400, 300, 3, 8)); });
         leave(is_open && contains(error, "standard output: found an error while writing: No space left") ? 7 : 1);
+    });
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+TEST_F(FailingOutput, AStandardOutputThatTakesNothingOfASmallPictureIsExplained)
+{
+    const int status = status_of_child([] {
+        const bool is_open = std::freopen("/dev/full", "wb", stdout) != nullptr;
+        const std::string error = error_of([] { write_image("-", test_picture(4, 3, 3, 8)); });
+        leave(is_open && contains(error, "standard output: found an error while writing: No space left") ? 7 : 1);
+    });
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+
+#ifdef __linux__
+TEST_F(FailingOutput, ATemporaryFolderThatTakesNoFilesHasNone)
+{
+    const int status = status_of_child([] {
+        setenv("TMPDIR", "/proc", 1);
+        leave(open_nameless_file() == nullptr && errno != EEXIST ? 7 : 1);
+    });
+    EXPECT_EQ(WEXITSTATUS(status), 7);
+}
+#endif
+
+TEST_F(FailingOutput, AStandardInputThatFindsNoOtherFileIsExplained)
+{
+    write_image(in_folder("a.png"), test_picture(30, 20, 3, 8));
+    const int status = status_of_child([&] {
+        const bool is_open = std::freopen(in_folder("a.png").c_str(), "rb", stdin) != nullptr;
+        const bool is_read = open_standard_input() != nullptr;
+        setenv("TMPDIR", in_folder("none").c_str(), 1);
+        leave(is_open && is_read && open_standard_input() == nullptr ? 7 : 1);
     });
     EXPECT_EQ(WEXITSTATUS(status), 7);
 }
@@ -344,6 +419,26 @@ TEST_F(FailingOutput, AnInterruptionRemovesWhatIsUnfinished)
     EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM) << "it still ends as interrupted";
     EXPECT_EQ(names(), std::vector<std::string>{"done.txt"});
     EXPECT_EQ(read_text("done.txt"), "older");
+}
+
+TEST_F(FailingOutput, AnInterruptionMindsNoOutputThatSomebodyHasRemoved)
+{
+    const int status = status_of_child([&] {
+        remove_outputs_on_interruption();
+        OutputFile first(in_folder("first.txt"));
+        for (const std::string& name : names())
+            std::filesystem::remove(in_folder(name));
+        OutputFile second(in_folder("second.txt"));
+        std::raise(SIGTERM);
+    });
+    EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGTERM);
+    EXPECT_TRUE(names().empty());
+}
+
+TEST_F(FailingOutput, NamesThatNoSystemOpensAreNotRemembered)
+{
+    EXPECT_EQ(remember_unfinished(std::string(5000, 'x')), -1);
+    forget_unfinished(-1);
 }
 
 } // namespace

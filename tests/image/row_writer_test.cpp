@@ -264,6 +264,47 @@ TEST_F(RowWriting, DeepZoomHasATileForEveryPartOfEveryLevel)
     EXPECT_FALSE(file_exists(in_folder("a_files/10/3_0.jpg")));
 }
 
+TEST_F(RowWriting, DeepZoomOfOneColumnOrRowEndsInOnePixel)
+{
+    for (const bool is_column : {false, true}) {
+        const std::string name = is_column ? "column" : "row";
+        const Image image = is_column ? test_picture(1, 5, 3, 8) : test_picture(5, 1, 3, 8);
+        write_in_pieces(in_folder(name + ".dzi"), image);
+        const ImageInfo half = probe_image(in_folder(name + "_files/2/0_0.jpg")).at(0);
+        EXPECT_EQ(half.width, is_column ? 1 : 3);
+        EXPECT_EQ(half.height, is_column ? 3 : 1);
+        EXPECT_EQ(probe_image(in_folder(name + "_files/0/0_0.jpg")).at(0).pixels(), 1u);
+        EXPECT_FALSE(file_exists(in_folder(name + "_files/4"))) << "5, 3, 2, 1";
+    }
+}
+
+// Wider than its rows are: a picture inside a larger one.
+TEST_F(RowWriting, RowsMayHaveRoomBetweenThem)
+{
+    const Image image = test_picture(40, 30, 3, 8);
+    std::vector<std::uint8_t> wide(200 * 30, 77);
+    for (std::int32_t y = 0; y < 30; ++y)
+        std::memcpy(wide.data() + 200 * y, image.row(y), 120);
+    OutputFile output(in_folder("a.tif"));
+    const auto writer = make_row_writer(output, output_format_of("a.tif"), image);
+    writer->add({wide.data(), 200, nullptr, 0}, 30);
+    writer->finish();
+    output.commit();
+    expect_same_picture(read_image(in_folder("a.tif")), image);
+}
+
+TEST_F(RowWriting, ANarrowTallPictureHasAPyramid)
+{
+    const Image image = test_picture(10, 600, 3, 8);
+    WriteOptions options;
+    options.has_pyramid = true;
+    write_in_pieces(in_folder("a.tif"), image, options);
+    expect_same_picture(read_image(in_folder("a.tif")), image);
+    TIFF* const tiff = TIFFOpen(in_folder("a.tif").c_str(), "r");
+    EXPECT_EQ(TIFFNumberOfDirectories(tiff), 3) << "600, 300 and 150 rows";
+    TIFFClose(tiff);
+}
+
 TEST_F(RowWriting, DeepZoomTilesShowThePicture)
 {
     const Image image = test_picture(300, 260, 3, 8, true); // with alpha: PNG, which loses nothing

@@ -116,6 +116,15 @@ TEST_F(OddTiff, ATileTallerThanAnyIsRefused)
     EXPECT_TRUE(contains(read_error(chain(tiled, 1)), "found a truncated or damaged TIFF file"));
 }
 
+TEST_F(OddTiff, TilesWithoutColumnsOrRowsAreRefused)
+{
+    for (const int side : {322, 323}) {
+        const Tags tiled = {{256, 16}, {257, 16}, {258, 8}, {259, 1}, {262, 1},
+                            {322, 16}, {323, 16}, {324, 8}, {325, 1}};
+        EXPECT_TRUE(contains(read_error(chain(with(tiled, side, 0), 1)), "odd.tif: found ")) << side;
+    }
+}
+
 TEST_F(OddTiff, AnExifDirectoryThatIsNotThereIsLeftOut)
 {
     const Image image = read_image(write_text("odd.tif", chain(with(kPixel, 34665, 0x7FFFFFF0), 1)));

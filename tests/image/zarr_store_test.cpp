@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -207,6 +208,43 @@ TEST_F(Zarr, BeginningTwiceChangesNothing)
     EXPECT_EQ(names(), std::vector<std::string>{"a.zarr"});
 }
 
+// Another process may be reading what has its text already.
+TEST_F(Zarr, BeginningLeavesFilesAloneThatAreAsTheyShallBe)
+{
+    begin(picture(1, 8));
+    const fs::path array = path_from_utf8(in_folder("a.zarr/0/.zarray"));
+    const fs::path group = path_from_utf8(in_folder("a.zarr/.zgroup"));
+    const auto long_ago = fs::last_write_time(array) - std::chrono::hours(24);
+    fs::last_write_time(array, long_ago);
+    fs::last_write_time(group, long_ago);
+    write_text("a.zarr/.zgroup", "another text");
+    fs::last_write_time(group, long_ago);
+    fs::remove(path_from_utf8(in_folder("a.zarr/.zattrs")));
+    begin(picture(1, 8));
+    EXPECT_EQ(fs::last_write_time(array), long_ago);
+    EXPECT_NE(fs::last_write_time(group), long_ago);
+    EXPECT_TRUE(contains(read_text("a.zarr/.zgroup"), "zarr_format"));
+}
+
+TEST_F(Zarr, MetadataAreKept)
+{
+    StorePicture stored = picture(1, 8);
+    stored.metadata.exif.model = "Model";
+    stored.metadata.exif.iso = 200;
+    begin(stored);
+    EXPECT_EQ(open().picture().metadata, stored.metadata);
+}
+
+TEST_F(Zarr, MoreThan32LevelsAreRefused)
+{
+    begin(picture(1, 8));
+    std::string datasets = "{\"path\": \"0\"}";
+    for (int level = 1; level <= 32; ++level)
+        datasets += ", {\"path\": \"" + std::to_string(level) + "\"}";
+    write_text("a.zarr/.zattrs", "{\"multiscales\": [{\"datasets\": [" + datasets + "]}]}");
+    EXPECT_TRUE(contains(error_of([&] { open(); }), "found no list of datasets in \"multiscales\"; expected 1 to 32"));
+}
+
 TEST_F(Zarr, ArraysOfOtherKindsAreRefusedByName)
 {
     const std::string good = json_of(picture(3, 8).array);
@@ -383,6 +421,21 @@ TEST_F(Zarr, AHalvedChunkHasTheMeansOfItsPixels)
         EXPECT_EQ(y, 35);
         EXPECT_FALSE(file_exists(in_folder("a.zarr/1/0/0/0"))) << "nothing but zeros";
     }
+}
+
+TEST_F(Zarr, AChunkOfAnotherSizeIsNamed)
+{
+    StorePicture smaller = picture(1, 8);
+    smaller.array.chunk_width = 16;
+    const Image image = test_picture(100, 70, 1, 8);
+    ZarrStore::begin(in_folder("b.zarr"), path_from_utf8(in_folder("b.zarr")), smaller)
+        .write_pixels(0, 0, 0, 100, 70, rows_of(image));
+    const ZarrStore store = begin(picture(1, 8));
+    store.write_pixels(0, 0, 0, 100, 70, rows_of(image));
+    write_text("a.zarr/0/0/2/1", read_text("b.zarr/0/0/2/1"));
+    Chunk chunk;
+    const std::string error = error_of([&] { store.read_chunk(0, 2, 1, chunk); });
+    EXPECT_TRUE(contains(error, "found a truncated or damaged chunk; expected zlib of 512 bytes")) << error;
 }
 
 TEST_F(Zarr, ADamagedChunkIsNamed)
