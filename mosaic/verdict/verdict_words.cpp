@@ -138,6 +138,21 @@ std::vector<std::size_t> find_misfits(const Layout& layout, About about, const V
     return find_misfits(layout.pictures.size(), evidence);
 }
 
+// One overlap at least must show it clearly: noise of which too much or too little is assumed makes a picture look a
+// little soft everywhere.
+std::vector<std::size_t> find_soft(const Layout& layout, const Verdict& verdict)
+{
+    const auto is_clear = [&](std::size_t picture) {
+        return std::any_of(verdict.overlaps.begin(), verdict.overlaps.end(), [picture](const OverlapVerdict& overlap) {
+            return touches(overlap, {picture}) && softer_one(overlap) == picture && softness(overlap) < kSoft;
+        });
+    };
+    std::vector<std::size_t> soft = find_misfits(layout, about_sharpness, verdict);
+    soft.erase(std::remove_if(soft.begin(), soft.end(), [&](std::size_t picture) { return !is_clear(picture); }),
+               soft.end());
+    return soft;
+}
+
 void blame(const Layout& layout, const std::vector<std::size_t>& misfits, const char* what, Verdict& verdict)
 {
     for (const std::size_t misfit : misfits) {
@@ -230,7 +245,7 @@ void put_into_words(const Layout& layout, Verdict& verdict)
     judge_cover(layout.pictures.size(), verdict);
     name_swapped(layout, verdict);
     blame(layout, find_misfits(layout, about_place, verdict), " does not fit its neighbours.", verdict);
-    blame(layout, find_misfits(layout, about_sharpness, verdict), " is less sharp than its neighbours.", verdict);
+    blame(layout, find_soft(layout, verdict), " is less sharp than its neighbours.", verdict);
     const std::vector<std::size_t> uneven = find_misfits(layout, about_tone, verdict);
     if (!is_common(verdict, uneven))
         blame(layout, uneven, " differs from its neighbours in brightness or colour.", verdict);

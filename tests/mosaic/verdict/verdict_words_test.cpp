@@ -117,6 +117,23 @@ TEST(Blame, ForUnevenLightIsItsPicturesWhereOthersAreNot)
               Numbers{1});
 }
 
+OverlapVerdict of_sharpness(std::size_t first, std::size_t second, double sharpness)
+{
+    OverlapVerdict overlap = fitting(first, second);
+    overlap.is_sharpness_known = true;
+    overlap.sharpness = sharpness;
+    return overlap;
+}
+
+TEST(Blame, ForSoftnessIsWhereOneOverlapShowsItClearly)
+{
+    // sharpness is that of the second picture relative to the first one
+    EXPECT_EQ(misfits_of(4, {of_sharpness(0, 1, 0.5), of_sharpness(1, 2, 1 / 0.65), of_sharpness(2, 3, 1)}),
+              Numbers{1});
+    EXPECT_EQ(misfits_of(4, {of_sharpness(0, 1, 0.65), of_sharpness(1, 2, 1 / 0.65), of_sharpness(2, 3, 1)}),
+              Numbers{});
+}
+
 // Measured with it, gains of the others are wrong.
 TEST(Blame, ForBrightnessIsNotWhereAPictureIsMisplaced)
 {
