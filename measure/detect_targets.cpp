@@ -10,6 +10,7 @@
 #include "measure/picture.h"
 #include "measure/refinement.h"
 #include "measure/target_record.h"
+#include "measure/vague.h"
 #include "panoval_measure.h"
 
 #include <algorithm>
@@ -148,6 +149,7 @@ public:
         if (!measure_without_neighbours(refinement_, noise_, measured_))
             return false;
         doubt_meshes(noise_, measured_);
+        doubt_vague(noise_, measured_);
         doubt_counters(image_, measured_);
         if (!doubt_grains(image_, measured_))
             return false;

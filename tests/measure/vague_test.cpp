@@ -1,0 +1,80 @@
+// SPDX-License-Identifier: MIT
+#include "measure/vague.h"
+
+#include "measure/neighbours.h"
+#include "panoval_measure.h"
+
+#include <gtest/gtest.h>
+
+#include <cstddef>
+#include <vector>
+
+namespace
+{
+
+using panoval::measure::doubt_vague;
+using panoval::measure::MeasuredTarget;
+using panoval::measure::outline_of;
+
+// What is left of a quality of 1 in noise of 5.
+double quality_left(double axis, double sigma, double contrast)
+{
+    std::vector<MeasuredTarget> targets(1);
+    PanovalMeasureTarget& target = targets[0].target;
+    target.ellipse = {20, 30, 1.2 * axis, axis, 0};
+    target.quality = 1;
+    target.sigma_minor = sigma;
+    target.level_inside = 150;
+    target.level_outside = 150 + contrast;
+    doubt_vague(5, targets);
+    return targets[0].target.quality;
+}
+
+TEST(DoubtVague, TakesQualityFromAxesThatMayBeAnything)
+{
+    EXPECT_GT(quality_left(3, 0.6, 400), 0.99);
+    EXPECT_NEAR(quality_left(3, 1.2, 400), 0.5, 1e-9);
+    EXPECT_LT(quality_left(3, 2, 400), 0.02);
+    EXPECT_GT(quality_left(30, 6, 400), 0.99);
+    EXPECT_LT(quality_left(30, 20, 400), 0.02);
+}
+
+TEST(DoubtVague, TakesQualityFromTheSmallestOfLittleContrast)
+{
+    EXPECT_GT(quality_left(3, 0.1, 40), 0.98);
+    EXPECT_NEAR(quality_left(3, 0.1, 30), 0.5, 1e-6);
+    EXPECT_LT(quality_left(2.5, 0.1, 24), 0.05);
+    EXPECT_LT(quality_left(2.5, 0.1, -24), 0.05) << "dark or bright";
+    EXPECT_GT(quality_left(3.7, 0.1, 25), 0.9);
+    EXPECT_GT(quality_left(4, 0.1, 21), 0.99) << "not small";
+}
+
+TEST(DoubtVague, LeavesRings)
+{
+    std::vector<MeasuredTarget> targets(2);
+    for (std::size_t i = 0; i < 2; ++i) {
+        const double radius = i == 0 ? 3 : 5;
+        targets[i].target.ellipse = {20, 30, radius, radius, 0};
+        targets[i].target.quality = 0.7;
+        targets[i].target.level_outside = 25;
+        targets[i].measured.model.outline = outline_of(targets[i].target.ellipse);
+    }
+    doubt_vague(5, targets);
+    EXPECT_EQ(targets[0].target.quality, 0.7);
+    targets[1].measured.model.outline.x += 3;
+    doubt_vague(5, targets);
+    EXPECT_LT(targets[0].target.quality, 0.1);
+    EXPECT_EQ(targets[1].target.quality, 0.7);
+}
+
+TEST(DoubtVague, SaysNothingWithoutNoise)
+{
+    std::vector<MeasuredTarget> targets(1);
+    targets[0].target.ellipse = {20, 30, 3, 3, 0};
+    targets[0].target.quality = 0.8;
+    targets[0].target.level_outside = 1;
+    doubt_vague(0, targets);
+    EXPECT_EQ(targets[0].target.quality, 0.8);
+}
+
+} // namespace
