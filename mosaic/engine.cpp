@@ -58,7 +58,7 @@ Settings settings_of(const PanovalMosaicOptions& options)
 class NoReader : public PictureReader
 {
 public:
-    void read(std::size_t, const Rect&, PixelBlock&) override {}
+    void read(std::size_t, const Rect&, PixelBlock&) override {} // COUNT_EXCL: nothing is blended
 };
 
 BlendOptions blend_options(const Plan& plan)
@@ -112,8 +112,9 @@ void Engine::add_picture(const PanovalMosaicPicture& picture)
 {
     if (is_fixed())
         fail(Failure::Argument, "a picture comes after the plan was made; expected all pictures before");
-    if (pictures_.size() >= static_cast<std::size_t>(kLongestSide) - 1)
-        fail(Failure::Argument, "found one picture more than ", pictures_.size(), "; expected no more");
+    if (pictures_.size() >= static_cast<std::size_t>(kLongestSide) - 1)           // COUNT_EXCL_BRANCH: as below
+        fail(Failure::Argument, "found one picture more than ", pictures_.size(), // COUNT_EXCL: 2^31 take 200 GB
+             "; expected no more");                                               // COUNT_EXCL: as above
     require_zeros(picture.reserved, "a picture");
     require_flag(picture.has_mask, "has_mask");
     require_flag(picture.has_keep, "has_keep");

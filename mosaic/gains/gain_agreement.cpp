@@ -169,7 +169,7 @@ double explained_share(const Parts& blocks)
 }
 
 // Large values become smaller ones: a few things that moved must not look as if everything were different. Returns the
-// variance that is left.
+// variance that is left. Some weigh something: a ratio is known of blocks that both pictures show.
 double limit_values(std::vector<Weighted>& values)
 {
     std::vector<Weighted> sizes = values;
@@ -183,7 +183,7 @@ double limit_values(std::vector<Weighted>& values)
         sum += value.weight * value.value * value.value;
         total += value.weight;
     }
-    return total > 0 ? sum / total : 0.0;
+    return sum / total;
 }
 
 double limit_differences(std::vector<Part>& parts)
@@ -209,7 +209,7 @@ Covariance covariance_of(const Parts& parts)
     Covariance sums;
     double count = 0;
     const auto add_pair = [&](const Part& a, const Part& b) {
-        if (a.samples <= 0 || b.samples <= 0)
+        if (b.samples <= 0)
             return;
         sums.neighbours += a.difference * b.difference;
         sums.pairs += 1;

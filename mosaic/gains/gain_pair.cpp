@@ -326,13 +326,10 @@ double sorted_median(std::vector<Weighted>& values)
     double total = 0;
     for (const Weighted& value : values)
         total += value.weight;
-    double sum = 0;
-    for (const Weighted& value : values) {
-        sum += value.weight;
-        if (2 * sum >= total)
-            return value.value;
-    }
-    return 0;
+    auto middle = values.begin();
+    for (double sum = middle->weight; 2 * sum < total; sum += middle->weight) // the last sum is the total
+        ++middle;
+    return middle->value;
 }
 
 // The value about which the weight is split, looked for in the half that has it.

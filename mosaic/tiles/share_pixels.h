@@ -25,8 +25,6 @@ public:
     // Reads a part of the canvas, which lies inside the share's picture.
     void read(PictureReader& reader, const Share& share, const Rect& part);
 
-    const Rect& part() const { return part_; }
-
     // Columns of row y of the canvas, which lie in the part.
     void scaled(std::int64_t y, Interval columns, float* out);
     void difference(std::int64_t y, Interval columns, const float* composite, float* out);

@@ -22,13 +22,13 @@ constexpr double kStepBad = 16;
 constexpr double kToneLook = 3; // where the overlaps agree on nothing better
 constexpr double kToneLeast = 1.2;
 
-std::string fixed(double value, int digits)
+// To a tenth.
+std::string rounded(double value)
 {
-    const double scale = digits == 0 ? 1 : digits == 1 ? 10 : 100;
     std::ostringstream text;
     text.setf(std::ios::fixed);
-    text.precision(digits);
-    text << std::floor(value * scale + 0.5) / scale;
+    text.precision(1);
+    text << std::floor(value * 10 + 0.5) / 10;
     return text.str();
 }
 
@@ -47,7 +47,7 @@ std::vector<Fault> place_faults(const Layout& layout, const OverlapVerdict& over
     if (!is_displaced(overlap, kDisplacedLook))
         return {};
     return {{is_displaced(overlap, kDisplacedBad) ? Word::Bad : Word::Look,
-             "the pictures are displaced by " + fixed(overlap.displaced_by, 1) + " pixels"}};
+             "the pictures are displaced by " + rounded(overlap.displaced_by) + " pixels"}};
 }
 
 // What most of the overlaps do not fall below; none of few, where one picture's fault may be in all.
@@ -94,9 +94,9 @@ std::vector<Fault> faults_of(const Layout& layout, const OverlapVerdict& overlap
     if (overlap.step > kStepLook) // what a lens leaves changes slowly, and blending hides that
         faults.push_back(
             {overlap.step > kStepBad && overlap.unevenness >= limits.unevenness.value_or(0) ? Word::Bad : Word::Look,
-             "a step of " + fixed(overlap.step, 1) + " levels is left along the seam"});
+             "a step of " + rounded(overlap.step) + " levels is left along the seam"});
     else if (overlap.tone > limits.curve)
-        faults.push_back({Word::Look, "their curves of brightness differ by " + fixed(overlap.tone, 1) + " levels"});
+        faults.push_back({Word::Look, "their curves of brightness differ by " + rounded(overlap.tone) + " levels"});
     if (!overlap.ghosts.empty())
         faults.push_back(
             {Word::Look, overlap.ghosts.size() == 1
@@ -110,9 +110,10 @@ std::vector<Fault> faults_of(const Layout& layout, const OverlapVerdict& overlap
     return faults;
 }
 
+// text: begins with a small letter, or with the quote before a name
 std::string sentence(std::string text)
 {
-    if (!text.empty() && text[0] >= 'a' && text[0] <= 'z')
+    if (text[0] != '\'')
         text[0] = static_cast<char>(text[0] - 'a' + 'A');
     return text + ".";
 }

@@ -62,6 +62,10 @@ std::int32_t make(const PanovalMosaicOptions& options, Panorama& panorama)
     code = code != 0 ? code : panoval_mosaic_add_picture(mosaic, &picture);
     picture.x = 14;
     code = code != 0 ? code : panoval_mosaic_add_picture(mosaic, &picture);
+    PanovalMosaicNeeds needs = {};
+    PanovalMosaicEstimate estimate = {};
+    code = code != 0 ? code : panoval_mosaic_needs(mosaic, &needs);
+    code = code != 0 ? code : panoval_mosaic_estimate(mosaic, &estimate);
     code = code != 0 ? code : panoval_mosaic_measure(mosaic, PANOVAL_MOSAIC_MEASURE_ALL);
     code = code != 0 ? code : panoval_mosaic_run(mosaic, &sink);
     panoval_mosaic_destroy(mosaic);

@@ -461,6 +461,33 @@ TEST(Engine, APlanOfStatisticsAloneHasTheGainsThatFollow)
     EXPECT_NE(third.error().find("says"), std::string::npos) << third.error();
 }
 
+// Of two pictures side by side the second one is darker, and bluer.
+TEST(Engine, GainsAreOfPicturesOrChannelsAsTheOptionsSay)
+{
+    const Scene scene = make_scene(500, 200, {.seed = 5});
+    MemoryReader reader(500, 200);
+    reader.add(0, 0, take_picture(scene, {.rect = {0, 0, 300, 200}}));
+    reader.add(200, 0, take_picture(scene, {.rect = {200, 0, 300, 200}, .gain = 0.5, .white = {1, 1, 1.5, 1}}));
+    MemoryHost host(reader);
+    for (const int gains : {PANOVAL_MOSAIC_GAINS_PER_PICTURE, PANOVAL_MOSAIC_GAINS_PER_CHANNEL}) {
+        PanovalMosaicOptions options = measuring(false);
+        options.gains = gains;
+        options.anchor = 1;
+        Mosaic mosaic;
+        host.prepare(mosaic, options);
+        ASSERT_EQ(panoval_mosaic_measure(mosaic.get(), PANOVAL_MOSAIC_MEASURE_GAINS), PANOVAL_MOSAIC_OK);
+        const std::vector<double> found = gains_of(mosaic);
+        const bool per_channel = gains == PANOVAL_MOSAIC_GAINS_PER_CHANNEL;
+        EXPECT_EQ(found[0], 1) << "the anchor";
+        EXPECT_NEAR(found[4], per_channel ? 2 : 1.7, per_channel ? 0.03 : 0.1);
+        EXPECT_NEAR(found[6] / found[4], per_channel ? 1 / 1.5 : 1, 0.02);
+        std::int32_t told = 7;
+        double gain[4];
+        ASSERT_EQ(panoval_mosaic_gains(mosaic.get(), 0, gain, nullptr, &told, nullptr), PANOVAL_MOSAIC_OK);
+        EXPECT_EQ(told, per_channel ? 1 : 0);
+    }
+}
+
 TEST(Engine, StatisticsAreOfGainsThatWereMeasured)
 {
     const auto reader = four_pictures(8);

@@ -187,6 +187,57 @@ TEST(Interface, TellsLayoutPicturesAndOverlaps)
     EXPECT_EQ(panoval_mosaic_add_picture(mosaic.get(), &kPicture), PANOVAL_MOSAIC_ARGUMENT) << "the plan is made";
 }
 
+TEST(Interface, TellsHowPicturesAreGivenAndWhatIsWritten)
+{
+    Mosaic mosaic;
+    PanovalMosaicOptions options{};
+    options.output_bits = 16;
+    ASSERT_EQ(panoval_mosaic_set_options(mosaic.get(), &options), PANOVAL_MOSAIC_OK);
+    for (const int given : {0, 1, 2, 3}) {
+        PanovalMosaicPicture picture = kPicture;
+        picture.has_mask = given == 1 ? 1 : 0;
+        picture.has_keep = given == 2 ? 1 : 0;
+        picture.random_access = given == 3 ? 1 : 0;
+        ASSERT_EQ(panoval_mosaic_add_picture(mosaic.get(), &picture), PANOVAL_MOSAIC_OK);
+    }
+    for (const int given : {0, 1, 2, 3}) {
+        PanovalMosaicPicture told{};
+        ASSERT_EQ(panoval_mosaic_picture(mosaic.get(), given, &told), PANOVAL_MOSAIC_OK);
+        EXPECT_EQ(told.has_mask, given == 1 ? 1 : 0);
+        EXPECT_EQ(told.has_keep, given == 2 ? 1 : 0);
+        EXPECT_EQ(told.random_access, given == 3 ? 1 : 0);
+        EXPECT_EQ(told.bits, 8);
+    }
+    EXPECT_EQ(mosaic.layout().bits, 16);
+}
+
+// Statistics of three pictures in a row of which the last one shows nothing.
+TEST(Interface, TellsWhichPicturesDoNotFit)
+{
+    Mosaic mosaic;
+    for (const std::int64_t x : {0, 30, 60}) {
+        PanovalMosaicPicture picture = kPicture;
+        picture.x = x;
+        ASSERT_EQ(panoval_mosaic_add_picture(mosaic.get(), &picture), PANOVAL_MOSAIC_OK);
+    }
+    std::vector<PanovalMosaicStatistics> statistics(2);
+    for (PanovalMosaicStatistics& overlap : statistics) {
+        overlap.pixels = 300;
+        overlap.says = PANOVAL_MOSAIC_SAYS_AGREE;
+        overlap.all = overlap.seen = {0, 0.01, 1, 0};
+    }
+    statistics[1].says = PANOVAL_MOSAIC_SAYS_SECOND_BLANK;
+    ASSERT_EQ(panoval_mosaic_set_statistics(mosaic.get(), statistics.data(), 2, nullptr), PANOVAL_MOSAIC_OK);
+    for (const std::int64_t i : {0, 1, 2}) {
+        double gains[4];
+        std::int32_t per_channel = 7;
+        std::int32_t is_outlier = 7;
+        ASSERT_EQ(panoval_mosaic_gains(mosaic.get(), i, gains, nullptr, &per_channel, &is_outlier), PANOVAL_MOSAIC_OK);
+        EXPECT_EQ(per_channel, 0);
+        EXPECT_EQ(is_outlier, i == 2 ? 1 : 0);
+    }
+}
+
 TEST(Interface, CallsOutOfOrderAreNamed)
 {
     Mosaic mosaic;

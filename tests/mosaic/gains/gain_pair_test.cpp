@@ -173,6 +173,75 @@ bool agree(const SceneOptions& options, const Cut& first, const Cut& second)
     return judge_agreement(levels, estimate_ratio(levels)).agrees;
 }
 
+// Blocks in a row of 100 samples each, of which levels below 1 tell nothing.
+BlockLevels blocks_of(const std::vector<std::pair<double, double>>& levels)
+{
+    BlockLevels row;
+    row.columns = levels.size();
+    row.rows = 1;
+    for (const auto& [first, second] : levels) {
+        BlockLevel block;
+        block.first = first;
+        block.second = second;
+        block.weight = 100;
+        block.x = 2 * (static_cast<double>(row.blocks.size()) + 0.5) / static_cast<double>(levels.size()) - 1;
+        row.blocks.push_back(block);
+    }
+    return row;
+}
+
+TEST(EstimateRatio, OfDarkBlocksIsKnownUnlessTheOtherPictureIsFarBrighter)
+{
+    using Kind = RatioEstimate::Kind;
+    const auto kind_of = [](double first, double second) {
+        return estimate_ratio(blocks_of({{first, second}, {first, second}})).kind;
+    };
+    EXPECT_EQ(kind_of(0.5, 8), Kind::Known) << "8 times the least level";
+    EXPECT_EQ(kind_of(0.5, 8.1), Kind::FirstBlack);
+    EXPECT_EQ(kind_of(8, 0.5), Kind::Known);
+    EXPECT_EQ(kind_of(8.1, 0.5), Kind::SecondBlack);
+    EXPECT_EQ(kind_of(0, 5), Kind::Nothing);
+    EXPECT_EQ(kind_of(5, 0), Kind::Nothing);
+    EXPECT_EQ(kind_of(0.9, 0.9), Kind::Nothing);
+    EXPECT_NEAR(estimate_ratio(blocks_of({{0.5, 2}, {0.5, 2}})).log_ratio, std::log(0.25), 1e-6);
+}
+
+TEST(EstimateRatio, IsNotKnownWhereEachBlockHasLightInOnePictureAlone)
+{
+    EXPECT_EQ(estimate_ratio(blocks_of({{20, 0}, {0, 20}})).kind, RatioEstimate::Kind::Nothing);
+    // The nine are too dark to count, the tenth is black in the second picture.
+    std::vector<std::pair<double, double>> levels(9, {0.2, 1.5});
+    levels.emplace_back(20, 0);
+    EXPECT_EQ(estimate_ratio(blocks_of(levels)).kind, RatioEstimate::Kind::Nothing);
+}
+
+TEST(EstimateRatio, IsNotKnownBeyondAMillion)
+{
+    BlockLevels levels = blocks_of({{250, 0.0002}, {250, 0.0002}});
+    levels.darkest = 0.0001;
+    EXPECT_NEAR(estimate_ratio(blocks_of({{250, 50}, {250, 50}})).log_ratio, std::log(5), 1e-6);
+    EXPECT_EQ(estimate_ratio(levels).kind, RatioEstimate::Kind::Nothing) << "1.25 million times";
+}
+
+TEST(EstimateRatio, TakesABlockThatIsBlackInOnePictureForAnotherThing)
+{
+    std::vector<std::pair<double, double>> levels(12, {40, 20});
+    levels[5] = {0, 20};
+    const RatioEstimate estimate = estimate_ratio(blocks_of(levels));
+    EXPECT_NEAR(estimate.log_ratio, std::log(2), 1e-6);
+    EXPECT_EQ(estimate.is_apart[5], 1);
+    EXPECT_EQ(std::count(estimate.is_apart.begin(), estimate.is_apart.end(), 1), 1);
+}
+
+TEST(JudgeAgreement, APictureWithoutAnyStructureCorrelatesWithNothing)
+{
+    std::vector<std::pair<double, double>> levels;
+    for (int i = 0; i < 30; ++i)
+        levels.emplace_back(20 + i * 7 % 11, 1); // its logarithm is 0 exactly
+    const BlockLevels blocks = blocks_of(levels);
+    EXPECT_EQ(judge_agreement(blocks, estimate_ratio(blocks)).correlation, 0);
+}
+
 TEST(JudgeAgreement, PicturesOfOneSceneAgreeInSpiteOfTheirFaults)
 {
     const SceneOptions plain{.channels = 3};

@@ -50,6 +50,15 @@ TEST(RatioRange, MindsNoSampleThatOnePictureDoesNotCover)
     EXPECT_TRUE(ranges[0].is_known());
 }
 
+TEST(RatioRange, IsNotKnownWithoutBothEnds)
+{
+    EXPECT_FALSE(RatioRange().is_known());
+    EXPECT_FALSE((RatioRange{0.5, std::numeric_limits<double>::infinity()}.is_known())) << "any larger one would do";
+    EXPECT_FALSE((RatioRange{0, 2}.is_known())) << "any smaller one would do";
+    EXPECT_FALSE((RatioRange{2, 2}.is_known()));
+    EXPECT_TRUE((RatioRange{1.9, 2}.is_known()));
+}
+
 TEST(RatioRange, KeepsARatioInsideAndTakesItsMiddleOtherwise)
 {
     const RatioRange range{2, 8};

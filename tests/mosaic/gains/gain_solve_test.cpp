@@ -69,6 +69,66 @@ TEST(SolveGains, TheFalloffIsPassedOn)
     EXPECT_EQ(result.corrections.falloff, falloff);
 }
 
+// Of three channels, of which each has this ratio.
+OverlapStatistics coloured(double red, double green, double blue)
+{
+    OverlapStatistics overlap = saying(1);
+    for (std::size_t c = 0; c < 3; ++c)
+        overlap.channels[c] = {std::log(c == 0 ? red : c == 1 ? green : blue), 0.001, true};
+    return overlap;
+}
+
+Layout coloured_row_of(std::int64_t pictures)
+{
+    Layout layout = row_of(pictures);
+    layout.channels = 3;
+    return layout;
+}
+
+TEST(SolveGains, OfGreyPicturesAreNeverPerChannel)
+{
+    const Layout layout = row_of(2);
+    EXPECT_FALSE(
+        solve_gains(layout, find_overlaps(layout), {{saying(2)}, {}}, {.per = GainOptions::Per::Channel}).per_channel);
+}
+
+TEST(SolveGains, AChannelThatIsNotKnownFollowsAllOfThem)
+{
+    const Layout layout = coloured_row_of(2);
+    OverlapStatistics overlap = coloured(4, 1, 0.25);
+    overlap.all = {std::log(2), 0.001, true};
+    overlap.channels[2] = {};
+    const GainResult result =
+        solve_gains(layout, find_overlaps(layout), {{overlap}, {}}, {.per = GainOptions::Per::Channel, .anchor = 0});
+    EXPECT_TRUE(result.per_channel);
+    EXPECT_NEAR(result.corrections.gains[1][0], 4, 1e-9);
+    EXPECT_NEAR(result.corrections.gains[1][1], 1, 1e-9);
+    EXPECT_NEAR(result.corrections.gains[1][2], 2, 1e-9) << "as all of them";
+}
+
+TEST(SolveGains, OverlapsOfUnknownBrightnessSayNothingOfColour)
+{
+    const Layout layout = coloured_row_of(2);
+    const auto overlaps = find_overlaps(layout);
+    OverlapStatistics overlap = coloured(1.5, 1, 0.7);
+    EXPECT_TRUE(solve_gains(layout, overlaps, {{overlap}, {}}, {}).per_channel);
+    overlap.all = {};
+    const GainResult result = solve_gains(layout, overlaps, {{overlap}, {}}, {});
+    EXPECT_FALSE(result.per_channel);
+    EXPECT_EQ(result.corrections.gains[1][0], 1);
+}
+
+TEST(SolveGains, AnOutlierThatIsTheAnchorKeepsItsBrightness)
+{
+    const Layout layout = row_of(4);
+    const auto overlaps = find_overlaps(layout);
+    GainStatistics statistics{{saying(2), saying(2), saying(2)}, {}};
+    statistics.overlaps[2].says = Says::SecondBlank;
+    const GainResult result = solve_gains(layout, overlaps, statistics, {.anchor = 3});
+    EXPECT_EQ(result.outliers, (std::vector<std::size_t>{3}));
+    EXPECT_EQ(result.corrections.gains[3][0], 1);
+}
+
 std::string complaint(const GainStatistics& statistics)
 {
     try {

@@ -211,6 +211,31 @@ TEST(Verdict, CountsHolesAndUncoveredPixels)
     EXPECT_EQ(verdict.word, Word::Look);
 }
 
+// Round the horizon the last columns lie beside the first ones: what is uncovered there is one hole, and no edge.
+TEST(Verdict, CountsOneHoleAtBothEndsOfACanvasThatGoesRound)
+{
+    for (const bool wraps : {false, true}) {
+        MemoryReader reader(40, 30, wraps);
+        for (const std::int64_t y : {0, 20})
+            reader.add(0, y, MemoryPicture::blank(40, 10, 1, 8));
+        reader.add(5, 0, MemoryPicture::blank(30, 30, 1, 8));
+        SeamMap seams(40);
+        for (int y = 0; y < 30; ++y) {
+            std::vector<std::int32_t> row(40, y < 10 ? 0 : y < 20 ? 2 : 1);
+            if (y >= 10 && y < 20) {
+                std::fill_n(row.begin(), 5, kNobody);
+                std::fill_n(row.end() - 5, 5, kNobody);
+            }
+            seams.add_row(row);
+        }
+        const Verdict verdict =
+            judge_all(reader, find_overlaps(reader.layout), Corrections::none(reader.layout), seams);
+        EXPECT_EQ(verdict.uncovered_pixels, 100);
+        ASSERT_EQ(verdict.holes.size(), wraps ? 1u : 0u) << "those at the sides of a canvas are its shape";
+        EXPECT_TRUE(!wraps || verdict.holes[0].pixels == 100);
+    }
+}
+
 TEST(VerdictJson, HasTheDocumentedMembers)
 {
     const VerdictCase made = make_verdict_case("town", "shift3", 6);
