@@ -261,6 +261,13 @@ TEST(JudgeAgreement, NoisyPicturesOfSomethingFlatAgree)
             << seed;
 }
 
+TEST(JudgeAgreement, FlatPicturesAgreeUnlessOneHasManyTimesTheLightOfTheOther)
+{
+    const SceneOptions flat{.channels = 1, .mean = 0.8, .texture = 0, .contrast = 0.02, .edges = 0};
+    EXPECT_TRUE(agree(flat, {.noise = 3, .seed = 1}, {.gain = 0.1, .noise = 3, .seed = 2}));
+    EXPECT_FALSE(agree(flat, {.noise = 3, .seed = 1}, {.gain = 0.04, .noise = 3, .seed = 2})) << "25 times";
+}
+
 TEST(JudgeAgreement, PicturesOfOtherPlacesDoNot)
 {
     for (std::uint64_t seed = 1; seed <= 10; ++seed)

@@ -59,6 +59,12 @@ TEST(RoundedRatio, IsNotKnownOfNoiseOrOfTooLittle)
     EXPECT_FALSE(find_rounded_ratio(pairs_of(even_light(0, 12), 1.5)));
     EXPECT_FALSE(find_rounded_ratio(pairs_of({3, 4, 5, 6}, 0)));
     EXPECT_FALSE(find_rounded_ratio(SamplePairs()));
+    SamplePairs black;
+    black.count[5] = 1000; // the first picture's samples are 0
+    EXPECT_FALSE(find_rounded_ratio(black));
+    black.count[5] = 0;
+    black.count[5 * SamplePairs::kSide] = 1000;
+    EXPECT_FALSE(find_rounded_ratio(black));
 }
 
 } // namespace

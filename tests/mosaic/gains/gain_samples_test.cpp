@@ -30,6 +30,34 @@ TEST(OverlapSamples, AreOfPixelsThatBothPicturesCover)
     EXPECT_EQ(pairs[3].count[5 * SamplePairs::kSide], 9u);
 }
 
+// Rows of 5 and 3, where some samples are too bright to be told apart.
+TEST(OverlapSamples, LeaveOutWhatIsBrightInEitherPicture)
+{
+    MemoryReader reader(6, 1);
+    MemoryPicture first = MemoryPicture::blank(6, 1, 1, 8);
+    MemoryPicture second = first;
+    first.samples = {5, 64, 5, 5, 5, 5};
+    second.samples = {3, 3, 3, 3, 200, 3};
+    reader.add(0, 0, first);
+    reader.add(0, 0, second);
+    const Overlap overlap = find_overlaps(reader.layout)[0];
+    const OverlapSamples samples = count_samples(reader.layout, overlap, lay_out_blocks(overlap.region, 1), {}, reader);
+    EXPECT_EQ(samples.pairs[0].count[5 * SamplePairs::kSide + 3], 4u);
+    EXPECT_EQ(samples.neighbours[0].at[0].count, 4u);
+    EXPECT_EQ(samples.neighbours[0].at[1].count, 1u) << "columns 2 and 3";
+    EXPECT_EQ(samples.neighbours[0].at[2].count, 2u) << "columns 0 and 2, 3 and 5";
+}
+
+TEST(OverlapSamples, OfBlackChannelsSayNothing)
+{
+    std::vector<NeighbourSums> neighbours(2);
+    EXPECT_TRUE(is_white(neighbours));
+    neighbours[0].first = 100; // the second picture is black
+    EXPECT_TRUE(is_white(neighbours));
+    neighbours[1].second = 100;
+    EXPECT_TRUE(is_white(neighbours));
+}
+
 // Two pictures of the same place and of one channel, 8 x 8; samples count from 0 to 63, the second one's are one more.
 struct Square {
     MemoryReader reader{8, 8};

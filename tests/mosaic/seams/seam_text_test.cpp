@@ -117,6 +117,42 @@ TEST(SeamText, RefusesAPictureThatDoesNotLieThere)
     EXPECT_NE(message_of(text, layout), "");
 }
 
+// A row of the second picture in the middle of three.
+TEST(SeamText, RefusesAPictureThatLiesInOtherRows)
+{
+    Layout layout = layout_of(4, 3, 2);
+    SeamMap seams(4);
+    for (const std::int32_t label : {0, 1, 0}) {
+        const std::vector<SeamMap::Run> row = {{4, label}};
+        seams.add_row(std::span<const SeamMap::Run>(row));
+    }
+    const std::string text = text_of_seams(seams);
+    layout.pictures[1].rect = {0, 1, 4, 1};
+    EXPECT_EQ(message_of(text, layout), "");
+    layout.pictures[1].rect = {0, 0, 4, 1};
+    EXPECT_NE(message_of(text, layout), "") << "it ends above";
+    layout.pictures[1].rect = {0, 2, 4, 1};
+    EXPECT_NE(message_of(text, layout), "") << "it begins below";
+}
+
+// A canvas of 8 columns; the second picture has the columns 6 to 9, which are 6, 7, 0 and 1.
+TEST(SeamText, TakesAPictureBehindTheEdgeOfACanvasThatGoesRound)
+{
+    const auto message = [](std::vector<SeamMap::Run> row, bool wraps, const Rect& rect) {
+        Layout layout = layout_of(8, 1, 2);
+        layout.wraps = wraps;
+        layout.pictures[1].rect = rect;
+        SeamMap seams(8);
+        seams.add_row(std::span<const SeamMap::Run>(row));
+        return message_of(text_of_seams(seams), layout);
+    };
+    EXPECT_EQ(message({{2, 1}, {6, 0}, {8, 1}}, true, {6, 0, 4, 1}), "");
+    EXPECT_NE(message({{3, 1}, {6, 0}, {8, 1}}, true, {6, 0, 4, 1}), "") << "column 2 is not its own";
+    EXPECT_NE(message({{2, 1}, {6, 0}, {8, 1}}, false, {6, 0, 4, 1}), "");
+    EXPECT_EQ(message({{8, 1}}, true, {6, 0, 8, 1}), "") << "once round";
+    EXPECT_NE(message({{8, 1}}, true, {6, 0, 7, 1}), "");
+}
+
 TEST(SeamText, BytesChangedAnywhereNeverDoHarm)
 {
     Random random(2);
