@@ -45,7 +45,7 @@ private:
 
 } // namespace
 
-std::unique_ptr<RowWriter> make_png_writer(OutputFile& output, const PictureInfo& picture)
+std::unique_ptr<RowWriter> make_png_writer(OutputFile& output, const PictureInfo& picture, const WriteOptions&)
 {
     return std::make_unique<PngWriter>(output, picture);
 }

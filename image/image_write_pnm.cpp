@@ -55,9 +55,14 @@ private:
 
 } // namespace
 
-std::unique_ptr<RowWriter> make_pnm_writer(OutputFile& output, const PictureInfo& picture, bool is_pam)
+std::unique_ptr<RowWriter> make_pnm_writer(OutputFile& output, const PictureInfo& picture, const WriteOptions&)
 {
-    return std::make_unique<PnmWriter>(output, picture, is_pam);
+    return std::make_unique<PnmWriter>(output, picture, false);
+}
+
+std::unique_ptr<RowWriter> make_pam_writer(OutputFile& output, const PictureInfo& picture, const WriteOptions&)
+{
+    return std::make_unique<PnmWriter>(output, picture, true);
 }
 
 } // namespace panoval::image

@@ -28,8 +28,8 @@ struct WriteOptions {
     bool has_pyramid = false;                    // TIFF with reduced pictures behind the full one, in tiles all
 };
 
-// Of TIFF, those that this build's library has, by name: "none", "lzw" ...
-std::vector<std::string> compression_names();
+// Of TIFF, those that this build's library has, by name: "none", "lzw" ... The first one is the usual one.
+std::vector<std::string> tiff_compressions();
 
 // Fails for a name that is not among them.
 Compression compression_of(const std::string& name);
@@ -46,15 +46,16 @@ public:
     virtual void finish() = 0;
 };
 
-// Begins a picture. format: output_format_of the output's name, which has to hold it. The memory that a writer takes
-// follows from the picture's width alone.
-std::unique_ptr<RowWriter> make_row_writer(OutputFile& output, const OutputFormat& format, const PictureInfo& picture,
+// Begins a picture in the file of that name, which has to hold it. The memory that a writer takes follows from the
+// picture's width alone.
+std::unique_ptr<RowWriter> make_row_writer(OutputFile& output, const OutputName& name, const PictureInfo& picture,
                                            const WriteOptions& options = {});
 
-// ---- for the writers of the formats ----
+// ---- the writers of the formats, for the table ----
 
-std::unique_ptr<RowWriter> make_pnm_writer(OutputFile& output, const PictureInfo& picture, bool is_pam);
-std::unique_ptr<RowWriter> make_png_writer(OutputFile& output, const PictureInfo& picture);
+std::unique_ptr<RowWriter> make_pnm_writer(OutputFile& output, const PictureInfo& picture, const WriteOptions& options);
+std::unique_ptr<RowWriter> make_pam_writer(OutputFile& output, const PictureInfo& picture, const WriteOptions& options);
+std::unique_ptr<RowWriter> make_png_writer(OutputFile& output, const PictureInfo& picture, const WriteOptions& options);
 std::unique_ptr<RowWriter> make_jpeg_writer(OutputFile& output, const PictureInfo& picture,
                                             const WriteOptions& options);
 std::unique_ptr<RowWriter> make_tiff_writer(OutputFile& output, const PictureInfo& picture,

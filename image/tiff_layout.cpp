@@ -1,8 +1,11 @@
 // SPDX-License-Identifier: MIT
 #include "image/tiff_layout.h"
 
+#include "image/failure.h"
+
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 namespace panoval::image
 {
@@ -14,19 +17,24 @@ constexpr std::size_t kStripBytes = 1 << 20;
 // Photographs gain little from a higher one, which costs several times the time.
 constexpr int kCompressionLevel = 3;
 
+struct NamedCompression {
+    const char* name;
+    Compression compression;
+    std::uint16_t scheme; // libtiff's
+};
+
+constexpr NamedCompression kCompressions[] = {
+    {"none", Compression::None, COMPRESSION_NONE},
+    {"lzw", Compression::Lzw, COMPRESSION_LZW},
+    {"deflate", Compression::Deflate, COMPRESSION_ADOBE_DEFLATE},
+    {"zstd", Compression::Zstd, COMPRESSION_ZSTD},
+};
+
 std::uint16_t scheme_of(Compression compression)
 {
-    switch (compression) { // COUNT_EXCL_BRANCH: each has its case
-    case Compression::None:
-        break;
-    case Compression::Lzw:
-        return COMPRESSION_LZW;
-    case Compression::Deflate:
-        return COMPRESSION_ADOBE_DEFLATE;
-    case Compression::Zstd:
-        return COMPRESSION_ZSTD;
-    }
-    return COMPRESSION_NONE;
+    const auto* const known = std::find_if(std::begin(kCompressions), std::end(kCompressions),
+                                           [&](const NamedCompression& c) { return c.compression == compression; });
+    return known->scheme;
 }
 
 std::int32_t rows_of_band(const ImageInfo& info, bool is_tiled)
@@ -44,6 +52,28 @@ std::uint64_t round_up(std::int32_t value, std::int32_t unit)
 }
 
 } // namespace
+
+std::vector<std::string> tiff_compressions()
+{
+    std::vector<std::string> names;
+    for (const NamedCompression& known : kCompressions)
+        if (TIFFIsCODECConfigured(known.scheme) == 1) // COUNT_EXCL_BRANCH: as below
+            names.emplace_back(known.name);
+    return names;
+}
+
+Compression compression_of(const std::string& name)
+{
+    std::string known_names;
+    for (const NamedCompression& known : kCompressions) {
+        if (TIFFIsCODECConfigured(known.scheme) != 1) // COUNT_EXCL_BRANCH: as below
+            continue;                                 // COUNT_EXCL: a libtiff that was built without it
+        if (name == known.name)
+            return known.compression;
+        known_names += (known_names.empty() ? "" : ", ") + std::string(known.name);
+    }
+    fail_output(name, "no compression of this build", known_names);
+}
 
 std::uint64_t most_tiff_bytes(const ImageInfo& info, const TiffLayout& layout)
 {

@@ -119,7 +119,12 @@ bool is_store_name(const std::string& name)
         end.pop_back();
     std::transform(end.begin(), end.end(), end.begin(),
                    [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + ('a' - 'A')) : c; });
-    return end.size() > kStoreEnding.size() && end.ends_with(kStoreEnding);
+    return end.size() > std::char_traits<char>::length(kStoreEnding) && end.ends_with(kStoreEnding);
+}
+
+std::vector<std::string> store_compressions()
+{
+    return {"deflate", "none"};
 }
 
 ZarrStore ZarrStore::begin(const std::string& target, const fs::path& folder, const StorePicture& picture)

@@ -14,14 +14,16 @@
 
 #include <filesystem>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 namespace panoval::image
 {
 
-inline constexpr std::string_view kStoreEnding = ".zarr";
+inline constexpr const char* kStoreEnding = ".zarr";
+
+// Of chunks, by name, the usual one first.
+std::vector<std::string> store_compressions();
 
 // Whether a name means a store: it ends in kStoreEnding.
 bool is_store_name(const std::string& name);

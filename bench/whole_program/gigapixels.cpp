@@ -153,7 +153,7 @@ void make(const std::string& name, std::int32_t columns, std::int32_t rows, std:
     info.bits = 8;
     panoval::image::WriteOptions write;
     write.has_pyramid = true;
-    output.writer = make_row_writer(output.file, panoval::image::output_format_of(name), info, write);
+    output.writer = make_row_writer(output.file, panoval::image::OutputName(name), info, write);
     const PanovalMosaicSink sink{&output, &write_rows, 0, 0, {}};
     check(mosaic, panoval_mosaic_run(mosaic, &sink));
     output.writer->finish();

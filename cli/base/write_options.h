@@ -16,15 +16,12 @@ struct FormatOptions {
     bool has_pyramid = false; // --pyramid
 };
 
-// What --compression may be for TIFF, for help: what this build's libtiff has.
-std::string compression_choices();
-
-// What --quality may be, for help.
-std::string quality_range();
+// What --quality is for and may be, for help.
+std::string quality_help();
 
 // Fails where an option says something about another format than the output's: it would do nothing.
 //
-// has_alpha  whether the picture has an alpha channel, with which Deep Zoom consists of PNG files
-image::WriteOptions write_options(const FormatOptions& options, const std::string& output, bool has_alpha);
+// has_alpha  whether the picture has an alpha channel
+image::WriteOptions write_options(const FormatOptions& options, const image::OutputName& output, bool has_alpha);
 
 } // namespace panoval::cli

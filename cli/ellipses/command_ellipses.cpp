@@ -167,7 +167,7 @@ void check(const EllipsesOptions& options)
                                               check_names(options, "--svg", options.svg),
                                               check_names(options, "--png", options.picture)};
     if (!names[2].empty())
-        check_output_format(names[2].front(), 3, 8, false);
+        OutputName(names[2].front()).check(3, 8, false);
     for (std::size_t i = 0; i < options.inputs.size(); ++i) {
         std::vector<std::string> outputs;
         for (const auto& kind : names)

@@ -147,14 +147,14 @@ struct FilledPicture {
     double seconds = 0;
 };
 
-FilledPicture fill(const std::string& input, const std::string& mask, const std::string& output, std::int32_t range)
+FilledPicture fill(const std::string& input, const std::string& mask, const OutputName& output, std::int32_t range)
 {
     Image image = read_image(input);
     const Block marks = pixels_to_fill(input, mask, image);
     image.mask.reset();
     image.has_alpha = false;
     const bool is_grey = image.channels == 1;
-    check_output_format(output, image.channels, 8, false);
+    output.check(image.channels, 8, false);
     convert_depth(image, 8, input);
     convert_to_colour(image, input);
 
@@ -182,8 +182,9 @@ void inpaint_file(const InpaintOptions& options, const std::string& input, const
         result = kept_result(output);
         return;
     }
-    const FilledPicture filled = fill(input, mask, output, options.range);
-    write_image(output, filled.image);
+    const OutputName output_name(output);
+    const FilledPicture filled = fill(input, mask, output_name, options.range);
+    write_image(output_name, filled.image);
     result.json = {{"output", output},
                    {"width", filled.image.width},
                    {"height", filled.image.height},
@@ -214,7 +215,7 @@ void inpaint_all(const InpaintOptions& options)
 {
     const std::vector<std::string> inputs = batch_inputs(options.batch);
     const std::vector<std::string> outputs = names_for("--output", options.output, inputs);
-    (void)output_format_of(outputs.front());
+    (void)OutputName(outputs.front()); // an unknown ending is known at once
     std::vector<FileResult> results(inputs.size());
     const BatchEnd end = run_batch(options.batch, options.common, "inpainting", inputs,
                                    [&](std::size_t i) { inpaint_file(options, inputs[i], outputs[i], results[i]); });
@@ -235,7 +236,7 @@ void add_inpaint_command(CLI::App& program)
         ->type_name("MASK");
     command
         .add_option("-o,--output", options->output,
-                    "The result; its ending names the format; of several pictures a name with {} or {path}")
+                    concat("The result: ", all_endings(), "; of several pictures a name with {} or {path}"))
         ->required()
         ->type_name("OUT");
     command.add_option("--range", options->range, "Radius of the neighbourhood in pixels (default 5)")

@@ -70,7 +70,8 @@ void need_size(const Image& image, const std::string& file, std::int32_t least)
 void make_one(const PictureOptions& options, const MakePicture& make, const std::string& input,
               const std::string& output, FileResult& result)
 {
-    check_output_format(output, 1, 8, false);
+    const OutputName output_name(output);
+    output_name.check(1, 8, false);
     refuse_to_overwrite(output, {input});
     if (options.batch.resumes && is_whole_picture(output, input)) {
         result = kept_result(output);
@@ -81,7 +82,7 @@ void make_one(const PictureOptions& options, const MakePicture& make, const std:
     const Stopwatch stopwatch;
     PictureResult made = make(grey, options, input);
     const double seconds = stopwatch.seconds();
-    write_image(output, made.image);
+    write_image(output_name, made.image);
     result.json = {{"output", output}, {"width", grey.width}, {"height", grey.height}, {"seconds", seconds}};
     result.json.update(made.numbers);
     result.lines = {{"output", concat(printable(output), ", ", describe(made.image))},
@@ -93,7 +94,7 @@ void run(const PictureOptions& options, const std::string& label, const MakePict
 {
     const std::vector<std::string> inputs = batch_inputs(options.batch);
     const std::vector<std::string> outputs = names_for("--output", options.output, inputs);
-    check_output_format(outputs.front(), 1, 8, false);
+    OutputName(outputs.front()).check(1, 8, false);
     std::vector<FileResult> results(inputs.size());
     const BatchEnd end = run_batch(options.batch, options.common, label, inputs,
                                    [&](std::size_t i) { make_one(options, make, inputs[i], outputs[i], results[i]); });

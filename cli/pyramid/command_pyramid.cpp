@@ -52,16 +52,18 @@ void add_pyramid_command(CLI::App& program)
     command.add_option("INPUT", options->input, "A store, or with -o a picture, see below")->required();
     command
         .add_option("-o,--output", options->output,
-                    concat("Write the picture here instead: ", image::all_endings(),
-                           "; .tif and .dzi with all levels. It takes its name when it is complete"))
+                    concat("Write the picture here instead: ", image::all_endings(), "; ", image::endings_with_levels(),
+                           " with all levels. It takes its name when it is complete"))
         ->type_name("OUT");
     command.add_option("--depth", options->depth, "Bits per sample of OUT, 8 or 16; without it as INPUT has")
         ->check(CLI::IsMember({"8", "16"}))
         ->type_name("BITS");
-    command.add_option("--compression", options->compression, "Of a TIFF file: " + compression_choices())
-        ->check(CLI::IsMember(image::compression_names()))
+    command
+        .add_option("--compression", options->compression,
+                    concat("Compression ", image::compression_help(image::Outputs::Files)))
+        ->check(CLI::IsMember(image::all_compressions(image::Outputs::Files)))
         ->type_name("HOW");
-    command.add_option("--quality", options->quality, "Of JPEG and of Deep Zoom without alpha, " + quality_range())
+    command.add_option("--quality", options->quality, quality_help())
         ->check(CLI::Range(1, image::kBestQuality))
         ->type_name("N");
     add_common_options(command, options->common);

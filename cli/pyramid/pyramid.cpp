@@ -121,23 +121,23 @@ void copy_rows(image::RowReader& source, int bits, image::RowWriter& writer, Pro
 void write_picture(const PyramidOptions& options)
 {
     const Stopwatch stopwatch;
-    const image::OutputFormat& format = image::output_format_of(options.output);
+    const image::OutputName output_name(options.output);
     const auto source = open_source(options.input);
     image::PictureInfo picture;
     static_cast<ImageInfo&>(picture) = source->info();
     picture.metadata = source->metadata();
     picture.bits = options.depth != 0 ? options.depth : picture.bits;
-    check_output_format(options.output, format, picture.channels, picture.bits, picture.has_alpha);
-    check_output_size(options.output, format, picture.width, picture.height);
+    output_name.check(picture.channels, picture.bits, picture.has_alpha);
+    output_name.check_size(picture.width, picture.height);
     refuse_to_overwrite(options.output, {options.input});
     image::WriteOptions write =
-        write_options({options.compression, options.quality, false}, options.output, picture.has_alpha);
+        write_options({options.compression, options.quality, false}, output_name, picture.has_alpha);
     write.has_pyramid = true;
     OutputFile output(options.output);
     {
         Progress bar(options.common.progress_mode(), "writing",
                      static_cast<std::size_t>((picture.height - 1) / kRowsAtOnce + 1));
-        const auto writer = make_row_writer(output, format, picture, write);
+        const auto writer = make_row_writer(output, output_name, picture, write);
         copy_rows(*source, picture.bits, *writer, bar);
         writer->finish();
     }

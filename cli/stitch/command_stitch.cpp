@@ -5,10 +5,8 @@
 #include "cli/base/errors.h"
 #include "cli/base/write_options.h"
 #include "cli/stitch/stitch.h"
-#include "image/formats.h"
 #include "image/image_read.h"
 #include "image/row_writer.h"
-#include "image/zarr_store.h"
 #include "panoval_mosaic.h"
 
 #include <CLI/CLI.hpp>
@@ -111,7 +109,7 @@ void check(const StitchOptions& options)
         fail_usage(concat("found both INPUT ('", printable(options.inputs.front()), "') and --layout; expected one"));
     if (!options.plan.empty() && (!options.inputs.empty() || !options.layout.empty()))
         fail_usage("found --plan with pictures besides; expected the plan alone, it names them");
-    const bool is_store = image::is_store_name(options.output);
+    const bool is_store = options.makes_store();
     if (options.is_plan_only && (!options.tiles.empty() || options.is_dry_run || !options.report.empty()))
         fail_usage("found --plan-only with --tile, --dry-run or --report; expected it without: no panorama is made");
     if (options.splits_seams && (!options.is_plan_only || options.output == "-"))
@@ -122,8 +120,6 @@ void check(const StitchOptions& options)
         fail_usage("found --resume without a .zarr; expected one as OUT");
     if (options.wants_pyramid && is_store)
         fail_usage("found --pyramid with a .zarr; expected panoval pyramid afterwards, when all tiles are there");
-    if (is_store && options.compression != "" && options.compression != "none" && options.compression != "deflate")
-        fail_usage(concat("found --compression ", options.compression, " with a .zarr; expected none or deflate"));
     if (options.is_cropped && !options.plan.empty())
         fail_usage("found --crop with --plan; expected it when the plan is made");
     if (options.is_cropped && options.is_dry_run)
@@ -139,8 +135,8 @@ void add_stitch_command(CLI::App& program)
     command.add_option("INPUT", options->inputs, "Pictures and their places, see below");
     command
         .add_option("-o,--output", options->output,
-                    concat("The panorama: ", image::all_endings(),
-                           " .zarr; - is standard output, in PNG. A file is written beside the target and takes its "
+                    concat("The panorama: ", image::all_endings(image::Outputs::FilesAndStores),
+                           "; - is standard output, in PNG. A file is written beside the target and takes its "
                            "name when it is complete"))
         ->required()
         ->type_name("OUT");
@@ -224,26 +220,33 @@ void add_stitch_command(CLI::App& program)
         ->type_name("FILE")
         ->excludes(no_verdict);
     command
-        .add_option("--depth", options->depth,
-                    "Bits per sample of the panorama, 8 or 16; without it 16 when a picture has 16, except for JPEG")
+        .add_option(
+            "--depth", options->depth,
+            "Bits per sample of the panorama, 8 or 16; without it 16 when a picture has 16 and OUT can hold them")
         ->check(CLI::IsMember({"8", "16"}))
         ->type_name("BITS");
     command
         .add_option("--compression", options->compression,
-                    "Of a TIFF panorama: " + compression_choices() + "; of a .zarr: deflate (default) or none")
-        ->check(CLI::IsMember(image::compression_names()))
+                    concat("Compression ", image::compression_help(image::Outputs::FilesAndStores)))
+        ->check(CLI::IsMember(image::all_compressions(image::Outputs::FilesAndStores)))
         ->type_name("HOW");
-    command
-        .add_option("--quality", options->quality, "Of a JPEG panorama, or Deep Zoom without alpha, " + quality_range())
+    command.add_option("--quality", options->quality, quality_help())
         ->check(CLI::Range(1, image::kBestQuality))
         ->type_name("N");
     command.add_flag("--pyramid", options->wants_pyramid,
-                     "Write reduced pictures behind the full one into a TIFF panorama, in tiles all");
-    command.add_flag("--alpha", options->wants_alpha, "Write the coverage as alpha channel (PNG, TIFF, PAM, .zarr)");
+                     concat("Write reduced pictures behind the full one (", image::endings_with_optional_levels(),
+                            "), in tiles all"));
+    command.add_flag(
+        "--alpha", options->wants_alpha,
+        concat("Write the coverage as alpha channel: ", image::endings_with_alpha(image::Outputs::FilesAndStores)));
     add_common_options(command, options->common);
     command.footer(concat(kExplanation, image::kReadFormats, kOfPictures, kHelpEnd));
     command.callback([options, wrap] {
         options->wraps = wrap->count() > 0;
+        if (!options->is_plan_only)
+            options->target.emplace(options->output, image::Outputs::FilesAndStores);
+        if (!options->save_seams.empty())
+            options->seams_target.emplace(options->save_seams);
         check(*options);
         stitch(*options);
     });

@@ -7,9 +7,7 @@
 #include "cli/stitch/output_tiles.h"
 #include "cli/stitch/plan_file.h"
 #include "cli/stitch/seam_file.h"
-#include "image/formats.h"
 #include "image/metadata_json.h"
-#include "image/zarr_store.h"
 #include "panoval_mosaic.h"
 
 #include <algorithm>
@@ -71,7 +69,7 @@ void PanoramaJob::read_inputs()
 
 bool PanoramaJob::counts_tasks() const
 {
-    return options.is_dry_run && options.plan.empty() && image::is_store_name(options.output);
+    return options.is_dry_run && options.plan.empty() && options.makes_store();
 }
 
 // What pictures' readers hold in memory beside what the engine does.
@@ -85,7 +83,7 @@ std::uint64_t PanoramaJob::decoding_bytes() const
 
 void PanoramaJob::share_memory()
 {
-    const bool gives_tiles = options.is_plan_only || !options.tiles.empty() || image::is_store_name(options.output);
+    const bool gives_tiles = options.is_plan_only || !options.tiles.empty() || options.makes_store();
     mosaic.set_memory(options.memory, decoding_bytes(), gives_tiles);
 }
 
@@ -107,8 +105,7 @@ PanovalMosaicOptions PanoramaJob::engine_options() const
     engine.vignetting = options.vignetting ? 1 : 0;
     engine.anchor = options.anchor.empty() ? 0 : number_of_file(options.anchor, plan);
     engine.tile_size = options.tile_size;
-    const bool is_any_depth = options.is_plan_only || image::is_store_name(options.output);
-    const int most = is_any_depth ? 16 : image::output_format_of(options.output).most_bits;
+    const int most = options.target ? options.target->format().most_bits : plan.bits; // a plan takes any
     engine.output_bits = options.depth != 0 ? options.depth : std::min(plan.bits, most);
     return engine;
 }
@@ -154,7 +151,7 @@ void PanoramaJob::add_pictures()
         asked.check(set_up(asked, engine));
         engine.memory += asked.needs().seam_memory;
     }
-    if (engine.tile_size == 0 && (options.is_plan_only || image::is_store_name(options.output)))
+    if (engine.tile_size == 0 && (options.is_plan_only || options.makes_store()))
         engine.tile_size = choose_tile_size(engine);
     mosaic.check(set_up(mosaic, engine));
     const bool has_file = !options.gains.empty() && file_exists(options.gains);
@@ -245,9 +242,9 @@ void PanoramaJob::measure(PictureFiles& files)
     mosaic.check(code);
     if (options.is_cropped)
         crop = find_crop(*this, files);
-    if (!metadata && (options.is_plan_only || image::is_store_name(options.output)))
+    if (!metadata && (options.is_plan_only || options.makes_store()))
         metadata = files.metadata(true).common();
-    if (id.empty() && image::is_store_name(options.output))
+    if (id.empty() && options.makes_store())
         id = id_of_plan(plan_json(options.output));
 }
 

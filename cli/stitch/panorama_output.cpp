@@ -55,9 +55,10 @@ Image PreviewMaker::finish()
     return std::move(preview_);
 }
 
-PanoramaOutput::PanoramaOutput(OutputFile& output, const image::PictureInfo& format, const PanovalMosaicRect& region,
-                               const image::WriteOptions& options, MetadataSource metadata)
-    : output_(output), format_(format), region_(region), options_(options), metadata_(std::move(metadata))
+PanoramaOutput::PanoramaOutput(OutputFile& output, const image::OutputName& name, const image::PictureInfo& format,
+                               const PanovalMosaicRect& region, const image::WriteOptions& options,
+                               MetadataSource metadata)
+    : output_(output), name_(name), format_(format), region_(region), options_(options), metadata_(std::move(metadata))
 {
 }
 
@@ -102,7 +103,7 @@ void PanoramaOutput::take(const PanovalMosaicRect& rect, const image::ConstRows&
     const auto count = static_cast<std::int32_t>(rect.height);
     if (writer_ == nullptr) {
         format_.metadata = metadata_();
-        writer_ = image::make_row_writer(output_, image::output_format_of(output_.target()), format_, options_);
+        writer_ = image::make_row_writer(output_, name_, format_, options_);
     }
     for (std::int32_t y = 0; preview_ != nullptr && y < count; ++y)
         preview_->add_row(rows.row(y));

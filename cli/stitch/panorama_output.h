@@ -50,9 +50,10 @@ public:
     // Asked for what the picture's file is to tell when the first rows come.
     using MetadataSource = std::function<image::Metadata()>;
 
-    // format: the panorama without metadata, as large as the region. region: the part of the canvas that it shows.
-    PanoramaOutput(OutputFile& output, const image::PictureInfo& format, const PanovalMosaicRect& region,
-                   const image::WriteOptions& options, MetadataSource metadata);
+    // name: the output's. format: the panorama without metadata, as large as the region. region: the part of the canvas
+    // that it shows.
+    PanoramaOutput(OutputFile& output, const image::OutputName& name, const image::PictureInfo& format,
+                   const PanovalMosaicRect& region, const image::WriteOptions& options, MetadataSource metadata);
 
     // Has the small picture made, of the whole canvas.
     void want_preview(std::int64_t width, std::int64_t height);
@@ -74,6 +75,7 @@ private:
     void take(const PanovalMosaicRect& rect, const image::ConstRows& rows);
 
     OutputFile& output_;
+    const image::OutputName& name_;
     image::PictureInfo format_;
     const PanovalMosaicRect region_;
     const image::WriteOptions options_;

@@ -11,9 +11,7 @@
 #include "cli/stitch/report_page.h"
 #include "cli/stitch/stitch_results.h"
 #include "cli/stitch/store_output.h"
-#include "image/formats.h"
 #include "image/image_write.h"
-#include "image/zarr_store.h"
 
 #include <algorithm>
 #include <cstring>
@@ -58,7 +56,7 @@ image::PictureInfo format_of(const PanoramaJob& job)
 
 image::WriteOptions write_options_of(const StitchOptions& options)
 {
-    return write_options({options.compression, options.quality, options.wants_pyramid}, options.output,
+    return write_options({options.compression, options.quality, options.wants_pyramid}, *options.target,
                          options.wants_alpha);
 }
 
@@ -85,19 +83,17 @@ void check_formats(const PanoramaJob& job)
 {
     const StitchOptions& options = job.options;
     const image::PictureInfo format = format_of(job);
-    if (!image::is_store_name(options.output)) {
-        check_output_format(options.output, format.channels, format.bits, format.has_alpha);
-        if (options.tiles.empty() && !options.is_cropped) // what is left is not known yet
-            check_output_size(options.output, image::output_format_of(options.output), format.width, format.height);
-        (void)write_options_of(options);
-    }
-    if (options.save_seams.empty())
+    options.target->check(format.channels, format.bits, format.has_alpha);
+    if (options.tiles.empty() && !options.is_cropped) // what is left is not known yet
+        options.target->check_size(format.width, format.height);
+    (void)write_options_of(options);
+    if (!options.seams_target)
         return;
     if (!job.has_seams())
         fail_usage("found --save-seams without seams; expected --seams optimal or nearest and --blend multiband");
     if (job.plan.layers.size() > 65535)
         fail_usage(concat("found --save-seams with ", job.plan.layers.size(), " pictures; expected at most 65535"));
-    check_output_format(options.save_seams, 1, seam_bits(job), false);
+    options.seams_target->check(1, seam_bits(job), false);
 }
 
 std::unique_ptr<OutputFile> open_output(const std::string& name, bool is_wanted = true)
@@ -112,7 +108,7 @@ void write_seams(OutputFile& output, const PanoramaJob& job)
     format.channels = 1;
     format.bits = seam_bits(job);
     format.has_alpha = false;
-    const auto writer = make_row_writer(output, image::output_format_of(output.target()), format);
+    const auto writer = make_row_writer(output, *job.options.seams_target, format);
     const PanovalMosaicRect region = job.region();
     const auto left = static_cast<std::size_t>(region.x);
     std::vector<std::int32_t> labels(static_cast<std::size_t>(job.layout.width));
@@ -148,7 +144,7 @@ PanovalMosaicRect write_tile(OutputFile& output, PanoramaJob& job, PictureFiles&
     job.mosaic.check(code);
     tile.metadata = job.metadata ? *job.metadata : files.metadata(false).common();
     tile.position = Offset{job.layout.origin_x + rect.x, job.layout.origin_y + rect.y};
-    write_image(output, tile, write_options_of(job.options));
+    write_image(output, *job.options.target, tile, write_options_of(job.options));
     return rect;
 }
 
@@ -156,8 +152,8 @@ PanovalMosaicRect write_tile(OutputFile& output, PanoramaJob& job, PictureFiles&
 Image write_panorama(OutputFile& output, PanoramaJob& job, PictureFiles& files)
 {
     const image::PictureInfo format = format_of(job);
-    check_output_size(output.target(), image::output_format_of(output.target()), format.width, format.height);
-    PanoramaOutput panorama(output, format, job.region(), write_options_of(job.options),
+    job.options.target->check_size(format.width, format.height);
+    PanoramaOutput panorama(output, *job.options.target, format, job.region(), write_options_of(job.options),
                             [&] { return job.metadata ? *job.metadata : files.metadata(true).common(); });
     if (!job.options.report.empty())
         panorama.want_preview(job.layout.width, job.layout.height);
@@ -269,9 +265,7 @@ void exit_if_strict(const StitchOptions& options, const Json& verdict)
 void stitch(const StitchOptions& options)
 {
     const Stopwatch stopwatch;
-    const bool is_store = !options.is_plan_only && image::is_store_name(options.output);
-    if (!options.is_plan_only && !is_store)
-        (void)image::output_format_of(options.output, image::kStoreEnding); // an unknown ending is known at once
+    const bool is_store = options.makes_store();
     PanoramaJob job(options);
     if (!options.is_plan_only)
         check_formats(job);

@@ -3,9 +3,11 @@
 #pragma once
 
 #include "cli/base/common_options.h"
+#include "image/formats.h"
 #include "panoval_mosaic.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -26,25 +28,27 @@ inline constexpr int kLargestTile = 1 << 20; // width and height in pixels, far 
 struct StitchOptions {
     CommonOptions common;
     std::string output;
-    std::vector<std::string> inputs;   // as given: FILE@X,Y ...
-    std::string layout;                // a file, or empty
-    std::string blend = kMultiBand;    // or kFeather
-    std::string seams = kOptimalSeams; // or kNearestSeams, kNoSeams
-    int bands = 0;                     // at most; 0: chosen from the overlaps
+    std::optional<image::OutputName> target; // the output's name; none where it is the plan
+    std::vector<std::string> inputs;         // as given: FILE@X,Y ...
+    std::string layout;                      // a file, or empty
+    std::string blend = kMultiBand;          // or kFeather
+    std::string seams = kOptimalSeams;       // or kNearestSeams, kNoSeams
+    int bands = 0;                           // at most; 0: chosen from the overlaps
     bool has_no_gain = false;
-    std::string gains;          // a file to load the gains from or, where it does not exist, to save them to; or empty
-    std::string gains_per;      // "picture", "channel", or empty: chosen
-    bool vignetting = false;    // is to be taken out
-    std::string anchor;         // the file whose exposure stays, or empty
-    bool wraps = false;         // the left and right edge meet
-    std::int64_t wrap = 0;      // width of the circle in pixels; 0: what the pictures span
-    std::string save_seams;     // a picture of the seams to write, or empty
-    std::string report;         // an HTML file to write, or empty
-    int depth = 0;              // bits per sample of the panorama; 0: as the inputs
-    bool wants_alpha = false;   //
-    std::string compression;    // of TIFF; empty: none
-    int quality = 0;            // of JPEG; 0: the format's own
-    bool wants_pyramid = false; // reduced pictures in the TIFF
+    std::string gains;       // a file to load the gains from or, where it does not exist, to save them to; or empty
+    std::string gains_per;   // "picture", "channel", or empty: chosen
+    bool vignetting = false; // is to be taken out
+    std::string anchor;      // the file whose exposure stays, or empty
+    bool wraps = false;      // the left and right edge meet
+    std::int64_t wrap = 0;   // width of the circle in pixels; 0: what the pictures span
+    std::string save_seams;  // a picture of the seams to write, or empty
+    std::optional<image::OutputName> seams_target;        // its name
+    std::string report;                                   // an HTML file to write, or empty
+    int depth = 0;                                        // bits per sample of the panorama; 0: as the inputs
+    bool wants_alpha = false;                             //
+    std::string compression;                              // of TIFF; empty: none
+    int quality = 0;                                      // of JPEG; 0: the format's own
+    bool wants_pyramid = false;                           // reduced pictures in the TIFF
     std::uint64_t memory = PANOVAL_MOSAIC_DEFAULT_MEMORY; // bytes
     int threads = 0;                                      // 0: all processors
     int tile_size = 0;                                    // pixels; 0: chosen
@@ -60,6 +64,7 @@ struct StitchOptions {
     bool wants_distributions = false; // in JSON
 
     bool feathers() const { return blend == kFeather; }
+    bool makes_store() const { return target && target->is_store(); }
 };
 
 // Does all of it and prints the results.

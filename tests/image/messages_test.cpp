@@ -106,7 +106,7 @@ TEST_F(Messages, InputsThatAreNoFilesAreNamed)
 TEST_F(Messages, FormatsSayWhatTheyHold)
 {
     const auto error = [](const std::string& name, int channels, int bits, bool has_alpha) {
-        return error_of([&] { check_output_format(name, channels, bits, has_alpha); });
+        return error_of([&] { OutputName(name).check(channels, bits, has_alpha); });
     };
     EXPECT_EQ(error("a.jpg", 3, 16, false),
               "a.jpg: found 16 bits for a JPEG file; expected 8 (--depth 8), or another ending");
@@ -123,18 +123,38 @@ TEST_F(Messages, FormatsSayWhatTheyHold)
 
 TEST_F(Messages, NamesWithoutAKnownEndingAreToldAllEndings)
 {
-    const auto error = [](const std::string& name) { return error_of([&] { (void)output_format_of(name); }); };
+    const auto error = [](const std::string& name) { return error_of([&] { OutputName{name}; }); };
     for (const char* const name : {"a", "a.b/c", "a.b\\c", "a."})
         EXPECT_TRUE(contains(error(name), ": found no ending; expected .png, .tif")) << name;
     EXPECT_TRUE(contains(error("a.gif"), "a.gif: found the ending .gif; expected .png, ")) << error("a.gif");
     EXPECT_TRUE(contains(error("a.gif"), ".pam or .dzi"));
-    EXPECT_TRUE(contains(error_of([] { (void)output_format_of("a.gif", ".zarr"); }), ".pam, .dzi or .zarr"));
+    EXPECT_TRUE(contains(error_of([] { OutputName("a.gif", Outputs::FilesAndStores); }), ".pam, .dzi or .zarr"));
+}
+
+TEST_F(Messages, HelpIsMadeFromTheTableOfFormats)
+{
+    EXPECT_EQ(endings_with_levels(), ".tif .tiff .dzi");
+    EXPECT_EQ(endings_with_optional_levels(), ".tif or .tiff");
+    EXPECT_EQ(endings_with_alpha(Outputs::FilesAndStores), ".png .tif .tiff .pam .dzi .zarr");
+    EXPECT_EQ(names_with_quality(), "a JPEG file, or Deep Zoom without alpha");
+    EXPECT_EQ(endings_with_compression(Outputs::FilesAndStores), ".tif, .tiff or .zarr");
+    EXPECT_TRUE(contains(compression_help(Outputs::FilesAndStores), "of .tif and .tiff: none (default), lzw"));
+    EXPECT_TRUE(contains(compression_help(Outputs::FilesAndStores), "; of .zarr: deflate (default), none"));
+    EXPECT_FALSE(contains(compression_help(Outputs::Files), ".zarr"));
+    EXPECT_EQ(all_compressions(Outputs::FilesAndStores), tiff_compressions());
+}
+
+TEST_F(Messages, AStoreIsAnOutputWhereStoresAreTaken)
+{
+    EXPECT_TRUE(OutputName("a.ZARR/", Outputs::FilesAndStores).is_store());
+    EXPECT_FALSE(OutputName("a.tif", Outputs::FilesAndStores).is_store());
+    EXPECT_TRUE(contains(error_of([] { OutputName("a.zarr"); }), "found the ending .zarr; expected .png"));
 }
 
 TEST_F(Messages, SidesBeyondAFormatAreRefused)
 {
     const auto error = [](const std::string& name, std::int64_t width, std::int64_t height) {
-        return error_of([&] { check_output_size(name, output_format_of(name), width, height); });
+        return error_of([&] { OutputName(name).check_size(width, height); });
     };
     EXPECT_EQ(error("a.jpg", 65500, 65500), "no error");
     EXPECT_EQ(

@@ -48,7 +48,7 @@ TEST_F(FailingOutput, AFullDiskIsExplainedAndLeavesNothing)
 
 TEST_F(FailingOutput, EveryLayoutOfTiffExplainsAFullDisk)
 {
-    for (const std::string& compression : compression_names())
+    for (const std::string& compression : tiff_compressions())
         for (const bool is_tiled : {false, true})
             for (const bool has_pyramid : {false, true})
                 for (const rlim_t room : {rlim_t{100}, rlim_t{200'000}}) {

@@ -45,7 +45,7 @@ TEST_F(RowReading, GivesTheRowsOfTheWholePictureInAnyOrder)
         for (const int bits : {8, 16})
             for (const int channels : {1, 3})
                 for (const bool has_mask : {false, true}) {
-                    if (!output_format_of(name).holds(channels, bits, has_mask))
+                    if (!OutputName(name).format().holds(channels, bits, has_mask))
                         continue;
                     write_image(in_folder(name), test_picture(37, 50, channels, bits, has_mask));
                     const Image whole = read_image(in_folder(name));
@@ -76,7 +76,7 @@ TEST_F(RowReading, TilesAndStripsOfTiffAreReadWhereTheyAre)
 {
     const Image image = test_picture(300, 700, 3, 8, true);
     for (const bool is_tiled : {false, true})
-        for (const std::string& compression : compression_names()) {
+        for (const std::string& compression : tiff_compressions()) {
             WriteOptions options;
             options.is_tiled = is_tiled;
             options.compression = compression_of(compression);

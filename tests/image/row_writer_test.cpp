@@ -35,7 +35,7 @@ Metadata camera()
 void write_in_pieces(const std::string& name, const Image& image, const WriteOptions& options = {})
 {
     OutputFile output(name);
-    const auto writer = make_row_writer(output, output_format_of(name), image, options);
+    const auto writer = make_row_writer(output, OutputName(name), image, options);
     for (std::int32_t y = 0, count = 1; y < image.height; y += count, count = count % 5 + 1) {
         count = std::min(count, image.height - y);
         writer->add(rows_of(image, y), count);
@@ -49,7 +49,7 @@ TEST_F(RowWriting, RowsMakeTheFileThatTheWholePictureMakes)
     for (const std::string name : {"a.png", "a.tif", "a.pam", "a.ppm", "a.jpg"})
         for (const int bits : {8, 16})
             for (const bool has_mask : {false, true}) {
-                if (!output_format_of(name).holds(3, bits, has_mask))
+                if (!OutputName(name).format().holds(3, bits, has_mask))
                     continue;
                 const Image image = test_picture(61, 43, 3, bits, has_mask);
                 write_image(in_folder(name), image);
@@ -61,7 +61,7 @@ TEST_F(RowWriting, RowsMakeTheFileThatTheWholePictureMakes)
 
 TEST_F(RowWriting, EveryLayoutOfTiffIsReadBack)
 {
-    for (const std::string& compression : compression_names())
+    for (const std::string& compression : tiff_compressions())
         for (const bool is_tiled : {false, true})
             for (const int bits : {8, 16})
                 for (const bool has_mask : {false, true}) {
@@ -72,7 +72,7 @@ TEST_F(RowWriting, EveryLayoutOfTiffIsReadBack)
                     write_in_pieces(in_folder("a.tif"), image, options);
                     expect_same_picture(read_image(in_folder("a.tif")), image);
                 }
-    EXPECT_EQ(compression_names().front(), "none");
+    EXPECT_EQ(tiff_compressions().front(), "none");
     EXPECT_TRUE(contains(error_of([] { (void)compression_of("bzip"); }), "expected none, lzw, deflate"));
 }
 
@@ -286,7 +286,7 @@ TEST_F(RowWriting, RowsMayHaveRoomBetweenThem)
     for (std::int32_t y = 0; y < 30; ++y)
         std::memcpy(wide.data() + 200 * y, image.row(y), 120);
     OutputFile output(in_folder("a.tif"));
-    const auto writer = make_row_writer(output, output_format_of("a.tif"), image);
+    const auto writer = make_row_writer(output, OutputName("a.tif"), image);
     writer->add({wide.data(), 200, nullptr, 0}, 30);
     writer->finish();
     output.commit();
@@ -320,7 +320,7 @@ TEST_F(RowWriting, DeepZoomIsCompleteOrNotThere)
     const Image image = test_picture(300, 260, 3, 8);
     {
         OutputFile output(in_folder("a.dzi"));
-        make_row_writer(output, output_format_of("a.dzi"), image)->add(rows_of(image), 260);
+        make_row_writer(output, OutputName("a.dzi"), image)->add(rows_of(image), 260);
     }
     EXPECT_TRUE(names().empty());
     write_in_pieces(in_folder("a.dzi"), image);

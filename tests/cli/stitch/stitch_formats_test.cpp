@@ -252,10 +252,13 @@ TEST_F(StitchFormats, OptionsOfOtherFormatsAreRefused)
         EXPECT_EQ(outcome.exit_code == 2, !file_exists(in_folder(output))) << outcome.err;
         return outcome.exit_code == 2 ? outcome.err : std::string();
     };
-    EXPECT_TRUE(contains(refusal({"--compression", "lzw"}, "1.png"), "1.png; expected it with .tif or .tiff alone"));
+    EXPECT_TRUE(
+        contains(refusal({"--compression", "lzw"}, "1.png"), "1.png; expected it with .tif, .tiff or .zarr alone"));
     EXPECT_TRUE(contains(refusal({"--quality", "50"}, "1.tif"), "found --quality 50 with "));
     EXPECT_TRUE(contains(refusal({"--quality", "50", "--alpha"}, "1.dzi"), "or Deep Zoom without alpha"));
     EXPECT_TRUE(contains(refusal({"--pyramid"}, "1.jpg"), "found --pyramid with "));
+    EXPECT_TRUE(contains(refusal({"--compression", "lzw"}, "1.zarr"), "1.zarr; expected deflate or none"));
+    EXPECT_TRUE(contains(refusal({"--quality", "50"}, "1.zarr"), "expected it with a JPEG file, or Deep Zoom"));
     EXPECT_EQ(refusal({"--compression", "lzw", "--pyramid"}, "2.tiff"), "");
     EXPECT_EQ(refusal({"--quality", "50"}, "2.jpg"), "");
     EXPECT_EQ(refusal({"--quality", "50", "--pyramid"}, "2.dzi"), "");
