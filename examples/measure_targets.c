@@ -15,8 +15,9 @@ static uint8_t level(int32_t x, int32_t y, uint32_t* noise)
     int32_t i, k, inside = 0;
     for (i = 0; i < SAMPLES * SAMPLES; ++i)
         for (k = 0; k < 2; ++k) {
-            const double dx = x + (i % SAMPLES + 0.5) / SAMPLES - 0.5 - centres[k][0];
-            const double dy = y + (i / SAMPLES + 0.5) / SAMPLES - 0.5 - centres[k][1];
+            const int32_t column = i % SAMPLES, row = i / SAMPLES;
+            const double dx = x + (column + 0.5) / SAMPLES - 0.5 - centres[k][0];
+            const double dy = y + (row + 0.5) / SAMPLES - 0.5 - centres[k][1];
             inside += dx * dx + dy * dy < 20 * 20;
         }
     *noise = *noise * 1664525u + 1013904223u;
@@ -40,7 +41,7 @@ int main(void)
     }
     for (i = 0; i < found.count; ++i) {
         const PanovalMeasureTarget* t = &found.targets[i];
-        const double* true_centre = centres[t->ellipse.x > W / 2];
+        const double* true_centre = centres[2 * t->ellipse.x > W];
         printf("target %d at %.2f, %.2f +- %.3f, radius %.2f, error within 4 sigma: %s\n", i + 1, t->ellipse.x,
                t->ellipse.y, t->sigma_x, t->ellipse.semi_major,
                fabs(t->ellipse.x - true_centre[0]) < 4 * t->sigma_x ? "yes" : "no");

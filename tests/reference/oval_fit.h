@@ -84,13 +84,7 @@ inline std::int32_t oval_fit(std::int32_t count, const double* points, OvalFit* 
             std::fabs(solution[3]) < 1e-6 && std::fabs(solution[4]) < 1e-6)
             stalled = true;
 
-        bool reweight = false;
-        if (stalled && rms > 0.01)
-            reweight = true;
-        else if (k > 0 && rms > previous)
-            reweight = true;
-        else if (k >= 26)
-            reweight = true;
+        const bool reweight = (stalled && rms > 0.01) || (k > 0 && rms > previous) || k >= 26;
         if (reweight) {
             for (std::size_t i = 0; i < n; ++i)
                 if (std::fabs(v[i]) > 1.5 * rms)
