@@ -3,9 +3,12 @@
 // 1.3, leave room for: their contrast is measured as 6.3 deviations at least, their smaller axis to a quarter.
 #include "measure/vague.h"
 
+#include "core/median.h"
+
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <span>
 
 namespace panoval::measure
 {
@@ -17,6 +20,9 @@ constexpr double kHalfKnown = 0.4; // deviation of the semi-minor axis, of itsel
 constexpr double kHalfClear = 6;   // contrast by noise at which half is left, of the smallest targets
 constexpr double kSmallest = 3.3;  // semi-minor axis, pixels, up to which targets are of these
 constexpr double kSmall = 3.9;     // from which on contrast is no doubt
+constexpr double kBeside = 3;      // semi-major axes of both that look-alikes' centres are apart, at most
+constexpr double kAlike = 1.4;     // ratio of the semi-minor axes
+constexpr std::size_t kFewest = 2; // look-alikes that tell what is common
 constexpr double kNoDoubt = 0.98;  // of the quality left
 constexpr double kSound = 0.5;     // quality
 
@@ -29,13 +35,52 @@ double share_left(double ratio, int doublings) noexcept
     return 1 / (1 + power);
 }
 
-double share_left(const PanovalMeasureTarget& target, double picture_noise) noexcept
+// What is known of a target, as far as it matters here.
+struct Knowledge {
+    double contrast;
+    double sigma; // of the semi-minor axis
+};
+
+Knowledge knowledge_of(const PanovalMeasureTarget& target) noexcept
 {
-    const double axis = target.ellipse.semi_minor;
-    const double contrast = std::fabs(target.level_inside - target.level_outside);
+    return {std::fabs(target.level_inside - target.level_outside), target.sigma_minor};
+}
+
+double share_left(double axis, const Knowledge& known, double picture_noise) noexcept
+{
     const double smallness = std::clamp((kSmall - axis) / (kSmall - kSmallest), 0.0, 1.0);
-    return share_left(target.sigma_minor / (kHalfKnown * axis), 3) *
-           share_left(smallness * kHalfClear * picture_noise / contrast, 4);
+    return share_left(known.sigma / (kHalfKnown * axis), 3) *
+           share_left(smallness * kHalfClear * picture_noise / known.contrast, 4);
+}
+
+bool are_look_alikes(const PanovalMeasureTarget& one, const PanovalMeasureTarget& other) noexcept
+{
+    const double dx = one.ellipse.x - other.ellipse.x;
+    const double dy = one.ellipse.y - other.ellipse.y;
+    const double reach = kBeside * (one.ellipse.semi_major + other.ellipse.semi_major);
+    return other.quality >= kSound && one.polarity == other.polarity && dx * dx + dy * dy < reach * reach &&
+           other.ellipse.semi_minor < kAlike * one.ellipse.semi_minor &&
+           one.ellipse.semi_minor < kAlike * other.ellipse.semi_minor;
+}
+
+// On dense boards noise gives a dot less contrast and its neighbours more; the median is that of all. Meshes are all
+// alike.
+Knowledge common_knowledge(const std::vector<MeasuredTarget>& targets, std::size_t index)
+{
+    std::vector<double> contrasts;
+    std::vector<double> sigmas;
+    for (std::size_t k = 0; k < targets.size(); ++k)
+        if (k != index && are_look_alikes(targets[index].target, targets[k].target)) {
+            const Knowledge known = knowledge_of(targets[k].target);
+            contrasts.push_back(known.contrast);
+            sigmas.push_back(known.sigma);
+        }
+    Knowledge own = knowledge_of(targets[index].target);
+    if (contrasts.size() < kFewest)
+        return own;
+    own.contrast = std::max(own.contrast, median_of(std::span(contrasts)));
+    own.sigma = std::min(own.sigma, median_of(std::span(sigmas)));
+    return own;
 }
 
 // Edges that are near to each other are each given some of the other's contrast; but two of them are no chance.
@@ -54,9 +99,11 @@ void doubt_vague(double picture_noise, std::vector<MeasuredTarget>& targets)
 {
     std::vector<double> shares(targets.size(), 1); // of all before any changes: each may be another's ring
     for (std::size_t i = 0; i < targets.size(); ++i) {
-        const double share = share_left(targets[i].target, picture_noise);
-        if (share < kNoDoubt && targets[i].target.quality >= kSound && !is_of_ring(targets, i))
-            shares[i] = share;
+        const PanovalMeasureTarget& target = targets[i].target;
+        const double axis = target.ellipse.semi_minor;
+        if (target.quality >= kSound && share_left(axis, knowledge_of(target), picture_noise) < kNoDoubt &&
+            !is_of_ring(targets, i))
+            shares[i] = share_left(axis, common_knowledge(targets, i), picture_noise);
     }
     for (std::size_t i = 0; i < targets.size(); ++i)
         targets[i].target.quality *= shares[i];

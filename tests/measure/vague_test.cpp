@@ -67,6 +67,26 @@ TEST(DoubtVague, LeavesRings)
     EXPECT_EQ(targets[1].target.quality, 0.7);
 }
 
+// A dot of a contrast of 25 among others.
+double quality_left_beside(double contrast)
+{
+    std::vector<MeasuredTarget> targets(5);
+    for (std::size_t i = 0; i < 5; ++i) {
+        targets[i].target.ellipse = {20 + 9 * static_cast<double>(i), 30, 3, 3, 0};
+        targets[i].measured.model.outline = outline_of(targets[i].target.ellipse);
+        targets[i].target.quality = 0.7;
+        targets[i].target.level_outside = i == 2 ? 25 : contrast;
+    }
+    doubt_vague(5, targets);
+    return targets[2].target.quality;
+}
+
+TEST(DoubtVague, TakesTheContrastOfBoardsForThatOfTheirDots)
+{
+    EXPECT_GT(quality_left_beside(40), 0.68);
+    EXPECT_LT(quality_left_beside(26), 0.1);
+}
+
 TEST(DoubtVague, SaysNothingWithoutNoise)
 {
     std::vector<MeasuredTarget> targets(1);
