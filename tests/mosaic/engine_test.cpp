@@ -10,7 +10,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <random>
 #include <thread>
+#include <vector>
 
 namespace panoval::mosaic::test
 {
@@ -193,6 +196,43 @@ TEST(Engine, HoldsTheBudgetAndReadsEachPictureOnce)
     EXPECT_GT(counts.scratch_bytes, 4000000u);
 }
 
+void blend_tile(Mosaic& mosaic, std::int64_t number, Panorama& panorama)
+{
+    PanovalMosaicRect rect{};
+    ASSERT_EQ(panoval_mosaic_tile(mosaic.get(), number, &rect), PANOVAL_MOSAIC_OK);
+    const std::size_t first = panorama.index(rect.x, rect.y);
+    const auto width = static_cast<std::size_t>(panorama.width);
+    ASSERT_EQ(panoval_mosaic_blend(mosaic.get(), &rect, &panorama.samples[first * panorama.pixel_bytes],
+                                   width * panorama.pixel_bytes, &panorama.coverage[first], width),
+              PANOVAL_MOSAIC_OK)
+        << mosaic.error();
+}
+
+TEST(Engine, TilesOfRandomLayoutsAreTheSameInAnyOrderAndAnyNumberOfTimes)
+{
+    for (std::uint32_t seed = 101; seed <= 140; ++seed) {
+        SCOPED_TRACE(testing::Message() << "seed " << seed);
+        const auto reader = random_panorama(seed);
+        const Way way = kWays[seed % 4];
+        PanovalMosaicOptions options = options_of(way.seams, way.blend);
+        options.tile_size = 16 + static_cast<int>(seed % 3) * 9;
+        const Panorama whole = panorama_of(*reader, options);
+        MemoryHost host(*reader);
+        Mosaic mosaic;
+        host.prepare(mosaic, options);
+        ASSERT_EQ(panoval_mosaic_measure(mosaic.get(), PANOVAL_MOSAIC_MEASURE_SEAMS), PANOVAL_MOSAIC_OK);
+        std::vector<std::int64_t> order(static_cast<std::size_t>(2 * mosaic.layout().tiles)); // each tile twice
+        for (std::size_t i = 0; i < order.size(); ++i)
+            order[i] = static_cast<std::int64_t>(i / 2);
+        std::mt19937 random(seed);
+        std::shuffle(order.begin(), order.end(), random);
+        Panorama tiled(mosaic.layout());
+        for (const std::int64_t number : order)
+            blend_tile(mosaic, number, tiled);
+        EXPECT_EQ(tiled, whole);
+    }
+}
+
 TEST(Engine, EveryTileCanBeAskedForAloneInAnyOrderFromThePlan)
 {
     const auto reader = four_pictures(8);
@@ -216,16 +256,8 @@ TEST(Engine, EveryTileCanBeAskedForAloneInAnyOrderFromThePlan)
     Panorama tiled(second.layout());
     const std::int64_t count = second.layout().tiles;
     EXPECT_EQ(count, 63);
-    for (std::int64_t i = 0; i < count; ++i) {
-        PanovalMosaicRect rect{};
-        ASSERT_EQ(panoval_mosaic_tile(second.get(), i * 11 % count, &rect), PANOVAL_MOSAIC_OK);
-        std::uint8_t* const to = &tiled.samples[tiled.index(rect.x, rect.y) * tiled.pixel_bytes];
-        ASSERT_EQ(panoval_mosaic_blend(second.get(), &rect, to, static_cast<std::size_t>(tiled.width) * 3,
-                                       &tiled.coverage[tiled.index(rect.x, rect.y)],
-                                       static_cast<std::size_t>(tiled.width)),
-                  PANOVAL_MOSAIC_OK)
-            << second.error();
-    }
+    for (std::int64_t i = 0; i < count; ++i)
+        blend_tile(second, i * 11 % count, tiled);
     EXPECT_EQ(tiled, whole);
     const char* again = nullptr;
     ASSERT_EQ(panoval_mosaic_save_plan(second.get(), &again, nullptr), PANOVAL_MOSAIC_OK);
