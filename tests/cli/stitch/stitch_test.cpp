@@ -363,7 +363,7 @@ TEST_F(Stitch, MemoryStaysWithinTheBudgetWhateverTheNumberOfPictures)
     const Outcome small = stitch({in_folder("small.ppm") + "@0,0", "-o", in_folder("small.tif"), "--json"});
     ASSERT_EQ(small.exit_code, 0) << small.err;
     const double program = Json::parse(small.out)["peak_memory_bytes"].get<double>();
-    // The address sanitizer keeps a byte of shadow for every eight, and rounds what is asked for up to its size classes.
+    // The address sanitizer keeps a byte of shadow for every eight, and rounds sizes up to its classes.
     const double sanitizer = panoval::test::kAddressSanitizer ? 1.25 : 1;
     EXPECT_LT(json["peak_memory_bytes"].get<double>() - program, (64 * 1048576 + 8e6) * sanitizer);
     EXPECT_LE(json["decodes_per_picture"].get<double>(), 1.3);
