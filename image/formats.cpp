@@ -117,10 +117,11 @@ void OutputName::check(int channels, int bits, bool has_alpha) const
         fail_output(text_, concat(bits, " bits for ", format_->name),
                     concat(format_->most_bits, " (--depth ", format_->most_bits, "), or another ending"));
     if (has_alpha && !format_->holds_alpha)
-        fail_output(text_, "an alpha channel for a format without one", endings_for(channels, bits, has_alpha));
+        fail_output(text_, "an alpha channel for a format without one",
+                    endings_for(channels, bits, has_alpha, outputs_));
     if (channels < format_->least_channels || channels > format_->most_channels)
         fail_output(text_, concat(channels, channels == 1 ? " channel for " : " channels for ", format_->name),
-                    endings_for(channels, bits, has_alpha));
+                    endings_for(channels, bits, has_alpha, outputs_));
 }
 
 void OutputName::check_size(std::int64_t width, std::int64_t height) const
@@ -130,10 +131,10 @@ void OutputName::check_size(std::int64_t width, std::int64_t height) const
                     concat("at most ", format_->most_side, " in a direction, or another ending"));
 }
 
-std::string endings_for(int channels, int bits, bool has_alpha)
+std::string endings_for(int channels, int bits, bool has_alpha, Outputs outputs)
 {
     const auto holds = [&](const OutputFormat& format) { return format.holds(channels, bits, has_alpha); };
-    return enumerate(endings_where(Outputs::Files, holds), " or ");
+    return enumerate(endings_where(outputs, holds), " or ");
 }
 
 std::string all_endings(Outputs outputs)

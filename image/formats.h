@@ -79,7 +79,7 @@ private:
 // ---- for help texts and messages ----
 
 // The endings of the formats that hold such a picture, e.g. ".png, .tif or .pam".
-std::string endings_for(int channels, int bits, bool has_alpha);
+std::string endings_for(int channels, int bits, bool has_alpha, Outputs outputs = Outputs::Files);
 
 // All of them, as help texts list them: ".png .tif ...", and those with alpha, or with reduced pictures.
 std::string all_endings(Outputs outputs = Outputs::Files);

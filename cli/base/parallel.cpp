@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <atomic>
 #include <exception>
-#include <system_error>
 #include <thread>
 #include <vector>
 
@@ -22,7 +21,7 @@ std::vector<std::thread> start_threads(std::size_t count, const std::function<vo
     try {
         while (threads.size() < count)
             threads.emplace_back(body);
-    } catch (const std::system_error&) { // those that have begun do the work
+    } catch (const std::exception&) { // no thread or no memory for one: those that have begun do the work
     }
     return threads;
 }

@@ -112,6 +112,8 @@ TEST_F(Messages, FormatsSayWhatTheyHold)
               "a.jpg: found 16 bits for a JPEG file; expected 8 (--depth 8), or another ending");
     EXPECT_EQ(error("a.jpg", 3, 8, true), "a.jpg: found an alpha channel for a format without one; expected .png, "
                                           ".tif, .tiff, .pam or .dzi");
+    EXPECT_TRUE(contains(error_of([] { OutputName("a.jpg", Outputs::FilesAndStores).check(3, 8, true); }),
+                         ".tiff, .pam, .dzi or .zarr"));
     EXPECT_EQ(error("a.PPM", 1, 16, false),
               "a.PPM: found 1 channel for a colour format; expected .png, .tif, .tiff, .pgm, .pnm or .pam");
     EXPECT_EQ(error("a.pgm", 3, 16, false),
