@@ -45,11 +45,19 @@ constexpr double kAlikeShare = 0.15; // and of the stroke's width
 constexpr double kEnclosed[2] = {0.78, 0.88};
 constexpr double kUneven[2] = {0.03, 0.07};
 constexpr double kLopsided[2] = {0.02, 0.08};
+constexpr double kAskew[2] = {0.015, 0.025}; // of the half width of what encloses it
+constexpr double kThick[2] = {0.95, 1.05};   // times the radius: where it ends, strokes that enclose holes are thinner
 constexpr double kMostDoubt = 0.9;
 
 struct Point {
     double x, y;
 };
+
+// Turned by the angle between rays.
+Point next_of(const Point& direction) noexcept
+{
+    return {direction.x * kCosine - direction.y * kSine, direction.y * kCosine + direction.x * kSine};
+}
 
 // The picture between its samples.
 class Levels
@@ -92,17 +100,15 @@ std::array<Ray, kRays> rays_of(const Outline& outline) noexcept
     const double b = outline.skew_y;
     const double c = outline.mean - outline.skew_x;
     std::array<Ray, kRays> rays;
-    double u = 1;
-    double v = 0;
+    Point direction = {1, 0};
     for (Ray& ray : rays) {
+        const auto [u, v] = direction;
         ray.start = {outline.x + a * u + b * v, outline.y + b * u + c * v};
         const double x = c * u - b * v;
         const double y = a * v - b * u;
         const double length = std::sqrt(x * x + y * y);
         ray.normal = {x / length, y / length};
-        const double next = v * kCosine + u * kSine;
-        u = u * kCosine - v * kSine;
-        v = next;
+        direction = next_of(direction);
     }
     return rays;
 }
@@ -166,7 +172,9 @@ public:
             return 0;
         const auto middle = known.begin() + static_cast<std::ptrdiff_t>(count / 2);
         std::nth_element(known.begin(), middle, known.begin() + static_cast<std::ptrdiff_t>(count));
-        return enclosed * ramp(share_off(widths, *middle, count), kUneven) * ramp(share_unlike(widths), kLopsided);
+        const double doubt = enclosed * (1 - ramp(*middle, kThick)) * ramp(share_off(widths, *middle, count), kUneven) *
+                             ramp(share_unlike(widths), kLopsided);
+        return doubt > 0 ? doubt * ramp(share_askew(distance), kAskew) : 0;
     }
 
 private:
@@ -240,6 +248,52 @@ private:
             unlike += std::fabs(one - other) > alike ? 1 : 0;
         }
         return unlike / kPairs;
+    }
+
+    // How far the middles of the strokes' ends across all directions are from one centre, by half their width: 0 for
+    // frames, plates and cells of grids, wherever in them the target lies.
+    double share_askew(const DistanceTo& distance) const noexcept
+    {
+        std::array<Point, kPairs> directions;
+        std::array<double, kPairs> middles;
+        Point direction = {1, 0};
+        Point centre = {0, 0};
+        double width = 0;
+        for (std::size_t i = 0; i < kPairs; ++i) {
+            const Span span = span_along(direction, distance);
+            directions[i] = direction;
+            middles[i] = (span.low + span.high) / 2;
+            width += (span.high - span.low) / 2 / kPairs;
+            centre.x += middles[i] * direction.x * 2 / kPairs;
+            centre.y += middles[i] * direction.y * 2 / kPairs;
+            direction = next_of(direction);
+        }
+        double squares = 0;
+        for (std::size_t i = 0; i < kPairs; ++i) {
+            const double off = middles[i] - centre.x * directions[i].x - centre.y * directions[i].y;
+            squares += off * off;
+        }
+        return std::sqrt(squares / kPairs) / width;
+    }
+
+    struct Span {
+        double low = HUGE_VAL;
+        double high = -HUGE_VAL;
+    };
+
+    // Of the strokes' ends, where the outline is the unit circle.
+    Span span_along(const Point& direction, const DistanceTo& distance) const noexcept
+    {
+        Span span;
+        for (const std::optional<Point>& end : ends_) {
+            if (!end)
+                continue;
+            const DistanceTo::Place place = distance.place(end->x, end->y);
+            const double along = direction.x * place.u + direction.y * place.v;
+            span.low = std::min(span.low, along);
+            span.high = std::max(span.high, along);
+        }
+        return span;
     }
 
     const Levels& levels_;
