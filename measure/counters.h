@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Counters: what a letter's strokes enclose may be as good an ellipse as any, but what is around it tells. All around
 // it a line of some width ends at once, on no outline that was found, unevenly and not alike on opposite sides, of the
-// hole and of themselves: bowls hang on stems, and have tails. Rings are even, plates are wider, frames and cells symmetric
-// even where the target is not in their middle, and marks beside a target leave gaps.
+// hole and of themselves: bowls hang on stems, and have tails. Rings are even, plates are wider, frames and cells
+// symmetric even where the target is not in their middle, and marks beside a target leave gaps.
 #pragma once
 
 #include "measure/neighbours.h"
