@@ -139,6 +139,9 @@ public:
         return true;
     }
 
+    // Outlines on which edges may lie touch this.
+    Disk reach() const noexcept { return {outline_.x, outline_.y, outline_.semi_major() + reach_ + kOnOutline}; }
+
     // Takes the edges away that lie on an outline.
     void explain_by(const MeasuredModel& other) noexcept
     {
@@ -305,12 +308,13 @@ private:
     std::array<std::optional<Point>, kRays> ends_; // of the strokes around it
 };
 
-double doubt_of(const Levels& levels, const std::vector<MeasuredTarget>& targets, std::size_t index) noexcept
+double doubt_of(const Levels& levels, const std::vector<MeasuredTarget>& targets, const Vicinity& vicinity,
+                std::size_t index)
 {
     Surroundings surroundings(levels, targets[index]);
     if (!surroundings.find_ends())
         return 0;
-    for (std::size_t k = 0; k < targets.size(); ++k)
+    for (const std::size_t k : vicinity.near(surroundings.reach()))
         if (k != index && targets[k].target.quality >= kSound)
             surroundings.explain_by(targets[k].measured);
     return surroundings.doubt();
@@ -321,10 +325,11 @@ double doubt_of(const Levels& levels, const std::vector<MeasuredTarget>& targets
 void doubt_counters(const PanovalMeasureImage& image, std::vector<MeasuredTarget>& targets)
 {
     const Levels levels(image);
+    const Vicinity vicinity = vicinity_of(targets);
     std::vector<double> doubts(targets.size(), 0); // of all before any changes: each may explain another
     for (std::size_t i = 0; i < targets.size(); ++i)
         if (targets[i].target.quality >= kSound)
-            doubts[i] = doubt_of(levels, targets, i);
+            doubts[i] = doubt_of(levels, targets, vicinity, i);
     for (std::size_t i = 0; i < targets.size(); ++i)
         targets[i].target.quality *= 1 - kMostDoubt * doubts[i];
 }

@@ -158,13 +158,16 @@ public:
     }
 
 private:
-    bool is_known(const Oval& oval) const noexcept
+    bool is_known(const Oval& oval) const
     {
+        constexpr double kShare = 0.2;
+        constexpr double kLeast = 1;
         const std::int32_t polarity = oval.is_dark ? PANOVAL_MEASURE_DARK : PANOVAL_MEASURE_BRIGHT;
-        return std::any_of(measured_.begin(), measured_.end(), [&](const MeasuredTarget& measured) {
-            const PanovalMeasureTarget& target = measured.target;
+        const auto near = vicinity_.near({oval.x, oval.y, std::max(kLeast, kShare * oval.b)});
+        return std::any_of(near.begin(), near.end(), [&](std::size_t index) {
+            const PanovalMeasureTarget& target = measured_[index].target;
             return target.polarity == polarity && target.quality >= kDefaultQuality &&
-                   is_same_outline(target.ellipse, oval.x, oval.y, oval.a, oval.b, 0.2, 1.0);
+                   is_same_outline(target.ellipse, oval.x, oval.y, oval.a, oval.b, kShare, kLeast);
         });
     }
 
@@ -201,7 +204,7 @@ private:
         if (hidden.outcome == Outcome::kSound || is_known(hidden.candidate.oval))
             return false;
         const std::vector<Neighbour> neighbours =
-            neighbours_beside(outline_of(start_of(hidden.candidate.oval)), measured_);
+            neighbours_beside(outline_of(start_of(hidden.candidate.oval)), measured_, vicinity_);
         if (neighbours.size() <= hidden.neighbours)
             return false;
         hidden.neighbours = neighbours.size();
@@ -236,16 +239,27 @@ private:
 
     void add(const MeasuredTarget& found)
     {
+        constexpr double kShare = 0.08;
+        constexpr double kLeast = 0.75;
         const PanovalMeasureTarget& target = found.target;
-        for (MeasuredTarget& other : measured_)
-            if (other.target.polarity == target.polarity &&
-                is_same_outline(other.target.ellipse, target.ellipse.x, target.ellipse.y, target.ellipse.semi_major,
-                                target.ellipse.semi_minor, 0.08, 0.75)) {
-                if (target.quality > other.target.quality)
-                    other = found;
+        const PanovalMeasureEllipse& e = target.ellipse;
+        for (const std::size_t index : vicinity_.near({e.x, e.y, std::max(kLeast, kShare * e.semi_minor)})) {
+            const PanovalMeasureTarget& other = measured_[index].target;
+            if (other.polarity == target.polarity &&
+                is_same_outline(other.ellipse, e.x, e.y, e.semi_major, e.semi_minor, kShare, kLeast)) {
+                if (target.quality > other.quality)
+                    put(index, found);
                 return;
             }
-        measured_.push_back(found);
+        }
+        measured_.emplace_back();
+        put(measured_.size() - 1, found);
+    }
+
+    void put(std::size_t index, const MeasuredTarget& found)
+    {
+        measured_[index] = found;
+        vicinity_.put(index, influence_of(found.measured));
     }
 
     // Leaves what was asked for in targets_, sorted by rows.
@@ -288,17 +302,17 @@ private:
     // Two outlines about the same centre, one inside the other.
     void flag_rings()
     {
-        for (std::size_t i = 0; i < measured_.size(); ++i)
-            for (std::size_t k = i + 1; k < measured_.size(); ++k) {
-                PanovalMeasureTarget& one = measured_[i].target;
-                PanovalMeasureTarget& other = measured_[k].target;
-                if (std::min(one.quality, other.quality) < kDefaultQuality)
-                    continue;
-                if (!is_concentric(outline_of(one.ellipse), outline_of(other.ellipse)))
-                    continue;
-                one.flags |= PANOVAL_MEASURE_RING;
-                other.flags |= PANOVAL_MEASURE_RING;
+        const Vicinity vicinity = vicinity_of(measured_);
+        for (std::size_t i = 0; i < measured_.size(); ++i) {
+            PanovalMeasureTarget& one = measured_[i].target;
+            const Outline outline = outline_of(one.ellipse);
+            for (const std::size_t k : vicinity.near(disk_of_centres(outline))) {
+                const PanovalMeasureTarget& other = measured_[k].target;
+                if (k != i && std::min(one.quality, other.quality) >= kDefaultQuality &&
+                    is_concentric(outline, outline_of(other.ellipse)))
+                    one.flags |= PANOVAL_MEASURE_RING;
             }
+        }
     }
 
     void keep_best()
@@ -332,6 +346,7 @@ private:
     Refinement refinement_;
     double noise_ = 0; // of the picture, in its levels
     std::vector<MeasuredTarget> measured_;
+    Vicinity vicinity_; // of these
     std::vector<Hidden> hidden_;
     std::vector<PanovalMeasureTarget> targets_; // that are asked for
 };

@@ -101,6 +101,7 @@ double share_left(double contrast, double spread) noexcept
 bool doubt_grains(const PanovalMeasureImage& image, std::vector<MeasuredTarget>& targets)
 {
     Ground ground(image);
+    const Vicinity vicinity = vicinity_of(targets);
     for (MeasuredTarget& one : targets) {
         PanovalMeasureTarget& target = one.target;
         if (!one.is_sound || target.ellipse.semi_minor >= kMostAxis)
@@ -111,7 +112,7 @@ bool doubt_grains(const PanovalMeasureImage& image, std::vector<MeasuredTarget>&
             return false;
         if (contrast >= kPlain * kHalfSpread * ground.spread())
             continue;
-        std::vector<Neighbour> found = neighbours_beside(outline, targets);
+        std::vector<Neighbour> found = neighbours_beside(outline, targets, vicinity);
         found.push_back({one.measured, false}); // the last one; no outline has itself beside it
         for (const Neighbour& neighbour : found)
             if (!ground.take_away(neighbour))

@@ -256,6 +256,7 @@ double tolerance_of(Board& board, const std::vector<GridPoint>& points, const Ho
 void fill_places(const std::vector<GridPoint>& points, const Homography& h, Board& board)
 {
     const double tolerance = tolerance_of(board, points, h);
+    const Vicinity vicinity = vicinity_of(points, spacing_of(points));
     std::vector<bool> is_used(points.size(), false);
     board.found = 0;
     for (std::int32_t row = 0; row < board.rows; ++row)
@@ -265,7 +266,7 @@ void fill_places(const std::vector<GridPoint>& points, const Homography& h, Boar
             double least = reach * reach;
             std::int32_t& target = board.at(row, column);
             target = -1;
-            for (std::size_t n = 0; n < points.size(); ++n) {
+            for (const std::size_t n : vicinity.near({place.x, place.y, reach})) {
                 const double dx = points[n].x - place.x;
                 const double dy = points[n].y - place.y;
                 if (is_used[n] || !(dx * dx + dy * dy < least))

@@ -3,6 +3,7 @@
 #include "measure/grid_growth.h"
 
 #include <algorithm>
+#include <cmath>
 #include <map>
 #include <utility>
 
@@ -41,22 +42,57 @@ std::int32_t point_at(const std::vector<GridPoint>& points, const std::vector<st
     return best;
 }
 
+std::vector<std::int32_t> nearest_to(const std::vector<GridPoint>& points, const Vicinity& vicinity, std::size_t own,
+                                     double spacing)
+{
+    const auto count = static_cast<std::ptrdiff_t>(std::min(kNeighbours, points.size() - 1));
+    std::vector<std::pair<double, std::int32_t>> others; // by squared distance
+    std::ptrdiff_t within = 0;
+    for (double reach = 2 * spacing; within < count && others.size() + 1 < points.size(); reach *= 2) {
+        others.clear();
+        for (const std::size_t other : vicinity.near({points[own].x, points[own].y, reach}))
+            if (other != own)
+                others.emplace_back(square_between(points[own], points[other]), static_cast<std::int32_t>(other));
+        within = std::count_if(others.begin(), others.end(),
+                               [reach](const auto& other) { return other.first <= reach * reach; });
+    }
+    std::partial_sort(others.begin(), others.begin() + count, others.end());
+    std::vector<std::int32_t> nearest;
+    for (auto other = others.begin(); other != others.begin() + count; ++other)
+        nearest.push_back(other->second);
+    return nearest;
+}
+
 } // namespace
+
+double spacing_of(const std::vector<GridPoint>& points) noexcept
+{
+    if (points.empty())
+        return 1;
+    const auto by_x = [](const GridPoint& a, const GridPoint& b) { return a.x < b.x; };
+    const auto by_y = [](const GridPoint& a, const GridPoint& b) { return a.y < b.y; };
+    const auto [left, right] = std::minmax_element(points.begin(), points.end(), by_x);
+    const auto [top, bottom] = std::minmax_element(points.begin(), points.end(), by_y);
+    const double area = (right->x - left->x + 1) * (bottom->y - top->y + 1); // of a line, too
+    return std::sqrt(area / static_cast<double>(points.size()));
+}
+
+Vicinity vicinity_of(const std::vector<GridPoint>& points, double spacing)
+{
+    Vicinity vicinity;
+    for (std::size_t n = 0; n < points.size(); ++n)
+        vicinity.put(n, {points[n].x, points[n].y, spacing});
+    return vicinity;
+}
 
 std::vector<std::vector<std::int32_t>> find_neighbours(const std::vector<GridPoint>& points)
 {
-    std::vector<std::vector<std::int32_t>> neighbours(points.size());
-    std::vector<std::pair<double, std::int32_t>> others;
-    for (std::size_t n = 0; n < points.size(); ++n) {
-        others.clear();
-        for (std::size_t other = 0; other < points.size(); ++other)
-            if (other != n)
-                others.emplace_back(square_between(points[n], points[other]), static_cast<std::int32_t>(other));
-        const std::size_t count = std::min(kNeighbours, others.size());
-        std::partial_sort(others.begin(), others.begin() + static_cast<std::ptrdiff_t>(count), others.end());
-        for (std::size_t i = 0; i < count; ++i)
-            neighbours[n].push_back(others[i].second);
-    }
+    std::vector<std::vector<std::int32_t>> neighbours;
+    neighbours.reserve(points.size());
+    const double spacing = spacing_of(points);
+    const Vicinity vicinity = vicinity_of(points, spacing);
+    for (std::size_t n = 0; n < points.size(); ++n)
+        neighbours.push_back(nearest_to(points, vicinity, n, spacing));
     return neighbours;
 }
 

@@ -2,6 +2,8 @@
 // The lattice among points: neighbours of neighbours, from a seed outwards.
 #pragma once
 
+#include "measure/vicinity.h"
+
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -20,6 +22,14 @@ struct LatticePlace {
     std::int32_t i = 0;     // steps along the first direction
     std::int32_t j = 0;     // and along the second
 };
+
+// Of neighbours in a grid that would fill the box around the points; above 0.
+double spacing_of(const std::vector<GridPoint>& points) noexcept;
+
+// Of disks about the points, by their indices.
+//
+// spacing  their radius, which makes no difference but how fast they are found: best about that of neighbours
+Vicinity vicinity_of(const std::vector<GridPoint>& points, double spacing);
 
 // The nearest others of every point, nearest first; fewer than kNeighbours when there are fewer points.
 inline constexpr std::size_t kNeighbours = 8;

@@ -16,9 +16,12 @@ namespace panoval::measure
 namespace
 {
 
-constexpr double kLeastGap = 0.75; // pixels; outlines that are nearer touch or cross
-constexpr double kFlat = 4;        // pixels between edges that a measurement wants
-constexpr double kMostMoved = 0.5; // pixels that the second measurement may be off the first
+constexpr double kLeastGap = 0.75;       // pixels; outlines that are nearer touch or cross
+constexpr double kSpreads = 3.6;         // of an edge that reach to where it is not felt
+constexpr double kFlat = 4;              // pixels between edges that a measurement wants
+constexpr double kConcentric = 0.5;      // pixels that the centres of a ring's outlines are apart, at most
+constexpr double kConcentricShare = 0.1; // and of the larger semi-minor axis
+constexpr double kMostMoved = 0.5;       // pixels that the second measurement may be off the first
 constexpr int kPoints = 32;
 constexpr int kMostRounds = 10;
 constexpr double kAtRest = 0.1;     // of a target's sigma: neighbours that have moved by less say nothing new
@@ -32,7 +35,7 @@ double spread_of(const MeasuredModel& measured) noexcept
 
 double reach_between(const MeasuredModel& one, const MeasuredModel& other) noexcept
 {
-    return 3.6 * (spread_of(one) + spread_of(other)) + kFlat;
+    return kSpreads * (spread_of(one) + spread_of(other)) + kFlat;
 }
 
 // Distances of points of an outline from another one, below 0 inside it.
@@ -96,15 +99,22 @@ double share_left(const Move& move, const Move& before) noexcept
     return ratio / (1 - ratio);
 }
 
+Disk disk_around(const Outline& outline, double beyond) noexcept
+{
+    return {outline.x, outline.y, outline.semi_major() + beyond};
+}
+
 // None when none of them has moved.
-std::vector<Neighbour> neighbours_of(const std::vector<MeasuredTarget>& targets, std::size_t index)
+std::vector<Neighbour> neighbours_of(const std::vector<MeasuredTarget>& targets, const Vicinity& vicinity,
+                                     std::size_t index)
 {
     const MeasuredTarget& one = targets[index];
     std::vector<Neighbour> neighbours;
     bool has_moved = false;
     if (!one.is_sound)
         return neighbours;
-    for (std::size_t k = 0; k < targets.size(); ++k) {
+    const double beyond = kSpreads * spread_of(one.measured) + kFlat;
+    for (const std::size_t k : vicinity.near(disk_around(one.measured.model.outline, beyond))) {
         bool is_around = false;
         if (k == index || !targets[k].is_sound || !is_near(one.measured, targets[k].measured, is_around))
             continue;
@@ -181,8 +191,13 @@ bool is_concentric(const Outline& one, const Outline& other) noexcept
 {
     const double dx = one.x - other.x;
     const double dy = one.y - other.y;
-    const double near = 0.5 + 0.1 * std::max(one.semi_minor(), other.semi_minor());
+    const double near = kConcentric + kConcentricShare * std::max(one.semi_minor(), other.semi_minor());
     return dx * dx + dy * dy <= near * near;
+}
+
+Disk disk_of_centres(const Outline& outline) noexcept
+{
+    return {outline.x, outline.y, kConcentric + kConcentricShare * outline.semi_minor()};
 }
 
 bool take_away(const Neighbour& neighbour, OutlineModel& outlines, Patch& patch) noexcept
@@ -211,10 +226,25 @@ bool take_away(const Neighbour& neighbour, OutlineModel& outlines, Patch& patch)
     return true;
 }
 
-std::vector<Neighbour> neighbours_beside(const Outline& outline, const std::vector<MeasuredTarget>& targets)
+Disk influence_of(const MeasuredModel& measured) noexcept
+{
+    return disk_around(measured.model.outline, 2 * kSpreads * spread_of(measured)); // another's edge may be as blurred
+}
+
+Vicinity vicinity_of(const std::vector<MeasuredTarget>& targets)
+{
+    Vicinity vicinity;
+    for (std::size_t i = 0; i < targets.size(); ++i)
+        vicinity.put(i, influence_of(targets[i].measured));
+    return vicinity;
+}
+
+std::vector<Neighbour> neighbours_beside(const Outline& outline, const std::vector<MeasuredTarget>& targets,
+                                         const Vicinity& vicinity)
 {
     std::vector<Neighbour> neighbours;
-    for (const MeasuredTarget& other : targets) {
+    for (const std::size_t k : vicinity.near(disk_around(outline, kFlat))) {
+        const MeasuredTarget& other = targets[k];
         if (!other.is_sound)
             continue;
         MeasuredModel one = other.measured; // its blur stands for that of the outline, too
@@ -228,16 +258,18 @@ std::vector<Neighbour> neighbours_beside(const Outline& outline, const std::vect
 
 bool measure_without_neighbours(Refinement& refinement, double picture_noise, std::vector<MeasuredTarget>& targets)
 {
+    Vicinity vicinity = vicinity_of(targets);
     bool are_at_rest = false;
     for (int round = 0; round < kMostRounds && !are_at_rest; ++round) {
         are_at_rest = true;
         for (std::size_t i = 0; i < targets.size(); ++i) {
-            const std::vector<Neighbour> neighbours = neighbours_of(targets, i);
+            const std::vector<Neighbour> neighbours = neighbours_of(targets, vicinity, i);
             if (neighbours.empty())
                 continue;
             are_at_rest = false;
             if (!measure_again(refinement, neighbours, picture_noise, targets[i]))
                 return false;
+            vicinity.put(i, influence_of(targets[i].measured));
         }
     }
     for (MeasuredTarget& measured : targets)

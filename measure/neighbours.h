@@ -6,6 +6,7 @@
 #include "measure/outline_model.h"
 #include "measure/patch.h"
 #include "measure/target_record.h"
+#include "measure/vicinity.h"
 
 #include <array>
 #include <cmath>
@@ -54,9 +55,19 @@ struct MeasuredTarget {
 
 // Whether two outlines may be those of a ring.
 bool is_concentric(const Outline& one, const Outline& other) noexcept;
+Disk disk_of_centres(const Outline& outline) noexcept; // outlines that may be of a ring with it touch this
+
+// As far as edges of others are felt here, or this one there.
+Disk influence_of(const MeasuredModel& measured) noexcept;
+
+// Of all targets as far as they reach, by their indices.
+Vicinity vicinity_of(const std::vector<MeasuredTarget>& targets);
 
 // The sound targets within reach of an outline that has not been measured.
-std::vector<Neighbour> neighbours_beside(const Outline& outline, const std::vector<MeasuredTarget>& targets);
+//
+// vicinity  of the targets, as vicinity_of makes it
+std::vector<Neighbour> neighbours_beside(const Outline& outline, const std::vector<MeasuredTarget>& targets,
+                                         const Vicinity& vicinity);
 
 // Measures all sound targets anew that have others within reach, and flags them; those that have not come to rest, too,
 // and what is left of their way becomes part of their covariance. Quality is against the noise of the picture where

@@ -53,6 +53,20 @@ double share_left(double axis, const Knowledge& known, double picture_noise) noe
            share_left(smallness * kHalfClear * picture_noise / known.contrast, 4);
 }
 
+// Look-alikes' ones touch.
+Disk disk_beside(const PanovalMeasureEllipse& ellipse) noexcept
+{
+    return {ellipse.x, ellipse.y, kBeside * ellipse.semi_major};
+}
+
+Vicinity vicinity_beside(const std::vector<MeasuredTarget>& targets)
+{
+    Vicinity vicinity;
+    for (std::size_t i = 0; i < targets.size(); ++i)
+        vicinity.put(i, disk_beside(targets[i].target.ellipse));
+    return vicinity;
+}
+
 bool are_look_alikes(const PanovalMeasureTarget& one, const PanovalMeasureTarget& other) noexcept
 {
     const double dx = one.ellipse.x - other.ellipse.x;
@@ -65,11 +79,11 @@ bool are_look_alikes(const PanovalMeasureTarget& one, const PanovalMeasureTarget
 
 // On dense boards noise gives a dot less contrast and its neighbours more; the median is that of all. Meshes are all
 // alike.
-Knowledge common_knowledge(const std::vector<MeasuredTarget>& targets, std::size_t index)
+Knowledge common_knowledge(const std::vector<MeasuredTarget>& targets, const Vicinity& vicinity, std::size_t index)
 {
     std::vector<double> contrasts;
     std::vector<double> sigmas;
-    for (std::size_t k = 0; k < targets.size(); ++k)
+    for (const std::size_t k : vicinity.near(disk_beside(targets[index].target.ellipse)))
         if (k != index && are_look_alikes(targets[index].target, targets[k].target)) {
             const Knowledge known = knowledge_of(targets[k].target);
             contrasts.push_back(known.contrast);
@@ -84,10 +98,10 @@ Knowledge common_knowledge(const std::vector<MeasuredTarget>& targets, std::size
 }
 
 // Edges that are near to each other are each given some of the other's contrast; but two of them are no chance.
-bool is_of_ring(const std::vector<MeasuredTarget>& targets, std::size_t index) noexcept
+bool is_of_ring(const std::vector<MeasuredTarget>& targets, const Vicinity& vicinity, std::size_t index)
 {
     const Outline& own = targets[index].measured.model.outline;
-    for (std::size_t k = 0; k < targets.size(); ++k)
+    for (const std::size_t k : vicinity.near(disk_beside(targets[index].target.ellipse)))
         if (k != index && targets[k].target.quality >= kSound && is_concentric(own, targets[k].measured.model.outline))
             return true;
     return false;
@@ -97,13 +111,14 @@ bool is_of_ring(const std::vector<MeasuredTarget>& targets, std::size_t index) n
 
 void doubt_vague(double picture_noise, std::vector<MeasuredTarget>& targets)
 {
+    const Vicinity vicinity = vicinity_beside(targets);
     std::vector<double> shares(targets.size(), 1); // of all before any changes: each may be another's ring
     for (std::size_t i = 0; i < targets.size(); ++i) {
         const PanovalMeasureTarget& target = targets[i].target;
         const double axis = target.ellipse.semi_minor;
         if (target.quality >= kSound && share_left(axis, knowledge_of(target), picture_noise) < kNoDoubt &&
-            !is_of_ring(targets, i))
-            shares[i] = share_left(axis, common_knowledge(targets, i), picture_noise);
+            !is_of_ring(targets, vicinity, i))
+            shares[i] = share_left(axis, common_knowledge(targets, vicinity, i), picture_noise);
     }
     for (std::size_t i = 0; i < targets.size(); ++i)
         targets[i].target.quality *= shares[i];

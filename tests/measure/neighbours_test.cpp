@@ -14,10 +14,11 @@ namespace
 
 using panoval::measure::MeasuredTarget;
 using panoval::measure::Neighbour;
-using panoval::measure::neighbours_beside;
+using panoval::measure::Outline;
 using panoval::measure::OutlineModel;
 using panoval::measure::Patch;
 using panoval::measure::take_away;
+using panoval::measure::vicinity_of;
 
 MeasuredTarget measured_at(double x, double mean, double skew)
 {
@@ -28,6 +29,11 @@ MeasuredTarget measured_at(double x, double mean, double skew)
     target.measured.model.outside.level = 200;
     target.is_sound = true;
     return target;
+}
+
+std::vector<Neighbour> neighbours_beside(const Outline& outline, const std::vector<MeasuredTarget>& targets)
+{
+    return panoval::measure::neighbours_beside(outline, targets, vicinity_of(targets));
 }
 
 TEST(NeighboursBeside, AreTheSoundOnesWithinReach)
