@@ -124,17 +124,15 @@ Party party_of(const Voter& leader, const std::vector<Voter>& voters)
     return party;
 }
 
+// total: of their weights
 double median_length(std::vector<Voter> voters, double total)
 {
     std::stable_sort(voters.begin(), voters.end(),
                      [](const Voter& a, const Voter& b) { return a.certain_length() < b.certain_length(); });
-    double sum = 0;
-    for (const Voter& voter : voters) {
-        sum += voter.weight;
-        if (2 * sum >= total)
-            return voter.certain_length();
-    }
-    return 0;
+    std::size_t middle = 0;
+    for (double sum = voters[middle].weight; 2 * sum < total; sum += voters[middle].weight)
+        ++middle;
+    return voters[middle].certain_length();
 }
 
 // The variance of what is seen beyond noise, of both patches.

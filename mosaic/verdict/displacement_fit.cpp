@@ -248,11 +248,17 @@ ShiftFit fit_all(const Patch& first, const Patch& second, double x, double y)
     return best;
 }
 
+// Of the first patch, relative to the second one.
+double contrast_of(const ShiftFit& fit)
+{
+    return fit.variance_second > 0 ? std::sqrt(fit.variance_first / fit.variance_second) : 1;
+}
+
 // The correlation of what remains between the patches with itself three pixels away.
 double structure_of_rest(const Patch& first, const Warped& warped, const ShiftFit& fit)
 {
     constexpr std::size_t kApart = 3;
-    const double contrast = fit.variance_second > 0 ? std::sqrt(fit.variance_first / fit.variance_second) : 1;
+    const double contrast = contrast_of(fit);
     const std::size_t width = first.width();
     const auto is_known = [&](std::size_t i) { return (first.known[i] & warped.known[i]) != 0; };
     const auto rest = [&](std::size_t i) {
@@ -302,7 +308,7 @@ bool leave_out_strangers(Patch& first, const Patch& second, const ShiftFit& fit)
     constexpr double kMost = 0.25; // of the pixels
     Warped warped;
     warp(second, first.rect, fit.x, fit.y, warped);
-    const double contrast = fit.variance_second > 0 ? std::sqrt(fit.variance_first / fit.variance_second) : 1;
+    const double contrast = contrast_of(fit);
     const auto difference = [&](std::size_t i) {
         return std::fabs(static_cast<double>(first.value[i]) - contrast * static_cast<double>(warped.value[i]));
     };

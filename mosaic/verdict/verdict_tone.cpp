@@ -220,7 +220,7 @@ void ToneModel::measure_parts(const Samples& samples, Channel& channel)
     std::array<double, 2> sums{};
     std::array<double, 3> squares{};
     for (std::size_t i = 0; i < samples.terms.size(); ++i) {
-        if (std::fabs(samples.rest[i]) > 5 * std::max(channel.spread, kFinest))
+        if (std::fabs(samples.rest[i]) > 5 * std::max(channel.spread, kFinest)) // less than half: it is of their median
             continue;
         const Terms& t = samples.terms[i];
         const double part = channel.factor[6] * t[6] + channel.factor[7] * t[7];
@@ -235,8 +235,6 @@ void ToneModel::measure_parts(const Samples& samples, Channel& channel)
         squares[1] += t[6] * t[7];
         squares[2] += t[7] * t[7];
     }
-    if (fitting <= 0)
-        return;
     // Of two terms fitted to noise alone four standard deviations do not count. Where the level follows the place, as
     // in soft scenes, the terms may be large and cancel each other out.
     const std::array<double, 3>& covariance = channel.level_covariance;

@@ -8,14 +8,23 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <deque>
+#include <filesystem>
 #include <optional>
 #include <set>
 #include <string>
+#include <system_error>
 #include <thread>
 #include <vector>
+
+#ifndef _WIN32
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
+#endif
 
 namespace panoval::mosaic::test
 {
@@ -207,6 +216,76 @@ TEST(PictureStore, ReadsAgainWhereTheScratchFileCannotBeMade)
         unsetenv("TMPDIR");
     read_at_random(store, rows, 60, 6);
     EXPECT_EQ(store.counts().scratch_bytes, 0u);
+    EXPECT_EQ(rows.broken_promises, 0);
+}
+
+// Lets no file grow beyond so many bytes, as on a disk that is full.
+class FullDisk
+{
+public:
+    explicit FullDisk(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN))
+    {
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit less{bytes, before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &less);
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+    ~FullDisk()
+    {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        static_cast<void>(std::signal(SIGXFSZ, handler_));
+    }
+
+private:
+    rlimit before_{};
+    void (*handler_)(int);
+};
+
+TEST(PictureStore, ReadsAgainWhatTheScratchFileHasNoRoomFor)
+{
+    MadeRows rows(false, 4);
+    MemoryMeter meter;
+    PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 16, 1 << 16, true});
+    {
+        const FullDisk disk(300'000); // the first picture, and a part of the second one
+        expect_right(store, rows, 0, {0, 0, 5, 5});
+        expect_right(store, rows, 1, {0, 0, 5, 5});
+        read_at_random(store, rows, 60, 6);
+    }
+    EXPECT_GT(store.counts().scratch_bytes, 0u);
+    EXPECT_LE(store.counts().scratch_bytes, 300'000u);
+    EXPECT_GT(store.counts().pictures, 4.0);
+    EXPECT_EQ(rows.broken_promises, 0);
+}
+#endif
+
+#ifdef __linux__
+// Lets nobody read this process's scratch files any more. Returns how many there are.
+int lose_scratch_files()
+{
+    const int nothing = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    int lost = 0;
+    for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+        std::error_code error;
+        const std::string file = std::filesystem::read_symlink(entry.path(), error).string();
+        if (!error && file.find("/panoval-") != std::string::npos && file.ends_with("(deleted)"))
+            lost += dup2(nothing, std::stoi(entry.path().filename().string())) >= 0 ? 1 : 0;
+    }
+    close(nothing);
+    return lost;
+}
+
+TEST(PictureStore, ReadsAgainWhatTheScratchFileHasLost)
+{
+    MadeRows rows(false, 4);
+    MemoryMeter meter;
+    PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 16, 1 << 16, true});
+    read_at_random(store, rows, 60, 7);
+    EXPECT_EQ(store.counts().pictures, 4.0);
+    ASSERT_EQ(lose_scratch_files(), 1);
+    read_at_random(store, rows, 60, 8);
+    EXPECT_GT(store.counts().pictures, 4.0);
     EXPECT_EQ(rows.broken_promises, 0);
 }
 #endif

@@ -5,6 +5,7 @@
 
 #include <cmath>
 #include <functional>
+#include <utility>
 
 namespace panoval::mosaic::test
 {
@@ -102,6 +103,88 @@ TEST(DisplacementFit, NeedsEnoughPixels)
     EXPECT_TRUE(compare_at(patch_of(waves, enough), patch_of(waves, kAround), 0, 0).is_valid); // 48
     const Rect narrow{0, 0, 2, 200};
     EXPECT_FALSE(compare_at(patch_of(waves, narrow), patch_of(waves, kAround), 0, 0).is_valid);
+}
+
+TEST(DisplacementFit, IsNotValidWherePatchesDoNotMeet)
+{
+    for (const auto& [x, y] : {std::pair{60.0, 0.0}, {-60.0, 0.0}, {0.0, 60.0}, {0.0, -60.0}}) {
+        const ShiftFit fit = compare_at(patch_of(waves, kPlace), patch_of(waves, kAround), x, y);
+        EXPECT_EQ(fit.count, 0) << x << ' ' << y;
+        EXPECT_FALSE(fit.is_valid);
+    }
+}
+
+TEST(DisplacementFit, OfOneValueSaysNothing)
+{
+    const Scene grey = [](double, double) { return 7.0; };
+    for (const Scene& other : {Scene(waves), grey}) {
+        const ShiftFit fit = fit_shift(patch_of(other, kPlace), patch_of(grey, kAround), 0, 0);
+        EXPECT_TRUE(fit.is_valid);
+        EXPECT_EQ(fit.variance_second, 0);
+        EXPECT_EQ(fit.correlation, 0);
+        EXPECT_EQ(fit.information.xx, 0);
+    }
+}
+
+double hash_of(double x, double y)
+{
+    const double value = std::sin(x * 12.9898 + y * 78.233) * 43758.5453;
+    return value - std::floor(value);
+}
+
+// Where what remains is smooth, as light is that has changed, its pixels say the same over and over.
+TEST(DisplacementFit, KnowsLessWhereWhatRemainsHasAStructure)
+{
+    const auto known_beside = [](const Scene& change, const Rect& place) {
+        const Scene changed = [&](double x, double y) { return waves(x, y) + change(x, y); };
+        const Patch first = patch_of(waves, place);
+        const Patch second = patch_of(changed, kAround);
+        const ShiftFit fit = fit_shift(first, second, 0, 0);
+        return fit.information.xx / compare_at(first, second, fit.x, fit.y).information.xx;
+    };
+    const Scene noise = [](double x, double y) { return 6 * hash_of(x, y); };
+    const Scene light = [](double x, double) { return 0.15 * x; };
+    EXPECT_GT(known_beside(noise, kPlace), 0.5);
+    EXPECT_LT(known_beside(light, kPlace), 0.05);
+    const Scene nothing = [](double, double) { return 0.0; };
+    EXPECT_EQ(known_beside(nothing, {0, 0, 8, 10}), 1) << "too few pixels that have others three pixels away";
+}
+
+// A thing on an eighth of the pixels, and pixels that are not known beside it.
+TEST(DisplacementFit, LeavesOutWhatDoesNotBelong)
+{
+    const Scene shifted = [](double x, double y) {
+        return x > 4 && x < 17 && y > 6 && y < 18 ? 60 - 8 * std::sin(y) : waves(x - 1, y - 0.5);
+    };
+    Patch first = patch_of(waves, kPlace);
+    for (std::size_t i = 30; i < first.known.size(); i += 40)
+        first.known[i] = 0;
+    const ShiftFit fit = fit_shift(first, patch_of(shifted, kAround), 0, 0);
+    ASSERT_TRUE(fit.is_valid);
+    EXPECT_NEAR(fit.x, 1, 0.05);
+    EXPECT_NEAR(fit.y, 0.5, 0.05);
+    EXPECT_LT(fit.correlation, 0.9) << "of all that is compared";
+}
+
+TEST(Agreement, CountsSmallSquaresThatShowAnything)
+{
+    const Rect place{0, 0, 48, 36}; // 4 x 3 squares
+    const Scene changed = [](double x, double y) {
+        if (y < 12)
+            return waves(x, y);
+        return y < 24 ? waves(x + 6, y + 5) : 3.0;
+    };
+    const Scene plain_below = [](double x, double y) { return y < 24 ? waves(x, y) : 3.0; };
+    const Agreement found = agreement_at(patch_of(plain_below, place), patch_of(changed, place.grown(2)), 0, 0, 0.1);
+    EXPECT_EQ(found.agreeing, 4);
+    EXPECT_EQ(found.strange, 4);
+    for (std::size_t i = 0; i < found.is_strange.size(); ++i)
+        ASSERT_EQ(found.is_strange[i], i / 48 >= 12 && i / 48 < 24 ? 1 : 0) << i;
+    Patch unknown = patch_of(plain_below, place);
+    std::fill_n(unknown.known.begin(), 7 * 48, std::uint8_t{0}); // more than half of the squares that agree
+    EXPECT_EQ(agreement_at(unknown, patch_of(changed, place.grown(2)), 0, 0, 0.1).agreeing, 0);
+    EXPECT_EQ(agreement_at(patch_of(plain_below, place), patch_of(changed, place.grown(2)), 0, 0, 1000).strange, 0)
+        << "all of it may be noise";
 }
 
 } // namespace

@@ -80,6 +80,13 @@ TEST(PhaseCorrelation, OfNothingHasNoPeak)
     PhaseScratch scratch;
     EXPECT_TRUE(correlate_phases(nothing, nothing, 8, 8, scratch).peaks.empty());
     EXPECT_TRUE(correlate_phases({}, {}, 0, 5, scratch).peaks.empty());
+    EXPECT_TRUE(correlate_phases({}, {}, 5, 0, scratch).peaks.empty());
+    const auto something = noise(64, -1.f, 1.f, 3);
+    for (const PhaseCorrelation& half :
+         {correlate_phases(something, nothing, 8, 8, scratch), correlate_phases(nothing, something, 8, 8, scratch)}) {
+        EXPECT_TRUE(half.peaks.empty());
+        EXPECT_EQ(half.chance, 1) << "nothing is known of it";
+    }
 }
 
 } // namespace

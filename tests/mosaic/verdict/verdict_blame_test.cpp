@@ -51,6 +51,18 @@ TEST(FindMisfits, AWholeGroupThatIsDisplacedTogether)
     EXPECT_EQ(find_misfits(5, {good(0, 1), good(1, 2), bad(2, 3), good(3, 4)}), (Numbers{3, 4}));
 }
 
+TEST(FindMisfits, NoGroupOfPicturesThatHardlySeemToFit)
+{
+    const Evidence hardly{3, 4, 0, 0.29, std::nullopt};
+    EXPECT_EQ(find_misfits(5, {good(0, 1), good(1, 2), bad(2, 3), hardly}), Numbers{3});
+    const Evidence rather{3, 4, 0, 0.31, std::nullopt};
+    EXPECT_EQ(find_misfits(5, {good(0, 1), good(1, 2), bad(2, 3), rather}), Numbers{3}) << "one is cheaper";
+    const Evidence well{3, 4, 0, 0.5, std::nullopt};
+    EXPECT_EQ(find_misfits(5, {good(0, 1), good(1, 2), bad(2, 3), well}), (Numbers{3, 4}));
+    const Evidence disputed{3, 4, 0.4, 0.35, std::nullopt};
+    EXPECT_EQ(find_misfits(5, {good(0, 1), good(1, 2), bad(2, 3), disputed}), Numbers{3});
+}
+
 TEST(FindMisfits, TwoThatChangedPlacesInAGrid)
 {
     //  0 1 2

@@ -150,6 +150,24 @@ TEST(Verdict, OfOnePictureIsGood)
     EXPECT_EQ(verdict.groups, (std::vector<std::vector<std::size_t>>{{0}}));
 }
 
+// Their rectangles meet, but what their masks cover does not.
+TEST(Verdict, OfPicturesThatShareNoPixelsHasNoOverlaps)
+{
+    MemoryReader reader(30, 20);
+    for (const std::int64_t x : {0, 10}) {
+        MemoryPicture picture = MemoryPicture::blank(20, 20, 1, 8);
+        for (std::int64_t i = 0; i < 400; ++i)
+            picture.mask.push_back((i % 20 < 10) == (x == 0) ? 255 : 0);
+        reader.add(x, 0, std::move(picture));
+    }
+    const std::vector<Overlap> overlaps = find_overlaps(reader.layout);
+    ASSERT_EQ(overlaps.size(), 1u);
+    const Verdict verdict = judge_all(reader, overlaps, Corrections::none(reader.layout), SeamMap());
+    EXPECT_TRUE(verdict.overlaps.empty());
+    EXPECT_EQ(verdict.word, Word::Bad);
+    EXPECT_EQ(verdict.groups, (std::vector<std::vector<std::size_t>>{{0}, {1}}));
+}
+
 TEST(Verdict, LeavesPicturesThatCoverNothingOutOfTheGroups)
 {
     MemoryReader reader(40, 10);

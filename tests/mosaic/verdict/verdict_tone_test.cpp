@@ -70,6 +70,31 @@ TEST(ToneModel, LeavesOutAThingOnASixthOfTheOverlap)
     EXPECT_NEAR(tone.spread(0), 1, 0.5);
 }
 
+TEST(ToneModel, OfNothingKnownIsNone)
+{
+    OverlapCells cells = noisy_slope(1);
+    cells.known.assign(cells.cells(), 0);
+    const ToneModel tone(cells);
+    EXPECT_EQ(tone.spread(0), 0);
+    EXPECT_EQ(tone.curve(), 0);
+    EXPECT_EQ(tone.unevenness(), 0);
+    EXPECT_EQ(tone.offset(), 0);
+}
+
+// Where masks leave single cells, none has a neighbour that tells its level without its own noise.
+TEST(ToneModel, OfSingleCellsTakesTheirOwnLevels)
+{
+    OverlapCells cells = noisy_slope(1);
+    for (std::size_t i = 0; i < cells.cells(); ++i) {
+        const std::size_t x = i % cells.width;
+        const std::size_t y = i / cells.width;
+        cells.known[i] = x % 2 == 0 && y % 2 == 0 ? 1 : 0;
+        cells.first[i] = (x / 2 + y / 2) % 3 == 0 ? 60.F : 160.F;
+        cells.second[i] = cells.first[i] + (cells.first[i] < 100 ? 6.F : -6.F);
+    }
+    EXPECT_NEAR(ToneModel(cells).curve(), 6, 1);
+}
+
 // A few stars are less than the spread of brightness takes in.
 TEST(FindEmpty, KnowsAPictureOfOneValueBesideAFewStars)
 {
