@@ -127,8 +127,8 @@ public:
     // What the samples' sums say must be what the model says of them.
     bool explains_sums() const
     {
-        if (!modelled_.are_known())
-            return false;
+        if (!modelled_.are_known()) // COUNT_EXCL_BRANCH: as below
+            return false;           // COUNT_EXCL: lights of the model's that make no samples, though it began with some
         const auto relative = [&](const Side& side, double sum) {
             constexpr double kRounding = 1.0 / 12;
             const double mean = sum / samples_.count;
@@ -159,10 +159,10 @@ private:
             double sum = 0;
             double count = 0;
             for (std::size_t i = 1; i < pairs_.count.size(); ++i) {
-                const std::size_t in_second = i / kSide;
-                const std::size_t in_first = i % kSide;
+                const std::size_t in_first = i / kSide;
+                const std::size_t in_second = i % kSide;
                 const double off =
-                    static_cast<double>(in_second) * second_.factor - static_cast<double>(in_first) * first_.factor;
+                    static_cast<double>(in_first) * second_.factor - static_cast<double>(in_second) * first_.factor;
                 if (pairs_.count[i] == 0 || off * off > limit)
                     continue;
                 sum += pairs_.count[i] * off * off;

@@ -6,6 +6,7 @@
 #include "mosaic/base/parallel.h"
 
 #include <algorithm>
+#include <cassert>
 #include <cmath>
 #include <utility>
 
@@ -164,7 +165,8 @@ void CellCosts::measure(PicturePair& pair) const
             const ReducedPicture& b = pictures_[pair.second];
             const std::int64_t ia = a.index(column, row);
             const std::int64_t ib = b.index(column, row);
-            if (ia < 0 || ib < 0 || a.cover(ia) == Cover::None || b.cover(ib) == Cover::None)
+            assert(ia >= 0 && ib >= 0); // an overlap's cells are cells of both
+            if (a.cover(ia) == Cover::None || b.cover(ib) == Cover::None)
                 continue;
             depth = std::max(depth, std::min(a.distance_of(column, row), b.distance_of(column, row)));
             samples.push_back(a.features(ia));

@@ -24,12 +24,10 @@ void look_at_row(Share& share, const Rect& part, const LabelRuns& labels, std::i
     }
 }
 
-// Rows of blocks of 2^i pixels; columns stay pixels.
+// Rows of blocks of 2^i pixels; columns stay pixels. There is a row at least.
 RowSpans rows_of_blocks(const RowSpans& pixels, std::int64_t top, int i)
 {
     const Interval rows = pixels.rows();
-    if (rows.is_empty())
-        return {};
     RowSpans blocks(Interval{(rows.first - top) >> i, ((rows.end - 1 - top) >> i) + 1});
     for (std::int64_t y = rows.first; y < rows.end; ++y)
         blocks.add((y - top) >> i, pixels.at(y));

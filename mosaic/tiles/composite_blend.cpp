@@ -184,7 +184,7 @@ private:
         for (std::int64_t y = part.y; y < part.bottom(); ++y)
             for (const LabelRun& run : labels_.row(y, part.x, part.right())) {
                 const Interval columns = intersect(Interval{run.first, run.end}, {part.x, part.right()});
-                if (run.label == share.label() && !columns.is_empty())
+                if (run.label == share.label())
                     put_run(y, columns);
             }
     }

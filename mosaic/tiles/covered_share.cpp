@@ -18,7 +18,7 @@ bool has_nobody(const LabelRuns& labels, const Rect& part)
 {
     for (std::int64_t y = part.y; y < part.bottom(); ++y)
         for (const LabelRun& run : labels.row(y, part.x, part.right()))
-            if (run.label == kNobody && run.first < part.right() && run.end > part.x)
+            if (run.label == kNobody)
                 return true;
     return false;
 }
@@ -48,7 +48,7 @@ void CoveredShare::put_finest(const LabelRuns& labels, const Rect& frame, const 
     for (std::int64_t y = inside.y; y < inside.bottom(); ++y)
         for (const LabelRun& run : labels.row(y, inside.x, inside.right())) {
             const Interval columns = intersect(Interval{run.first, run.end}, {inside.x, inside.right()});
-            if (run.label != kNobody && !columns.is_empty())
+            if (run.label != kNobody)
                 std::fill_n(finest.at(columns.first - frame.x, y - frame.y), columns.length(), 1.0f);
         }
 }

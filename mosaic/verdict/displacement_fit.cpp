@@ -301,11 +301,11 @@ ShiftFit with_structure(const Patch& first, const Patch& second, ShiftFit fit)
     return fit;
 }
 
-// Takes the pixels out that differ by far more than most, as things that moved do. False where they are too many.
+// Takes the pixels out that differ by far more than most, as things that moved do; less than a quarter of them can.
+// False where there are none.
 bool leave_out_strangers(Patch& first, const Patch& second, const ShiftFit& fit)
 {
     constexpr double kStrange = 4; // times the mean difference
-    constexpr double kMost = 0.25; // of the pixels
     Warped warped;
     warp(second, first.rect, fit.x, fit.y, warped);
     const double contrast = contrast_of(fit);
@@ -319,13 +319,13 @@ bool leave_out_strangers(Patch& first, const Patch& second, const ShiftFit& fit)
             sum += difference(i);
             count += 1;
         }
-    double strangers = 0;
+    bool has_any = false;
     for (std::size_t i = 0; i < first.value.size(); ++i)
         if ((first.known[i] & warped.known[i]) != 0 && difference(i) * count > kStrange * sum) {
             first.known[i] = 0;
-            strangers += 1;
+            has_any = true;
         }
-    return strangers > 0 && strangers < kMost * count;
+    return has_any;
 }
 
 // Without pixels that do not belong.

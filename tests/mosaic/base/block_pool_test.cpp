@@ -1,9 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/base/block_pool.h"
 
+#include "tests/support/failing_heap.h"
+
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <new>
 #include <set>
 #include <vector>
 
@@ -45,6 +48,20 @@ TEST(BlockPool, BlocksComeOneByOneAndAreUsedAgain)
     EXPECT_EQ(second, first);
     pool.shrink(1);
     EXPECT_EQ(meter.now(), kBytes);
+}
+
+TEST(BlockPool, SaysThatTheHeapIsExhausted)
+{
+    MemoryMeter meter;
+    BlockPool pool(kBytes, meter);
+    {
+        const panoval::test::FailingHeap heap(0);
+        EXPECT_THROW(pool.take(), std::bad_alloc);
+        EXPECT_TRUE(heap.has_failed());
+    }
+    EXPECT_EQ(meter.now(), 0u);
+    EXPECT_EQ(pool.blocks(), 0u);
+    EXPECT_NE(pool.take(), nullptr) << "it can go on later";
 }
 
 TEST(BlockPool, ExpectedBlocksComeTogetherAndNoMoreThanThose)

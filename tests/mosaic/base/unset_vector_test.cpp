@@ -37,6 +37,11 @@ TEST(UnsetVector, TakesAValueWhereOneIsGiven)
     EXPECT_EQ(std::count(plane.data.begin(), plane.data.end(), 0.0f), 6 * 7 * 3);
 }
 
+TEST(UnsetVector, TakesBlocksOfAnyOther)
+{
+    EXPECT_TRUE(UnsetAllocator<float>() == UnsetAllocator<float>());
+}
+
 TEST(UnsetVector, SaysThatTheHeapIsExhausted)
 {
     UnsetVector<double> values;

@@ -88,6 +88,17 @@ TEST(GainGraph, OfTwoPicturesNobodyKnowsUnlessOneIsBlank)
     EXPECT_EQ(find_outliers(2, black), (std::vector<std::size_t>{1}));
 }
 
+// Without it, nothing speaks against the others any more.
+TEST(GainGraph, WhatSpeaksAgainstMostOfAPictureOutweighsMoreThanHalfOfAnother)
+{
+    const std::vector<Suspicion> edges{{0, 1, 100, Whose::Either},
+                                       {1, 2, 50, Whose::Either},
+                                       {1, 3, 10, Whose::Nobody},
+                                       {0, 3, 60, Whose::Nobody},
+                                       {2, 3, 100, Whose::Nobody}};
+    EXPECT_EQ(find_outliers(4, edges), (std::vector<std::size_t>{1}));
+}
+
 TEST(GainGraph, ASmallBadOverlapDoesNotOutvoteALargeGoodOne)
 {
     const std::vector<Suspicion> edges{

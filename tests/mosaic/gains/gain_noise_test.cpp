@@ -102,6 +102,25 @@ TEST(NoisyRatio, StandsAFewThingsThatDiffer)
     EXPECT_NEAR(found->log_ratio, std::log(kRatio), 0.01);
 }
 
+// What is too bright in one of them alone is missing on both sides of the line that the others lie on.
+TEST(NoisyRatio, IsRightWhereTheBrightestSamplesAreLeftOut)
+{
+    const SamplePairs pairs = noisy_pairs({1, 1}, 39);
+    const auto found = find_noisy_ratio(pairs, std::log(kRatio));
+    ASSERT_TRUE(found);
+    EXPECT_NEAR(found->log_ratio, std::log(kRatio), 4 * found->error);
+}
+
+// A third of the pixels shows something that is much brighter in one of them.
+TEST(NoisyRatio, IsNotKnownWhereTheSumsSaySomethingElse)
+{
+    SamplePairs pairs = noisy_pairs({1, 1}, 12);
+    for (std::size_t a = 6; a < 10; ++a)
+        for (std::size_t b = 20; b < 30; ++b)
+            pairs.count[a * SamplePairs::kSide + b] += 750;
+    EXPECT_FALSE(find_noisy_ratio(pairs, std::log(kRatio)));
+}
+
 TEST(NoisyRatio, IsNotKnownOfTooFewOrTooBrightSamples)
 {
     EXPECT_FALSE(find_noisy_ratio(SamplePairs(), 0));
@@ -113,6 +132,12 @@ TEST(NoisyRatio, IsNotKnownOfTooFewOrTooBrightSamples)
     SamplePairs black;
     black.count[0] = 10000;
     EXPECT_FALSE(find_noisy_ratio(black, 0));
+    SamplePairs black_in_second;
+    black_in_second.count[10 * SamplePairs::kSide] = 10000;
+    EXPECT_FALSE(find_noisy_ratio(black_in_second, std::log(50)));
+    SamplePairs half_bright;
+    half_bright.count[10 * SamplePairs::kSide + 10] = half_bright.count[63 * SamplePairs::kSide + 63] = 1000;
+    EXPECT_FALSE(find_noisy_ratio(half_bright, 0));
 }
 
 } // namespace

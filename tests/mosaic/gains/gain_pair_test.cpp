@@ -132,6 +132,28 @@ TEST(GainBlocks, ALongNarrowOverlapIsOneColumn)
     EXPECT_EQ(blocks.shared, 6u * 3000u);
 }
 
+// More rows than are summed at once, in blocks of as many as that and of one more.
+TEST(GainBlocks, HaveAnyNumberOfRows)
+{
+    for (const std::int64_t height : {255, 256, 700}) {
+        MemoryReader reader(9, height);
+        std::uint64_t sums[2] = {};
+        for (std::uint16_t number = 0; number < 2; ++number) {
+            MemoryPicture picture = MemoryPicture::blank(9, height, 1, 8);
+            for (std::size_t i = 0; i < picture.samples.size(); ++i)
+                picture.samples[i] = static_cast<std::uint16_t>((i * 37 + i / 9 * 11 + 5u * number) % 250);
+            for (const std::uint16_t sample : picture.samples)
+                sums[number] += sample;
+            reader.add(0, 0, std::move(picture));
+        }
+        const GainBlocks blocks = sum_overlap(reader, 1);
+        ASSERT_EQ(blocks.blocks.size(), 1u);
+        EXPECT_EQ(blocks.blocks[0].first[0], sums[0]);
+        EXPECT_EQ(blocks.blocks[0].second[0], sums[1]);
+        EXPECT_EQ(blocks.blocks[0].used[0], 9u * static_cast<std::uint32_t>(height));
+    }
+}
+
 TEST(EstimateRatio, OfDarkPicturesIsNotBiasedByNoiseOrRounding)
 {
     double sum = 0;
@@ -240,6 +262,68 @@ TEST(JudgeAgreement, APictureWithoutAnyStructureCorrelatesWithNothing)
         levels.emplace_back(20 + i * 7 % 11, 1); // its logarithm is 0 exactly
     const BlockLevels blocks = blocks_of(levels);
     EXPECT_EQ(judge_agreement(blocks, estimate_ratio(blocks)).correlation, 0);
+}
+
+// A row of blocks of one level, which differ in each picture by a tenth, each so many of them alike.
+BlockLevels uneven_blocks(std::size_t count, std::size_t alike, std::uint64_t seed)
+{
+    Random random = seeded(seed);
+    std::vector<std::pair<double, double>> levels;
+    double first = 0;
+    double second = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (i % alike == 0) {
+            first = 100 * (1 + random.real(-0.1, 0.1));
+            second = 100 * (1 + random.real(-0.1, 0.1));
+        }
+        levels.emplace_back(first, second);
+    }
+    return blocks_of(levels);
+}
+
+bool agree(const BlockLevels& blocks)
+{
+    return judge_agreement(blocks, estimate_ratio(blocks)).agrees;
+}
+
+TEST(JudgeAgreement, DifferencesOfSingleBlocksAreNoiseAndThoseOfManyAreNot)
+{
+    for (std::uint64_t seed = 1; seed <= 5; ++seed) {
+        EXPECT_TRUE(agree(uneven_blocks(200, 1, seed))) << seed;
+        EXPECT_FALSE(agree(uneven_blocks(200, 8, seed))) << seed;
+    }
+}
+
+TEST(JudgeAgreement, BlocksThatAreBlackInOnePictureSayNothing)
+{
+    BlockLevels blocks = uneven_blocks(200, 1, 3);
+    for (std::size_t i = 0; i < 200; ++i)
+        if (i / 8 % 6 == 1) // whole parts
+            blocks.blocks[i].second = 0;
+    EXPECT_TRUE(agree(blocks));
+    for (BlockLevel& block : blocks.blocks)
+        if (block.second == 0)
+            block.weight = 0;
+    EXPECT_TRUE(agree(blocks));
+}
+
+// Nothing that is the same lies in the same block; it does a block farther on. With twenty times the light of the other
+// picture nothing but that speaks for them.
+TEST(JudgeAgreement, PicturesAgreeThatAreABlockApart)
+{
+    Random random = seeded(9);
+    std::vector<std::pair<double, double>> levels;
+    double last = 100;
+    for (std::size_t i = 0; i < 100; ++i) {
+        const double next = 100 * (1 + random.real(-0.5, 0.5));
+        levels.emplace_back(last, next / 20);
+        last = next;
+    }
+    BlockLevels blocks = blocks_of(levels);
+    blocks.step_x = 14;
+    EXPECT_TRUE(agree(blocks));
+    blocks.step_x = 15;
+    EXPECT_FALSE(agree(blocks)) << "pictures are not displaced so far";
 }
 
 TEST(JudgeAgreement, PicturesOfOneSceneAgreeInSpiteOfTheirFaults)

@@ -30,6 +30,38 @@ TEST(OverlapSamples, AreOfPixelsThatBothPicturesCover)
     EXPECT_EQ(pairs[3].count[5 * SamplePairs::kSide], 9u);
 }
 
+TEST(OverlapSamples, AreNotOfPixelsThatTheSecondPictureDoesNotCover)
+{
+    MemoryReader reader(4, 1);
+    MemoryPicture second = MemoryPicture::blank(4, 1, 1, 8);
+    second.mask = {255, 255, 0, 1};
+    reader.add(0, 0, MemoryPicture::blank(4, 1, 1, 8));
+    reader.add(0, 0, second);
+    const Overlap overlap = find_overlaps(reader.layout)[0];
+    EXPECT_EQ(count_samples(reader.layout, overlap, lay_out_blocks(overlap.region, 1), {}, reader).pairs[0].count[0],
+              3u);
+}
+
+// Differences that change their sign with every second pixel, and say nothing about the next one.
+TEST(OverlapSamples, AreNotWhereEverySecondPixelGoesTogether)
+{
+    MemoryReader reader(64, 64);
+    Random random = seeded(8);
+    for (const int deep : {0, 3}) {
+        MemoryPicture picture = MemoryPicture::blank(64, 64, 1, 8);
+        for (std::size_t i = 0; i < picture.samples.size(); ++i)
+            picture.samples[i] = static_cast<std::uint16_t>(20 +
+                                                            (i % 4 == 0   ? deep
+                                                             : i % 4 == 2 ? -deep
+                                                                          : 0) +
+                                                            random.integer(0, 1));
+        reader.add(0, 0, picture);
+    }
+    const Overlap overlap = find_overlaps(reader.layout)[0];
+    EXPECT_FALSE(
+        is_white(count_samples(reader.layout, overlap, lay_out_blocks(overlap.region, 1), {}, reader).neighbours));
+}
+
 // Rows of 5 and 3, where some samples are too bright to be told apart.
 TEST(OverlapSamples, LeaveOutWhatIsBrightInEitherPicture)
 {

@@ -7,6 +7,7 @@
 
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace panoval::mosaic::test
 {
@@ -127,6 +128,80 @@ TEST(SolveGains, AnOutlierThatIsTheAnchorKeepsItsBrightness)
     const GainResult result = solve_gains(layout, overlaps, statistics, {.anchor = 3});
     EXPECT_EQ(result.outliers, (std::vector<std::size_t>{3}));
     EXPECT_EQ(result.corrections.gains[3][0], 1);
+}
+
+// Three pictures, each of which shares pixels with both others.
+Layout three_around(int channels)
+{
+    Layout layout = row_of(1);
+    layout.height = 80;
+    layout.width = 180;
+    layout.channels = channels;
+    layout.pictures = {{{0, 0, 100, 50}, false, "a"}, {{80, 0, 100, 50}, false, "b"}, {{50, 30, 100, 50}, false, "c"}};
+    return layout;
+}
+
+// It shows nothing where it shares most, and fits where it shares little.
+TEST(SolveGains, AnOutlierFollowsWhatIsGoodOfIt)
+{
+    for (const bool is_last : {false, true}) {
+        Layout layout = three_around(1);
+        if (is_last)
+            std::swap(layout.pictures[0], layout.pictures[2]);
+        const auto overlaps = find_overlaps(layout);
+        ASSERT_EQ(overlaps.size(), 3u); // 0 1, 0 2, 1 2
+        GainStatistics statistics{{saying(1), saying(3), saying(2)}, {}};
+        statistics.overlaps[is_last ? 2 : 0].says = is_last ? Says::SecondBlank : Says::FirstBlank;
+        statistics.overlaps[1].shared = 10;
+        const GainResult result = solve_gains(layout, overlaps, statistics, {.anchor = is_last ? 0u : 2u});
+        EXPECT_EQ(result.outliers, std::vector<std::size_t>{is_last ? 2u : 0u});
+        EXPECT_NEAR(result.corrections.gains[is_last ? 2 : 0][0], is_last ? 3 : 1 / 3.0, 1e-3);
+        EXPECT_EQ(result.corrections.gains[is_last ? 0 : 2][0], 1);
+    }
+}
+
+TEST(SolveGains, ColoursOfOutliersAreNotThoseOfTheirNeighbours)
+{
+    const Layout layout = three_around(3);
+    const auto overlaps = find_overlaps(layout);
+    GainStatistics statistics{{coloured(1, 1, 1), coloured(2, 1, 0.5), coloured(1, 1, 1)}, {}};
+    EXPECT_TRUE(solve_gains(layout, overlaps, {{coloured(2, 1, 0.5), coloured(2, 1, 0.5), coloured(1, 1, 1)}, {}}, {})
+                    .per_channel);
+    statistics.overlaps[0].says = Says::FirstBlank;
+    statistics.overlaps[1].shared = 10;
+    EXPECT_FALSE(solve_gains(layout, overlaps, statistics, {}).per_channel);
+}
+
+// Four pictures on each other, and one ratio that no brightness of theirs explains.
+TEST(SolveGains, ARatioThatContradictsAllOthersIsLeftOut)
+{
+    Layout layout = coloured_row_of(4);
+    for (PlacedPicture& picture : layout.pictures)
+        picture.rect.x = 0;
+    const auto overlaps = find_overlaps(layout);
+    ASSERT_EQ(overlaps.size(), 6u);
+    GainStatistics statistics{std::vector<OverlapStatistics>(6, coloured(1, 1, 1)), {}};
+    statistics.overlaps[2] = coloured(4, 2, 1);
+    statistics.overlaps[2].all = statistics.overlaps[2].seen = {std::log(2), 0.001, true};
+    const GainMisfits misfits = find_misfits(layout, overlaps, statistics.overlaps);
+    EXPECT_EQ(misfits.is_contradiction, (std::vector<char>{0, 0, 1, 0, 0, 0}));
+    EXPECT_TRUE(misfits.outliers.empty());
+    const GainResult result = solve_gains(layout, overlaps, statistics, {});
+    EXPECT_FALSE(result.per_channel);
+    for (const ChannelGains& gains : result.corrections.gains)
+        EXPECT_NEAR(gains[0], 1, 1e-3);
+}
+
+TEST(SolveGains, OverlapsWhoseRatioIsNotSeenContradictNothing)
+{
+    const Layout layout = row_of(3);
+    GainStatistics statistics{{saying(2), saying(2)}, {}};
+    statistics.overlaps[1].seen = {};
+    const GainMisfits misfits = find_misfits(layout, find_overlaps(layout), statistics.overlaps);
+    EXPECT_EQ(misfits.is_contradiction, (std::vector<char>{0, 0}));
+    EXPECT_TRUE(misfits.outliers.empty());
+    statistics.overlaps[1] = {};
+    EXPECT_TRUE(find_misfits(layout, find_overlaps(layout), statistics.overlaps).outliers.empty());
 }
 
 std::string complaint(const GainStatistics& statistics)

@@ -67,6 +67,33 @@ TEST(CellCosts, RatioOfPicturesThatAreNotTheSameSceneIsLimited)
     EXPECT_FLOAT_EQ(ratio_of(8, {30000, 1000}, {30000, 1000}), 0.25f);
 }
 
+TEST(CellCosts, AreNoneOfCellsThatAPictureDoesNotCover)
+{
+    Layout layout = two_on_each_other(8);
+    layout.pictures[1].rect = {32, 0, 32, 64};
+    layout.pictures[1].has_mask = true;
+    const CellGrid grid(layout, 4);
+    std::vector<ReducedPicture> pictures;
+    pictures.reserve(2);
+    for (std::size_t i = 0; i < 2; ++i)
+        pictures.emplace_back(layout, i, grid);
+    pictures[1].mask_cover_row(3)[0] = Cover::Wholly; // of column 8
+    pictures[0].features(pictures[0].index(8, 3))[0] = 3000;
+    pictures[1].features(0 + 3 * 8)[0] = 3320;
+    const CellCosts costs(layout, find_overlaps(layout), grid, pictures, 1);
+    const PicturePair* const pair = costs.find_pair(0, 1);
+    ASSERT_NE(pair, nullptr);
+    const float noise = 320.f * 320 + 32 * 32; // of the only cell, and of rounding
+    EXPECT_FLOAT_EQ(costs.ratio_between(*pair, 8, 3, 8, 3), 320.f * 320 / noise);
+    EXPECT_EQ(costs.ratio_between(*pair, 8, 3, 9, 3), -1) << "masked";
+    EXPECT_EQ(costs.ratio_between(*pair, 8, 3, 7, 3), -1) << "beside the second picture";
+    EXPECT_EQ(costs.ratio_between(*pair, 8, -1, 8, 3), -1) << "above the first one";
+    std::vector<std::int32_t> filled(2);
+    costs.fill(*pair, {8, 3, 2, 1}, filled.data());
+    EXPECT_GE(filled[0], 0);
+    EXPECT_EQ(filled[1], kNotShared);
+}
+
 TEST(CellCosts, PicturesThatDoNotOverlapAreNoPair)
 {
     Layout layout = two_on_each_other(8);

@@ -475,6 +475,25 @@ TEST(SeamFind, NeedsNoMoreMemoryThanItSays)
               all_labels(find(reader)));
 }
 
+// Of a canvas so wide tiles are as small as they get.
+TEST(SeamFind, OnAVeryWideCanvasGivesPixelsToWhoCoversThem)
+{
+    constexpr std::int64_t kWide = 150'000;
+    SeamReader reader(2 * kWide, 6);
+    for (const std::int64_t x : {std::int64_t{0}, kWide - 60}) {
+        MemoryPicture picture = MemoryPicture::blank(x == 0 ? kWide : kWide + 60, 6, 1, 8);
+        for (std::size_t i = 0; i < picture.samples.size(); ++i)
+            picture.samples[i] = static_cast<std::uint16_t>(100 + i % 7);
+        reader.add(x, 0, std::move(picture));
+    }
+    const SeamMap map = find(reader, 2);
+    for (std::int64_t y = 0; y < 6; ++y) {
+        ASSERT_EQ(map.runs(y).size(), 2u) << "row " << y;
+        EXPECT_GE(map.runs(y)[0].end, kWide - 60);
+        EXPECT_LE(map.runs(y)[0].end, kWide);
+    }
+}
+
 TEST(SeamFind, GivesAPixelToThePictureThatMustKeepIt)
 {
     SeamReader reader = side_by_side({}, 3);

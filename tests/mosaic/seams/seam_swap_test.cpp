@@ -116,6 +116,37 @@ TEST(LabelSwapper, TiesAndPullsOutweighWhatABorderCosts)
     EXPECT_FALSE(swapper.swap(0, 1, {{3, 0, 100}}, {{2, 7, 100}})); // one to a picture that is not swapped
 }
 
+TEST(LabelSwapper, TiesDrawFromEitherEndAndBetweenPlacesThatChange)
+{
+    const auto swapped = [](const SwapTie& tie, bool is_first_fixed) {
+        SwapWindow window = row_between(0, {0, 0, 1, 1}, 1);
+        window.set_movable(0, 0, !is_first_fixed);
+        RowCosts costs({1, 1, 1, 1});
+        LabelSwapper swapper;
+        swapper.begin(window, costs);
+        static_cast<void>(swapper.swap(0, 1, {tie}));
+        return labels_of(window);
+    };
+    EXPECT_EQ(swapped({3, 0, 100}, true), (Labels{0, 0, 0, 0}));
+    const Labels either = swapped({3, 0, 100}, false);
+    EXPECT_EQ(either[0], either[3]);
+    EXPECT_NE(swapped({3, 0, 0}, false)[3], 0) << "a tie of no weight";
+}
+
+TEST(LabelSwapper, TiesAndPullsOfPlacesThatStayChangeNothing)
+{
+    SwapWindow window = row_between(0, {0, 0, 1, 1}, 1);
+    for (const std::int64_t x : {0, 3})
+        window.set_movable(x, 0, false);
+    RowCosts costs({1, 1, 1, 1});
+    LabelSwapper swapper;
+    swapper.begin(window, costs);
+    static_cast<void>(swapper.swap(0, 1));
+    const Labels best = labels_of(window);
+    EXPECT_FALSE(swapper.swap(0, 1, {{0, 3, 100}}, {{3, 0, 100}}));
+    EXPECT_EQ(labels_of(window), best);
+}
+
 } // namespace
 
 } // namespace panoval::mosaic::test

@@ -57,6 +57,22 @@ TEST(ChooseBands, AnIncidentalOverlapDoesNotCount)
     EXPECT_EQ(choose_bands(layout, overlaps), 5) << "of the 505 columns that neighbours share";
 }
 
+// The same three pictures, with the edge of a canvas that goes round in the first one, or between the others.
+TEST(ChooseBands, AreTheSameWhereverACanvasThatGoesRoundBegins)
+{
+    for (const std::int64_t begin : {0, 300, 800, 1200, 2400}) {
+        Layout layout;
+        layout.width = 2500;
+        layout.height = 800;
+        layout.wraps = true;
+        for (const std::int64_t x : {0, 495, 990})
+            layout.pictures.push_back({{(begin + x) % 2500, 0, 1000, 800}, false, ""});
+        const auto overlaps = find_overlaps(layout);
+        ASSERT_EQ(overlaps.size(), 3u);
+        EXPECT_EQ(choose_bands(layout, overlaps), 5) << begin;
+    }
+}
+
 TEST(ChooseBands, AFewNarrowOverlapsDoNotRuleALargePanorama)
 {
     std::vector<Rect> rects;

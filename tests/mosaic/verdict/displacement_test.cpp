@@ -162,6 +162,15 @@ TEST(ShiftVote, HasNoWeightWhereNothingIsKnown)
     expect_nothing(vote({noisy}, {4, 4}, {}, 0));
 }
 
+TEST(ShiftVote, HasNothingOfBlocksThatHardlyCorrelate)
+{
+    BlockShift hardly = found_at(1, 0); // as much of their area agrees as differs from nothing
+    hardly.fit.correlation = 0.29;
+    EXPECT_EQ(vote_of({hardly}).weight, 0);
+    hardly.fit.correlation = 0.31;
+    EXPECT_GT(vote_of({hardly}).weight, 0.6);
+}
+
 TEST(ShiftVote, LeavesSquaresOfCodingOut)
 {
     BlockShift squares = found_nowhere();

@@ -201,6 +201,17 @@ TEST(FindGhosts, TakesADisplacementOutFirst)
         EXPECT_TRUE(Shared(2, 0).find({x, y, 1}).empty()) << "what lies outside has nothing to be compared with";
 }
 
+TEST(FindGhosts, KnowNothingOfWhatADisplacementMovesToUncoveredCells)
+{
+    Shared shared(2, 0);
+    shared.add_thing({20, 20, 6, 6}, 60, false); // what the second picture has of it is not known
+    for (std::int64_t y = 20; y < 26; ++y)
+        for (std::int64_t x = 24; x < 30; ++x)
+            shared.cells.known[shared.index(x, y)] = 0;
+    EXPECT_EQ(shared.find().size(), 1u);
+    EXPECT_TRUE(shared.find({8, 0, 1}).empty());
+}
+
 TEST(FindGhosts, LieOnACanvasThatGoesRound)
 {
     Shared shared;

@@ -102,6 +102,28 @@ TEST(FindSwaps, AreNotOfPicturesThatShowNothing)
     EXPECT_EQ(grid.find({1, 4}), Pairs{});
 }
 
+TEST(FindSwaps, AreFoundWhateverLiesBetweenThem)
+{
+    EXPECT_EQ(Grid({0, 1, 3, 2, 4, 5}).find({2, 3}), (Pairs{{2, 3}}));
+    Grid grid({0, 4, 2, 3, 1, 5}); // and a picture that shares two rows with one of them: too little to compare
+    grid.reader.layout.height = 420;
+    grid.reader.add(200, 318, MemoryPicture::blank(100, 100, 3, 8));
+    grid.corrections = Corrections::none(grid.reader.layout);
+    grid.overlaps = find_overlaps(grid.reader.layout);
+    EXPECT_EQ(grid.find({1, 4}), (Pairs{{1, 4}}));
+}
+
+// Each fits at the other's place, but for some pixels.
+TEST(FindSwaps, AreNotOfPicturesThatAreDisplacedThere)
+{
+    Grid grid({0, 4, 2, 3, 1, 5});
+    const Scene scene = make_scene(560, 320, {});
+    grid.reader.pictures[1] = take_picture(scene, {.rect = Grid::place(4), .shift_x = 4, .noise = 1});
+    EXPECT_EQ(grid.find({1, 4}), Pairs{});
+    grid.reader.pictures[1] = take_picture(scene, {.rect = Grid::place(4), .shift_x = 1, .noise = 1});
+    EXPECT_EQ(grid.find({1, 4}), (Pairs{{1, 4}}));
+}
+
 // Masks and gains belong to the pictures, and go with them.
 TEST(FindSwaps, ExchangesMasksAndGains)
 {

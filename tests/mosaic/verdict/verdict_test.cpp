@@ -168,6 +168,25 @@ TEST(Verdict, OfPicturesThatShareNoPixelsHasNoOverlaps)
     EXPECT_EQ(verdict.groups, (std::vector<std::vector<std::size_t>>{{0}, {1}}));
 }
 
+// One pixel is less than half of any cell.
+TEST(Verdict, OfPicturesThatHardlyShareAnythingIsGood)
+{
+    MemoryReader reader(300, 300);
+    for (const bool is_second : {false, true}) {
+        MemoryPicture picture = MemoryPicture::blank(300, 300, 1, 8);
+        picture.mask.assign(picture.samples.size(), is_second ? 0 : 255);
+        picture.mask[150 * 300 + 150] = 255;
+        reader.add(0, 0, std::move(picture));
+    }
+    const Verdict verdict =
+        judge_all(reader, find_overlaps(reader.layout), Corrections::none(reader.layout), SeamMap());
+    ASSERT_EQ(verdict.overlaps.size(), 1u);
+    EXPECT_EQ(verdict.overlaps[0].shared_pixels, 1u);
+    EXPECT_FALSE(verdict.overlaps[0].displacement);
+    EXPECT_EQ(verdict.word, Word::Good);
+    EXPECT_EQ(verdict.groups.size(), 1u);
+}
+
 TEST(Verdict, LeavesPicturesThatCoverNothingOutOfTheGroups)
 {
     MemoryReader reader(40, 10);

@@ -78,6 +78,32 @@ TEST(VerdictFaults, BelieveADisplacementBeyondItsUncertainty)
     EXPECT_TRUE(is_displaced_by(2, 0.25));
 }
 
+Word word_of_step(double step, double unevenness, const ToneLimits& limits)
+{
+    OverlapVerdict overlap = fitting(0, 1);
+    overlap.step = step;
+    overlap.unevenness = unevenness;
+    describe(pictures(2), limits, overlap);
+    return overlap.word;
+}
+
+TEST(VerdictFaults, AStepIsBadWhereLightIsAsUnevenAsInNoOtherOverlap)
+{
+    EXPECT_EQ(word_of_step(4, 0, {3, {}, true}), Word::Good);
+    EXPECT_EQ(word_of_step(4.1, 0, {3, {}, true}), Word::Look);
+    EXPECT_EQ(word_of_step(16, 0, {3, {}, true}), Word::Look);
+    EXPECT_EQ(word_of_step(16.1, 0, {3, {}, true}), Word::Bad) << "of few overlaps nobody knows";
+    EXPECT_EQ(word_of_step(16.1, 3.9, {3, 4, true}), Word::Look) << "a lens";
+    EXPECT_EQ(word_of_step(16.1, 4, {3, 4, true}), Word::Bad);
+}
+
+TEST(VerdictWords, HaveNames)
+{
+    EXPECT_STREQ(name_of(Word::Good), "good");
+    EXPECT_STREQ(name_of(Word::Look), "look");
+    EXPECT_STREQ(name_of(Word::Bad), "bad");
+}
+
 Numbers misfits_of(std::size_t count, std::vector<OverlapVerdict> overlaps)
 {
     Verdict verdict;
@@ -103,6 +129,37 @@ TEST(Blame, IsNotForDifferencesAlone)
 TEST(Blame, ForACurveIsItsPictures)
 {
     EXPECT_EQ(misfits_of(4, {of_curves(0, 1, 6, 1), of_curves(1, 2, 6, 1), of_curves(2, 3, 0, 0)}), Numbers{1});
+}
+
+TEST(Blame, ForACurveIsItsPicturesWhereThereAreNoOthers)
+{
+    EXPECT_EQ(misfits_of(3, {of_curves(0, 1, 6, 1), of_curves(1, 2, 6, 1)}), Numbers{1});
+}
+
+// What is known of brightness and sharpness then says nothing either.
+TEST(Blame, IsNobodysWhereNothingFits)
+{
+    std::vector<OverlapVerdict> all;
+    for (std::size_t i = 0; i < 4; ++i)
+        for (std::size_t j = i + 1; j < 4; ++j) {
+            OverlapVerdict& overlap = all.emplace_back(of_other_things(i, j));
+            overlap.tone = i == 0 ? 20 : 0;
+            overlap.is_sharpness_known = true;
+            overlap.sharpness = i == 0 ? 5 : 1;
+        }
+    EXPECT_EQ(misfits_of(4, all), Numbers{});
+    for (OverlapVerdict& overlap : all) {
+        overlap.is_mismatch = false;
+        overlap.empty = overlap.second;
+    }
+    all[0].empty = 0; // whoever is empty here shows something there
+    EXPECT_EQ(misfits_of(4, all), Numbers{});
+    for (OverlapVerdict& overlap : all) {
+        overlap.empty.reset();
+        overlap.displaced_by = 5;
+        overlap.sharpness = 1;
+    }
+    EXPECT_EQ(misfits_of(4, all), Numbers{}) << "displaced, all of them";
 }
 
 TEST(Blame, ForACurveIsNobodysWhereAllAreUneven)
