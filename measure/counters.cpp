@@ -11,6 +11,7 @@
 #include <cmath>
 #include <cstddef>
 #include <optional>
+#include <span>
 
 namespace panoval::measure
 {
@@ -37,6 +38,7 @@ constexpr double kOnBlurred = 0.5;   // and of its blur
 constexpr double kEvenPixels = 0.5;  // between edges that are concentric
 constexpr double kEvenShare = 0.06;  // and of the semi-minor axis
 constexpr std::size_t kCorners = 2;  // rays beside an open one that meet the corner of what ends there
+constexpr double kApart = 0.8;       // times the radius: two rings around it, at least
 constexpr double kNoisePixels = 3;   // times the edge's spread times noise by contrast: what noise moves edges by
 constexpr double kAlikePixels = 0.5; // between the edges on opposite sides
 constexpr double kAlikeShare = 0.15; // and of the stroke's width
@@ -173,10 +175,12 @@ public:
         const double enclosed = ramp(static_cast<double>(count) / kRays, kEnclosed);
         if (!(enclosed > 0))
             return 0;
-        const auto middle = known.begin() + static_cast<std::ptrdiff_t>(count / 2);
-        std::nth_element(known.begin(), middle, known.begin() + static_cast<std::ptrdiff_t>(count));
-        const double doubt = enclosed * (1 - ramp(*middle, kThick)) * ramp(share_off(widths, *middle, count), kUneven) *
-                             ramp(share_unlike(widths), kLopsided);
+        std::sort(known.begin(), known.begin() + static_cast<std::ptrdiff_t>(count));
+        const double middle = known[count / 2];
+        const double off = std::min(share_off(widths, {middle, middle}, count),
+                                    share_off(widths, rings_of(std::span(known).first(count)), count));
+        const double doubt =
+            enclosed * (1 - ramp(middle, kThick)) * ramp(off, kUneven) * ramp(share_unlike(widths), kLopsided);
         return doubt > 0 ? doubt * ramp(share_askew(distance), kAskew) : 0;
     }
 
@@ -221,21 +225,47 @@ private:
         return kNoisePixels * std::sqrt(model.blur * model.blur + 1.0 / 12) * noise_ / contrast;
     }
 
-    bool is_beside_gap(const std::array<double, kRays>& widths, std::size_t ray) const noexcept
+    // Where rays end at outlines about the same centre: one, or the other one through gaps in it.
+    struct Rings {
+        double near;
+        double far;
+    };
+
+    // Of widths in ascending order.
+    static Rings rings_of(std::span<const double> widths) noexcept
     {
-        for (std::size_t step = 1; step <= kCorners; ++step)
-            if (!(widths[(ray + step) % kRays] > 0 && widths[(ray + kRays - step) % kRays] > 0))
-                return true;
+        const double between = (widths.front() + widths.back()) / 2;
+        const auto farther = std::upper_bound(widths.begin(), widths.end(), between);
+        const auto count = static_cast<std::size_t>(farther - widths.begin());
+        const double near = widths[count / 2];
+        const double far = count < widths.size() ? widths[(count + widths.size()) / 2] : near;
+        return far - near > kApart ? Rings{near, far} : Rings{near, near};
+    }
+
+    // Whether what a ray meets has an end or a step there, on either side.
+    static bool is_at_corner(const std::array<double, kRays>& widths, const Rings& rings, std::size_t ray) noexcept
+    {
+        const double most = rings.far > rings.near ? (rings.far - rings.near) / 2 : HUGE_VAL;
+        for (const std::size_t turn : {std::size_t{1}, kRays - 1})
+            for (std::size_t step = 0; step < kCorners; ++step) {
+                const double here = widths[(ray + step * turn) % kRays];
+                const double next = widths[(ray + (step + 1) * turn) % kRays];
+                if (!(next > 0) || std::fabs(next - here) > most)
+                    return true;
+            }
         return false;
     }
 
-    // Of the strokes' ends those that are not where an outline about the same centre is.
-    double share_off(const std::array<double, kRays>& widths, double median, std::size_t count) const noexcept
+    // Of the strokes' ends those that are not where the rings are.
+    double share_off(const std::array<double, kRays>& widths, const Rings& rings, std::size_t count) const noexcept
     {
         const double even = (kEvenPixels + chance()) / semi_minor_ + kEvenShare;
         double off = 0;
-        for (std::size_t i = 0; i < kRays; ++i)
-            off += widths[i] > 0 && std::fabs(widths[i] - median) > even && !is_beside_gap(widths, i) ? 1 : 0;
+        for (std::size_t i = 0; i < kRays; ++i) {
+            const bool is_on_ring =
+                std::fabs(widths[i] - rings.near) <= even || std::fabs(widths[i] - rings.far) <= even;
+            off += widths[i] > 0 && !is_on_ring && !is_at_corner(widths, rings, i) ? 1 : 0;
+        }
         return off / static_cast<double>(count);
     }
 

@@ -2,7 +2,8 @@
 // Counters: what a letter's strokes enclose may be as good an ellipse as any, but what is around it tells. All around
 // it a line of some width ends at once, on no outline that was found, unevenly and not alike on opposite sides, of the
 // hole and of themselves: bowls hang on stems, and have tails. Rings are even, plates are wider, frames and cells
-// symmetric even where the target is not in their middle, and marks beside a target leave gaps.
+// symmetric even where the target is not in their middle, and marks beside a target leave gaps, through which other
+// marks are seen that lie on one ring, too.
 #pragma once
 
 #include "measure/neighbours.h"

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
-// Limits are those that 3,456 dots of 3 pixels, with a contrast of eight deviations of the noise and a blur of 0.4 to
-// 1.3, leave room for: their contrast is measured as 6.3 deviations at least, their smaller axis to a quarter.
+// Limits are between 1,072 small targets at eight deviations of the noise, alone, on dense boards, in codes and under
+// thin lines, and 173 meshes of nets and of hatching, pieces of letters and gaps between dots. Those are smaller the
+// more clearly they are seen; a dot of 3 pixels has a contrast of 5 deviations at least, whatever lies across it.
 #include "measure/vague.h"
 
 #include "core/median.h"
@@ -17,9 +18,9 @@ namespace
 {
 
 constexpr double kHalfKnown = 0.4; // deviation of the semi-minor axis, of itself, at which half of the quality is left
-constexpr double kHalfClear = 6;   // contrast by noise at which half is left, of the smallest targets
-constexpr double kSmallest = 3.3;  // semi-minor axis, pixels, up to which targets are of these
-constexpr double kSmall = 3.9;     // from which on contrast is no doubt
+constexpr double kHalfClear = 6.8; // contrast by noise at which half is left, of the smallest targets
+constexpr double kSmallest = 2.4;  // semi-minor axis, pixels, up to which targets are of these
+constexpr double kSmall = 3.8;     // from which on contrast is no doubt; in between it is one of less
 constexpr double kBeside = 3;      // semi-major axes of both that look-alikes' centres are apart, at most
 constexpr double kAlike = 1.4;     // ratio of the semi-minor axes
 constexpr std::size_t kFewest = 2; // look-alikes that tell what is common

@@ -68,6 +68,27 @@ TargetScene coded_target(double radius, int missing)
     return scene;
 }
 
+// A dot, and two rings around it, each of 16 segments of which some are missing.
+TargetScene doubly_coded_target(double radius, int missing, double ink, double paper)
+{
+    TargetScene scene = scene_of({});
+    scene.background = paper;
+    constexpr int kSegments = 16;
+    for (const double inner : {3.2, 1.8}) {
+        scene.shapes.push_back(ellipse((inner + 0.8) * radius, (inner + 0.8) * radius, ink));
+        scene.shapes.push_back(ellipse(inner * radius, inner * radius, paper));
+        const int step = inner > 2 ? 5 : 3;
+        for (int i = 0; i < missing; ++i) {
+            const double turn = 0.2 + 2 * 3.14159265358979 * (step * i % kSegments) / kSegments;
+            const double middle = (inner + 0.4) * radius;
+            scene.shapes.push_back({Shape::Kind::Rectangle, kX + middle * std::cos(turn), kY + middle * std::sin(turn),
+                                    0.5 * radius, middle * 3.14159265358979 / kSegments, turn, paper});
+        }
+    }
+    scene.shapes.push_back(ellipse(radius, radius, ink));
+    return scene;
+}
+
 // The quality of the ellipse about the middle whose smaller semi-axis is b; 0 if there is none.
 double quality_in_the_middle(const TargetScene& scene, double b)
 {
@@ -166,6 +187,17 @@ TEST(Counters, AreNotDotsWithMarksAround)
         for (const int missing : {1, 2, 3, 6})
             EXPECT_GT(quality_in_the_middle(coded_target(radius, missing), radius), 0.5)
                 << radius << ", missing " << missing;
+}
+
+TEST(Counters, AreNotDotsWithTwoRingsOfMarksAround)
+{
+    for (const double radius : {4.5, 6.0, 8.0})
+        for (const int missing : {2, 4, 7}) {
+            EXPECT_GT(quality_in_the_middle(doubly_coded_target(radius, missing, kInk, kPaper), radius), 0.5)
+                << radius << ", missing " << missing;
+            EXPECT_GT(quality_in_the_middle(doubly_coded_target(radius, missing, kPaper, kInk), radius), 0.5)
+                << "bright, " << radius << ", missing " << missing;
+        }
 }
 
 TEST(Counters, AreNotWhatDenseBoardsLeaveBetweenDots)

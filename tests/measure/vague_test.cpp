@@ -41,12 +41,14 @@ TEST(DoubtVague, TakesQualityFromAxesThatMayBeAnything)
 
 TEST(DoubtVague, TakesQualityFromTheSmallestOfLittleContrast)
 {
-    EXPECT_GT(quality_left(3, 0.1, 40), 0.98);
-    EXPECT_NEAR(quality_left(3, 0.1, 30), 0.5, 1e-6);
-    EXPECT_LT(quality_left(2.5, 0.1, 24), 0.05);
-    EXPECT_LT(quality_left(2.5, 0.1, -24), 0.05) << "dark or bright";
-    EXPECT_GT(quality_left(3.7, 0.1, 25), 0.9);
-    EXPECT_GT(quality_left(4, 0.1, 21), 0.99) << "not small";
+    EXPECT_GT(quality_left(2.4, 0.1, 44), 0.98);
+    EXPECT_NEAR(quality_left(2.4, 0.1, 34), 0.5, 1e-6);
+    EXPECT_LT(quality_left(2, 0.1, 27), 0.05);
+    EXPECT_LT(quality_left(2, 0.1, -27), 0.05) << "dark or bright";
+    EXPECT_NEAR(quality_left(3.1, 0.1, 17), 0.5, 1e-6) << "larger ones half as much";
+    EXPECT_GT(quality_left(3.1, 0.1, 22), 0.98);
+    EXPECT_GT(quality_left(3.7, 0.1, 8), 0.99);
+    EXPECT_GT(quality_left(4, 0.1, 5), 0.99) << "not small";
 }
 
 TEST(DoubtVague, LeavesRings)
@@ -56,7 +58,7 @@ TEST(DoubtVague, LeavesRings)
         const double radius = i == 0 ? 3 : 5;
         targets[i].target.ellipse = {20, 30, radius, radius, 0};
         targets[i].target.quality = 0.7;
-        targets[i].target.level_outside = 25;
+        targets[i].target.level_outside = 12;
         targets[i].measured.model.outline = outline_of(targets[i].target.ellipse);
     }
     doubt_vague(5, targets);
@@ -67,7 +69,7 @@ TEST(DoubtVague, LeavesRings)
     EXPECT_EQ(targets[1].target.quality, 0.7);
 }
 
-// A dot of a contrast of 25 among others.
+// A dot of a contrast of 15 among others.
 double quality_left_beside(double contrast)
 {
     std::vector<MeasuredTarget> targets(5);
@@ -75,7 +77,7 @@ double quality_left_beside(double contrast)
         targets[i].target.ellipse = {20 + 9 * static_cast<double>(i), 30, 3, 3, 0};
         targets[i].measured.model.outline = outline_of(targets[i].target.ellipse);
         targets[i].target.quality = 0.7;
-        targets[i].target.level_outside = i == 2 ? 25 : contrast;
+        targets[i].target.level_outside = i == 2 ? 15 : contrast;
     }
     doubt_vague(5, targets);
     return targets[2].target.quality;
@@ -84,7 +86,7 @@ double quality_left_beside(double contrast)
 TEST(DoubtVague, TakesTheContrastOfBoardsForThatOfTheirDots)
 {
     EXPECT_GT(quality_left_beside(40), 0.68);
-    EXPECT_LT(quality_left_beside(26), 0.1);
+    EXPECT_LT(quality_left_beside(15.5), 0.1);
 }
 
 TEST(DoubtVague, SaysNothingWithoutNoise)
