@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "image/image.h"
 
-#include "core/large_pages.h"
 #include "image/failure.h"
 #include "image/text.h"
 
@@ -34,13 +33,6 @@ Block allocate_block(std::size_t bytes, const std::string& file)
     Block block(static_cast<std::uint8_t*>(std::malloc(bytes == 0 ? 1 : bytes)));
     if (block == nullptr)
         fail_memory(file, bytes);
-    return block;
-}
-
-Block allocate_large_block(std::size_t bytes, const std::string& file)
-{
-    Block block = allocate_block(bytes, file);
-    prefer_large_pages(block.get(), bytes);
     return block;
 }
 

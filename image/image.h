@@ -26,9 +26,6 @@ using Block = std::unique_ptr<std::uint8_t[], FreeBlock>;
 // bytes of unset memory, or a memory error that names `file` as the reason.
 Block allocate_block(std::size_t bytes, const std::string& file);
 
-// The same for a block that is written all over, in large pages where the system has them.
-Block allocate_large_block(std::size_t bytes, const std::string& file);
-
 // The same error unless so much memory is free, for a routine of the library that cannot tell when it has too little.
 void need_memory(std::size_t bytes, const std::string& file);
 

@@ -91,9 +91,9 @@ Image read_stored(StoredPicture& stored, const std::string& name)
     RowReader& rows = *stored.rows;
     Image image;
     static_cast<ImageInfo&>(image) = rows.info();
-    image.data = allocate_large_block(image.bytes(), name);
+    image.data = allocate_block(image.bytes(), name);
     if (image.has_alpha)
-        image.mask = allocate_large_block(image.pixels(), name);
+        image.mask = allocate_block(image.pixels(), name);
     rows.read_rows(0, image.height, rows_of(image));
     image.metadata = rows.metadata();
     return apply_orientation(std::move(image), stored.orientation, name);

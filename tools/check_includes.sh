@@ -28,7 +28,7 @@ mosaic           mosaic/base mosaic/pictures mosaic/gains mosaic/seams mosaic/ti
 measure          core filter detect panoval.h panoval_measure.h panoval_version.h
 
 image            core panoval.h
-cli/base         image core/large_pages.h panoval.h panoval_mosaic.h panoval_measure.h
+cli/base         image panoval.h panoval_mosaic.h panoval_measure.h
 cli/stitch       cli/base image panoval.h panoval_mosaic.h panoval_measure.h
 cli/pyramid      cli/base image panoval.h panoval_mosaic.h panoval_measure.h
 cli/ellipses     cli/base image panoval.h panoval_mosaic.h panoval_measure.h

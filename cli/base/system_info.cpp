@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "cli/base/system_info.h"
 
-#include "core/large_pages.h"
-
 #include <cstdio>
 #include <cstdlib>
 #include <mutex>
@@ -59,12 +57,6 @@ void prepare_heap()
     constexpr int kKept = 32 * kMegabyte;
     mallopt(M_ARENA_MAX, 1); // what one thread has freed serves the other
     mallopt(M_TRIM_THRESHOLD, kKept);
-    // The part that is kept gets its pages now, as far as asking goes: none of them is touched.
-    mallopt(M_MMAP_THRESHOLD, kKept);
-    constexpr std::size_t kFirst = kKept - kMegabyte;
-    void* const first = std::malloc(kFirst);
-    prefer_large_pages(first, kFirst);
-    std::free(first);
     mallopt(M_MMAP_THRESHOLD, 4 * kMegabyte);
 }
 

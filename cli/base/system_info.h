@@ -15,8 +15,7 @@ std::uint64_t peak_memory_bytes();
 
 // At the program's start, where the C library can be told: blocks of 4 MB and more go back to the system as soon as
 // they are freed, so that the most in use at any time is about what is needed then. Smaller ones come from a heap that
-// keeps up to 32 MB for the next step's and lies on large pages, because fetching pages one by one costs more than
-// using them.
+// keeps up to 32 MB for the next step's.
 void prepare_heap();
 
 class Stopwatch

@@ -3,7 +3,6 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <new>
 #include <utility>
 
 namespace panoval::mosaic
@@ -11,8 +10,6 @@ namespace panoval::mosaic
 
 namespace
 {
-
-constexpr std::size_t kLargePage = std::size_t{2} << 20; // as core/large_pages.h has it
 
 // More than a heap keeps of what was freed, so that blocks which stay take nothing from what comes and goes.
 constexpr std::size_t kSlabBytes = std::size_t{64} << 20;
@@ -57,23 +54,17 @@ void BlockPool::add_slab()
     const std::size_t count = std::clamp<std::size_t>(kSlabBytes / block_bytes_, 1, missing);
     free_.reserve(blocks_ + count); // giving back must not fail
     slabs_.reserve(slabs_.size() + 1);
-    // Many blocks begin where a large page does, so that these hold all of them; what lies before is not touched.
-    const std::size_t spare = count * block_bytes_ >= 2 * kLargePage ? kLargePage : 0;
-    auto memory = allocate<std::uint8_t>(count * block_bytes_ + spare);
-    if (memory == nullptr)
-        throw std::bad_alloc();
-    const auto beyond_page = static_cast<std::size_t>(reinterpret_cast<std::uintptr_t>(memory.get()) % kLargePage);
-    std::uint8_t* const first = memory.get() + (spare != 0 ? (kLargePage - beyond_page) % kLargePage : 0);
+    auto memory = std::make_unique_for_overwrite<std::uint8_t[]>(count * block_bytes_);
     for (std::size_t i = count; i-- > 0;)
-        free_.push_back(first + i * block_bytes_);
-    slabs_.push_back({std::move(memory), first, count, count});
+        free_.push_back(memory.get() + i * block_bytes_);
+    slabs_.push_back({std::move(memory), count, count});
     blocks_ += count;
     meter_.add(count * block_bytes_);
 }
 
 bool BlockPool::holds(const Slab& slab, const std::uint8_t* block) const
 {
-    const auto from = reinterpret_cast<std::uintptr_t>(slab.first);
+    const auto from = reinterpret_cast<std::uintptr_t>(slab.memory.get());
     const auto at = reinterpret_cast<std::uintptr_t>(block);
     return at >= from && at < from + slab.blocks * block_bytes_;
 }

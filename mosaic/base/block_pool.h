@@ -2,7 +2,6 @@
 // Blocks of memory of one size, used again and again, so that pictures that come and go do not tear the heap apart.
 #pragma once
 
-#include "core/heap.h"
 #include "mosaic/base/memory_meter.h"
 
 #include <cstddef>
@@ -26,7 +25,7 @@ public:
     std::size_t blocks() const; // that there are, in use or not
     bool has_free_block() const;
 
-    // So many blocks are going to be needed and may be taken several at a time, which the system gives as large pages.
+    // So many blocks are going to be needed and may be taken several at a time.
     void expect(std::size_t blocks) { expected_ = blocks; }
 
     // A block that comes back to the pool when nobody holds it any more; the pool must outlive it. Throws
@@ -40,8 +39,7 @@ public:
 private:
     // Blocks that came from the heap together and go back together.
     struct Slab {
-        HeapArray<std::uint8_t> memory;
-        std::uint8_t* first; // block
+        std::unique_ptr<std::uint8_t[]> memory;
         std::size_t blocks;
         std::size_t unused;
     };

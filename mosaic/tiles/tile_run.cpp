@@ -1,13 +1,12 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/tiles/tile_run.h"
 
-#include "core/heap.h"
 #include "mosaic/base/errors.h"
 #include "mosaic/base/parallel.h"
 
 #include <condition_variable>
+#include <memory>
 #include <mutex>
-#include <new>
 #include <vector>
 
 namespace panoval::mosaic
@@ -23,14 +22,6 @@ struct Slot {
     std::int64_t missing = 0;         // tiles
 };
 
-HeapArray<std::uint8_t> allocate_or_throw(std::size_t bytes)
-{
-    auto block = allocate<std::uint8_t>(bytes);
-    if (block == nullptr)
-        throw std::bad_alloc();
-    return block;
-}
-
 class Run
 {
 public:
@@ -39,10 +30,11 @@ public:
           tiles_of_piece_(options.delivery == Delivery::Rows ? grid.columns() : 1),
           slots_(output_slots(grid, options.delivery, options.threads))
     {
-        // All of it at once, which the system gives as large pages; samples first, which may be of two bytes.
+        // Samples first, which may be of two bytes.
         const auto pixels = static_cast<std::size_t>(piece_rect(0).pixels());
         const std::size_t sample_bytes = pixels * options.pixel_bytes;
-        memory_ = allocate_or_throw(slots_.size() * (sample_bytes + (options.wants_coverage ? pixels : 0)));
+        memory_ = std::make_unique_for_overwrite<std::uint8_t[]>(
+            slots_.size() * (sample_bytes + (options.wants_coverage ? pixels : 0)));
         for (std::size_t i = 0; i < slots_.size(); ++i) {
             slots_[i].samples = memory_.get() + i * sample_bytes;
             if (options.wants_coverage)
@@ -127,7 +119,7 @@ private:
     TileSink& sink_;
     const std::int64_t tiles_of_piece_;
     std::vector<Slot> slots_;
-    HeapArray<std::uint8_t> memory_; // of the slots
+    std::unique_ptr<std::uint8_t[]> memory_; // of the slots
 
     std::mutex mutex_;
     std::condition_variable changed_;

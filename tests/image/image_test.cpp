@@ -149,7 +149,7 @@ TEST(Image, MemoryThatIsNotThereIsAskedForInTheFilesName)
     const std::string expected = "a.png: found too little memory; expected 1152921504607 MB to be free";
     if (!panoval::test::kAddressSanitizer) { // which stops the test instead
         EXPECT_EQ(error_of([] { need_memory(kTooMuch, "a.png"); }), expected);
-        EXPECT_EQ(error_of([] { allocate_large_block(kTooMuch, "a.png"); }), expected);
+        EXPECT_EQ(error_of([] { allocate_block(kTooMuch, "a.png"); }), expected);
     }
     EXPECT_EQ(error_of([] { need_memory(0, "a.png"); }), "no error");
 }
