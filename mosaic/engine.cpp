@@ -322,7 +322,7 @@ Engine::Work& Engine::work()
     if (work_ == nullptr) {
         const std::uint64_t bytes = blending_store();
         const std::uint64_t least = std::min(bytes, searching_store().value_or(bytes));
-        work_ = std::make_unique<Work>(*host_, *plan_, meter_, StoreBudget{bytes, least, true});
+        work_ = std::make_unique<Work>(*host_, *plan_, meter_, StoreBudget{bytes, least, true, threads()});
     }
     return *work_;
 }

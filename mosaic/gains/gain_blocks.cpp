@@ -98,16 +98,16 @@ public:
         shared_.assign(static_cast<std::size_t>(width_), 0);
     }
 
-    void add_strip(const PixelBlock& first, const PixelBlock& second)
+    void add_strip(const PictureView& first, const PictureView& second)
     {
-        for (std::int64_t y = 0; y < first.rect.height; ++y)
+        for (std::int64_t y = 0; y < first.rect().height; ++y)
             add_row(first, second, y);
     }
 
     const GainTotals& totals() const { return totals_; }
 
 private:
-    void add_row(const PixelBlock& first, const PixelBlock& second, std::int64_t y)
+    void add_row(const PictureView& first, const PictureView& second, std::int64_t y)
     {
         if (!has_masks_ || (is_whole(first.mask_row(y)) && is_whole(second.mask_row(y))))
             share_all();
@@ -205,8 +205,12 @@ private:
 // y: of the strip's first row in the overlap, whose every `step`-th row counts
 void narrow_by_strip(const GainStrips& strips, std::int64_t y, std::int64_t step, RatioRanges& ranges)
 {
-    for (std::int64_t row = (step - y % step) % step; row < strips.first.rect.height; row += step)
-        narrow_by_row(strips.first, strips.second, row, ranges);
+    const Rect& rect = strips.first.rect();
+    const auto channels = static_cast<std::size_t>(strips.first.channels());
+    for (std::int64_t row = (step - y % step) % step; row < rect.height; row += step)
+        narrow_by_row({strips.first.row(row), strips.second.row(row), strips.first.mask_row(row),
+                       strips.second.mask_row(row), rect.width, channels},
+                      ranges);
 }
 
 template <class Sample, class Sums>
@@ -223,12 +227,16 @@ GainTotals sum_strips(const Layout& layout, const Overlap& overlap, std::size_t 
     const std::int64_t end = part_begin(in_first.height, blocks.rows, end_row);
     for (std::int64_t y = part_begin(in_first.height, blocks.rows, first_row); y < end; y += strip_rows) {
         const std::int64_t rows = std::min(strip_rows, end - y);
-        reader.read(overlap.first, {in_first.x, in_first.y + y, in_first.width, rows}, strips.first);
-        reader.read(overlap.second, {in_second.x, in_second.y + y, in_second.width, rows}, strips.second);
+        strips.first.read(reader, overlap.first, {in_first.x, in_first.y + y, in_first.width, rows}, layout.channels,
+                          layout.sample_bytes());
+        strips.second.read(reader, overlap.second, {in_second.x, in_second.y + y, in_second.width, rows},
+                           layout.channels, layout.sample_bytes());
         summer.add_strip(strips.first, strips.second);
         if constexpr (sizeof(Sample) == 1)
             narrow_by_strip(strips, y, row_step, ranges);
     }
+    strips.first.close();
+    strips.second.close();
     GainTotals totals = summer.totals();
     totals.ranges = ranges;
     return totals;

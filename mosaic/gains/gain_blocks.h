@@ -5,7 +5,7 @@
 
 #include "mosaic/base/layout.h"
 #include "mosaic/gains/gain_range.h"
-#include "mosaic/pictures/pixel_block.h"
+#include "mosaic/pictures/picture_view.h"
 
 #include <array>
 #include <cstddef>
@@ -51,8 +51,8 @@ std::size_t most_blocks(std::size_t overlaps);
 
 // A strip of each picture, used again for the next overlap.
 struct GainStrips {
-    PixelBlock first;
-    PixelBlock second;
+    PictureView first;
+    PictureView second;
 };
 
 // The blocks of an overlap, at most so many, without any sums.

@@ -22,18 +22,17 @@ RatioRange common_range(const RatioRange& a, const RatioRange& b)
     return {std::max(a.low, b.low), std::min(a.high, b.high)};
 }
 
-void narrow_by_row(const PixelBlock& first, const PixelBlock& second, std::int64_t row, RatioRanges& ranges)
+void narrow_by_row(const SharedRow& row, RatioRanges& ranges)
 {
-    const auto channels = static_cast<std::size_t>(first.channels);
-    const std::uint8_t* a = first.row(row);
-    const std::uint8_t* b = second.row(row);
+    const std::uint8_t* a = row.first;
+    const std::uint8_t* b = row.second;
     const auto is_empty = [](const RatioRange& range) { return range.is_empty(); };
-    for (std::int64_t x = 0; x < first.rect.width; ++x, a += channels, b += channels) {
-        if (std::all_of(ranges.begin(), ranges.begin() + first.channels, is_empty))
+    for (std::int64_t x = 0; x < row.width; ++x, a += row.channels, b += row.channels) {
+        if (std::all_of(ranges.data(), ranges.data() + row.channels, is_empty))
             return;
-        if (first.mask_row(row)[x] == 0 || second.mask_row(row)[x] == 0)
+        if (row.first_mask[x] == 0 || row.second_mask[x] == 0)
             continue;
-        for (std::size_t c = 0; c < channels; ++c)
+        for (std::size_t c = 0; c < row.channels; ++c)
             if (a[c] < saturation_bound(8) && b[c] < saturation_bound(8))
                 ranges[c].narrow(a[c], b[c]);
     }

@@ -3,10 +3,9 @@
 // the ratio of sums may lie beside them where surfaces of one value each leave rounding errors that do not cancel out.
 #pragma once
 
-#include "mosaic/pictures/pixel_block.h"
-
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <limits>
 #include <optional>
 
@@ -36,9 +35,18 @@ RatioRange common_range(const RatioRange& a, const RatioRange& b);
 
 using RatioRanges = std::array<RatioRange, 4>; // of each channel
 
-// Takes in a row of 8-bit samples, but saturated ones. Noise leaves nothing after a few samples; then this returns at
-// once.
-void narrow_by_row(const PixelBlock& first, const PixelBlock& second, std::int64_t row, RatioRanges& ranges);
+// A row that two pictures have in common: 8-bit samples, channels interleaved, and the masks (0 = not covered).
+struct SharedRow {
+    const std::uint8_t* first;
+    const std::uint8_t* second;
+    const std::uint8_t* first_mask;
+    const std::uint8_t* second_mask;
+    std::int64_t width; // pixels
+    std::size_t channels;
+};
+
+// Takes in a row's samples, but saturated ones. Noise leaves nothing after a few samples; then this returns at once.
+void narrow_by_row(const SharedRow& row, RatioRanges& ranges);
 
 // The ratio if it lies inside a known range, else the middle of that.
 std::optional<RoundedRatio> nearest_inside(const RatioRange& range, double log_ratio);

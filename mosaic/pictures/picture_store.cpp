@@ -23,6 +23,8 @@ constexpr std::size_t kLine = 64;
 // Each thread holds a block while it copies from it and fills another one meanwhile.
 constexpr std::size_t kBlocksPerThread = 2;
 
+constexpr std::uint8_t kCovered = 255;
+
 // Files that a host may have to keep open at once.
 constexpr std::size_t kMostOpen = 64;
 
@@ -74,17 +76,47 @@ std::size_t choose_block(const Layout& layout, const std::vector<PictureTraits>&
     return std::max(wanted, longest_row(layout, traits));
 }
 
+std::int64_t rows_of_bands(const RowSizes& sizes, std::int64_t height, std::size_t block)
+{
+    return std::min<std::int64_t>(height, static_cast<std::int64_t>(block / sizes.all()));
+}
+
+// Blocks that so many threads work with: two each, and one more where masks are read.
+std::size_t count_working_blocks(const Layout& layout, std::size_t threads)
+{
+    const bool has_mask = std::any_of(layout.pictures.begin(), layout.pictures.end(),
+                                      [](const PlacedPicture& picture) { return picture.has_mask; });
+    return (kBlocksPerThread + (has_mask ? 1 : 0)) * threads;
+}
+
+bool is_covered_everywhere(const std::uint8_t* mask, std::size_t bytes)
+{
+    return mask[0] == kCovered && std::memcmp(mask, mask + 1, bytes - 1) == 0;
+}
+
 } // namespace
+
+std::size_t PictureStore::Picture::bytes_of(std::size_t band, bool without_mask) const
+{
+    return static_cast<std::size_t>(rows_of(band)) * (without_mask ? sample_row + keep_row : row_bytes());
+}
 
 std::int64_t PictureStore::Picture::rows_of(std::size_t band) const
 {
     return std::min(band_rows, height - static_cast<std::int64_t>(band) * band_rows);
 }
 
+const std::uint8_t* PictureStore::Picture::masks_in(const Band& band, std::int64_t rows) const
+{
+    if (band.is_covered)
+        return nullptr;
+    return band.block.get() + static_cast<std::size_t>(rows) * (sample_row + keep_row);
+}
+
 std::size_t PictureStore::least_bytes(const Layout& layout, const std::vector<PictureTraits>& traits,
                                       std::size_t threads)
 {
-    return kBlocksPerThread * threads * std::max(kSmallestBlock, longest_row(layout, traits));
+    return count_working_blocks(layout, threads) * std::max(kSmallestBlock, longest_row(layout, traits));
 }
 
 std::uint64_t PictureStore::bytes_of_all(const Layout& layout, const std::vector<PictureTraits>& traits)
@@ -98,20 +130,25 @@ std::uint64_t PictureStore::bytes_of_all(const Layout& layout, const std::vector
 
 PictureStore::PictureStore(const Layout& layout, const std::vector<PictureTraits>& traits, RowSource& source,
                            MemoryMeter& meter, const StoreBudget& budget)
-    : source_(source), channels_(layout.channels), sample_bytes_(layout.sample_bytes()),
-      pool_(choose_block(layout, traits, budget.least_bytes), meter), budget_(budget.bytes)
+    : source_(source), working_blocks_(count_working_blocks(layout, budget.threads)), channels_(layout.channels),
+      sample_bytes_(layout.sample_bytes()), pool_(choose_block(layout, traits, budget.least_bytes), meter),
+      budget_(budget.bytes)
 {
     for (std::size_t i = 0; i < layout.pictures.size(); ++i)
         set_up(i, layout, traits[i]);
+    for (const Picture& picture : pictures_)
+        covered_row_.resize(std::max(covered_row_.size(), picture.mask_row), kCovered);
     std::size_t bands = 0;
     bool is_all_random = true;
     for (const Picture& picture : pictures_) {
         bands += picture.bands();
         is_all_random = is_all_random && picture.random_access;
     }
-    all_fit_ = bands <= budget.least_bytes / pool_.block_bytes();
+    // One for each thread to read a mask into.
+    const std::size_t for_masks = working_blocks_ - kBlocksPerThread * budget.threads;
+    all_fit_ = bands + for_masks <= budget.least_bytes / pool_.block_bytes();
     if (all_fit_)
-        pool_.expect(bands);
+        pool_.expect(bands + for_masks);
     if (!all_fit_ && !is_all_random && budget.may_use_scratch)
         has_scratch_ = scratch_.open();
 }
@@ -131,13 +168,22 @@ void PictureStore::set_up(std::size_t picture, const Layout& layout, const Pictu
     made.sample_row = sizes.samples;
     made.mask_row = sizes.mask;
     made.keep_row = sizes.keep;
-    made.band_rows =
-        std::min<std::int64_t>(made.height, static_cast<std::int64_t>(pool_.block_bytes() / made.row_bytes()));
+    made.band_rows = rows_of_bands(sizes, made.height, pool_.block_bytes());
     made.random_access = traits.random_access;
     made.scratch_offset = offset;
     const auto bands = static_cast<std::size_t>((made.height + made.band_rows - 1) / made.band_rows);
     made.slots.resize(bands);
     made.is_in_scratch.resize(bands);
+    made.is_covered.resize(bands);
+}
+
+// Of the planes' rows that the part is about, `width` bytes each.
+void PictureStore::copy_rows(const Part& part, const std::uint8_t* plane, std::size_t stride, std::int64_t width,
+                             std::uint8_t* out)
+{
+    for (std::int64_t y = 0; y < part.count; ++y)
+        std::memcpy(out + y * width, plane + static_cast<std::size_t>(part.row + y) * stride,
+                    static_cast<std::size_t>(width));
 }
 
 template <class Take>
@@ -148,7 +194,7 @@ void PictureStore::for_each_part(std::size_t picture, const Rect& rect, const Ta
     while (y < rect.bottom()) {
         const auto index = static_cast<std::size_t>(y / from.band_rows);
         Part part;
-        part.block = band(picture, index);
+        part.band = band(picture, index);
         part.band_rows = from.rows_of(index);
         part.row = y % from.band_rows;
         part.count = std::min(part.band_rows - part.row, rect.bottom() - y);
@@ -165,12 +211,13 @@ void PictureStore::read(std::size_t picture, const Rect& rect, PixelBlock& block
     const std::size_t skipped = static_cast<std::size_t>(rect.x * channels_ * sample_bytes_);
     const auto width = static_cast<std::size_t>(rect.width);
     for_each_part(picture, rect, [&](const Part& part) {
-        const std::uint8_t* const masks = part.block.get() + static_cast<std::size_t>(part.band_rows) * from.sample_row;
+        const std::uint8_t* const samples = part.band.block.get() + skipped;
+        const std::uint8_t* const masks = from.masks_in(part.band, part.band_rows);
         for (std::int64_t y = 0; y < part.count; ++y) {
             const auto row = static_cast<std::size_t>(part.row + y);
-            std::memcpy(block.row(part.to + y), part.block.get() + row * from.sample_row + skipped, block.row_bytes());
-            if (from.mask_row == 0)
-                std::memset(block.mask_row(part.to + y), 255, width);
+            std::memcpy(block.row(part.to + y), samples + row * from.sample_row, block.row_bytes());
+            if (masks == nullptr)
+                std::memset(block.mask_row(part.to + y), kCovered, width);
             else
                 std::memcpy(block.mask_row(part.to + y), masks + row * from.mask_row + rect.x, width);
         }
@@ -180,30 +227,59 @@ void PictureStore::read(std::size_t picture, const Rect& rect, PixelBlock& block
 bool PictureStore::hold(std::size_t picture, const Rect& rect, HeldRows& rows)
 {
     rows.clear();
-    if (!all_fit_)
-        return false;
     const Picture& from = pictures_[picture];
+    if (!all_fit_) {
+        const auto pins =
+            pin(static_cast<std::size_t>((rect.bottom() - 1) / from.band_rows - rect.y / from.band_rows + 1));
+        if (pins == nullptr)
+            return false;
+        rows.holders.emplace_back(pins, nullptr);
+    }
     const auto skipped = static_cast<std::size_t>(rect.x * channels_ * sample_bytes_);
+    bool has_mask = false;
     for_each_part(picture, rect, [&](const Part& part) {
-        const std::uint8_t* const masks = part.block.get() + static_cast<std::size_t>(part.band_rows) * from.sample_row;
+        const std::uint8_t* const samples = part.band.block.get() + skipped;
+        const std::uint8_t* const masks = from.masks_in(part.band, part.band_rows);
+        has_mask = has_mask || masks != nullptr;
         for (std::int64_t y = part.row; y < part.row + part.count; ++y) {
             const auto row = static_cast<std::size_t>(y);
-            rows.samples.push_back(part.block.get() + row * from.sample_row + skipped);
+            rows.samples.push_back(samples + row * from.sample_row);
             if (from.mask_row > 0)
-                rows.masks.push_back(masks + row * from.mask_row + rect.x);
+                rows.masks.push_back(masks == nullptr ? covered_row_.data() : masks + row * from.mask_row + rect.x);
         }
-        rows.holders.push_back(part.block);
+        rows.holders.push_back(part.band.block);
     });
+    if (!has_mask)
+        rows.masks.clear();
     return true;
+}
+
+// Null where more would be held than leaves all threads room to work and half of the memory to what was used last.
+std::shared_ptr<void> PictureStore::pin(std::size_t blocks)
+{
+    const std::size_t most = most_blocks();
+    const std::size_t free_to_hold = std::min(most / 2, most - std::min(most, working_blocks_));
+    if (pinned_.fetch_add(blocks) + blocks > free_to_hold) {
+        pinned_ -= blocks;
+        return nullptr;
+    }
+    return {static_cast<void*>(this), [this, blocks](void*) { pinned_ -= blocks; }};
 }
 
 void PictureStore::read_mask(std::size_t picture, const Rect& rect, std::uint8_t* out)
 {
     const Picture& from = pictures_[picture];
-    if (from.mask_row == 0)
-        std::memset(out, 255, static_cast<std::size_t>(rect.pixels()));
-    else
-        copy_plane(picture, rect, from.sample_row, from.mask_row, out);
+    if (from.mask_row == 0) {
+        std::memset(out, kCovered, static_cast<std::size_t>(rect.pixels()));
+        return;
+    }
+    for_each_part(picture, rect, [&](const Part& part) {
+        std::uint8_t* const to = out + part.to * rect.width;
+        if (const std::uint8_t* const masks = from.masks_in(part.band, part.band_rows))
+            copy_rows(part, masks + rect.x, from.mask_row, rect.width, to);
+        else
+            std::memset(to, kCovered, static_cast<std::size_t>(part.count * rect.width));
+    });
 }
 
 bool PictureStore::read_keep(std::size_t picture, const Rect& rect, std::uint8_t* out)
@@ -211,21 +287,12 @@ bool PictureStore::read_keep(std::size_t picture, const Rect& rect, std::uint8_t
     const Picture& from = pictures_[picture];
     if (from.keep_row == 0)
         return false;
-    copy_plane(picture, rect, from.sample_row + from.mask_row, from.keep_row, out);
-    return true;
-}
-
-// offset: what each row of the band has in the planes before
-void PictureStore::copy_plane(std::size_t picture, const Rect& rect, std::size_t offset, std::size_t row_bytes,
-                              std::uint8_t* out)
-{
-    const auto width = static_cast<std::size_t>(rect.width);
     for_each_part(picture, rect, [&](const Part& part) {
-        const std::uint8_t* const plane = part.block.get() + static_cast<std::size_t>(part.band_rows) * offset;
-        for (std::int64_t y = 0; y < part.count; ++y)
-            std::memcpy(out + static_cast<std::size_t>(part.to + y) * width,
-                        plane + static_cast<std::size_t>(part.row + y) * row_bytes + rect.x, width);
+        const std::uint8_t* const keep =
+            part.band.block.get() + static_cast<std::size_t>(part.band_rows) * from.sample_row;
+        copy_rows(part, keep + rect.x, from.keep_row, rect.width, out + part.to * rect.width);
     });
+    return true;
 }
 
 void PictureStore::load(const std::vector<RowRange>& ranges, std::size_t threads)
@@ -242,40 +309,40 @@ void PictureStore::load(const std::vector<RowRange>& ranges, std::size_t threads
     });
 }
 
-PictureStore::Block PictureStore::band(std::size_t picture, std::size_t index)
+PictureStore::Band PictureStore::band(std::size_t picture, std::size_t index)
 {
-    if (Block block = find({picture, index}))
-        return block;
+    if (Band band = find({picture, index}); band.block != nullptr)
+        return band;
     Picture& from = pictures_[picture];
     const std::lock_guard turn(from.turn);
-    if (Block block = find({picture, index})) // another thread was here first
-        return block;
+    if (Band band = find({picture, index}); band.block != nullptr) // another thread was here first
+        return band;
     if (from.is_in_scratch[index])
-        if (Block block = read_scratch(from, index)) {
-            keep({picture, index}, block);
-            return block;
+        if (Band band = read_scratch(from, index); band.block != nullptr) {
+            keep({picture, index}, band);
+            return band;
         }
     return from.random_access ? read_one(picture, index) : read_from_start(picture, index);
 }
 
-PictureStore::Block PictureStore::find(const Key& key)
+PictureStore::Band PictureStore::find(const Key& key)
 {
     const std::lock_guard lock(mutex_);
     Slot& slot = pictures_[key.picture].slots[key.band];
-    if (slot.block != nullptr)
+    if (slot.band.block != nullptr)
         used_.splice(used_.begin(), used_, slot.place);
-    return slot.block;
+    return slot.band;
 }
 
-void PictureStore::keep(const Key& key, const Block& block)
+void PictureStore::keep(const Key& key, const Band& band)
 {
     const std::lock_guard lock(mutex_);
     Slot& slot = pictures_[key.picture].slots[key.band];
-    if (slot.block != nullptr)
+    if (slot.band.block != nullptr)
         return;
     used_.push_front(key);
     slot.place = used_.begin();
-    slot.block = block;
+    slot.band = band;
 }
 
 // Blocks that other threads are copying from do not come back at once. There are so few of them that the memory which
@@ -294,8 +361,8 @@ bool PictureStore::evict_one()
     if (used_.empty())
         return false;
     Slot& slot = pictures_[used_.back().picture].slots[used_.back().band];
-    leaving = std::move(slot.block);
-    slot.block = nullptr;
+    leaving = std::move(slot.band.block);
+    slot.band.block = nullptr;
     used_.pop_back();
     return true;
 }
@@ -311,47 +378,53 @@ void PictureStore::set_budget(std::size_t bytes)
         pool_.shrink(most_blocks());
 }
 
-void PictureStore::read_host(std::size_t picture, std::size_t index, std::uint8_t* block)
+// The mask is read beside the block, which then gets it if there is anything in it to tell.
+PictureStore::Band PictureStore::read_host(std::size_t picture, std::size_t index)
 {
     Picture& from = pictures_[picture];
     const auto rows = static_cast<std::size_t>(from.rows_of(index));
+    Band band{new_block(), true};
+    const Block mask = from.mask_row == 0 ? nullptr : new_block();
     RowBuffers buffers;
-    buffers.samples = block;
+    buffers.samples = band.block.get();
     buffers.samples_stride = from.sample_row;
-    buffers.mask = from.mask_row == 0 ? nullptr : block + rows * from.sample_row;
-    buffers.mask_stride = from.mask_row;
-    buffers.keep = from.keep_row == 0 ? nullptr : block + rows * (from.sample_row + from.mask_row);
+    buffers.keep = from.keep_row == 0 ? nullptr : band.block.get() + rows * from.sample_row;
     buffers.keep_stride = from.keep_row;
+    buffers.mask = mask.get();
+    buffers.mask_stride = from.mask_row;
     source_.read_rows(picture, static_cast<std::int64_t>(index) * from.band_rows, static_cast<std::int64_t>(rows),
                       buffers);
     from.rows_read += rows;
+    if (mask != nullptr && !is_covered_everywhere(mask.get(), rows * from.mask_row)) {
+        band.is_covered = false;
+        std::memcpy(band.block.get() + from.bytes_of(index, true), mask.get(), rows * from.mask_row);
+    }
+    return band;
 }
 
-PictureStore::Block PictureStore::read_one(std::size_t picture, std::size_t index)
+PictureStore::Band PictureStore::read_one(std::size_t picture, std::size_t index)
 {
-    Block block = new_block();
-    read_host(picture, index, block.get());
-    keep({picture, index}, block);
+    Band band = read_host(picture, index);
+    keep({picture, index}, band);
     close_others(picture);
-    return block;
+    return band;
 }
 
 // To the end of the picture where what comes behind the band will be found again, else to the band.
-PictureStore::Block PictureStore::read_from_start(std::size_t picture, std::size_t index)
+PictureStore::Band PictureStore::read_from_start(std::size_t picture, std::size_t index)
 {
     Picture& from = pictures_[picture];
     if (from.next_band > index)
         from.next_band = 0;
-    Block wanted;
+    Band wanted;
     try {
         while (from.next_band <= index || ((has_scratch_ || all_fit_) && from.next_band < from.bands())) {
             const std::size_t now = from.next_band;
-            Block block = new_block();
-            read_host(picture, now, block.get());
-            write_scratch(from, now, block);
-            keep({picture, now}, block);
+            const Band band = read_host(picture, now);
+            write_scratch(from, now, band);
+            keep({picture, now}, band);
             if (now == index)
-                wanted = block;
+                wanted = band;
             ++from.next_band;
         }
     } catch (...) {
@@ -365,28 +438,29 @@ PictureStore::Block PictureStore::read_from_start(std::size_t picture, std::size
     return wanted;
 }
 
-PictureStore::Block PictureStore::read_scratch(Picture& from, std::size_t index)
+PictureStore::Band PictureStore::read_scratch(Picture& from, std::size_t index)
 {
-    Block block = new_block();
+    Band band{new_block(), from.is_covered[index]};
     const std::uint64_t row = static_cast<std::uint64_t>(index) * static_cast<std::uint64_t>(from.band_rows);
-    const std::size_t size = static_cast<std::size_t>(from.rows_of(index)) * from.row_bytes();
-    if (scratch_.read(from.scratch_offset + row * from.row_bytes(), block.get(), size))
-        return block;
+    if (scratch_.read(from.scratch_offset + row * from.row_bytes(), band.block.get(),
+                      from.bytes_of(index, band.is_covered)))
+        return band;
     from.is_in_scratch[index] = false;
-    return nullptr;
+    return {};
 }
 
-void PictureStore::write_scratch(Picture& to, std::size_t index, const Block& block)
+void PictureStore::write_scratch(Picture& to, std::size_t index, const Band& band)
 {
     if (!has_scratch_ || to.is_in_scratch[index])
         return;
     const std::uint64_t row = static_cast<std::uint64_t>(index) * static_cast<std::uint64_t>(to.band_rows);
-    const std::size_t size = static_cast<std::size_t>(to.rows_of(index)) * to.row_bytes();
-    if (!scratch_.write(to.scratch_offset + row * to.row_bytes(), block.get(), size)) {
+    const std::size_t size = to.bytes_of(index, band.is_covered);
+    if (!scratch_.write(to.scratch_offset + row * to.row_bytes(), band.block.get(), size)) {
         has_scratch_ = false; // what is in it can still be read
         return;
     }
     to.is_in_scratch[index] = true;
+    to.is_covered[index] = band.is_covered;
     scratch_bytes_ += size;
 }
 

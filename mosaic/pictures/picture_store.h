@@ -30,6 +30,7 @@ struct StoreBudget {
     std::size_t bytes = 0;       // that pictures may take at first
     std::size_t least_bytes = 0; // the least that set_budget is going to leave them
     bool may_use_scratch = true; // the temporary file
+    std::size_t threads = 1;     // that read at a time
 };
 
 // Rows first to end - 1 of a picture.
@@ -75,12 +76,19 @@ public:
 private:
     using Block = std::shared_ptr<std::uint8_t>;
 
+    // Rows of a picture. Samples come first in the block, then what is to be kept, then the mask: nothing of it, not
+    // even memory of the system's, where the rows are covered everywhere.
+    struct Band {
+        Block block; // null where the band is not in memory
+        bool is_covered = false;
+    };
+
     struct Key {
         std::size_t picture;
         std::size_t band;
     };
     struct Slot {
-        Block block; // null where the band is not in memory
+        Band band;
         std::list<Key>::iterator place;
     };
     struct Picture {
@@ -95,19 +103,22 @@ private:
 
         std::mutex turn; // of those who read from the host or the file; guards:
         std::vector<bool> is_in_scratch;
-        std::size_t next_band = 0; // of a picture without random access: what the host would give next
+        std::vector<bool> is_covered; // what is in the temporary file
+        std::size_t next_band = 0;    // of a picture without random access: what the host would give next
 
         std::vector<Slot> slots; // guarded by the store's mutex
         std::atomic<std::uint64_t> rows_read{0};
 
         std::size_t row_bytes() const { return sample_row + mask_row + keep_row; }
+        std::size_t bytes_of(std::size_t band, bool without_mask) const;
+        const std::uint8_t* masks_in(const Band& band, std::int64_t band_rows) const; // null where all is covered
         std::size_t bands() const { return slots.size(); }
         std::int64_t rows_of(std::size_t band) const;
     };
 
     // The part of a rectangle that lies in one band.
     struct Part {
-        Block block;
+        Band band;
         std::int64_t band_rows = 0; // of the band
         std::int64_t row = 0;       // first one, in the band
         std::int64_t count = 0;
@@ -115,34 +126,38 @@ private:
     };
 
     void set_up(std::size_t picture, const Layout& layout, const PictureTraits& traits);
+    static void copy_rows(const Part& part, const std::uint8_t* plane, std::size_t stride, std::int64_t width,
+                          std::uint8_t* out);
     template <class Take>
     void for_each_part(std::size_t picture, const Rect& rect, const Take& take);
-    void copy_plane(std::size_t picture, const Rect& rect, std::size_t offset, std::size_t row_bytes,
-                    std::uint8_t* out);
-    Block band(std::size_t picture, std::size_t index);
-    Block find(const Key& key);
-    void keep(const Key& key, const Block& block);
+    Band band(std::size_t picture, std::size_t index);
+    Band find(const Key& key);
+    void keep(const Key& key, const Band& band);
     Block new_block();
     bool evict_one();
-    Block read_one(std::size_t picture, std::size_t index);
-    Block read_from_start(std::size_t picture, std::size_t index);
-    Block read_scratch(Picture& from, std::size_t index);
-    void write_scratch(Picture& to, std::size_t index, const Block& block);
-    void read_host(std::size_t picture, std::size_t index, std::uint8_t* block);
+    Band read_one(std::size_t picture, std::size_t index);
+    Band read_from_start(std::size_t picture, std::size_t index);
+    Band read_scratch(Picture& from, std::size_t index);
+    void write_scratch(Picture& to, std::size_t index, const Band& band);
+    Band read_host(std::size_t picture, std::size_t index);
     void close_others(std::size_t picture);
     std::size_t most_blocks() const { return budget_ / pool_.block_bytes(); }
+    std::shared_ptr<void> pin(std::size_t blocks);
 
     RowSource& source_;
+    const std::size_t working_blocks_; // that threads read into and copy from
     const int channels_;
     const int sample_bytes_;
     BlockPool pool_;
+    std::vector<std::uint8_t> covered_row_; // as long as the longest mask's
     std::deque<Picture> pictures_;
     bool all_fit_ = false; // into the least memory that the store will have
 
     mutable std::mutex mutex_; // of what follows, and of the pictures' slots
     std::list<Key> used_;      // the one used last in front
     std::atomic<std::size_t> budget_{0};
-    std::deque<std::size_t> open_; // pictures that the host has been asked for in part
+    std::atomic<std::size_t> pinned_{0}; // blocks whose rows are held
+    std::deque<std::size_t> open_;       // pictures that the host has been asked for in part
 
     ScratchFile scratch_;
     std::atomic<bool> has_scratch_{false};

@@ -18,6 +18,9 @@ public:
     // As PictureReader::read.
     void read(PictureReader& reader, std::size_t picture, const Rect& new_rect, int channels, int sample_bytes);
 
+    // Lets go of what is shown, so that others can have the memory.
+    void close() { held_.clear(); }
+
     const Rect& rect() const { return rect_; }
     int channels() const { return channels_; }
     int sample_bytes() const { return sample_bytes_; }

@@ -79,7 +79,7 @@ private:
 // Rows of a rectangle that stay where they are while this holds them, each from the rectangle's first column on.
 struct HeldRows {
     std::vector<const std::uint8_t*> samples;
-    std::vector<const std::uint8_t*> masks; // empty where the picture has none
+    std::vector<const std::uint8_t*> masks; // empty where the picture has none, or covers the whole rectangle
     std::vector<std::shared_ptr<const std::uint8_t>> holders;
 
     void clear()
@@ -101,7 +101,7 @@ public:
     // where the host cannot give the rows, or std::bad_alloc.
     virtual void read(std::size_t picture, const Rect& rect, PixelBlock& block) = 0;
 
-    // The same without copying, where all pictures are in memory anyway. False, and no rows, where they are not.
+    // The same without copying. False, and no rows, where memory does not allow it: what is held cannot make room.
     virtual bool hold(std::size_t picture, const Rect& rect, HeldRows& rows)
     {
         static_cast<void>(picture);

@@ -125,6 +125,8 @@ public:
             if (has_mask)
                 cover_row(piece.picture, row, {rows.first - first, rows.end - first}, *scratch);
         }
+        for (PictureView& view : views)
+            view.close();
     }
 
 private:

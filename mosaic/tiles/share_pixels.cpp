@@ -72,7 +72,7 @@ void SharePixels::finished(std::int64_t y, Interval columns, float scale, void* 
 
 const std::uint8_t* SharePixels::mask(std::int64_t y, std::int64_t x) const
 {
-    if (!layout_.pictures[picture_].has_mask)
+    if (!layout_.pictures[picture_].has_mask || (is_held_ && held_.masks.empty()))
         return nullptr;
     return (is_held_ ? held_.masks[to_size(y - part_.y)] : block_.mask_row(y - part_.y)) + (x - part_.x);
 }

@@ -14,19 +14,20 @@ namespace panoval::mosaic::test
 namespace
 {
 
-PixelBlock row_of(const std::vector<std::uint8_t>& samples)
+using Samples = std::vector<std::uint8_t>;
+
+void narrow(const Samples& first, const Samples& second, const Samples& second_mask, RatioRanges& ranges)
 {
-    PixelBlock block;
-    block.reset({0, 0, static_cast<std::int64_t>(samples.size()), 1}, 1, 1);
-    std::copy(samples.begin(), samples.end(), block.row(0));
-    std::fill_n(block.mask_row(0), samples.size(), std::uint8_t{255});
-    return block;
+    const Samples whole(first.size(), 255);
+    narrow_by_row(
+        {first.data(), second.data(), whole.data(), second_mask.data(), static_cast<std::int64_t>(first.size()), 1},
+        ranges);
 }
 
 TEST(RatioRange, HasTheRatiosThatExplainAllSamples)
 {
     RatioRanges ranges;
-    narrow_by_row(row_of({0, 100, 20, 255}), row_of({0, 50, 10, 10}), 0, ranges);
+    narrow({0, 100, 20, 255}, {0, 50, 10, 10}, Samples(4, 255), ranges);
     EXPECT_DOUBLE_EQ(ranges[0].low, 99.5 / 50.5);
     EXPECT_DOUBLE_EQ(ranges[0].high, 100.5 / 49.5);
     EXPECT_TRUE(ranges[0].is_known());
@@ -36,17 +37,15 @@ TEST(RatioRange, HasTheRatiosThatExplainAllSamples)
 TEST(RatioRange, IsEmptyWhereNoRatioExplainsAll)
 {
     RatioRanges ranges;
-    narrow_by_row(row_of({100, 100}), row_of({50, 60}), 0, ranges);
+    narrow({100, 100}, {50, 60}, {255, 255}, ranges);
     EXPECT_TRUE(ranges[0].is_empty());
     EXPECT_FALSE(nearest_inside(ranges[0], 0));
 }
 
 TEST(RatioRange, MindsNoSampleThatOnePictureDoesNotCover)
 {
-    PixelBlock second = row_of({50, 60});
-    second.mask_row(0)[1] = 0;
     RatioRanges ranges;
-    narrow_by_row(row_of({100, 100}), second, 0, ranges);
+    narrow({100, 100}, {50, 60}, {255, 0}, ranges);
     EXPECT_TRUE(ranges[0].is_known());
 }
 

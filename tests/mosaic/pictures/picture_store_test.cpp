@@ -43,6 +43,8 @@ public:
     std::atomic<int> broken_promises{0};
     std::atomic<int> releases{0};
     std::atomic<std::int64_t> failing_picture{-1};
+    std::int64_t covered_from = 0; // rows from here to covered_end - 1 have masks of 255 alone
+    std::int64_t covered_end = 0;
 
     // Every second picture has a mask, every third one a keep mask.
     MadeRows(bool random_access, int pictures)
@@ -63,6 +65,12 @@ public:
     static std::uint8_t byte(std::size_t picture, std::int64_t x, std::int64_t y, int kind)
     {
         return static_cast<std::uint8_t>(static_cast<std::int64_t>(picture) * 101 + x * 7 + y * 31 + kind * 57);
+    }
+
+    std::uint8_t mask_byte(std::size_t picture, std::int64_t x, std::int64_t y) const
+    {
+        const bool is_covered = y >= covered_from && y < covered_end;
+        return !layout.pictures[picture].has_mask || is_covered ? std::uint8_t{255} : byte(picture, x, y, 1);
     }
 
     void read_rows(std::size_t picture, std::int64_t first_row, std::int64_t row_count,
@@ -110,7 +118,7 @@ private:
             to.samples[at * to.samples_stride + static_cast<std::size_t>(x)] = byte(picture, x, row, 0);
         for (std::int64_t x = 0; x < width; ++x) {
             if (to.mask != nullptr)
-                to.mask[at * to.mask_stride + static_cast<std::size_t>(x)] = byte(picture, x, row, 1);
+                to.mask[at * to.mask_stride + static_cast<std::size_t>(x)] = mask_byte(picture, x, row);
             if (to.keep != nullptr)
                 to.keep[at * to.keep_stride + static_cast<std::size_t>(x)] = byte(picture, x, row, 2);
         }
@@ -129,9 +137,7 @@ void expect_right(PictureStore& store, const MadeRows& rows, std::size_t picture
         for (std::int64_t x = 0; x < rect.width * 6; ++x)
             wrong += block.row(y)[x] != MadeRows::byte(picture, rect.x * 6 + x, rect.y + y, 0);
         for (std::int64_t x = 0; x < rect.width; ++x)
-            wrong +=
-                block.mask_row(y)[x] !=
-                (rows.layout.pictures[picture].has_mask ? MadeRows::byte(picture, rect.x + x, rect.y + y, 1) : 255);
+            wrong += block.mask_row(y)[x] != rows.mask_byte(picture, rect.x + x, rect.y + y);
     }
     EXPECT_EQ(wrong, 0) << "picture " << picture << ", row " << rect.y;
     std::vector<std::uint8_t> mask(static_cast<std::size_t>(rect.pixels()));
@@ -179,6 +185,43 @@ TEST(PictureStore, ReadsEachPictureOnceWithTheScratchFile)
     EXPECT_EQ(store.counts().pictures, 8.0);
     EXPECT_EQ(store.counts().scratch_bytes, PictureStore::bytes_of_all(rows.layout, rows.traits));
     EXPECT_EQ(rows.releases, 8) << "files may be closed as soon as they are read";
+}
+
+TEST(PictureStore, WritesNoMasksOfRowsThatAreCoveredEverywhere)
+{
+    for (const std::int64_t end : {130, 302}) { // of 301 to 303 rows
+        MadeRows rows(false, 4);
+        rows.covered_from = 20;
+        rows.covered_end = end;
+        MemoryMeter meter;
+        PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 17, 1 << 17, true});
+        read_at_random(store, rows, 300, 11);
+        EXPECT_EQ(store.counts().pictures, 4.0);
+        const std::uint64_t all = PictureStore::bytes_of_all(rows.layout, rows.traits);
+        const std::uint64_t masks = 101 * 301 + 103 * 303;
+        EXPECT_LT(store.counts().scratch_bytes, all - masks / 301 * 50);
+        EXPECT_GT(store.counts().scratch_bytes, all - masks);
+    }
+}
+
+TEST(PictureStore, HoldsNoMasksOfRowsThatAreCoveredEverywhere)
+{
+    MadeRows rows(true, 2);
+    rows.covered_from = 100;
+    rows.covered_end = 301;
+    MemoryMeter meter;
+    PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 22, 1 << 22, true});
+    HeldRows held;
+    ASSERT_TRUE(store.hold(1, {7, 200, 90, 101}, held));
+    EXPECT_EQ(held.samples.size(), 101u);
+    EXPECT_TRUE(held.masks.empty());
+    ASSERT_TRUE(store.hold(1, {7, 0, 90, 301}, held)); // bands that are covered and others
+    ASSERT_EQ(held.masks.size(), 301u);
+    int wrong = 0;
+    for (std::int64_t y = 0; y < 301; ++y)
+        for (std::int64_t x = 0; x < 90; ++x)
+            wrong += held.masks[static_cast<std::size_t>(y)][x] != rows.mask_byte(1, 7 + x, y);
+    EXPECT_EQ(wrong, 0);
 }
 
 TEST(PictureStore, WritesNoScratchFileWhereAllFits)
@@ -411,15 +454,48 @@ TEST(PictureStore, LoadsNothingThatItCouldNotKeep)
     EXPECT_EQ(store.counts().rows, 0u);
 }
 
-TEST(PictureStore, HoldsNoRowsWhereNotAllFits)
+TEST(PictureStore, HoldsNoRowsWhereMemoryIsNeededForWork)
 {
     MadeRows rows(true, 5);
     MemoryMeter meter;
-    PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 16, 1 << 16, true});
+    const std::size_t least = PictureStore::least_bytes(rows.layout, rows.traits, 1);
+    PictureStore store(rows.layout, rows.traits, rows, meter, {least, least, true});
     HeldRows held;
     held.samples.push_back(nullptr);
     EXPECT_FALSE(store.hold(0, {0, 0, 10, 10}, held));
     EXPECT_TRUE(held.samples.empty());
+}
+
+TEST(PictureStore, HoldsRowsInHalfOfItsMemoryWhereNotAllFits)
+{
+    MadeRows rows(true, 5);
+    MemoryMeter meter;
+    constexpr std::size_t kBudget = 12 << 14; // twelve blocks
+    PictureStore store(rows.layout, rows.traits, rows, meter, {kBudget, kBudget, true});
+    std::vector<HeldRows> held(8);
+    std::size_t blocks = 0;
+    for (std::size_t i = 0; i < held.size(); ++i) {
+        const auto y = static_cast<std::int64_t>(i) * 30;
+        if (store.hold(i % 5, {5, y, 70, 3}, held[i]))
+            blocks += held[i].holders.size() - 1; // one more holds their number
+        else
+            EXPECT_TRUE(held[i].samples.empty());
+    }
+    EXPECT_GE(blocks, 5u);
+    EXPECT_LE(blocks, 6u);
+    read_at_random(store, rows, 200, 12); // what is held stays, however much else is read
+    EXPECT_LE(meter.most(), kBudget);
+    int wrong = 0;
+    for (std::size_t i = 0; i < held.size(); ++i)
+        for (std::size_t y = 0; y < held[i].samples.size(); ++y)
+            for (std::int64_t x = 0; x < 70 * 6; ++x)
+                wrong +=
+                    held[i].samples[y][x] != MadeRows::byte(i % 5, 5 * 6 + x, static_cast<std::int64_t>(i * 30 + y), 0);
+    EXPECT_EQ(wrong, 0);
+    EXPECT_FALSE(store.hold(0, {0, 0, 100, 280}, held[7]));
+    held.clear();
+    HeldRows again;
+    EXPECT_TRUE(store.hold(4, {0, 40, 70, 40}, again)) << "rows that are let go make room";
 }
 
 TEST(PictureStore, GivesMemoryBackWhenTheBudgetShrinks)
