@@ -3,6 +3,7 @@
 
 #include "mosaic/base/errors.h"
 #include "mosaic/base/parallel.h"
+#include "mosaic/pictures/store_blocks.h"
 #include "mosaic/plan_json.h"
 
 #include <algorithm>
@@ -246,7 +247,7 @@ std::uint64_t Engine::blending_store() const
     for (const Delivery delivery : {Delivery::Rows, Delivery::Tiles})
         if (const auto shares = share_memory(needs(), plan_->grid, delivery, memory(), threads()))
             return shares->store_bytes;
-    return PictureStore::least_bytes(plan_->layout, plan_->traits, threads());
+    return least_store_bytes(plan_->layout, plan_->traits, threads());
 }
 
 PanovalMosaicEstimate Engine::estimate()
@@ -258,7 +259,7 @@ PanovalMosaicEstimate Engine::estimate()
     if (!shares)
         shares = share_memory(asked, plan_->grid, Delivery::Tiles, memory(), threads());
     const MemoryShares all = shares.value_or(MemoryShares{});
-    const std::uint64_t picture_bytes = PictureStore::bytes_of_all(layout, plan_->traits);
+    const std::uint64_t picture_bytes = bytes_of_all_pictures(layout, plan_->traits);
     const bool has_sequential =
         std::any_of(plan_->traits.begin(), plan_->traits.end(), [](const auto& t) { return !t.random_access; });
     const bool fits = picture_bytes <= all.store_bytes;

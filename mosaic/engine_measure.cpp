@@ -4,6 +4,7 @@
 #include "mosaic/base/parallel.h"
 #include "mosaic/engine.h"
 #include "mosaic/gains/gain_measure.h"
+#include "mosaic/pictures/store_blocks.h"
 #include "mosaic/seams/seam_find.h"
 
 #include <algorithm>
@@ -58,7 +59,7 @@ std::uint64_t Engine::least_seam_budget() const
 {
     if (!plan_->settings.has_seams() || plan_->seams)
         return 0;
-    return seam_memory() + needs().seam_bytes + PictureStore::least_bytes(plan_->layout, plan_->traits, 1);
+    return seam_memory() + needs().seam_bytes + least_store_bytes(plan_->layout, plan_->traits, 1);
 }
 
 void Engine::measure(int parts)
@@ -177,7 +178,7 @@ std::unique_ptr<Engine::SeamWork> Engine::begin_seams()
     const std::optional<std::uint64_t> left = searching_store();
     if (work().store.keeps_all() || !left || !may_reduce_early(overlaps_, search_options()))
         return nullptr;
-    const std::uint64_t all = PictureStore::bytes_of_all(plan_->layout, plan_->traits);
+    const std::uint64_t all = bytes_of_all_pictures(plan_->layout, plan_->traits);
     if (*left < all / plan_->layout.pictures.size() * kPicturesKept)
         return nullptr;
     std::unique_ptr<SeamWork> seams = prepare_seams();

@@ -2,6 +2,7 @@
 #include "mosaic/pictures/picture_store.h"
 
 #include "mosaic/base/parallel.h"
+#include "mosaic/pictures/store_blocks.h"
 
 #include <algorithm>
 #include <cstring>
@@ -12,82 +13,10 @@ namespace panoval::mosaic
 namespace
 {
 
-// Large enough that the host is not asked too often, small enough that a tile does not drag much along.
-constexpr std::size_t kLargestBlock = std::size_t{1} << 20;
-constexpr std::size_t kSmallestBlock = std::size_t{1} << 14;
-constexpr std::size_t kBlocksInBudget = 64;
-
-// Blocks are whole ones: they lie one behind the other, and samples of 16 bit in them at even addresses.
-constexpr std::size_t kLine = 64;
-
-// Each thread holds a block while it copies from it and fills another one meanwhile.
-constexpr std::size_t kBlocksPerThread = 2;
-
 constexpr std::uint8_t kCovered = 255;
 
 // Files that a host may have to keep open at once.
 constexpr std::size_t kMostOpen = 64;
-
-struct RowSizes {
-    std::size_t samples;
-    std::size_t mask;
-    std::size_t keep;
-    std::size_t all() const { return samples + mask + keep; }
-};
-
-RowSizes row_sizes(const Layout& layout, std::size_t picture, const PictureTraits& traits)
-{
-    const PlacedPicture& placed = layout.pictures[picture];
-    const auto width = static_cast<std::size_t>(placed.rect.width);
-    return {width * static_cast<std::size_t>(layout.pixel_bytes()), placed.has_mask ? width : 0,
-            traits.has_keep ? width : 0};
-}
-
-std::size_t whole_lines(std::size_t bytes)
-{
-    return (bytes + kLine - 1) / kLine * kLine;
-}
-
-// In whole lines.
-std::size_t longest_row(const Layout& layout, const std::vector<PictureTraits>& traits)
-{
-    std::size_t longest = 1;
-    for (std::size_t i = 0; i < layout.pictures.size(); ++i)
-        longest = std::max(longest, row_sizes(layout, i, traits[i]).all());
-    return whole_lines(longest);
-}
-
-std::size_t largest_picture(const Layout& layout, const std::vector<PictureTraits>& traits)
-{
-    std::size_t largest = 1;
-    for (std::size_t i = 0; i < layout.pictures.size(); ++i)
-        largest = std::max(largest, row_sizes(layout, i, traits[i]).all() *
-                                        static_cast<std::size_t>(layout.pictures[i].rect.height));
-    return largest;
-}
-
-// A block holds rows of one picture, so that one larger than all of them would never be full.
-std::size_t choose_block(const Layout& layout, const std::vector<PictureTraits>& traits, std::size_t budget)
-{
-    const std::size_t part = budget / kBlocksInBudget / kLine * kLine;
-    const std::size_t of_budget = std::clamp(part, kSmallestBlock, kLargestBlock);
-    const std::size_t largest = whole_lines(largest_picture(layout, traits));
-    const std::size_t wanted = std::min(of_budget, std::max(largest, kSmallestBlock));
-    return std::max(wanted, longest_row(layout, traits));
-}
-
-std::int64_t rows_of_bands(const RowSizes& sizes, std::int64_t height, std::size_t block)
-{
-    return std::min<std::int64_t>(height, static_cast<std::int64_t>(block / sizes.all()));
-}
-
-// Blocks that so many threads work with: two each, and one more where masks are read.
-std::size_t count_working_blocks(const Layout& layout, std::size_t threads)
-{
-    const bool has_mask = std::any_of(layout.pictures.begin(), layout.pictures.end(),
-                                      [](const PlacedPicture& picture) { return picture.has_mask; });
-    return (kBlocksPerThread + (has_mask ? 1 : 0)) * threads;
-}
 
 bool is_covered_everywhere(const std::uint8_t* mask, std::size_t bytes)
 {
@@ -113,21 +42,6 @@ const std::uint8_t* PictureStore::Picture::masks_in(const Band& band, std::int64
     return band.block.get() + static_cast<std::size_t>(rows) * (sample_row + keep_row);
 }
 
-std::size_t PictureStore::least_bytes(const Layout& layout, const std::vector<PictureTraits>& traits,
-                                      std::size_t threads)
-{
-    return count_working_blocks(layout, threads) * std::max(kSmallestBlock, longest_row(layout, traits));
-}
-
-std::uint64_t PictureStore::bytes_of_all(const Layout& layout, const std::vector<PictureTraits>& traits)
-{
-    std::uint64_t bytes = 0;
-    for (std::size_t i = 0; i < layout.pictures.size(); ++i)
-        bytes += static_cast<std::uint64_t>(row_sizes(layout, i, traits[i]).all()) *
-                 static_cast<std::uint64_t>(layout.pictures[i].rect.height);
-    return bytes;
-}
-
 PictureStore::PictureStore(const Layout& layout, const std::vector<PictureTraits>& traits, RowSource& source,
                            MemoryMeter& meter, const StoreBudget& budget)
     : source_(source), working_blocks_(count_working_blocks(layout, budget.threads)), channels_(layout.channels),
@@ -144,8 +58,7 @@ PictureStore::PictureStore(const Layout& layout, const std::vector<PictureTraits
         bands += picture.bands();
         is_all_random = is_all_random && picture.random_access;
     }
-    // One for each thread to read a mask into.
-    const std::size_t for_masks = working_blocks_ - kBlocksPerThread * budget.threads;
+    const std::size_t for_masks = count_mask_blocks(layout, budget.threads);
     all_fit_ = bands + for_masks <= budget.least_bytes / pool_.block_bytes();
     if (all_fit_)
         pool_.expect(bands + for_masks);
@@ -168,7 +81,7 @@ void PictureStore::set_up(std::size_t picture, const Layout& layout, const Pictu
     made.sample_row = sizes.samples;
     made.mask_row = sizes.mask;
     made.keep_row = sizes.keep;
-    made.band_rows = rows_of_bands(sizes, made.height, pool_.block_bytes());
+    made.band_rows = std::min<std::int64_t>(made.height, static_cast<std::int64_t>(pool_.block_bytes() / sizes.all()));
     made.random_access = traits.random_access;
     made.scratch_offset = offset;
     const auto bands = static_cast<std::size_t>((made.height + made.band_rows - 1) / made.band_rows);

@@ -68,11 +68,6 @@ public:
     void set_budget(std::size_t bytes);
     StoreCounts counts() const;
 
-    // The least that a store for so many threads can do with.
-    static std::size_t least_bytes(const Layout& layout, const std::vector<PictureTraits>& traits, std::size_t threads);
-    // Of all pictures with their masks.
-    static std::uint64_t bytes_of_all(const Layout& layout, const std::vector<PictureTraits>& traits);
-
 private:
     using Block = std::shared_ptr<std::uint8_t>;
 

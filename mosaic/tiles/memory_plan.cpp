@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/tiles/memory_plan.h"
 
-#include "mosaic/pictures/picture_store.h"
+#include "mosaic/pictures/store_blocks.h"
 #include "mosaic/seams/seam_map.h"
 
 #include <algorithm>
@@ -162,7 +162,7 @@ std::size_t output_slots(const TileGrid& grid, Delivery delivery, std::size_t th
 std::uint64_t least_memory(const MemoryNeeds& needs, const TileGrid& grid, Delivery delivery)
 {
     return shares_without_store(needs, grid, delivery, 1).all() +
-           PictureStore::least_bytes(needs.layout, needs.traits, 1);
+           least_store_bytes(needs.layout, needs.traits, 1);
 }
 
 std::optional<MemoryShares> share_memory(const MemoryNeeds& needs, const TileGrid& grid, Delivery delivery,
@@ -171,7 +171,7 @@ std::optional<MemoryShares> share_memory(const MemoryNeeds& needs, const TileGri
     threads = std::min(threads, static_cast<std::size_t>(grid.count()));
     for (std::size_t t = std::max<std::size_t>(threads, 1); t > 0; --t)
         if (const auto shares =
-                shares_for(needs, grid, delivery, budget, t, PictureStore::least_bytes(needs.layout, needs.traits, t)))
+                shares_for(needs, grid, delivery, budget, t, least_store_bytes(needs.layout, needs.traits, t)))
             return shares;
     return std::nullopt;
 }
@@ -181,9 +181,9 @@ std::optional<TileGrid> choose_grid(const MemoryNeeds& needs, Delivery delivery,
 {
     const std::vector<TileGrid> grids = grids_to_try(needs.layout, tile_size);
     const std::uint64_t wanted_store =
-        std::min(PictureStore::bytes_of_all(needs.layout, needs.traits), budget / kStorePart);
+        std::min(bytes_of_all_pictures(needs.layout, needs.traits), budget / kStorePart);
     for (std::size_t t = std::max<std::size_t>(threads, 1); t > 0; --t) {
-        const std::uint64_t least_store = PictureStore::least_bytes(needs.layout, needs.traits, t);
+        const std::uint64_t least_store = least_store_bytes(needs.layout, needs.traits, t);
         for (const std::uint64_t store : {std::max(wanted_store, least_store), least_store})
             if (const auto grid = best_grid(needs, grids, delivery, budget, t, store))
                 return grid;

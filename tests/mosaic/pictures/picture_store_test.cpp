@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/pictures/picture_store.h"
+#include "mosaic/pictures/store_blocks.h"
 
 #include "mosaic/base/errors.h"
 #include "mosaic/base/parallel.h"
@@ -172,7 +173,7 @@ TEST(PictureStore, GivesThePixelsWhateverTheBudget)
             PictureStore store(rows.layout, rows.traits, rows, meter, {budget, budget, true});
             read_at_random(store, rows, 150, budget);
             EXPECT_EQ(rows.broken_promises, 0);
-            EXPECT_LE(meter.most(), std::max(budget, PictureStore::least_bytes(rows.layout, rows.traits, 1)));
+            EXPECT_LE(meter.most(), std::max(budget, least_store_bytes(rows.layout, rows.traits, 1)));
         }
 }
 
@@ -183,7 +184,7 @@ TEST(PictureStore, ReadsEachPictureOnceWithTheScratchFile)
     PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 16, 1 << 16, true});
     read_at_random(store, rows, 300, 3);
     EXPECT_EQ(store.counts().pictures, 8.0);
-    EXPECT_EQ(store.counts().scratch_bytes, PictureStore::bytes_of_all(rows.layout, rows.traits));
+    EXPECT_EQ(store.counts().scratch_bytes, bytes_of_all_pictures(rows.layout, rows.traits));
     EXPECT_EQ(rows.releases, 8) << "files may be closed as soon as they are read";
 }
 
@@ -197,7 +198,7 @@ TEST(PictureStore, WritesNoMasksOfRowsThatAreCoveredEverywhere)
         PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 17, 1 << 17, true});
         read_at_random(store, rows, 300, 11);
         EXPECT_EQ(store.counts().pictures, 4.0);
-        const std::uint64_t all = PictureStore::bytes_of_all(rows.layout, rows.traits);
+        const std::uint64_t all = bytes_of_all_pictures(rows.layout, rows.traits);
         const std::uint64_t masks = 101 * 301 + 103 * 303;
         EXPECT_LT(store.counts().scratch_bytes, all - masks / 301 * 50);
         EXPECT_GT(store.counts().scratch_bytes, all - masks);
@@ -354,7 +355,7 @@ TEST(PictureStore, ServesThreadsAtOnce)
         PictureStore store(rows.layout, rows.traits, rows, meter, {1 << 17, 1 << 17, may_use_scratch});
         run_in_parallel(4, 4, [&](std::size_t thread) { read_at_random(store, rows, 60, thread); });
         EXPECT_EQ(rows.broken_promises, 0);
-        EXPECT_LE(meter.most(), (std::size_t{1} << 17) + PictureStore::least_bytes(rows.layout, rows.traits, 4));
+        EXPECT_LE(meter.most(), (std::size_t{1} << 17) + least_store_bytes(rows.layout, rows.traits, 4));
     }
 }
 
@@ -458,7 +459,7 @@ TEST(PictureStore, HoldsNoRowsWhereMemoryIsNeededForWork)
 {
     MadeRows rows(true, 5);
     MemoryMeter meter;
-    const std::size_t least = PictureStore::least_bytes(rows.layout, rows.traits, 1);
+    const std::size_t least = least_store_bytes(rows.layout, rows.traits, 1);
     PictureStore store(rows.layout, rows.traits, rows, meter, {least, least, true});
     HeldRows held;
     held.samples.push_back(nullptr);

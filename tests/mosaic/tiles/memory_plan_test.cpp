@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/tiles/memory_plan.h"
 
-#include "mosaic/pictures/picture_store.h"
+#include "mosaic/pictures/store_blocks.h"
 #include "panoval_mosaic.h"
 
 #include <gtest/gtest.h>
@@ -66,7 +66,7 @@ TEST(ChooseGrid, StaysWithinTheBudgetWhateverTheCanvas)
             const auto shares = share_memory(made.needs(), grid, delivery, budget, 4);
             ASSERT_TRUE(shares);
             EXPECT_LE(shares->all(), budget);
-            EXPECT_GE(shares->store_bytes, PictureStore::least_bytes(made.layout, made.traits, shares->threads));
+            EXPECT_GE(shares->store_bytes, least_store_bytes(made.layout, made.traits, shares->threads));
         }
 }
 
