@@ -5,8 +5,10 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 namespace
@@ -52,8 +54,7 @@ public:
     }
     bool record()
     {
-        EXPECT_TRUE(
-            patch.copy({samples.data(), kSide, kSide, 4 * kSide, PANOVAL_MEASURE_F32, 0}, {0, 0, kSide, kSide}));
+        EXPECT_TRUE(patch.copy({samples.data(), kSide, rows, 4 * kSide, PANOVAL_MEASURE_F32, 0}, {0, 0, kSide, kSide}));
         patch.classify(m.model.outline, m.reach);
         input.patch = &patch;
         return make_record(m, outlines, target, bulges);
@@ -62,6 +63,7 @@ public:
     Measurement m;
     AdjustmentInput input;
     std::vector<float> samples;
+    std::int32_t rows = kSide; // that the picture has of them
     PanovalMeasureTarget target = {};
     Bulges bulges;
 
@@ -115,6 +117,69 @@ TEST(MakeRecord, FlagsSaturationAtEitherEnd)
         circle.record();
         EXPECT_TRUE(circle.target.flags & PANOVAL_MEASURE_SATURATED) << end;
     }
+}
+
+TEST(MakeRecord, FlagsATargetAtThePicturesEdge)
+{
+    Circle circle;
+    circle.rows = 25; // its band ends at row 29
+    ASSERT_TRUE(circle.record());
+    EXPECT_EQ(circle.target.flags, PANOVAL_MEASURE_ROUND | PANOVAL_MEASURE_BORDER);
+}
+
+TEST(MakeRecord, FlagsWhatTheAdjustmentSays)
+{
+    Circle circle;
+    circle.m.adjustment.has_converged = false;
+    ASSERT_TRUE(circle.record());
+    EXPECT_EQ(circle.target.flags, PANOVAL_MEASURE_ROUND | PANOVAL_MEASURE_NOT_CONVERGED);
+    Circle blurred;
+    blurred.m.model.blur = 1.26; // a quarter of its axes
+    blurred.record();
+    EXPECT_TRUE(blurred.target.flags & PANOVAL_MEASURE_BLURRED);
+}
+
+TEST(MakeRecord, LeavesSamplesOutThatAreNotNumbers)
+{
+    Circle circle;
+    for (const std::size_t x : {15u, 25u})
+        circle.samples[20 * kSide + x] = std::numeric_limits<float>::quiet_NaN();
+    ASSERT_TRUE(circle.record());
+    EXPECT_EQ(circle.target.flags, PANOVAL_MEASURE_ROUND);
+    EXPECT_EQ(circle.target.edge_share, 1);
+    EXPECT_NEAR(circle.bulges.square, 0, 1e-6);
+}
+
+struct Costs {
+    double edge; // of 200 samples
+    double flat; // of as many as that
+    double flat_count;
+};
+
+PanovalMeasureTarget with_costs(const Costs& costs)
+{
+    Circle circle;
+    circle.m.adjustment.edge_cost = costs.edge;
+    circle.m.adjustment.flat_cost = costs.flat;
+    circle.input.flat_outside.count = costs.flat_count;
+    EXPECT_TRUE(circle.record());
+    return circle.target;
+}
+
+// Of both together where chance explains what they differ by, otherwise of the edge.
+TEST(MakeRecord, TellsTheNoiseOfItsEdgeAndOfWhatIsFlat)
+{
+    const PanovalMeasureTarget alike = with_costs({200, 300, 300});
+    EXPECT_NEAR(alike.chi_square, 200.0 / 194 / (300.0 / 294), 1e-6);
+    const double together = 500.0 / 488;
+    const PanovalMeasureTarget more = with_costs({800, 300, 300});
+    EXPECT_NEAR(more.chi_square, 800.0 / 194 / (300.0 / 294), 1e-6);
+    EXPECT_NEAR(more.sigma_x / alike.sigma_x, std::sqrt(800.0 / 194 / together), 0.005);
+    const PanovalMeasureTarget less = with_costs({50, 300, 300});
+    EXPECT_NEAR(less.sigma_x / alike.sigma_x, std::sqrt(50.0 / 194 / together), 0.005);
+    const PanovalMeasureTarget few = with_costs({800, 0, 25});
+    EXPECT_EQ(few.chi_square, 1) << "too few of them to tell";
+    EXPECT_NEAR(few.sigma_x / alike.sigma_x, std::sqrt(800.0 / 194 / together), 0.005);
 }
 
 TEST(MakeRecord, SeesNoEdgeInABandWithoutPixels)

@@ -134,6 +134,67 @@ TEST(EngineBudget, NeedsDoNotFixThePictures)
     EXPECT_EQ(mosaic.layout().pictures, 4);
 }
 
+TEST(EngineBudget, NeedsAreTheSameOnceThePicturesAreFixed)
+{
+    const auto reader = two_wide_pictures(8);
+    for (const int tile_size : {0, 2048}) {
+        MemoryHost host(*reader);
+        Mosaic mosaic;
+        host.prepare(mosaic, options_of({8, PANOVAL_MOSAIC_SEAMS_NONE, PANOVAL_MOSAIC_MULTIBAND, tile_size}));
+        PanovalMosaicNeeds before{};
+        ASSERT_EQ(panoval_mosaic_needs(mosaic.get(), &before), PANOVAL_MOSAIC_OK);
+        EXPECT_EQ(mosaic.layout().pictures, 2);
+        PanovalMosaicNeeds after{};
+        ASSERT_EQ(panoval_mosaic_needs(mosaic.get(), &after), PANOVAL_MOSAIC_OK);
+        EXPECT_EQ(after.least_memory, before.least_memory);
+        EXPECT_EQ(after.least_memory_of_tiles, before.least_memory_of_tiles);
+        EXPECT_EQ(after.seam_memory, 0u) << "without seams";
+    }
+}
+
+TEST(EngineBudget, ATemporaryFileIsForPicturesThatAreReadInOrder)
+{
+    const auto reader = two_wide_pictures(8);
+    const Case asked = kCases[2];
+    const std::uint64_t least = std::max(least_memory(*reader, asked, false), PANOVAL_MOSAIC_LEAST_MEMORY);
+    for (const bool random_access : {false, true})
+        for (const std::uint64_t memory : {least, std::uint64_t{1} << 30}) {
+            MemoryHost host(*reader);
+            host.random_access = random_access;
+            Mosaic mosaic;
+            host.prepare(mosaic, options_of(asked, memory));
+            PanovalMosaicEstimate estimate{};
+            ASSERT_EQ(panoval_mosaic_estimate(mosaic.get(), &estimate), PANOVAL_MOSAIC_OK) << mosaic.error();
+            EXPECT_EQ(estimate.picture_bytes, 2u * 16000 * 14 * 3);
+            EXPECT_EQ(estimate.scratch_file, random_access || memory > least ? 0 : estimate.picture_bytes);
+        }
+}
+
+// What was read for the host before still counts.
+TEST(EngineBudget, CountsGoOnWithAnotherHost)
+{
+    const auto reader = two_wide_pictures(8);
+    MemoryHost host(*reader);
+    Mosaic mosaic;
+    const auto counts_now = [&] {
+        PanovalMosaicCounts counts{};
+        EXPECT_EQ(panoval_mosaic_counts(mosaic.get(), &counts), PANOVAL_MOSAIC_OK);
+        return counts;
+    };
+    EXPECT_EQ(counts_now().rows, 0u);
+    host.prepare(mosaic, options_of(kCases[2]));
+    const Panorama first = run(mosaic);
+    EXPECT_EQ(counts_now().rows, 28u);
+    EXPECT_EQ(counts_now().pictures, 2);
+    MemoryHost other(*reader);
+    const PanovalMosaicHost record = other.record();
+    ASSERT_EQ(panoval_mosaic_set_host(mosaic.get(), &record), PANOVAL_MOSAIC_OK);
+    EXPECT_EQ(counts_now().rows, 28u);
+    EXPECT_TRUE(run(mosaic) == first);
+    EXPECT_EQ(counts_now().rows, 56u);
+    EXPECT_EQ(counts_now().pictures, 4);
+}
+
 TEST(EngineBudget, TheTilesOfALoadedPlanHaveALeastOfTheirOwn)
 {
     const auto reader = two_wide_pictures(8);

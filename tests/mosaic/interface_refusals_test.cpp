@@ -107,6 +107,13 @@ TEST_F(InterfaceRefusals, OfASecondPlan)
     EXPECT_EQ(loaded.error(), "a plan comes to a mosaic that has pictures; expected one without");
 }
 
+TEST_F(InterfaceRefusals, OfAPlanBesidePictures)
+{
+    add_pictures();
+    EXPECT_EQ(panoval_mosaic_load_plan(mosaic.get(), "{}", 2), PANOVAL_MOSAIC_ARGUMENT);
+    EXPECT_EQ(mosaic.error(), "a plan comes to a mosaic that has pictures; expected one without");
+}
+
 // Statistics of no overlap, where the pictures have one.
 TEST_F(InterfaceRefusals, OfAPlanWithStatisticsOfOtherOverlaps)
 {
