@@ -30,21 +30,24 @@ constexpr double kStep = 0.5;       // pixels between places, at least
 constexpr double kMostSteps = 128;
 
 // Of the contrast. A thin stroke's blur leaves it short of its level.
-constexpr double kBack = 0.5;        // where levels are those inside again
-constexpr double kRise = 0.3;        // above the lowest level on the way
-constexpr double kAway = 0.6;        // which is below this one
-constexpr double kOnOutline = 1;     // pixels between an edge and the outline that explains it
-constexpr double kOnBlurred = 0.5;   // and of its blur
-constexpr double kEvenPixels = 0.5;  // between edges that are concentric
-constexpr double kEvenShare = 0.06;  // and of the semi-minor axis
-constexpr std::size_t kCorners = 2;  // rays beside an open one that meet the corner of what ends there
-constexpr double kApart = 0.8;       // times the radius: two rings around it, at least
-constexpr double kNoisePixels = 3;   // times the edge's spread times noise by contrast: what noise moves edges by
-constexpr double kAlikePixels = 0.5; // between the edges on opposite sides
-constexpr double kAlikeShare = 0.15; // and of the stroke's width
+constexpr double kBack = 0.5;              // where levels are those inside again
+constexpr double kRise = 0.3;              // above the lowest level on the way
+constexpr double kAway = 0.6;              // which is below this one
+constexpr double kOnOutline = 1;           // pixels between an edge and the outline that explains it
+constexpr double kOnBlurred = 0.5;         // and of its blur
+constexpr double kEvenPixels = 0.5;        // between edges that are concentric
+constexpr double kEvenShare = 0.06;        // and of the semi-minor axis
+constexpr std::size_t kCorners = 2;        // rays beside an open one that meet the corner of what ends there
+constexpr double kApart = 0.8;             // times the radius: two rings around it, at least
+constexpr double kOnRing = 0.15;           // pixels between a ring and the edges of marks that lie on it
+constexpr std::size_t kFewestOnRings = 20; // rays that end there
+constexpr double kNoisePixels = 3;         // times the edge's spread times noise by contrast: what noise moves edges by
+constexpr double kAlikePixels = 0.5;       // between the edges on opposite sides
+constexpr double kAlikeShare = 0.15;       // and of the stroke's width
 
 // Where doubt begins, and where it is complete: shares of rays or of pairs of them.
 constexpr double kEnclosed[2] = {0.78, 0.88};
+constexpr std::size_t kMostOpen = 10; // rays: more leave less than these
 constexpr double kUneven[2] = {0.03, 0.07};
 constexpr double kLopsided[2] = {0.02, 0.08};
 constexpr double kAskew[2] = {0.015, 0.025}; // of the half width of what encloses it
@@ -126,16 +129,15 @@ public:
     {
     }
 
-    // False: too many rays meet nothing for anything to enclose the target.
-    bool find_ends() noexcept
+    // False: more rays than these meet nothing.
+    bool find_ends(std::size_t most_open) noexcept
     {
         const std::array<Ray, kRays> rays = rays_of(outline_);
-        constexpr auto kMostOpen = static_cast<double>(kRays) * (1 - kEnclosed[0]);
-        double open = 0;
+        std::size_t open = 0;
         for (std::size_t i = 0; i < kRays; ++i) {
             ends_[i] = end_along(rays[i]);
             open += ends_[i] ? 0 : 1;
-            if (open > kMostOpen)
+            if (open > most_open)
                 return false;
         }
         return true;
@@ -163,28 +165,56 @@ public:
     // 0 to 1.
     double doubt() const noexcept
     {
-        const DistanceTo distance(outline_);
-        std::array<double, kRays> widths; // of strokes, by the radius in their direction; 0 = no edge
-        std::array<double, kRays> known;
-        std::size_t count = 0;
-        for (std::size_t i = 0; i < kRays; ++i) {
-            widths[i] = ends_[i] ? distance.place(ends_[i]->x, ends_[i]->y).length - 1 : 0;
-            if (ends_[i])
-                known[count++] = widths[i];
-        }
-        const double enclosed = ramp(static_cast<double>(count) / kRays, kEnclosed);
+        const Widths widths = widths_of_strokes();
+        const std::span<const double> known = widths.known();
+        const double enclosed = ramp(static_cast<double>(known.size()) / kRays, kEnclosed);
         if (!(enclosed > 0))
             return 0;
-        std::sort(known.begin(), known.begin() + static_cast<std::ptrdiff_t>(count));
-        const double middle = known[count / 2];
-        const double off = std::min(share_off(widths, {middle, middle}, count),
-                                    share_off(widths, rings_of(std::span(known).first(count)), count));
+        const double middle = known[known.size() / 2];
+        const double off = std::min(share_off(widths.by_ray, {middle, middle}, known.size()),
+                                    share_off(widths.by_ray, rings_of(known), known.size()));
         const double doubt =
-            enclosed * (1 - ramp(middle, kThick)) * ramp(off, kUneven) * ramp(share_unlike(widths), kLopsided);
-        return doubt > 0 ? doubt * ramp(share_askew(distance), kAskew) : 0;
+            enclosed * (1 - ramp(middle, kThick)) * ramp(off, kUneven) * ramp(share_unlike(widths.by_ray), kLopsided);
+        return doubt > 0 ? doubt * ramp(share_askew(DistanceTo(outline_)), kAskew) : 0;
+    }
+
+    bool has_rings() const noexcept
+    {
+        const Widths widths = widths_of_strokes();
+        const std::span<const double> known = widths.known();
+        if (known.size() < kFewestOnRings)
+            return false;
+        const Rings rings = rings_of(known);
+        const double near = kOnRing / semi_minor_;
+        const auto on = std::count_if(known.begin(), known.end(), [&](double width) {
+            return std::min(std::fabs(width - rings.near), std::fabs(width - rings.far)) < near;
+        });
+        return on >= static_cast<std::ptrdiff_t>(kFewestOnRings);
     }
 
 private:
+    // Of strokes, by the radius in their direction.
+    struct Widths {
+        std::array<double, kRays> by_ray; // 0 = no edge
+        std::array<double, kRays> sorted; // those that are known, in ascending order
+        std::size_t count = 0;            // of these
+
+        std::span<const double> known() const noexcept { return std::span(sorted).first(count); }
+    };
+
+    Widths widths_of_strokes() const noexcept
+    {
+        const DistanceTo distance(outline_);
+        Widths widths;
+        for (std::size_t i = 0; i < kRays; ++i) {
+            widths.by_ray[i] = ends_[i] ? distance.place(ends_[i]->x, ends_[i]->y).length - 1 : 0;
+            if (ends_[i])
+                widths.sorted[widths.count++] = widths.by_ray[i];
+        }
+        std::sort(widths.sorted.begin(), widths.sorted.begin() + static_cast<std::ptrdiff_t>(widths.count));
+        return widths;
+    }
+
     static double ramp(double value, const double (&limits)[2]) noexcept
     {
         return std::clamp((value - limits[0]) / (limits[1] - limits[0]), 0.0, 1.0);
@@ -342,7 +372,7 @@ double doubt_of(const Levels& levels, const std::vector<MeasuredTarget>& targets
                 std::size_t index)
 {
     Surroundings surroundings(levels, targets[index]);
-    if (!surroundings.find_ends())
+    if (!surroundings.find_ends(kMostOpen))
         return 0;
     for (const std::size_t k : vicinity.near(surroundings.reach()))
         if (k != index && targets[k].target.quality >= kSound)
@@ -351,6 +381,13 @@ double doubt_of(const Levels& levels, const std::vector<MeasuredTarget>& targets
 }
 
 } // namespace
+
+bool has_rings_of_marks(const PanovalMeasureImage& image, const MeasuredTarget& target) noexcept
+{
+    const Levels levels(image);
+    Surroundings surroundings(levels, target);
+    return surroundings.find_ends(kRays - kFewestOnRings) && surroundings.has_rings();
+}
 
 void doubt_counters(const PanovalMeasureImage& image, std::vector<MeasuredTarget>& targets)
 {

@@ -13,6 +13,9 @@
 namespace panoval::measure
 {
 
+// Whether what is around a target, as the marks of a code, begins on one or two circles about its centre.
+bool has_rings_of_marks(const PanovalMeasureImage& image, const MeasuredTarget& target) noexcept;
+
 // Lowers the quality of targets that strokes enclose.
 void doubt_counters(const PanovalMeasureImage& image, std::vector<MeasuredTarget>& targets);
 

@@ -4,6 +4,7 @@
 #include "measure/grains.h"
 
 #include "core/numbers.h"
+#include "measure/counters.h"
 
 #include <algorithm>
 #include <cmath>
@@ -110,7 +111,7 @@ bool doubt_grains(const PanovalMeasureImage& image, std::vector<MeasuredTarget>&
         const double contrast = std::fabs(target.level_inside - target.level_outside);
         if (!ground.copy(outline))
             return false;
-        if (contrast >= kPlain * kHalfSpread * ground.spread())
+        if (contrast >= kPlain * kHalfSpread * ground.spread() || has_rings_of_marks(image, one))
             continue;
         std::vector<Neighbour> found = neighbours_beside(outline, targets, vicinity);
         found.push_back({one.measured, false}); // the last one; no outline has itself beside it

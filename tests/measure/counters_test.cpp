@@ -200,6 +200,17 @@ TEST(Counters, AreNotDotsWithTwoRingsOfMarksAround)
         }
 }
 
+// What surrounds the smallest spreads as much as a texture's grains do.
+TEST(Grains, AreNotDotsOfCodes)
+{
+    for (const double blur : {0.9, 1.1})
+        for (const int missing : {2, 3, 4}) {
+            TargetScene scene = doubly_coded_target(3.4, missing, kInk, kPaper);
+            scene.blur = blur;
+            EXPECT_GT(quality_in_the_middle(scene, 3.4), 0.5) << blur << ", missing " << missing;
+        }
+}
+
 TEST(Counters, AreNotWhatDenseBoardsLeaveBetweenDots)
 {
     TargetScene scene = scene_of({});
