@@ -144,6 +144,26 @@ TEST_F(Messages, HelpIsMadeFromTheTableOfFormats)
     EXPECT_TRUE(contains(compression_help(Outputs::FilesAndStores), "; of .zarr: deflate (default), none"));
     EXPECT_FALSE(contains(compression_help(Outputs::Files), ".zarr"));
     EXPECT_EQ(all_compressions(Outputs::FilesAndStores), tiff_compressions());
+    EXPECT_EQ(all_compressions(Outputs::Files), tiff_compressions());
+}
+
+TEST_F(Messages, QualityIsOfJpegFilesAndTilesWithoutAlpha)
+{
+    const auto has_quality = [](const char* name, bool has_alpha) {
+        return OutputName(name).format().has_quality(has_alpha);
+    };
+    for (const bool has_alpha : {false, true}) {
+        EXPECT_TRUE(has_quality("a.jpg", has_alpha));
+        EXPECT_FALSE(has_quality("a.png", has_alpha));
+        EXPECT_FALSE(has_quality("a.tif", has_alpha));
+        EXPECT_EQ(has_quality("a.dzi", has_alpha), !has_alpha) << "tiles with alpha are PNG files";
+    }
+}
+
+TEST_F(Messages, AnOutputKnowsWhatItCouldHaveBeen)
+{
+    EXPECT_EQ(OutputName("a.tif").outputs(), Outputs::Files);
+    EXPECT_EQ(OutputName("a.tif", Outputs::FilesAndStores).outputs(), Outputs::FilesAndStores);
 }
 
 TEST_F(Messages, AStoreIsAnOutputWhereStoresAreTaken)
