@@ -174,6 +174,10 @@ typedef struct PanovalMeasureTarget {
  * Finds and measures every round target of a picture: fill the options, detect, read the records, free them.
  */
 
+#define PANOVAL_MEASURE_USUAL_RADIUS 2.5  /**< min_radius where it is 0, in pixels */
+#define PANOVAL_MEASURE_USUAL_ASPECT 0.3  /**< min_aspect where it is 0 */
+#define PANOVAL_MEASURE_USUAL_QUALITY 0.5 /**< min_quality where it is 0 */
+
 /** What to look for. A record of zeros stands for the defaults. */
 typedef struct PanovalMeasureDetectOptions {
     int32_t polarity;   /**< a PanovalMeasurePolarity; default both */

@@ -67,8 +67,11 @@ extern "C" {
 #define PANOVAL_MOSAIC_LONGEST_SIDE INT64_C(2147483647) /**< of a canvas, in pixels */
 #define PANOVAL_MOSAIC_MOST_BANDS 30                    /**< of multi-band blending */
 #define PANOVAL_MOSAIC_FARTHEST (INT64_C(1) << 40)      /**< a picture's corner from 0, in pixels */
-#define PANOVAL_MOSAIC_LARGEST_GAIN 1e6                 /**< and its inverse is the smallest */
-#define PANOVAL_MOSAIC_SMALLEST_TILE 16                 /**< width and height of tiles, in pixels */
+#define PANOVAL_MOSAIC_MOST_CHOSEN_BANDS 7              /**< where a host asks for no number of them */
+#define PANOVAL_MOSAIC_STRUCTURES_PER_OVERLAP 8 /**< of the coarsest band that is chosen, one is 2^bands pixels */
+#define PANOVAL_MOSAIC_LARGEST_GAIN 1e6         /**< and its inverse is the smallest */
+#define PANOVAL_MOSAIC_LARGEST_FALLOFF 1e6      /**< of each number, whatever its sign */
+#define PANOVAL_MOSAIC_SMALLEST_TILE 16         /**< width and height of tiles, in pixels */
 #define PANOVAL_MOSAIC_MOST_THREADS 1024
 #define PANOVAL_MOSAIC_DEFAULT_MEMORY (UINT64_C(512) << 20) /**< the budget of a host that sets none, in bytes */
 #define PANOVAL_MOSAIC_LEAST_MEMORY (UINT64_C(1) << 20)     /**< the least budget that a host may set, in bytes */

@@ -25,9 +25,9 @@ namespace panoval::measure
 namespace
 {
 
-constexpr double kDefaultLeastAxis = 2.5;
-constexpr double kDefaultLeastAspect = 0.3;
-constexpr double kDefaultQuality = 0.5;
+constexpr double kDefaultLeastAxis = PANOVAL_MEASURE_USUAL_RADIUS;
+constexpr double kDefaultLeastAspect = PANOVAL_MEASURE_USUAL_ASPECT;
+constexpr double kDefaultQuality = PANOVAL_MEASURE_USUAL_QUALITY;
 constexpr double kChance = 2;        // deviations of the smaller axis: what noise may have made too small
 constexpr double kLeastContrast = 4; // by noise, below which an outline may be one of noise
 

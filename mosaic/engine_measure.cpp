@@ -243,8 +243,8 @@ void Engine::set_gains(const double* gains, std::int64_t pictures, const double*
         for (std::size_t c = 0; c < 4; ++c) {
             const double gain = gains[4 * i + c];
             if (!(gain >= 1 / kLargestGain && gain <= kLargestGain))
-                fail(Failure::Argument, plan_->layout.pictures[i].name, ": found a gain of ", gain,
-                     "; expected 0.000001 to 1000000");
+                fail(Failure::Argument, plan_->layout.pictures[i].name, ": found a gain of ", gain, "; expected ",
+                     plain(1 / kLargestGain), " to ", plain(kLargestGain));
             taken.corrections.gains[i][c] = gain;
             if (c < static_cast<std::size_t>(plan_->layout.channels) && gain != gains[4 * i])
                 taken.per_channel = true;

@@ -15,6 +15,11 @@ namespace
 
 constexpr int kBandsBeyond = 2;
 
+// What the header tells hosts.
+static_assert(kMostChosenBands == PANOVAL_MOSAIC_MOST_CHOSEN_BANDS);
+static_assert(kStructuresPerOverlap == PANOVAL_MOSAIC_STRUCTURES_PER_OVERLAP);
+static_assert(kLargestFalloff == PANOVAL_MOSAIC_LARGEST_FALLOFF);
+
 // expected: what one was to find, in parts
 template <class... Parts>
 void require(bool is_right, const char* what, std::int64_t value, const Parts&... expected)

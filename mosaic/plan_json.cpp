@@ -203,7 +203,7 @@ std::vector<PlacementWish> pictures_of(const ParsedJson& list, int channels, int
 double factor_of(const Reader& reader, const char* key, const ParsedJson& value, double least, double most)
 {
     if (!value.is_number() || !(value.get<double>() >= least && value.get<double>() <= most))
-        reader.fail_value(key, "numbers from ", least, " to ", most);
+        reader.fail_value(key, "numbers from ", plain(least), " to ", plain(most));
     return value.get<double>();
 }
 

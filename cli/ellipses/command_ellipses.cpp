@@ -44,8 +44,11 @@ struct EllipsesOptions {
     CommonOptions common;
 };
 
-const char* const kExplanation =
-    "Finds closed, elliptical outlines of every size from 2.5 pixels of radius to a third of the picture, darker or\n"
+const char* const kExplanation = "Finds closed, elliptical outlines of every size from ";
+
+// Behind the least radius.
+const char* const kOfOutlines =
+    " pixels of radius to a third of the picture, darker or\n"
     "brighter than their ground, and measures each as well as the picture's noise allows, with its uncertainty.\n"
     "Pictures are ";
 
@@ -67,7 +70,7 @@ const char* const kOfPictures =
     "\n"
     "What to choose:\n"
     "  --polarity     dark, bright, or both (default) against the ground\n"
-    "  --min-quality  targets of less quality are left out (default 0.5)\n"
+    "  --min-quality  targets of less quality are left out\n"
     "  --board        orders the targets of a board, e.g. --board 7x9 of 7 rows and 9 columns: the image of each "
     "circle's\n"
     "                 centre, residuals against the plane, and the places that are missing\n"
@@ -82,7 +85,7 @@ const char* const kOfPictures =
     "--method library gives what the library's find_ellipse finds: dark shapes, without uncertainties; 16 bit are\n"
     "scaled to 8, shapes within 3 pixels of the border are ignored, rms is the fit's residual in pixels of focal sum.\n"
     "It has options of its own:\n"
-    "  --min-pixels   outlines of fewer pixels are ignored. 30 is a disc of about 12 pixels across; lower it for\n"
+    "  --min-pixels   outlines of fewer pixels are ignored. 30 are a disc of about 12 pixels across; lower it for\n"
     "                 smaller targets, raise it when specks are found\n"
     "  --max-rms      whole pixels. Clean targets stay below 1; raise it for rough shapes, lower it to 1 against\n"
     "                 shapes that are no ellipses\n"
@@ -264,6 +267,7 @@ void add_ellipses_command(CLI::App& program)
     const auto options = std::make_shared<EllipsesOptions>();
     CLI::App& command = *program.add_subcommand("ellipses", "Measure round and elliptical targets");
     constexpr std::int32_t kMost = 2147483647;
+    constexpr const char* kDefault = " (default ";
     add_batch_options(command, options->batch);
     command
         .add_option("-o,--output", options->output,
@@ -278,7 +282,8 @@ void add_ellipses_command(CLI::App& program)
             ->check(CLI::IsMember({"dark", "bright", "both"}))
             ->type_name("WHICH"),
         command
-            .add_option("--min-quality", options->settings.min_quality, "Targets of less are left out (default 0.5)")
+            .add_option("--min-quality", options->settings.min_quality,
+                        concat("Targets of less are left out", kDefault, options->settings.min_quality, ")"))
             ->check(CLI::Range(0.0, 1.0))
             ->type_name("Q"),
         command.add_option("--board", options->board, "The targets form a board of so many rows and columns")
@@ -287,13 +292,15 @@ void add_ellipses_command(CLI::App& program)
                          "Also print the covariance of the geometry")};
     CLI::Option* const of_library[] = {
         command
-            .add_option("--min-pixels", options->settings.min_pixels,
-                        "Library: smallest number of outline pixels (default 30)")
+            .add_option(
+                "--min-pixels", options->settings.min_pixels,
+                concat("Library: smallest number of outline pixels", kDefault, options->settings.min_pixels, ")"))
             ->check(CLI::Range(0, kMost))
             ->type_name("N"),
         command
-            .add_option("--max-rms", options->settings.max_rms,
-                        "Library: fits of this residual or more are rejected (default 2)")
+            .add_option(
+                "--max-rms", options->settings.max_rms,
+                concat("Library: fits of this residual or more are rejected", kDefault, options->settings.max_rms, ")"))
             ->check(CLI::Range(1, kMost)) // nothing lies below 0
             ->type_name("N"),
         command.add_option("--divisions", options->divisions, "Library: tiles of the threshold across each dimension")
@@ -306,7 +313,8 @@ void add_ellipses_command(CLI::App& program)
     command.add_option("--png", options->picture, "Write an overlay as PNG, or as another format by the name's ending")
         ->type_name("FILE");
     add_common_options(command, options->common);
-    command.footer(concat(kExplanation, image::kReadFormats, kOfPictures, kHelpEnd));
+    command.footer(
+        concat(kExplanation, PANOVAL_MEASURE_USUAL_RADIUS, kOfOutlines, image::kReadFormats, kOfPictures, kHelpEnd));
     const std::vector<CLI::Option*> precise(std::begin(of_precise), std::end(of_precise));
     const std::vector<CLI::Option*> library(std::begin(of_library), std::end(of_library));
     command.callback([options, precise, library] {

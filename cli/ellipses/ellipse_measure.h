@@ -29,7 +29,7 @@ struct EllipseSettings {
     bool wants_ring = false;
     // of the precise method
     std::int32_t polarity = PANOVAL_MEASURE_BOTH;
-    double min_quality = 0.5;
+    double min_quality = PANOVAL_MEASURE_USUAL_QUALITY;
     std::optional<BoardSize> board;
     // of the library's
     std::int32_t min_pixels = 30;

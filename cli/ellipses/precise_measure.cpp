@@ -12,6 +12,8 @@ namespace panoval::cli
 namespace
 {
 
+constexpr std::int32_t kLeastOfBoard = 4; // targets, that panoval_measure_grid takes
+
 class Detection
 {
 public:
@@ -53,7 +55,8 @@ std::string why_nothing(const PanovalMeasureDetection& detection, const EllipseS
     if (detection.too_large > 0)
         return outlines(detection.too_large, "too large: more than a third of the picture in radius");
     if (detection.too_small > 0)
-        return outlines(detection.too_small, "too small: less than 2.5 pixels in radius");
+        return concat(outlines(detection.too_small, "too small: less than "), PANOVAL_MEASURE_USUAL_RADIUS,
+                      " pixels in radius");
     if (detection.not_oval > 0)
         return outlines(detection.not_oval, detection.not_oval == 1 ? "not oval" : "none of them oval");
     return "no closed outline stands out of the noise";
@@ -64,6 +67,10 @@ Board board_of(const std::string& file, const BoardSize& size, const PanovalMeas
 {
     Board board;
     board.size = size;
+    if (detection.count < kLeastOfBoard) {
+        board.reason = concat("too few targets; expected ", kLeastOfBoard, " or more");
+        return board;
+    }
     board.cells.resize(static_cast<std::size_t>(size.rows) * static_cast<std::size_t>(size.columns));
     const std::int32_t code = panoval_measure_grid(detection.targets, detection.count, size.rows, size.columns,
                                                    &board.grid, board.cells.data());

@@ -19,6 +19,8 @@ const char* const kExpected = R"(a JSON object {"gains": [{"file": ..., "layer":
 // The kind that keeps the order of keys copies values while it grows, which takes a stack as deep as they are nested.
 using ParsedJson = nlohmann::json;
 
+constexpr double kLargestFalloff = PANOVAL_MOSAIC_LARGEST_FALLOFF;
+
 double checked_gain(const std::string& name, const ParsedJson& value, const PlacedLayer& layer)
 {
     const double gain = value.is_number() ? value.get<double>() : 0;
@@ -110,9 +112,12 @@ PanoramaGains load_gains(const std::string& name, const PanoramaPlan& plan, std:
     if (!falloff.is_array() || falloff.size() != 3)
         fail_input(name, "no three numbers as \"falloff\"", "those that were saved");
     for (std::size_t i = 0; i < 3; ++i) {
-        const double value = falloff[i].is_number() ? falloff[i].get<double>() : PANOVAL_MOSAIC_LARGEST_GAIN;
-        if (!(value > -PANOVAL_MOSAIC_LARGEST_GAIN && value < PANOVAL_MOSAIC_LARGEST_GAIN))
-            fail_input(name, "a \"falloff\" that is no number between -1000000 and 1000000", "those that were saved");
+        const double value = falloff[i].is_number() ? falloff[i].get<double>() : 2 * kLargestFalloff;
+        if (!(value >= -kLargestFalloff && value <= kLargestFalloff))
+            fail_input(name,
+                       concat("a \"falloff\" that is no number from ", fixed(-kLargestFalloff, 0), " to ",
+                              fixed(kLargestFalloff, 0)),
+                       "those that were saved");
         gains.falloff[i] = value;
     }
     return gains;

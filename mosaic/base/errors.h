@@ -2,6 +2,7 @@
 // How the engine's inside says that something is wrong. The C interface turns it into a code and a text.
 #pragma once
 
+#include <charconv>
 #include <cstdint>
 #include <sstream>
 #include <stdexcept>
@@ -29,6 +30,14 @@ public:
 private:
     Failure failure_;
 };
+
+// A number for messages, without an exponent: 0.000001, 1000000.
+inline std::string plain(double value)
+{
+    char text[400]; // without an exponent the longest number takes less than 330
+    const auto end = std::to_chars(text, text + sizeof text, value, std::chars_format::fixed).ptr;
+    return {text, end};
+}
 
 // Throws an Error whose text is the parts one after the other.
 template <class... Parts>

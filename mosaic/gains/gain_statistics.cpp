@@ -30,7 +30,8 @@ void check_overlap(const OverlapStatistics& overlap, std::size_t number)
     for (const double value : {overlap.spread, overlap.correlation, overlap.unevenness})
         if (!(std::fabs(value) <= kLargestLogRatio))
             fail(Failure::Argument, "overlap ", number, ": found ", value,
-                 " as spread, correlation or unevenness; expected -1000 to 1000");
+                 " as spread, correlation or unevenness; expected ", plain(-kLargestLogRatio), " to ",
+                 plain(kLargestLogRatio));
 }
 
 } // namespace
@@ -39,7 +40,8 @@ void check_falloff(const Falloff& falloff)
 {
     for (const double c : falloff.c)
         if (!(std::fabs(c) <= kLargestFalloff))
-            fail(Failure::Argument, "found a falloff of ", c, "; expected -1000000 to 1000000");
+            fail(Failure::Argument, "found a falloff of ", c, "; expected ", plain(-kLargestFalloff), " to ",
+                 plain(kLargestFalloff));
 }
 
 void check_statistics(const GainStatistics& statistics, std::size_t overlaps)

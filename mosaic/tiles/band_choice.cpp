@@ -101,7 +101,7 @@ int choose_bands(const Layout& layout, const std::vector<Overlap>& overlaps, int
             break;
     }
     int bands = 1;
-    while (!overlaps.empty() && bands < most && (std::int64_t{8} << (bands + 1)) <= narrowest)
+    while (!overlaps.empty() && bands < most && (kStructuresPerOverlap << (bands + 1)) <= narrowest)
         ++bands;
     return bands;
 }

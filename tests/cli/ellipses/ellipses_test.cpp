@@ -281,6 +281,12 @@ TEST_F(Ellipses, ABoardIsOrderedAndNamesItsMissingPlaces)
     EXPECT_TRUE(contains(table.out, "board of 3 x 4: 11 found, 1 missing")) << table.out;
     const Outcome none = run_panoval({"ellipses", "--board", "9x9", in_folder("board.pgm")});
     EXPECT_TRUE(contains(none.out, "board of 9 x 9: not found")) << none.out;
+    discs.resize(3);
+    for (const std::vector<Disc>& few : {discs, std::vector<Disc>()}) {
+        write_image(in_folder("few.pgm"), render(260, 200, few));
+        const Outcome outcome = run_panoval({"ellipses", "--board", "3x4", in_folder("few.pgm")});
+        EXPECT_TRUE(contains(outcome.out, "not found: too few targets; expected 4 or more")) << outcome.out;
+    }
 }
 
 TEST_F(Ellipses, CovarianceIsPrintedWhereItIsAskedFor)
