@@ -67,6 +67,19 @@ int report_parse_error(const CLI::App& program, const CLI::ParseError& error)
     return report(ExitCode::Usage, concat(printable(error.what(), 1000), " (see panoval", command, " --help)").c_str());
 }
 
+// A value that is empty, as of a variable that is not set, is no name, and none of the others either.
+void refuse_empty_values(CLI::App& command)
+{
+    const CLI::Validator is_something(
+        [](const std::string& value) {
+            return value.empty() ? std::string("found nothing; expected a value") : std::string();
+        },
+        "");
+    for (CLI::Option* const option : command.get_options())
+        if (option->get_items_expected_min() > 0)
+            option->check(is_something);
+}
+
 bool is_command(const CLI::App& program, const std::string& name)
 {
     const auto commands = program.get_subcommands([](const CLI::App*) { return true; });
@@ -110,8 +123,10 @@ std::unique_ptr<CLI::App> describe_program()
     program->get_formatter()->label("SUBCOMMAND", "COMMAND");
     program->footer(concat("panoval COMMAND --help tells about one command, with examples.\n\n", kHelpEnd));
     add_commands(*program);
-    for (CLI::App* const command : program->get_subcommands({}))
+    for (CLI::App* const command : program->get_subcommands({})) {
         command->group("Commands");
+        refuse_empty_values(*command);
+    }
     return program;
 }
 

@@ -33,6 +33,11 @@ void fail_output(const std::string& file, const std::string& found, const std::s
     throw Failure(Fault::Output, line_about(file, "standard output", found, expected));
 }
 
+void fail_name(const std::string& file, const std::string& found, const std::string& expected)
+{
+    throw Failure(Fault::Name, line_about(file, "standard output", found, expected));
+}
+
 void fail_memory(const std::string& file, std::uint64_t bytes)
 {
     throw Failure(Fault::Memory, line_about(file, "standard input", "too little memory",

@@ -14,6 +14,7 @@ enum class Fault {
     Input,  // a file to read, or files that do not go together
     Output, // a file to write
     Memory, // not enough of it
+    Name,   // of an output that says nothing that could be written
 };
 
 // what() is the line for the user.
@@ -30,6 +31,7 @@ private:
 // "FILE: found FOUND; expected EXPECTED"
 [[noreturn]] void fail_input(const std::string& file, const std::string& found, const std::string& expected);
 [[noreturn]] void fail_output(const std::string& file, const std::string& found, const std::string& expected);
+[[noreturn]] void fail_name(const std::string& file, const std::string& found, const std::string& expected);
 [[noreturn]] void fail_memory(const std::string& file, std::uint64_t bytes);
 
 // Where errno says that the heap was exhausted: a failure of memory, whatever the file looks like.

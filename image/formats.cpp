@@ -64,7 +64,15 @@ std::string enumerate(const std::vector<std::string>& words, const char* last)
 
 bool is_among(const OutputFormat& format, Outputs outputs)
 {
-    return outputs == Outputs::FilesAndStores || !format.is_store();
+    switch (outputs) {
+    case Outputs::Files:
+        return !format.is_store();
+    case Outputs::FilesAndStores:
+        return true;
+    case Outputs::FilesOfNumbers:
+        return !format.is_store() && format.holds(1, 16, false) && format.is_exact(false);
+    }
+    return false;
 }
 
 template <class Fits>
@@ -96,11 +104,12 @@ const OutputFormat* find_format(const std::string& target, Outputs outputs)
     const bool is_store = outputs == Outputs::FilesAndStores && is_store_name(target);
     const std::string ending = is_standard_stream(target) ? ".png" : is_store ? kStoreEnding : ending_of(target);
     const auto* const format = std::find_if(std::begin(kFormats), std::end(kFormats), [&](const OutputFormat& known) {
-        return known.is_store() == is_store && ending == known.ending;
+        return known.is_store() == is_store && ending == known.ending && is_among(known, outputs);
     });
     if (format == std::end(kFormats))
-        fail_output(target, ending.size() < 2 ? "no ending" : "the ending " + ending,
-                    enumerate(endings_where(outputs, is_any), " or "));
+        fail_name(target, ending.size() < 2 ? "no ending" : "the ending " + ending,
+                  enumerate(endings_where(outputs, is_any), " or ") +
+                      (outputs == Outputs::FilesOfNumbers ? ", which keep numbers as they are" : ""));
     return format;
 }
 

@@ -17,8 +17,9 @@ class OutputFile;
 class RowWriter;
 struct WriteOptions;
 
-// What an output may be: a store is no file, and has writers of its own (image/zarr_store.h).
-enum class Outputs { Files, FilesAndStores };
+// What an output may be: a store is no file, and has writers of its own (image/zarr_store.h); grey pixels that are
+// numbers of something want a file of which every pixel comes back as it was.
+enum class Outputs { Files, FilesAndStores, FilesOfNumbers };
 
 // Where a quality of JPEG says something.
 enum class QualityUse { None, WithoutAlpha, Always };
@@ -46,6 +47,8 @@ struct OutputFormat {
         return channels >= least_channels && channels <= most_channels && bits <= most_bits &&
                (holds_alpha || !has_alpha);
     }
+    // Whether samples come back as they were.
+    bool is_exact(bool has_alpha) const { return !has_quality(has_alpha); }
     bool has_quality(bool has_alpha) const
     {
         return quality == QualityUse::Always || (quality == QualityUse::WithoutAlpha && !has_alpha);

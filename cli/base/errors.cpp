@@ -7,7 +7,7 @@ namespace panoval::cli
 const char* const kHelpEnd = "Exit codes:\n"
                              "  0  done\n"
                              "  1  some of several inputs failed, the others are done\n"
-                             "  2  the command line is wrong\n"
+                             "  2  the command line is wrong, or an output's name has no known ending\n"
                              "  3  an input file is missing, damaged or unsuitable\n"
                              "  4  an output file cannot be written\n"
                              "  5  not enough memory\n"
@@ -25,6 +25,8 @@ ExitCode exit_code_of(Fault fault)
         return ExitCode::Output;
     case Fault::Memory:
         return ExitCode::Memory;
+    case Fault::Name:
+        return ExitCode::Usage;
     }
     return ExitCode::Internal;
 }

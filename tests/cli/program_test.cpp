@@ -83,6 +83,23 @@ TEST(Program, AnUnknownCommandIsOneLine)
     EXPECT_TRUE(contains(outcome.err, "see panoval --help")) << outcome.err;
 }
 
+// As of a variable of a script that is not set.
+TEST(Program, AnEmptyValueOfAnOptionIsRefused)
+{
+    for (const std::vector<std::string>& arguments :
+         std::vector<std::vector<std::string>>{{"pyramid", "a.zarr", "-o", ""},
+                                               {"pyramid", ""},
+                                               {"stitch", "-o", "", "a.png@0,0"},
+                                               {"stitch", "-o", "a.png", "--plan", ""},
+                                               {"stitch", "-o", "a.png", "a.png@0,0", "--gains", ""},
+                                               {"ellipses", "a.png", "--svg", ""},
+                                               {"smooth", "a.png", "-o", ""}}) {
+        const Outcome outcome = run_panoval(arguments);
+        EXPECT_EQ(outcome.exit_code, 2) << arguments[0];
+        EXPECT_TRUE(contains(outcome.err, "found nothing; expected a value")) << outcome.err;
+    }
+}
+
 TEST(Program, AnOptionBeforeTheCommandIsNamed)
 {
     for (const char* const option : {"--quiet", "-q", "--nonsense=3", "--"}) {

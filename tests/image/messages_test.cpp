@@ -66,6 +66,7 @@ TEST_F(Messages, SayWhoseFaultItIs)
     EXPECT_EQ(fault_of([] { fail_input("a.png", "nothing", "something"); }), Fault::Input);
     EXPECT_EQ(fault_of([] { fail_output("a.png", "nothing", "something"); }), Fault::Output);
     EXPECT_EQ(fault_of([] { fail_memory("a.png", 1); }), Fault::Memory);
+    EXPECT_EQ(fault_of([] { fail_name("a.png", "nothing", "something"); }), Fault::Name);
 }
 
 #ifndef _WIN32
@@ -121,6 +122,20 @@ TEST_F(Messages, FormatsSayWhatTheyHold)
     EXPECT_EQ(error("a.pgm", 1, 16, false), "no error");
     EXPECT_EQ(error("-", 3, 16, true), "no error") << "standard output is PNG";
     EXPECT_EQ(all_endings(), ".png .tif .tiff .jpg .jpeg .pgm .ppm .pnm .pam .dzi");
+}
+
+TEST_F(Messages, NumbersWantAFormatThatKeepsThem)
+{
+    const auto error = [](const std::string& name) {
+        return error_of([&] { OutputName(name, Outputs::FilesOfNumbers); });
+    };
+    for (const char* const name : {"a.png", "a.tif", "a.tiff", "a.pgm", "a.pnm", "a.pam"})
+        EXPECT_EQ(error(name), "no error") << name;
+    EXPECT_EQ(error("a.jpg"),
+              "a.jpg: found the ending .jpg; expected .png, .tif, .tiff, .pgm, .pnm or .pam, which keep "
+              "numbers as they are");
+    for (const char* const name : {"a.dzi", "a.ppm", "a.zarr", "a"})
+        EXPECT_TRUE(contains(error(name), "; expected .png, .tif, .tiff, .pgm, .pnm or .pam, which")) << error(name);
 }
 
 TEST_F(Messages, NamesWithoutAKnownEndingAreToldAllEndings)

@@ -184,7 +184,7 @@ TEST_F(Batches, NamesThatCannotBeRightAreRefusedBeforeAnythingIsDone)
 {
     const std::string list = write_list();
     EXPECT_EQ(run_panoval({"smooth", "--files-from", list, "-o", in_folder("one.png")}).exit_code, 2);
-    EXPECT_EQ(run_panoval({"smooth", "--files-from", list, "-o", in_folder("{}.xyz")}).exit_code, 4);
+    EXPECT_EQ(run_panoval({"smooth", "--files-from", list, "-o", in_folder("{}.xyz")}).exit_code, 2);
     EXPECT_EQ(run_panoval({"smooth", "--files-from", list, "-o", "-"}).exit_code, 2);
     EXPECT_EQ(run_panoval({"smooth", "--files-from", list, "-o", in_folder("{}-s.png"), "--jobs", "0"}).exit_code, 2);
     EXPECT_EQ(run_panoval({"smooth", "-o", in_folder("{}-s.png")}).exit_code, 2) << "no picture";
