@@ -52,7 +52,7 @@ void check_mask(const std::string& file, const PlacedLayer& layer)
 Offset position_of(const PlacedInput& input, const PlacedLayer& layer)
 {
     if (!input.position && !layer.info.position)
-        fail_input(layer.name(), "no position in the file", "one: FILE@X,Y");
+        fail_input(layer.name(), "no position in the file", "one: FILE@X,Y, or x and y in a layout");
     // A place that the user gives moves the layers of a file together.
     const Offset own = layer.is_one_of_several || !input.position ? layer.info.position.value_or(Offset{}) : Offset{};
     const Offset given = input.position.value_or(Offset{});

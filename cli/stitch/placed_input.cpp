@@ -13,6 +13,7 @@
 #include <cmath>
 #include <iterator>
 #include <limits>
+#include <map>
 #include <set>
 
 namespace panoval::cli
@@ -82,6 +83,7 @@ std::int64_t nearest_pixel(double place)
 }
 
 const char* const kWholePixels = "; places are whole pixels";
+const char* const kExpectedLayout = "an array of objects with file, x and y, or an object with one as \"images\"";
 
 // A value as a message can show it. Arrays and objects may be nested too deep to be written out.
 std::string shown(const json& value)
@@ -90,6 +92,55 @@ std::string shown(const json& value)
         return value.is_array() ? "an array" : "an object";
     return printable(value.dump(), 60);
 }
+
+// What is odd about a layout, in two sentences at most, however long it is: keys that nobody knows and places that are
+// rounded, each where it comes first and how often it comes again.
+class LayoutNotes
+{
+public:
+    void add_key(const std::string& key) { ++keys_[concat('"', printable(key, 60), '"')].times; }
+    void add_key(const std::string& key, std::size_t entry)
+    {
+        add(keys_[concat('"', printable(key, 60), "\" in entry ")], std::to_string(entry));
+    }
+    void add_rounded(const std::string& sentence) { add(rounded_, sentence); }
+
+    void write(const std::string& layout, std::vector<std::string>& notes) const
+    {
+        std::string keys;
+        std::size_t told = 0;
+        for (const auto& [key, kind] : keys_)
+            if (told++ < kMostKeys)
+                keys += concat(told > 1 ? ", " : "", key, kind.first, again(kind));
+        if (told > kMostKeys)
+            keys += concat(" and ", told - kMostKeys, " other keys");
+        if (told > 0)
+            notes.push_back(concat(printable(layout), ": found keys that are not known and do nothing: ", keys));
+        if (rounded_.times > 0)
+            notes.push_back(concat(printable(layout), ": ", rounded_.first, again(rounded_), kWholePixels));
+    }
+
+private:
+    static constexpr std::size_t kMostKeys = 20;
+
+    struct Kind {
+        std::string first; // where, or all of it
+        std::size_t times = 0;
+    };
+
+    static void add(Kind& kind, const std::string& first)
+    {
+        if (kind.times++ == 0)
+            kind.first = first;
+    }
+    static std::string again(const Kind& kind)
+    {
+        return kind.times > 1 ? concat(" and ", kind.times - 1, " more") : "";
+    }
+
+    std::map<std::string, Kind> keys_;
+    Kind rounded_;
+};
 
 [[noreturn]] void fail_entry(const std::string& layout, std::size_t number, const std::string& found,
                              const std::string& expected)
@@ -109,7 +160,7 @@ std::string text_of(const std::string& layout, std::size_t number, const json& e
 }
 
 std::int64_t number_of(const std::string& layout, std::size_t number, const json& entry, const char* key,
-                       std::vector<std::string>& notes)
+                       LayoutNotes& notes)
 {
     if (!entry.contains(key))
         fail_entry(layout, number, concat("no \"", key, "\""), "x and y, or neither");
@@ -120,19 +171,17 @@ std::int64_t number_of(const std::string& layout, std::size_t number, const json
                    concat("a number of pixels, at most ", kFarthest, " from 0"));
     const std::int64_t rounded = nearest_pixel(real);
     if (static_cast<double>(rounded) != real)
-        notes.push_back(concat(printable(layout), ": \"", key, "\": ", shown(value), " in entry ", number,
-                               " is taken as ", rounded, kWholePixels));
+        notes.add_rounded(concat("\"", key, "\": ", shown(value), " in entry ", number, " is taken as ", rounded));
     return rounded;
 }
 
-void check_keys(const std::string& layout, std::size_t number, const json& entry, std::vector<std::string>& notes)
+void check_keys(const std::string& layout, std::size_t number, const json& entry, LayoutNotes& notes)
 {
     if (!entry.is_object())
         fail_entry(layout, number, shown(entry), "an object with file, x, y and perhaps mask");
     for (const auto& [key, value] : entry.items())
         if (std::find(std::begin(kKeys), std::end(kKeys), key) == std::end(kKeys))
-            notes.push_back(concat(printable(layout), ": the key \"", printable(key, 60), "\" in entry ", number,
-                                   " is not known and does nothing"));
+            notes.add_key(key, number);
     if (!entry.contains("file"))
         fail_entry(layout, number, "no \"file\"", "the name of a picture");
 }
@@ -143,7 +192,9 @@ int size_of(const std::string& layout, std::size_t number, const json& entry, co
 {
     if (!entry.contains(key) && otherwise)
         return *otherwise;
-    const json value = entry.value(key, json());
+    if (!entry.contains(key))
+        fail_entry(layout, number, concat("no \"", key, "\""), "width and height, or neither");
+    const json& value = entry.at(key);
     const double real = value.is_number() ? value.get<double>() : 0;
     if (!(real >= 1 && real <= most) || std::floor(real) != real)
         fail_entry(layout, number, concat("\"", key, "\": ", shown(value)), concat("a whole number from 1 to ", most));
@@ -192,7 +243,7 @@ json parse_layout(const std::string& name)
     try {
         return json::parse(text, DuplicateFinder(name));
     } catch (const json::parse_error& error) {
-        fail_input(name, concat("no valid JSON (at byte ", error.byte, ")"), "an array of objects with file, x and y");
+        fail_input(name, concat("no valid JSON (at byte ", error.byte, ")"), kExpectedLayout);
     } catch (const json::out_of_range&) {
         fail_input(name, "a number that is too large", concat("places of at most ", kFarthest, " from 0"));
     }
@@ -229,18 +280,17 @@ std::vector<PlacedInput> read_layout(const std::string& name, std::vector<std::s
     const json document = parse_layout(name);
     const bool has_images = document.is_object() && document.contains("images");
     const json& layout = has_images ? document.at("images") : document;
+    LayoutNotes odd;
     for (const auto& [key, value] : document.items())
         if (has_images && key != "images")
-            notes.push_back(
-                concat(printable(name), ": the key \"", printable(key, 60), "\" is not known and does nothing"));
+            odd.add_key(key);
     if (!layout.is_array() || layout.empty())
-        fail_input(name, layout.is_array() ? "an empty array" : "JSON of another kind",
-                   "an array of objects with file, x and y");
+        fail_input(name, layout.is_array() ? "an empty array" : "JSON of another kind", kExpectedLayout);
     const std::filesystem::path folder = path_from_utf8(name).parent_path();
     std::vector<PlacedInput> inputs;
     for (std::size_t i = 0; i < layout.size(); ++i) {
         const json& entry = layout[i];
-        check_keys(name, i + 1, entry, notes);
+        check_keys(name, i + 1, entry, odd);
         const auto beside = [&](const char* key) {
             return entry.contains(key) ? utf8_from_path(folder / path_from_utf8(text_of(name, i + 1, entry, key))) : "";
         };
@@ -250,11 +300,11 @@ std::vector<PlacedInput> read_layout(const std::string& name, std::vector<std::s
         input.keep = beside("keep");
         input.exclude = beside("exclude");
         if (entry.contains("x") || entry.contains("y"))
-            input.position =
-                Offset{number_of(name, i + 1, entry, "x", notes), number_of(name, i + 1, entry, "y", notes)};
+            input.position = Offset{number_of(name, i + 1, entry, "x", odd), number_of(name, i + 1, entry, "y", odd)};
         input.told = told_of(name, i + 1, entry);
         inputs.push_back(input);
     }
+    odd.write(name, notes);
     return inputs;
 }
 

@@ -67,7 +67,8 @@ TEST_F(Plan, PicturesThatDoNotGoTogetherAreNamed)
     const std::string colour = picture("colour.ppm", 4, 4, 3);
     EXPECT_EQ(refusal({{grey, Offset{}, ""}, {colour, Offset{}, ""}}),
               colour + ": found 3 channels; expected 1, as in " + grey);
-    EXPECT_EQ(refusal({{grey, std::nullopt, ""}}), grey + ": found no position in the file; expected one: FILE@X,Y");
+    EXPECT_EQ(refusal({{grey, std::nullopt, ""}}),
+              grey + ": found no position in the file; expected one: FILE@X,Y, or x and y in a layout");
     EXPECT_TRUE(contains(refusal({{in_folder("none.pgm"), Offset{}, ""}}), "none.pgm: found no such file"));
 }
 

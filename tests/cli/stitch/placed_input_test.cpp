@@ -104,9 +104,10 @@ TEST_F(PlacedFiles, ALayoutIsRelativeToItsFolder)
 
 TEST_F(PlacedFiles, LayoutsThatMakeNoSenseAreExplained)
 {
-    EXPECT_EQ(layout_error("[{]"), "found no valid JSON (at byte 3); expected an array of objects with file, x and y");
-    EXPECT_EQ(layout_error("{}"), "found JSON of another kind; expected an array of objects with file, x and y");
-    EXPECT_EQ(layout_error("[]"), "found an empty array; expected an array of objects with file, x and y");
+    const std::string kLayout = "an array of objects with file, x and y, or an object with one as \"images\"";
+    EXPECT_EQ(layout_error("[{]"), "found no valid JSON (at byte 3); expected " + kLayout);
+    EXPECT_EQ(layout_error("{}"), "found JSON of another kind; expected " + kLayout);
+    EXPECT_EQ(layout_error("[]"), "found an empty array; expected " + kLayout);
     EXPECT_EQ(layout_error("[7]"), "found 7 in entry 1; expected an object with file, x, y and perhaps mask");
     EXPECT_EQ(layout_error(R"([{"x": 1, "y": 2}])"), "found no \"file\" in entry 1; expected the name of a picture");
     EXPECT_EQ(layout_error(R"([{"file": 5, "x": 1, "y": 2}])"),
@@ -139,10 +140,34 @@ TEST_F(PlacedFiles, WhatIsOddAboutALayoutIsNoted)
     EXPECT_EQ(inputs[0].position, (Offset{2, -2}));
     EXPECT_EQ(path_from_utf8(inputs[0].keep), path_from_utf8(in_folder("k")));
     EXPECT_EQ(path_from_utf8(inputs[0].exclude), path_from_utf8(in_folder("e")));
-    ASSERT_EQ(notes.size(), 4u);
-    EXPECT_TRUE(contains(notes[0], "the key \"scale\" is not known")) << notes[0];
-    EXPECT_TRUE(contains(notes[1], "the key \"maks\" in entry 1 is not known")) << notes[1];
-    EXPECT_TRUE(contains(notes[2], "\"x\": 1.5 in entry 1 is taken as 2")) << notes[2];
+    ASSERT_EQ(notes.size(), 2u);
+    EXPECT_EQ(notes[0], name + ": found keys that are not known and do nothing: \"maks\" in entry 1, \"scale\"");
+    EXPECT_EQ(notes[1], name + ": \"x\": 1.5 in entry 1 is taken as 2 and 1 more; places are whole pixels");
+}
+
+TEST_F(PlacedFiles, WhatIsOddInEveryEntryIsNotedOnce)
+{
+    std::string entries;
+    for (int i = 0; i < 500; ++i)
+        entries += concat(i > 0 ? ", " : "", R"({"file": "a", "x": )", i, R"(.25, "y": 0, "angle": 1, "zoom": 2})");
+    std::vector<std::string> notes;
+    EXPECT_EQ(read_layout(write_text("many.json", "[" + entries + "]"), notes).size(), 500u);
+    ASSERT_EQ(notes.size(), 2u);
+    EXPECT_TRUE(contains(notes[0], ": \"angle\" in entry 1 and 499 more, \"zoom\" in entry 1 and 499 more"))
+        << notes[0];
+    EXPECT_TRUE(contains(notes[1], "\"x\": 0.25 in entry 1 is taken as 0 and 499 more;")) << notes[1];
+}
+
+TEST_F(PlacedFiles, OfManyForeignKeysTwentyAreNamed)
+{
+    std::string keys;
+    for (int i = 0; i < 30; ++i)
+        keys += concat(", \"key", i, "\": 1");
+    std::vector<std::string> notes;
+    (void)read_layout(write_text("keys.json", R"([{"file": "a", "x": 0, "y": 0)" + keys + "}]"), notes);
+    ASSERT_EQ(notes.size(), 1u);
+    EXPECT_TRUE(contains(notes[0], "\"key0\" in entry 1, ")) << notes[0];
+    EXPECT_TRUE(contains(notes[0], " and 10 other keys")) << notes[0];
 }
 
 TEST_F(PlacedFiles, LayoutsThatAreNestedWithoutEndAreExplained)
