@@ -4,6 +4,7 @@
 
 #include "cli/base/errors.h"
 #include "cli/base/write_options.h"
+#include "cli/stitch/plan_agreement.h"
 #include "cli/stitch/stitch.h"
 #include "image/image_read.h"
 #include "image/row_writer.h"
@@ -47,9 +48,11 @@ const char* const kOfPictures =
     "\n"
     "Blending: multiband blends coarse structures over wide transitions and fine ones over narrow ones. The coarsest "
     "of\n"
-    "N bands has structures of about 2^N pixels; without --bands N is the largest for which 8 of them fit the "
-    "overlaps\n"
-    "along most of the seams, from 1 to 7. Each pixel comes from one picture: --seams optimal leads the seams between\n"
+    "N bands has structures of about 2^N pixels; without --bands N is the largest for which ";
+
+// Behind how many structures are to fit the overlaps, and how many bands are chosen at most.
+const char* const kOfBands =
+    ". Each pixel comes from one picture: --seams optimal leads the seams between\n"
     "pictures through where they differ least, nearest through the middle of overlaps; none blends all that pictures\n"
     "cover. feather is a mean whose weights fall towards the edges of the masks, without seams.\n"
     "\n"
@@ -65,9 +68,17 @@ const char* const kOfPictures =
     "missing is made. There --alpha adds the coverage as a last channel. panoval pyramid adds reduced levels, or makes "
     "a\n"
     "TIFF file or Deep Zoom of it.\n"
+    "A plan settles ";
+
+// Behind the options that a plan settles.
+const char* const kOfVerdict =
+    ": beside --plan they may be given as the plan was made, and\n"
+    "anything else is refused.\n"
     "\n"
     "The verdict, one of good, look and bad, is on standard error, and with --strict in the exit code: 7 for look,\n"
-    "8 for bad. --json tells what it comes from; --no-verdict leaves it out.\n"
+    "8 for bad. --json tells what it comes from; --no-verdict leaves it out. Single tiles are not judged, and a plan "
+    "is\n"
+    "with --strict.\n"
     "\n"
     "--report FILE.html writes a page with the panorama, the layout, the gains, and for every overlap how far the\n"
     "pictures differ before and after the gains, and whether its seam can be trusted. --json has the same numbers.\n"
@@ -120,9 +131,10 @@ void check(const StitchOptions& options)
         fail_usage("found --resume without a .zarr; expected one as OUT");
     if (options.wants_pyramid && is_store)
         fail_usage("found --pyramid with a .zarr; expected panoval pyramid afterwards, when all tiles are there");
-    if (options.is_cropped && !options.plan.empty())
-        fail_usage("found --crop with --plan; expected it when the plan is made");
-    if (options.is_cropped && options.is_dry_run)
+    if (options.is_strict && (!options.tiles.empty() || options.resumes || options.is_dry_run))
+        fail_usage("found --strict with --tile, --resume or --dry-run; expected it where all is judged: with a whole "
+                   "panorama, or with --plan-only");
+    if (options.finds_crop() && options.is_dry_run)
         fail_usage("found --crop with --dry-run; expected a plan that was made with it, for pixels must be read");
 }
 
@@ -170,7 +182,9 @@ void add_stitch_command(CLI::App& program)
         ->type_name("HOW");
     command
         .add_option("--save-seams", options->save_seams,
-                    "Write a grey picture: 0 where no picture is, else the number of the picture a pixel is from")
+                    concat("Write a grey picture: 0 where no picture is, else the number of the picture a pixel is "
+                           "from; ",
+                           image::all_endings(image::Outputs::FilesOfNumbers)))
         ->type_name("FILE");
     auto* const wrap = command
                            .add_option("--wrap", options->wrap,
@@ -240,13 +254,15 @@ void add_stitch_command(CLI::App& program)
         "--alpha", options->wants_alpha,
         concat("Write the coverage as alpha channel: ", image::endings_with_alpha(image::Outputs::FilesAndStores)));
     add_common_options(command, options->common);
-    command.footer(concat(kExplanation, image::kReadFormats, kOfPictures, kHelpEnd));
+    command.footer(concat(kExplanation, image::kReadFormats, kOfPictures, PANOVAL_MOSAIC_STRUCTURES_PER_OVERLAP,
+                          " of them fit the overlaps\nalong most of the seams, from 1 to ",
+                          PANOVAL_MOSAIC_MOST_CHOSEN_BANDS, kOfBands, kSettledByPlan, kOfVerdict, kHelpEnd));
     command.callback([options, wrap] {
         options->wraps = wrap->count() > 0;
         if (!options->is_plan_only)
             options->target.emplace(options->output, image::Outputs::FilesAndStores);
         if (!options->save_seams.empty())
-            options->seams_target.emplace(options->save_seams);
+            options->seams_target.emplace(options->save_seams, image::Outputs::FilesOfNumbers);
         check(*options);
         stitch(*options);
     });

@@ -5,6 +5,7 @@
 #include "cli/base/file_names.h"
 #include "cli/stitch/crop.h"
 #include "cli/stitch/output_tiles.h"
+#include "cli/stitch/plan_agreement.h"
 #include "cli/stitch/plan_file.h"
 #include "cli/stitch/seam_file.h"
 #include "image/metadata_json.h"
@@ -34,17 +35,11 @@ std::int32_t threads_of(const StitchOptions& options)
                                : static_cast<std::int32_t>(std::max(1u, std::thread::hardware_concurrency()));
 }
 
-std::int32_t number_of_file(const std::string& name, const PanoramaPlan& plan)
-{
-    for (std::size_t i = 0; i < plan.layers.size(); ++i)
-        if (plan.layers[i].file == name || plan.layers[i].name() == name || is_same_file(plan.layers[i].file, name))
-            return static_cast<std::int32_t>(i + 1);
-    fail_usage(concat("--anchor: found '", printable(name), "'; expected one of the pictures"));
-}
-
 } // namespace
 
-PanoramaJob::PanoramaJob(const StitchOptions& given) : options(given), blend(given.blend), seams(given.seams)
+PanoramaJob::PanoramaJob(const StitchOptions& given)
+    : options(given), blend(given.blend.empty() ? kMultiBand : given.blend),
+      seams(given.seams.empty() ? kOptimalSeams : given.seams)
 {
     if (options.plan.empty()) {
         read_inputs();
@@ -103,7 +98,7 @@ PanovalMosaicOptions PanoramaJob::engine_options() const
                    : options.gains_per == "channel" ? PANOVAL_MOSAIC_GAINS_PER_CHANNEL
                                                     : PANOVAL_MOSAIC_GAINS_AUTOMATIC;
     engine.vignetting = options.vignetting ? 1 : 0;
-    engine.anchor = options.anchor.empty() ? 0 : number_of_file(options.anchor, plan);
+    engine.anchor = options.anchor.empty() ? 0 : static_cast<std::int32_t>(anchor_of(options.anchor, plan) + 1);
     engine.tile_size = options.tile_size;
     const int most = options.target ? options.target->format().most_bits : plan.bits; // a plan takes any
     engine.output_bits = options.depth != 0 ? options.depth : std::min(plan.bits, most);
@@ -154,9 +149,9 @@ void PanoramaJob::add_pictures()
     if (engine.tile_size == 0 && (options.is_plan_only || options.makes_store()))
         engine.tile_size = choose_tile_size(engine);
     mosaic.check(set_up(mosaic, engine));
-    const bool has_file = !options.gains.empty() && file_exists(options.gains);
-    measures_gains = !options.has_no_gain && !has_file;
-    if (!has_file)
+    has_gains = !options.has_no_gain;
+    saves_gains = !options.gains.empty() && !file_exists(options.gains);
+    if (options.gains.empty() || saves_gains)
         return;
     const PanoramaGains gains = load_gains(options.gains, plan, notes);
     mosaic.check(panoval_mosaic_set_gains(mosaic.get(), gains.pictures.front().data(),
@@ -184,11 +179,25 @@ void PanoramaJob::load_plan()
     if (const auto told = json.find("metadata"); told != json.end())
         metadata = image::metadata_of_json(*told);
     is_measured = json.contains("gains") && (json.contains("seams") || json.contains("seam_file") || !has_seams());
-    const PanovalMosaicLayout told = mosaic.layout();
     plan = plan_panorama(layers_of_plan(options.plan, json));
-    crop = crop_of_plan(options.plan, json, told);
+    crop = crop_of_plan(options.plan, json, mosaic.layout());
     if (feathers())
         frame_inner_sides(plan);
+    check_pictures();
+    has_gains = json["options"]["gains"] != "off" || json.contains("gains");
+    saves_gains = !options.gains.empty() && !file_exists(options.gains);
+    check_agreement(options, json, plan, notes);
+    share_memory();
+    PanovalMosaicOptions engine{}; // of which memory and threads alone count with a plan
+    engine.memory = mosaic.engine_memory();
+    engine.threads = options.threads;
+    mosaic.check(panoval_mosaic_set_options(mosaic.get(), &engine));
+}
+
+// That the plan's files are those of its canvas.
+void PanoramaJob::check_pictures() const
+{
+    const PanovalMosaicLayout told = mosaic.layout();
     if (static_cast<std::int64_t>(plan.layers.size()) != told.pictures)
         fail_input(options.plan, concat("files of ", plan.layers.size(), " pictures"), concat(told.pictures));
     for (std::size_t i = 0; i < plan.layers.size(); ++i) {
@@ -202,9 +211,6 @@ void PanoramaJob::load_plan()
                        concat("another place or kind of '", printable(plan.layers[i].name()), "' in its files"),
                        "what its canvas says");
     }
-    share_memory();
-    const PanovalMosaicOptions engine = engine_options(); // memory and threads of it count
-    mosaic.check(panoval_mosaic_set_options(mosaic.get(), &engine));
 }
 
 // The plan's text with the seams of its file: around the tiles that are wanted, of all where all is looked at, and of
@@ -213,7 +219,7 @@ std::string PanoramaJob::with_seams(const std::string& text, const nlohmann::jso
 {
     const PlanSeams place = seams_of_plan(options.plan, json);
     SeamSelection selection(place.grid, place.wraps);
-    const bool is_all_needed = options.tiles.empty() || options.is_cropped || !options.save_seams.empty();
+    const bool is_all_needed = options.tiles.empty() || !options.save_seams.empty();
     if (!options.is_dry_run && is_all_needed) {
         selection.add({0, 0, place.grid.width, place.grid.height}, 0);
     } else if (!options.is_dry_run) {
@@ -234,13 +240,13 @@ void PanoramaJob::measure(PictureFiles& files)
 {
     const PanovalMosaicHost host = files.host();
     mosaic.check(panoval_mosaic_set_host(mosaic.get(), &host));
-    // Of a single tile nobody asks whether the whole panorama is good.
-    const bool is_part = !options.tiles.empty() || options.is_plan_only || options.resumes;
+    // Of a single tile nobody asks whether the whole panorama is good, of a plan only who is strict.
+    const bool is_part = !options.tiles.empty() || options.resumes || (options.is_plan_only && !options.is_strict);
     const int parts = is_part || options.is_unjudged ? PANOVAL_MOSAIC_MEASURE_SEAMS : PANOVAL_MOSAIC_MEASURE_ALL;
     const std::int32_t code = panoval_mosaic_measure(mosaic.get(), parts);
     files.rethrow();
     mosaic.check(code);
-    if (options.is_cropped)
+    if (options.finds_crop())
         crop = find_crop(*this, files);
     if (!metadata && (options.is_plan_only || options.makes_store()))
         metadata = files.metadata(true).common();

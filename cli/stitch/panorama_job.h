@@ -30,7 +30,8 @@ public:
     PanovalMosaicLayout layout{};
     std::string blend;                     // of the options or of the plan
     std::string seams;                     //
-    bool measures_gains = false;           // neither switched off nor known from a file
+    bool has_gains = false;                // not switched off, by the options or by the plan
+    bool saves_gains = false;              // into the file that the options name, which is not there yet
     std::string id;                        // of the plan that was loaded
     bool is_measured = false;              // the plan that was loaded has gains and seams
     std::optional<Metadata> metadata;      // of the panorama, as the plan has it
@@ -44,7 +45,7 @@ public:
     // Whether nothing is made but tasks are counted, whose budget holds no seams of the whole canvas.
     bool counts_tasks() const;
 
-    // What the options say to the engine.
+    // What the options say to the engine about pictures that are no plan's.
     PanovalMosaicOptions engine_options() const;
 
     // Everything that the options ask for before pixels are blended.
@@ -60,6 +61,7 @@ private:
     void read_inputs();
     void add_pictures();
     void load_plan();
+    void check_pictures() const;
     std::string with_seams(const std::string& text, const nlohmann::json& json) const;
     std::uint64_t decoding_bytes() const;
     void share_memory();

@@ -78,22 +78,49 @@ void check_tiles(const PanoramaJob& job, bool is_store)
         fail_input(options.plan, "no gains or seams", "a plan with both, as panoval stitch --plan-only writes it");
 }
 
-// What can be told before a pixel is read.
-void check_formats(const PanoramaJob& job)
+// What is put out as one picture.
+PanovalMosaicRect made_region(const PanoramaJob& job)
+{
+    if (job.options.tiles.empty() || job.options.makes_store())
+        return job.region();
+    const OutputTiles tiles = output_tiles(job);
+    return tiles.rect(parse_tiles(job.options.tiles, tiles.count()).front());
+}
+
+void check_sizes(const PanoramaJob& job)
 {
     const StitchOptions& options = job.options;
-    const image::PictureInfo format = format_of(job);
-    options.target->check(format.channels, format.bits, format.has_alpha);
-    if (options.tiles.empty() && !options.is_cropped) // what is left is not known yet
-        options.target->check_size(format.width, format.height);
-    (void)write_options_of(options);
+    const PanovalMosaicRect region = job.region();
+    const PanovalMosaicRect made = made_region(job);
+    if (options.target)
+        options.target->check_size(made.width, made.height);
+    if (options.seams_target)
+        options.seams_target->check_size(region.width, region.height);
+}
+
+void check_seams_target(const PanoramaJob& job)
+{
+    const StitchOptions& options = job.options;
     if (!options.seams_target)
         return;
     if (!job.has_seams())
         fail_usage("found --save-seams without seams; expected --seams optimal or nearest and --blend multiband");
     if (job.plan.layers.size() > 65535)
         fail_usage(concat("found --save-seams with ", job.plan.layers.size(), " pictures; expected at most 65535"));
-    options.seams_target->check(1, seam_bits(job), false);
+}
+
+// What can be told before a pixel is read.
+void check_formats(const PanoramaJob& job)
+{
+    const StitchOptions& options = job.options;
+    if (options.target) {
+        const image::PictureInfo format = format_of(job);
+        options.target->check(format.channels, format.bits, format.has_alpha);
+        (void)write_options_of(options);
+    }
+    check_seams_target(job);
+    if (!options.finds_crop()) // what is left is not known yet
+        check_sizes(job);
 }
 
 std::unique_ptr<OutputFile> open_output(const std::string& name, bool is_wanted = true)
@@ -127,12 +154,10 @@ void write_seams(OutputFile& output, const PanoramaJob& job)
     writer->finish();
 }
 
-// The one tile that is wanted, as a picture. Returns where it stands on the canvas.
-PanovalMosaicRect write_tile(OutputFile& output, PanoramaJob& job, PictureFiles& files)
+// The one tile that is wanted, as a picture.
+void write_tile(OutputFile& output, PanoramaJob& job, PictureFiles& files)
 {
-    const OutputTiles tiles = output_tiles(job);
-    const std::vector<std::int64_t> numbers = parse_tiles(job.options.tiles, tiles.count());
-    const PanovalMosaicRect rect = tiles.rect(numbers.front());
+    const PanovalMosaicRect rect = made_region(job);
     Image tile = make_image(static_cast<std::int32_t>(rect.width), static_cast<std::int32_t>(rect.height),
                             job.layout.channels, job.output_bits(), output.target());
     if (job.options.wants_alpha)
@@ -145,14 +170,12 @@ PanovalMosaicRect write_tile(OutputFile& output, PanoramaJob& job, PictureFiles&
     tile.metadata = job.metadata ? *job.metadata : files.metadata(false).common();
     tile.position = Offset{job.layout.origin_x + rect.x, job.layout.origin_y + rect.y};
     write_image(output, *job.options.target, tile, write_options_of(job.options));
-    return rect;
 }
 
 // The panorama into its file; its small picture where the report wants one.
 Image write_panorama(OutputFile& output, PanoramaJob& job, PictureFiles& files)
 {
     const image::PictureInfo format = format_of(job);
-    job.options.target->check_size(format.width, format.height);
     PanoramaOutput panorama(output, *job.options.target, format, job.region(), write_options_of(job.options),
                             [&] { return job.metadata ? *job.metadata : files.metadata(true).common(); });
     if (!job.options.report.empty())
@@ -267,9 +290,8 @@ void stitch(const StitchOptions& options)
     const Stopwatch stopwatch;
     const bool is_store = options.makes_store();
     PanoramaJob job(options);
-    if (!options.is_plan_only)
-        check_formats(job);
     check_tiles(job, is_store);
+    check_formats(job);
     if (options.is_dry_run) {
         print_notes(job);
         return print_estimate(job);
@@ -278,30 +300,27 @@ void stitch(const StitchOptions& options)
     const auto output = open_output(options.output, !is_store);
     const auto store = is_store ? std::make_unique<StoreOutput>(options) : nullptr;
     const auto report = open_output(options.report);
-    const auto gains = open_output(options.gains, job.measures_gains);
+    const auto gains = open_output(options.gains, job.saves_gains);
     const auto seams = open_output(options.save_seams);
     PictureFiles* opened = nullptr;
     std::unique_ptr<PictureFiles> files;
     Image preview;
-    PanovalMosaicRect made{};
     {
         RunProgress progress(job);
         files = std::make_unique<PictureFiles>(job.plan, progress.notices());
         opened = files.get();
         job.measure(*opened);
-        made = job.region();
+        check_sizes(job);
         if (options.is_plan_only)
             write_plan(*output, job);
         else if (is_store)
             store->make(job, *opened, [&](double fraction) { progress.report(PANOVAL_MOSAIC_PHASE_BLEND, fraction); });
         else if (!options.tiles.empty())
-            made = write_tile(*output, job, *opened);
+            write_tile(*output, job, *opened);
         else
             preview = write_panorama(*output, job, *opened);
     }
-    if (store != nullptr && (options.resumes || !options.tiles.empty()))
-        return print_tiles(job, store->done(), stopwatch.seconds());
-    StitchOutcome outcome{job, made, job.gains(), job.verdict(), 0, 0};
+    StitchOutcome outcome{job, made_region(job), job.gains(), job.verdict(), 0, 0};
     if (store != nullptr)
         store->commit();
     else
@@ -311,6 +330,11 @@ void stitch(const StitchOptions& options)
     others.make(gains.get(), [&] { write_gains(*gains, job.plan, outcome.gains); });
     others.make(seams.get(), [&] { write_seams(*seams, job); });
     others.make(report.get(), [&] { report->write(report_page({job, outcome.gains, outcome.verdict, preview})); });
+    if (store != nullptr && (options.resumes || !options.tiles.empty())) {
+        print_tiles(job, store->done(), stopwatch.seconds());
+        others.rethrow();
+        return exit_if_failed(store->done());
+    }
     print_notes(job);
     for (const std::string& name : opened->uncovered_names())
         print_warning(options.common, concat(printable(name), ": its mask covers nothing; it is not in the panorama"));

@@ -31,8 +31,8 @@ struct StitchOptions {
     std::optional<image::OutputName> target; // the output's name; none where it is the plan
     std::vector<std::string> inputs;         // as given: FILE@X,Y ...
     std::string layout;                      // a file, or empty
-    std::string blend = kMultiBand;          // or kFeather
-    std::string seams = kOptimalSeams;       // or kNearestSeams, kNoSeams
+    std::string blend;                       // kMultiBand, kFeather, or empty: kMultiBand
+    std::string seams;                       // kOptimalSeams, kNearestSeams, kNoSeams, or empty: kOptimalSeams
     int bands = 0;                           // at most; 0: chosen from the overlaps
     bool has_no_gain = false;
     std::string gains;       // a file to load the gains from or, where it does not exist, to save them to; or empty
@@ -64,6 +64,7 @@ struct StitchOptions {
     bool wants_distributions = false; // in JSON
 
     bool feathers() const { return blend == kFeather; }
+    bool finds_crop() const { return is_cropped && plan.empty(); } // a plan has found it already
     bool makes_store() const { return target && target->is_store(); }
 };
 

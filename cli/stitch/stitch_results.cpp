@@ -30,7 +30,7 @@ std::string size_in_words(const PanoramaJob& job, const PanovalMosaicRect& made)
 std::string gains_in_words(const StitchOutcome& outcome)
 {
     const StitchOptions& options = outcome.job.options;
-    if (options.has_no_gain)
+    if (!outcome.job.has_gains)
         return "none";
     double least = outcome.gains.pictures.front()[0];
     double most = least;
@@ -45,7 +45,7 @@ std::string gains_in_words(const StitchOutcome& outcome)
     if (outcome.gains.falloff != std::array<double, 3>{})
         text += ", vignetting taken out";
     if (!options.gains.empty())
-        text += concat(outcome.job.measures_gains ? ", saved in " : ", loaded from ", printable(options.gains));
+        text += concat(outcome.job.saves_gains ? ", saved in " : ", as in ", printable(options.gains));
     return text;
 }
 

@@ -115,6 +115,10 @@ void print_tiles(const PanoramaJob& job, const TilesDone& done, double seconds)
                                     tiles.count())},
                    {"time", concat(fixed(seconds, 2), " s")},
                    {"memory", concat(fixed(1e-6 * static_cast<double>(memory), 0), " MB at most")}});
+}
+
+void exit_if_failed(const TilesDone& done)
+{
     if (!done.failed.empty())
         throw done.made + done.kept == 0 ? ExitCode::AllFailed : ExitCode::SomeFailed;
 }

@@ -35,7 +35,10 @@ private:
     TilesDone done_;
 };
 
-// What was made of the tiles that were asked for; ends in the exit code that some or all have failed.
+// What was made of the tiles that were asked for.
 void print_tiles(const PanoramaJob& job, const TilesDone& done, double seconds);
+
+// Ends in the exit code that some or all have failed, if so.
+void exit_if_failed(const TilesDone& done);
 
 } // namespace panoval::cli

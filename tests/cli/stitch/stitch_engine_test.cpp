@@ -152,6 +152,49 @@ TEST_F(StitchEngine, SeamsAreSavedAsNumbersOfPictures)
         2);
 }
 
+TEST_F(StitchEngine, SeamsGoOnlyIntoFormatsThatKeepThem)
+{
+    const auto inputs = three();
+    write_text("b.ppm", "P6 120 90 255\n"); // whoever reads it fails
+    for (const std::string name : {"seams.jpg", "seams.jpeg", "seams.dzi", "seams.ppm", "seams.zarr"})
+        for (const std::string how : {"--plan-only", "--quiet"}) {
+            const Outcome outcome = stitch(inputs, {"-o", in_folder("out.tif"), "--save-seams", in_folder(name), how});
+            EXPECT_EQ(outcome.exit_code, 2) << name;
+            EXPECT_TRUE(contains(outcome.err, "expected .png, .tif, .tiff, .pgm, .pnm or .pam, which keep numbers"));
+        }
+    EXPECT_EQ(names().size(), 3u) << "the pictures alone";
+}
+
+TEST_F(StitchEngine, SeamsAndGainsAreSavedBesideTilesToo)
+{
+    const auto inputs = three();
+    told(inputs,
+         {"-o", in_folder("whole.ppm"), "--save-seams", in_folder("whole.pgm"), "--gains", in_folder("w.json")});
+    told(inputs, {"-o", in_folder("plan.json"), "--plan-only", "--split-seams", "--tile-size", "64"});
+    told({}, {"--plan", in_folder("plan.json"), "-o", in_folder("a.zarr"), "--tile", "3", "--save-seams",
+              in_folder("seams.pgm"), "--gains", in_folder("gains.json")});
+    EXPECT_EQ(read_text("seams.pgm"), read_text("whole.pgm"));
+    EXPECT_EQ(Json::parse(read_text("gains.json"))["gains"][2]["gain"],
+              Json::parse(read_text("w.json"))["gains"][2]["gain"]);
+}
+
+// The heights of a JPEG file end at 65500 rows.
+TEST_F(StitchEngine, SizesOfATileAreLookedAtBeforeTheWork)
+{
+    const std::string picture = shoot("a.ppm", 0, 0, 4, 4);
+    const std::vector<std::string> far = {picture, in_folder("a.ppm") + "@0,70000"};
+    told(far, {"-o", in_folder("plan.json"), "--plan-only", "--tile-size", "100000"});
+    write_text("a.ppm", "P6 4 4 255\n");
+    for (const std::string tile : {"", "0"}) {
+        std::vector<std::string> more = {"--plan", in_folder("plan.json"), "-o", in_folder("out.jpg")};
+        if (!tile.empty())
+            more.insert(more.end(), {"--tile", tile});
+        const Outcome outcome = stitch({}, more);
+        EXPECT_EQ(outcome.exit_code, 4);
+        EXPECT_TRUE(contains(outcome.err, "found 4 x 70004 pixels for a JPEG file")) << outcome.err;
+    }
+}
+
 TEST_F(StitchEngine, TheHorizonClosesWithoutALine)
 {
     std::vector<std::string> inputs;
