@@ -179,7 +179,7 @@ typedef struct PanovalMosaicPicture {
     int32_t has_keep;      /**< 1 = rows come with a second mask: what is not 0 in it belongs to this picture */
     int32_t random_access; /**< 1 = any rows at any time; 0 = only from the first row on, one after the other */
     int32_t reserved[5];   /**< zero */
-    const char* name;      /**< UTF-8, for messages, copied; null = "picture N" */
+    const char* name;      /**< UTF-8, for messages, copied; null or empty = "picture N" */
 } PanovalMosaicPicture;
 
 /** Room for the text that a callback may leave, its zero included. */

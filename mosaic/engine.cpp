@@ -129,8 +129,8 @@ void Engine::add_picture(const PanovalMosaicPicture& picture)
     wish.bits = picture.bits;
     wish.has_mask = picture.has_mask != 0;
     wish.traits = {picture.has_keep != 0, picture.random_access != 0};
-    wish.name = picture.name != nullptr ? picture.name : "picture " + std::to_string(pictures_.size());
-    check_picture(wish, pictures_.size());
+    wish.name = name_or_number(picture.name != nullptr ? picture.name : "", pictures_.size());
+    check_picture(wish);
     pictures_.push_back(std::move(wish));
 }
 

@@ -75,11 +75,16 @@ void check_settings(const Settings& settings, std::size_t pictures)
              " as anchor; expected one that there is");
 }
 
-void check_picture(const PlacementWish& picture, std::size_t number)
+std::string name_or_number(const std::string& name, std::size_t number)
+{
+    return name.empty() ? "picture " + std::to_string(number) : name;
+}
+
+void check_picture(const PlacementWish& picture)
 {
     const auto check = [&](bool is_right, const char* what, std::int64_t value, const char* expected) {
         if (!is_right)
-            fail(Failure::Argument, "picture ", number, ": found ", what, " ", value, "; expected ", expected);
+            fail(Failure::Argument, picture.name, ": found ", what, " ", value, "; expected ", expected);
     };
     constexpr std::int64_t kLongest = std::numeric_limits<std::int32_t>::max();
     check(picture.width >= 1 && picture.width <= kLongest, "a width of", picture.width, "1 or more");
@@ -105,13 +110,12 @@ Layout make_layout(const std::vector<PlacementWish>& pictures, std::int64_t wrap
     layout.origin_x = bounds.x;
     layout.origin_y = bounds.y;
     check_canvas(layout);
-    for (std::size_t i = 0; i < pictures.size(); ++i) {
-        const PlacementWish& picture = pictures[i];
+    for (const PlacementWish& picture : pictures) {
         if (picture.channels != layout.channels || picture.bits != layout.bits)
-            fail(Failure::Argument, "picture ", i, ": found ", picture.channels, " x ", picture.bits, " bit; expected ",
-                 layout.channels, " x ", layout.bits, " bit as in picture 0");
+            fail(Failure::Argument, picture.name, ": found ", picture.channels, " x ", picture.bits, " bit; expected ",
+                 layout.channels, " x ", layout.bits, " bit as in ", pictures.front().name);
         if (layout.wraps && picture.width > layout.width)
-            fail(Failure::Argument, "picture ", i, ": found a width of ", picture.width,
+            fail(Failure::Argument, picture.name, ": found a width of ", picture.width,
                  "; expected at most that of the canvas that goes round, ", layout.width);
         std::int64_t x = picture.x - layout.origin_x;
         if (layout.wraps)

@@ -79,11 +79,14 @@ struct PlacementWish {
     int bits = 0;
     bool has_mask = false;
     PictureTraits traits;
-    std::string name;
+    std::string name; // for messages, never empty
 };
 
+// What a picture without a name is called: "picture 3".
+std::string name_or_number(const std::string& name, std::size_t number);
+
 // Throws an Error (Failure::Argument) that names the picture and what is wrong with it.
-void check_picture(const PlacementWish& picture, std::size_t number);
+void check_picture(const PlacementWish& picture);
 
 // The canvas around all pictures. Throws an Error (Failure::Argument) where they do not go together.
 Layout make_layout(const std::vector<PlacementWish>& pictures, std::int64_t wrap);

@@ -185,7 +185,7 @@ std::vector<PlacementWish> pictures_of(const ParsedJson& list, int channels, int
     for (const ParsedJson& entry : list) {
         const Reader reader(entry, "picture " + std::to_string(pictures.size()));
         PlacementWish picture;
-        picture.name = reader.text("name");
+        picture.name = name_or_number(reader.text("name"), pictures.size());
         picture.x = reader.number("x", -2 * kFarthest, 2 * kFarthest);
         picture.y = reader.number("y", -2 * kFarthest, 2 * kFarthest);
         picture.width = reader.number("width", 1, kLongestSide);
@@ -290,7 +290,7 @@ Layout layout_of(const Reader& reader, const Settings& settings, std::vector<Pic
     const int bits = reader.small("bits", 8, 16);
     const std::vector<PlacementWish> pictures = pictures_of(reader.list("pictures"), channels, bits);
     for (std::size_t i = 0; i < pictures.size(); ++i) {
-        check_picture(pictures[i], i);
+        check_picture(pictures[i]);
         traits.push_back(pictures[i].traits);
     }
     return make_layout(pictures, settings.wrap);

@@ -59,16 +59,26 @@ Offset position_of(const PlacedInput& input, const PlacedLayer& layer)
     return {own.x + given.x, own.y + given.y};
 }
 
+// That the file is what the layout says about it.
+void check_told(const PlacedInput& input, const std::vector<ImageInfo>& infos)
+{
+    const ImageInfo& found = infos.front();
+    ImageInfo told = *input.told;
+    told.channels = input.tells_channels ? told.channels : found.channels;
+    told.bits = input.tells_bits ? told.bits : found.bits;
+    if (infos.size() != 1 || found.width != told.width || found.height != told.height ||
+        found.channels != told.channels || found.bits != told.bits)
+        fail_input(input.file, infos.size() == 1 ? describe(found) : concat(infos.size(), " layers"),
+                   describe(told) + " as the layout says");
+}
+
 std::vector<ImageInfo> layers_of(const PlacedInput& input, bool trusts_layout)
 {
     if (trusts_layout && input.told)
         return {*input.told};
     std::vector<ImageInfo> infos = probe_image(input.file);
-    const auto& told = input.told;
-    if (told && (infos.size() != 1 || infos[0].width != told->width || infos[0].height != told->height ||
-                 infos[0].channels != told->channels || infos[0].bits != told->bits))
-        fail_input(input.file, infos.size() == 1 ? describe(infos[0]) : concat(infos.size(), " layers"),
-                   describe(*told) + " as the layout says");
+    if (input.told)
+        check_told(input, infos);
     return infos;
 }
 

@@ -302,6 +302,8 @@ std::vector<PlacedInput> read_layout(const std::string& name, std::vector<std::s
         if (entry.contains("x") || entry.contains("y"))
             input.position = Offset{number_of(name, i + 1, entry, "x", odd), number_of(name, i + 1, entry, "y", odd)};
         input.told = told_of(name, i + 1, entry);
+        input.tells_channels = entry.contains("channels");
+        input.tells_bits = entry.contains("bits");
         inputs.push_back(input);
     }
     odd.write(name, notes);

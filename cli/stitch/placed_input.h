@@ -19,6 +19,8 @@ struct PlacedInput {
     std::string keep = {};              // pixels that must come from this picture
     std::string exclude = {};           // pixels that must not
     std::optional<ImageInfo> told = {}; // what the layout says about the file, if it does
+    bool tells_channels = false;        // else those of `told` are a guess
+    bool tells_bits = false;            // likewise
 };
 
 // Takes an argument apart. Names may hold '@' and ':' themselves: an argument that is an existing file's name is that

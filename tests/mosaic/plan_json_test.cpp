@@ -172,7 +172,7 @@ TEST(PlanJson, NamesGainsThatCannotBe)
         EXPECT_EQ(refusal_of([&](auto& plan) { plan["gains"]["pictures"][1] = nlohmann::json::parse(gains); }),
                   other_value("pictures", "the gains", "4 gains a picture"));
     EXPECT_EQ(refusal_of([](auto& plan) { plan["gains"]["pictures"][1][2] = "bright"; }),
-              other_value("pictures", "the gains", "numbers from 1e-06 to 1e+06"));
+              other_value("pictures", "the gains", "numbers from 0.000001 to 1000000"));
 }
 
 TEST(PlanJson, NamesStatisticsThatCannotBe)

@@ -35,7 +35,7 @@ PlacementWish wish()
 
 std::string refusal_of(const PlacementWish& picture)
 {
-    return message_of([&] { check_picture(picture, 6); });
+    return message_of([&] { check_picture(picture); });
 }
 
 TEST(CheckPicture, RefusesSidesBeyond31Bits)
@@ -45,10 +45,10 @@ TEST(CheckPicture, RefusesSidesBeyond31Bits)
     picture.height = kTooLong - 1;
     EXPECT_EQ(refusal_of(picture), "");
     picture.width = kTooLong;
-    EXPECT_EQ(refusal_of(picture), "picture 6: found a width of 2147483648; expected 1 or more");
+    EXPECT_EQ(refusal_of(picture), "a: found a width of 2147483648; expected 1 or more");
     picture.width = 40;
     picture.height = kTooLong;
-    EXPECT_EQ(refusal_of(picture), "picture 6: found a height of 2147483648; expected 1 or more");
+    EXPECT_EQ(refusal_of(picture), "a: found a height of 2147483648; expected 1 or more");
 }
 
 TEST(CheckPicture, RefusesPlacesFartherThan2To40)
@@ -86,6 +86,19 @@ TEST(CheckSettings, TakesSamplesOf8And16BitAndThoseOfThePictures)
     }
     settings.output_bits = 12;
     EXPECT_EQ(message_of([&] { check_settings(settings, 1); }), "found output bits 12; expected 0, 8 or 16");
+}
+
+TEST(MakeLayout, NamesThePictureThatDoesNotGoWithTheOthers)
+{
+    PlacementWish grey = wish();
+    grey.channels = 1;
+    grey.name = name_or_number("", 1);
+    EXPECT_EQ(message_of([&] {
+                  (void)make_layout({wish(), grey}, 0);
+              }),
+              "picture 1: found 1 x 8 bit; expected 3 x 8 bit as in a");
+    EXPECT_EQ(message_of([&] { (void)make_layout({wish()}, 39); }),
+              "a: found a width of 40; expected at most that of the canvas that goes round, 39");
 }
 
 TEST(MakeLayout, RefusesACanvasThatIsTooHigh)

@@ -284,8 +284,8 @@ TEST_F(Ellipses, ABoardIsOrderedAndNamesItsMissingPlaces)
     discs.resize(3);
     for (const std::vector<Disc>& few : {discs, std::vector<Disc>()}) {
         write_image(in_folder("few.pgm"), render(260, 200, few));
-        const Outcome outcome = run_panoval({"ellipses", "--board", "3x4", in_folder("few.pgm")});
-        EXPECT_TRUE(contains(outcome.out, "not found: too few targets; expected 4 or more")) << outcome.out;
+        const Outcome lacking = run_panoval({"ellipses", "--board", "3x4", in_folder("few.pgm")});
+        EXPECT_TRUE(contains(lacking.out, "not found: too few targets; expected 4 or more")) << lacking.out;
     }
 }
 

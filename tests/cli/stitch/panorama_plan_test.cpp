@@ -72,6 +72,29 @@ TEST_F(Plan, PicturesThatDoNotGoTogetherAreNamed)
     EXPECT_TRUE(contains(refusal({{in_folder("none.pgm"), Offset{}, ""}}), "none.pgm: found no such file"));
 }
 
+TEST_F(Plan, ALayoutIsHeldToWhatItTellsAndNoMore)
+{
+    const std::string grey = picture("grey.pgm", 4, 3);
+    PlacedInput input{grey, Offset{}, ""};
+    input.told = ImageInfo{};
+    input.told->width = 4;
+    input.told->height = 3;
+    input.told->channels = 3; // which is a guess
+    EXPECT_EQ(refusal({input}), "no error") << "the size alone was told";
+    input.tells_channels = true;
+    EXPECT_EQ(refusal({input}), grey +
+                                    ": found 4 x 3 pixels, 1 channel, 8 bit; expected 4 x 3 pixels, 3 channels, 8 bit "
+                                    "as the layout says");
+    input.tells_channels = false;
+    input.told->bits = 16;
+    EXPECT_EQ(refusal({input}), "no error");
+    input.tells_bits = true;
+    EXPECT_TRUE(contains(refusal({input}), "expected 4 x 3 pixels, 1 channel, 16 bit as the layout says"));
+    input.tells_bits = false;
+    input.told->height = 4;
+    EXPECT_TRUE(contains(refusal({input}), "expected 4 x 4 pixels, 1 channel, 8 bit as the layout says"));
+}
+
 TEST_F(Plan, AMaskOfAnotherSizeOrKindIsNamed)
 {
     const std::string grey = picture("grey.pgm", 4, 4);

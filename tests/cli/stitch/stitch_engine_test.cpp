@@ -195,6 +195,14 @@ TEST_F(StitchEngine, SizesOfATileAreLookedAtBeforeTheWork)
     }
 }
 
+TEST_F(StitchEngine, APictureThatIsWiderThanTheCircleIsNamed)
+{
+    const Outcome outcome = stitch(three(), {"-o", in_folder("out.ppm"), "--wrap", "119"});
+    EXPECT_EQ(outcome.exit_code, 3);
+    EXPECT_TRUE(contains(outcome.err, "a.ppm: found a width of 120; expected at most that of the canvas"))
+        << outcome.err;
+}
+
 TEST_F(StitchEngine, TheHorizonClosesWithoutALine)
 {
     std::vector<std::string> inputs;
