@@ -276,20 +276,19 @@ std::vector<std::size_t> find_outliers(std::size_t pictures, std::span<const Sus
     return outliers;
 }
 
-void settle_groups(std::span<double> brightness, std::span<const std::size_t> groups, std::span<const char> counts,
+void settle_groups(std::span<double> brightness, std::span<const std::size_t> groups, std::span<const double> weights,
                    std::size_t anchor)
 {
     const std::size_t pictures = brightness.size();
     std::vector<double> sums(pictures, 0.0);
-    std::vector<std::size_t> members(pictures, 0);
-    for (std::size_t i = 0; i < pictures; ++i)
-        if (counts[i]) {
-            sums[groups[i]] += brightness[i];
-            ++members[groups[i]];
-        }
+    std::vector<double> shares(pictures, 0.0);
+    for (std::size_t i = 0; i < pictures; ++i) {
+        sums[groups[i]] += weights[i] * brightness[i];
+        shares[groups[i]] += weights[i];
+    }
     std::vector<double> middle(pictures, 0.0);
     for (std::size_t g = 0; g < pictures; ++g)
-        middle[g] = members[g] > 0 ? sums[g] / static_cast<double>(members[g]) : 0.0;
+        middle[g] = shares[g] > 0 ? sums[g] / shares[g] : 0.0;
     if (anchor < pictures)
         middle[groups[anchor]] = brightness[anchor];
     for (std::size_t i = 0; i < pictures; ++i)

@@ -44,9 +44,9 @@ struct Suspicion {
 // picture already found speaks against nobody else. Ascending.
 std::vector<std::size_t> find_outliers(std::size_t pictures, std::span<const Suspicion> edges);
 
-// Moves each group so that `anchor`, where it is in the group, or else the mean of the group's pictures that count is
-// 0. anchor: a picture's number, or `pictures` for none
-void settle_groups(std::span<double> brightness, std::span<const std::size_t> groups, std::span<const char> counts,
+// Moves each group so that `anchor`, where it is in the group, or else the weighted mean of the group's pictures is 0.
+// anchor: a picture's number, or `pictures` for none
+void settle_groups(std::span<double> brightness, std::span<const std::size_t> groups, std::span<const double> weights,
                    std::size_t anchor);
 
 } // namespace panoval::mosaic

@@ -135,12 +135,24 @@ private:
         return edges;
     }
 
+    // Of the pictures, relative to the largest: the panorama as a whole keeps its brightness and colour, which a small
+    // picture that is put into it does not decide.
+    std::vector<double> areas() const
+    {
+        std::vector<double> areas;
+        for (const PlacedPicture& picture : layout_.pictures)
+            areas.push_back(static_cast<double>(picture.rect.pixels()));
+        const double largest = *std::max_element(areas.begin(), areas.end());
+        for (double& area : areas)
+            area /= largest;
+        return areas;
+    }
+
     Brightness solve(std::size_t c) const
     {
         const std::size_t pictures = layout_.pictures.size();
         Brightness brightness = solve_brightness(pictures, edges_for_solving(c));
-        const std::vector<char> counts(pictures, 1);
-        settle_groups(brightness, result_.groups, counts, options_.anchor.value_or(pictures));
+        settle_groups(brightness, result_.groups, areas(), options_.anchor.value_or(pictures));
         place_outliers(c, brightness);
         return brightness;
     }

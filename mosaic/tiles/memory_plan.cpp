@@ -161,8 +161,7 @@ std::size_t output_slots(const TileGrid& grid, Delivery delivery, std::size_t th
 
 std::uint64_t least_memory(const MemoryNeeds& needs, const TileGrid& grid, Delivery delivery)
 {
-    return shares_without_store(needs, grid, delivery, 1).all() +
-           least_store_bytes(needs.layout, needs.traits, 1);
+    return shares_without_store(needs, grid, delivery, 1).all() + least_store_bytes(needs.layout, needs.traits, 1);
 }
 
 std::optional<MemoryShares> share_memory(const MemoryNeeds& needs, const TileGrid& grid, Delivery delivery,
@@ -180,8 +179,7 @@ std::optional<TileGrid> choose_grid(const MemoryNeeds& needs, Delivery delivery,
                                     std::size_t threads, std::int64_t tile_size)
 {
     const std::vector<TileGrid> grids = grids_to_try(needs.layout, tile_size);
-    const std::uint64_t wanted_store =
-        std::min(bytes_of_all_pictures(needs.layout, needs.traits), budget / kStorePart);
+    const std::uint64_t wanted_store = std::min(bytes_of_all_pictures(needs.layout, needs.traits), budget / kStorePart);
     for (std::size_t t = std::max<std::size_t>(threads, 1); t > 0; --t) {
         const std::uint64_t least_store = least_store_bytes(needs.layout, needs.traits, t);
         for (const std::uint64_t store : {std::max(wanted_store, least_store), least_store})

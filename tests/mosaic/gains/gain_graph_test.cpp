@@ -60,12 +60,20 @@ TEST(GainGraph, AWildEdgeMovesNobodyAndIsFound)
 TEST(GainGraph, TheAnchorOrTheMeanOfEachGroupIsZero)
 {
     const std::vector<std::size_t> groups{0, 0, 1, 1, 1};
-    const std::vector<char> counts{1, 1, 1, 1, 0};
+    const std::vector<double> weights{1, 1, 0.5, 0.5, 0};
     std::vector<double> brightness{1, 3, 10, 14, 100};
-    settle_groups(brightness, groups, counts, 5);
+    settle_groups(brightness, groups, weights, 5);
     EXPECT_EQ(brightness, (std::vector<double>{-1, 1, -2, 2, 88})) << "the last one does not count";
-    settle_groups(brightness, groups, counts, 1);
+    settle_groups(brightness, groups, weights, 1);
     EXPECT_EQ(brightness, (std::vector<double>{-2, 0, -2, 2, 88}));
+}
+
+TEST(GainGraph, TheMeanOfAGroupIsWeighted)
+{
+    std::vector<double> brightness{0, 4};
+    settle_groups(brightness, std::vector<std::size_t>{0, 0}, std::vector<double>{1, 0.25}, 2);
+    EXPECT_DOUBLE_EQ(brightness[0], -0.8);
+    EXPECT_DOUBLE_EQ(brightness[1], 3.2);
 }
 
 TEST(GainGraph, APictureInTheMiddleOfAChainIsToBlameNotItsNeighbours)

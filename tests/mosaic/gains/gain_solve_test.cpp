@@ -50,6 +50,21 @@ TEST(SolveGains, OverlapsThatAgreeAreFollowedExactly)
     EXPECT_NEAR(result.corrections.gains[2][0], 0.5, 1e-9);
 }
 
+TEST(SolveGains, ASmallPictureHardlyMovesTheOthers)
+{
+    Layout layout = row_of(2);
+    layout.pictures.push_back({{20, 10, 5, 4}, false, "put in"}); // 20 pixels beside 2 x 5000
+    const auto overlaps = find_overlaps(layout);
+    ASSERT_EQ(overlaps.size(), 2u);
+    const GainResult result = solve_gains(layout, overlaps, {{saying(1), saying(0.5)}, {}}, {});
+    EXPECT_NEAR(result.corrections.gains[0][0], 1, 0.002);
+    EXPECT_NEAR(result.corrections.gains[1][0], 1, 0.002);
+    EXPECT_NEAR(result.corrections.gains[2][0], 0.5, 0.001);
+    const double all = 100 * std::log(result.corrections.gains[0][0]) + 100 * std::log(result.corrections.gains[1][0]) +
+                       0.4 * std::log(result.corrections.gains[2][0]);
+    EXPECT_NEAR(all, 0, 1e-9) << "the panorama keeps its brightness";
+}
+
 TEST(SolveGains, PicturesThatShowSomethingElseStayAsTheyAre)
 {
     const Layout layout = row_of(4);
