@@ -8,11 +8,6 @@
 namespace panoval::mosaic
 {
 
-namespace
-{
-
-} // namespace
-
 void SharePixels::read(PictureReader& reader, const Share& share, const Rect& part)
 {
     picture_ = share.picture;
