@@ -8,6 +8,10 @@
 #include <cerrno>
 #include <system_error>
 
+#ifndef _WIN32
+#include <fcntl.h>
+#endif
+
 namespace panoval::image
 {
 
@@ -54,6 +58,8 @@ std::int64_t tell_in_file(std::FILE* file)
     return _ftelli64(file);
 }
 
+void forget_cached(std::FILE*, std::int64_t, std::int64_t) {}
+
 #else
 
 FileHandle open_utf8(const std::string& name, const char* mode)
@@ -69,6 +75,11 @@ bool seek_in_file(std::FILE* file, std::int64_t offset, int origin)
 std::int64_t tell_in_file(std::FILE* file)
 {
     return ftello(file);
+}
+
+void forget_cached(std::FILE* file, std::int64_t begin, std::int64_t end)
+{
+    (void)posix_fadvise(fileno(file), begin, end - begin, POSIX_FADV_DONTNEED);
 }
 
 #endif

@@ -29,6 +29,10 @@ bool file_exists(const std::string& name);
 bool seek_in_file(std::FILE* file, std::int64_t offset, int origin);
 std::int64_t tell_in_file(std::FILE* file);
 
+// Tells the system that nobody reads these bytes of the file again soon: once they are on the disk, they need no
+// memory. Does nothing where there is no way to say so.
+void forget_cached(std::FILE* file, std::int64_t begin, std::int64_t end);
+
 // Opens an input for reading in binary, "-" for standard input, or fails with an input error: missing, unreadable, or
 // no regular file, which can be read from any place and again.
 FileHandle open_input(const std::string& name, const std::string& expected);

@@ -26,6 +26,7 @@ public:
             merge_row(info_, rows.row(y), info_.has_alpha ? rows.mask_row(y) : nullptr, row_.data());
             need(encoder_.write_row(row_.data()));
         }
+        output_.leave_to_disk();
     }
 
     void finish() override { need(encoder_.finish()); }

@@ -43,6 +43,7 @@ public:
                     std::swap(row_[i], row_[i + 1]);
             output_.write(row_.data(), row_.size());
         }
+        output_.leave_to_disk();
     }
 
     void finish() override {}

@@ -6,6 +6,7 @@
 #include "image/standard_streams.h"
 #include "image/text.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <system_error>
 
@@ -203,6 +204,17 @@ void OutputFile::write(const void* data, std::size_t bytes)
 {
     if (std::fwrite(data, 1, bytes, stream_.get()) != bytes)
         fail_writing();
+}
+
+void OutputFile::leave_to_disk(std::int64_t kept)
+{
+    const std::int64_t length = tell_in_file(stream_.get());
+    if (length < next_leave_)
+        return;
+    // What was not on the disk yet is asked for again, each time a little further on.
+    if (length > kept)
+        forget_cached(stream_.get(), std::max<std::int64_t>(length - 2 * kept, 0), length - kept);
+    next_leave_ = std::max(length, kept) + kept / 16;
 }
 
 void OutputFile::commit()

@@ -7,6 +7,7 @@
 #include "image/output_folder.h"
 
 #include <cstddef>
+#include <cstdint>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -30,6 +31,11 @@ public:
     void write(const void* data, std::size_t bytes);
     void write(const std::string& text) { write(text.data(), text.size()); }
 
+    // For a writer that goes on and on to call between rows: what lies more than `kept` bytes behind the end is left to
+    // the disk. A panorama of many gigabytes would otherwise take all memory for a copy that nobody reads, and that of
+    // other files besides.
+    void leave_to_disk(std::int64_t kept = kKeptBytes);
+
     // A file for reading and writing, on the same disk, that vanishes when it is closed.
     FileHandle make_scratch() const;
 
@@ -43,6 +49,9 @@ public:
     [[noreturn]] void fail_writing() const;
 
 private:
+    // What is opened in a viewer at once is read from memory.
+    static constexpr std::int64_t kKeptBytes = std::int64_t{1} << 30;
+
     void create_beside();
 
     std::string target_;
@@ -50,7 +59,8 @@ private:
     std::filesystem::path temporary_;
     FileHandle stream_;
     std::unique_ptr<OutputFolder> companion_;
-    int slot_ = -1; // in the list of files that an interruption removes
+    std::int64_t next_leave_ = 0; // the length from which on there is more to leave to the disk
+    int slot_ = -1;               // in the list of files that an interruption removes
 };
 
 } // namespace panoval::image

@@ -149,6 +149,7 @@ void TiffPictureWriter::add(const ConstRows& rows, std::int32_t count)
             ++y;
         }
     }
+    output_.leave_to_disk();
 }
 
 // Whether the next strip lies there as it goes into the file. What is compressed would be changed on the way.

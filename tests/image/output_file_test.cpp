@@ -7,6 +7,13 @@
 
 #include <gtest/gtest.h>
 
+#ifdef __linux__
+#include <algorithm>
+#include <vector>
+
+#include <sys/mman.h>
+#include <sys/vfs.h>
+#endif
 #ifndef _WIN32
 #include <unistd.h>
 #endif
@@ -102,6 +109,53 @@ TEST_F(OutputFileTest, AFolderThatCannotBeMadeOrPutInPlaceIsExplained)
     std::filesystem::remove_all(folder.path());
     EXPECT_TRUE(contains(error_of([&] { folder.commit(); }), "c.dzi: found a folder that cannot be put in place: "));
 }
+
+#ifdef __linux__
+
+// Which share of these bytes of the file the system holds in memory. The places are whole pages.
+double share_in_memory(std::FILE* file, std::size_t begin, std::size_t bytes)
+{
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    void* const view = mmap(nullptr, bytes, PROT_READ, MAP_SHARED, fileno(file), static_cast<off_t>(begin));
+    std::vector<unsigned char> pages(bytes / page);
+    EXPECT_EQ(mincore(view, bytes, pages.data()), 0);
+    munmap(view, bytes);
+    const auto held = std::count_if(pages.begin(), pages.end(), [](unsigned char flags) { return (flags & 1) != 0; });
+    return static_cast<double>(held) / static_cast<double>(pages.size());
+}
+
+bool is_in_memory_alone(std::FILE* file)
+{
+    constexpr auto kTmpfs = 0x01021994;
+    struct statfs system {
+    };
+    return fstatfs(fileno(file), &system) == 0 && system.f_type == kTmpfs;
+}
+
+TEST_F(OutputFileTest, TheBeginningOfALongFileIsLeftToTheDisk)
+{
+    constexpr std::size_t kKept = 4 << 20; // whole pages, the largest ones too
+    OutputFile output(in_folder("long.bin"));
+    if (is_in_memory_alone(output.stream()))
+        GTEST_SKIP() << "files of this folder lie in memory alone";
+    output.write(std::string(3 * kKept, 'a'));
+    ASSERT_EQ(std::fflush(output.stream()), 0);
+    ASSERT_EQ(fdatasync(fileno(output.stream())), 0); // what is not on the disk stays in memory
+    output.leave_to_disk(kKept);
+    EXPECT_EQ(share_in_memory(output.stream(), kKept, kKept), 0.0);
+    EXPECT_EQ(share_in_memory(output.stream(), 2 * kKept, kKept), 1.0);
+    output.write(std::string(kKept / 32, 'b'));
+    output.leave_to_disk(kKept); // too little has come since
+    EXPECT_EQ(share_in_memory(output.stream(), 2 * kKept, kKept), 1.0);
+    output.write(std::string(kKept, 'c'));
+    output.leave_to_disk(kKept);
+    EXPECT_EQ(share_in_memory(output.stream(), 2 * kKept + kKept / 2, kKept / 2), 0.0);
+    output.commit();
+    EXPECT_EQ(read_text("long.bin"),
+              std::string(3 * kKept, 'a') + std::string(kKept / 32, 'b') + std::string(kKept, 'c'));
+}
+
+#endif
 
 TEST_F(OutputFileTest, AScratchFileStandsBesideTheOutputAndVanishes)
 {
