@@ -7,6 +7,6 @@ cache=$(command -v ccache || true)
 for source in "$@"; do :; done # the last argument
 if head -n 1 "$source" | grep -q 'core/mutant.h'; then
     set -- "$@" -w -Wno-narrowing -O1
-    ! grep -q 'hwy/foreach_target.h' "$source" || set -- "$@" -march=haswell -DHWY_COMPILE_ONLY_STATIC
+    ! grep -q 'hwy/foreach_target.h' "$source" || set -- "$@" -march=haswell -maes -DHWY_COMPILE_ONLY_STATIC
 fi
 exec $cache "$@"

@@ -2,7 +2,7 @@
 # SPDX-License-Identifier: MIT
 """Changes the sources in small ways and looks whether a test notices.
 
-    mutate.py [--count N] [--seed SEED] [--jobs N] [--out FOLDER] [FOLDER...]
+    mutate.py [--count N] [--seed SEED] [--jobs N] [--out FOLDER] [--again FILE] [FOLDER...]
 
 Mutants are drawn by the seed among all places of the folders, all built into one copy of the tree, and switched on one at
 a time. Each is tried with the tests that reach it. The report names those that no test notices; what
@@ -62,7 +62,7 @@ def all_sites(tree, commands, folders, cache):
 
 
 def explained():
-    """{(file, original, mutated): reason}: blocks of three lines, and a reason that goes for all blocks above it."""
+    """{(file, original, mutated[, source line]): reason}: a line each, and a reason that goes for all above it."""
     reasons, keys = {}, []
     path = Path(__file__).resolve().parent / "explained.txt"
     for line in path.read_text(encoding="utf-8").splitlines() if path.exists() else []:
@@ -75,7 +75,19 @@ def explained():
 
 
 def key_of(site):
-    return site.path, site.original, site.mutated or "(nothing)"
+    """With the line that it begins in, which tells one 0 from another; a list may leave that out."""
+    return site.path, site.original, site.mutated or "(nothing)", site.source_line
+
+
+def reason_for(site, reasons):
+    key = key_of(site)
+    return reasons.get(key) or reasons.get(key[:3])
+
+
+def listed(path):
+    """The keys of the survivors of a run before."""
+    lines = path.read_text(encoding="utf-8").splitlines()
+    return {tuple(part.strip() for part in line.split(" => ")) for line in lines if line.startswith("    ")}
 
 
 def try_all(tests, sites, jobs, budget, survivors):
@@ -98,8 +110,7 @@ def try_all(tests, sites, jobs, budget, survivors):
 
 
 def described(site, verdict):
-    return (f"{site.path}:{site.line}: {verdict}: {site.kind}\n    {site.path} => {site.original} => "
-            f"{site.mutated or '(nothing)'}\n")
+    return f"{site.path}:{site.line}: {verdict}: {site.kind}\n    {' => '.join(key_of(site))}\n"
 
 
 def report(sites, results, broken, out):
@@ -107,8 +118,7 @@ def report(sites, results, broken, out):
     counts, lines = {}, []
     for number, (verdict, _) in sorted(results.items()):
         site = sites[number]
-        reason = reasons.get(key_of(site))
-        if verdict in ("survived", "unreached") and reason:
+        if verdict in ("survived", "unreached") and reason_for(site, reasons):
             verdict = "explained"
         folder = site.path.split("/")[0]
         counts.setdefault(folder, {}).setdefault(verdict, 0)
@@ -133,8 +143,10 @@ def main():
     parser.add_argument("--no-headers", action="store_true", help="none in headers, which many sources include")
     parser.add_argument("--jobs", type=int, default=os.cpu_count())
     parser.add_argument("--budget", type=float, default=60.0, help="processor seconds of slow tests for a mutant")
+    parser.add_argument("--again", type=Path, help="only those of the drawn that this list of survivors has")
     parser.add_argument("--out", type=Path, default=ROOT / "build" / "mutate")
     options = parser.parse_args()
+    options.out = options.out.resolve()
     tree = Tree(ROOT, options.out)
     tree.make()
     tree.restore({})
@@ -144,6 +156,9 @@ def main():
     chosen = random.Random(options.seed).sample(every, min(options.count, len(every)))
     print(f"mutate: {len(chosen)} of {len(every)} mutants", flush=True)
     sites = dict(enumerate(sorted(chosen, key=lambda site: (site.path, site.start)), 1))
+    if options.again:
+        wanted = listed(options.again)
+        sites = {n: site for n, site in sites.items() if key_of(site) in wanted or key_of(site)[:3] in wanted}
     everything = dict(sites)
     programs = [f"{folder}_tests" for folder in options.folders]
     programs += sorted({name for folder in options.folders for name in OTHERS.get(folder, [])} - set(programs))

@@ -16,6 +16,7 @@ class Tests:
         self.programs, self.folder = programs, folder
         self.seconds = {}  # (program, test): processor time
         self.reaching = defaultdict(list)  # mutant: [(program, test)]
+        self.deaths = defaultdict(list)  # program: tests whose children reach what nobody records
 
     def record(self):
         for program in self.programs:
@@ -28,6 +29,8 @@ class Tests:
                     print(f"mutate: {program} {name} fails without a mutant and is left out", flush=True)
                     continue
                 self.seconds[program, name] = int(microseconds) / 1e6
+                if "DeathTest" in name:
+                    self.deaths[program].append(name)
                 for number in reached:
                     self.reaching[int(number)].append((program, name))
 
@@ -36,6 +39,7 @@ class Tests:
         by_program = defaultdict(list)
         for program, name in sorted(self.reaching[number], key=lambda test: self.seconds[test]):
             by_program[program].append(name)
+        by_program[own] += [name for name in self.deaths[own] if name not in by_program[own]]
         order = sorted(by_program, key=lambda program: (program != own, self.programs.index(program)))
         spent = 0.0
         for program in order:
@@ -54,14 +58,12 @@ class Tests:
 
     def verdict(self, number, own, budget):
         """killed, timeout, survived or unreached, and the program that said so."""
-        if not self.reaching[number]:
-            return "unreached", ""
         for program, batch in self.batches(number, own, budget):
             seconds = sum(self.seconds[program, name] for name in batch)
             outcome = self.run(program, batch, number, seconds)
             if outcome:
                 return outcome, program
-        return "survived", ""
+        return "survived" if self.reaching[number] else "unreached", ""
 
     def run(self, program, batch, number, seconds):
         limit = int(5 + 4 * seconds)

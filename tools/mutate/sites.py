@@ -41,6 +41,7 @@ class Site:
     statement: bool
     original: str
     mutated: str
+    source_line: str
 
 
 class Finder:
@@ -273,6 +274,14 @@ class Finder:
             semicolon = re.match(rb"\s*;", data[end:]) if data[end - 1:end] != b";" else None
             self.add(child, "dropped statement", "", end + (semicolon.end() if semicolon else 0))
 
+    def line_around(self, path, start, end):
+        """The line that a site begins in, with the site in brackets."""
+        data = self.text(path)
+        stop = data.find(b"\n", start)
+        marked = data[data.rfind(b"\n", 0, start) + 1:start] + b"[[" + data[start:min(end, stop)] + b"]]" + \
+            data[end:max(end, stop)]
+        return " ".join(marked.decode().split())
+
     def add(self, cursor, kind, mutated, end=None):
         if cursor.extent.start.file is None:
             return
@@ -289,5 +298,5 @@ class Finder:
         if original.count("(") != original.count(")") or mutated.count("(") != mutated.count(")"):
             return
         site = Site(path[len(self.root) + 1:], start, end, cursor.extent.start.line, kind, kind == "dropped statement",
-                    " ".join(original.split()), " ".join(mutated.split()))
+                    " ".join(original.split()), " ".join(mutated.split()), self.line_around(path, start, end))
         self.sites[(site.path, start, end, site.kind, site.mutated)] = site
