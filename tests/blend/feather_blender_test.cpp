@@ -282,6 +282,16 @@ TEST(FeatherFeed, NeverLeavesTheSumsWhereTheHostChangesTheCanvasesHeight)
     }
 }
 
+TEST(FeatherFeed, FillsSumsOfAsManySamplesAsASizeCanTell)
+{
+    // Of the 2^30 samples that the host's canvas has, those that the image covers are looked at.
+    Panorama p({0, 0, 2, 1}, 1);
+    p.blender.dst.width = 1 << 30;
+    p.feed(Placed(2, 1, 1, 1, {0, 0}).filled(7));
+    EXPECT_EQ(p.blender.dst.data[0], 7.f);
+    EXPECT_EQ(p.blender.dst.data[1], 7.f);
+}
+
 TEST(FeatherFeed, OfNothingChangesNothing)
 {
     Panorama p({0, 0, 3, 2}, 1);
@@ -495,6 +505,22 @@ TEST(FeatherBlend, OfASpentRecordIsZeroAndFeedingOneIsHarmless)
     EXPECT_EQ(p.feed(image).blend(1), Samples(10, 0));
     p.feed(image);
     EXPECT_EQ(p.blend(1), Samples(10, 0));
+}
+
+TEST(FeatherFeed, WithoutMemoryForWeightsLetsGoOfBothScratchMaps)
+{
+    Panorama p({0, 0, 9, 9}, 1);
+    p.feed(Placed(2, 2, 1, 1, {0, 0}));
+    ASSERT_NE(p.blender.distScratch.data, nullptr);
+    const Placed larger(8, 8, 1, 1, {0, 0});
+    {
+        const FailingHeap heap(0);
+        p.feed(larger);
+        EXPECT_TRUE(heap.has_failed());
+    }
+    EXPECT_EQ(p.blender.weightMap.data, nullptr);
+    EXPECT_EQ(p.blender.distScratch.data, nullptr);
+    EXPECT_EQ(p.blender.distScratch.width, 0);
 }
 
 TEST(FeatherBlender, WithoutMemoryNeverCrashesOrLeaks)

@@ -135,6 +135,15 @@ TEST(MultiBandFeed, TakesTheChannelsThatImageAndCanvasShare)
     });
 }
 
+TEST(MultiBandFeed, HasRoomForMatchedRowsOfEveryLength)
+{
+    for (int width = 1; width <= 40; ++width) {
+        Pair pair(1, 2, {0, 0, 40, 4});
+        pair.feed(Picture(width, 3, 3, 1, Cover::Grey, 9), {0, 0});
+        ASSERT_TRUE(pair.same_sums()) << width << " pixels";
+    }
+}
+
 TEST(MultiBandFeed, ReadsRowsOfTheMaskAtItsOwnWidth)
 {
     const Picture picture(30, 20, 3, 1, Cover::Full, 22);

@@ -167,6 +167,7 @@ TEST(MultiBandPrepare, LeavesTheRecordEmptyWhereSizesLeave32Bits)
         {{0, 0, 1 << 30, 1}, 30, 1},      // padding of the height to 2^30
         {{0, 0, 1 << 16, 1 << 15}, 5, 1}, // 2^31 pixels
         {{0, 0, 1 << 15, 1 << 15}, 5, 3}, // 3 * 2^30 samples
+        {{0, 0, 32770, 2}, 1, 1 << 18},   // 2^34 + 2^20 samples, 2^32 + 2^18 above
         {{0, 0, 8, 8}, 2, kMost},         //
         {{0, 0, 8, 8}, 2, -1},            //
         {{0, 0, -40, -40}, 2, 1},         //

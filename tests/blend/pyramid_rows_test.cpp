@@ -3,6 +3,7 @@
 
 #include "tests/reference/pyramid.h"
 #include "tests/support/buffers.h"
+#include "tests/support/fenced.h"
 #include "tests/support/noise.h"
 #include "tests/support/tails.h"
 #include "tests/support/targets.h"
@@ -42,6 +43,19 @@ TEST(PyramidRows, ReducedAcrossEqualTheirTwin)
         const int half = (width + 1) / 2;
         auto actual = floats(half * channels + 8, 2);
         auto expected = actual;
+        reduce_across(src.data(), width, channels, kReflected, actual.data(), half);
+        reference::reduce_across(src.data(), width, channels, kReflected, expected.data(), half);
+        EXPECT_TRUE(same_bits(actual, expected));
+    });
+}
+
+TEST(PyramidRows, ReduceNothingBehindTheSource)
+{
+    for_each_row([](int width, int channels) {
+        Fenced<float> src(Place::BeforeFence, floats(width * channels, 1));
+        const int half = (width + 1) / 2;
+        std::vector<float> actual(static_cast<std::size_t>(half * channels));
+        std::vector<float> expected(actual.size());
         reduce_across(src.data(), width, channels, kReflected, actual.data(), half);
         reference::reduce_across(src.data(), width, channels, kReflected, expected.data(), half);
         EXPECT_TRUE(same_bits(actual, expected));

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
 // The elementary functions at their special arguments, exact results and hardest cases. Every expected value is the
-// correctly rounded one. Comparison with MPFR over many arguments is in elementary_mpfr_test.cpp.
+// correctly rounded one. Comparison with MPFR over many arguments is in tests/elementary.
 #include "core/elementary.h"
 
 #include <bit>

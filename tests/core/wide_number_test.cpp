@@ -71,6 +71,32 @@ TEST(WideNumber, IsRoundedToSoManyBits)
     EXPECT_EQ(to_double(round_to_bits(wide(0x1p41 - 1), 40)), 0x1p41);
 }
 
+TEST(WideNumber, SumsKeepEveryBitOfTheSmallerTerm)
+{
+    const WideNumber one = wide(1.0);
+    for (int places = 1; places < 320; ++places) {
+        const WideNumber small = scale(one, -places);
+        EXPECT_EQ(to_double((one + small) - one), std::ldexp(1.0, -places)) << places;
+        EXPECT_EQ(to_double((one - small) - one), -std::ldexp(1.0, -places)) << places;
+    }
+}
+
+// 2^exponent is more than the size of the value.
+std::int32_t exponent_of(const WideNumber& value)
+{
+    return value.is_zero() ? std::numeric_limits<std::int32_t>::min() : value.exponent;
+}
+
+TEST(WideNumber, QuotientsAreGoodTo313Bits)
+{
+    const WideNumber one = wide(1.0);
+    for (const std::uint32_t divisor : {1u, 3u, 7u, 10u, 1260u, 0xFFFFFFFFu}) {
+        const WideNumber wide_divisor = wide(static_cast<double>(divisor));
+        EXPECT_LT(exponent_of(one - divide_small(one, divisor) * wide_divisor), -313) << divisor;
+        EXPECT_LT(exponent_of(one - one / wide_divisor * wide_divisor), -312) << divisor;
+    }
+}
+
 TEST(WideFunctions, GiveWhatTheQuickOnesGive)
 {
     for (const double x : {0x1p-30, 0.001, 0.3, 0.75, 1.5, 2.0, 3.0, 17.25, 100.1, 600.0}) {

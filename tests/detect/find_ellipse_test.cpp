@@ -253,6 +253,22 @@ TEST(FindEllipse, DropsFitsCentredLeftOfOrAboveTheImageWithoutALine)
     }
 }
 
+TEST(FindEllipse, KeepsAFitCentredInTheFirstRow)
+{
+    const std::vector<std::string> stroke = {"xx.....", ".xx....", "..xx...", "...x...",
+                                             "....xx.", ".....xx", ".....x."};
+    Image image = blank(15, 16);
+    for (std::size_t y = 0; y < stroke.size(); ++y)
+        for (std::size_t x = 0; x < stroke[y].size(); ++x)
+            if (stroke[y][x] == 'x')
+                pixel(image, 4 + static_cast<int>(x), 4 + static_cast<int>(y)) = 0;
+    const Found found = find(image, 0, 1000, 3);
+    ASSERT_EQ(found.records.size(), 1u);
+    EXPECT_GT(found.records[0].cy, 0);
+    EXPECT_LT(found.records[0].cy, 1);
+    EXPECT_TRUE(equals_twin(image, 0, 1000, 3));
+}
+
 TEST(FindEllipse, DropsAnOutlineOfOneRow)
 {
     for (const bool is_transposed : {false, true}) {

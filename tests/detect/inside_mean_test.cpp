@@ -87,6 +87,12 @@ TEST(InsideMean, CountsAValueBeyondTheIntegersAsInside)
     EXPECT_EQ(panoval::mean_inside(pixels.data(), 23, 17, {5, 5, 6, 6, 1e25}), mean_of(pixels)) << "and below them";
 }
 
+TEST(InsideMean, OfEveryPixelLooksAtNoByteBehindThem)
+{
+    const std::uint8_t pixel_and_more[] = {1, 255};
+    EXPECT_EQ(panoval::mean_inside(pixel_and_more, 1, 1, {kLowest, 0, kLowest, 0, 10}), 1);
+}
+
 TEST(InsideMean, EqualsItsTwinForEverySize)
 {
     for_each_target([] {
@@ -159,7 +165,8 @@ TEST(InsideMean, EqualsItsTwinWhereFlatEllipsesEndBesideTheGuess)
                               {283, 280, 188, 177, 291, 178, 104.00575894702995},
                               {196, 254, 167, -7, -221, 43, 392.21046478095985},
                               {71, 110, 49, 103, 88, 105, 40.052020869206586}})
-            expect_twin(noise_image(e.width, e.height, 4), e.width, e.height, e.x1, e.y1, e.x2, e.y2, e.sum);
+            for (std::uint64_t seed = 4; seed < 24; ++seed) // one pixel does not change every mean
+                expect_twin(noise_image(e.width, e.height, seed), e.width, e.height, e.x1, e.y1, e.x2, e.y2, e.sum);
     });
 }
 
@@ -175,6 +182,24 @@ TEST(InsideMean, EqualsItsTwinNearTheEndOfTheIntegers)
                 expect_twin(pixels, 40, 30, 10, x, -5, x, sum);
                 expect_twin(pixels, 40, 30, x, x, 3, 4, sum);
             }
+    });
+}
+
+TEST(InsideMean, EqualsItsTwinWhereSomePixelsReachTheEndOfTheIntegers)
+{
+    // The limit crosses the image: from foci far away, and from foci beside it by a sum far below 0.
+    for_each_target([] {
+        const auto pixels = noise_image(40, 30, 2);
+        for (double shift = -120; shift <= 120; shift += 7.5) {
+            for (const std::int32_t x : {kLowest, kHighest}) {
+                expect_twin(pixels, 40, 30, x, 10, x, 12, 2147483648.0 + shift);
+                expect_twin(pixels, 40, 30, 10, x, -5, x, 2147483648.0 + shift);
+            }
+            for (const std::int32_t y : {-15, 3, 44}) {
+                expect_twin(pixels, 40, 30, 10, y, 12, -15, shift - 2147483648.0);
+                expect_twin(pixels, 40, 30, y, 10, -15, 12, shift - 2147483648.0);
+            }
+        }
     });
 }
 

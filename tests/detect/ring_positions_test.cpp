@@ -80,6 +80,7 @@ TEST(RingPositions, OutOfTheRangeAreTheMostNegativeNumber)
         compare({3e9, -3e9, 10, 5, 1, 0}, 20);
         compare({0, 0, 1e300, 1e200, 1, 0}, 20);
         compare({0, 0, 0, 5, 1, 0}, 20);
+        compare({-100, -100, 2147483648.0, 2147483648.0, 1, 0}, 4); // a radius of 2^31, one more than there is
     });
 }
 

@@ -413,6 +413,30 @@ TEST(FindSmallEllipse, GivesNothingWithoutSamples)
     }
 }
 
+TEST(FindSmallEllipse, WithoutAMinorAxisIsNoneThoughItsSamplesHaveTwoLevels)
+{
+    // Upright, the one sample without a radius wraps to the pixel left of the centre, where all others lie.
+    Picture picture(100, 100, 50);
+    picture.at(49, 50) = 200;
+    const Found found = find(picture, {50, 50, 20, 0, kPi / 2});
+    EXPECT_FALSE(found.has_array);
+    EXPECT_EQ(found.image, picture.pixels);
+}
+
+TEST(FindSmallEllipse, EqualsItsTwinWhereFociLieBesideTheImage)
+{
+    Random random(11);
+    for (int i = 0; i < 600; ++i) {
+        Picture picture(20, 20, 50);
+        picture.pixels = panoval::test::picture(panoval::test::Content::Noise, 20, 20, static_cast<std::uint64_t>(i));
+        const double a = random.real(4, 16);
+        const double x = random.real(-4, 10);
+        const double y = random.real(-4, 10);
+        SCOPED_TRACE(i);
+        expect_twin(picture, {x, y, a, a * random.real(0.2, 0.9), random.real(-kPi, kPi)});
+    }
+}
+
 TEST(FindSmallEllipse, TruncatesTheNumberOfSamples)
 {
     // (2A - 2B) * 4 + 2B * 2 pi = 1.0053 for A = B = 0.08, and 0.9927 for 0.079

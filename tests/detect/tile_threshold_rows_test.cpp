@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <memory>
 #include <vector>
@@ -126,6 +127,29 @@ TEST(TileThresholdRows, EqualTheirTwinInBlocksOfOneShade)
     for (const int level : {0, 95, 96, 97, 99, 100, 101, 139, 140, 141, 255})
         for (const std::size_t width : {31u, 32u, 33u, 64u, 1024u})
             expect_twin({{100, 140, 120, 110}, 0.3, 5, 40}, Pixels(width, static_cast<std::uint8_t>(level)));
+}
+
+TEST(TileThresholdRows, EqualTheirTwinWhereATermJustReachesAWholeNumber)
+{
+    // The fixed-point products are as far below the terms there as they get: pixels of just that level are dark.
+    constexpr int kLeast = 230;
+    constexpr int kMost = 254;
+    for (int units = 65000; units < 65400; units += 5) {
+        const double fraction = (units + 0.9) / 65536;
+        const auto corners = std::make_unique<TileCorners>();
+        corners->lowest = 0;
+        corners->highest = 255;
+        Pixels pixels;
+        for (int level = kLeast; level <= kMost && level / fraction < 254.9; ++level) {
+            double value = level / fraction;
+            while (value * fraction < level)
+                value = std::nextafter(value, 256.0);
+            set_column(corners->lower_right, pixels.size(), value);
+            pixels.push_back(static_cast<std::uint8_t>(level));
+        }
+        for_each_target(
+            [&] { EXPECT_EQ(marks_of<std::uint8_t>(*corners, fraction, pixels), Pixels(pixels.size(), 1)) << units; });
+    }
 }
 
 TEST(TileThresholdRows, TakeTheirOwnPixelsForTheMap)

@@ -522,6 +522,12 @@ TEST(GainCompensator, StepsWithoutMemoryLeakNothing)
     test::for_each_failing_allocation([&](test::FailingHeap& heap) {
         GainCompensator gc = {};
         gain_compensator_init_start(&gc, 2);
+        if (heap.has_failed()) {
+            EXPECT_EQ(gc.counts.data, nullptr);
+            EXPECT_EQ(gc.intensities.data, nullptr);
+            EXPECT_EQ(gc.gains.data, nullptr);
+            EXPECT_EQ(heap.live_blocks(), 0);
+        }
         step_all(gc, scene);
         gain_compensator_init_end(&gc);
         if (heap.has_failed())

@@ -131,6 +131,21 @@ TEST(DistanceTransform, RoundsCostsToTheNearestUnit)
     EXPECT_EQ(result.distances[0], 62587.f / 65536.f);
 }
 
+TEST(DistanceTransform, TakesCostsAUnitBesideWholePixelsForWhatTheyAre)
+{
+    const auto costs_in_units = [](float straight, float diagonal) {
+        const Result result = transform({1, 0, 1, 1}, 2, 2, straight / 65536.f, diagonal / 65536.f);
+        EXPECT_EQ(result.scratch[1 * 4 + 1], static_cast<std::int32_t>(straight));
+        EXPECT_EQ(result.scratch[2 * 4 + 1], static_cast<std::int32_t>(diagonal));
+    };
+    costs_in_units(65535, 65536 * 1.5f);
+    costs_in_units(65535, 65536);
+    costs_in_units(65537, 65536);
+    costs_in_units(65536, 65535);
+    costs_in_units(65536, 131070);
+    costs_in_units(65535, 131070);
+}
+
 TEST(DistanceTransform, RoundsHalfAUnitUpAlsoBelowZero)
 {
     const auto straight_units = [](float units) {

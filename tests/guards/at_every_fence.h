@@ -2,8 +2,8 @@
 // A routine with its buffers at every place that a fence can have, on every instruction set.
 #pragma once
 
-#include "tests/guards/fenced.h"
 #include "tests/support/buffers.h"
+#include "tests/support/fenced.h"
 #include "tests/support/targets.h"
 
 #include <cstddef>
