@@ -19,7 +19,7 @@ namespace
 constexpr int kMostIterations = 40;
 constexpr double kFirstDamping = 1e-4;
 constexpr double kMostDamping = 1e8;
-constexpr std::size_t kBatch = 16; // equations that are collected before they are added
+constexpr std::size_t kBatch = 32; // equations that are collected before they are added
 
 // A step is the last one when it moves the outline by less than this many pixels,
 constexpr double kSettled = 1e-6;
@@ -42,21 +42,30 @@ struct Equations {
     double cost = 0;
 };
 
+// Equations of samples that wait to be added.
+struct Batch {
+    double rows[kBatch * kUnknowns];
+    double residuals[kBatch];
+    std::size_t count = 0;
+    void add_to(Equations& equations) noexcept
+    {
+        add_equations(rows, residuals, count, equations.normal.data(), equations.rhs.data());
+        count = 0;
+    }
+};
+
 // One row of pixels.
 void add_samples(const AdjustmentInput& input, const TargetModel& model, const float* planes, std::size_t stride,
-                 std::int32_t y, const Span& span, Equations& equations) noexcept
+                 std::int32_t y, const Span& span, Batch& batch, Equations& equations) noexcept
 {
     const Box& box = input.patch->box();
     const Part* const parts = input.patch->parts(y);
     const float* const samples = input.patch->samples(y);
     const double dy = y - input.reference_y;
-    double rows[kBatch * kUnknowns];
-    double residuals[kBatch];
-    std::size_t count = 0;
     for (std::size_t i = to_count(span.begin - box.x); i < to_count(span.end - box.x); ++i) {
         if (parts[i] != Part::kEdge)
             continue;
-        double* const row = rows + kUnknowns * count;
+        double* const row = batch.rows + kUnknowns * batch.count;
         const double dx = box.x + static_cast<std::int32_t>(i) - input.reference_x;
         const auto at = [&](Plane plane) { return static_cast<double>(planes[plane * stride + i]); };
         const double area = at(kCoverage);
@@ -74,13 +83,10 @@ void add_samples(const AdjustmentInput& input, const TargetModel& model, const f
         equations.edge_cost += residual * residual;
         equations.edge_count += 1;
         equations.largest_residual = std::max(equations.largest_residual, std::fabs(residual));
-        residuals[count++] = residual;
-        if (count == kBatch) {
-            add_equations(rows, residuals, count, equations.normal.data(), equations.rhs.data());
-            count = 0;
-        }
+        batch.residuals[batch.count++] = residual;
+        if (batch.count == kBatch)
+            batch.add_to(equations);
     }
-    add_equations(rows, residuals, count, equations.normal.data(), equations.rhs.data());
 }
 
 // The samples away from the outline, by their sums.
@@ -124,15 +130,17 @@ bool evaluate(const AdjustmentInput& input, OutlineModel& outlines, const Target
     equations.rhs.setZero();
     equations.edge_cost = equations.edge_count = equations.flat_cost = equations.cost = 0;
     equations.largest_residual = 0;
+    Batch batch;
     const Box& box = input.patch->box();
     for (std::int32_t y = box.y; y < box.y + box.height; ++y) {
         const RowSpans& spans = input.patch->spans(y);
         if (spans.edge >= spans.edge_end)
             continue;
         const float* const planes = outlines.row(y, spans);
-        add_samples(input, model, planes, outlines.stride(), y, {spans.edge, spans.inside}, equations);
-        add_samples(input, model, planes, outlines.stride(), y, {spans.inside_end, spans.edge_end}, equations);
+        add_samples(input, model, planes, outlines.stride(), y, {spans.edge, spans.inside}, batch, equations);
+        add_samples(input, model, planes, outlines.stride(), y, {spans.inside_end, spans.edge_end}, batch, equations);
     }
+    batch.add_to(equations);
     // The kernel leaves the lower triangle to us.
     for (int i = 0; i < kUnknowns; ++i)
         for (int j = 0; j < i; ++j)
@@ -221,19 +229,6 @@ bool is_settled(const Equations& equations, const Vector12& step) noexcept
     return move < kNearlySettled && step.dot(equations.normal * step) < kSettledAgainstNoise * noise_of(equations);
 }
 
-} // namespace
-
-double predict(const TargetModel& model, const float* planes, std::size_t stride, std::size_t column, double dx,
-               double dy) noexcept
-{
-    const double outside = model.outside.at(dx, dy);
-    const double contrast = model.inside.at(dx, dy) - outside;
-    // Light is taken to change behind the blur, as a lens makes it fall off. Light that changes before it would mix
-    // levels of different places: the same picture as of an outline that lies s_e^2 times the difference of the slopes
-    // over the contrast further on, so that no picture can tell the two.
-    return outside + contrast * static_cast<double>(planes[kCoverage * stride + column]);
-}
-
 Matrix12 invert_normal(const Matrix12& normal) noexcept
 {
     Vector12 scale;
@@ -249,6 +244,19 @@ Matrix12 invert_normal(const Matrix12& normal) noexcept
         for (int j = 0; j < kUnknowns; ++j)
             result(i, j) = (inverse(i, j) + inverse(j, i)) / 2 * scale[i] * scale[j];
     return result;
+}
+
+} // namespace
+
+double predict(const TargetModel& model, const float* planes, std::size_t stride, std::size_t column, double dx,
+               double dy) noexcept
+{
+    const double outside = model.outside.at(dx, dy);
+    const double contrast = model.inside.at(dx, dy) - outside;
+    // Light is taken to change behind the blur, as a lens makes it fall off. Light that changes before it would mix
+    // levels of different places: the same picture as of an outline that lies s_e^2 times the difference of the slopes
+    // over the contrast further on, so that no picture can tell the two.
+    return outside + contrast * static_cast<double>(planes[kCoverage * stride + column]);
 }
 
 AdjustmentResult adjust(const AdjustmentInput& input, OutlineModel& outlines, TargetModel& model) noexcept
@@ -280,7 +288,7 @@ AdjustmentResult adjust(const AdjustmentInput& input, OutlineModel& outlines, Ta
             damping *= 10;
         }
     }
-    result.normal = now.normal;
+    result.inverse = invert_normal(now.normal);
     result.edge_cost = now.edge_cost;
     result.flat_cost = now.flat_cost;
     result.edge_count = now.edge_count;

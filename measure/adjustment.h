@@ -57,7 +57,7 @@ struct AdjustmentInput {
 };
 
 struct AdjustmentResult {
-    Matrix12 normal;      // at the end, the tie included
+    Matrix12 inverse;     // of the normal matrix at the end, the tie included: the covariance for noise of variance 1
     double edge_cost = 0; // squared residuals of the edge samples
     double flat_cost = 0; // of the flat ones
     double edge_count = 0;
@@ -69,9 +69,6 @@ struct AdjustmentResult {
 
 // Adjusts the model in place.
 AdjustmentResult adjust(const AdjustmentInput& input, OutlineModel& outlines, TargetModel& model) noexcept;
-
-// The inverse of an adjustment's normal matrix: the covariance of the unknowns for noise of variance 1.
-Matrix12 invert_normal(const Matrix12& normal) noexcept;
 
 // What the model says of one sample, given a row of the outline's planes.
 double predict(const TargetModel& model, const float* planes, std::size_t stride, std::size_t column, double dx,

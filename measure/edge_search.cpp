@@ -148,12 +148,33 @@ void find_steepest(const Profile& profile, const Search& search, double sign, Ra
     }
 }
 
-Vector5 row_of(const Ray& ray) noexcept
+// What a ray's edge says about the outline's change.
+struct Equation {
+    double row[5];
+    double offset;
+};
+
+Equation equation_of(const Ray& ray) noexcept
 {
-    Vector5 row;
-    row << ray.normal_x, ray.normal_y, ray.normal_x * ray.u + ray.normal_y * ray.v,
-        ray.normal_x * ray.u - ray.normal_y * ray.v, ray.normal_x * ray.v + ray.normal_y * ray.u;
-    return row;
+    return {{ray.normal_x, ray.normal_y, ray.normal_x * ray.u + ray.normal_y * ray.v,
+             ray.normal_x * ray.u - ray.normal_y * ray.v, ray.normal_x * ray.v + ray.normal_y * ray.u},
+            ray.offset};
+}
+
+double expected_offset(const Equation& equation, const Vector5& change) noexcept
+{
+    return Eigen::Map<const Vector5>(equation.row).dot(change);
+}
+
+// Their sums; of the matrix the lower triangle, which is what the solution reads.
+void add_equation(const Equation& equation, double weight, Matrix5& normal, Vector5& rhs) noexcept
+{
+    for (int i = 0; i < 5; ++i) {
+        const double weighted = weight * equation.row[i];
+        for (int j = 0; j <= i; ++j)
+            normal(i, j) += weighted * equation.row[j];
+        rhs[i] += weight * equation.offset * equation.row[i];
+    }
 }
 
 double median_of(std::array<double, kMostRays> values, std::size_t count) noexcept
@@ -167,30 +188,29 @@ double fit_rays(const Rays& rays, Outline& outline, double reach) noexcept
     double strongest = 0;
     for (const Ray& ray : rays)
         strongest = std::max(strongest, ray.has_edge ? ray.strength : 0);
+    std::array<Equation, kMostRays> equations;
+    std::size_t count = 0;
+    for (const Ray& ray : rays)
+        if (ray.has_edge && !(ray.strength < 0.1 * strongest))
+            equations[count++] = equation_of(ray);
+    if (count < rays.count / 4)
+        return 0;
     Vector5 change = Vector5::Zero();
     double tolerance = std::max(reach, 2 * kLeastTolerance);
     double share = 0;
     for (int round = 0; round < kFitRounds; ++round) {
         Matrix5 normal = Matrix5::Zero();
         Vector5 rhs = Vector5::Zero();
-        std::array<double, kMostRays> deviations{};
-        std::size_t count = 0;
-        for (const Ray& ray : rays) {
-            if (!ray.has_edge || ray.strength < 0.1 * strongest)
-                continue;
-            const Vector5 row = row_of(ray);
-            const double residual = ray.offset - row.dot(change);
-            deviations[count++] = std::fabs(residual);
+        std::array<double, kMostRays> deviations;
+        for (std::size_t i = 0; i < count; ++i) {
+            const double residual = equations[i].offset - expected_offset(equations[i], change);
+            deviations[i] = std::fabs(residual);
             const double relative = residual / tolerance;
             if (std::fabs(relative) >= 1)
                 continue;
             const double bell = 1 - relative * relative;
-            const double weight = bell * bell;
-            normal += weight * row * row.transpose();
-            rhs += weight * ray.offset * row;
+            add_equation(equations[i], bell * bell, normal, rhs);
         }
-        if (count < rays.count / 4)
-            return 0;
         // A trace of damping keeps the elements in place that the rays leave open.
         for (int i = 0; i < 5; ++i)
             normal(i, i) += 1e-3;

@@ -213,7 +213,7 @@ bool take_away(const Neighbour& neighbour, OutlineModel& outlines, Patch& patch)
         const bool is_covered = y >= own.y && y < own.y + own.height;
         if (!is_covered && !neighbour.is_around)
             continue;
-        const float* const coverage = is_covered ? outlines.row(y) + kCoverage * outlines.stride() : nullptr;
+        const float* const coverage = is_covered ? outlines.coverage_row(y) + kCoverage * outlines.stride() : nullptr;
         for (std::int32_t x = box.x; x < box.x + box.width; ++x) {
             const bool is_known = is_covered && x >= own.x && x < own.x + own.width;
             const double share = is_known ? static_cast<double>(coverage[to_count(x - own.x)]) : 0;

@@ -53,36 +53,69 @@ HWY_INLINE void normal_values(D tag, hn::Vec<D> z, hn::Vec<D>& cumulative, hn::V
     density = hn::Mul(table_density, ratio);
 }
 
-void respond(double offset, double blur, double scale, std::size_t window, std::size_t padded, float* edges,
-             float* response, float* integral, float* slope)
+// What the first stage makes of the edges of one point's pixels.
+struct Edges {
+    float* cumulatives;
+    float* densities;
+    float* integrals;
+};
+
+// From the edge before the first pixel on, `count` edges, whole steps.
+HWY_INLINE void evaluate_edges(float place, float scale, std::size_t count, const Edges& edges)
 {
-    float* const cumulatives = edges;
-    float* const densities = edges + padded + kWindowStep;
-    float* const integrals = densities + padded + kWindowStep;
-    const auto begin = static_cast<float>(offset + 0.5);
-    const auto blur_f = static_cast<float>(blur);
-    const auto scale_f = static_cast<float>(scale);
-    // Edges of pixels, from the one before the first pixel on.
-    for_each_vector(padded + kWindowStep, [=](auto tag, std::size_t i) HWY_ATTR {
-        const auto place = hn::Add(hn::Iota(tag, 0), hn::Set(tag, static_cast<float>(i)));
-        const auto z = hn::Mul(hn::Sub(hn::Set(tag, begin), place), hn::Set(tag, scale_f));
+    for_each_vector(count, [=](auto tag, std::size_t i) HWY_ATTR {
+        const auto step = hn::Add(hn::Iota(tag, 0), hn::Set(tag, static_cast<float>(i)));
+        const auto z = hn::Mul(hn::Sub(hn::Set(tag, place), step), hn::Set(tag, scale));
         hn::Vec<decltype(tag)> cumulative;
         hn::Vec<decltype(tag)> density;
         normal_values(tag, z, cumulative, density);
-        hn::StoreU(cumulative, tag, cumulatives + i);
-        hn::StoreU(density, tag, densities + i);
-        hn::StoreU(hn::Add(hn::Mul(z, cumulative), density), tag, integrals + i);
+        hn::StoreU(cumulative, tag, edges.cumulatives + i);
+        hn::StoreU(density, tag, edges.densities + i);
+        hn::StoreU(hn::Add(hn::Mul(z, cumulative), density), tag, edges.integrals + i);
     });
+}
+
+HWY_INLINE void subtract_edges(const Edges& edges, float blur, float scale, std::size_t window, std::size_t padded,
+                               float* out)
+{
     for_each_vector(padded, [=](auto tag, std::size_t i) HWY_ATTR {
+        const auto reached = hn::FirstN(tag, window > i ? window - i : 0);
         const auto difference = [=](const float* values) HWY_ATTR {
-            return hn::Sub(hn::LoadU(tag, values + i), hn::LoadU(tag, values + i + 1));
+            return hn::IfThenElseZero(reached, hn::Sub(hn::LoadU(tag, values + i), hn::LoadU(tag, values + i + 1)));
         };
-        hn::StoreU(difference(cumulatives), tag, response + i);
-        hn::StoreU(hn::Mul(difference(integrals), hn::Set(tag, blur_f)), tag, integral + i);
-        hn::StoreU(hn::Mul(difference(densities), hn::Set(tag, scale_f)), tag, slope + i);
+        hn::StoreU(difference(edges.cumulatives), tag, out + i);
+        hn::StoreU(hn::Mul(difference(edges.integrals), hn::Set(tag, blur)), tag, out + padded + i);
+        hn::StoreU(hn::Mul(difference(edges.densities), hn::Set(tag, scale)), tag, out + 2 * padded + i);
     });
-    for (std::size_t i = window; i < padded; ++i)
-        response[i] = integral[i] = slope[i] = 0;
+}
+
+// All edges of a group of points first: values that have just been stored are slow to load by other vectors.
+void respond(const float* places, std::size_t count, double blur, double scale, std::size_t window, std::size_t padded,
+             float* scratch, float* out)
+{
+    const auto blur_f = static_cast<float>(blur);
+    const auto scale_f = static_cast<float>(scale);
+    const std::size_t used = window / kWindowStep * kWindowStep + kWindowStep; // window + 1 edges at least
+    const std::size_t room = padded + kWindowStep;
+    for (std::size_t first = 0; first < count; first += kRespondGroup) {
+        const std::size_t group = count - first < kRespondGroup ? count - first : kRespondGroup;
+        const auto edges_of = [=](std::size_t i) HWY_ATTR {
+            float* const begin = scratch + 3 * room * i;
+            return Edges{begin, begin + room, begin + 2 * room};
+        };
+        for (std::size_t i = 0; i < group; ++i)
+            evaluate_edges(places[first + i], scale_f, used, edges_of(i));
+        for (std::size_t i = 0; i < group; ++i)
+            subtract_edges(edges_of(i), blur_f, scale_f, window, padded, out + 3 * padded * (first + i));
+    }
+}
+
+void clear_planes(float* planes, std::size_t stride, std::size_t count, std::size_t columns)
+{
+    const std::size_t whole = (columns + kWindowStep - 1) / kWindowStep * kWindowStep;
+    for (std::size_t plane = 0; plane < count; ++plane)
+        for_each_vector(whole, [=](auto tag, std::size_t i)
+                                   HWY_ATTR { hn::StoreU(hn::Zero(tag), tag, planes + plane * stride + i); });
 }
 
 HWY_INLINE void add_sample(const Level& level, std::size_t side, float response_y, float slope_y, std::size_t padded,
@@ -124,6 +157,32 @@ void add_levels(const Level* levels, std::size_t count, std::int32_t y, std::siz
     }
 }
 
+void add_coverage(const Level* levels, std::size_t count, std::int32_t y, std::size_t padded, const float* by_row,
+                  const float* by_column, float* planes, std::size_t stride)
+{
+    for (std::size_t i = 0; i < count; ++i) {
+        const Level& level = levels[i];
+        const float response_y = by_row[3 * padded * i + static_cast<std::size_t>(y - level.row)];
+        const float covered = response_y * level.height;
+        for (std::size_t side = 0; side < 2; ++side) {
+            const float* const table = by_column + 3 * padded * (2 * i + side);
+            const float coverage = side == 0 ? covered : -covered;
+            const float growth = response_y * level.by[side][kMeanPlane];
+            float* const mean = planes + kMeanPlane * stride + level.column[side];
+            float* const area = planes + kCoveragePlane * stride + level.column[side];
+            for_each_vector(padded, [=](auto tag, std::size_t k) HWY_ATTR {
+                const auto add = [=](float* place, float weight, const float* values) HWY_ATTR {
+                    const auto part = hn::Mul(hn::Set(tag, weight), hn::LoadU(tag, values + k));
+                    hn::StoreU(hn::Add(hn::LoadU(tag, place + k), part), tag, place + k);
+                };
+                add(mean, growth, table);
+                add(area, coverage, table + padded);
+            });
+            area[stride] += coverage;
+        }
+    }
+}
+
 void add_equations(const double* rows, const double* values, std::size_t count, double* matrix, double* sums)
 {
     const hn::CappedTag<double, 4> tag;
@@ -150,19 +209,32 @@ HWY_AFTER_NAMESPACE();
 namespace panoval::measure
 {
 HWY_EXPORT(respond);
+HWY_EXPORT(clear_planes);
 HWY_EXPORT(add_levels);
+HWY_EXPORT(add_coverage);
 HWY_EXPORT(add_equations);
 
-void respond(double offset, double blur, double scale, std::size_t window, std::size_t padded, float* edges,
-             float* response, float* integral, float* slope) noexcept
+void respond(const float* places, std::size_t count, double blur, double scale, std::size_t window, std::size_t padded,
+             float* scratch, float* out) noexcept
 {
-    HWY_DYNAMIC_DISPATCH(respond)(offset, blur, scale, window, padded, edges, response, integral, slope);
+    HWY_DYNAMIC_DISPATCH(respond)(places, count, blur, scale, window, padded, scratch, out);
+}
+
+void clear_planes(float* planes, std::size_t stride, std::size_t count, std::size_t columns) noexcept
+{
+    HWY_DYNAMIC_DISPATCH(clear_planes)(planes, stride, count, columns);
 }
 
 void add_levels(const Level* levels, std::size_t count, std::int32_t y, std::size_t padded, const float* by_row,
                 const float* by_column, float* planes, std::size_t stride) noexcept
 {
     HWY_DYNAMIC_DISPATCH(add_levels)(levels, count, y, padded, by_row, by_column, planes, stride);
+}
+
+void add_coverage(const Level* levels, std::size_t count, std::int32_t y, std::size_t padded, const float* by_row,
+                  const float* by_column, float* planes, std::size_t stride) noexcept
+{
+    HWY_DYNAMIC_DISPATCH(add_coverage)(levels, count, y, padded, by_row, by_column, planes, stride);
 }
 
 void add_equations(const double* rows, const double* values, std::size_t count, double* matrix, double* sums) noexcept

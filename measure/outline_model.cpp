@@ -79,12 +79,14 @@ bool OutlineModel::reserve(const Box& box, double semi_major, double least_blur,
     sampled_blur_ = 0;
     if (levels > level_capacity_) {
         level_ = allocate<Level>(levels);
+        row_place_ = allocate<float>(levels);
+        column_place_ = allocate<float>(2 * levels);
         level_capacity_ = levels;
     }
     if (levels * window > table_capacity_ || window > window_capacity_) {
         by_row_ = allocate<float>(3 * levels * window);
         by_column_ = allocate<float>(6 * levels * window);
-        edges_ = allocate<float>(3 * (window + kWindowStep));
+        scratch_ = allocate<float>(respond_scratch(window));
         table_capacity_ = levels * window;
         window_capacity_ = window;
     }
@@ -93,7 +95,7 @@ bool OutlineModel::reserve(const Box& box, double semi_major, double least_blur,
         stride_ = stride;
     }
     box_ = box;
-    const bool is_complete = level_ && by_row_ && by_column_ && edges_ && planes_;
+    const bool is_complete = level_ && row_place_ && column_place_ && by_row_ && by_column_ && scratch_ && planes_;
     if (!is_complete)
         level_capacity_ = table_capacity_ = window_capacity_ = stride_ = 0;
     return is_complete;
@@ -134,18 +136,23 @@ bool OutlineModel::sample(const Outline& outline, double blur) noexcept
         const double right[2] = {sine * down[0] + cosine * down[1], sine * down[1] - cosine * down[0]};
         const double left[2] = {sine * down[0] - cosine * down[1], sine * down[1] + cosine * down[0]};
         level_[level].height = static_cast<float>(half_height * cosine * step);
-        sample_level(outline, level, right, left, step, blur);
+        place_level(outline, level, right, left, step, blur);
         const double next = sine * turn_cos + cosine * turn_sin;
         cosine = cosine * turn_cos - sine * turn_sin;
         sine = next;
     }
+    const auto fill = [&](const float* places, std::size_t count, float* tables) {
+        respond(places, count, blur, 1 / blur, window_, padded_, scratch_.get(), tables);
+    };
+    fill(row_place_.get(), levels_, by_row_.get());
+    fill(column_place_.get(), 2 * levels_, by_column_.get());
     sampled_ = outline;
     sampled_blur_ = blur;
     return true;
 }
 
-void OutlineModel::sample_level(const Outline& outline, std::size_t index, const double* right, const double* left,
-                                double step, double blur) noexcept
+void OutlineModel::place_level(const Outline& outline, std::size_t index, const double* right, const double* left,
+                               double step, double blur) noexcept
 {
     Level& level = level_[index];
     const double a = outline.mean + outline.skew_x;
@@ -153,7 +160,7 @@ void OutlineModel::sample_level(const Outline& outline, std::size_t index, const
     const double c = outline.mean - outline.skew_x;
     const double y = outline.y + b * right[0] + c * right[1];
     level.row = first_pixel(y, blur);
-    const double scale = 1 / blur;
+    row_place_[index] = static_cast<float>(y - level.row + 0.5);
     const double* const units[2] = {right, left};
     for (std::size_t side = 0; side < 2; ++side) {
         const double u = units[side][0];
@@ -171,26 +178,27 @@ void OutlineModel::sample_level(const Outline& outline, std::size_t index, const
         const double x = outline.x + a * u + b * v;
         const std::int32_t column = first_pixel(x, blur);
         level.column[side] = column - box_.x;
-        float* const table = by_column_.get() + 3 * (2 * index + side) * padded_;
-        respond(x - column, blur, scale, window_, padded_, edges_.get(), table, table + padded_, table + 2 * padded_);
+        column_place_[2 * index + side] = static_cast<float>(x - column + 0.5);
     }
-    float* const table = by_row_.get() + 3 * index * padded_;
-    respond(y - level.row, blur, scale, window_, padded_, edges_.get(), table, table + padded_, table + 2 * padded_);
 }
 
-const float* OutlineModel::row(std::int32_t y) noexcept
+RowSpans OutlineModel::all_columns() const noexcept
 {
     const std::int32_t end = box_.x + box_.width;
-    return row(y, {box_.x, box_.x, end, end, end, end, end, end});
+    return {box_.x, box_.x, end, end, end, end, end, end};
 }
 
-const float* OutlineModel::row(std::int32_t y, const RowSpans& spans) noexcept
+// To the levels that reach a row.
+void OutlineModel::advance(std::int32_t y) noexcept
 {
     while (last_ < levels_ && level_[last_].row <= y)
         ++last_;
     while (first_ < last_ && level_[first_].row + static_cast<std::int32_t>(window_) <= y)
         ++first_;
-    // The columns that are asked for on either side, and those that windows reach.
+}
+
+OutlineModel::Stretches OutlineModel::stretches_of(const RowSpans& spans) const noexcept
+{
     Span left = {spans.edge - box_.x, spans.inside - box_.x};
     Span right = {spans.inside_end - box_.x, spans.edge_end - box_.x};
     const auto widen = [this](Span& span, std::int32_t column) {
@@ -204,17 +212,46 @@ const float* OutlineModel::row(std::int32_t y, const RowSpans& spans) noexcept
     if (left.end >= right.begin) // one stretch
         right = {std::min(left.begin, right.begin), std::max(left.end, right.end)};
     left.end = std::min(left.end, right.begin);
-    for (std::size_t plane = 0; plane <= kPlanes; ++plane) {
-        float* const values = planes_.get() + plane * stride_;
-        std::fill(values + left.begin, values + left.end, 0.0f);
-        std::fill(values + right.begin, values + right.end, 0.0f);
-    }
-    add_levels(level_.get() + first_, last_ - first_, y, padded_, by_row_.get() + 3 * padded_ * first_,
-               by_column_.get() + 6 * padded_ * first_, planes_.get(), stride_);
-    double even = 0;
-    add_even(right, even);
-    add_even(left, even);
+    return {left, right};
+}
+
+const float* OutlineModel::row(std::int32_t y) noexcept
+{
+    return row(y, all_columns());
+}
+
+const float* OutlineModel::row(std::int32_t y, const RowSpans& spans) noexcept
+{
+    fill_row(y, spans, add_levels, {{0, kPlanes + 1}});
     return planes_.get();
+}
+
+const float* OutlineModel::coverage_row(std::int32_t y) noexcept
+{
+    return coverage_row(y, all_columns());
+}
+
+const float* OutlineModel::coverage_row(std::int32_t y, const RowSpans& spans) noexcept
+{
+    fill_row(y, spans, add_coverage, {{kByMean, 1}, {kCoverage, 2}});
+    return planes_.get();
+}
+
+void OutlineModel::fill_row(std::int32_t y, const RowSpans& spans, decltype(add_levels)* add,
+                            std::initializer_list<PlaneRun> filled) noexcept
+{
+    advance(y);
+    const Stretches stretches = stretches_of(spans);
+    for (const Span& span : {stretches.left, stretches.right})
+        for (const PlaneRun& run : filled)
+            if (span.begin < span.end)
+                clear_planes(planes_.get() + run.first * stride_ + span.begin, stride_, run.count,
+                             to_count(span.end - span.begin));
+    add(level_.get() + first_, last_ - first_, y, padded_, by_row_.get() + 3 * padded_ * first_,
+        by_column_.get() + 6 * padded_ * first_, planes_.get(), stride_);
+    double even = 0;
+    add_even(stretches.right, even);
+    add_even(stretches.left, even);
 }
 
 // What chords cover evenly is noted where they end.

@@ -13,6 +13,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <initializer_list>
 
 namespace panoval::measure
 {
@@ -34,13 +35,13 @@ inline constexpr double kLeastBlur = 0.1;
 
 // What a row holds for each column.
 enum Plane : std::size_t {
-    kByX = 0,     // derivative of the coverage to the outline's x
-    kByY = 1,     // to y
-    kByMean = 2,  // to mean
-    kBySkewX = 3, // to skew_x
-    kBySkewY = 4, // to skew_y
-    kByBlur = 5,  // to the square of the blur
-    kCoverage = 6,
+    kByX = 0,             // derivative of the coverage to the outline's x
+    kByY = 1,             // to y
+    kByMean = kMeanPlane, // to mean
+    kBySkewX = 3,         // to skew_x
+    kBySkewY = 4,         // to skew_y
+    kByBlur = 5,          // to the square of the blur
+    kCoverage = kCoveragePlane,
     kPlanes = 7
 };
 
@@ -57,11 +58,27 @@ public:
     // stride(). Columns outside the edge's spans have no values.
     const float* row(std::int32_t y) noexcept; // all columns
     const float* row(std::int32_t y, const RowSpans& spans) noexcept;
+    // The same with values in the planes kByMean and kCoverage alone.
+    const float* coverage_row(std::int32_t y) noexcept;
+    const float* coverage_row(std::int32_t y, const RowSpans& spans) noexcept;
     std::size_t stride() const noexcept { return stride_; }
 
 private:
-    void sample_level(const Outline& outline, std::size_t level, const double* right, const double* left, double step,
-                      double blur) noexcept;
+    void place_level(const Outline& outline, std::size_t level, const double* right, const double* left, double step,
+                     double blur) noexcept;
+    RowSpans all_columns() const noexcept;
+    void advance(std::int32_t y) noexcept;
+    // The columns that are asked for on either side, and those that windows reach; apart, or both in the right one.
+    struct Stretches {
+        Span left, right;
+    };
+    Stretches stretches_of(const RowSpans& spans) const noexcept;
+    // Neighbouring planes: the ends of chords follow those of Plane.
+    struct PlaneRun {
+        std::size_t first, count;
+    };
+    void fill_row(std::int32_t y, const RowSpans& spans, decltype(add_levels)* add,
+                  std::initializer_list<PlaneRun> filled) noexcept;
     void add_even(const Span& span, double& even) noexcept;
 
     Box box_;
@@ -79,7 +96,9 @@ private:
     HeapArray<Level> level_;
     HeapArray<float> by_row_;    // for each level and row: the pixel's response in y, its integral, its derivative
     HeapArray<float> by_column_; // for each sample and column: the same in x
-    HeapArray<float> edges_;     // scratch of the kernel
+    HeapArray<float> row_place_; // of each level in its window
+    HeapArray<float> column_place_;
+    HeapArray<float> scratch_; // of the kernel
     HeapArray<float> planes_;
 };
 

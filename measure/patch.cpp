@@ -243,7 +243,7 @@ double Patch::median_of(Part part, double reference_x, double reference_y, const
         }
         skip = x - end;
     });
-    return static_cast<double>(panoval::median_of(std::span(scratch_.get(), count)));
+    return static_cast<double>(middle_of(scratch_.get(), count));
 }
 
 PlaneSums Patch::sum_flat(Part part, double reference_x, double reference_y, const LevelPlane& plane,

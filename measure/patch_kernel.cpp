@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
-// Four samples at a time, each turn with sums of its own, so that every vector length adds in the same order.
+// Sums of four samples at a time, each turn with sums of its own, so that every vector length adds in the same order.
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "measure/patch_kernel.cpp"
 #include <hwy/foreach_target.h> // compiles this file once per instruction set
 #include <hwy/highway.h>
 
 #include "measure/patch_kernel.h"
+
+#include <cmath>
 
 HWY_BEFORE_NAMESPACE();
 namespace panoval::measure::HWY_NAMESPACE
@@ -65,6 +67,60 @@ void sum_row(const float* samples, std::size_t count, double x, double origin, d
         sum_turns(one, row, samples, whole, count, turn, sums);
 }
 
+// What a bound parts values into.
+struct Parting {
+    std::size_t below; // values below it
+    float last_below;  // the largest of them
+    float first_above; // the least of the others
+};
+
+Parting part_values(const float* values, std::size_t count, float bound)
+{
+    const hn::CappedTag<float, 8> tag;
+    const auto limit = hn::Set(tag, bound);
+    const auto most = hn::Set(tag, HUGE_VALF);
+    const auto least = hn::Set(tag, -HUGE_VALF);
+    auto last = least;
+    auto first = most;
+    std::size_t below = 0;
+    std::size_t i = 0;
+    for (; i + hn::Lanes(tag) <= count; i += hn::Lanes(tag)) {
+        const auto value = hn::LoadU(tag, values + i);
+        const auto is_below = hn::Lt(value, limit);
+        below += hn::CountTrue(tag, is_below);
+        last = hn::Max(last, hn::IfThenElse(is_below, value, least));
+        first = hn::Min(first, hn::IfThenElse(is_below, most, value));
+    }
+    Parting parting = {below, hn::GetLane(hn::MaxOfLanes(tag, last)), hn::GetLane(hn::MinOfLanes(tag, first))};
+    for (; i < count; ++i) {
+        const bool is_below = values[i] < bound;
+        parting.below += is_below ? 1 : 0;
+        float& nearest = is_below ? parting.last_below : parting.first_above;
+        if (is_below ? values[i] > nearest : values[i] < nearest)
+            nearest = values[i];
+    }
+    return parting;
+}
+
+// Halves the range of values until one is left; both of its ends are values.
+float middle_of(const float* values, std::size_t count)
+{
+    const std::size_t before = count / 2;
+    const Parting all = part_values(values, count, HUGE_VALF);
+    float most = all.last_below;
+    float least = part_values(values, count, -HUGE_VALF).first_above;
+    while (least < most) {
+        const float half = least / 2 + most / 2;
+        const float bound = half > least && half < most ? half : most;
+        const Parting parting = part_values(values, count, bound);
+        if (parting.below > before)
+            most = parting.last_below;
+        else
+            least = parting.first_above;
+    }
+    return least + 0.0f; // zeros of either sign are one value
+}
+
 } // namespace panoval::measure::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
@@ -72,6 +128,7 @@ HWY_AFTER_NAMESPACE();
 namespace panoval::measure
 {
 HWY_EXPORT(sum_row);
+HWY_EXPORT(middle_of);
 
 RowSums sum_row(const float* samples, std::size_t count, double x, double origin, double level, double slope,
                 double limit) noexcept
@@ -80,6 +137,11 @@ RowSums sum_row(const float* samples, std::size_t count, double x, double origin
     HWY_DYNAMIC_DISPATCH(sum_row)(samples, count, x, origin, level, slope, limit, sums);
     const auto total = [&](std::size_t i) { return (sums[i][0] + sums[i][1]) + (sums[i][2] + sums[i][3]); };
     return {total(0), total(1), total(2), total(3), total(4), total(5)};
+}
+
+float middle_of(const float* values, std::size_t count) noexcept
+{
+    return count == 0 ? 0 : HWY_DYNAMIC_DISPATCH(middle_of)(values, count);
 }
 } // namespace panoval::measure
 #endif

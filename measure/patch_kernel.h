@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Sums over rows of samples.
+// Sums over rows of samples, and the middle of samples.
 #pragma once
 
 #include <array>
@@ -24,5 +24,8 @@ struct RowSums {
 // slope   of the levels along the row; level: where it is at x = 0, less the origin
 RowSums sum_row(const float* samples, std::size_t count, double x, double origin, double level, double slope,
                 double limit) noexcept;
+
+// The value in the middle of the order of finite values, of two the upper one, of none 0.
+float middle_of(const float* values, std::size_t count) noexcept;
 
 } // namespace panoval::measure

@@ -208,7 +208,7 @@ Refinement::SlopeEvidence Refinement::weigh_slopes() const noexcept
     SlopeEvidence evidence;
     if (!(weight > 0) || !(noise > 0))
         return evidence;
-    const Matrix12 inverse = invert_normal(adjusted_.normal);
+    const Matrix12& inverse = adjusted_.inverse;
     const double share = level_share(model_);
     for (int axis = 0; axis < 2; ++axis) {
         const int in = kInsideSlopeX + axis;
@@ -280,7 +280,7 @@ std::size_t Refinement::exclude(double limit, double beyond) noexcept
         const RowSpans& spans = patch_.spans(y);
         if (spans.edge >= spans.edge_end)
             continue;
-        const float* const planes = outlines_.row(y, spans);
+        const float* const planes = outlines_.coverage_row(y, spans);
         for (std::int32_t x = spans.edge; x < spans.edge_end; ++x) {
             if (patch_.part(x, y) != Part::kEdge)
                 continue;

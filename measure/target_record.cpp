@@ -183,7 +183,7 @@ Survey survey_outline(const Measurement& m, OutlineModel& outlines) noexcept
             continue;
         const RowSpans spans = {all.begin,  all.begin,  middle.begin, middle.begin,
                                 middle.end, middle.end, all.end,      all.end};
-        const float* const planes = outlines.row(y, spans);
+        const float* const planes = outlines.coverage_row(y, spans);
         for (std::int32_t x = all.begin; x < all.end; ++x) {
             if (x == middle.begin)
                 x = middle.end;
@@ -304,7 +304,7 @@ void write_levels(const Measurement& m, PanovalMeasureTarget& target) noexcept
 // Returns whether the axes differ significantly.
 bool write_covariance(const Measurement& m, double variance, PanovalMeasureTarget& target) noexcept
 {
-    const Matrix12 inverse = invert_normal(m.adjustment.normal);
+    const Matrix12& inverse = m.adjustment.inverse;
     double geometry[25];
     for (int i = 0; i < 5; ++i)
         for (int j = 0; j < 5; ++j)
@@ -327,7 +327,7 @@ void write_ellipse(const Measurement& m, double variance, PanovalMeasureTarget& 
     const double square = outline.skew() * outline.skew();
     if (!(square > 0))
         return;
-    const Matrix12 inverse = invert_normal(m.adjustment.normal);
+    const Matrix12& inverse = m.adjustment.inverse;
     // Of the difference's change across its direction.
     const double across = (outline.skew_y * outline.skew_y * inverse(kSkewX, kSkewX) -
                            2 * outline.skew_x * outline.skew_y * inverse(kSkewX, kSkewY) +

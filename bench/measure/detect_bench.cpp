@@ -96,9 +96,24 @@ Case make_sum_row()
         .same = [=] { return sums->first.vv == sums->second.vv && sums->first.vx == sums->second.vx; }};
 }
 
+Case make_middle_of()
+{
+    constexpr std::size_t kCount = 500;
+    const auto samples = std::make_shared<std::vector<float>>(panoval::test::noise(kCount, -2.f, 2.f, 1));
+    const auto middles = std::make_shared<std::pair<float, float>>();
+    return {.size = "500",
+            .content = "noise",
+            .pixels = kCount,
+            .memcpy_bytes = sizeof(float) * kCount,
+            .fast = [=] { middles->first = panoval::measure::middle_of(samples->data(), kCount); },
+            .twin = [=] { middles->second = panoval::reference::middle_of(*samples); },
+            .same = [=] { return middles->first == middles->second; }};
+}
+
 const panoval::bench::Registration registration([] {
     panoval::bench::add_case("measure_detect", make_detect);
     panoval::bench::add_case("patch_sum_row", make_sum_row);
+    panoval::bench::add_case("patch_middle_of", make_middle_of);
 });
 
 } // namespace

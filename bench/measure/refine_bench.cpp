@@ -87,7 +87,7 @@ struct Tables {
     Tables()
         : by_row(panoval::test::noise(3 * kPadded * kLevels, -1.f, 1.f, 1)),
           by_column(panoval::test::noise(6 * kPadded * kLevels, -1.f, 1.f, 2)), levels(kLevels),
-          edges(3 * (kPadded + kWindowStep)), rows(panoval::test::noise(12 * kLevels, -1.0, 1.0, 3)),
+          scratch(panoval::measure::respond_scratch(kPadded)), rows(panoval::test::noise(12 * kLevels, -1.0, 1.0, 3)),
           values(panoval::test::noise(kLevels, -1.0, 1.0, 4))
     {
         panoval::test::Random random(6);
@@ -101,6 +101,8 @@ struct Tables {
                 std::fill_n(level.normal[side], 2, static_cast<float>(random.real(-1, 1)));
             }
         }
+        for (std::size_t n = 0; n < kLevels; ++n)
+            places.push_back(4.8f + 0.01f * static_cast<float>(n));
         for (auto* sums : {&fast, &twin})
             sums->assign(std::max<std::size_t>(8 * kStride, 6 * kPadded * kLevels), 0.f);
         for (auto* sums : {&fast_equations, &twin_equations})
@@ -110,7 +112,8 @@ struct Tables {
     std::vector<float> by_row;
     std::vector<float> by_column;
     std::vector<Level> levels;
-    std::vector<float> edges;
+    std::vector<float> places;
+    std::vector<float> scratch;
     std::vector<double> rows;
     std::vector<double> values;
     std::vector<float> fast;
@@ -138,19 +141,12 @@ Case make_respond()
     return make_kernel(
         "windows of 9",
         [](Tables& t) {
-            for (std::size_t n = 0; n < Tables::kLevels; ++n) {
-                float* const out = t.fast.data() + 3 * Tables::kPadded * n;
-                panoval::measure::respond(4.3 + 0.01 * static_cast<double>(n), 0.8, 1 / 0.8, Tables::kWindow,
-                                          Tables::kPadded, t.edges.data(), out, out + Tables::kPadded,
-                                          out + 2 * Tables::kPadded);
-            }
+            panoval::measure::respond(t.places.data(), Tables::kLevels, 0.8, 1 / 0.8, Tables::kWindow, Tables::kPadded,
+                                      t.scratch.data(), t.fast.data());
         },
         [](Tables& t) {
-            for (std::size_t n = 0; n < Tables::kLevels; ++n) {
-                float* const out = t.twin.data() + 3 * Tables::kPadded * n;
-                panoval::reference::respond(4.3 + 0.01 * static_cast<double>(n), 0.8, 1 / 0.8, Tables::kWindow,
-                                            Tables::kPadded, out, out + Tables::kPadded, out + 2 * Tables::kPadded);
-            }
+            panoval::reference::respond(t.places.data(), Tables::kLevels, 0.8, 1 / 0.8, Tables::kWindow,
+                                        Tables::kPadded, t.twin.data());
         });
 }
 

@@ -14,8 +14,12 @@
 namespace
 {
 
+using panoval::measure::kCoveragePlane;
+using panoval::measure::kMeanPlane;
+using panoval::measure::kRespondGroup;
 using panoval::measure::kWindowStep;
 using panoval::measure::Level;
+using panoval::measure::respond_scratch;
 using panoval::reference::normal_at;
 using panoval::test::for_each_target;
 using panoval::test::noise;
@@ -53,48 +57,96 @@ TEST(Respond, EqualsItsTwinForEveryWindow)
         for (std::size_t window = 1; window <= 40; ++window) {
             const std::size_t padded = (window + kWindowStep - 1) / kWindowStep * kWindowStep;
             const double blur = random.real(0.1, 5);
-            const double offset = random.real(0, static_cast<double>(window));
-            std::vector<float> edges(3 * (padded + kWindowStep));
-            std::vector<float> actual(3 * padded, -1.f);
-            std::vector<float> expected(3 * padded, -2.f);
-            panoval::measure::respond(offset, blur, 1 / blur, window, padded, edges.data(), actual.data(),
-                                      actual.data() + padded, actual.data() + 2 * padded);
-            panoval::reference::respond(offset, blur, 1 / blur, window, padded, expected.data(),
-                                        expected.data() + padded, expected.data() + 2 * padded);
+            const std::size_t count = window % (2 * kRespondGroup + 2); // groups that are full and others
+            const auto places = noise(count, 0.f, static_cast<float>(window) + 1, window);
+            std::vector<float> scratch(respond_scratch(padded));
+            std::vector<float> actual(3 * padded * count, -1.f);
+            std::vector<float> expected(3 * padded * count, -2.f);
+            panoval::measure::respond(places.data(), count, blur, 1 / blur, window, padded, scratch.data(),
+                                      actual.data());
+            panoval::reference::respond(places.data(), count, blur, 1 / blur, window, padded, expected.data());
             ASSERT_TRUE(same_bits(actual, expected)) << "window " << window << ", blur " << blur;
         }
     });
 }
 
+TEST(ClearPlanes, ClearsWholeStepsOfThePlanes)
+{
+    for_each_target([] {
+        constexpr std::size_t kStride = 40;
+        for (std::size_t columns = 0; columns <= 30; ++columns) {
+            std::vector<float> planes(4 * kStride, 1.f);
+            panoval::measure::clear_planes(planes.data() + kStride, kStride, 2, columns);
+            const std::size_t cleared = (columns + kWindowStep - 1) / kWindowStep * kWindowStep;
+            for (std::size_t i = 0; i < planes.size(); ++i) {
+                const std::size_t plane = i / kStride;
+                const bool is_cleared = plane >= 1 && plane <= 2 && i % kStride < cleared;
+                ASSERT_EQ(planes[i], is_cleared ? 0.f : 1.f) << "element " << i << ", columns " << columns;
+            }
+        }
+    });
+}
+
+// Levels of which all reach row 14, and what they have of rows and columns.
+struct LevelTables {
+    static constexpr std::size_t kLevels = 9;
+
+    explicit LevelTables(std::size_t window)
+        : padded(window), stride(70 + window), by_row(noise(3 * window * kLevels, -1.f, 1.f, 3)),
+          by_column(noise(6 * window * kLevels, -1.f, 1.f, 4)), levels(kLevels)
+    {
+        Random random(2);
+        for (Level& level : levels) {
+            level.row = static_cast<std::int32_t>(random.integer(11, 14));
+            for (int& column : level.column)
+                column = static_cast<int>(random.integer(0, 69));
+            level.height = static_cast<float>(random.real(0, 1));
+            for (std::size_t side = 0; side < 2; ++side) {
+                for (float& by : level.by[side])
+                    by = static_cast<float>(random.real(-1, 1));
+                for (float& normal : level.normal[side])
+                    normal = static_cast<float>(random.real(-1, 1));
+            }
+        }
+    }
+    // The planes that adding the levels to others makes.
+    std::vector<float> add_by(decltype(panoval::measure::add_levels)* add) const
+    {
+        auto planes = noise(8 * stride, -1.f, 1.f, 5);
+        add(levels.data(), kLevels, 14, padded, by_row.data(), by_column.data(), planes.data(), stride);
+        return planes;
+    }
+
+    std::size_t padded;
+    std::size_t stride;
+    std::vector<float> by_row;
+    std::vector<float> by_column;
+    std::vector<Level> levels;
+};
+
 TEST(AddLevels, EqualsItsTwin)
 {
     for_each_target([] {
-        Random random(2);
         for (const std::size_t padded : std::initializer_list<std::size_t>{4, 8, 12, 24}) {
-            constexpr std::size_t kLevels = 9;
-            const std::size_t stride = 70 + padded;
-            const auto by_row = noise(3 * padded * kLevels, -1.f, 1.f, 3);
-            const auto by_column = noise(6 * padded * kLevels, -1.f, 1.f, 4);
-            std::vector<Level> levels(kLevels);
-            for (Level& level : levels) {
-                level.row = static_cast<std::int32_t>(random.integer(11, 14));
-                for (int& column : level.column)
-                    column = static_cast<int>(random.integer(0, 69));
-                level.height = static_cast<float>(random.real(0, 1));
-                for (std::size_t side = 0; side < 2; ++side) {
-                    for (float& by : level.by[side])
-                        by = static_cast<float>(random.real(-1, 1));
-                    for (float& normal : level.normal[side])
-                        normal = static_cast<float>(random.real(-1, 1));
-                }
-            }
-            auto actual = noise(8 * stride, -1.f, 1.f, 5);
-            auto expected = actual;
-            panoval::measure::add_levels(levels.data(), kLevels, 14, padded, by_row.data(), by_column.data(),
-                                         actual.data(), stride);
-            panoval::reference::add_levels(levels.data(), kLevels, 14, padded, by_row.data(), by_column.data(),
-                                           expected.data(), stride);
-            ASSERT_TRUE(same_bits(actual, expected)) << "padded " << padded;
+            const LevelTables tables(padded);
+            const auto twin = [](auto... arguments) noexcept { panoval::reference::add_levels(arguments...); };
+            ASSERT_TRUE(same_bits(tables.add_by(panoval::measure::add_levels), tables.add_by(twin))) << padded;
+        }
+    });
+}
+
+TEST(AddCoverage, EqualsItsTwinAndTheSamePlanesOfAllLevels)
+{
+    for_each_target([] {
+        for (const std::size_t padded : std::initializer_list<std::size_t>{4, 8, 12, 24}) {
+            const LevelTables tables(padded);
+            const auto twin = [](auto... arguments) noexcept { panoval::reference::add_coverage(arguments...); };
+            const auto actual = tables.add_by(panoval::measure::add_coverage);
+            ASSERT_TRUE(same_bits(actual, tables.add_by(twin))) << padded;
+            const auto all = tables.add_by(panoval::measure::add_levels);
+            for (const std::size_t plane : {kMeanPlane, kCoveragePlane, kCoveragePlane + 1})
+                for (std::size_t i = plane * tables.stride; i < (plane + 1) * tables.stride; ++i)
+                    ASSERT_EQ(actual[i], all[i]) << "plane " << plane;
         }
     });
 }

@@ -16,6 +16,7 @@
 namespace
 {
 
+using panoval::measure::middle_of;
 using panoval::measure::Outline;
 using panoval::measure::RowSums;
 using panoval::measure::Span;
@@ -54,6 +55,37 @@ TEST(SumRow, LeavesOutWhatIsFarFromTheSlope)
     EXPECT_EQ(sums.v, 1 + 2 + 4);
     EXPECT_EQ(sums.vx, 0 + 2 + 12);
     EXPECT_EQ(sums.vv, 1 + 4 + 16);
+}
+
+TEST(MiddleOf, EqualsItsTwinForEveryCountAndTies)
+{
+    for_each_target([] {
+        for (std::size_t count = 0; count <= 70; ++count) {
+            const auto samples = noise(count, -3.f, 3.f, count + 1);
+            auto tied = samples;
+            for (float& value : tied)
+                value = std::round(value);
+            for (const std::vector<float>& values : {samples, tied})
+                ASSERT_EQ(middle_of(values.data(), count), panoval::reference::middle_of(values)) << "count " << count;
+        }
+    });
+}
+
+TEST(MiddleOf, FindsValuesOfEverySize)
+{
+    for_each_target([] {
+        const float tiny = std::numeric_limits<float>::denorm_min();
+        const float huge = std::numeric_limits<float>::max();
+        for (const std::vector<float>& values : {std::vector<float>{-huge, huge},
+                                                 {huge, huge, -huge},
+                                                 {tiny, 0, -tiny},
+                                                 {tiny, tiny, 0, 0, 0},
+                                                 {1, std::nextafter(1.f, 2.f), std::nextafter(1.f, 2.f)},
+                                                 {-0.f, 0.f}})
+            EXPECT_EQ(middle_of(values.data(), values.size()), panoval::reference::middle_of(values));
+        const float zeros[] = {-0.f, -0.f, -0.f};
+        EXPECT_FALSE(std::signbit(middle_of(zeros, 3)));
+    });
 }
 
 // (x, y) inside an ellipse with these elements, by its axes.

@@ -45,7 +45,7 @@ public:
         }
         m.reach = {4, 4, 5, 8};
         m.edge_reach = 4;
-        m.adjustment.normal = Matrix12::Identity() * 1e4;
+        m.adjustment.inverse = Matrix12::Identity() * 1e-4;
         m.adjustment.edge_count = 200;
         m.adjustment.has_converged = true;
         input.reference_x = input.reference_y = 20;
@@ -99,7 +99,7 @@ TEST(MakeRecord, RefusesWhatHasNoContrast)
 TEST(MakeRecord, RefusesWhatTheSamplesLeaveOpen)
 {
     Circle circle;
-    circle.m.adjustment.normal = Matrix12::Identity() * 1e-4;
+    circle.m.adjustment.inverse = Matrix12::Identity() * 1e4;
     circle.m.adjustment.edge_cost = 200;
     EXPECT_FALSE(circle.record());
 }

@@ -11,23 +11,27 @@
 namespace panoval::reference
 {
 
-inline void respond(double offset, double blur, double scale, std::size_t window, std::size_t padded, float* response,
-                    float* integral, float* slope)
+inline void respond(const float* places, std::size_t count, double blur, double scale, std::size_t window,
+                    std::size_t padded, float* out)
 {
     const auto blur_f = static_cast<float>(blur);
     const auto scale_f = static_cast<float>(scale);
-    const auto begin = static_cast<float>(offset + 0.5);
-    for (std::size_t i = 0; i < padded; ++i) {
-        response[i] = integral[i] = slope[i] = 0;
-        if (i >= window)
-            continue;
-        const float before = (begin - static_cast<float>(i)) * scale_f;
-        const float after = (begin - static_cast<float>(i + 1)) * scale_f;
-        const NormalValueF from = normal_at(before);
-        const NormalValueF to = normal_at(after);
-        response[i] = from.cumulative - to.cumulative;
-        integral[i] = ((before * from.cumulative + from.density) - (after * to.cumulative + to.density)) * blur_f;
-        slope[i] = (from.density - to.density) * scale_f;
+    for (std::size_t n = 0; n < count; ++n) {
+        float* const response = out + 3 * padded * n;
+        float* const integral = response + padded;
+        float* const slope = integral + padded;
+        for (std::size_t i = 0; i < padded; ++i) {
+            response[i] = integral[i] = slope[i] = 0;
+            if (i >= window)
+                continue;
+            const float before = (places[n] - static_cast<float>(i)) * scale_f;
+            const float after = (places[n] - static_cast<float>(i + 1)) * scale_f;
+            const NormalValueF from = normal_at(before);
+            const NormalValueF to = normal_at(after);
+            response[i] = from.cumulative - to.cumulative;
+            integral[i] = ((before * from.cumulative + from.density) - (after * to.cumulative + to.density)) * blur_f;
+            slope[i] = (from.density - to.density) * scale_f;
+        }
     }
 }
 
@@ -48,6 +52,24 @@ inline void add_levels(const measure::Level* levels, std::size_t count, std::int
                     planes[element * stride + first + i] += response * level.by[side][element] * columns[i];
                 planes[5 * stride + first + i] += 0.5f * response * level.normal[side][0] * columns[2 * padded + i] +
                                                   0.5f * slope * level.normal[side][1] * columns[i];
+                planes[6 * stride + first + i] += covered * columns[padded + i];
+            }
+            planes[7 * stride + first] += covered;
+        }
+}
+
+inline void add_coverage(const measure::Level* levels, std::size_t count, std::int32_t y, std::size_t padded,
+                         const float* by_row, const float* by_column, float* planes, std::size_t stride)
+{
+    for (std::size_t n = 0; n < count; ++n)
+        for (std::size_t side = 0; side < 2; ++side) {
+            const measure::Level& level = levels[n];
+            const float response = by_row[3 * padded * n + static_cast<std::size_t>(y - level.row)];
+            const float* const columns = by_column + 3 * padded * (2 * n + side);
+            const float covered = side == 0 ? response * level.height : -(response * level.height);
+            const auto first = static_cast<std::size_t>(level.column[side]);
+            for (std::size_t i = 0; i < padded; ++i) {
+                planes[2 * stride + first + i] += response * level.by[side][2] * columns[i];
                 planes[6 * stride + first + i] += covered * columns[padded + i];
             }
             planes[7 * stride + first] += covered;

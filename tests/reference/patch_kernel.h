@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: MIT
-// Sums over rows of samples, one sample at a time.
+// Sums over rows of samples, one sample at a time, and the middle of samples in order.
 #pragma once
 
 #include "measure/patch_kernel.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <vector>
 
 namespace panoval::reference
 {
@@ -29,6 +31,14 @@ inline measure::RowSums sum_row(const float* samples, std::size_t count, double 
     }
     const auto total = [&](std::size_t i) { return (sums[i][0] + sums[i][1]) + (sums[i][2] + sums[i][3]); };
     return {total(0), total(1), total(2), total(3), total(4), total(5)};
+}
+
+inline float middle_of(std::vector<float> values)
+{
+    if (values.empty())
+        return 0;
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
 }
 
 } // namespace panoval::reference
