@@ -178,12 +178,11 @@ public:
         return doubt > 0 ? doubt * ramp(share_askew(DistanceTo(outline_)), kAskew) : 0;
     }
 
+    // There are ends.
     bool has_rings() const noexcept
     {
         const Widths widths = widths_of_strokes();
         const std::span<const double> known = widths.known();
-        if (known.size() < kFewestOnRings)
-            return false;
         const Rings rings = rings_of(known);
         const double near = kOnRing / semi_minor_;
         const auto on = std::count_if(known.begin(), known.end(), [&](double width) {
@@ -268,7 +267,7 @@ private:
         const auto farther = std::upper_bound(widths.begin(), widths.end(), between);
         const auto count = static_cast<std::size_t>(farther - widths.begin());
         const double near = widths[count / 2];
-        const double far = count < widths.size() ? widths[(count + widths.size()) / 2] : near;
+        const double far = widths[std::min((count + widths.size()) / 2, widths.size() - 1)];
         return far - near > kApart ? Rings{near, far} : Rings{near, near};
     }
 

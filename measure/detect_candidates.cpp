@@ -160,7 +160,7 @@ void drop_doubles(std::vector<Candidate>& candidates)
         const double reach = std::max(0.75, 0.1 * oval.b);
         for (std::size_t k = i + 1; k < candidates.size() && candidates[k].oval.y <= oval.y + reach; ++k)
             if (is_same(oval, candidates[k].oval))
-                is_double[is_better(candidates[k], candidates[i]) ? i : k] = true;
+                is_double[rank_of(candidates[k]) < rank_of(candidates[i]) ? i : k] = true;
     }
     std::vector<Candidate> kept;
     for (std::size_t i = 0; i < candidates.size(); ++i)
@@ -171,13 +171,9 @@ void drop_doubles(std::vector<Candidate>& candidates)
 
 } // namespace
 
-bool is_better(const Candidate& one, const Candidate& other) noexcept
+std::tuple<double, std::int32_t, double> rank_of(const Candidate& candidate) noexcept
 {
-    if (one.oval.covered != other.oval.covered)
-        return one.oval.covered > other.oval.covered;
-    if (one.scale != other.scale)
-        return one.scale < other.scale;
-    return one.oval.rms < other.oval.rms;
+    return {-candidate.oval.covered, candidate.scale, candidate.oval.rms};
 }
 
 CandidateList find_candidates(const PanovalMeasureImage& image, const CandidateLimits& limits)

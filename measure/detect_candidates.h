@@ -6,6 +6,7 @@
 #include "panoval_measure.h"
 
 #include <cstdint>
+#include <tuple>
 #include <vector>
 
 namespace panoval::measure
@@ -32,8 +33,8 @@ struct CandidateList {
     bool is_out_of_memory = false;
 };
 
-// Whole outlines before parts, fine scales before coarse ones, straight lines before shaky ones.
-bool is_better(const Candidate& one, const Candidate& other) noexcept;
+// The lower, the better: whole outlines before parts, fine scales before coarse ones, straight lines before shaky ones.
+std::tuple<double, std::int32_t, double> rank_of(const Candidate& candidate) noexcept;
 
 CandidateList find_candidates(const PanovalMeasureImage& image, const CandidateLimits& limits);
 

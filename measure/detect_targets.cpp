@@ -17,6 +17,7 @@
 #include <cmath>
 #include <cstring>
 #include <new>
+#include <tuple>
 #include <vector>
 
 namespace panoval::measure
@@ -69,11 +70,7 @@ std::int32_t read_options(const PanovalMeasureImage& image, const PanovalMeasure
 // Whole outlines before parts, fine scales before coarse ones, straight lines before shaky ones; then by rows.
 bool comes_before(const Candidate& one, const Candidate& other) noexcept
 {
-    if (is_better(one, other) || is_better(other, one))
-        return is_better(one, other);
-    if (one.oval.y != other.oval.y)
-        return one.oval.y < other.oval.y;
-    return one.oval.x < other.oval.x;
+    return std::tuple(rank_of(one), one.oval.y, one.oval.x) < std::tuple(rank_of(other), other.oval.y, other.oval.x);
 }
 
 bool is_near(double one, double other, double share, double least) noexcept
@@ -288,8 +285,7 @@ private:
         keep_best();
         std::stable_sort(targets_.begin(), targets_.end(),
                          [](const PanovalMeasureTarget& one, const PanovalMeasureTarget& other) {
-                             return one.ellipse.y != other.ellipse.y ? one.ellipse.y < other.ellipse.y
-                                                                     : one.ellipse.x < other.ellipse.x;
+                             return std::tie(one.ellipse.y, one.ellipse.x) < std::tie(other.ellipse.y, other.ellipse.x);
                          });
     }
 

@@ -263,7 +263,7 @@ bool read_levels(const Patch& patch, const Rays& rays, double sign, double reach
     std::array<double, kMostSteps> counts{};
     Profile profile;
     for (const Ray& ray : rays) {
-        if (!ray.has_edge || std::fabs(ray.offset) > 1.5)
+        if (!ray.has_edge)
             continue;
         read_profile(patch, ray, search, profile);
         for (std::size_t i = 0; i < search.count; ++i) {
@@ -298,7 +298,7 @@ bool read_levels(const Patch& patch, const Rays& rays, double sign, double reach
     guess.inside = (sums[inner] + sums[inner - 1]) / 2;
     guess.outside = (sums[outer] + sums[outer + 1]) / 2;
     const double contrast = std::fabs(guess.outside - guess.inside);
-    if (!(steepest > 0) || !(contrast > 0))
+    if (!(steepest * contrast > 0))
         return false;
     // A blurred step is steepest in its middle. The box pixel, the interpolation and the difference widen it, too.
     const double spread = contrast / (steepest * 2.5066282746310002);
@@ -408,8 +408,6 @@ bool find_edge(const Patch& patch, const Outline& start, double reach, EdgeGuess
     }
     place_rays(outline, rays);
     guess.outline = outline;
-    for (Ray& ray : rays)
-        ray.offset = 0;
     if (!read_levels(patch, rays, sign, std::max(3.0, std::min(reach, 8.0)), guess))
         return false;
     measure_free_reach(patch, rays, guess);

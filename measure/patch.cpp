@@ -144,8 +144,7 @@ void Patch::read_line(double x, double y, double dx, double dy, std::size_t coun
                       bool* is_known) const noexcept
 {
     const auto last = static_cast<double>(count - 1);
-    const bool is_inside =
-        count > 0 && is_finite_ && can_interpolate(x, y) && can_interpolate(x + last * dx, y + last * dy);
+    const bool is_inside = is_finite_ && can_interpolate(x, y) && can_interpolate(x + last * dx, y + last * dy);
     for (std::size_t i = 0; i < count; ++i) {
         const double px = x + static_cast<double>(i) * dx;
         const double py = y + static_cast<double>(i) * dy;

@@ -10,6 +10,7 @@
 #include <Eigen/LU>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 
@@ -287,10 +288,10 @@ namespace
 {
 
 // Numbers near the ends of their range lead beyond it.
-bool is_finite(const PanovalMeasurePoint& point)
+bool is_finite(const PanovalMeasurePoint& point, double distance = 0)
 {
-    return are_finite(&point.x, 1) && are_finite(&point.y, 1) && are_finite(&point.var_x, 1) &&
-           are_finite(&point.cov_xy, 1) && are_finite(&point.var_y, 1);
+    const std::array<double, 6> numbers = {point.x, point.y, point.var_x, point.cov_xy, point.var_y, distance};
+    return are_finite(numbers.data(), numbers.size());
 }
 
 } // namespace
@@ -354,7 +355,7 @@ PANOVAL_MEASURE_API int32_t panoval_measure_centre_by_focal_length(const Panoval
         };
         if (covariance != nullptr)
             write_variance(propagate(differentiate(*ellipse, locate), covariance), found[i].centre);
-        if (!is_finite(found[i].centre) || !std::isfinite(found[i].distance))
+        if (!is_finite(found[i].centre, found[i].distance))
             return PANOVAL_MEASURE_BAD_ELLIPSE;
     }
     std::copy_n(found, 2, poses);

@@ -244,9 +244,9 @@ void find_lobes(const Survey& survey, const TargetModel& model, Bulges& bulges) 
     double information = 0;
     for (std::size_t i = 0; i < survey.sector_count; ++i)
         information += survey.sectors[i].gg;
-    const double radius = model.outline.mean_radius();
-    if (!(information > 0) || !(radius > 0))
+    if (!(information > 0))
         return;
+    const double radius = model.outline.mean_radius();
     const double spread = (model.blur * model.blur + 1.0 / 12) / (radius * radius);
     for (std::size_t i = 0; i < kLobeOrders; ++i) {
         const auto order = static_cast<double>(i + kFirstLobes);
@@ -404,7 +404,7 @@ bool make_record(const Measurement& m, OutlineModel& outlines, PanovalMeasureTar
     target.flags |= m.model.blur > m.model.outline.semi_minor() / 4 ? PANOVAL_MEASURE_BLURRED : 0;
     target.flags |= m.adjustment.has_converged ? 0 : PANOVAL_MEASURE_NOT_CONVERGED;
     const double sigma = std::max(target.sigma_x, target.sigma_y);
-    return contrast > 0 && target.edge_share >= 0.3 && std::isfinite(sigma) && sigma < target.ellipse.semi_minor / 2;
+    return contrast > 0 && target.edge_share >= 0.3 && sigma < target.ellipse.semi_minor / 2;
 }
 
 } // namespace panoval::measure

@@ -64,6 +64,39 @@ TEST(MeasureHeap, DetectsEveryTargetOrSaysThatMemoryIsShort)
     }
 }
 
+// Each of the edges of a narrow ring is found without the other one.
+TEST(MeasureHeap, DetectsBothEdgesOfARingOrSaysThatMemoryIsShort)
+{
+    TargetScene scene{.width = 40, .height = 40, .shapes = {}, .targets = {}, .blur = 0.9, .noise = 1};
+    add_target(scene, 20.3, 19.8, 9, 8, 0.4, 60, 200);
+    add_target(scene, 20.3, 19.8, 6, 5.2, 0.4, 200, 60);
+    const std::vector<std::uint8_t> pixels = render_8_bit(scene);
+    const PanovalMeasureImage image = {pixels.data(), 40, 40, 40, PANOVAL_MEASURE_U8, 0};
+    for_each_exhaustion([&image] {
+        PanovalMeasureDetection detection = {};
+        const std::int32_t code = panoval_measure_detect(&image, nullptr, &detection);
+        EXPECT_EQ(detection.count, code == PANOVAL_MEASURE_OK ? 2 : 0);
+        panoval_measure_free(&detection);
+        return code;
+    });
+}
+
+// What is blurred is looked at again, farther around.
+TEST(MeasureHeap, RefinesABlurredTargetOrSaysSoInTheRecord)
+{
+    TargetScene scene{.width = kSide, .height = kSide, .shapes = {}, .targets = {}, .blur = 3.5, .noise = 1};
+    add_target(scene, 36.3, 35.8, 12, 11, 0.4, 60, 200);
+    const std::vector<std::uint8_t> pixels = render_8_bit(scene);
+    const PanovalMeasureImage image = {pixels.data(), kSide, kSide, kSide, PANOVAL_MEASURE_U8, 0};
+    const PanovalMeasureEllipse start = {36, 36, 11, 11, 0};
+    for_each_exhaustion([&] {
+        PanovalMeasureTarget target = {};
+        const std::int32_t code = panoval_measure_refine(&image, &start, 1, &target);
+        EXPECT_EQ(target.code, code);
+        return code;
+    });
+}
+
 TEST(MeasureHeap, RefinesOrSaysSoInTheRecord)
 {
     const std::vector<std::uint8_t> pixels = picture_of_a_board();

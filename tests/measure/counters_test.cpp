@@ -240,6 +240,19 @@ TEST(DoubtCounters, DoesNotDoubtWhatAFoundOutlineExplains)
     EXPECT_LT(both[0].target.quality, 0.2) << "not found";
 }
 
+// Near enough to be asked, too far for any end.
+TEST(DoubtCounters, IsNotChangedByAnOutlineBeyondTheStrokes)
+{
+    const std::vector<std::uint8_t> pixels = render_8_bit(letter(6, 5, 4));
+    const PanovalMeasureImage image = {pixels.data(), kSide, kSide, kSide, PANOVAL_MEASURE_U8, 0};
+    std::vector<MeasuredTarget> alone = {hole(6, 5)};
+    doubt_counters(image, alone);
+    std::vector<MeasuredTarget> both = {hole(6, 5), hole(6, 5)};
+    both[1].measured.model.outline.x -= 35;
+    doubt_counters(image, both);
+    EXPECT_EQ(both[0].target.quality, alone[0].target.quality);
+}
+
 TEST(DoubtCounters, LeavesRingsWithHandles)
 {
     const Shape handle = {Shape::Kind::Rectangle, kX + 18, kY, 14, 1.5, 0, kInk};
@@ -260,6 +273,15 @@ TEST(DoubtCounters, KnowsNothingOfWhatLiesOutsideThePicture)
     std::vector<MeasuredTarget> cut = {hole(6, 5)};
     doubt_counters({pixels.data(), 57, kSide, kSide, PANOVAL_MEASURE_U8, 0}, cut);
     EXPECT_EQ(cut[0].target.quality, 0.9);
+    constexpr std::int32_t kCut = 44;
+    std::vector<MeasuredTarget> left = {hole(6, 5)};
+    left[0].measured.model.outline.x -= kCut;
+    doubt_counters({pixels.data() + kCut, kSide - kCut, kSide, kSide, PANOVAL_MEASURE_U8, 0}, left);
+    EXPECT_EQ(left[0].target.quality, 0.9);
+    std::vector<MeasuredTarget> above = {hole(6, 5)};
+    above[0].measured.model.outline.y -= kCut;
+    doubt_counters({pixels.data() + kCut * kSide, kSide, kSide - kCut, kSide, PANOVAL_MEASURE_U8, 0}, above);
+    EXPECT_EQ(above[0].target.quality, 0.9);
 }
 
 } // namespace

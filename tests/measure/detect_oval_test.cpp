@@ -142,6 +142,24 @@ TEST(OvalsOfArcs, BearsPointsThatAreRepeated)
     EXPECT_NEAR(ovals[0].a, 14, 1e-6);
 }
 
+TEST(OvalsOfArcs, FindsNoneInOnePoint)
+{
+    EXPECT_EQ(ovals_of_arcs(open_line(std::vector<OutlinePoint>(40, {30, 20})), 1, 50).size(), 0u);
+}
+
+// Seven places, of which five more would do: the others are these again, and tell no direction.
+TEST(OvalsOfArcs, RefusesAnOutlineOfFewPlaces)
+{
+    const auto places = [](std::size_t count) {
+        std::vector<OutlinePoint> points;
+        for (const OutlinePoint& p : arc(30, 20, 14, 10, 0, 2 * kPi, count))
+            points.insert(points.end(), 3, p);
+        return LevelLine{points, true};
+    };
+    EXPECT_EQ(ovals_of_arcs(places(7), 3, 50).size(), 0u);
+    EXPECT_GE(ovals_of_arcs(places(40), 3, 50).size(), 1u);
+}
+
 // The line is on the other side of what it goes round than its turns say: an outline's points all run around one way.
 TEST(OvalsOfArcs, TellsDarkFromBrightByTheDirectionOfTravel)
 {

@@ -130,6 +130,18 @@ TEST(Detect, KeepsTheBestOfTooMany)
     const Detected best = detected(two_targets(), {.max_count = 1});
     ASSERT_EQ(best.count(), 1);
     EXPECT_EQ(best[0].polarity, PANOVAL_MEASURE_DARK) << "the one of more contrast";
+    EXPECT_EQ(detected(two_targets(), {.max_count = 3}).count(), 2) << "all there are";
+}
+
+TEST(Detect, PassesOverWhatIsWiderThanThePicture)
+{
+    TargetScene scene{.width = 100, .height = 120, .shapes = {}, .targets = {}, .noise = 1};
+    add_target(scene, 56.3, 60.2, 54, 45, 0, 60, 200);
+    const Detected wide = detected(scene, {.max_radius = 90});
+    EXPECT_EQ(wide.code, PANOVAL_MEASURE_OK);
+    EXPECT_EQ(wide.count(), 0);
+    scene.width = 130;
+    EXPECT_EQ(detected(scene, {.max_radius = 90}).count(), 1);
 }
 
 TEST(Detect, SaysWhatItHasLeftOut)
@@ -139,6 +151,8 @@ TEST(Detect, SaysWhatItHasLeftOut)
     EXPECT_GE(detected(scene, {.min_radius = 9}).result.too_small, 1);
     EXPECT_EQ(detected(scene, {.max_radius = 9}).count(), 1);
     EXPECT_GE(detected(scene, {.max_radius = 9}).result.too_large, 1);
+    EXPECT_EQ(detected(scene, {.max_radius = 14}).count(), 1) << "measured, as its candidate is not far beyond";
+    EXPECT_EQ(detected(scene, {.max_radius = 14}).result.too_large, 1);
     EXPECT_EQ(detected(scene, {.min_aspect = 0.9}).count(), 1);
     EXPECT_GE(detected(scene, {.min_aspect = 0.9}).result.not_oval, 1);
     EXPECT_EQ(detected(scene, {.min_quality = 1}).count(), 0);

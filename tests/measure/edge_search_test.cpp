@@ -3,6 +3,7 @@
 
 #include "measure/patch.h"
 #include "panoval_measure.h"
+#include "tests/support/noise.h"
 
 #include <gtest/gtest.h>
 
@@ -72,6 +73,86 @@ TEST(FindEdge, FindsNoneWhereItsSamplesAreNotNumbers)
 {
     EdgeGuess guess;
     EXPECT_FALSE(find_disk(disk_with_gap(kRadius - 1.5, kRadius + 1.5), guess));
+}
+
+// Known up to the edge's foot, but not as far as a level shows.
+TEST(FindEdge, FindsNoneWhoseLevelsAreNotKnown)
+{
+    for (const double near : {0.5, 1.1}) {
+        EdgeGuess guess;
+        EXPECT_FALSE(find_disk(disk_with_gap(kRadius + near, 2 * kSide), guess)) << near;
+        EXPECT_GT(guess.share, 0.7) << "most rays have an edge";
+    }
+}
+
+TEST(FindEdge, FindsALargeDisk)
+{
+    constexpr std::int32_t kLarge = 220;
+    std::vector<float> samples;
+    for (std::int32_t y = 0; y < kLarge; ++y)
+        for (std::int32_t x = 0; x < kLarge; ++x)
+            samples.push_back(std::hypot(x - 110.2, y - 109.7) < 80 ? 50.0f : 200.0f);
+    const PanovalMeasureImage image = {samples.data(), kLarge, kLarge, 4 * kLarge, PANOVAL_MEASURE_F32, 0};
+    Patch patch;
+    ASSERT_TRUE(patch.copy(image, Box{0, 0, kLarge, kLarge}));
+    EdgeGuess guess;
+    ASSERT_TRUE(find_edge(patch, Outline{108, 112, 76, 3, 0}, 70, guess));
+    EXPECT_NEAR(guess.outline.x, 110.2, 0.2);
+    EXPECT_NEAR(guess.outline.y, 109.7, 0.2);
+    EXPECT_NEAR(guess.outline.mean, 80, 0.2);
+    EXPECT_NEAR(guess.inside, 50, 1);
+    EXPECT_NEAR(guess.outside, 200, 1);
+}
+
+// Samples that are not numbers hide what lies above and below, where the rays that are left lead astray.
+template <class IsInside>
+bool find_between(double height, const IsInside& is_inside, const Outline& start, double reach, EdgeGuess& guess)
+{
+    constexpr std::int32_t kWide = 260;
+    std::vector<float> samples;
+    for (std::int32_t y = 0; y < kWide; ++y)
+        for (std::int32_t x = 0; x < kWide; ++x)
+            samples.push_back(std::fabs(y - 130) > height       ? std::numeric_limits<float>::quiet_NaN()
+                              : is_inside(x - 130.0, y - 130.0) ? 50.0f
+                                                                : 200.0f);
+    Patch patch;
+    EXPECT_TRUE(patch.copy({samples.data(), kWide, kWide, 4 * kWide, PANOVAL_MEASURE_F32, 0}, {0, 0, kWide, kWide}));
+    return find_edge(patch, start, reach, guess);
+}
+
+// Too thin for an outline.
+TEST(FindEdge, FindsNoEllipseInTwoCorners)
+{
+    for (const double slope : {0.6, 0.8, 1.0}) {
+        EdgeGuess guess;
+        const auto is_inside = [slope](double x, double y) { return std::fabs(x) + std::fabs(y) / slope < 6.9; };
+        EXPECT_FALSE(find_between(3.6, is_inside, {130, 130, 6, 0, 0}, 3, guess)) << slope;
+        EXPECT_GT(guess.share, 0.4) << "many rays have an edge";
+    }
+}
+
+// Wherever rays through noise have their steepest places, what is found is an outline near its start with a step.
+TEST(FindEdge, FindsSoundOutlinesInNoiseOrNone)
+{
+    int found = 0;
+    for (std::uint64_t seed = 0; seed < 400; ++seed) {
+        const std::vector<float> samples = panoval::test::noise<float>(kSide * kSide, 0, 200, seed);
+        const PanovalMeasureImage image = {samples.data(), kSide, kSide, 4 * kSide, PANOVAL_MEASURE_F32, 0};
+        Patch patch;
+        ASSERT_TRUE(patch.copy(image, Box{0, 0, kSide, kSide}));
+        const Outline start = {30, 33, 1.5 + static_cast<double>(seed % 8), 0.3 * static_cast<double>(seed % 3), 0};
+        const double reach = 2.5 + static_cast<double>(seed % 5);
+        EdgeGuess guess;
+        if (!find_edge(patch, start, reach, guess))
+            continue;
+        ++found;
+        EXPECT_GT(guess.outline.semi_minor(), 0.1 * guess.outline.semi_major()) << seed;
+        EXPECT_LE(std::hypot(guess.outline.x - 30, guess.outline.y - 33), 2 * reach) << seed;
+        EXPECT_NE(guess.inside, guess.outside) << seed;
+        EXPECT_GE(guess.blur, 0.3) << seed;
+    }
+    EXPECT_GT(found, 0);
+    EXPECT_LT(found, 400);
 }
 
 } // namespace

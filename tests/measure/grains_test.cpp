@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: MIT
 // Noise whose neighbouring samples go together has round spots, which are no targets; targets in it are found.
+#include "measure/grains.h"
+
+#include "measure/neighbours.h"
 #include "panoval_measure.h"
 #include "tests/scenes/target_scene.h"
 
@@ -7,6 +10,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
 #include <vector>
 
 namespace panoval::test
@@ -87,6 +93,30 @@ TEST(Grains, DoNotHideTargets)
     for (std::size_t i = 0; i < kCount; ++i)
         levels[i] = 3 * levels[i] + clean[i];
     EXPECT_GE(count_targets(rounded(levels)), 252); // their outlines are bent by it
+}
+
+// What is doubted is the contrast of one spot against the ground about it.
+TEST(DoubtGrains, PassesOverSamplesThatAreNoNumbers)
+{
+    const std::vector<double> noise = smooth_noise(5);
+    std::vector<float> samples(noise.begin(), noise.end());
+    const auto doubted = [&samples](double contrast) {
+        std::vector<measure::MeasuredTarget> targets(1);
+        targets[0].measured.model.outline = {100, 100, 5, 0, 0};
+        targets[0].target.ellipse = {100, 100, 5, 5, 0};
+        targets[0].target.level_inside = contrast;
+        targets[0].target.quality = 0.9;
+        targets[0].is_sound = true;
+        EXPECT_TRUE(measure::doubt_grains({samples.data(), kSide, kSide, 4 * kSide, PANOVAL_MEASURE_F32, 0}, targets));
+        return targets[0].target.quality;
+    };
+    EXPECT_EQ(doubted(20), 0.9);
+    const double little = doubted(2);
+    EXPECT_LT(little, 0.1);
+    for (std::size_t i = 0; i < kCount; i += 7)
+        samples[i] = std::numeric_limits<float>::quiet_NaN();
+    EXPECT_EQ(doubted(20), 0.9);
+    EXPECT_NEAR(doubted(2), little, 0.05);
 }
 
 // The other edge of a narrow ring takes contrast away from each.

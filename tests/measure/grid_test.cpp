@@ -222,6 +222,30 @@ TEST(Grid, OrdersABoardWithManyGaps)
     }
 }
 
+// Such an ellipse is no circle's image: where its centre is seen follows from nothing.
+TEST(Grid, BearsATargetThatReachesTheHorizon)
+{
+    const Matrix h = view(7, 5, 0.6, 0.2);
+    Placed placed = place_board(h, 5, 7, {}, 0, 3);
+    PanovalMeasureTarget& target = placed.targets[static_cast<std::size_t>(placed.index[17])];
+    target.ellipse.semi_major = target.ellipse.semi_minor = 1e6;
+    const Answer answer = order(placed, 5, 7);
+    ASSERT_EQ(answer.code, PANOVAL_MEASURE_OK);
+    EXPECT_EQ(targets_of(answer), placed.index);
+    EXPECT_EQ(answer.cells[17].centre_x, target.ellipse.x);
+}
+
+TEST(Grid, LeavesOutATargetThatGoesOnWithARow)
+{
+    const Matrix h = view(7, 5, 0.3, 0.2);
+    Placed placed = place_board(h, 5, 7, {}, 0, 3);
+    placed.targets.push_back(image_of_circle(h, 7, 1, 0.3));
+    const Answer answer = order(placed, 5, 7);
+    ASSERT_EQ(answer.code, PANOVAL_MEASURE_OK);
+    EXPECT_EQ(targets_of(answer), placed.index);
+    EXPECT_EQ(answer.grid.extra, 1);
+}
+
 TEST(Grid, LeavesOutWhatIsNearAPlaceThatHasNoTarget)
 {
     const Matrix h = view(9, 6, 0.5, 0.1);

@@ -14,6 +14,7 @@ namespace
 {
 
 using panoval::measure::Box;
+using panoval::measure::DistanceTo;
 using panoval::measure::ellipse_of;
 using panoval::measure::kPi;
 using panoval::measure::least_widening;
@@ -60,6 +61,14 @@ TEST(TransformCovariance, OfAnEllipseIsThatOfItsAxes)
     EXPECT_TRUE(transform_covariance({0, 0, 10, 0, 4}, covariance.data(), result.data())) << "at 45 degrees";
     EXPECT_DOUBLE_EQ(result[12], 0.03 + 0.05);
     EXPECT_DOUBLE_EQ(result[24], 0.04 / (8 * 8));
+}
+
+TEST(DistanceTo, IsMinusTheSemiMinorAxisInTheCentre)
+{
+    const DistanceTo distance({7, 9, 5, 1, 0});
+    EXPECT_EQ(distance.distance(distance.place(7, 9)), -4);
+    EXPECT_NEAR(distance.distance(distance.place(7, 13)), 0, 1e-12);
+    EXPECT_NEAR(distance.distance(distance.place(13.5, 9)), 0.5, 0.03);
 }
 
 TEST(LeastWidening, IsThatOfTheAxesMeans)

@@ -165,6 +165,12 @@ TEST(CentreByRings, RefusesCirclesThatAreNotConcentric)
               PANOVAL_MEASURE_NOT_CONCENTRIC);
     EXPECT_EQ(panoval_measure_centre_by_rings(&same, nullptr, &outer, nullptr, &centre),
               PANOVAL_MEASURE_NOT_CONCENTRIC);
+    for (double far = 1e3; far < 1e100; far *= 1e3) {
+        const PanovalMeasureEllipse away = {far, 95, 10, 6, 1.2};
+        EXPECT_EQ(panoval_measure_centre_by_rings(&outer, nullptr, &away, nullptr, &centre),
+                  PANOVAL_MEASURE_NOT_CONCENTRIC)
+            << far;
+    }
     EXPECT_EQ(centre.x, 1) << "untouched";
 }
 
@@ -349,6 +355,32 @@ TEST(CentreByRings, BearsNumbersNearTheEndsOfTheirRange)
         return inner.semi_minor > 0 ? panoval_measure_centre_by_rings(&ellipse, covariance, &inner, covariance, &centre)
                                     : PANOVAL_MEASURE_NOT_CONCENTRIC;
     });
+}
+
+TEST(CentreByRings, RefusesAVarianceBeyondTheRangeOfNumbers)
+{
+    const PanovalMeasureEllipse outer = {100, 100, 30, 25, 0.3};
+    const PanovalMeasureEllipse inner = {100, 100, 15, 12.5, 0.3};
+    std::array<double, 25> covariance{};
+    for (std::size_t i = 0; i < 25; i += 6)
+        covariance[i] = 1.7e308;
+    PanovalMeasurePoint centre = {1, 2, 3, 4, 5};
+    ASSERT_EQ(panoval_measure_centre_by_rings(&outer, nullptr, &inner, nullptr, &centre), PANOVAL_MEASURE_OK);
+    EXPECT_NEAR(centre.x, 100, 1e-9);
+    EXPECT_EQ(panoval_measure_centre_by_rings(&outer, covariance.data(), &inner, covariance.data(), &centre),
+              PANOVAL_MEASURE_NOT_CONCENTRIC);
+    EXPECT_NEAR(centre.x, 100, 1e-9) << "untouched";
+}
+
+// What these have in common is a point at infinity.
+TEST(CentreByRings, RefusesEllipsesThatTouchOnTwoSides)
+{
+    const PanovalMeasureEllipse outer = {100, 100, 10, 10, 0};
+    const PanovalMeasureEllipse inner = {100, 100, 14, 10, 0};
+    PanovalMeasurePoint centre = {1, 2, 3, 4, 5};
+    EXPECT_EQ(panoval_measure_centre_by_rings(&outer, nullptr, &inner, nullptr, &centre),
+              PANOVAL_MEASURE_NOT_CONCENTRIC);
+    EXPECT_EQ(centre.x, 1) << "untouched";
 }
 
 TEST(Perspective, NamesWhatIsWrong)

@@ -29,9 +29,9 @@ constexpr std::int32_t kSide = 40;
 class Circle
 {
 public:
-    explicit Circle(double contrast = 150)
+    explicit Circle(double contrast = 150, double radius = 5)
     {
-        m.model.outline = {20, 20, 5, 0, 0};
+        m.model.outline = {20, 20, radius, 0, 0};
         m.model.blur = 0.8;
         m.model.outside.level = 50;
         m.model.inside.level = 50 + contrast;
@@ -125,6 +125,24 @@ TEST(MakeRecord, FlagsATargetAtThePicturesEdge)
     circle.rows = 25; // its band ends at row 29
     ASSERT_TRUE(circle.record());
     EXPECT_EQ(circle.target.flags, PANOVAL_MEASURE_ROUND | PANOVAL_MEASURE_BORDER);
+}
+
+TEST(MakeRecord, RefusesAnOutlineBeyondItsBox)
+{
+    Circle circle;
+    circle.m.model.outline.x = 34;
+    EXPECT_FALSE(circle.record());
+    EXPECT_EQ(circle.target.edge_share, 0);
+    EXPECT_EQ(circle.bulges.count, 0);
+}
+
+// The pixel in the very centre lies in no direction.
+TEST(MakeRecord, TakesTheCentreOfASmallTargetForItsEdge)
+{
+    Circle circle(150, 2);
+    ASSERT_TRUE(circle.record());
+    EXPECT_EQ(circle.target.edge_share, 1);
+    EXPECT_NEAR(circle.bulges.square, 0, 1e-6);
 }
 
 TEST(MakeRecord, FlagsWhatTheAdjustmentSays)
