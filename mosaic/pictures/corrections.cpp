@@ -27,6 +27,15 @@ void multiply_row(const ChannelGains& gains, const Falloff& falloff, const Rect&
     }
 }
 
+void correct_raw_row(const Corrections& corrections, std::size_t picture, const Rect& size, const RawRow& row,
+                     const Rect& part, std::int64_t y, float* out)
+{
+    if (corrections.falloff.is_flat())
+        return scale_row(row, factors_of(corrections, picture), out);
+    load_samples(row.samples, row.sample_bytes, row.pixels * row.channels, out);
+    multiply_row(corrections.gains[picture], corrections.falloff, size, part, static_cast<int>(row.channels), y, out);
+}
+
 } // namespace
 
 ChannelFactors factors_of(const Corrections& corrections, std::size_t picture)
@@ -42,10 +51,15 @@ void correct_row(const Corrections& corrections, std::size_t picture, const Rect
 {
     const RawRow row{block.row(y), static_cast<std::size_t>(block.sample_bytes),
                      static_cast<std::size_t>(block.rect.width), static_cast<std::size_t>(block.channels)};
-    if (corrections.falloff.is_flat())
-        return scale_row(row, factors_of(corrections, picture), out);
-    load_samples(row.samples, row.sample_bytes, row.pixels * row.channels, out);
-    multiply_row(corrections.gains[picture], corrections.falloff, size, block.rect, block.channels, y, out);
+    correct_raw_row(corrections, picture, size, row, block.rect, y, out);
+}
+
+void correct_row(const Corrections& corrections, std::size_t picture, const Rect& size, const PictureView& view,
+                 std::int64_t y, float* out)
+{
+    const RawRow row{view.row(y), static_cast<std::size_t>(view.sample_bytes()),
+                     static_cast<std::size_t>(view.rect().width), static_cast<std::size_t>(view.channels())};
+    correct_raw_row(corrections, picture, size, row, view.rect(), y, out);
 }
 
 } // namespace panoval::mosaic

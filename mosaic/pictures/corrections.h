@@ -5,6 +5,7 @@
 #pragma once
 
 #include "mosaic/base/layout.h"
+#include "mosaic/pictures/picture_view.h"
 #include "mosaic/pictures/pixel_block.h"
 #include "mosaic/pictures/scaled_rows.h"
 
@@ -42,11 +43,13 @@ struct Corrections {
 // The factors of a picture where there is no falloff.
 ChannelFactors factors_of(const Corrections& corrections, std::size_t picture);
 
-// Row y (counted from the block's first) of a block, corrected: block.rect.width * channels floats. Each sample is
+// Row y (counted from the first) of a block or view, corrected: rect.width * channels floats. Each sample is
 // float(sample * float(gain / falloff)), one product in single precision, so that every caller gets the same bits.
 //
 // size  the picture's whole width and height, whose middle is the falloff's centre
 void correct_row(const Corrections& corrections, std::size_t picture, const Rect& size, const PixelBlock& block,
+                 std::int64_t y, float* out);
+void correct_row(const Corrections& corrections, std::size_t picture, const Rect& size, const PictureView& view,
                  std::int64_t y, float* out);
 
 } // namespace panoval::mosaic

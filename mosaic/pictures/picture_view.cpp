@@ -2,6 +2,7 @@
 #include "mosaic/pictures/picture_view.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace panoval::mosaic
 {
@@ -16,6 +17,16 @@ void PictureView::read(PictureReader& reader, std::size_t picture, const Rect& n
         reader.read(picture, rect_, block_);
     else if (held_.masks.empty())
         whole_.resize(std::max(whole_.size(), at(rect_.width)), 255);
+}
+
+bool PictureView::is_covered(std::int64_t y, std::int64_t rows) const
+{
+    if (is_held_ && held_.masks.empty())
+        return true;
+    for (std::int64_t i = y; i < y + rows; ++i)
+        if (std::memchr(mask_row(i), 0, at(rect_.width)) != nullptr)
+            return false;
+    return true;
 }
 
 } // namespace panoval::mosaic

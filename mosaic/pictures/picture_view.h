@@ -34,6 +34,9 @@ public:
         return held_.masks.empty() ? whole_.data() : held_.masks[at(y)];
     }
 
+    // Whether these rows of the mask leave nothing out.
+    bool is_covered(std::int64_t y, std::int64_t rows) const;
+
 private:
     static std::size_t at(std::int64_t y) { return static_cast<std::size_t>(y); }
 

@@ -1,9 +1,13 @@
 // SPDX-License-Identifier: MIT
 #include "mosaic/verdict/displacement_patch.h"
 
+#include "mosaic/pictures/picture_view.h"
+#include "mosaic/verdict/patch_rows.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstring>
 #include <type_traits>
 
 namespace panoval::mosaic
@@ -58,8 +62,17 @@ public:
         add_row(row - reach - 1, -1);
         for (std::size_t x = 0; x < width_; ++x)
             before_[x + 1] = before_[x] + down_[x];
-        for (std::size_t x = 0; x < width_; ++x)
+        const auto cut_off = [&](std::size_t x) {
             sums[x] = before_[std::min(x + reach_ + 1, width_)] - before_[x - std::min(x, reach_)];
+        };
+        const std::size_t whole = width_ - std::min(2 * reach_, width_); // windows that are not cut off
+        const std::size_t begin = whole > 0 ? reach_ : width_;
+        for (std::size_t x = 0; x < begin; ++x)
+            cut_off(x);
+        if (whole > 0)
+            subtract_rows(before_.data() + 2 * reach_ + 1, before_.data(), whole, sums.data() + begin);
+        for (std::size_t x = begin + whole; x < width_; ++x)
+            cut_off(x);
     }
 
 private:
@@ -78,9 +91,14 @@ private:
     {
         if (!is_inside(row))
             return;
-        const Value* const values = line(row);
-        for (std::int64_t x = inside_.x; x < inside_.right(); ++x)
-            down_[static_cast<std::size_t>(x)] += sign * static_cast<double>(values[x]);
+        const Value* const values = line(row) + inside_.x;
+        double* const sums = down_.data() + inside_.x;
+        const auto width = static_cast<std::size_t>(inside_.width);
+        if constexpr (std::is_same_v<Value, float>)
+            add_signed_row(values, sign, width, sums);
+        else
+            for (std::size_t x = 0; x < width; ++x)
+                sums[x] += sign * static_cast<double>(values[x]);
     }
 
     const std::vector<Value>& values_;
@@ -104,20 +122,12 @@ void subtract_slow_changes(Patch& patch, std::int64_t reach, const Rect& area)
     for (std::size_t y = 0; y < patch.height(); ++y) {
         of_values.next(y, sums);
         of_known.next(y, counts);
-        for (std::size_t x = 0, i = y * width; x < width; ++x, ++i) {
-            const bool is_known = known[i] != 0 && counts[x] > 0.5;
-            patch.known[i] = is_known ? 1 : 0;
-            patch.value[i] = is_known ? static_cast<float>(static_cast<double>(values[i]) - sums[x] / counts[x]) : 0.0f;
-        }
+        std::uint8_t* const known_row = patch.known.data() + y * width;
+        for (std::size_t x = 0; x < width; ++x)
+            known_row[x] = known[y * width + x] != 0 && counts[x] > 0.5 ? 1 : 0;
+        subtract_means(values.data() + y * width, sums.data(), counts.data(), known_row, width,
+                       patch.value.data() + y * width);
     }
-}
-
-// Second differences along a row, of all pixels but the outermost.
-void second_differences(const float* row, std::vector<double>& differences)
-{
-    for (std::size_t x = 1; x + 1 < differences.size(); ++x)
-        differences[x] =
-            static_cast<double>(row[x - 1]) - 2 * static_cast<double>(row[x]) + static_cast<double>(row[x + 1]);
 }
 
 constexpr std::size_t kWindow = 8;
@@ -127,7 +137,7 @@ constexpr std::size_t kWindow = 8;
 class Roughness
 {
 public:
-    explicit Roughness(const Patch& patch) : patch_(patch)
+    explicit Roughness(const Patch& patch) : patch_(patch), rough_((patch.width() - 2) / kWindow * kWindow)
     {
         for (std::vector<double>& row : rows_)
             row.resize(patch.width());
@@ -143,23 +153,23 @@ public:
         }
         for (std::size_t y = top; y < top + kWindow; ++y) {
             load(y + 1);
-            const double* const above = row(y - 1);
-            const double* const here = row(y);
-            const double* const below = row(y + 1);
-            for (std::size_t window = 0, x = 1; window < sums.size(); ++window)
-                for (const std::size_t end = x + kWindow; x < end; ++x) {
-                    const double value = above[x] - 2 * here[x] + below[x];
-                    sums[window] += value * value / 36;
-                }
+            roughness_row(row(y - 1) + 1, row(y) + 1, row(y + 1) + 1, rough_.size(), rough_.data());
+            for (std::size_t window = 0, x = 0; window < sums.size(); ++window)
+                for (const std::size_t end = x + kWindow; x < end; ++x)
+                    sums[window] += rough_[x];
         }
     }
 
 private:
     const double* row(std::size_t y) const { return rows_[y % rows_.size()].data(); }
-    void load(std::size_t y) { second_differences(patch_.value.data() + y * patch_.width(), rows_[y % rows_.size()]); }
+    void load(std::size_t y)
+    {
+        second_differences(patch_.value.data() + y * patch_.width(), patch_.width(), rows_[y % rows_.size()].data());
+    }
 
     const Patch& patch_;
-    std::array<std::vector<double>, 3> rows_;
+    std::array<std::vector<double>, 3> rows_; // second differences along them
+    std::vector<double> rough_;
 };
 
 bool is_window_known(const Patch& patch, std::size_t left, std::size_t top)
@@ -196,18 +206,21 @@ double measure_noise(const Patch& patch)
     return *calm * kCalmBelow;
 }
 
-void read_row(const PixelBlock& block, std::int64_t y, const std::vector<float>& samples, double levels, Patch& patch)
+void read_row(const PictureView& view, std::int64_t y, const std::vector<float>& samples, double levels, Patch& patch)
 {
     const std::size_t width = patch.width();
-    const auto channels = static_cast<std::size_t>(block.channels);
-    const std::uint8_t* const mask = block.mask_row(y);
-    for (std::size_t x = 0; x < width; ++x) {
-        const std::size_t i = static_cast<std::size_t>(y) * width + x;
-        const float* const pixel = samples.data() + x * channels;
-        const float brightness = channels < 3 ? pixel[0] : 0.25f * (pixel[0] + pixel[2]) + 0.5f * pixel[1];
-        patch.known[i] = mask[x] != 0 ? 1 : 0;
-        patch.value[i] = mask[x] != 0 ? static_cast<float>(static_cast<double>(brightness) * levels) : 0.0f;
-    }
+    const std::uint8_t* const mask = view.mask_row(y);
+    float* const values = patch.value.data() + static_cast<std::size_t>(y) * width;
+    std::uint8_t* const known = patch.known.data() + static_cast<std::size_t>(y) * width;
+    brightness_row(samples.data(), static_cast<std::size_t>(view.channels()), width, levels, values);
+    std::memset(known, 1, width);
+    if (view.is_covered(y, 1))
+        return;
+    for (std::size_t x = 0; x < width; ++x)
+        if (mask[x] == 0) {
+            known[x] = 0;
+            values[x] = 0;
+        }
 }
 
 } // namespace
@@ -288,12 +301,12 @@ Patch read_brightness(const PictureSource& source, std::size_t picture, const Re
     patch.rect = rect;
     patch.value.resize(static_cast<std::size_t>(rect.pixels()));
     patch.known.resize(patch.value.size());
-    PixelBlock block;
-    source.reader.read(picture, rect, block);
-    std::vector<float> samples(patch.width() * static_cast<std::size_t>(block.channels));
+    PictureView view;
+    view.read(source.reader, picture, rect, source.layout.channels, source.layout.sample_bytes());
+    std::vector<float> samples(patch.width() * static_cast<std::size_t>(view.channels()));
     for (std::int64_t y = 0; y < rect.height; ++y) {
-        correct_row(source.corrections, picture, source.size(picture), block, y, samples.data());
-        read_row(block, y, samples, source.levels_per_sample(), patch);
+        correct_row(source.corrections, picture, source.size(picture), view, y, samples.data());
+        read_row(view, y, samples, source.levels_per_sample(), patch);
     }
     patch.noise = measure_noise(patch);
     return patch;

@@ -2,13 +2,14 @@
 #include "mosaic/verdict/overlap_cells.h"
 
 #include "core/numbers.h"
-#include "mosaic/verdict/cell_rows.h"
+#include "mosaic/pictures/picture_view.h"
+#include "mosaic/verdict/cell_sums.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
-#include <type_traits>
+#include <span>
 
 namespace panoval::mosaic
 {
@@ -44,102 +45,6 @@ struct CellSums {
     }
 };
 
-template <class Sample>
-const Sample* row_of(const PixelBlock& block, std::int64_t y)
-{
-    return reinterpret_cast<const Sample*>(block.row(y)); // rows of 16-bit samples begin at even addresses
-}
-
-bool is_covered(const PixelBlock& block, std::int64_t y, std::int64_t rows)
-{
-    return std::memchr(block.mask_row(y), 0, static_cast<std::size_t>(rows * block.rect.width)) == nullptr;
-}
-
-// Sums and maxima of samples down the columns of a few rows.
-template <class Sample, class Sum>
-class Columns
-{
-public:
-    Columns(const PixelBlock& block, std::int64_t y, std::int64_t rows)
-        : sums_(static_cast<std::size_t>(block.rect.width * block.channels)), most_(sums_.size())
-    {
-        for (std::int64_t i = y; i < y + rows; ++i)
-            sum_cell_row(row_of<Sample>(block, i), sums_.size(), sums_.data(), most_.data());
-    }
-
-    // One cell after the other; bit: set where the largest sample is among a cell's.
-    template <std::size_t kChannels>
-    void add_to(std::vector<std::uint64_t>& cells, std::vector<std::uint8_t>& clipped, std::uint8_t bit,
-                std::size_t step) const
-    {
-        const auto add = [&](std::size_t cell, auto columns) {
-            const std::size_t first = cell * step * kChannels;
-            std::uint64_t* const to = cells.data() + cell * kChannels;
-            if (add_cell<kChannels>(sums_.data() + first, most_.data() + first, columns, to))
-                clipped[cell] = static_cast<std::uint8_t>(clipped[cell] | bit);
-        };
-        const std::size_t width = sums_.size() / kChannels;
-        const std::size_t whole = width / step;
-        const auto add_whole = [&](auto columns) { // known to the compiler, as far as usual
-            for (std::size_t cell = 0; cell < whole; ++cell)
-                add(cell, columns);
-        };
-        switch (step) {
-        case 2:
-            add_whole(std::integral_constant<std::size_t, 2>());
-            break;
-        case 4:
-            add_whole(std::integral_constant<std::size_t, 4>());
-            break;
-        default:
-            add_whole(step);
-        }
-        if (whole * step < width)
-            add(whole, width - whole * step);
-    }
-
-private:
-    // Adds so many columns to a cell. Whether the largest sample is among them.
-    template <std::size_t kChannels, class Count>
-    static bool add_cell(const Sum* sum, const Sample* most, Count columns, std::uint64_t* cell)
-    {
-        std::uint64_t of_channel[kChannels] = {};
-        Sample largest = 0;
-        for (std::size_t x = 0; x < columns; ++x, sum += kChannels, most += kChannels)
-            for (std::size_t c = 0; c < kChannels; ++c) {
-                of_channel[c] += sum[c];
-                largest = std::max(largest, most[c]);
-            }
-        for (std::size_t c = 0; c < kChannels; ++c)
-            cell[c] += of_channel[c];
-        return largest == static_cast<Sample>(~Sample{0});
-    }
-
-    std::vector<Sum> sums_;
-    std::vector<Sample> most_;
-};
-
-template <class Sample, class Sum>
-void add_columns(const PixelBlock& block, std::int64_t y, std::int64_t rows, std::size_t step,
-                 std::vector<std::uint64_t>& cells, std::vector<std::uint8_t>& clipped, std::uint8_t bit)
-{
-    const Columns<Sample, Sum> columns(block, y, rows);
-    if (block.channels == 1)
-        columns.template add_to<1>(cells, clipped, bit, step);
-    else if (block.channels == 3)
-        columns.template add_to<3>(cells, clipped, bit, step);
-    else
-        columns.template add_to<4>(cells, clipped, bit, step);
-}
-
-void add_any_columns(const PixelBlock& block, std::int64_t y, std::int64_t rows, std::int64_t step,
-                     std::vector<std::uint64_t>& cells, std::vector<std::uint8_t>& clipped, std::uint8_t bit)
-{
-    const auto add =
-        block.sample_bytes == 1 ? add_columns<std::uint8_t, std::uint16_t> : add_columns<std::uint16_t, std::uint32_t>;
-    add(block, y, rows, static_cast<std::size_t>(step), cells, clipped, bit);
-}
-
 // The next column from x on that one of the masks leaves out, or the width.
 std::int64_t next_hole(const std::uint8_t* first, const std::uint8_t* second, std::int64_t x, std::int64_t width)
 {
@@ -157,38 +62,63 @@ std::int64_t next_hole(const std::uint8_t* first, const std::uint8_t* second, st
     return width;
 }
 
+// One of the two pictures, some rows at a time.
+struct Side {
+    std::size_t picture = 0;
+    Rect in_picture; // the overlap
+    PictureView view;
+    std::vector<const std::uint8_t*> rows;
+    std::vector<std::uint8_t> patched; // copies of rows with holes
+    std::vector<int> before;           // levels of a row's samples
+    std::vector<int> after;            // the same, corrected
+    CellSummer summer;
+
+    void load(const PictureSource& source, std::int64_t top, std::int64_t count)
+    {
+        view.read(source.reader, picture, {in_picture.x, in_picture.y + top, in_picture.width, count},
+                  source.layout.channels, source.layout.sample_bytes());
+        rows.clear();
+        for (std::int64_t y = 0; y < count; ++y)
+            rows.push_back(view.row(y));
+    }
+
+    std::size_t pixel_bytes() const { return static_cast<std::size_t>(view.channels() * view.sample_bytes()); }
+
+    // Has row y copied, so that it can be changed.
+    std::uint8_t* patch(std::int64_t y)
+    {
+        const std::size_t row_bytes = static_cast<std::size_t>(view.rect().width) * pixel_bytes();
+        patched.resize(std::max(patched.size(), rows.size() * row_bytes));
+        const auto row = static_cast<std::size_t>(y);
+        std::uint8_t* const copy = patched.data() + row * row_bytes;
+        std::memcpy(copy, rows[row], row_bytes);
+        rows[row] = copy;
+        return copy;
+    }
+};
+
 // Makes pixels that one of the masks leaves out 0 in both pictures. Returns how many of each cell they are.
-std::vector<std::uint32_t> leave_out(PixelBlock& first, PixelBlock& second, std::int64_t y, std::int64_t rows,
-                                     std::int64_t step, std::size_t cells)
+std::vector<std::uint32_t> leave_out(Side& first, Side& second, std::int64_t y, std::int64_t rows, std::int64_t step,
+                                     std::size_t cells)
 {
     std::vector<std::uint32_t> holes(cells);
-    const auto pixel_bytes = static_cast<std::size_t>(first.channels) * static_cast<std::size_t>(first.sample_bytes);
-    const std::int64_t width = first.rect.width;
+    const std::size_t pixel_bytes = first.pixel_bytes();
+    const std::int64_t width = first.view.rect().width;
     for (std::int64_t i = y; i < y + rows; ++i) {
-        const std::uint8_t* const a = first.mask_row(i);
-        const std::uint8_t* const b = second.mask_row(i);
-        for (std::int64_t x = next_hole(a, b, 0, width); x < width; x = next_hole(a, b, x + 1, width)) {
-            std::memset(first.row(i) + static_cast<std::size_t>(x) * pixel_bytes, 0, pixel_bytes);
-            std::memset(second.row(i) + static_cast<std::size_t>(x) * pixel_bytes, 0, pixel_bytes);
+        const std::uint8_t* const a = first.view.mask_row(i);
+        const std::uint8_t* const b = second.view.mask_row(i);
+        std::int64_t x = next_hole(a, b, 0, width);
+        if (x == width)
+            continue;
+        std::uint8_t* const of_first = first.patch(i);
+        std::uint8_t* const of_second = second.patch(i);
+        for (; x < width; x = next_hole(a, b, x + 1, width)) {
+            std::memset(of_first + static_cast<std::size_t>(x) * pixel_bytes, 0, pixel_bytes);
+            std::memset(of_second + static_cast<std::size_t>(x) * pixel_bytes, 0, pixel_bytes);
             ++holes[static_cast<std::size_t>(x / step)];
         }
     }
     return holes;
-}
-
-// Rows that both pictures cover throughout.
-void add_covered_rows(const PixelBlock& first, const PixelBlock& second, std::int64_t y, std::int64_t rows,
-                      std::int64_t step, CellSums& sums)
-{
-    for (std::int64_t done = 0; done < rows; done += kMostCellRows) {
-        const std::int64_t count = std::min(kMostCellRows, rows - done);
-        add_any_columns(first, y + done, count, step, sums.first, sums.clipped, 1);
-        add_any_columns(second, y + done, count, step, sums.second, sums.clipped, 2);
-    }
-    for (std::size_t cell = 0; cell < sums.count.size(); ++cell) {
-        const std::int64_t columns = std::min(step, first.rect.width - static_cast<std::int64_t>(cell) * step);
-        sums.count[cell] = static_cast<std::uint32_t>(rows * columns);
-    }
 }
 
 // The level of every 8-bit sample after its gain.
@@ -210,9 +140,12 @@ class CellReader
 {
 public:
     CellReader(const PictureSource& source, const Overlap& overlap, OverlapCells& cells)
-        : source_(source), overlap_(overlap), cells_(cells), in_first_(overlap.in_first(source.layout)),
-          in_second_(overlap.in_second(source.layout))
+        : source_(source), overlap_(overlap), cells_(cells), uncorrected_(Corrections::none(source.layout))
     {
+        first_.picture = overlap.first;
+        first_.in_picture = overlap.in_first(source.layout);
+        second_.picture = overlap.second;
+        second_.in_picture = overlap.in_second(source.layout);
         const std::int64_t rows = std::max<std::int64_t>(1, kMostCounted / overlap.region.width);
         row_step_ = std::max<std::int64_t>(1, (overlap.region.height + rows - 1) / rows);
     }
@@ -222,8 +155,8 @@ public:
         const std::int64_t at_once = std::max<std::int64_t>(cells_.step, kRowsAtOnce / cells_.step * cells_.step);
         for (std::int64_t top = 0; top < overlap_.region.height; top += at_once) {
             const std::int64_t rows = std::min(at_once, overlap_.region.height - top);
-            source_.reader.read(overlap_.first, {in_first_.x, in_first_.y + top, in_first_.width, rows}, first_);
-            source_.reader.read(overlap_.second, {in_second_.x, in_second_.y + top, in_second_.width, rows}, second_);
+            first_.load(source_, top, rows);
+            second_.load(source_, top, rows);
             for (std::int64_t y = 0; y < rows; y += cells_.step)
                 add_cells(y, std::min(cells_.step, rows - y), (top + y) / cells_.step);
             for (std::int64_t y = 0; y < rows; ++y)
@@ -236,20 +169,37 @@ public:
 
 private:
     static constexpr std::int64_t kRowsAtOnce = 32;
+    using ChannelCounts = std::array<std::array<std::uint64_t, 256>, 4>; // of absolute differences, of each channel
 
     void add_cells(std::int64_t y, std::int64_t rows, std::int64_t cell_row)
     {
         sums_.clear(cells_.width, cells_.channels);
         std::vector<std::uint32_t> holes;
-        if (!is_covered(first_, y, rows) || !is_covered(second_, y, rows))
+        if (!first_.view.is_covered(y, rows) || !second_.view.is_covered(y, rows))
             holes = leave_out(first_, second_, y, rows, cells_.step, cells_.width);
-        add_covered_rows(first_, second_, y, rows, cells_.step, sums_);
-        for (std::size_t x = 0; x < holes.size(); ++x)
-            sums_.count[x] -= holes[x];
+        sum_side(first_, y, rows, sums_.first, 1);
+        sum_side(second_, y, rows, sums_.second, 2);
         for (std::size_t x = 0; x < cells_.width; ++x) {
+            sums_.count[x] = static_cast<std::uint32_t>(rows * columns_of(x)) - (holes.empty() ? 0 : holes[x]);
             cells_.shared_pixels += sums_.count[x];
             put_cell(x, static_cast<std::size_t>(cell_row), rows);
         }
+    }
+
+    void sum_side(Side& side, std::int64_t y, std::int64_t rows, std::vector<std::uint64_t>& sums, std::uint8_t bit)
+    {
+        const std::span<const std::uint8_t* const> all = side.rows;
+        const CellStrip strip{all.subspan(static_cast<std::size_t>(y), static_cast<std::size_t>(rows)),
+                              static_cast<std::size_t>(overlap_.region.width), cells_.channels,
+                              static_cast<std::size_t>(side.view.sample_bytes()),
+                              static_cast<std::size_t>(cells_.step)};
+        side.summer.add(strip, sums.data(), sums_.clipped.data(), bit);
+    }
+
+    // Pixels that a cell is wide.
+    std::int64_t columns_of(std::size_t x) const
+    {
+        return std::min(cells_.step, overlap_.region.width - static_cast<std::int64_t>(x) * cells_.step);
     }
 
     void put_cell(std::size_t x, std::size_t y, std::int64_t rows)
@@ -257,7 +207,7 @@ private:
         const std::size_t cell = y * cells_.width + x;
         const std::uint32_t count = sums_.count[x];
         const std::int64_t left = static_cast<std::int64_t>(x) * cells_.step;
-        const std::int64_t columns = std::min(cells_.step, overlap_.region.width - left);
+        const std::int64_t columns = columns_of(x);
         if (count == 0 || 2 * std::int64_t{count} < rows * columns)
             return;
         cells_.known[cell] = 1;
@@ -265,43 +215,46 @@ private:
         const double middle_x = static_cast<double>(left) + 0.5 * static_cast<double>(columns - 1);
         const double middle_y =
             static_cast<double>(static_cast<std::int64_t>(y) * cells_.step) + 0.5 * static_cast<double>(rows - 1);
-        put_side(cells_.first, sums_.first, overlap_.first, in_first_, middle_x, middle_y, cell, x);
-        put_side(cells_.second, sums_.second, overlap_.second, in_second_, middle_x, middle_y, cell, x);
+        put_side(cells_.first, sums_.first, first_, middle_x, middle_y, cell, x);
+        put_side(cells_.second, sums_.second, second_, middle_x, middle_y, cell, x);
     }
 
-    void put_side(std::vector<float>& side, const std::vector<std::uint64_t>& sums, std::size_t picture, const Rect& in,
-                  double middle_x, double middle_y, std::size_t cell, std::size_t x)
+    void put_side(std::vector<float>& means, const std::vector<std::uint64_t>& sums, const Side& side, double middle_x,
+                  double middle_y, std::size_t cell, std::size_t x)
     {
-        const double factor =
-            source_.levels_per_sample() / static_cast<double>(sums_.count[x]) *
-            (source_.corrections.falloff.is_flat() ? 1.0
-                                                   : factor_at(source_, picture, static_cast<double>(in.x) + middle_x,
-                                                               static_cast<double>(in.y) + middle_y));
+        const Rect& in = side.in_picture;
+        const double factor = source_.levels_per_sample() / static_cast<double>(sums_.count[x]) *
+                              (source_.corrections.falloff.is_flat()
+                                   ? 1.0
+                                   : factor_at(source_, side.picture, static_cast<double>(in.x) + middle_x,
+                                               static_cast<double>(in.y) + middle_y));
         for (std::size_t c = 0; c < cells_.channels; ++c)
-            side[cell * cells_.channels + c] = static_cast<float>(static_cast<double>(sums[x * cells_.channels + c]) *
-                                                                  factor * source_.corrections.gains[picture][c]);
+            means[cell * cells_.channels + c] = static_cast<float>(static_cast<double>(sums[x * cells_.channels + c]) *
+                                                                   factor * source_.corrections.gains[side.picture][c]);
     }
 
     void count_differences(std::int64_t y)
     {
-        if (first_.sample_bytes == 1 && source_.corrections.falloff.is_flat())
+        if (first_.view.sample_bytes() == 1 && source_.corrections.falloff.is_flat())
             count_by_tables(y);
         else
             count_corrected(y);
+    }
+
+    bool is_shared(std::int64_t x, std::int64_t y) const
+    {
+        return first_.view.mask_row(y)[x] != 0 && second_.view.mask_row(y)[x] != 0;
     }
 
     void count_by_tables(std::int64_t y)
     {
         if (tables_.empty())
             fill_tables();
-        const std::uint8_t* a = first_.row(y);
-        const std::uint8_t* b = second_.row(y);
-        for (std::int64_t x = 0; x < first_.rect.width; ++x, a += cells_.channels, b += cells_.channels) {
-            if (first_.mask_row(y)[x] == 0 || second_.mask_row(y)[x] == 0)
-                continue;
-            for (std::size_t c = 0; c < cells_.channels; ++c)
-                count(b[c] - a[c], tables_[2 * c + 1][b[c]] - tables_[2 * c][a[c]]);
-        }
+        const std::uint8_t* a = first_.view.row(y);
+        const std::uint8_t* b = second_.view.row(y);
+        for (std::int64_t x = 0; x < overlap_.region.width; ++x, a += cells_.channels, b += cells_.channels)
+            for (std::size_t c = 0; c < cells_.channels && is_shared(x, y); ++c)
+                count(c, b[c] - a[c], tables_[2 * c + 1][b[c]] - tables_[2 * c][a[c]]);
     }
 
     // Of each channel the first picture's and the second one's.
@@ -319,31 +272,36 @@ private:
 
     void count_corrected(std::int64_t y)
     {
-        const auto samples = static_cast<std::size_t>(first_.rect.width) * cells_.channels;
-        corrected_first_.resize(samples);
-        corrected_second_.resize(samples);
-        correct_row(source_.corrections, overlap_.first, source_.size(overlap_.first), first_, y,
-                    corrected_first_.data());
-        correct_row(source_.corrections, overlap_.second, source_.size(overlap_.second), second_, y,
-                    corrected_second_.data());
-        for (std::int64_t x = 0; x < first_.rect.width; ++x) {
-            if (first_.mask_row(y)[x] == 0 || second_.mask_row(y)[x] == 0)
-                continue;
-            for (std::size_t c = 0; c < cells_.channels; ++c) {
+        correct(first_, y);
+        correct(second_, y);
+        for (std::int64_t x = 0; x < overlap_.region.width; ++x)
+            for (std::size_t c = 0; c < cells_.channels && is_shared(x, y); ++c) {
                 const std::size_t i = static_cast<std::size_t>(x) * cells_.channels + c;
-                const int before = level(static_cast<double>(second_.sample(x, y, static_cast<int>(c)))) -
-                                   level(static_cast<double>(first_.sample(x, y, static_cast<int>(c))));
-                const int after =
-                    level(static_cast<double>(corrected_second_[i])) - level(static_cast<double>(corrected_first_[i]));
-                count(before, after);
+                count(c, second_.before[i] - first_.before[i], second_.after[i] - first_.after[i]);
             }
-        }
     }
 
-    void count(int before, int after)
+    // Levels of a row's samples before correction and after it.
+    void correct(Side& side, std::int64_t y)
     {
-        ++counts_before_[static_cast<std::size_t>(std::abs(before))];
-        ++counts_after_[static_cast<std::size_t>(std::abs(after))];
+        level_row(uncorrected_, side, y, side.before);
+        level_row(source_.corrections, side, y, side.after);
+    }
+
+    void level_row(const Corrections& corrections, const Side& side, std::int64_t y, std::vector<int>& levels)
+    {
+        samples_.resize(static_cast<std::size_t>(overlap_.region.width) * cells_.channels);
+        correct_row(corrections, side.picture, source_.size(side.picture), side.view, y, samples_.data());
+        levels.clear();
+        for (const float sample : samples_)
+            levels.push_back(level(static_cast<double>(sample)));
+    }
+
+    // Neighbouring samples are of different channels: each has its own counts, so that none waits for the one before.
+    void count(std::size_t c, int before, int after)
+    {
+        ++counts_before_[c][static_cast<std::size_t>(std::abs(before))];
+        ++counts_after_[c][static_cast<std::size_t>(std::abs(after))];
         signed_before_ += before;
         signed_after_ += after;
     }
@@ -353,11 +311,15 @@ private:
         return truncate_to_int(std::clamp(std::floor(sample * source_.levels_per_sample() + 0.5), 0.0, 255.0));
     }
 
-    static void finish(SharedDifferences& result, const std::array<std::uint64_t, 256>& counts, std::int64_t sum)
+    static void finish(SharedDifferences& result, const ChannelCounts& of_channels, std::int64_t sum)
     {
+        std::array<std::uint64_t, 256> counts{};
         std::uint64_t total = 0;
-        for (const std::uint64_t count : counts)
-            total += count;
+        for (std::size_t d = 0; d < counts.size(); ++d) {
+            for (const auto& of_channel : of_channels)
+                counts[d] += of_channel[d];
+            total += counts[d];
+        }
         if (total == 0)
             return;
         std::uint64_t below = 0;
@@ -377,17 +339,15 @@ private:
     const PictureSource& source_;
     const Overlap& overlap_;
     OverlapCells& cells_;
-    Rect in_first_;
-    Rect in_second_;
     std::int64_t row_step_ = 1;
-    PixelBlock first_;
-    PixelBlock second_;
+    Side first_;
+    Side second_;
     CellSums sums_;
     std::vector<LevelTable> tables_;
-    std::vector<float> corrected_first_;
-    std::vector<float> corrected_second_;
-    std::array<std::uint64_t, 256> counts_before_{};
-    std::array<std::uint64_t, 256> counts_after_{};
+    const Corrections uncorrected_;
+    std::vector<float> samples_;
+    ChannelCounts counts_before_{};
+    ChannelCounts counts_after_{};
     std::int64_t signed_before_ = 0;
     std::int64_t signed_after_ = 0;
 };

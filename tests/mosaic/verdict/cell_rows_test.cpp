@@ -63,6 +63,49 @@ TEST(CellRows, EqualsItsTwinForEveryTailAndOffset)
     });
 }
 
+TEST(CellRows, FoldsColumnsThatLieApart)
+{
+    for_each_target([] {
+        std::uint16_t sums[] = {1, 2, 3, 4, 5};
+        std::uint8_t most[] = {7, 0, 1, 9, 4};
+        fold_cell_columns(5, 2, sums, most);
+        EXPECT_EQ(std::vector<int>(sums, sums + 5), (std::vector<int>{4, 6, 8, 4, 5}));
+        EXPECT_EQ(std::vector<int>(most, most + 5), (std::vector<int>{7, 9, 4, 9, 4}));
+        fold_cell_columns(5, 6, sums, most); // nothing lies so far
+        EXPECT_EQ(std::vector<int>(sums, sums + 5), (std::vector<int>{4, 6, 8, 4, 5}));
+    });
+}
+
+template <class Sample, class Sum>
+void compare_folds_with_twin()
+{
+    Random random(5);
+    const int largest = static_cast<Sample>(~Sample{0});
+    for (std::size_t distance = 1; distance <= 32; distance += distance < 5 ? 1 : 3)
+        for (std::size_t count = 0; count <= 150; count += count < 70 ? 1 : 7) {
+            std::vector<Sum> sums(count);
+            std::vector<Sample> most(count);
+            for (std::size_t i = 0; i < count; ++i) {
+                sums[i] = static_cast<Sum>(random.integer(0, largest) * 100);
+                most[i] = static_cast<Sample>(random.integer(0, largest));
+            }
+            std::vector<Sum> expected_sums = sums;
+            std::vector<Sample> expected_most = most;
+            reference::fold_cell_columns(count, distance, expected_sums.data(), expected_most.data());
+            fold_cell_columns(count, distance, sums.data(), most.data());
+            EXPECT_EQ(sums, expected_sums) << count << " columns, " << distance << " apart";
+            EXPECT_EQ(most, expected_most) << count << " columns, " << distance << " apart";
+        }
+}
+
+TEST(CellRows, FoldingEqualsItsTwinForEveryTailAndDistance)
+{
+    for_each_target([] {
+        compare_folds_with_twin<std::uint8_t, std::uint16_t>();
+        compare_folds_with_twin<std::uint16_t, std::uint32_t>();
+    });
+}
+
 } // namespace
 
 } // namespace panoval::mosaic::test
