@@ -198,6 +198,7 @@ TEST(InsideMean, EqualsItsTwinWhereSomePixelsReachTheEndOfTheIntegers)
             for (const std::int32_t y : {-15, 3, 44}) {
                 expect_twin(pixels, 40, 30, 10, y, 12, -15, shift - 2147483648.0);
                 expect_twin(pixels, 40, 30, y, 10, -15, 12, shift - 2147483648.0);
+                expect_twin(pixels, 40, 30, 10, y, -20, -15, shift - 2147483648.0);
             }
         }
     });
