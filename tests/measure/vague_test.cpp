@@ -70,11 +70,12 @@ TEST(DoubtVague, LeavesRings)
 }
 
 // A dot of a contrast of 15 among others.
-double quality_left_beside(double contrast)
+double quality_left_beside(double contrast, double radius = 3)
 {
     std::vector<MeasuredTarget> targets(5);
     for (std::size_t i = 0; i < 5; ++i) {
-        targets[i].target.ellipse = {20 + 9 * static_cast<double>(i), 30, 3, 3, 0};
+        const double own = i == 2 ? 3 : radius;
+        targets[i].target.ellipse = {20 + 9 * static_cast<double>(i), 30, own, own, 0};
         targets[i].measured.model.outline = outline_of(targets[i].target.ellipse);
         targets[i].target.quality = 0.7;
         targets[i].target.level_outside = i == 2 ? 15 : contrast;
@@ -87,6 +88,8 @@ TEST(DoubtVague, TakesTheContrastOfBoardsForThatOfTheirDots)
 {
     EXPECT_GT(quality_left_beside(40), 0.68);
     EXPECT_LT(quality_left_beside(15.5), 0.1);
+    EXPECT_LT(quality_left_beside(40, 6), 0.1) << "larger ones are of another kind";
+    EXPECT_LT(quality_left_beside(40, 1.5), 0.1) << "smaller ones, too";
 }
 
 TEST(DoubtVague, SaysNothingWithoutNoise)
