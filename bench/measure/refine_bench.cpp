@@ -21,7 +21,6 @@ namespace
 {
 
 using panoval::bench::Case;
-using panoval::measure::kWindowStep;
 using panoval::measure::Level;
 
 // A dark disc with a soft edge and noise, 8 bit.

@@ -82,7 +82,10 @@ struct Side {
             rows.push_back(view.row(y));
     }
 
-    std::size_t pixel_bytes() const { return static_cast<std::size_t>(view.channels() * view.sample_bytes()); }
+    std::size_t pixel_bytes() const
+    {
+        return static_cast<std::size_t>(view.channels()) * static_cast<std::size_t>(view.sample_bytes());
+    }
 
     // Has row y copied, so that it can be changed.
     std::uint8_t* patch(std::int64_t y)
