@@ -264,6 +264,7 @@ void measure_sharpness(const SharedDetail& sum, OverlapVerdict& verdict)
     constexpr double kLeast = 0.001;   // level squared
     constexpr double kSoftShares = 0.025;
     constexpr double kBeyondNoise = 30;
+    constexpr double kUnseen = 0.25; // level squared
     const auto excess = [&](const Detail& detail) {
         return (detail.of_picture - sum.shared) / std::max(detail.assumed_noise, kLeast);
     };
@@ -279,7 +280,9 @@ void measure_sharpness(const SharedDetail& sum, OverlapVerdict& verdict)
     // Noise that calm places do not show, as JPEG leaves it out there, is in one picture alone; what is soft still
     // shares something.
     const bool may_be_noise = sum.shared < kSoftShares * sharper && sharper < kBeyondNoise * most_assumed;
-    verdict.is_sharpness_known = sharper >= kClearly * grown * most_assumed + kLeast && !may_be_noise;
+    // Pictures that are equal to the level differ in nothing that shows.
+    const bool is_unseen = verdict.after.mean == 0 && sharper < kUnseen;
+    verdict.is_sharpness_known = sharper >= kClearly * grown * most_assumed + kLeast && !may_be_noise && !is_unseen;
     // What is not sharp shares less with the other picture, too; a wrong idea of its noise would not change that.
     if (!verdict.is_sharpness_known || sum.shared > kShared * sharper)
         return;

@@ -185,6 +185,35 @@ TEST(VerdictScenes, OfALensThatDarkensCornersAreNotBad)
     }
 }
 
+// Two pictures of 16 bit that share 110 columns, the second one without the grain of the first; of so many levels of
+// 255.
+OverlapVerdict judge_grain(double levels)
+{
+    constexpr std::int64_t kSide = 160;
+    constexpr std::int64_t kStep = 50;
+    VerdictCase made{"grain", "", std::make_shared<MemoryReader>(kSide + kStep, kSide), {}, 0, 0, {}};
+    for (std::int64_t i = 0; i < 2; ++i) {
+        MemoryPicture picture = MemoryPicture::blank(kSide, kSide, 1, 16);
+        for (std::int64_t y = 0; y < kSide; ++y)
+            for (std::int64_t x = 0; x < kSide; ++x) {
+                const double hill =
+                    20 * std::sin(0.05 * static_cast<double>(x + i * kStep)) * std::cos(0.07 * static_cast<double>(y));
+                const double grain =
+                    (i == 0 ? levels : 0.4 * levels) * ((((x + i * kStep) / 4 + y / 4) % 2 == 0) ? 1 : -1);
+                picture.at(x, y) = static_cast<std::uint16_t>(std::lround(257 * (128 + std::round(hill) + grain)));
+            }
+        made.reader->add(i * kStep, 0, std::move(picture));
+    }
+    return judge_case(made).overlaps.at(0);
+}
+
+TEST(VerdictScenes, GrainThatNobodySeesIsNoSharpness)
+{
+    EXPECT_TRUE(judge_grain(4).is_sharpness_known);
+    EXPECT_LT(judge_grain(4).sharpness, 0.5);
+    EXPECT_FALSE(judge_grain(0.3).is_sharpness_known);
+}
+
 } // namespace
 
 } // namespace panoval::mosaic::test
