@@ -122,7 +122,7 @@ void forget_unfinished(int slot)
 void remove_outputs_on_interruption()
 {
     std::signal(SIGXFSZ, SIG_IGN);
-    for (const int number : {SIGINT, SIGTERM, SIGHUP})
+    for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGPIPE, SIGALRM, SIGXCPU, SIGUSR1, SIGUSR2})
         if (std::signal(number, on_interruption) == SIG_IGN) // as with nohup
             std::signal(number, SIG_IGN);
 }

@@ -242,7 +242,8 @@ void OutputFile::commit()
 void OutputFile::fail_writing() const
 {
     check_heap(target_);
-    fail_output(target_, "an error while writing: " + system_message(errno), "enough room");
+    fail_output(target_, errno != 0 ? "an error while writing: " + system_message(errno) : "an error while writing",
+                "enough room");
 }
 
 } // namespace panoval::image

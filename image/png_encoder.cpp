@@ -29,7 +29,7 @@ void on_error(png_structp png, png_const_charp)
     png_longjmp(png, 1);
 }
 
-void on_warning(png_structp, png_const_charp) {} // COUNT_EXCL: of what is written here there is none
+void on_warning(png_structp, png_const_charp) {}
 
 void set_metadata(png_structp png, png_infop info, const Metadata& metadata, std::vector<std::uint8_t>& exif)
 {
@@ -72,6 +72,7 @@ bool PngEncoder::begin(std::FILE* stream, const PictureInfo& picture)
         return false; // COUNT_EXCL: libpng's heap, or a header that does not fit the stream's buffer on a full disk
     png_init_io(png, stream);
     png_set_user_limits(png, PNG_UINT_31_MAX, PNG_UINT_31_MAX);
+    png_set_benign_errors(png, 1); // a profile that the format does not take, as one of other channels, is left out
     const int color =
         (picture.channels == 3 ? PNG_COLOR_MASK_COLOR : 0) | (picture.has_alpha ? PNG_COLOR_MASK_ALPHA : 0);
     png_set_IHDR(png, info, static_cast<png_uint_32>(picture.width), static_cast<png_uint_32>(picture.height),

@@ -598,6 +598,7 @@ PANOVAL_MOSAIC_API int32_t panoval_mosaic_run(PanovalMosaic* mosaic, const Panov
  *
  * mosaic  in
  * counts  out
+ * Fails where one of them is null, and leaves no sentence then.
  */
 PANOVAL_MOSAIC_API int32_t panoval_mosaic_counts(const PanovalMosaic* mosaic, PanovalMosaicCounts* counts);
 

@@ -31,7 +31,16 @@ void add_common_options(CLI::App& command, CommonOptions& options)
         .add_option_function<std::uint64_t>(
             "--max-pixels", [](std::uint64_t pixels) { image::set_most_pixels(pixels); },
             concat("Refuse pictures of more pixels; 0: take any (default ", image::kUsualMostPixels, ")"))
+        ->check(not_negative())
         ->type_name("N");
+}
+
+CLI::Validator not_negative()
+{
+    const auto refuse = [](const std::string& text) {
+        return text.starts_with("-") ? concat("Value ", text, " is negative") : std::string();
+    };
+    return {refuse, ""};
 }
 
 void print_results(const CommonOptions& options, const Json& json, const ResultLines& lines)

@@ -197,6 +197,7 @@ void add_stitch_command(CLI::App& program)
         .add_option("--memory", options->memory,
                     concat("Most memory to use, e.g. 800M or 2G; ", in_megabytes(options->memory), " without it"))
         ->transform(CLI::AsSizeValue(false))
+        ->transform(not_negative()) // which comes first: a size wraps
         ->type_name("BYTES");
     command
         .add_option("--threads", options->threads, "Threads, at most what the memory feeds; all processors without it")

@@ -58,6 +58,9 @@ void PanoramaJob::read_inputs()
     for (const std::string& argument : options.inputs)
         inputs.push_back(parse_placed_input(argument, notes));
     plan = plan_panorama(inputs, options.is_dry_run);
+    const auto has_keep = [](const PlacedLayer& layer) { return !layer.keep.empty(); };
+    if (!has_seams() && std::any_of(plan.layers.begin(), plan.layers.end(), has_keep))
+        notes.emplace_back("\"keep\" masks do nothing without seams");
     if (feathers())
         frame_inner_sides(plan);
 }

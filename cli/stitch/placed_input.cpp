@@ -135,7 +135,7 @@ private:
     }
     static std::string again(const Kind& kind)
     {
-        return kind.times > 1 ? concat(" and ", kind.times - 1, " more") : "";
+        return kind.times > 1 ? concat(" (and ", kind.times - 1, " more such)") : "";
     }
 
     std::map<std::string, Kind> keys_;

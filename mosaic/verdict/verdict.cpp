@@ -382,7 +382,7 @@ Verdict judge(OverlapLooks& looks, const SeamMap& seams, Progress& progress)
         verdict.overlaps.push_back(std::move(fact->verdict));
     }
     verdict.swapped = find_swaps(source, overlaps, verdict);
-    const std::vector<bool> covers = pictures_that_cover(layout.pictures.size(), seams, verdict.overlaps);
+    const std::vector<bool> covers = pictures_that_cover(layout, source.reader, seams, verdict.overlaps);
     verdict.groups = connected_groups(covers, verdict.overlaps);
     Uncovered uncovered = find_uncovered(seams, layout.wraps);
     verdict.uncovered_pixels = uncovered.pixels;

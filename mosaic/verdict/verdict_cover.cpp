@@ -2,6 +2,7 @@
 #include "mosaic/verdict/verdict_cover.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <numeric>
 
 namespace panoval::mosaic
@@ -72,14 +73,31 @@ void join_rows(const std::vector<Gap>& above, const std::vector<Gap>& below, Dis
     }
 }
 
+// Whether the mask leaves a pixel in.
+bool has_pixels(const PlacedPicture& picture, std::size_t number, PictureReader& reader)
+{
+    constexpr std::int64_t kRowsAtOnce = 64;
+    std::vector<std::uint8_t> mask;
+    for (std::int64_t y = 0; picture.has_mask && y < picture.rect.height; y += kRowsAtOnce) {
+        const Rect rows{0, y, picture.rect.width, std::min(kRowsAtOnce, picture.rect.height - y)};
+        mask.resize(static_cast<std::size_t>(rows.pixels()));
+        reader.read_mask(number, rows, mask.data());
+        if (std::any_of(mask.begin(), mask.end(), [](std::uint8_t weight) { return weight != 0; }))
+            return true;
+    }
+    return !picture.has_mask;
+}
+
 } // namespace
 
-std::vector<bool> pictures_that_cover(std::size_t pictures, const SeamMap& seams,
+std::vector<bool> pictures_that_cover(const Layout& layout, PictureReader& reader, const SeamMap& seams,
                                       const std::vector<OverlapVerdict>& overlaps)
 {
-    std::vector<bool> covers(pictures, seams.height() == 0);
+    std::vector<bool> covers(layout.pictures.size());
     for (const OverlapVerdict& overlap : overlaps)
         covers[overlap.first] = covers[overlap.second] = true;
+    for (std::size_t i = 0; i < covers.size() && seams.height() == 0; ++i)
+        covers[i] = covers[i] || has_pixels(layout.pictures[i], i, reader);
     for (std::int64_t y = 0; y < seams.height(); ++y)
         for (const SeamMap::Run& run : seams.runs(y))
             if (run.label != kNobody)

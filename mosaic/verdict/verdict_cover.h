@@ -2,6 +2,7 @@
 // Whether the pictures hang together, and what of the canvas they leave uncovered.
 #pragma once
 
+#include "mosaic/pictures/pixel_block.h"
 #include "mosaic/verdict/verdict.h"
 
 #include <cstddef>
@@ -10,8 +11,9 @@
 namespace panoval::mosaic
 {
 
-// Of each picture, whether a pixel of the canvas is its own or shared by it. Without a seam map (height 0) all count.
-std::vector<bool> pictures_that_cover(std::size_t pictures, const SeamMap& seams,
+// Of each picture, whether a pixel of the canvas is its own or shared by it. Without a seam map (height 0) its mask
+// tells.
+std::vector<bool> pictures_that_cover(const Layout& layout, PictureReader& reader, const SeamMap& seams,
                                       const std::vector<OverlapVerdict>& overlaps);
 
 // Pictures that share pixels, directly or by way of others. One that covers nothing is in none.

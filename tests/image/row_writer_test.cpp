@@ -89,6 +89,20 @@ TEST_F(RowWriting, QualityDecidesTheSizeOfAJpegFile)
     EXPECT_LT(sizes[1], sizes[2]);
 }
 
+// PNG has no place for them.
+TEST_F(RowWriting, PngLeavesProfilesOfOtherChannelsOut)
+{
+    Image image = test_picture(20, 10, 1, 8);
+    image.metadata.profile = colour_profile();
+    image.metadata.resolution = camera().resolution;
+    write_image(in_folder("grey.png"), image);
+    const Image read = read_image(in_folder("grey.png"));
+    EXPECT_TRUE(read.metadata.profile.empty());
+    EXPECT_TRUE(read.metadata.resolution);
+    EXPECT_EQ(std::vector<std::uint8_t>(read.row(9), read.row(9) + 20),
+              std::vector<std::uint8_t>(image.row(9), image.row(9) + 20));
+}
+
 TEST_F(RowWriting, MetadataIsKept)
 {
     for (const std::string name : {"a.png", "a.tif", "a.jpg"}) {

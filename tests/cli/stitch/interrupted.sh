@@ -40,11 +40,14 @@ interrupt() { # SIGNAL CODE OUTPUT OPTION...
     rmdir out
 }
 
-for signal in TERM INT HUP; do
+for signal in TERM INT HUP PIPE XCPU USR1; do
     case $signal in
     TERM) code=143 ;;
     INT) code=130 ;;
     HUP) code=129 ;;
+    PIPE) code=141 ;;
+    XCPU) code=152 ;;
+    USR1) code=138 ;;
     esac
     interrupt $signal $code pano.tif --compression deflate --bands 6
     interrupt $signal $code pano.dzi --bands 6
@@ -61,4 +64,4 @@ kill -s TERM $process
 wait $process && fail "the program was not interrupted"
 [ "$(cat out/pano.tif)" = older ] || fail "the older panorama is gone"
 [ "$(ls out)" = pano.tif ] || fail "something is left beside the older panorama"
-echo "interrupted seven times; no output stays half-written"
+echo "interrupted thirteen times; no output stays half-written"

@@ -142,7 +142,7 @@ TEST_F(PlacedFiles, WhatIsOddAboutALayoutIsNoted)
     EXPECT_EQ(path_from_utf8(inputs[0].exclude), path_from_utf8(in_folder("e")));
     ASSERT_EQ(notes.size(), 2u);
     EXPECT_EQ(notes[0], name + ": found keys that are not known and do nothing: \"maks\" in entry 1, \"scale\"");
-    EXPECT_EQ(notes[1], name + ": \"x\": 1.5 in entry 1 is taken as 2 and 1 more; places are whole pixels");
+    EXPECT_EQ(notes[1], name + ": \"x\": 1.5 in entry 1 is taken as 2 (and 1 more such); places are whole pixels");
 }
 
 TEST_F(PlacedFiles, WhatIsOddInEveryEntryIsNotedOnce)
@@ -153,9 +153,10 @@ TEST_F(PlacedFiles, WhatIsOddInEveryEntryIsNotedOnce)
     std::vector<std::string> notes;
     EXPECT_EQ(read_layout(write_text("many.json", "[" + entries + "]"), notes).size(), 500u);
     ASSERT_EQ(notes.size(), 2u);
-    EXPECT_TRUE(contains(notes[0], ": \"angle\" in entry 1 and 499 more, \"zoom\" in entry 1 and 499 more"))
+    EXPECT_TRUE(
+        contains(notes[0], ": \"angle\" in entry 1 (and 499 more such), \"zoom\" in entry 1 (and 499 more such)"))
         << notes[0];
-    EXPECT_TRUE(contains(notes[1], "\"x\": 0.25 in entry 1 is taken as 0 and 499 more;")) << notes[1];
+    EXPECT_TRUE(contains(notes[1], "\"x\": 0.25 in entry 1 is taken as 0 (and 499 more such);")) << notes[1];
 }
 
 TEST_F(PlacedFiles, OfManyForeignKeysTwentyAreNamed)

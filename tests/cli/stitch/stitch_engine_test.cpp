@@ -233,6 +233,32 @@ TEST_F(StitchEngine, KeptPixelsComeFromTheirPicture)
     EXPECT_EQ(read_image(in_folder("seams.pgm")).row(50)[115], 1);
 }
 
+TEST_F(StitchEngine, WithoutSeamsKeepMasksDoNothingAndThatIsSaid)
+{
+    three();
+    write_image(in_folder("keep.pgm"), make_image(120, 90, 1, 8, "test"));
+    const std::string layout =
+        write_text("layout.json",
+                   R"([{"file": "a.ppm", "x": 0, "y": 0, "keep": "keep.pgm"}, {"file": "b.ppm", "x": 80, "y": 5}])");
+    for (const std::vector<std::string>& way :
+         {std::vector<std::string>{"--seams", "none"}, std::vector<std::string>{"--blend", "feather"}}) {
+        std::vector<std::string> arguments = {"-o", in_folder("out.ppm"), "--layout", layout};
+        arguments.insert(arguments.end(), way.begin(), way.end());
+        const Outcome outcome = stitch({}, arguments);
+        EXPECT_EQ(outcome.exit_code, 0) << outcome.err;
+        EXPECT_TRUE(contains(outcome.err, "\"keep\" masks do nothing without seams")) << outcome.err;
+    }
+}
+
+TEST_F(StitchEngine, ANegativeNumberOfBytesOrPixelsIsRefused)
+{
+    for (const std::string option : {"--memory", "--max-pixels"}) {
+        const Outcome outcome = stitch(three(), {"-o", in_folder("out.ppm"), option, "-1"});
+        EXPECT_EQ(outcome.exit_code, 2) << option;
+        EXPECT_TRUE(contains(outcome.err, concat(option, ": Value -1 is negative"))) << outcome.err;
+    }
+}
+
 TEST_F(StitchEngine, TooSmallABudgetNamesTheLeast)
 {
     for (const int bits : {8, 16}) {

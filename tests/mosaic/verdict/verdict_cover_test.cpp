@@ -2,9 +2,12 @@
 // What pictures leave uncovered, on canvases drawn with letters: a label, or a dot where nobody is.
 #include "mosaic/verdict/verdict_cover.h"
 
+#include "tests/mosaic/memory_reader.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
+#include <utility>
 
 namespace panoval::mosaic::test
 {
@@ -87,9 +90,28 @@ OverlapVerdict overlap_of(std::size_t first, std::size_t second)
 TEST(PicturesThatCover, OwnPixelsOrShareSome)
 {
     const SeamMap seams = drawn({"aa.c", "aaac"});
-    EXPECT_EQ(pictures_that_cover(5, seams, {}), (std::vector<bool>{true, false, true, false, false}));
-    EXPECT_EQ(pictures_that_cover(5, seams, {overlap_of(2, 4)}), (std::vector<bool>{true, false, true, false, true}));
-    EXPECT_EQ(pictures_that_cover(2, SeamMap(), {}), (std::vector<bool>{true, true})) << "nobody knows";
+    MemoryReader reader(4, 2);
+    for (int i = 0; i < 5; ++i)
+        reader.add(0, 0, MemoryPicture::blank(4, 2, 1, 8));
+    EXPECT_EQ(pictures_that_cover(reader.layout, reader, seams, {}),
+              (std::vector<bool>{true, false, true, false, false}));
+    EXPECT_EQ(pictures_that_cover(reader.layout, reader, seams, {overlap_of(2, 4)}),
+              (std::vector<bool>{true, false, true, false, true}));
+}
+
+TEST(PicturesThatCover, HaveAPixelInTheirMaskWhereThereAreNoSeams)
+{
+    MemoryReader reader(4, 200);
+    for (int i = 0; i < 4; ++i) {
+        MemoryPicture picture = MemoryPicture::blank(4, 200, 1, 8);
+        if (i > 0)
+            picture.mask.resize(4 * 200);
+        if (i == 1)
+            picture.mask.back() = 1;
+        reader.add(0, 0, std::move(picture));
+    }
+    EXPECT_EQ(pictures_that_cover(reader.layout, reader, SeamMap(), {overlap_of(0, 3)}),
+              (std::vector<bool>{true, true, false, true}));
 }
 
 TEST(ConnectedGroups, AreOfPicturesThatShareDirectlyOrByOthers)
