@@ -75,9 +75,9 @@ TEST(WideNumber, SumsKeepEveryBitOfTheSmallerTerm)
 {
     const WideNumber one = wide(1.0);
     for (int places = 1; places < 320; ++places) {
-        const WideNumber small = scale(one, -places);
-        EXPECT_EQ(to_double((one + small) - one), std::ldexp(1.0, -places)) << places;
-        EXPECT_EQ(to_double((one - small) - one), -std::ldexp(1.0, -places)) << places;
+        const WideNumber step = scale(one, -places);
+        EXPECT_EQ(to_double((one + step) - one), std::ldexp(1.0, -places)) << places;
+        EXPECT_EQ(to_double((one - step) - one), -std::ldexp(1.0, -places)) << places;
     }
 }
 

@@ -114,10 +114,10 @@ TEST(CannyMagnitude, RoundsRightOnBothSidesOfEveryHalf)
         for (int step = 1; step < 6; ++step) {
             const double half = std::floor(std::min(dx * (1 + 0.07 * step) + step, 32455.0)) + 0.5;
             const double dy = std::sqrt(std::max(half * half - static_cast<double>(dx) * dx, 0.0));
-            for (const double near : {std::floor(dy), std::ceil(dy)})
-                if (near <= kLargestDelta) {
+            for (const double level : {std::floor(dy), std::ceil(dy)})
+                if (level <= kLargestDelta) {
                     x.push_back(static_cast<std::int16_t>(step % 2 != 0 ? dx : -dx));
-                    y.push_back(static_cast<std::int16_t>(near));
+                    y.push_back(static_cast<std::int16_t>(level));
                 }
         }
     ASSERT_GT(x.size(), 100000u);

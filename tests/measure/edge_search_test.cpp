@@ -78,9 +78,9 @@ TEST(FindEdge, FindsNoneWhereItsSamplesAreNotNumbers)
 // Known up to the edge's foot, but not as far as a level shows.
 TEST(FindEdge, FindsNoneWhoseLevelsAreNotKnown)
 {
-    for (const double near : {0.5, 1.1}) {
+    for (const double gap : {0.5, 1.1}) {
         EdgeGuess guess;
-        EXPECT_FALSE(find_disk(disk_with_gap(kRadius + near, 2 * kSide), guess)) << near;
+        EXPECT_FALSE(find_disk(disk_with_gap(kRadius + gap, 2 * kSide), guess)) << gap;
         EXPECT_GT(guess.share, 0.7) << "most rays have an edge";
     }
 }

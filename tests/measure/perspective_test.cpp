@@ -165,11 +165,11 @@ TEST(CentreByRings, RefusesCirclesThatAreNotConcentric)
               PANOVAL_MEASURE_NOT_CONCENTRIC);
     EXPECT_EQ(panoval_measure_centre_by_rings(&same, nullptr, &outer, nullptr, &centre),
               PANOVAL_MEASURE_NOT_CONCENTRIC);
-    for (double far = 1e3; far < 1e100; far *= 1e3) {
-        const PanovalMeasureEllipse away = {far, 95, 10, 6, 1.2};
+    for (double distance = 1e3; distance < 1e100; distance *= 1e3) {
+        const PanovalMeasureEllipse away = {distance, 95, 10, 6, 1.2};
         EXPECT_EQ(panoval_measure_centre_by_rings(&outer, nullptr, &away, nullptr, &centre),
                   PANOVAL_MEASURE_NOT_CONCENTRIC)
-            << far;
+            << distance;
     }
     EXPECT_EQ(centre.x, 1) << "untouched";
 }
