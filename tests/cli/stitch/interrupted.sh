@@ -6,7 +6,7 @@
 . "$(dirname "$0")/../../support/work_folder.sh"
 
 width=2500
-height=1500
+height=4000
 {
     printf 'P6\n%d %d\n255\n' $width $height
     yes 'A row of plane trees, and 23 boats on the water.' | head -c $((3 * width * height))
