@@ -255,7 +255,8 @@ def _measure_gains(client: Any, mosaic: Mosaic, known: Sequence[Known], open_pic
         parts = [list(part) for part in dict.fromkeys(tuple(part) for part in parts)]
         jobs = [(GainJob(tuple(known[i] for i in part), options, open_picture),) for part in parts]
         found = _all(client, find_gains, jobs, retries, "gains", report)
-        gains = align(len(known), parts, found, components(range(len(known)), overlaps), options.get("anchor"))
+        areas = [picture.shape[0] * picture.shape[1] for picture in known]
+        gains = align(len(known), parts, found, components(range(len(known)), overlaps), options.get("anchor"), areas)
     mosaic.set_gains(gains)
 
 

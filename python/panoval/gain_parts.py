@@ -35,13 +35,14 @@ def components(pictures: Iterable[int], overlaps: Sequence[Tuple[int, int]]) -> 
 
 
 def align(count: int, parts: Sequence[Sequence[int]], found: Sequence[np.ndarray], groups: Sequence[Sequence[int]],
-          anchor: Optional[int]) -> np.ndarray:
+          anchor: Optional[int], areas: Optional[Sequence[float]] = None) -> np.ndarray:
     """Gains of all pictures, (count, 4), from those of parts.
 
     parts   numbers of each part's pictures
     found   the gains of each part, of GAIN_DTYPE
     groups  pictures that overlaps connect: each has a mean (logarithmic) gain of 1, or the anchor's is 1
     anchor  number of the picture whose exposure stays, or None
+    areas   what each picture counts in the mean, as in the engine; None: all the same
 
     Least squares of logarithms over pictures and one factor for each part. A picture that does not fit its part hardly counts.
     A part that is a whole group, without the anchor, keeps gains whose mean is 1 to the last bit.
@@ -53,6 +54,7 @@ def align(count: int, parts: Sequence[Sequence[int]], found: Sequence[np.ndarray
     >>> np.round(gains[:, 0], 6).tolist()
     [6.0, 3.0, 1.0]
     """
+    shares = np.ones(count) if areas is None else np.asarray(areas, float)
     logs = np.zeros((count, 4))
     if parts:
         members = [np.array(part) for part in parts]
@@ -61,11 +63,11 @@ def align(count: int, parts: Sequence[Sequence[int]], found: Sequence[np.ndarray
         logs = _solve(count, members, says, weights)
     for group in groups:
         chosen = list(group)
-        logs[chosen] -= logs[anchor] if anchor in group else logs[chosen].mean(axis=0)
+        logs[chosen] -= logs[anchor] if anchor in group else np.average(logs[chosen], axis=0, weights=shares[chosen])
     gains = np.exp(np.clip(logs, np.log(1e-6), np.log(1e6)))
     for part, own in zip(parts, found):
         is_group = list(part) in [list(group) for group in groups if anchor not in group]
-        if is_group and np.abs(np.log(own["gain"]).mean(axis=0)).max() < 1e-9:
+        if is_group and np.abs(np.average(np.log(own["gain"]), axis=0, weights=shares[list(part)])).max() < 1e-9:
             gains[list(part)] = own["gain"]  # as it is to be already, but for rounding
     return gains
 

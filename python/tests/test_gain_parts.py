@@ -44,6 +44,14 @@ def test_groups_that_nothing_connects_have_a_mean_of_their_own():
     assert np.allclose(gains, [0.5**0.5, 2**0.5, 0.1, 10, 1])
 
 
+def test_a_small_picture_counts_by_its_area():
+    truth = np.array([1.0, 1.0, 8.0])
+    gains = align(3, [[0, 1, 2]], parts_of(truth, [[0, 1, 2]], [1]), [[0, 1, 2]], None, [100, 99, 1])[:, 0]
+    assert np.allclose(gains, truth / 8**0.005)
+    parts, groups = [[0, 1], [1, 2]], [[0, 1, 2]]
+    assert np.allclose(align(3, parts, parts_of(truth, parts, [2, 5]), groups, None, [100, 99, 1])[:, 0], gains)
+
+
 def test_a_picture_that_does_not_fit_ties_nothing():
     truth = np.array([1.0, 1.0, 1.0, 1.0])
     parts = [[0, 1, 2], [1, 2, 3]]
