@@ -8,12 +8,14 @@
 #include "mosaic/base/parallel.h"
 #include "mosaic/base/scratch_pool.h"
 #include "mosaic/seams/picture_window.h"
+#include "mosaic/seams/seam_moves.h"
 #include "mosaic/seams/seam_pixel_costs.h"
 #include "mosaic/seams/seam_strip.h"
 #include "mosaic/seams/seam_swap.h"
 
 #include <algorithm>
 #include <map>
+#include <memory>
 #include <utility>
 
 namespace panoval::mosaic
@@ -37,11 +39,9 @@ std::int64_t choose_tile(const Layout& layout, const CellGrid& grid)
 }
 
 struct TileScratch {
-    SwapWindow whole;
-    SwapWindow window;
-    std::vector<std::uint8_t> band;
+    SwapWindow labels;
     CostScratch costs;
-    LabelSwapper swapper;
+    SeamMoveScratch moves;
 };
 
 class PixelSearch
@@ -270,27 +270,6 @@ private:
         return below.height() > 0 ? below.label(x, 0) : kNobody;
     }
 
-    // Marks pixels near a seam. Returns the smallest rectangle around them, counted from the tile's corner.
-    Rect find_band(const SwapWindow& tile, std::vector<std::uint8_t>& band) const
-    {
-        const std::int64_t reach = grid_.cell + 2;
-        const Rect all{0, 0, tile.width(), tile.height()};
-        Rect around;
-        band.assign(static_cast<std::size_t>(all.pixels()), 0);
-        for (std::int64_t y = 0; y < all.height; ++y)
-            for (std::int64_t x = 0; x < all.width; ++x) {
-                const std::int32_t label = tile.label(x, y);
-                if (!is_seam(label, tile.label(x - 1, y)) && !is_seam(label, tile.label(x + 1, y)) &&
-                    !is_seam(label, tile.label(x, y - 1)) && !is_seam(label, tile.label(x, y + 1)))
-                    continue;
-                const Rect near = intersect({x - reach, y - reach, 2 * reach + 1, 2 * reach + 1}, all);
-                for (std::int64_t row = near.y; row < near.bottom(); ++row)
-                    std::fill_n(band.begin() + row * all.width + near.x, near.width, std::uint8_t{1});
-                around = bounding(around, near);
-            }
-        return around;
-    }
-
     // Whether there may be a seam in the tile or around it.
     bool may_have_seam(std::int64_t number, const std::vector<std::int32_t>& above, const SeamStrip& strip,
                        const SeamStrip& below) const
@@ -342,30 +321,19 @@ private:
         const Rect tile = strip.tile(number);
         strip.spell_out(number);
         const ScratchPool<TileScratch>::Lease scratch = scratch_.take();
-        SwapWindow& whole = scratch->whole;
-        take_labels(tile, above, strip, below, whole);
-        std::vector<std::uint8_t>& band = scratch->band;
-        const Rect part = find_band(whole, band);
-        if (part.is_empty())
-            return;
-
-        SwapWindow& window = scratch->window;
-        window.reset(part.width, part.height);
-        for (std::int64_t y = -1; y <= part.height; ++y)
-            for (std::int64_t x = -1; x <= part.width; ++x)
-                window.label(x, y) = whole.label(part.x + x, part.y + y);
-        for (std::int64_t y = 0; y < part.height; ++y)
-            for (std::int64_t x = 0; x < part.width; ++x) {
-                const bool is_pinned = strip.is_pinned(tile.x + part.x + x, part.y + y);
-                window.set_movable(
-                    x, y, !is_pinned && band[static_cast<std::size_t>((part.y + y) * tile.width + part.x + x)] != 0);
-            }
-        PixelCosts provider(layout_, corrections_, costs_, reader_, part.moved(tile.x, tile.y), scratch->costs);
-        scratch->swapper.begin(window, provider);
-        scratch->swapper.swap_all(2);
-        for (std::int64_t y = 0; y < part.height; ++y)
-            for (std::int64_t x = 0; x < part.width; ++x)
-                strip.row(part.y + y)[tile.x + part.x + x] = window.label(x, y);
+        SwapWindow& labels = scratch->labels;
+        take_labels(tile, above, strip, below, labels);
+        for (std::int64_t y = 0; y < tile.height; ++y)
+            for (std::int64_t x = 0; x < tile.width; ++x)
+                labels.set_movable(x, y, !strip.is_pinned(tile.x + x, y));
+        const auto make_costs = [&](const Rect& part) {
+            return std::make_unique<PixelCosts>(layout_, corrections_, costs_, reader_, part.moved(tile.x, tile.y),
+                                                scratch->costs);
+        };
+        const Rect part = move_seams(labels, grid_.cell, make_costs, scratch->moves);
+        for (std::int64_t y = part.y; y < part.bottom(); ++y)
+            for (std::int64_t x = part.x; x < part.right(); ++x)
+                strip.row(y)[tile.x + x] = labels.label(x, y);
     }
 
     const Layout& layout_;

@@ -35,7 +35,7 @@ constexpr std::uint64_t kFewTiles = 16; // for each thread
 // So many bytes of fresh memory cost as much as a pixel.
 constexpr double kFreshBytes = 32;
 
-constexpr double kLittleLonger = 1.15;
+constexpr double kLittleLonger = 1.08;
 
 // What a further thread takes besides its tile: a stack, a heap of its own with gaps, rows of a decoder.
 constexpr std::uint64_t kFurtherThread = std::uint64_t{6} << 20;
