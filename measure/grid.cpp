@@ -319,16 +319,18 @@ std::int32_t order_targets(const PanovalMeasureTarget* targets, std::int32_t cou
     for (std::int32_t n = 0; n < count; ++n)
         centres.push_back({targets[n].ellipse.x, targets[n].ellipse.y});
     Board board = find_board(centres, rows, columns);
-    const double least = kLeastShare * rows * columns;
-    if (board.found < 4 || board.found < least)
+    const double least = std::max(4.0, kLeastShare * rows * columns);
+    if (board.found < least)
         return PANOVAL_MEASURE_NO_GRID;
     orient(centres, board);
     Homography h;
-    for (int round = 0; round < kCentreRounds; ++round) {
+    for (int round = 0;; ++round) {
         if (!fit_homography(placed_points(board, centres), h))
             return PANOVAL_MEASURE_NO_GRID;
+        if (round == kCentreRounds)
+            break;
         fill_places(centres, h, board);
-        if (board.found < 4 || board.found < least)
+        if (board.found < least)
             return PANOVAL_MEASURE_NO_GRID;
         double line[3];
         if (!vanishing_line(h.data(), line))
@@ -339,8 +341,6 @@ std::int32_t order_targets(const PanovalMeasureTarget* targets, std::int32_t cou
                 centres[static_cast<std::size_t>(n)] = {centre.x, centre.y};
         }
     }
-    if (!fit_homography(placed_points(board, centres), h))
-        return PANOVAL_MEASURE_NO_GRID;
     grid = {};
     write_cells(board, centres, h, grid, cells);
     grid.found = board.found;

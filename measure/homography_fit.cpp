@@ -118,8 +118,10 @@ bool fit_homography(const std::vector<PlacedPoint>& placed, Homography& homograp
     Matrix3 matrix;
     matrix << h[0], h[1], h[2], h[3], h[4], h[5], h[6], h[7], 1;
     const Matrix3 whole = inverse_of(picture) * matrix * matrix_of(board);
+    // COUNT_EXCL_START: the place (0, 0) on the horizon, where rounding has left just 0 of its depth
     if (!(std::fabs(whole(2, 2)) > 0))
         return false;
+    // COUNT_EXCL_STOP
     for (int i = 0; i < 9; ++i)
         homography[static_cast<std::size_t>(i)] = whole(i / 3, i % 3) / whole(2, 2);
     return true;

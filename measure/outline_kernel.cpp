@@ -79,7 +79,8 @@ HWY_INLINE void subtract_edges(const Edges& edges, float blur, float scale, std:
                                float* out)
 {
     for_each_vector(padded, [=](auto tag, std::size_t i) HWY_ATTR {
-        const auto reached = hn::FirstN(tag, window > i ? window - i : 0);
+        const std::size_t left = window > i ? window - i : 0; // COUNT_EXCL_BRANCH: 0 where vectors are single values
+        const auto reached = hn::FirstN(tag, left);
         const auto difference = [=](const float* values) HWY_ATTR {
             return hn::IfThenElseZero(reached, hn::Sub(hn::LoadU(tag, values + i), hn::LoadU(tag, values + i + 1)));
         };

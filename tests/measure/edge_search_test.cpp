@@ -85,6 +85,31 @@ TEST(FindEdge, FindsNoneWhoseLevelsAreNotKnown)
     }
 }
 
+// Far from the start each ray is a slope that is steeper farther on. reach = 1: what a ray sees of it in the first
+// round, more in the later ones.
+TEST(FindEdge, FollowsASlopeNoFartherThanItMay)
+{
+    const auto find = [](double x, double radius, EdgeGuess& guess) {
+        std::vector<float> samples;
+        for (std::int32_t row = 0; row < kSide; ++row)
+            for (std::int32_t column = 0; column < kSide; ++column) {
+                const double beyond = std::hypot(column - x, row - kMiddle) - radius;
+                samples.push_back(static_cast<float>(kInside + (kOutside - kInside) / (1 + std::exp(-beyond / 0.8))));
+            }
+        Patch patch;
+        EXPECT_TRUE(
+            patch.copy({samples.data(), kSide, kSide, 4 * kSide, PANOVAL_MEASURE_F32, 0}, {0, 0, kSide, kSide}));
+        return find_edge(patch, Outline{kMiddle, kMiddle, 14, 0, 0}, 1, guess);
+    };
+    EdgeGuess guess;
+    ASSERT_TRUE(find(kMiddle + 1, 14, guess));
+    EXPECT_NEAR(guess.outline.x, kMiddle + 1, 0.1);
+    EXPECT_NEAR(guess.outline.mean, 14, 0.1);
+    EXPECT_FALSE(find(kMiddle + 3, 14, guess)) << "too far beside the start";
+    EXPECT_FALSE(find(kMiddle, 17, guess)) << "too wide";
+    EXPECT_GT(guess.share, 0.7) << "most rays have an edge";
+}
+
 TEST(FindEdge, FindsALargeDisk)
 {
     constexpr std::int32_t kLarge = 220;
@@ -131,6 +156,17 @@ TEST(FindEdge, FindsNoEllipseInTwoCorners)
     }
 }
 
+TEST(FindEdge, FindsNoSliver)
+{
+    for (const double minor : {4.0, 9.0}) {
+        EdgeGuess guess;
+        const auto is_inside = [minor](double x, double y) { return std::hypot(x / 60, y / minor) < 1; };
+        const Outline start = {130, 130, (60 + minor) / 2, (60 - minor) / 2, 0};
+        EXPECT_EQ(find_between(200, is_inside, start, 3, guess), minor > 6) << minor;
+        EXPECT_GT(guess.share, 0.4) << "many rays have an edge";
+    }
+}
+
 // Wherever rays through noise have their steepest places, what is found is an outline near its start with a step.
 TEST(FindEdge, FindsSoundOutlinesInNoiseOrNone)
 {
@@ -153,6 +189,24 @@ TEST(FindEdge, FindsSoundOutlinesInNoiseOrNone)
     }
     EXPECT_GT(found, 0);
     EXPECT_LT(found, 400);
+}
+
+// Levels are read from two places inside the edge and farther in. The smallest outlines have no such places.
+TEST(FindEdge, FindsNoneTooSmallForALevelInside)
+{
+    int refused = 0;
+    for (std::uint64_t seed = 0; seed < 1600; ++seed) {
+        const std::vector<float> samples = panoval::test::noise<float>(24 * 24, 0, 200, seed);
+        Patch patch;
+        ASSERT_TRUE(patch.copy({samples.data(), 24, 24, 4 * 24, PANOVAL_MEASURE_F32, 0}, {0, 0, 24, 24}));
+        EdgeGuess guess;
+        const Outline start = {11, 12.3, 0.8, 0.16 * static_cast<double>(seed % 4), 0};
+        if (find_edge(patch, start, 1.5 + 0.5 * static_cast<double>(seed % 4), guess))
+            EXPECT_GT(0.85 * guess.outline.semi_minor(), 0.75) << seed;
+        else if (guess.outline.mean > 0) // many rays had agreed about an outline
+            ++refused;
+    }
+    EXPECT_GT(refused, 0);
 }
 
 } // namespace

@@ -275,6 +275,54 @@ TEST(Grid, SaysWhenThereIsNoBoard)
     EXPECT_EQ(order(place_board(view(9, 6, 0.5, 0.1), 6, 9, {}, 0, 5), 30, 30).code, PANOVAL_MEASURE_NO_GRID);
 }
 
+// Seven targets tell the view of all places, but of the two rows that explain most of them the second has one target
+// alone.
+TEST(Grid, FindsNoBoardWhoseTargetsLeaveItsViewOpen)
+{
+    Placed placed;
+    for (const auto& [x, y] : {std::array{0, 0}, {1, 0}, {2, 0}, {3, 0}, {4, 0}, {3, 1}, {2, 2}}) {
+        PanovalMeasureTarget target = {};
+        target.ellipse = {200.0 + 30 * x, 300.0 + 30 * y, 9, 9, 0};
+        placed.targets.push_back(target);
+    }
+    EXPECT_EQ(order(placed, 2, 5).code, PANOVAL_MEASURE_NO_GRID);
+}
+
+// Sixteen of thirty places have a target, some of them so far off that they are lost when the others have told the
+// view.
+TEST(Grid, FindsNoBoardWithLessThanHalfOfItsTargetsInPlace)
+{
+    using Points = std::vector<std::array<double, 2>>;
+    const Points few = {{338, 300}, {236, 336}, {266, 333}, {292, 331}, {315, 329}, {337, 326}, {265, 365}, {290, 360},
+                        {332, 353}, {200, 410}, {234, 402}, {288, 388}, {332, 375}, {200, 443}, {233, 432}, {327, 402}};
+    const Points others = {{200, 300}, {237, 300}, {200, 338}, {200, 372}, {234, 368}};
+    Placed placed;
+    const auto add = [&placed](const Points& points) {
+        for (const auto& [x, y] : points) {
+            placed.targets.emplace_back();
+            placed.targets.back().ellipse = {x, y, 9, 9, 0};
+        }
+    };
+    add(few);
+    EXPECT_EQ(order(placed, 5, 6).code, PANOVAL_MEASURE_NO_GRID);
+    add(others);
+    const Answer answer = order(placed, 5, 6);
+    ASSERT_EQ(answer.code, PANOVAL_MEASURE_OK);
+    EXPECT_GE(answer.grid.found, 15);
+    EXPECT_GT(answer.grid.extra, 0) << "those that are off";
+}
+
+// So far away the horizon is too near to a line through the targets to be told from it.
+TEST(Grid, FindsNoBoardAtTheEndOfAllPictures)
+{
+    for (const double away : {0.0, 1e6, 1e13}) {
+        Placed placed = place_board(view(5, 4, 0, 0), 4, 5, {}, 0, 5);
+        for (PanovalMeasureTarget& target : placed.targets)
+            target.ellipse.x += away;
+        EXPECT_EQ(order(placed, 4, 5).code, away < 1e9 ? PANOVAL_MEASURE_OK : PANOVAL_MEASURE_NO_GRID) << away;
+    }
+}
+
 TEST(Grid, NamesWhatIsWrong)
 {
     Placed placed = place_board(view(9, 6, 0.5, 0.1), 6, 9, {}, 0, 5);
