@@ -194,7 +194,7 @@ void Refinement::tie_slopes() noexcept
     const double freedom = is_tied_ ? variance * slope_square + middle * middle * unseen + floor * floor
                                     : contrast * contrast / (radius * radius);
     input_.tie.ratio = is_tied_ ? certainty * middle : 0;
-    input_.tie.weight = freedom > 0 ? noise / freedom : 0;
+    input_.tie.weight = freedom > 0 ? noise / freedom : 0; // COUNT_EXCL_BRANCH: both levels have come to the same bits
 }
 
 // What the samples alone, without the tie, say about the inside's slopes: how far they are from those of fallen-off
@@ -206,8 +206,10 @@ Refinement::SlopeEvidence Refinement::weigh_slopes() const noexcept
     const double weight = input_.tie.weight;
     const double ratio = input_.tie.ratio;
     SlopeEvidence evidence;
+    // COUNT_EXCL_START: neither contrast nor noise, or floating samples that the model meets without any rounding
     if (!(weight * noise > 0))
         return evidence;
+    // COUNT_EXCL_STOP
     const Matrix12& inverse = adjusted_.inverse;
     const double share = level_share(model_);
     for (int axis = 0; axis < 2; ++axis) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #include "measure/detect_oval.h"
 
+#include "tests/support/noise.h"
+
 #include <gtest/gtest.h>
 
 #include <cmath>
@@ -11,11 +13,13 @@ namespace
 {
 
 using panoval::measure::distance_from;
+using panoval::measure::is_oval;
 using panoval::measure::LevelLine;
 using panoval::measure::OutlinePoint;
 using panoval::measure::Oval;
 using panoval::measure::oval_of_closed_line;
 using panoval::measure::ovals_of_arcs;
+using panoval::test::Random;
 
 constexpr double kPi = 3.14159265358979323846;
 
@@ -158,6 +162,32 @@ TEST(OvalsOfArcs, RefusesAnOutlineOfFewPlaces)
     };
     EXPECT_EQ(ovals_of_arcs(places(7), 3, 50).size(), 0u);
     EXPECT_GE(ovals_of_arcs(places(40), 3, 50).size(), 1u);
+}
+
+// Wavy lines about small ellipses: some ovals are near the points that they were fitted to, but not near all of the
+// line.
+TEST(OvalsOfArcs, AreNearTheirLines)
+{
+    Random random(3);
+    int found = 0;
+    constexpr int kTrials = 12000;
+    for (int trial = 0; trial < kTrials; ++trial) {
+        const double a = random.real(1.6, 3.2), b = random.real(1.5, 2.5);
+        const double end = random.real(5.2, 6.2), wave = random.real(0.15, 0.45), phase = random.real(0, 6);
+        const auto bumps = static_cast<double>(random.integer(4, 6));
+        LevelLine line = {arc(30, 20, a, b, 0, end, static_cast<std::size_t>(random.integer(45, 75))), trial % 2 == 0};
+        for (OutlinePoint& p : line.points) {
+            const double angle = std::atan2(p.y - 20, p.x - 30);
+            const double off = wave * std::sin(bumps * angle + phase) + random.real(-0.25, 0.25);
+            p.x += off * std::cos(angle);
+            p.y += off * std::sin(angle);
+        }
+        for (const Oval& oval : ovals_of_arcs(line, 1, 50)) {
+            ++found;
+            EXPECT_TRUE(is_oval(oval)) << trial;
+        }
+    }
+    EXPECT_GT(found, kTrials / 100);
 }
 
 // The line is on the other side of what it goes round than its turns say: an outline's points all run around one way.
