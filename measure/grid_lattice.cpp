@@ -126,7 +126,7 @@ Window bounds_of(const std::vector<LatticePlace>& places) noexcept
 {
     if (places.empty())
         return {};
-    Window window = {places[0].i, places[0].i + 1, places[0].j, places[0].j + 1};
+    Window window = {places[0].i, places[0].i, places[0].j, places[0].j};
     for (const LatticePlace& p : places) {
         window.i = std::min(window.i, p.i);
         window.i_end = std::max(window.i_end, p.i + 1);

@@ -101,6 +101,7 @@ TEST(Adjust, FindsTheOutlineThatDrewTheSamples)
     EXPECT_NEAR(model.outline.skew_y, -0.3, 1e-4);
     EXPECT_NEAR(model.blur, kBlur, 1e-4);
     EXPECT_NEAR(model.inside.level, 200, 0.02);
+    EXPECT_LT(result.largest_residual, 0.01) << "of levels";
 }
 
 TEST(Adjust, SaysThatTheOutlineHasLeftItsBox)

@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
+#include <utility>
 #include <vector>
 
 namespace panoval::test
@@ -238,6 +239,70 @@ TEST(DoubtCounters, DoesNotDoubtWhatAFoundOutlineExplains)
     both[1].target.quality = 0.4;
     doubt_counters(image, both);
     EXPECT_LT(both[0].target.quality, 0.2) << "not found";
+}
+
+// What is right of it comes to lie below it.
+std::vector<std::uint8_t> transposed(const std::vector<std::uint8_t>& pixels)
+{
+    std::vector<std::uint8_t> result;
+    for (std::size_t y = 0; y < kSide; ++y)
+        for (std::size_t x = 0; x < kSide; ++x)
+            result.push_back(pixels[x * kSide + y]);
+    return result;
+}
+
+double doubted_quality(const std::vector<std::uint8_t>& pixels, const MeasuredTarget& target)
+{
+    std::vector<MeasuredTarget> one = {target};
+    doubt_counters({pixels.data(), kSide, kSide, kSide, PANOVAL_MEASURE_U8, 0}, one);
+    return one[0].target.quality;
+}
+
+TEST(DoubtCounters, DoubtsTransposedAndMirroredHolesAsMuch)
+{
+    int partly = 0;
+    for (int i = 0; i < 12; ++i) {
+        const Shape stem = {Shape::Kind::Rectangle, kX - 7.5, kY - 4, 1.5, 3 + 0.5 * i, 0, kInk};
+        const std::vector<std::uint8_t> pixels =
+            render_8_bit(scene_of({stem, ellipse(9, 6.2, kInk), ellipse(6.5, 4, kPaper)}));
+        const double quality = doubted_quality(pixels, hole(6.5, 4));
+        MeasuredTarget turned = hole(6.5, 4);
+        const PanovalMeasureEllipse& e = turned.target.ellipse;
+        turned.target.ellipse = {e.y, e.x, e.semi_major, e.semi_minor, 3.14159265358979 / 2 - e.angle};
+        turned.measured.model.outline = outline_of(turned.target.ellipse);
+        EXPECT_NEAR(doubted_quality(transposed(pixels), turned), quality, 1e-6) << i;
+        const std::vector<std::uint8_t> reversed(pixels.rbegin(), pixels.rend());
+        MeasuredTarget mirrored = hole(6.5, 4);
+        mirrored.measured.model.outline.x = kSide - 1 - kX;
+        mirrored.measured.model.outline.y = kSide - 1 - kY;
+        EXPECT_NEAR(doubted_quality(reversed, mirrored), quality, 1e-6) << i;
+        partly += quality > 0.1 && quality < 0.89 ? 1 : 0;
+    }
+    EXPECT_GT(partly, 0) << "neither sound nor doubted in full";
+}
+
+// Of 48 rays some run into samples that are not numbers. Doubt begins with 78 % and is complete with 88 %.
+TEST(DoubtCounters, DoubtsByTheShareOfRaysThatAreEnclosed)
+{
+    const std::vector<std::uint8_t> pixels = render_8_bit(letter(6, 5, 4));
+    const std::vector<float> whole(pixels.begin(), pixels.end());
+    // Sectors as wide as so many rays of a circle, and the rays of the ellipse that run into them.
+    for (const auto& [open, hidden] : {std::pair{0.0, 0.0}, {5.0, 7.0}, {7.0, 9.0}, {9.0, 11.0}}) {
+        std::vector<float> samples = whole;
+        for (std::size_t y = 0; y < kSide; ++y)
+            for (std::size_t x = 0; x < kSide; ++x) {
+                const double dx = static_cast<double>(x) - kX;
+                const double dy = static_cast<double>(y) - kY;
+                const double ray = 24 * std::atan2(dy, dx) / 3.14159265358979 + 0.5 * open;
+                if (std::hypot(dx, dy) > 9 && ray > 0 && ray < open)
+                    samples[y * kSide + x] = NAN;
+            }
+        std::vector<MeasuredTarget> one = {hole(6, 5)};
+        doubt_counters({samples.data(), kSide, kSide, 4 * kSide, PANOVAL_MEASURE_F32, 0}, one);
+        const double enclosed = (48 - hidden) / 48;
+        const double doubt = std::clamp((enclosed - 0.78) / (0.88 - 0.78), 0.0, 1.0);
+        EXPECT_NEAR(one[0].target.quality, 0.9 * (1 - 0.9 * doubt), 1e-9) << hidden << " rays";
+    }
 }
 
 // Near enough to be asked, too far for any end.

@@ -128,6 +128,22 @@ TEST(OvalsOfArcs, RefusesSlivers)
     EXPECT_EQ(ovals_of_arcs(open_line(arc(100, 20, 90, 6, 0, 1.9 * kPi, 300)), 1, 200).size(), 0u);
 }
 
+// An eight of two rings that touch: its waist is a few points long.
+TEST(OvalsOfArcs, TellsTheRingsOfAnEightApart)
+{
+    std::vector<OutlinePoint> points = arc(20, 20, 6, 6, 0.2 * kPi, 1.8 * kPi, 36);
+    for (const OutlinePoint& p : arc(30.5, 20, 6, 6, -0.8 * kPi, 0.8 * kPi, 36))
+        points.push_back(p);
+    const auto ovals = ovals_of_arcs({points, true}, 3, 50);
+    ASSERT_EQ(ovals.size(), 2u);
+    EXPECT_NEAR(ovals[0].x + ovals[1].x, 50.5, 0.2);
+    for (const Oval& oval : ovals) {
+        EXPECT_NEAR(oval.y, 20, 0.1);
+        EXPECT_NEAR(oval.a, 6, 0.2);
+        EXPECT_NEAR(oval.b, 6, 0.2);
+    }
+}
+
 // Each of the gentle bends turns by less than a radian.
 TEST(OvalsOfArcs, PassesOverGentleWaves)
 {

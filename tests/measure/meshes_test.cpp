@@ -76,6 +76,21 @@ TEST(DoubtMeshes, KnowsNothingWhereNoiseIsUnknown)
     EXPECT_EQ(targets[0].target.quality, 0.8);
 }
 
+// As far apart as neighbours may be, the smaller ones above.
+TEST(DoubtMeshes, LooksAsFarDownAsTheLargerOfTwoReaches)
+{
+    auto targets = row_of(4, 0.5);
+    double y = 30;
+    for (MeasuredTarget& one : targets) {
+        const double axis = &one == targets.data() ? 5 : 7.5;
+        y += &one == targets.data() ? 0 : 1.75 * (axis + (&one == &targets[1] ? 5 : 7.5));
+        one.target.ellipse = {20, y, axis, axis, 0};
+    }
+    targets[3].target.quality = 0.01; // leaves three, which say something only where the first is linked
+    doubt_meshes(1, targets);
+    EXPECT_LT(targets[0].target.quality, 0.2);
+}
+
 TEST(DoubtMeshes, ComparesWhatLooksAlike)
 {
     const auto quality_with = [](const auto& change) {

@@ -96,4 +96,12 @@ TEST(TakeAway, SaysThatMemoryIsShort)
     });
 }
 
+TEST(Move, HasASizeAndALargestPart)
+{
+    const panoval::measure::Move move = {{3, 0, -4, 0}};
+    EXPECT_EQ(move.largest(), 4);
+    EXPECT_EQ(move.square(), 25);
+    EXPECT_EQ(panoval::measure::Move{}.square(), 0);
+}
+
 } // namespace

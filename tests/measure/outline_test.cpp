@@ -63,6 +63,15 @@ TEST(TransformCovariance, OfAnEllipseIsThatOfItsAxes)
     EXPECT_DOUBLE_EQ(result[24], 0.04 / (8 * 8));
 }
 
+// Three deviations of the skew across it.
+TEST(TransformCovariance, KnowsADirectionFromThreeDeviationsOn)
+{
+    const auto covariance = diagonal(1, 2, 0.03, 0.04, 0.04);
+    std::array<double, 25> result{};
+    EXPECT_FALSE(transform_covariance({0, 0, 10, 0.59, 0}, covariance.data(), result.data()));
+    EXPECT_TRUE(transform_covariance({0, 0, 10, 0.61, 0}, covariance.data(), result.data()));
+}
+
 TEST(DistanceTo, IsMinusTheSemiMinorAxisInTheCentre)
 {
     const DistanceTo distance({7, 9, 5, 1, 0});

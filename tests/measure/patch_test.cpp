@@ -79,6 +79,41 @@ TEST(PlaneSums, FitNoPlaneToSamplesOfOneRow)
     EXPECT_EQ(plane.slope_y, 0);
 }
 
+// Places that lie askew about the origin.
+TEST(PlaneSums, FitThePlaneOfSamplesThatLieOnOne)
+{
+    PlaneSums sums;
+    sums.origin = 100;
+    for (int y = 0; y < 4; ++y)
+        for (int x = y; x < y * y + 3; ++x) {
+            RowSums one = {};
+            one.count = 1;
+            one.x = x;
+            one.xx = x * x;
+            one.v = 2 + 3 * x - 5 * y;
+            one.vx = one.v * x;
+            one.vv = one.v * one.v;
+            sums.add_row(one, y);
+        }
+    LevelPlane plane;
+    ASSERT_TRUE(sums.fit(plane));
+    EXPECT_NEAR(plane.level, 102, 1e-9);
+    EXPECT_NEAR(plane.slope_x, 3, 1e-9);
+    EXPECT_NEAR(plane.slope_y, -5, 1e-9);
+    EXPECT_NEAR(sums.squared_residuals(plane), 0, 1e-6);
+}
+
+TEST(PatchCopy, HasTheSamplesOfItsBox)
+{
+    const Ramp ramp;
+    const Box box = {3, 2, 4, 5};
+    Patch patch;
+    ASSERT_TRUE(patch.copy(ramp.image(), box));
+    for (std::int32_t y = box.y; y < box.y + box.height; ++y)
+        for (std::int32_t x = box.x; x < box.x + box.width; ++x)
+            EXPECT_EQ(patch.sample(x, y), 10 * x + y);
+}
+
 TEST(PatchCopy, HasZerosOutsideThePicture)
 {
     const Ramp ramp;
@@ -193,6 +228,13 @@ TEST(PatchClassify, MakesAliensOfSamplesThatAreNoNumbers)
     EXPECT_EQ(patch.part(8, 4), Part::kInside);
     EXPECT_EQ(patch.part(11, 4), Part::kOutside);
     EXPECT_EQ(patch.part(12, 4), Part::kNone) << "outside the picture";
+}
+
+TEST(HighestSample, IsTheEndOfWholeLevels)
+{
+    EXPECT_EQ(panoval::measure::highest_sample(PANOVAL_MEASURE_U8), 255);
+    EXPECT_EQ(panoval::measure::highest_sample(PANOVAL_MEASURE_U16), 65535);
+    EXPECT_EQ(panoval::measure::highest_sample(PANOVAL_MEASURE_F32), 0) << "none";
 }
 
 TEST(CheckImage, NamesWhatIsWrong)

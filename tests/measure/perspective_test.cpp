@@ -212,6 +212,34 @@ TEST(CentreByHomography, PassesTheCovarianceOn)
     });
 }
 
+// Elements that only move together.
+TEST(CentreByHomography, PassesOnWhatElementsHaveInCommon)
+{
+    const auto h = View{.tilt = 1}.homography();
+    const PanovalMeasureEllipse e = image_of_circle(h, 0.5, 0.7, 0.8);
+    const double move[5] = {0.002, -0.003, 0.004, 0.001, 0.0005};
+    std::vector<double> covariance;
+    for (const double one : move)
+        for (const double other : move)
+            covariance.push_back(one * other);
+    const auto centre_of = [&](double sign) {
+        const PanovalMeasureEllipse moved = {e.x + sign * move[0], e.y + sign * move[1], e.semi_major + sign * move[2],
+                                             e.semi_minor + sign * move[3], e.angle + sign * move[4]};
+        PanovalMeasurePoint centre = {};
+        EXPECT_EQ(panoval_measure_centre_by_homography(&moved, covariance.data(), h.data(), &centre),
+                  PANOVAL_MEASURE_OK);
+        return centre;
+    };
+    const PanovalMeasurePoint said = centre_of(0);
+    const PanovalMeasurePoint after = centre_of(1);
+    const PanovalMeasurePoint before = centre_of(-1);
+    const double dx = (after.x - before.x) / 2;
+    const double dy = (after.y - before.y) / 2;
+    EXPECT_NEAR(said.var_x / (dx * dx), 1, 1e-3);
+    EXPECT_NEAR(said.cov_xy / (dx * dy), 1, 1e-3);
+    EXPECT_NEAR(said.var_y / (dy * dy), 1, 1e-3);
+}
+
 TEST(CentreByFocalLength, PassesTheCovarianceOn)
 {
     const View view{.tilt = 0.8};
@@ -400,6 +428,9 @@ TEST(Perspective, NamesWhatIsWrong)
     EXPECT_EQ(by(&flat, nullptr, h.data(), &centre), PANOVAL_MEASURE_BAD_ELLIPSE);
     const double singular[9] = {1, 2, 3, 2, 4, 6, 0, 0, 1};
     EXPECT_EQ(by(&good, nullptr, singular, &centre), PANOVAL_MEASURE_BAD_HOMOGRAPHY);
+    const double common[9] = {1, 0, 1, 2, 1, 3, 0, 1, 1};
+    EXPECT_EQ(by(&good, nullptr, common, &centre), PANOVAL_MEASURE_BAD_HOMOGRAPHY)
+        << "the last column is the others' sum";
     const double without_rows[9] = {1, 0, 0, 2, 0, 0, 3, 0, 1};
     EXPECT_EQ(by(&good, nullptr, without_rows, &centre), PANOVAL_MEASURE_BAD_HOMOGRAPHY) << "a column of zeros";
     // The plane vanishes in x = 600, through the ellipse.

@@ -250,6 +250,16 @@ TEST(Refine, FlagsRingsThatAreNarrowAgainstTheirBlur)
     }
 }
 
+// Rounding has a twelfth of a squared level, though all flat samples may be the same.
+TEST(Refine, KnowsTheNoiseOfWholeLevels)
+{
+    const One one;
+    const auto bytes = render_8_bit(one.scene());
+    const auto target = refine({bytes.data(), one.size, one.size, one.size, PANOVAL_MEASURE_U8, 0}, one.ellipse());
+    ASSERT_EQ(target.code, PANOVAL_MEASURE_OK);
+    EXPECT_NEAR(target.noise, std::sqrt(1.0 / 12), 1e-12);
+}
+
 TEST(Refine, FlagsSaturatedSamples)
 {
     One one;

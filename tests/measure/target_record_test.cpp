@@ -84,6 +84,8 @@ TEST(MakeRecord, TellsOfASoundCircle)
     EXPECT_EQ(circle.target.chi_square, 1) << "no noise at all";
     EXPECT_GT(circle.target.quality, 0.9);
     EXPECT_NEAR(circle.bulges.square, 0, 1e-6);
+    // Of three lobes on a radius of 5, behind a blur of 0.8 and a pixel's own.
+    EXPECT_NEAR(circle.bulges.lobes[0].left, std::exp(-9 * (0.64 + 1.0 / 12) / 25 / 2), 1e-12);
 }
 
 TEST(MakeRecord, RefusesWhatHasNoContrast)
