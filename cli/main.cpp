@@ -3,6 +3,7 @@
 #include "cli/base/system_info.h"
 #include "cli/program.h"
 #include "image/interruption.h"
+#include "image/standard_streams.h"
 
 #ifdef _WIN32
 #define WIN32_LEAN_AND_MEAN
@@ -11,6 +12,7 @@
 
 int main(int argc, char** argv)
 {
+    panoval::image::reserve_standard_streams();
     panoval::cli::prepare_heap();
 #ifdef _WIN32
     SetConsoleOutputCP(CP_UTF8);

@@ -101,8 +101,10 @@ FileHandle open_stream(const std::string& name, const std::string& expected)
     errno = 0;
     if (is_standard_stream(name)) {
         FileHandle file = open_standard_input();
+        const int reason = errno;
         if (file == nullptr)
-            fail_input(name, "an input that cannot be read: " + system_message(errno), expected);
+            fail_input(name, "an input that cannot be read, or kept in a temporary file: " + system_message(reason),
+                       concat(expected, "; ", room_for_nameless_files()));
         return file;
     }
     FileHandle file = open_utf8(name, "rb");

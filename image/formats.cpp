@@ -27,19 +27,25 @@ constexpr LevelUse kNoLevels = LevelUse::None;
 constexpr LevelUse kOnDemand = LevelUse::OnDemand;
 constexpr LevelUse kAllLevels = LevelUse::Always;
 
+constexpr PlaceUse kNoPlace = PlaceUse::None;
+constexpr PlaceUse kNotNegative = PlaceUse::NotNegative;
+constexpr PlaceUse kAnyPlace = PlaceUse::Any;
+
 constexpr OutputFormat kFormats[] = {
-    // ending, name, bits, alpha, channels from and to, side, compressions, quality, levels, writer
-    {".png", "a PNG file", 16, true, 1, 3, kAnySide, nullptr, None, kNoLevels, make_png_writer},
-    {".tif", "a TIFF file", 16, true, 1, 3, kAnySide, tiff_compressions, None, kOnDemand, make_tiff_writer},
-    {".tiff", "a TIFF file", 16, true, 1, 3, kAnySide, tiff_compressions, None, kOnDemand, make_tiff_writer},
-    {".jpg", "a JPEG file", 8, false, 1, 3, kJpegSide, nullptr, Always, kNoLevels, make_jpeg_writer},
-    {".jpeg", "a JPEG file", 8, false, 1, 3, kJpegSide, nullptr, Always, kNoLevels, make_jpeg_writer},
-    {".pgm", "a grey format", 16, false, 1, 1, kAnySide, nullptr, None, kNoLevels, make_pnm_writer},
-    {".ppm", "a colour format", 16, false, 3, 3, kAnySide, nullptr, None, kNoLevels, make_pnm_writer},
-    {".pnm", "a PNM file", 16, false, 1, 3, kAnySide, nullptr, None, kNoLevels, make_pnm_writer},
-    {".pam", "a PAM file", 16, true, 1, 3, kAnySide, nullptr, None, kNoLevels, make_pam_writer},
-    {".dzi", "Deep Zoom", 8, true, 1, 3, kAnySide, nullptr, WithoutAlpha, kAllLevels, make_deep_zoom_writer},
-    {kStoreEnding, "a store", 16, true, 1, 3, kAnySide, store_compressions, None, kNoLevels, nullptr},
+    // ending, name, bits, alpha, channels from and to, side, compressions, quality, levels, places, writer
+    {".png", "a PNG file", 16, true, 1, 3, kAnySide, nullptr, None, kNoLevels, kAnyPlace, make_png_writer},
+    {".tif", "a TIFF file", 16, true, 1, 3, kAnySide, tiff_compressions, None, kOnDemand, kNotNegative,
+     make_tiff_writer},
+    {".tiff", "a TIFF file", 16, true, 1, 3, kAnySide, tiff_compressions, None, kOnDemand, kNotNegative,
+     make_tiff_writer},
+    {".jpg", "a JPEG file", 8, false, 1, 3, kJpegSide, nullptr, Always, kNoLevels, kNoPlace, make_jpeg_writer},
+    {".jpeg", "a JPEG file", 8, false, 1, 3, kJpegSide, nullptr, Always, kNoLevels, kNoPlace, make_jpeg_writer},
+    {".pgm", "a grey format", 16, false, 1, 1, kAnySide, nullptr, None, kNoLevels, kNoPlace, make_pnm_writer},
+    {".ppm", "a colour format", 16, false, 3, 3, kAnySide, nullptr, None, kNoLevels, kNoPlace, make_pnm_writer},
+    {".pnm", "a PNM file", 16, false, 1, 3, kAnySide, nullptr, None, kNoLevels, kNoPlace, make_pnm_writer},
+    {".pam", "a PAM file", 16, true, 1, 3, kAnySide, nullptr, None, kNoLevels, kNoPlace, make_pam_writer},
+    {".dzi", "Deep Zoom", 8, true, 1, 3, kAnySide, nullptr, WithoutAlpha, kAllLevels, kNoPlace, make_deep_zoom_writer},
+    {kStoreEnding, "a store", 16, true, 1, 3, kAnySide, store_compressions, None, kNoLevels, kAnyPlace, nullptr},
 };
 
 std::string ending_of(const std::string& target)

@@ -27,6 +27,9 @@ enum class QualityUse { None, WithoutAlpha, Always };
 // Whether reduced pictures go with the full one.
 enum class LevelUse { None, OnDemand, Always };
 
+// Which places in the panorama's frame go with a picture.
+enum class PlaceUse { None, NotNegative, Any };
+
 // Outputs of one ending.
 struct OutputFormat {
     const char* ending; // in lower case
@@ -39,6 +42,7 @@ struct OutputFormat {
     std::vector<std::string> (*compressions)(); // by name, the usual one first; null = there is no choice
     QualityUse quality;
     LevelUse levels;
+    PlaceUse places;
     std::unique_ptr<RowWriter> (*make_writer)(OutputFile&, const PictureInfo&, const WriteOptions&); // null: a store
 
     bool is_store() const { return make_writer == nullptr; }
@@ -46,6 +50,11 @@ struct OutputFormat {
     {
         return channels >= least_channels && channels <= most_channels && bits <= most_bits &&
                (holds_alpha || !has_alpha);
+    }
+    // Whether a place is left out that others of the format have.
+    bool drops_place(const Offset& place) const
+    {
+        return places == PlaceUse::NotNegative && (place.x < 0 || place.y < 0);
     }
     // Whether samples come back as they were.
     bool is_exact(bool has_alpha) const { return !has_quality(has_alpha); }

@@ -131,10 +131,23 @@ void read_alpha(const std::string& name, const TiffFile& tiff, TiffLayer& layer)
         layer.is_premultiplied = kinds[0] == EXTRASAMPLE_ASSOCALPHA;
 }
 
+// Libraries are built with or without some of them.
+void check_compression(const std::string& name, const TiffFile& tiff)
+{
+    const auto scheme = tiff.field<std::uint16_t>(TIFFTAG_COMPRESSION, COMPRESSION_NONE);
+    if (TIFFIsCODECConfigured(scheme) == 1)
+        return;
+    const TIFFCodec* const codec = TIFFFindCODEC(scheme);
+    const std::string kind = codec != nullptr ? concat(codec->name) : concat("number ", scheme);
+    fail_input(name, concat("a TIFF file with the compression ", kind, ", which this build cannot read"),
+               "another compression, or none");
+}
+
 // The current directory's description, checked.
 TiffLayer describe_layer(const std::string& name, const TiffFile& tiff)
 {
     TiffLayer layer;
+    check_compression(name, tiff);
     const auto bits = tiff.field<std::uint16_t>(TIFFTAG_BITSPERSAMPLE, 1);
     const auto kind = tiff.field<std::uint16_t>(TIFFTAG_SAMPLEFORMAT, SAMPLEFORMAT_UINT);
     if ((bits != 8 && bits != 16) || (kind != SAMPLEFORMAT_UINT && kind != SAMPLEFORMAT_VOID))

@@ -113,7 +113,7 @@ FileHandle create_scratch(const fs::path& path)
 
 } // namespace
 
-OutputFile::OutputFile(const std::string& target) : target_(target)
+OutputFile::OutputFile(const std::string& target, const std::string& shown) : target_(shown)
 {
     if (is_standard_stream(target)) {
         stream_ = open_nameless_file();
@@ -242,8 +242,9 @@ void OutputFile::commit()
 void OutputFile::fail_writing() const
 {
     check_heap(target_);
-    fail_output(target_, errno != 0 ? "an error while writing: " + system_message(errno) : "an error while writing",
-                "enough room");
+    const int reason = errno;
+    fail_output(target_, reason != 0 ? "an error while writing: " + system_message(reason) : "an error while writing",
+                place_.empty() ? room_for_nameless_files() : "enough room");
 }
 
 } // namespace panoval::image

@@ -20,7 +20,10 @@ class OutputFile
 public:
     // "-" is standard output. Otherwise creates the file beside the target, so that an output that cannot be written is
     // known before the work starts.
-    explicit OutputFile(const std::string& target);
+    explicit OutputFile(const std::string& target) : OutputFile(target, target) {}
+
+    // What is put in another place later: messages have the name that it gets there.
+    OutputFile(const std::string& target, const std::string& shown);
     OutputFile(const OutputFile&) = delete;
     OutputFile& operator=(const OutputFile&) = delete;
     ~OutputFile(); // removes what was not committed
@@ -54,7 +57,7 @@ private:
 
     void create_beside();
 
-    std::string target_;
+    std::string target_;          // as messages have it
     std::filesystem::path place_; // the target, or what it links to; empty for standard output
     std::filesystem::path temporary_;
     FileHandle stream_;

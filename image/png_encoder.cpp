@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <csetjmp>
+#include <cstdlib>
 #include <vector>
 
 namespace panoval::image
@@ -18,6 +19,9 @@ namespace
 
 // Photographs gain little from a higher level, which costs several times the time.
 constexpr int kCompressionLevel = 3;
+
+// What the format has room for, in pixels: -2^31 is no number of it.
+constexpr std::int64_t kFarthestOffset = 2147483647;
 
 png_uint_32 per_metre(double per_inch)
 {
@@ -30,6 +34,18 @@ void on_error(png_structp png, png_const_charp)
 }
 
 void on_warning(png_structp, png_const_charp) {}
+
+bool fits_offset(std::int64_t value)
+{
+    return std::abs(value) <= kFarthestOffset;
+}
+
+void set_position(png_structp png, png_infop info, const std::optional<Offset>& position)
+{
+    if (position && fits_offset(position->x) && fits_offset(position->y))
+        png_set_oFFs(png, info, static_cast<png_int_32>(position->x), static_cast<png_int_32>(position->y),
+                     PNG_OFFSET_PIXEL);
+}
 
 void set_metadata(png_structp png, png_infop info, const Metadata& metadata, std::vector<std::uint8_t>& exif)
 {
@@ -80,6 +96,7 @@ bool PngEncoder::begin(std::FILE* stream, const PictureInfo& picture)
     png_set_compression_level(png, kCompressionLevel);
     png_set_filter(png, 0, PNG_FILTER_SUB | PNG_FILTER_UP);
     set_metadata(png, info, picture.metadata, state_->exif);
+    set_position(png, info, picture.position);
     png_write_info(png, info);
     png_set_swap(png);
     return true;

@@ -71,6 +71,32 @@ FileHandle read_standard_input()
 
 } // namespace
 
+#ifdef _WIN32
+
+void reserve_standard_streams() {} // the run-time library gives their numbers to nothing else
+
+#else
+
+void reserve_standard_streams()
+{
+    // Open the other way round, so that reading and writing fail as they do with what is closed. Messages to nowhere do
+    // no harm.
+    constexpr int kModes[] = {O_WRONLY, O_RDONLY, O_WRONLY};
+    for (int number = 0; number < 3; ++number)
+        if (fcntl(number, F_GETFD) == -1 && errno == EBADF)
+            (void)!open("/dev/null", kModes[number]); // takes the lowest number that is free
+}
+
+#endif
+
+std::string room_for_nameless_files()
+{
+    std::error_code error;
+    const std::filesystem::path folder = std::filesystem::temp_directory_path(error);
+    const std::string place = error ? "a folder for temporary files" : printable(utf8_from_path(folder));
+    return concat("enough room in ", place, ", or another folder in ", kTemporaryVariable);
+}
+
 FileHandle open_nameless_file()
 {
     constexpr int kMostTries = 100;

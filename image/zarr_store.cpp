@@ -182,8 +182,21 @@ void ZarrStore::make_folder(const fs::path& folder) const
     std::error_code error;
     fs::create_directories(folder, error);
     if (error)
-        fail_output(target_, concat("a folder ", utf8_from_path(folder), " that cannot be made: ", error.message()),
+        fail_output(target_, concat("a folder ", name_of(folder), " that cannot be made: ", error.message()),
                     "a writable place");
+}
+
+void ZarrStore::write_file(const fs::path& place, const void* data, std::size_t bytes) const
+{
+    OutputFile file(utf8_from_path(place), name_of(place));
+    file.write(data, bytes);
+    file.commit();
+}
+
+// Where it is in the target, of what may be made in another place at first.
+std::string ZarrStore::name_of(const fs::path& place) const
+{
+    return utf8_from_path(path_from_utf8(target_) / place.lexically_relative(folder_));
 }
 
 // Leaves a file alone that has the text already: others may be reading it.
@@ -192,9 +205,7 @@ void ZarrStore::write_text(const fs::path& place, const std::string& text) const
     std::string there;
     if (read_text(place, there) && there == text)
         return;
-    OutputFile file(utf8_from_path(place));
-    file.write(text);
-    file.commit();
+    write_file(place, text.data(), text.size());
 }
 
 std::string ZarrStore::attributes() const
@@ -281,9 +292,7 @@ std::uint64_t ZarrStore::write_chunk(std::size_t level, const std::string& name,
         return 0;
     }
     make_folder(place.parent_path());
-    OutputFile file(utf8_from_path(place));
-    file.write(bytes.data(), bytes.size());
-    file.commit();
+    write_file(place, bytes.data(), bytes.size());
     return bytes.size();
 }
 

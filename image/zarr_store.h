@@ -86,6 +86,8 @@ private:
     {
     }
     void make_folder(const std::filesystem::path& folder) const;
+    std::string name_of(const std::filesystem::path& place) const;
+    void write_file(const std::filesystem::path& place, const void* data, std::size_t bytes) const;
     void write_text(const std::filesystem::path& place, const std::string& text) const;
     std::string attributes() const;
     void check_place() const;

@@ -3,6 +3,7 @@
 
 #include "cli/base/errors.h"
 #include "cli/base/file_names.h"
+#include "cli/base/number_options.h"
 #include "image/image_read.h"
 #include "image/standard_streams.h"
 
@@ -159,7 +160,7 @@ void add_batch_options(CLI::App& command, BatchOptions& options)
                     "standard input")
         ->type_name("FILE");
     command.add_option("--jobs", options.jobs, "Pictures at a time (default 1); each needs its memory")
-        ->check(CLI::Range(std::size_t{1}, kMostJobs))
+        ->transform(whole_number(1, kMostJobs))
         ->type_name("N");
     command.add_flag("--resume", options.resumes,
                      "Leave outputs alone that are there, whole and not older than their picture");

@@ -2,6 +2,7 @@
 #include "cli/base/common_options.h"
 
 #include "cli/base/errors.h"
+#include "cli/base/number_options.h"
 #include "image/image_read.h"
 #include "image/standard_streams.h"
 
@@ -9,7 +10,9 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <limits>
 #include <map>
 
 namespace panoval::cli
@@ -31,16 +34,8 @@ void add_common_options(CLI::App& command, CommonOptions& options)
         .add_option_function<std::uint64_t>(
             "--max-pixels", [](std::uint64_t pixels) { image::set_most_pixels(pixels); },
             concat("Refuse pictures of more pixels; 0: take any (default ", image::kUsualMostPixels, ")"))
-        ->check(not_negative())
+        ->transform(whole_number(0, std::numeric_limits<std::uint64_t>::max()))
         ->type_name("N");
-}
-
-CLI::Validator not_negative()
-{
-    const auto refuse = [](const std::string& text) {
-        return text.starts_with("-") ? concat("Value ", text, " is negative") : std::string();
-    };
-    return {refuse, ""};
 }
 
 void print_results(const CommonOptions& options, const Json& json, const ResultLines& lines)
@@ -62,9 +57,15 @@ void print_results(const CommonOptions& options, const Json& json, const ResultL
 
 void flush_results()
 {
+    errno = 0;
     const bool is_flushed = std::fflush(stdout) == 0;
-    if (!is_flushed || std::ferror(stdout) != 0) // of text that was flushed before
-        fail_output("standard output", "an error while writing", "enough room");
+    if (is_flushed && std::ferror(stdout) == 0) // of text that was flushed before
+        return;
+    if (errno == EBADF)
+        fail_output("standard output", "it closed", "an open one, for the results");
+    fail_output("standard output",
+                errno != 0 ? "an error while writing: " + system_message(errno) : "an error while writing",
+                "enough room");
 }
 
 void print_warning(const CommonOptions& options, const std::string& message)

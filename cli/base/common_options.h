@@ -13,7 +13,6 @@
 namespace CLI
 {
 class App;
-class Validator;
 } // namespace CLI
 
 namespace panoval::cli
@@ -32,9 +31,6 @@ struct CommonOptions {
 
 // --quiet, --progress, --json; the options must outlive the command line's parsing and the command.
 void add_common_options(CLI::App& command, CommonOptions& options);
-
-// Refuses a number with a minus, which a number without sign would take for a huge one.
-CLI::Validator not_negative();
 
 // A name and its value, one line of the results for people.
 using ResultLines = std::vector<std::pair<std::string, std::string>>;

@@ -6,6 +6,7 @@
 #include "cli/base/common_options.h"
 #include "cli/base/errors.h"
 #include "cli/base/file_names.h"
+#include "cli/base/number_options.h"
 #include "cli/ellipses/ellipse_measure.h"
 #include "cli/ellipses/ellipse_overlay.h"
 #include "cli/ellipses/ellipse_results.h"
@@ -295,16 +296,16 @@ void add_ellipses_command(CLI::App& program)
             .add_option(
                 "--min-pixels", options->settings.min_pixels,
                 concat("Library: smallest number of outline pixels", kDefault, options->settings.min_pixels, ")"))
-            ->check(CLI::Range(0, kMost))
+            ->transform(whole_number(0, kMost))
             ->type_name("N"),
         command
             .add_option(
                 "--max-rms", options->settings.max_rms,
                 concat("Library: fits of this residual or more are rejected", kDefault, options->settings.max_rms, ")"))
-            ->check(CLI::Range(1, kMost)) // nothing lies below 0
+            ->transform(whole_number(1, kMost)) // nothing lies below 0
             ->type_name("N"),
         command.add_option("--divisions", options->divisions, "Library: tiles of the threshold across each dimension")
-            ->check(CLI::Range(1, kMost))
+            ->transform(whole_number(1, kMost))
             ->type_name("N")};
     command.add_flag("--times", options->choice.wants_times, "Also say how long it took");
     command.add_flag("--ring", options->settings.wants_ring, "Look for bright marks on a ring around each target");

@@ -7,6 +7,7 @@
 #include "cli/base/errors.h"
 #include "cli/base/exhausted_heap.h"
 #include "cli/base/file_names.h"
+#include "cli/base/number_options.h"
 #include "cli/base/system_info.h"
 #include "image/image_read.h"
 #include "image/image_write.h"
@@ -240,7 +241,7 @@ void add_inpaint_command(CLI::App& program)
         ->required()
         ->type_name("OUT");
     command.add_option("--range", options->range, "Radius of the neighbourhood in pixels (default 5)")
-        ->check(CLI::Range(1, 1000))
+        ->transform(whole_number(1, 1000))
         ->type_name("PIXELS");
     add_batch_options(command, options->batch);
     add_common_options(command, options->common);

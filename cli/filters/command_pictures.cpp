@@ -6,6 +6,7 @@
 #include "cli/base/common_options.h"
 #include "cli/base/errors.h"
 #include "cli/base/file_names.h"
+#include "cli/base/number_options.h"
 #include "cli/base/system_info.h"
 #include "cli/filters/picture_filters.h"
 #include "image/image_read.h"
@@ -247,7 +248,9 @@ void add_threshold_command(CLI::App& program)
         "Examples:\n"
         "  panoval threshold page.png -o page-bw.png\n"
         "  panoval threshold page.png -o page-bw.png --level 128\n");
-    command.add_option("--level", options->level, "The level, 0 to 255")->check(CLI::Range(0, 255))->type_name("N");
+    command.add_option("--level", options->level, "The level, 0 to 255")
+        ->transform(whole_number(0, 255))
+        ->type_name("N");
 }
 
 } // namespace panoval::cli

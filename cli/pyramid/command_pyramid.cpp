@@ -3,6 +3,7 @@
 #include "cli/pyramid/command_pyramid.h"
 
 #include "cli/base/errors.h"
+#include "cli/base/number_options.h"
 #include "cli/base/write_options.h"
 #include "cli/pyramid/pyramid.h"
 #include "image/formats.h"
@@ -65,7 +66,7 @@ void add_pyramid_command(CLI::App& program)
         ->check(CLI::IsMember(image::all_compressions(image::Outputs::Files)))
         ->type_name("HOW");
     command.add_option("--quality", options->quality, quality_help())
-        ->check(CLI::Range(1, image::kBestQuality))
+        ->transform(whole_number(1, image::kBestQuality))
         ->type_name("N");
     add_common_options(command, options->common);
     command.footer(concat(kExplanation, kHelpEnd));

@@ -3,6 +3,7 @@
 #include "cli/stitch/command_stitch.h"
 
 #include "cli/base/errors.h"
+#include "cli/base/number_options.h"
 #include "cli/base/write_options.h"
 #include "cli/stitch/plan_agreement.h"
 #include "cli/stitch/stitch.h"
@@ -163,7 +164,7 @@ void add_stitch_command(CLI::App& program)
         .add_option("--bands", options->bands,
                     concat("Bands of multiband blending, 1 to ", PANOVAL_MOSAIC_MOST_BANDS,
                            "; fewer where the canvas is small"))
-        ->check(CLI::Range(1, PANOVAL_MOSAIC_MOST_BANDS))
+        ->transform(whole_number(1, PANOVAL_MOSAIC_MOST_BANDS))
         ->type_name("N");
     auto* const no_gain = command.add_flag("--no-gain", options->has_no_gain, "Leave the brightness as it is");
     command.add_option("--gains", options->gains, "Load the gains from FILE, or save them there if it does not exist")
@@ -190,21 +191,21 @@ void add_stitch_command(CLI::App& program)
                            .add_option("--wrap", options->wrap,
                                        "The left and right edge meet; WIDTH of the circle in pixels, without it what "
                                        "the pictures span")
-                           ->check(CLI::Range(std::int64_t{1}, std::int64_t{PANOVAL_MOSAIC_LONGEST_SIDE}))
+                           ->transform(whole_number(1, PANOVAL_MOSAIC_LONGEST_SIDE,
+                                                    ", or nothing: --wrap stands behind the pictures then"))
                            ->expected(0, 1)
                            ->type_name("WIDTH");
     command
         .add_option("--memory", options->memory,
                     concat("Most memory to use, e.g. 800M or 2G; ", in_megabytes(options->memory), " without it"))
-        ->transform(CLI::AsSizeValue(false))
-        ->transform(not_negative()) // which comes first: a size wraps
+        ->transform(byte_size())
         ->type_name("BYTES");
     command
         .add_option("--threads", options->threads, "Threads, at most what the memory feeds; all processors without it")
-        ->check(CLI::Range(1, PANOVAL_MOSAIC_MOST_THREADS))
+        ->transform(whole_number(1, PANOVAL_MOSAIC_MOST_THREADS))
         ->type_name("N");
     command.add_option("--tile-size", options->tile_size, "Width and height of tiles; chosen without it")
-        ->check(CLI::Range(PANOVAL_MOSAIC_SMALLEST_TILE, kLargestTile))
+        ->transform(whole_number(PANOVAL_MOSAIC_SMALLEST_TILE, kLargestTile))
         ->type_name("PIXELS");
     command.add_flag("--plan-only", options->is_plan_only, "Write the plan (JSON) to OUT and no panorama");
     command.add_flag("--split-seams", options->splits_seams,
@@ -246,7 +247,7 @@ void add_stitch_command(CLI::App& program)
         ->check(CLI::IsMember(image::all_compressions(image::Outputs::FilesAndStores)))
         ->type_name("HOW");
     command.add_option("--quality", options->quality, quality_help())
-        ->check(CLI::Range(1, image::kBestQuality))
+        ->transform(whole_number(1, image::kBestQuality))
         ->type_name("N");
     command.add_flag("--pyramid", options->wants_pyramid,
                      concat("Write reduced pictures behind the full one (", image::endings_with_optional_levels(),

@@ -56,6 +56,12 @@ std::uint64_t MosaicHandle::least_memory() const
     return gives_tiles_ ? needs.least_memory_of_tiles : needs.least_memory;
 }
 
+bool MosaicHandle::has_seams() const
+{
+    PanovalMosaicNeeds needs{};
+    return panoval_mosaic_needs(mosaic_, &needs) == PANOVAL_MOSAIC_OK && needs.seam_memory != 0;
+}
+
 bool MosaicHandle::fits(std::int32_t code) const
 {
     if (code == PANOVAL_MOSAIC_MEMORY && least_memory() <= engine_memory()) // no advice would help
@@ -72,7 +78,8 @@ void MosaicHandle::check(std::int32_t code) const
         (void)fits(code);
         throw Failure(Fault::Memory,
                       concat("found a budget of ", memory_, " bytes; expected --memory ", with_beside(least_memory()),
-                             " or more for a tile of this panorama, its pictures' rows and its seams"));
+                             " or more for a tile of this panorama",
+                             has_seams() ? ", its pictures' rows and its seams" : " and its pictures' rows"));
     case PANOVAL_MOSAIC_ARGUMENT:
     case PANOVAL_MOSAIC_PICTURE:
     case PANOVAL_MOSAIC_PLAN:

@@ -39,6 +39,7 @@ public:
 private:
     std::string error() const;
     std::uint64_t least_memory() const; // of the engine
+    bool has_seams() const;
 
     PanovalMosaic* mosaic_ = nullptr;
     std::uint64_t memory_ = PANOVAL_MOSAIC_DEFAULT_MEMORY; // bytes

@@ -11,6 +11,7 @@
 #include "cli/stitch/report_page.h"
 #include "cli/stitch/stitch_results.h"
 #include "cli/stitch/store_output.h"
+#include "cli/stitch/temporary_room.h"
 #include "image/image_write.h"
 
 #include <algorithm>
@@ -273,6 +274,15 @@ void print_notes(const PanoramaJob& job)
         print_warning(job.options.common, note);
 }
 
+// Of the picture's corner, where it has a place that its format has no room for.
+void print_lost_place(const StitchOptions& options, const image::Offset& place)
+{
+    if (options.target && options.target->format().drops_place(place))
+        print_warning(options.common, concat(printable(options.output), ": its place, ", place.x, ",", place.y,
+                                             ", is left out: ", options.target->format().name,
+                                             " holds no negative one (a .png does, and --json tells it)"));
+}
+
 void exit_if_strict(const StitchOptions& options, const Json& verdict)
 {
     if (!options.is_strict || !verdict.contains("verdict"))
@@ -302,6 +312,7 @@ void stitch(const StitchOptions& options)
     const auto report = open_output(options.report);
     const auto gains = open_output(options.gains, job.saves_gains);
     const auto seams = open_output(options.save_seams);
+    const TemporaryRoom room(job);
     PictureFiles* opened = nullptr;
     std::unique_ptr<PictureFiles> files;
     Image preview;
@@ -336,12 +347,14 @@ void stitch(const StitchOptions& options)
         return exit_if_failed(store->done());
     }
     print_notes(job);
+    print_lost_place(options, {job.layout.origin_x + outcome.made.x, job.layout.origin_y + outcome.made.y});
     for (const std::string& name : opened->uncovered_names())
         print_warning(options.common, concat(printable(name), ": its mask covers nothing; it is not in the panorama"));
     if (const std::string disagreement = opened->metadata(options.tiles.empty()).disagreement(); !disagreement.empty())
         print_warning(options.common, disagreement);
     outcome.seconds = stopwatch.seconds();
     outcome.decodes = opened->decodes();
+    room.look_back(outcome.decodes);
     print_outcome(outcome);
     print_verdict(options, outcome.verdict);
     others.rethrow();

@@ -110,6 +110,20 @@ TEST_F(PngPicture, AnOffsetInPixelsIsThePosition)
     EXPECT_FALSE(probe_image(write_raw(1, 1, 8, 0, 0, "x", set(PNG_OFFSET_MICROMETER))).at(0).position.has_value());
 }
 
+TEST_F(PngPicture, APositionComesBackAsFarAsTheFormatGoes)
+{
+    const auto written = [&](std::int64_t x, std::int64_t y) {
+        Image image = test_picture(3, 2, 1, 8);
+        image.position = Offset{x, y};
+        write_image(in_folder("placed.png"), image);
+        return probe_image(in_folder("placed.png")).at(0).position;
+    };
+    EXPECT_EQ(written(-120, 45), (Offset{-120, 45}));
+    EXPECT_EQ(written(2147483647, -2147483647), (Offset{2147483647, -2147483647}));
+    EXPECT_EQ(written(0, 2147483648), std::nullopt);
+    EXPECT_EQ(written(-2147483648, 0), std::nullopt);
+}
+
 TEST_F(PngPicture, AResolutionInMetresIsThatOfAnInch)
 {
     const auto resolution_of = [&](png_uint_32 x, png_uint_32 y, int unit) {

@@ -77,6 +77,15 @@ TEST_F(OddTiff, OnePixelIsAPicture)
     EXPECT_EQ(image.data[0], 'x');
 }
 
+TEST_F(OddTiff, ACompressionThatIsNotBuiltInIsNoDamage)
+{
+    const std::string expected =
+        "found a TIFF file with the compression number 50005, which this build cannot read; expected another "
+        "compression, or none";
+    EXPECT_TRUE(contains(probe_error(chain(with(kPixel, 259, 50005), 1)), expected));
+    EXPECT_TRUE(contains(read_error(chain(with(kPixel, 259, 50005), 1)), expected));
+}
+
 TEST_F(OddTiff, TenThousandLayersAreTheMost)
 {
     EXPECT_EQ(probe_error(chain(kPixel, 10000)), "no error");

@@ -31,6 +31,23 @@ made=$(find disk/a.zarr/.panoval/tiles -type f | wc -l)
 tiles=$(sed -n 's/^  "tiles": \([0-9]*\),/\1/p' full.log)
 named=$(grep -c '^panoval: tile [0-9]*: disk/a.zarr.*No space left on device' errors)
 [ "$named" -eq $((tiles - made)) ] || fail "found $named tiles named; expected $tiles - $made"
+
+# The temporary file of decoded pictures: they are decoded again instead, and that is told.
+"$panoval" stitch --layout scene/layout.json -o a.png --memory 17M --seams none --no-verdict >/dev/null 2>errors || fail "$(cat errors)"
+! grep temporary errors || fail "a warning where there is room"
+for folder in disk none; do
+    TMPDIR=$folder "$panoval" stitch --layout scene/layout.json -o b.png --memory 17M --seams none --no-verdict >/dev/null 2>errors ||
+        fail "$(cat errors)"
+    grep -q "warning: the temporary file of decoded pictures .*in $folder, another folder in TMPDIR" errors ||
+        fail "found no warning about $folder: $(cat errors)"
+    cmp a.png b.png
+done
+
+code=0
+"$panoval" stitch --plan plan.json -o disk/c.zarr --compression none --quiet 2>errors || code=$?
+[ $code -eq 4 ] || fail "found exit code $code of a store on a full disk; expected 4"
+grep -q 'disk/c.zarr/[0-9.a-z/]*: found an error while writing' errors || fail "another name: $(cat errors)"
+[ ! -e disk/c.zarr ] || fail "half a store stays"
 code=0
 "$panoval" stitch --plan plan.json -o disk/b.tif --quiet 2>errors || code=$?
 [ $code -eq 4 ] || fail "found exit code $code of a picture on a full disk; expected 4"

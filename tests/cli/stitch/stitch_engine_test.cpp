@@ -255,8 +255,29 @@ TEST_F(StitchEngine, ANegativeNumberOfBytesOrPixelsIsRefused)
     for (const std::string option : {"--memory", "--max-pixels"}) {
         const Outcome outcome = stitch(three(), {"-o", in_folder("out.ppm"), option, "-1"});
         EXPECT_EQ(outcome.exit_code, 2) << option;
-        EXPECT_TRUE(contains(outcome.err, concat(option, ": Value -1 is negative"))) << outcome.err;
+        EXPECT_TRUE(contains(outcome.err, concat(option, ": found '-1'; expected a "))) << outcome.err;
     }
+}
+
+TEST_F(StitchEngine, AForgottenWidthOfTheCircleIsExplained)
+{
+    const Outcome outcome = stitch({}, {"-o", in_folder("out.ppm"), "--wrap", three()[0], three()[1]});
+    EXPECT_EQ(outcome.exit_code, 2);
+    EXPECT_TRUE(contains(outcome.err, "--wrap: found '")) << outcome.err;
+    EXPECT_TRUE(contains(outcome.err, ", or nothing: --wrap stands behind the pictures then")) << outcome.err;
+}
+
+TEST_F(StitchEngine, APlaceThatTheFormatHasNoRoomForIsTold)
+{
+    write_image(in_folder("far.ppm"), test_picture(40, 30, 3, 8));
+    const std::string far = in_folder("far.ppm") + "@-7,3";
+    const std::string note = "out.tif: its place, -7,3, is left out: a TIFF file holds no negative one";
+    const Outcome outcome = stitch({far}, {"-o", in_folder("out.tif")});
+    EXPECT_TRUE(contains(outcome.err, note)) << outcome.err;
+    EXPECT_EQ(probe_image(in_folder("out.tif")).at(0).position, std::nullopt);
+    EXPECT_EQ(stitch({far}, {"-o", in_folder("out.png"), "-q"}).err, "");
+    EXPECT_EQ(probe_image(in_folder("out.png")).at(0).position, (image::Offset{-7, 3}));
+    EXPECT_FALSE(contains(stitch({far}, {"-o", in_folder("out.ppm")}).err, "its place"));
 }
 
 TEST_F(StitchEngine, TooSmallABudgetNamesTheLeast)
@@ -280,6 +301,8 @@ TEST_F(StitchEngine, TooSmallABudgetNamesTheLeast)
             };
             const Outcome outcome = with(1 << 20);
             EXPECT_EQ(outcome.exit_code, 5) << more[1];
+            const bool blends_all = more.back() == "none" || more.back() == "feather";
+            EXPECT_EQ(contains(outcome.err, "its seams"), !blends_all) << outcome.err;
             const std::string option = "expected --memory ";
             ASSERT_TRUE(contains(outcome.err, option)) << outcome.err;
             const std::uint64_t least = std::stoull(outcome.err.substr(outcome.err.find(option) + option.size()));
