@@ -5,6 +5,7 @@
 
 #include "core/numbers.h"
 #include "measure/picture.h"
+#include "measure/silhouette.h"
 
 #include <algorithm>
 #include <array>
@@ -53,10 +54,6 @@ constexpr double kLopsided[2] = {0.02, 0.08};
 constexpr double kAskew[2] = {0.015, 0.025}; // of the half width of what encloses it
 constexpr double kThick[2] = {0.95, 1.05};   // times the radius: where it ends, strokes that enclose holes are thinner
 constexpr double kMostDoubt = 0.9;
-
-struct Point {
-    double x, y;
-};
 
 // Turned by the angle between rays.
 Point next_of(const Point& direction) noexcept

@@ -20,6 +20,7 @@ namespace
 constexpr double kSlack = 0.8;         // by which a rough axis may be below the smallest
 constexpr double kLeastCoarseAxis = 3; // pixels of a smaller scale
 constexpr double kLeastEdgeShare = 0.7;
+constexpr double kLeastLength = 3; // pixels, of silhouettes
 
 // Of 32 equal turns.
 constexpr std::size_t kDirections = 32;
@@ -73,7 +74,10 @@ double edge_share_of(const Scale& scale, const Oval& oval)
 class Search
 {
 public:
-    Search(const CandidateLimits& limits, CandidateList& list) : limits_(limits), list_(list) {}
+    Search(const CandidateLimits& limits, const UnitScale& units, CandidateList& list)
+        : limits_(limits), units_(units), list_(list)
+    {
+    }
 
     void search(Scale& scale)
     {
@@ -90,13 +94,16 @@ private:
     void look_at(Scale& scale, std::int32_t x, std::int32_t y)
     {
         scale.edges[scale.at(x, y)] = kSeen;
-        if (!follow_level(scale, x, y, level_of_edge(scale, x, y), line_))
+        const double level = level_of_edge(scale, x, y);
+        if (!follow_level(scale, x, y, level, line_))
             return;
         Oval oval;
         const bool is_closed = line_.is_closed && oval_of_closed_line(line_.points, oval);
         const bool is_whole = is_closed && is_oval(oval);
         mark_seen(scale, line_, is_whole);
         list_.lines += line_.is_closed;
+        if (line_.is_closed && scale.index == 0)
+            keep_silhouette(level, oval.is_dark);
         if (is_whole) {
             add(scale, oval);
             return;
@@ -107,6 +114,17 @@ private:
         for (const Oval& part : ovals_of_arcs(line_, std::max(least, scale.index > 0 ? kLeastCoarseAxis : 0.0), most))
             any = add(scale, part) || any;
         list_.not_oval += line_.is_closed && !any;
+    }
+
+    void keep_silhouette(double level, bool is_dark)
+    {
+        SilhouetteOf line;
+        for (const OutlinePoint& point : line_.points)
+            line.add(point.x, point.y);
+        const Silhouette silhouette = line.result(level / units_.factor + units_.offset, is_dark);
+        const double length = silhouette.longest();
+        if (length >= kLeastLength && length <= Silhouette::kLongest)
+            list_.closed.push_back(silhouette);
     }
 
     bool add(const Scale& scale, const Oval& found)
@@ -135,6 +153,7 @@ private:
     }
 
     const CandidateLimits& limits_;
+    const UnitScale& units_;
     CandidateList& list_;
     LevelLine line_;
 };
@@ -184,7 +203,7 @@ CandidateList find_candidates(const PanovalMeasureImage& image, const CandidateL
     list.noise = noise / units.factor;
     std::vector<Scale> scales = scales_of(image, units);
     list.is_out_of_memory = scales.empty();
-    Search search(limits, list);
+    Search search(limits, units, list);
     for (Scale& scale : scales) {
         mark_edges(scale, noise);
         search.search(scale);

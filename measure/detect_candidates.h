@@ -3,6 +3,7 @@
 #pragma once
 
 #include "measure/detect_oval.h"
+#include "measure/silhouette.h"
 #include "panoval_measure.h"
 
 #include <cstdint>
@@ -25,6 +26,7 @@ struct CandidateLimits {
 
 struct CandidateList {
     std::vector<Candidate> candidates; // different ones, by rows
+    std::vector<Silhouette> closed;    // of closed lines at full size, neither tiny nor huge
     std::int32_t lines = 0;            // closed lines that were looked at
     std::int32_t too_small = 0;
     std::int32_t too_large = 0;

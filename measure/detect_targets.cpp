@@ -9,7 +9,10 @@
 #include "measure/meshes.h"
 #include "measure/picture.h"
 #include "measure/refinement.h"
+#include "measure/ring_marks.h"
+#include "measure/silhouette.h"
 #include "measure/target_record.h"
+#include "measure/text_lines.h"
 #include "measure/vague.h"
 #include "panoval_measure.h"
 
@@ -18,6 +21,7 @@
 #include <cstring>
 #include <new>
 #include <tuple>
+#include <utility>
 #include <vector>
 
 namespace panoval::measure
@@ -150,6 +154,9 @@ public:
         doubt_counters(image_, measured_);
         if (!doubt_grains(image_, measured_))
             return false;
+        const SilhouetteMap silhouettes(std::move(list.closed));
+        doubt_ring_marks(silhouettes, measured_);
+        doubt_letters(silhouettes, measured_);
         judge();
         return copy_out();
     }
