@@ -31,17 +31,17 @@ std::size_t end_of_run(std::span<const std::int32_t> labels, std::size_t x)
 
 void SeamMap::add_row(std::span<const std::int32_t> labels)
 {
-    first_run_.push_back(runs_.size());
+    const std::size_t first = runs_.size();
     for (std::size_t x = 0; x < labels.size();) {
         const std::int32_t label = labels[x];
         x = end_of_run(labels, x);
         runs_.push_back({static_cast<std::int32_t>(x), label});
     }
+    end_row(first);
 }
 
 void SeamMap::add_row(std::span<const Run> runs)
 {
-    first_run_.push_back(runs_.size());
     const std::size_t first = runs_.size();
     for (const Run& run : runs) {
         if (runs_.size() > first && runs_.back().label == run.label)
@@ -49,13 +49,37 @@ void SeamMap::add_row(std::span<const Run> runs)
         else
             runs_.push_back(run);
     }
+    end_row(first);
+}
+
+// The last row's runs have been added from first_run on: they go if the row above has the same.
+void SeamMap::end_row(std::size_t first_run)
+{
+    const std::size_t above = groups_.empty() ? first_run : groups_.back().first_run;
+    const auto row = runs_.begin() + static_cast<std::ptrdiff_t>(first_run);
+    const bool is_alike =
+        !groups_.empty() && std::equal(runs_.begin() + static_cast<std::ptrdiff_t>(above), row, row, runs_.end());
+    if (is_alike)
+        runs_.resize(first_run);
+    else
+        groups_.push_back({height_, first_run});
+    ++height_;
+}
+
+std::size_t SeamMap::group_of(std::int64_t y) const
+{
+    if (groups_.size() == static_cast<std::size_t>(height_))
+        return static_cast<std::size_t>(y);
+    const auto after = std::upper_bound(groups_.begin(), groups_.end(), y,
+                                        [](std::int64_t row, const Group& group) { return row < group.first_row; });
+    return static_cast<std::size_t>(after - groups_.begin()) - 1;
 }
 
 std::span<const SeamMap::Run> SeamMap::runs(std::int64_t y) const
 {
-    const auto row = static_cast<std::size_t>(y);
-    const std::size_t end = row + 1 < first_run_.size() ? first_run_[row + 1] : runs_.size();
-    return {runs_.data() + first_run_[row], end - first_run_[row]};
+    const std::size_t group = group_of(y);
+    const std::size_t end = group + 1 < groups_.size() ? groups_[group + 1].first_run : runs_.size();
+    return {runs_.data() + groups_[group].first_run, end - groups_[group].first_run};
 }
 
 void SeamMap::read_inside(std::int64_t y, std::int64_t first, std::int64_t count, std::int32_t* out) const

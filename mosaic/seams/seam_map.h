@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: MIT
-// Which picture each pixel of the canvas belongs to, as runs along the rows. Seams take little memory that way,
-// whatever the canvas's size.
+// Which picture each pixel of the canvas belongs to, as runs along the rows. Rows that follow one another and are alike
+// have their runs together: seams take little memory that way, whatever the canvas's size.
 #pragma once
 
 #include "mosaic/base/rect.h"
@@ -28,8 +28,12 @@ public:
     explicit SeamMap(std::int64_t width) : width_(width) {}
 
     std::int64_t width() const { return width_; }
-    std::int64_t height() const { return static_cast<std::int64_t>(first_run_.size()); }
-    std::size_t bytes() const { return runs_.size() * sizeof(Run) + first_run_.size() * sizeof(std::size_t); }
+    std::int64_t height() const { return height_; }
+    std::size_t bytes() const { return bytes(groups_.size(), runs_.size()); }
+    static constexpr std::size_t bytes(std::size_t groups, std::size_t runs)
+    {
+        return groups * sizeof(Group) + runs * sizeof(Run);
+    }
 
     // Rows are added from the top. Neighbouring runs of one label become one.
     void add_row(std::span<const std::int32_t> labels);
@@ -42,10 +46,19 @@ public:
     void read(std::int64_t y, std::int64_t first, std::int64_t count, bool wraps, std::int32_t* out) const;
 
 private:
+    // Rows that are alike, to where the next group begins.
+    struct Group {
+        std::int64_t first_row;
+        std::size_t first_run;
+    };
+
+    void end_row(std::size_t first_run);
+    std::size_t group_of(std::int64_t y) const;
     void read_inside(std::int64_t y, std::int64_t first, std::int64_t count, std::int32_t* out) const;
 
     std::int64_t width_ = 0;
-    std::vector<std::size_t> first_run_; // of each row
+    std::int64_t height_ = 0;
+    std::vector<Group> groups_;
     std::vector<Run> runs_;
 };
 

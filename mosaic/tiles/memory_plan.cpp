@@ -199,11 +199,13 @@ std::uint64_t least_memory(const MemoryNeeds& needs, Delivery delivery, std::int
 
 std::uint64_t guess_seam_bytes(const Layout& layout)
 {
-    // A picture has two ends in each of its rows, and seams wind.
-    std::uint64_t runs = static_cast<std::uint64_t>(layout.height);
+    // A picture has two ends in each of its rows, and seams wind. Rows without a picture are alike.
+    std::uint64_t with_picture = 0;
     for (const PlacedPicture& picture : layout.pictures)
-        runs += 4 * static_cast<std::uint64_t>(picture.rect.height);
-    return runs * sizeof(SeamMap::Run) + static_cast<std::uint64_t>(layout.height) * sizeof(std::size_t);
+        with_picture += static_cast<std::uint64_t>(picture.rect.height);
+    const std::uint64_t gaps = layout.pictures.size() + 1;
+    const std::uint64_t groups = std::min(static_cast<std::uint64_t>(layout.height), with_picture + gaps);
+    return SeamMap::bytes(groups, groups + 4 * with_picture);
 }
 
 } // namespace panoval::mosaic

@@ -119,6 +119,26 @@ TEST(EngineBudget, TheEstimateTellsTheSameLeast)
         }
 }
 
+TEST(EngineBudget, EmptyRowsTakeNoMemory)
+{
+    // Pictures of 4 and of 4 rows, a thousand million rows apart.
+    Mosaic mosaic;
+    for (const std::int64_t y : {std::int64_t{0}, std::int64_t{1000000000}}) {
+        PanovalMosaicPicture picture{};
+        picture.y = y;
+        picture.width = 6;
+        picture.height = 4;
+        picture.channels = 1;
+        picture.bits = 8;
+        ASSERT_EQ(panoval_mosaic_add_picture(mosaic.get(), &picture), PANOVAL_MOSAIC_OK);
+    }
+    PanovalMosaicNeeds needs{};
+    ASSERT_EQ(panoval_mosaic_needs(mosaic.get(), &needs), PANOVAL_MOSAIC_OK);
+    // Three gaps at most, above, between and below.
+    EXPECT_EQ(needs.seam_memory, 8u * 4 * 8 + (8 + 16) * (8 + 3));
+    EXPECT_LT(needs.least_memory, 1u << 20);
+}
+
 TEST(EngineBudget, NeedsDoNotFixThePictures)
 {
     const auto reader = two_wide_pictures(8);
@@ -128,8 +148,8 @@ TEST(EngineBudget, NeedsDoNotFixThePictures)
     EXPECT_EQ(panoval_mosaic_needs(mosaic.get(), &needs), PANOVAL_MOSAIC_ARGUMENT) << "there are no pictures";
     host.add_pictures(mosaic.get());
     ASSERT_EQ(panoval_mosaic_needs(mosaic.get(), &needs), PANOVAL_MOSAIC_OK);
-    // 8 bytes for each run: four a row of a picture, one a row of the canvas; and 8 to find each row.
-    EXPECT_EQ(needs.seam_memory, 8u * 4 * 28 + 8 * 20 + 8 * 20);
+    // 8 bytes for each run: four a row of a picture, one a row of the canvas; and 16 to find each row.
+    EXPECT_EQ(needs.seam_memory, 8u * 4 * 28 + 8 * 20 + 16 * 20);
     host.add_pictures(mosaic.get());
     EXPECT_EQ(mosaic.layout().pictures, 4);
 }

@@ -36,6 +36,27 @@ TEST(SeamMap, GivesBackWhatWasAdded)
     EXPECT_EQ(map.runs(1).size(), 2u) << "equal neighbours are one run";
 }
 
+TEST(SeamMap, KeepsRowsThatAreAlikeOnce)
+{
+    SeamMap map(6);
+    const Labels above{0, 0, 1, 1, 1, 1};
+    const Labels below{0, 0, 0, 1, 1, 1};
+    for (const Labels& row : {above, above, above})
+        map.add_row(row);
+    const std::size_t bytes = map.bytes();
+    map.add_row(std::vector<SeamMap::Run>{{2, 0}, {6, 1}});
+    EXPECT_EQ(map.bytes(), bytes) << "the same again, as runs";
+    map.add_row(below);
+    EXPECT_EQ(map.bytes(), 2 * bytes);
+    for (const Labels& row : {above, below, below})
+        map.add_row(row);
+    EXPECT_EQ(map.bytes(), 4 * bytes) << "only rows that follow one another";
+    ASSERT_EQ(map.height(), 8);
+    const std::vector<Labels> rows{above, above, above, above, below, above, below, below};
+    for (std::int64_t y = 0; y < 8; ++y)
+        EXPECT_EQ(labels(map, y, 0, 6, false), rows[static_cast<std::size_t>(y)]) << "row " << y;
+}
+
 TEST(SeamMap, ARunEndsWhereTheLabelChangesWhateverItsLength)
 {
     for (std::int32_t length = 1; length <= 70; ++length) {
