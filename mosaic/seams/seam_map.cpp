@@ -6,10 +6,6 @@
 namespace panoval::mosaic
 {
 
-namespace
-{
-
-// Behind the last label that equals the one at x without another one between.
 std::size_t end_of_run(std::span<const std::int32_t> labels, std::size_t x)
 {
     constexpr std::size_t kAtOnce = 16;
@@ -26,8 +22,6 @@ std::size_t end_of_run(std::span<const std::int32_t> labels, std::size_t x)
         ++x;
     return x;
 }
-
-} // namespace
 
 void SeamMap::add_row(std::span<const std::int32_t> labels)
 {

@@ -15,6 +15,9 @@ namespace panoval::mosaic
 
 inline constexpr std::int32_t kNobody = -1; // the label of a pixel that no picture covers
 
+// Behind the last label that equals the one at x without another one between.
+std::size_t end_of_run(std::span<const std::int32_t> labels, std::size_t x);
+
 class SeamMap
 {
 public:

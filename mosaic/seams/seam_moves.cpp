@@ -2,9 +2,11 @@
 #include "mosaic/seams/seam_moves.h"
 
 #include "mosaic/seams/seam_cost.h"
+#include "mosaic/seams/seam_map.h"
 #include "mosaic/seams/seam_strip.h"
 
 #include <algorithm>
+#include <span>
 
 namespace panoval::mosaic
 {
@@ -17,24 +19,70 @@ constexpr std::int64_t kSmallCell = 8; // the largest one whose seams move by pi
 constexpr std::int64_t kBeyond = 2;    // how far from its place a seam may go, besides the side of what placed it
 constexpr int kMostRounds = 2;
 
-// Marks pixels near a seam. Returns the smallest rectangle around them.
-Rect find_band(const SwapWindow& tile, std::int64_t reach, std::vector<std::uint8_t>& band)
+// Pixels that are near a seam, and the smallest rectangle around them.
+class Band
 {
-    const Rect all{0, 0, tile.width(), tile.height()};
-    Rect around;
-    band.assign(static_cast<std::size_t>(all.pixels()), 0);
-    for (std::int64_t y = 0; y < all.height; ++y)
-        for (std::int64_t x = 0; x < all.width; ++x) {
-            const std::int32_t label = tile.label(x, y);
-            if (!is_seam(label, tile.label(x - 1, y)) && !is_seam(label, tile.label(x + 1, y)) &&
-                !is_seam(label, tile.label(x, y - 1)) && !is_seam(label, tile.label(x, y + 1)))
-                continue;
-            const Rect beside = intersect({x - reach, y - reach, 2 * reach + 1, 2 * reach + 1}, all);
-            for (std::int64_t row = beside.y; row < beside.bottom(); ++row)
-                std::fill_n(band.begin() + row * all.width + beside.x, beside.width, std::uint8_t{1});
-            around = bounding(around, beside);
-        }
-    return around;
+public:
+    Band(const SwapWindow& tile, std::int64_t reach, std::vector<std::uint8_t>& band)
+        : all_{0, 0, tile.width(), tile.height()}, reach_(reach), band_(band)
+    {
+        band.assign(static_cast<std::size_t>(all_.pixels()), 0);
+    }
+
+    // Pixels beside a seam; those outside the tile do not count.
+    void mark(const Rect& pixels)
+    {
+        const Rect inside = intersect(pixels, all_);
+        if (inside.is_empty())
+            return;
+        const Rect beside = intersect(inside.grown(reach_), all_);
+        for (std::int64_t row = beside.y; row < beside.bottom(); ++row)
+            std::fill_n(band_.begin() + row * all_.width + beside.x, beside.width, std::uint8_t{1});
+        around_ = bounding(around_, beside);
+    }
+
+    const Rect& around() const { return around_; }
+
+private:
+    const Rect all_;
+    const std::int64_t reach_;
+    std::vector<std::uint8_t>& band_;
+    Rect around_;
+};
+
+void mark_seams_within(const SwapWindow& tile, std::int64_t y, Band& band)
+{
+    const std::span<const std::int32_t> row = tile.row(y);
+    for (std::size_t x = end_of_run(row, 0); x < row.size(); x = end_of_run(row, x))
+        if (is_seam(row[x - 1], row[x]))
+            band.mark({static_cast<std::int64_t>(x) - 2, y, 2, 1});
+}
+
+void mark_seams_above(const SwapWindow& tile, std::int64_t y, Band& band)
+{
+    const std::span<const std::int32_t> inner = tile.row(y).subspan(1, static_cast<std::size_t>(tile.width()));
+    const std::span<const std::int32_t> above = tile.row(y - 1).subspan(1, inner.size());
+    if (std::equal(inner.begin(), inner.end(), above.begin()))
+        return;
+    for (std::size_t x = 0; x < inner.size(); ++x) {
+        const std::size_t first = x;
+        while (x < inner.size() && is_seam(inner[x], above[x]))
+            ++x;
+        if (x > first)
+            band.mark({static_cast<std::int64_t>(first), y - 1, static_cast<std::int64_t>(x - first), 2});
+    }
+}
+
+// Marks pixels near a seam. Returns the smallest rectangle around them.
+Rect find_band(const SwapWindow& tile, std::int64_t reach, std::vector<std::uint8_t>& marks)
+{
+    Band band(tile, reach, marks);
+    for (std::int64_t y = 0; y < tile.height(); ++y) {
+        mark_seams_above(tile, y, band);
+        mark_seams_within(tile, y, band);
+    }
+    mark_seams_above(tile, tile.height(), band);
+    return band.around();
 }
 
 // Costs of blocks: what a border of a block's length through its pixels costs.

@@ -2,6 +2,7 @@
 #include "mosaic/seams/seam_strip.h"
 
 #include <algorithm>
+#include <span>
 
 namespace panoval::mosaic
 {
@@ -72,13 +73,19 @@ void SeamStrip::copy_row(std::int64_t number, std::int32_t* to) const
 void SeamStrip::list_runs(std::int64_t row_number, std::vector<SeamMap::Run>& runs) const
 {
     runs.clear();
-    const std::int32_t* const labels = row(row_number);
+    const std::span<const std::int32_t> labels(row(row_number), at(width_));
     for (std::int64_t i = 0; i < tile_count(); ++i) {
         const Rect part = tile(i);
-        for (std::int64_t x = part.x + 1; x < part.right() && !is_uniform(i); ++x)
-            if (labels[x] != labels[x - 1])
-                runs.push_back({static_cast<std::int32_t>(x), labels[x - 1]});
-        runs.push_back({static_cast<std::int32_t>(part.right()), label(part.right() - 1, row_number)});
+        if (is_uniform(i)) {
+            runs.push_back({static_cast<std::int32_t>(part.right()), state(i).label});
+            continue;
+        }
+        const std::span<const std::int32_t> to_end = labels.first(at(part.right()));
+        for (std::size_t x = at(part.x); x < to_end.size();) {
+            const std::int32_t label = to_end[x];
+            x = end_of_run(to_end, x);
+            runs.push_back({static_cast<std::int32_t>(x), label});
+        }
     }
 }
 

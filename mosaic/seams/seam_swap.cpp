@@ -159,14 +159,15 @@ std::vector<LabelSwapper::Labels> LabelSwapper::touching_labels() const
         if (std::find(found.begin(), found.end(), labels) == found.end())
             found.push_back(labels);
     };
-    for (std::int64_t y = 0; y < window_->height(); ++y)
-        for (std::int64_t x = 0; x < window_->width(); ++x)
-            if (window_->is_movable(x, y)) {
-                add(window_->label(x, y), window_->label(x - 1, y));
-                add(window_->label(x, y), window_->label(x + 1, y));
-                add(window_->label(x, y), window_->label(x, y - 1));
-                add(window_->label(x, y), window_->label(x, y + 1));
-            }
+    for (std::int64_t y = 0; y < window_->height(); ++y) {
+        const std::span<const std::int32_t> above = window_->row(y - 1);
+        const std::span<const std::int32_t> row = window_->row(y);
+        const std::span<const std::int32_t> below = window_->row(y + 1);
+        for (std::size_t x = 1; x + 1 < row.size(); ++x)
+            if (window_->is_movable(static_cast<std::int64_t>(x) - 1, y))
+                for (const std::int32_t beside : {row[x - 1], row[x + 1], above[x], below[x]})
+                    add(row[x], beside);
+    }
     std::sort(found.begin(), found.end());
     return found;
 }

@@ -8,6 +8,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -27,6 +28,12 @@ public:
     // x from -1 to width, y from -1 to height.
     std::int32_t& label(std::int64_t x, std::int64_t y) { return labels_[ring_index(x, y)]; }
     std::int32_t label(std::int64_t x, std::int64_t y) const { return labels_[ring_index(x, y)]; }
+
+    // A row's labels from x = -1 on.
+    std::span<const std::int32_t> row(std::int64_t y) const
+    {
+        return {labels_.data() + ring_index(-1, y), static_cast<std::size_t>(width_ + 2)};
+    }
 
     // Whether an inner label may change.
     void set_movable(std::int64_t x, std::int64_t y, bool movable) { movable_[index(x, y)] = movable ? 1 : 0; }
