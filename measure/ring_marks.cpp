@@ -32,6 +32,9 @@ constexpr double kMostAbove = 0.15;
 constexpr double kMostBelow = 0.3;
 constexpr double kMostSine = 0.95; // of half the angle that a mark covers
 constexpr std::size_t kFewest = 2; // others on the ring; or one plain arc
+// Half the thickness, of the blur in pixels, but at least of one: the form of a wider one tells that it is no ellipse.
+constexpr double kWidest = 5;
+constexpr double kSamePlace = 1; // pixels that a silhouette and its target differ by at most
 
 struct Mark {
     Point middle;
@@ -106,6 +109,8 @@ public:
     {
         const MeasuredTarget& own = targets_[index];
         const Outline& outline = own.measured.model.outline;
+        if (outline.semi_minor() > kWidest * std::max(1., own.target.blur))
+            return false;
         const Silhouette silhouette = silhouette_of(own);
         for (const std::size_t k : centres_.near({outline.x, outline.y, outline.semi_major()})) {
             const MeasuredTarget& code = targets_[k];
@@ -146,10 +151,24 @@ private:
                 !are_apart(mark, own) ||
                 std::any_of(others_.begin(), others_.end(), [&](const Mark& other) { return !are_apart(mark, other); }))
                 continue;
-            has_arc = has_arc || mark.length > kArc * mark.thick;
+            has_arc = has_arc || (mark.length > kArc * mark.thick && !is_target(one));
             others_.push_back(mark);
         }
         return others_.size() >= (has_arc ? 1 : kFewest);
+    }
+
+    // Whether it is the outline of a sound target, as long as it may be.
+    bool is_target(const Silhouette& one) const
+    {
+        const auto x = static_cast<double>(one.x);
+        const auto y = static_cast<double>(one.y);
+        const std::vector<std::size_t> around = centres_.near({x, y, 0});
+        return std::any_of(around.begin(), around.end(), [&](std::size_t k) {
+            const Outline& outline = targets_[k].measured.model.outline;
+            return targets_[k].target.quality >= kSound && std::fabs(outline.x - x) <= kSamePlace &&
+                   std::fabs(outline.y - y) <= kSamePlace &&
+                   std::fabs(one.longest() / 2 - outline.semi_major()) <= kSamePlace;
+        });
     }
 
     static bool are_of_level(const PanovalMeasureTarget& code, const PanovalMeasureTarget& mark) noexcept

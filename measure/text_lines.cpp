@@ -377,7 +377,17 @@ private:
         if ((!is_dot && !has_hole_) || count < fewest + crowded || forms_.size() < (is_dot ? kFormsAtDots : kForms) ||
             own.low < line - kTop * tallest || own.high > line + kBottom * tallest)
             return false;
-        return is_between || is_on_line(own, own_along.middle());
+        if (is_on_line(own, own_along.middle()))
+            return true;
+        return is_between && (!is_dot || is_above_another(own_along));
+    }
+
+    // As the dot of an i, or the upper one of a colon, is.
+    bool is_above_another(const Span& own_along) const noexcept
+    {
+        return std::any_of(line_.begin(), line_.end(), [&](const InLine& one) {
+            return one.along.low <= own_along.high && one.along.high >= own_along.low;
+        });
     }
 
     const SilhouetteMap& map_;

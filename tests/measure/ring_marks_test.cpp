@@ -109,6 +109,32 @@ TEST(RingMarks, AreNotSmallDotsAroundALargeOne)
         EXPECT_GT(quality_at(scene, seen(0.3 + 2 * kTurn * i, 2.3)), 0.5) << i;
 }
 
+TEST(RingMarks, AreNotTwoTargetsBesideAThird)
+{
+    // As far from the dot as a ring would be, and lying along it.
+    TargetScene scene = scene_of_dot();
+    for (const double turn : {0.4, 2.9}) {
+        const Place place = seen(turn, 2.05);
+        scene.shapes.push_back(
+            {Shape::Kind::Ellipse, place.x, place.y, kRadius, 0.5 * kRadius, turn + 1.5707963267948966, 40});
+    }
+    for (const double turn : {0.4, 2.9})
+        EXPECT_GT(quality_at(scene, seen(turn, 2.05)), 0.5) << turn;
+}
+
+TEST(RingMarks, AreNotWide)
+{
+    // A large ellipse, clear in its form, beside a larger one and a stroke that lies as far from that.
+    TargetScene scene;
+    scene.width = scene.height = kSide;
+    scene.noise = 3;
+    scene.blur = 1;
+    scene.shapes.push_back({Shape::Kind::Ellipse, 60, 60, 16, 16, 0, 40});
+    scene.shapes.push_back({Shape::Kind::Ellipse, 60, 24, 13, 6.2, 0, 40});
+    scene.shapes.push_back({Shape::Kind::Rectangle, 24, 60, 6.2, 17, 0, 40});
+    EXPECT_GT(quality_at(scene, {60, 24}), 0.5);
+}
+
 } // namespace
 
 } // namespace panoval::test

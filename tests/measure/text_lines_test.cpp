@@ -175,6 +175,17 @@ TEST(TextLines, AreAboveTargetsThatAreLabelledThere)
     }
 }
 
+TEST(TextLines, HaveDotsOnTheirLineOrOverALetter)
+{
+    for (const double height : {30.0, 38.0}) {
+        Writer writer(height, 0.1);
+        writer.write("HTL  ELHT", -2.9);
+        const double gap = -2.9 + 0.7 + 0.7 + 0.6 + 3 * 0.16 + 0.2; // 0.6 wide between L and E
+        writer.disc(gap, -0.1, 0.12, 0.12, kInk);
+        EXPECT_GT(writer.quality_at(gap, -0.1), 0.5) << height << " high: between two words";
+    }
+}
+
 TEST(TextLines, AreOfDifferentForms)
 {
     Writer writer(26, 0.1);
