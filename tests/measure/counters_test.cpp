@@ -4,6 +4,7 @@
 
 #include "measure/neighbours.h"
 #include "panoval_measure.h"
+#include "tests/measure/best_quality.h"
 #include "tests/scenes/target_scene.h"
 
 #include <gtest/gtest.h>
@@ -93,20 +94,9 @@ TargetScene doubly_coded_target(double radius, int missing, double ink, double p
 // The quality of the ellipse about the middle whose smaller semi-axis is b; 0 if there is none.
 double quality_in_the_middle(const TargetScene& scene, double b)
 {
-    const std::vector<std::uint8_t> pixels = render_8_bit(scene);
-    const PanovalMeasureImage image = {pixels.data(), kSide, kSide, kSide, PANOVAL_MEASURE_U8, 0};
-    PanovalMeasureDetectOptions options = {};
-    options.min_quality = -1;
-    PanovalMeasureDetection detection = {};
-    EXPECT_EQ(panoval_measure_detect(&image, &options, &detection), PANOVAL_MEASURE_OK);
-    double best = 0;
-    for (std::int32_t i = 0; i < detection.count; ++i) {
-        const PanovalMeasureEllipse& e = detection.targets[i].ellipse;
-        if (std::hypot(e.x - kX, e.y - kY) < 1 && std::fabs(e.semi_minor - b) < 0.5)
-            best = std::max(best, detection.targets[i].quality);
-    }
-    panoval_measure_free(&detection);
-    return best;
+    return best_quality(render_8_bit(scene), kSide, [b](const PanovalMeasureEllipse& e) {
+        return std::hypot(e.x - kX, e.y - kY) < 1 && std::fabs(e.semi_minor - b) < 0.5;
+    });
 }
 
 // A hole as it is measured where nothing doubts it.

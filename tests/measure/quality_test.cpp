@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 // What quality thinks of outlines that are nearly ellipses, and of ellipses that are not quite rendered as such.
 #include "panoval_measure.h"
+#include "tests/measure/best_quality.h"
 #include "tests/scenes/target_scene.h"
 
 #include <gtest/gtest.h>
@@ -22,19 +23,8 @@ constexpr std::int32_t kSide = 100;
 // The best quality that a record near the picture's middle has; 0 if there is none.
 double quality_in_the_middle(const std::vector<std::uint8_t>& pixels)
 {
-    const PanovalMeasureImage image = {pixels.data(), kSide, kSide, kSide, PANOVAL_MEASURE_U8, 0};
-    PanovalMeasureDetectOptions options = {};
-    options.min_quality = -1;
-    PanovalMeasureDetection detection = {};
-    EXPECT_EQ(panoval_measure_detect(&image, &options, &detection), PANOVAL_MEASURE_OK);
-    double best = 0;
-    for (std::int32_t i = 0; i < detection.count; ++i) {
-        const PanovalMeasureTarget& target = detection.targets[i];
-        if (std::hypot(target.ellipse.x - kSide / 2, target.ellipse.y - kSide / 2) < 3)
-            best = std::max(best, target.quality);
-    }
-    panoval_measure_free(&detection);
-    return best;
+    return best_quality(
+        pixels, kSide, [](const PanovalMeasureEllipse& e) { return std::hypot(e.x - kSide / 2, e.y - kSide / 2) < 3; });
 }
 
 TargetScene scene_of(const Shape& shape, double blur, double noise)

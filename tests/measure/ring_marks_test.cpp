@@ -3,6 +3,7 @@
 #include "measure/ring_marks.h"
 
 #include "panoval_measure.h"
+#include "tests/measure/best_quality.h"
 #include "tests/scenes/target_scene.h"
 
 #include <gtest/gtest.h>
@@ -58,20 +59,9 @@ void add_mark(TargetScene& scene, double first, double turn)
 // The best quality about a place.
 double quality_at(const TargetScene& scene, const Place& place)
 {
-    const std::vector<std::uint8_t> pixels = render_8_bit(scene);
-    const PanovalMeasureImage image = {pixels.data(), kSide, kSide, kSide, PANOVAL_MEASURE_U8, 0};
-    PanovalMeasureDetectOptions options = {};
-    options.min_quality = -1;
-    PanovalMeasureDetection detection = {};
-    EXPECT_EQ(panoval_measure_detect(&image, &options, &detection), PANOVAL_MEASURE_OK);
-    double best = -1;
-    for (std::int32_t i = 0; i < detection.count; ++i) {
-        const PanovalMeasureEllipse& e = detection.targets[i].ellipse;
-        if (std::hypot(e.x - place.x, e.y - place.y) < 1.5)
-            best = std::max(best, detection.targets[i].quality);
-    }
-    panoval_measure_free(&detection);
-    return best;
+    return best_quality(render_8_bit(scene), kSide, [&place](const PanovalMeasureEllipse& e) {
+        return std::hypot(e.x - place.x, e.y - place.y) < 1.5;
+    });
 }
 
 TEST(RingMarks, AreNoTargets)

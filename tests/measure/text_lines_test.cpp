@@ -5,6 +5,7 @@
 #include "measure/neighbours.h"
 #include "measure/silhouette.h"
 #include "panoval_measure.h"
+#include "tests/measure/best_quality.h"
 #include "tests/scenes/target_scene.h"
 
 #include <gtest/gtest.h>
@@ -91,20 +92,9 @@ public:
     // The best quality of an outline about a place.
     double quality_at(double x, double y) const
     {
-        const std::vector<std::uint8_t> pixels = render_8_bit(scene_);
-        const PanovalMeasureImage image = {pixels.data(), kWidth, kHeight, kWidth, PANOVAL_MEASURE_U8, 0};
-        PanovalMeasureDetectOptions options = {};
-        options.min_quality = -1;
-        PanovalMeasureDetection detection = {};
-        EXPECT_EQ(panoval_measure_detect(&image, &options, &detection), PANOVAL_MEASURE_OK);
-        double best = 0;
-        for (std::int32_t i = 0; i < detection.count; ++i) {
-            const PanovalMeasureEllipse& e = detection.targets[i].ellipse;
-            if (std::hypot(e.x - x_at(x, y), e.y - y_at(x, y)) < 1.5)
-                best = std::max(best, detection.targets[i].quality);
-        }
-        panoval_measure_free(&detection);
-        return best;
+        return best_quality(render_8_bit(scene_), kWidth, [&](const PanovalMeasureEllipse& e) {
+            return std::hypot(e.x - x_at(x, y), e.y - y_at(x, y)) < 1.5;
+        });
     }
 
 private:
