@@ -85,8 +85,11 @@ std::vector<float> values_in(const Patch& patch, const Rect& rect)
 
 void take_better(ShiftFit& best, const ShiftFit& other)
 {
-    constexpr double kClearly = 0.03; // the place where the block lies is believed unless another is clearly better
-    if (other.is_valid && (!best.is_valid || other.correlation > best.correlation + kClearly))
+    // The place where the block lies is believed unless another is clearly better; but not one beside a better place
+    // that it was still on its way to.
+    constexpr double kClearly = 0.03;
+    const double margin = best.stands ? kClearly : 0;
+    if (other.is_valid && (!best.is_valid || other.correlation > best.correlation + margin))
         best = other;
 }
 
@@ -154,10 +157,24 @@ Agreement look_beside_strangers(const Patch& first, const Patch& second, int x, 
     return agreement;
 }
 
+// From where the block lies, and on from where a fit was left on its way, as long as that gets better.
+ShiftFit fit_on(const Patch& first, const Patch& second, double x, double y)
+{
+    constexpr int kMostTimes = 3;
+    ShiftFit fit = fit_shift(first, second, x, y);
+    for (int k = 0; k < kMostTimes && fit.is_valid && !fit.stands; ++k) {
+        const ShiftFit next = fit_shift(first, second, fit.x, fit.y);
+        if (!next.is_valid || next.correlation < fit.correlation)
+            break;
+        fit = next;
+    }
+    return fit;
+}
+
 // The best place, looked for around (x, y); and what does not agree there, as far as anybody looked.
 Agreement find_place(const Patch& first, const Patch& second, int x, int y, PhaseScratch& scratch, BlockShift& block)
 {
-    block.fit = fit_shift(first, second, x, y);
+    block.fit = fit_on(first, second, x, y);
     const bool is_near = std::fabs(block.fit.x) < kNear && std::fabs(block.fit.y) < kNear;
     if (block.fit.is_valid && is_near && block.fit.correlation > kGoodFit)
         return {};

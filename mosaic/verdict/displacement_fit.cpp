@@ -236,6 +236,7 @@ ShiftFit fit_all(const Patch& first, const Patch& second, double x, double y)
         const Step step = next_step(sums, fit);
         if (std::sqrt(step.x * step.x + step.y * step.y) < kStill) {
             best = fit;
+            best.stands = true;
             best.x += step.x; // too little to be worth another look
             best.y += step.y;
             break;

@@ -27,7 +27,8 @@ struct Information {
 };
 
 struct ShiftFit {
-    bool is_valid = false; // enough is known of both, and the fit stood still
+    bool is_valid = false; // enough is known of both
+    bool stands = false;   // the fit stood still; otherwise it was left on its way, or is a mere comparison
     double x = 0;          // what the first patch has at a place the second one has at that place + (x, y)
     double y = 0;
     double correlation = 0; // of both there

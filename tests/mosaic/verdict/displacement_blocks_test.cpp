@@ -76,6 +76,22 @@ TEST(MeasureBlocks, TellsAShiftOfSomePixels)
         EXPECT_EQ(of_threads[i].fit.x, blocks[i].fit.x);
 }
 
+// Areas of one value with hard edges correlate nearly as well a pixel beside the right place.
+TEST(MeasureBlocks, TellsShiftsOfPaintedScenes)
+{
+    for (const std::uint64_t seed : {4u, 5u, 6u})
+        for (const double shift : {2, 3, 4}) {
+            const Scene painted = make_scene(900, 320, {.texture = 0, .contrast = 0.1, .edges = 30, .seed = seed});
+            Nested displaced(painted, {.rect = kSecond, .shift_y = -shift, .noise = 0.7});
+            for (const BlockShift& block : displaced.measure()) {
+                if (block.step > 1 || !is_matched(block))
+                    continue;
+                EXPECT_NEAR(block.fit.x, 0, 0.4) << shift << ", seed " << seed;
+                EXPECT_NEAR(block.fit.y, -shift, 0.4) << shift << ", seed " << seed;
+            }
+        }
+}
+
 // Farther than a block's own spectrum reaches: reduced copies know where to look. What is there of the last blocks lies
 // outside the second picture.
 TEST(MeasureBlocks, LooksWhereReducedCopiesMatch)
