@@ -27,10 +27,9 @@ OutputFolder::OutputFolder(const fs::path& place, std::string target) : place_(p
     refuse_file();
     std::error_code error;
     for (int i = 0; i < kMostTries; ++i) {
-        fs::path candidate = place_;
-        candidate += concat(".", process_id(), "-", i, ".part");
-        if (fs::create_directory(candidate, error)) {
-            temporary_ = candidate;
+        temporary_ = place_; // nothing is asked of the heap between making a folder and remembering it
+        temporary_ += concat(".", process_id(), "-", i, ".part");
+        if (fs::create_directory(temporary_, error)) {
             slot_ = remember_unfinished(temporary_);
             InterruptionByHand::begin();
             return;
