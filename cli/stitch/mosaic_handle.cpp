@@ -78,7 +78,7 @@ void MosaicHandle::check(std::int32_t code) const
         (void)fits(code);
         throw Failure(Fault::Memory,
                       concat("found a budget of ", memory_, " bytes; expected --memory ", with_beside(least_memory()),
-                             " or more for a tile of this panorama",
+                             " or more for tiles across this canvas",
                              has_seams() ? ", its pictures' rows and its seams" : " and its pictures' rows"));
     case PANOVAL_MOSAIC_ARGUMENT:
     case PANOVAL_MOSAIC_PICTURE:
