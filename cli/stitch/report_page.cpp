@@ -21,7 +21,6 @@ namespace
 
 constexpr std::size_t kBars = 32;             // differences shown one by one; larger ones share the last bar
 constexpr std::size_t kDrawnOverlaps = 40;    // with bars; the others have numbers
-constexpr std::size_t kCroppedOverlaps = 12;  // with pieces of their pictures
 constexpr std::size_t kMostBytes = 2'800'000; // of the page
 constexpr std::size_t kMostPreviewBytes = 1'300'000;
 
@@ -164,11 +163,13 @@ std::string crops_of(const ReportData& data, std::size_t room)
 {
     std::string text;
     OverlapCrops crops(data.job, data.gains);
+    const auto overlaps = overlaps_of(data);
+    const auto all = static_cast<std::size_t>(
+        std::find_if(overlaps.begin(), overlaps.end(), [](const Json* overlap) { return badness(*overlap) == 0; }) -
+        overlaps.begin());
     std::size_t shown = 0;
-    for (const Json* const listed : overlaps_of(data)) {
-        const Json& overlap = *listed;
-        if (badness(overlap) == 0 || shown == kCroppedOverlaps)
-            break;
+    for (; shown < all; ++shown) {
+        const Json& overlap = *overlaps[shown];
         std::string figure = concat(
             "<h3>", name_of(data, overlap, "first"), " and ", name_of(data, overlap, "second"),
             ": <span style=\"color:", color_of(overlap), "\">", overlap["verdict"].get<std::string>(),
@@ -176,8 +177,9 @@ std::string crops_of(const ReportData& data, std::size_t room)
         if (text.size() + figure.size() > room)
             break;
         text += figure;
-        ++shown;
     }
+    if (shown > 0 && shown < all)
+        text += concat("<p>", all - shown, " more have no room on this page.</p>\n");
     return text.empty() ? text : concat("<h2>Where to look</h2>\n", text);
 }
 
