@@ -3,18 +3,11 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 #include <utility>
 
 namespace panoval::mosaic
 {
-
-namespace
-{
-
-// More than a heap keeps of what was freed, so that blocks which stay take nothing from what comes and goes.
-constexpr std::size_t kSlabBytes = std::size_t{64} << 20;
-
-} // namespace
 
 BlockPool::~BlockPool()
 {
@@ -25,6 +18,13 @@ std::size_t BlockPool::blocks() const
 {
     const std::lock_guard lock(mutex_);
     return blocks_;
+}
+
+void BlockPool::expect(std::size_t blocks, std::size_t slab_bytes)
+{
+    const std::lock_guard lock(mutex_);
+    expected_ = blocks;
+    slab_bytes_ = slab_bytes;
 }
 
 bool BlockPool::has_free_block() const
@@ -51,7 +51,7 @@ std::shared_ptr<std::uint8_t> BlockPool::take()
 void BlockPool::add_slab()
 {
     const std::size_t missing = expected_ > blocks_ ? expected_ - blocks_ : 1;
-    const std::size_t count = std::clamp<std::size_t>(kSlabBytes / block_bytes_, 1, missing);
+    const std::size_t count = std::clamp<std::size_t>(slab_bytes_ / block_bytes_, 1, missing);
     free_.reserve(blocks_ + count); // giving back must not fail
     slabs_.reserve(slabs_.size() + 1);
     auto memory = std::make_unique_for_overwrite<std::uint8_t[]>(count * block_bytes_);
@@ -72,6 +72,17 @@ bool BlockPool::holds(const Slab& slab, const std::uint8_t* block) const
 BlockPool::Slab& BlockPool::slab_of(const std::uint8_t* block)
 {
     return *std::find_if(slabs_.begin(), slabs_.end(), [&](const Slab& slab) { return holds(slab, block); });
+}
+
+std::vector<const std::uint8_t*> BlockPool::slab_starts() const
+{
+    const std::lock_guard lock(mutex_);
+    std::vector<const std::uint8_t*> starts;
+    starts.reserve(slabs_.size());
+    for (const Slab& slab : slabs_)
+        starts.push_back(slab.memory.get());
+    std::sort(starts.begin(), starts.end(), std::less<>());
+    return starts;
 }
 
 void BlockPool::give_back(std::uint8_t* block)

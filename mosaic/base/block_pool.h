@@ -25,12 +25,15 @@ public:
     std::size_t blocks() const; // that there are, in use or not
     bool has_free_block() const;
 
-    // So many blocks are going to be needed and may be taken several at a time.
-    void expect(std::size_t blocks) { expected_ = blocks; }
+    // So many blocks are going to be needed, and may come from the heap with others, in slabs of so many bytes.
+    void expect(std::size_t blocks, std::size_t slab_bytes);
 
     // A block that comes back to the pool when nobody holds it any more; the pool must outlive it. Throws
     // std::bad_alloc.
     std::shared_ptr<std::uint8_t> take();
+
+    // Where the slabs begin, in ascending order.
+    std::vector<const std::uint8_t*> slab_starts() const;
 
     // Gives unused blocks back to the heap until there are no more than so many, as far as all of those that came with
     // them are unused, too.
@@ -56,6 +59,7 @@ private:
     std::vector<std::uint8_t*> free_;
     std::size_t blocks_ = 0;
     std::size_t expected_ = 0;
+    std::size_t slab_bytes_ = 0;
 };
 
 } // namespace panoval::mosaic

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <functional>
 
 namespace panoval::mosaic
 {
@@ -14,6 +15,12 @@ namespace
 {
 
 constexpr std::uint8_t kCovered = 255;
+
+// Blocks come from the heap in slabs of more than a heap keeps of what was freed: those that stay take nothing from
+// what comes and goes, and the system gets back what a smaller budget leaves over. Of those that may leave so early few
+// come together, for all of them leave together.
+constexpr std::size_t kStayingSlab = std::size_t{64} << 20;
+constexpr std::size_t kLeavingSlab = std::size_t{8} << 20;
 
 // Files that a host may have to keep open at once.
 constexpr std::size_t kMostOpen = 64;
@@ -61,7 +68,9 @@ PictureStore::PictureStore(const Layout& layout, const std::vector<PictureTraits
     const std::size_t for_masks = count_mask_blocks(layout, budget.threads);
     all_fit_ = bands + for_masks <= budget.least_bytes / pool_.block_bytes();
     if (all_fit_)
-        pool_.expect(bands + for_masks);
+        pool_.expect(bands + for_masks, kStayingSlab);
+    else
+        pool_.expect(most_blocks(), kLeavingSlab);
     if (!all_fit_ && !is_all_random && budget.may_use_scratch)
         has_scratch_ = scratch_.open();
 }
@@ -280,6 +289,31 @@ bool PictureStore::evict_one()
     return true;
 }
 
+// Slabs go back to the heap as a whole: those first that were not used for longest.
+void PictureStore::evict_slabs(std::size_t most_blocks)
+{
+    using Place = std::list<Key>::iterator;
+    const std::lock_guard lock(mutex_);
+    const std::vector<const std::uint8_t*> starts = pool_.slab_starts();
+    std::vector<std::vector<Place>> bands(starts.size()); // of each slab
+    std::vector<std::size_t> by_use;                      // slabs, the one used last in front
+    for (Place key = used_.begin(); key != used_.end(); ++key) {
+        const std::uint8_t* const block = pictures_[key->picture].slots[key->band].band.block.get();
+        const auto behind = std::upper_bound(starts.begin(), starts.end(), block, std::less<>());
+        const auto slab = static_cast<std::size_t>(behind - starts.begin()) - 1;
+        if (bands[slab].empty())
+            by_use.push_back(slab);
+        bands[slab].push_back(key);
+    }
+    for (; pool_.blocks() > most_blocks && !by_use.empty(); by_use.pop_back()) {
+        for (const Place key : bands[by_use.back()]) {
+            pictures_[key->picture].slots[key->band].band.block = nullptr;
+            used_.erase(key);
+        }
+        pool_.shrink(most_blocks);
+    }
+}
+
 void PictureStore::set_budget(std::size_t bytes)
 {
     {
@@ -287,8 +321,9 @@ void PictureStore::set_budget(std::size_t bytes)
         budget_ = bytes;
     }
     pool_.shrink(most_blocks());
-    while (pool_.blocks() > most_blocks() && evict_one())
-        pool_.shrink(most_blocks());
+    evict_slabs(most_blocks());
+    if (!all_fit_)
+        pool_.expect(most_blocks(), kLeavingSlab);
 }
 
 // The mask is read beside the block, which then gets it if there is anything in it to tell.

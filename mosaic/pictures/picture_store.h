@@ -130,6 +130,7 @@ private:
     void keep(const Key& key, const Band& band);
     Block new_block();
     bool evict_one();
+    void evict_slabs(std::size_t most_blocks);
     Band read_one(std::size_t picture, std::size_t index);
     Band read_from_start(std::size_t picture, std::size_t index);
     Band read_scratch(Picture& from, std::size_t index);

@@ -19,6 +19,7 @@ namespace
 using Blocks = std::vector<std::shared_ptr<std::uint8_t>>;
 
 constexpr std::size_t kBytes = std::size_t{1} << 20;
+constexpr std::size_t kSlab = 64 * kBytes;
 
 Blocks take(BlockPool& pool, std::size_t count)
 {
@@ -80,7 +81,7 @@ TEST(BlockPool, ExpectedBlocksComeTogetherAndNoMoreThanThose)
 {
     MemoryMeter meter;
     BlockPool pool(kBytes, meter);
-    pool.expect(69);
+    pool.expect(69, kSlab);
     {
         const Blocks blocks = take(pool, 65);
         EXPECT_EQ(meter.now(), 69 * kBytes) << "64, and the rest";
@@ -91,11 +92,23 @@ TEST(BlockPool, ExpectedBlocksComeTogetherAndNoMoreThanThose)
     EXPECT_EQ(meter.now(), 0u);
 }
 
+TEST(BlockPool, TellsWhereBlocksThatCameTogetherBegin)
+{
+    MemoryMeter meter;
+    BlockPool pool(kBytes, meter);
+    EXPECT_TRUE(pool.slab_starts().empty());
+    pool.expect(7, 3 * kBytes);
+    const Blocks blocks = take(pool, 7);
+    std::vector<const std::uint8_t*> first = {blocks[0].get(), blocks[3].get(), blocks[6].get()};
+    std::sort(first.begin(), first.end());
+    EXPECT_EQ(pool.slab_starts(), first);
+}
+
 TEST(BlockPool, BlocksThatCameTogetherStayWhileOneIsHeld)
 {
     MemoryMeter meter;
     BlockPool pool(kBytes, meter);
-    pool.expect(68);
+    pool.expect(68, kSlab);
     Blocks blocks = take(pool, 68);
     blocks.resize(1);
     pool.shrink(0);

@@ -511,6 +511,33 @@ TEST(PictureStore, GivesMemoryBackWhenTheBudgetShrinks)
     read_at_random(store, rows, 20, 9);
 }
 
+// Blocks that stay lie beside others that go; only whole slabs of them reach the system.
+TEST(PictureStore, KeepsWhatWasUsedLastWhenTheBudgetShrinks)
+{
+    constexpr std::size_t kMegabyte = std::size_t{1} << 20;
+    MadeRows rows(true, 0);
+    for (int i = 0; i < 3; ++i)
+        rows.add(1024, 4096, false, {false, true});
+    MemoryMeter meter;
+    PictureStore store(rows.layout, rows.traits, rows, meter, {60 * kMegabyte, 30 * kMegabyte, true});
+    PixelBlock block;
+    for (std::size_t picture = 0; picture < 3; ++picture) // 24 MB each
+        for (std::int64_t y = 0; y < 4096; y += 64)
+            store.read(picture, {0, y, 1024, 64}, block);
+    for (std::int64_t y = 0; y < 4096; y += 512)
+        store.read(1, {5, y, 1, 1}, block);
+    EXPECT_LE(meter.now(), 60 * kMegabyte);
+    store.set_budget(30 * kMegabyte);
+    EXPECT_LE(meter.now(), 30 * kMegabyte);
+    EXPECT_GT(meter.now(), 16 * kMegabyte);
+    const std::uint64_t before = store.counts().rows;
+    store.read(1, {5, 3584, 1, 1}, block);
+    EXPECT_EQ(store.counts().rows, before);
+    for (std::size_t picture = 0; picture < 3; ++picture)
+        expect_right(store, rows, picture, {1000, 1000, 24, 64});
+    EXPECT_LE(meter.most(), 60 * kMegabyte);
+}
+
 TEST(PictureStore, PassesAHostsFailureOnAndCanGoOnLater)
 {
     MadeRows rows(false, 2);
